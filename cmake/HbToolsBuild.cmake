@@ -1,0 +1,47 @@
+# Compile settings of everything that this project builds itself.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/lib)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+find_program(HBTOOLS_CCACHE ccache)
+if(HBTOOLS_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${HBTOOLS_CCACHE})
+endif()
+
+# hbtools_settings carries warnings and sanitizers; it is linked privately and never exported.
+add_library(hbtools_settings INTERFACE)
+target_compile_options(hbtools_settings INTERFACE
+  -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+  -Woverloaded-virtual -Wcast-align -Wformat=2 -Wundef -Wduplicated-cond -Wlogical-op)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  set_property(TARGET hbtools_settings PROPERTY INTERFACE_COMPILE_OPTIONS
+    -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast)
+endif()
+if(HBTOOLS_WERROR)
+  target_compile_options(hbtools_settings INTERFACE -Werror)
+endif()
+# Exact comparisons and NaN rules are part of the behaviour: no contraction, never fast-math.
+target_compile_options(hbtools_settings INTERFACE -ffp-contract=off -fno-math-errno)
+if(HBTOOLS_SANITIZE)
+  target_compile_options(hbtools_settings INTERFACE
+    -fsanitize=${HBTOOLS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(hbtools_settings INTERFACE -fsanitize=${HBTOOLS_SANITIZE})
+endif()
+
+# Compiles a text file of string resources into a source that defines one table.
+#   hbtools_compile_resources(<out-var> <text file> <symbol>)
+function(hbtools_compile_resources out text symbol)
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp)
+  add_custom_command(OUTPUT ${source}
+    COMMAND hbres ${text} ${symbol} ${source}
+    DEPENDS hbres ${text} COMMENT "String resources ${symbol}" VERBATIM)
+  set(${out} ${source} PARENT_SCOPE)
+endfunction()
