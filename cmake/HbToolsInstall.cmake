@@ -46,7 +46,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/README.md
 
 set(CPACK_PACKAGE_NAME hbtools)
 set(CPACK_PACKAGE_VENDOR "hbTools developers")
-set(CPACK_PACKAGE_CONTACT "hbTools developers <hbtools@localhost>")
+set(CPACK_PACKAGE_CONTACT "hbTools developers")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)

@@ -20,13 +20,15 @@ set(standard
   valarray variant vector version)
 
 # Says in `kind` what `target`, named by an include in the file `from`, is: a room, or one of
-# "umbrella", "standard", "library", "near" (a file beside) and "system".
+# "umbrella", "nowhere", "standard", "library", "near" (a file beside) and "system".
 function(classify kind from target quoted)
   set(${kind} system PARENT_SCOPE)
   if(target STREQUAL "hbtools/hbtools.h")
     set(${kind} umbrella PARENT_SCOPE)
   elseif(target MATCHES "^hbtools/([a-z]+)/")
     set(${kind} ${CMAKE_MATCH_1} PARENT_SCOPE)
+  elseif(target MATCHES "^hbtools/")
+    set(${kind} nowhere PARENT_SCOPE)
   elseif(target IN_LIST standard)
     set(${kind} standard PARENT_SCOPE)
   elseif(target MATCHES "${HBTOOLS_LIBRARY_HEADERS}")
@@ -87,7 +89,7 @@ foreach(file IN LISTS files)
       elseif(room AND NOT kind STREQUAL room AND NOT kind IN_LIST HBTOOLS_MAY_INCLUDE_${room})
         fault("${file}: ${room} may not include ${kind} (${target})")
       endif()
-    elseif(target MATCHES "^hbtools/" AND NOT kind STREQUAL "umbrella")
+    elseif(kind STREQUAL "nowhere")
       fault("${file}: includes ${target}, which stands in no room")
     endif()
   endforeach()
