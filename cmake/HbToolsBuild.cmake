@@ -6,6 +6,8 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/lib)
+# An installed tool finds the library beside it, wherever the tree was moved.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
@@ -35,13 +37,10 @@ if(HBTOOLS_SANITIZE)
     -fsanitize=${HBTOOLS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(hbtools_settings INTERFACE -fsanitize=${HBTOOLS_SANITIZE})
 endif()
-
-# Compiles a text file of string resources into a source that defines one table.
-#   hbtools_compile_resources(<out-var> <text file> <symbol>)
-function(hbtools_compile_resources out text symbol)
-  set(source ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp)
-  add_custom_command(OUTPUT ${source}
-    COMMAND hbres ${text} ${symbol} ${source}
-    DEPENDS hbres ${text} COMMENT "String resources ${symbol}" VERBATIM)
-  set(${out} ${source} PARENT_SCOPE)
-endfunction()
+if(HBTOOLS_BUILD_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "HBTOOLS_BUILD_FUZZ needs clang: cmake --preset fuzz")
+  endif()
+  # Coverage for the fuzzer in everything; the engine itself is linked into the fuzz targets only.
+  target_compile_options(hbtools_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,51 @@
+# Installs the build BUILD to a fresh prefix outside of every tree, moves it, and builds and runs the program beside
+# this file against it: once by find_package, once by pkg-config.
+cmake_policy(VERSION 3.25)
+set(temp /tmp)
+if(DEFINED ENV{TMPDIR})
+  set(temp $ENV{TMPDIR})
+endif()
+string(RANDOM LENGTH 12 name)
+set(work ${temp}/hbtools-consumer-${name})
+file(MAKE_DIRECTORY ${work})
+
+function(run what)
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${work} RESULT_VARIABLE result
+    OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  message(STATUS "${what}: ${result}")
+  if(NOT result EQUAL 0)
+    file(REMOVE_RECURSE ${work})
+    message(FATAL_ERROR "${what} failed:\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+run("install" ${CMAKE_COMMAND} --install ${BUILD} --config ${CONFIG} --prefix ${work}/first)
+file(RENAME ${work}/first ${work}/prefix)
+
+foreach(header IN ITEMS include/hbtools/hbtools.h bin/hbres)
+  if(NOT EXISTS ${work}/prefix/${header})
+    file(REMOVE_RECURSE ${work})
+    message(FATAL_ERROR "not installed: ${header}")
+  endif()
+endforeach()
+
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/CMakeLists.txt ${CMAKE_CURRENT_LIST_DIR}/main.cpp DESTINATION ${work}/source)
+run("configure" ${CMAKE_COMMAND} -S ${work}/source -B ${work}/build -G ${GENERATOR}
+  -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${work}/prefix)
+run("build" ${CMAKE_COMMAND} --build ${work}/build)
+run("run" ${work}/build/consumer)
+
+file(GLOB_RECURSE pc ${work}/prefix/hbtools.pc)
+get_filename_component(pc_dir ${pc} DIRECTORY)
+set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+run("pkg-config" pkg-config --cflags --libs hbtools)
+separate_arguments(flags UNIX_COMMAND "${output}")
+if(NOT "-fnon-call-exceptions" IN_LIST flags)
+  file(REMOVE_RECURSE ${work})
+  message(FATAL_ERROR "hbtools.pc does not carry -fnon-call-exceptions: ${output}")
+endif()
+get_filename_component(lib_dir ${pc_dir} DIRECTORY)
+run("build with pkg-config" ${COMPILER} ${work}/source/main.cpp -o ${work}/plain ${flags} -Wl,-rpath,${lib_dir})
+run("run with pkg-config" ${work}/plain)
+file(REMOVE_RECURSE ${work})

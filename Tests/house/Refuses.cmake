@@ -1,0 +1,21 @@
+# Runs SCRIPT on the tree ROOT, which has exactly the faults that ROOT/faults.txt lists, one line each. Passes if
+# the script fails and reports these lines and no others.
+cmake_policy(VERSION 3.25)
+execute_process(COMMAND ${CMAKE_COMMAND} -DROOT=${ROOT} -P ${SCRIPT}
+  RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+if(result EQUAL 0)
+  message(FATAL_ERROR "${SCRIPT} accepts ${ROOT}")
+endif()
+string(REGEX MATCHALL "fault: [^\n]*" reported "${output}")
+list(TRANSFORM reported REPLACE "^fault: " "")
+file(STRINGS ${ROOT}/faults.txt expected)
+foreach(line IN LISTS expected)
+  if(NOT line IN_LIST reported)
+    message(SEND_ERROR "not reported: ${line}")
+  endif()
+endforeach()
+foreach(line IN LISTS reported)
+  if(NOT line IN_LIST expected)
+    message(SEND_ERROR "reported without cause: ${line}")
+  endif()
+endforeach()

@@ -1,0 +1,11 @@
+#include "hbtools/config/syConfig.h"
+#include "hbtools/base/syGood.h"
+#include "core/private.h"
+#include "local.h"
+#include <fmt/core.h>
+#include "hbtools/math/syMatrix.h"
+#include "../threads/private.h"
+#include <pthread.h>
+#include <boost/any.hpp>
+#include "hbtools/hbtools.h"
+#include "hbtools/syNowhere.h"

@@ -1,0 +1,1 @@
+#include "hbtools/base/syGood.h"

@@ -1,0 +1,2 @@
+#include "hbtools/base/syA.h"
+#include "hbtools/base/syGone.h"

@@ -1,0 +1,11 @@
+# How the checks tell what they found: one line per fault, and a failure at the end.
+set(faults 0)
+macro(fault text)
+  message(NOTICE "fault: ${text}")
+  math(EXPR faults "${faults} + 1")
+endmacro()
+macro(finish)
+  if(faults GREATER 0)
+    message(FATAL_ERROR "${faults} faults in ${ROOT}")
+  endif()
+endmacro()
