@@ -132,6 +132,8 @@ private:
         detail::TagChain* chain;  // owned; what is known of the chain from startPosition on
     };
 
+    class Lending;
+
     STagLevel& Top() const { return *m_top; }
     void Push(std::uint64_t position, std::uint32_t mode);
     CFile& OpenFile() const;
