@@ -52,7 +52,8 @@ public:
     virtual UINT Read(void* buffer, UINT count);
     /// Writes all of `count` bytes or throws.
     virtual void Write(void const* buffer, UINT count);
-    /// Brings everything to the medium.
+    /// Brings everything to the medium, and forgets what was read ahead, so that later reads see what others wrote.
+    /// After the medium refused once, the file stays failed: no later Flush reports success.
     virtual void Flush();
 
     /// The file's name without its directories; GetFilePath has them. Both empty while no path was set.
@@ -60,7 +61,7 @@ public:
     virtual CString GetFilePath() const;
     /// Sets the path that messages show; does not move the file. A null name throws CInvalidArgException.
     virtual void SetFilePath(wchar_t const* path);
-    bool IsOpen() const;
+    virtual bool IsOpen() const;
 
     /// Deletes, renames (replacing no existing file). @throws CFileException
     static void Remove(wchar_t const* path);
@@ -71,6 +72,7 @@ protected:
 
 private:
     class Stream;
+    Stream& Opened() const;
     std::unique_ptr<Stream> m_stream;
 };
 
@@ -86,9 +88,11 @@ public:
     /// Gives the memory (made by Alloc, to be freed by std::free) to the caller; the file is empty afterwards.
     BYTE* Detach();
 
+    /// Empties the file; there is no path to open. Returns non-zero.
     int Open(wchar_t const* path, UINT openFlags, CFileException* error = nullptr) override;
-    void Close() override;
-    void Abort() noexcept override;
+    void Close() override;           ///< Frees the memory, if it is the file's own.
+    void Abort() noexcept override;  ///< The same.
+    bool IsOpen() const override;
     ULONGLONG GetPosition() const override;
     ULONGLONG Seek(LONGLONG offset, UINT from) override;
     ULONGLONG GetLength() const override;

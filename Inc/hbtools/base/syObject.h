@@ -56,10 +56,12 @@ public:
     /// Copies the text, cut to `size` characters with the terminator, and sets *helpContext to 0 if it is given.
     /// Returns non-zero if there is a text.
     virtual int GetErrorMessage(wchar_t* buffer, unsigned int size, unsigned int* helpContext = nullptr);
+    /// The whole text of any exception.
+    static KxString TextOf(CException& exception) { return exception.ComposeText(); }
 
 protected:
-    /// The text of this exception; the classes of the framework compose it here.
-    virtual KxString ComposeText() const;
+    /// The text of this exception; each class composes its own.
+    virtual KxString ComposeText();
 
 private:
     bool m_autoDelete;
@@ -93,7 +95,7 @@ public:
     static int CauseOfOsError(long osError);
 
 protected:
-    KxString ComposeText() const override;
+    KxString ComposeText() override;
 
 private:
     int m_cause;
@@ -119,7 +121,7 @@ public:
     CString const& GetFileName() const { return m_fileName; }
 
 protected:
-    KxString ComposeText() const override;
+    KxString ComposeText() override;
 
 private:
     int m_cause;
@@ -132,7 +134,7 @@ public:
     using CException::CException;
 
 protected:
-    KxString ComposeText() const override;
+    KxString ComposeText() override;
 };
 
 class KX_API CInvalidArgException : public CException {
@@ -140,7 +142,7 @@ public:
     using CException::CException;
 
 protected:
-    KxString ComposeText() const override;
+    KxString ComposeText() override;
 };
 
 class KX_API COleException : public CException {
@@ -149,7 +151,7 @@ public:
     long GetCode() const { return m_code; }
 
 protected:
-    KxString ComposeText() const override;
+    KxString ComposeText() override;
 
 private:
     long m_code;

@@ -1,0 +1,450 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// CFile on POSIX descriptors. One window of the file is held in memory. Everything that lies in it is read,
+// written and sought without a system call; what was changed in it is one range that goes out when the window
+// moves. Large blocks pass by the window.
+#include "hbtools/base/syFile.h"
+
+#include "hbtools/base/syEncoding.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace KxN {
+
+namespace {
+
+constexpr std::size_t windowCapacity = 256 * 1024;
+constexpr std::size_t pageSize = 4096;       // what a read out of order fetches
+constexpr std::size_t directSize = 128 * 1024;  // reads and writes from here on pass by the window
+constexpr ULONGLONG positionLimit = 1ULL << 63;
+// The kernel moves at most this much in one call.
+constexpr std::size_t callLimit = 0x7ffff000;
+
+/// Keeps a write beyond the file size limit from ending the process: the signal is held back and taken.
+class SizeSignalGuard {
+public:
+    SizeSignalGuard() {
+        sigemptyset(&m_signal);
+        sigaddset(&m_signal, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &m_signal, &m_former);
+    }
+    SizeSignalGuard(SizeSignalGuard const&) = delete;
+    SizeSignalGuard& operator=(SizeSignalGuard const&) = delete;
+    ~SizeSignalGuard() {
+        int const keep = errno;
+        if (m_take && !sigismember(&m_former, SIGXFSZ)) {
+            timespec const now = {0, 0};
+            while (sigtimedwait(&m_signal, nullptr, &now) < 0 && errno == EINTR) {
+            }
+        }
+        pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
+        errno = keep;
+    }
+    void TakePending() { m_take = true; }
+
+private:
+    sigset_t m_signal;
+    sigset_t m_former;
+    bool m_take = false;
+};
+
+ULONGLONG EndOf(ULONGLONG offset, std::size_t count) {
+    return offset + count;
+}
+
+}  // namespace
+
+class CFile::Stream {
+public:
+    Stream(int descriptor, bool canRead, bool canWrite, ULONGLONG length, CFile const& owner)
+        : m_owner(owner), m_descriptor(descriptor), m_canRead(canRead), m_canWrite(canWrite), m_length(length) {}
+    Stream(Stream const&) = delete;
+    Stream& operator=(Stream const&) = delete;
+    ~Stream() {
+        if (m_descriptor >= 0) ::close(m_descriptor);
+    }
+
+    [[noreturn]] void Fail(int osError) const {
+        throw new CFileException(CFileException::CauseOfOsError(osError), osError, m_owner.m_filePath);
+    }
+    [[noreturn]] void FailWith(int cause) const { throw new CFileException(cause, -1, m_owner.m_filePath); }
+
+    std::size_t Read(BYTE* target, std::size_t count);
+    void Write(BYTE const* source, std::size_t count);
+    void WriteOut();
+    void Forget() { m_windowSize = 0; }
+    ULONGLONG Length() const;
+    void SetLength(ULONGLONG newLength);
+    void Sync();
+    void Close();
+
+    ULONGLONG m_position = 0;
+
+private:
+    std::size_t ReadSlowly(BYTE* target, std::size_t count);
+    void WriteSlowly(BYTE const* source, std::size_t count);
+    std::size_t ReadAt(BYTE* target, std::size_t count, ULONGLONG offset) const;
+    std::size_t ReadLarge(BYTE* target, std::size_t count);
+    void WriteAt(BYTE const* source, std::size_t count, ULONGLONG offset);
+    void LoadWindow(std::size_t count);
+    void NeedWindow() {
+        if (!m_window) m_window = std::make_unique_for_overwrite<BYTE[]>(windowCapacity + pageSize);
+    }
+    bool HasChanges() const { return m_changedEnd > m_changedBegin; }
+
+    CFile const& m_owner;
+    int m_descriptor;
+    bool m_canRead;
+    bool m_canWrite;
+    ULONGLONG m_length;  // of a file that we write: what is on disk and what is pending
+    std::unique_ptr<BYTE[]> m_window;
+    ULONGLONG m_windowStart = 0;
+    std::size_t m_windowSize = 0;
+    std::size_t m_changedBegin = 0;  // range of the window that is not on disk yet
+    std::size_t m_changedEnd = 0;
+    std::size_t m_readAhead = pageSize;
+    int m_syncError = 0;
+};
+
+inline std::size_t CFile::Stream::Read(BYTE* target, std::size_t count) {
+    ULONGLONG const inWindow = m_position - m_windowStart;  // wraps to a large number in front of the window
+    if (m_canRead && inWindow < m_windowSize && count <= m_windowSize - inWindow) {
+        std::memcpy(target, m_window.get() + inWindow, count);
+        m_position += count;
+        return count;
+    }
+    return ReadSlowly(target, count);
+}
+
+std::size_t CFile::Stream::ReadSlowly(BYTE* target, std::size_t count) {
+    if (!m_canRead) FailWith(CFileException::accessDenied);
+    std::size_t done = 0;
+    while (done < count) {
+        ULONGLONG const inWindow = m_position - m_windowStart;
+        if (inWindow < m_windowSize) {
+            std::size_t const part = std::min<std::size_t>(count - done, m_windowSize - inWindow);
+            std::memcpy(target + done, m_window.get() + inWindow, part);
+            done += part;
+            m_position += part;
+            continue;
+        }
+        if (m_position >= positionLimit) break;
+        if (count - done >= directSize) {
+            done += ReadLarge(target + done, count - done);
+            break;
+        }
+        LoadWindow(count - done);
+        if (m_position - m_windowStart >= m_windowSize) break;  // end of the file
+    }
+    return done;
+}
+
+std::size_t CFile::Stream::ReadAt(BYTE* target, std::size_t count, ULONGLONG offset) const {
+    std::size_t done = 0;
+    while (done < count) {
+        ssize_t const got = ::pread(m_descriptor, target + done, std::min(count - done, callLimit),
+                                    static_cast<off_t>(offset + done));
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            Fail(errno);
+        }
+        if (got == 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
+// The kernel copies slowly when target and file offset do not fall on the same place of a cache line. Then two
+// copies, the first into a window that stays in the processor's cache, are faster than one.
+std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count) {
+    WriteOut();
+    std::size_t done = 0;
+    if (((reinterpret_cast<std::uintptr_t>(target) ^ m_position) & 63) == 0) {
+        done = ReadAt(target, count, m_position);
+        m_position += done;
+        return done;
+    }
+    NeedWindow();
+    Forget();
+    while (done < count) {
+        std::size_t const skew = static_cast<std::size_t>(m_position % pageSize);
+        std::size_t const wanted = std::min(count - done, windowCapacity - skew);
+        std::size_t const got = ReadAt(m_window.get() + skew, wanted, m_position);
+        std::memcpy(target + done, m_window.get() + skew, got);
+        done += got;
+        m_position += got;
+        if (got < wanted) break;
+    }
+    return done;
+}
+
+// Brings the window to the position with at least one page, in order of reading with more each time.
+void CFile::Stream::LoadWindow(std::size_t count) {
+    WriteOut();
+    NeedWindow();
+    bool const inOrder = m_windowSize > 0 && m_position == EndOf(m_windowStart, m_windowSize);
+    m_readAhead = inOrder ? std::min(m_readAhead * 2, windowCapacity) : pageSize;
+    ULONGLONG const start = m_position - m_position % pageSize;
+    std::size_t const needed = static_cast<std::size_t>(m_position - start) + count;
+    std::size_t const wanted =
+        std::min(std::max((needed + pageSize - 1) / pageSize * pageSize, m_readAhead), windowCapacity);
+    Forget();
+    std::size_t const got = ReadAt(m_window.get(), wanted, start);
+    m_windowStart = start;
+    m_windowSize = got;
+}
+
+inline void CFile::Stream::Write(BYTE const* source, std::size_t count) {
+    ULONGLONG const inWindow = m_position - m_windowStart;
+    if (m_window && m_canWrite && inWindow <= m_windowSize && count <= windowCapacity - inWindow) {
+        std::size_t const first = static_cast<std::size_t>(inWindow);
+        std::memcpy(m_window.get() + first, source, count);
+        std::size_t const last = first + count;
+        if (HasChanges()) {
+            m_changedBegin = std::min(m_changedBegin, first);
+            m_changedEnd = std::max(m_changedEnd, last);
+        } else {
+            m_length = std::max(m_length, Length());  // others may have written since
+            m_changedBegin = first;
+            m_changedEnd = last;
+        }
+        m_windowSize = std::max(m_windowSize, last);
+        m_position += count;
+        m_length = std::max(m_length, m_position);
+        return;
+    }
+    WriteSlowly(source, count);
+}
+
+void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
+    if (!m_canWrite) FailWith(CFileException::accessDenied);
+    if (count == 0) return;
+    if (count > positionLimit - 1 - m_position) FailWith(CFileException::badSeek);
+    WriteOut();
+    Forget();
+    if (count >= directSize) {
+        WriteAt(source, count, m_position);
+        m_position += count;
+        m_length = std::max(m_length, m_position);
+        return;
+    }
+    NeedWindow();
+    m_windowStart = m_position;
+    Write(source, count);
+}
+
+void CFile::Stream::WriteAt(BYTE const* source, std::size_t count, ULONGLONG offset) {
+    SizeSignalGuard guard;
+    std::size_t done = 0;
+    while (done < count) {
+        ssize_t const put = ::pwrite(m_descriptor, source + done, std::min(count - done, callLimit),
+                                     static_cast<off_t>(offset + done));
+        if (put < 0) {
+            if (errno == EINTR) continue;
+            if (errno == EFBIG) guard.TakePending();
+            Fail(errno);
+        }
+        if (put == 0) Fail(EIO);
+        done += static_cast<std::size_t>(put);
+    }
+}
+
+/// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
+void CFile::Stream::WriteOut() {
+    if (!HasChanges()) return;
+    WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin, EndOf(m_windowStart, m_changedBegin));
+    m_changedBegin = m_changedEnd = 0;
+}
+
+ULONGLONG CFile::Stream::Length() const {
+    if (HasChanges()) return m_length;
+    struct stat status;
+    if (::fstat(m_descriptor, &status) != 0) Fail(errno);
+    return static_cast<ULONGLONG>(status.st_size);
+}
+
+void CFile::Stream::SetLength(ULONGLONG newLength) {
+    if (!m_canWrite) FailWith(CFileException::accessDenied);
+    if (newLength >= positionLimit) FailWith(CFileException::badSeek);
+    WriteOut();
+    Forget();
+    SizeSignalGuard guard;
+    int result;
+    do {
+        result = ::ftruncate(m_descriptor, static_cast<off_t>(newLength));
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        if (errno == EFBIG) guard.TakePending();
+        Fail(errno);
+    }
+    m_length = newLength;
+}
+
+void CFile::Stream::Sync() {
+    WriteOut();
+    Forget();
+    if (!m_canWrite) return;
+    if (m_syncError == 0) {
+        int result;
+        do {
+            result = ::fsync(m_descriptor);
+        } while (result != 0 && errno == EINTR);
+        // The system reports a lost page once only; whoever asks again must not be told that all is well.
+        if (result != 0) m_syncError = errno;
+    }
+    if (m_syncError != 0) Fail(m_syncError);
+}
+
+void CFile::Stream::Close() {
+    WriteOut();
+    int const descriptor = m_descriptor;
+    m_descriptor = -1;
+    // After EINTR the descriptor is gone all the same; a second call could close a stranger's.
+    if (::close(descriptor) != 0 && errno != EINTR) Fail(errno);
+}
+
+CFile::CFile() = default;
+
+CFile::CFile(wchar_t const* path, UINT openFlags) {
+    CFileException error(CFileException::none);
+    if (!CFile::Open(path, openFlags, &error))
+        throw new CFileException(error.GetCause(), error.GetOsError(), error.GetFileName());
+}
+
+CFile::~CFile() {
+    if (!m_stream) return;
+    try {
+        m_stream->WriteOut();
+    } catch (CException* exception) {
+        exception->Delete();
+    }
+}
+
+int CFile::Open(wchar_t const* path, UINT openFlags, CFileException* error) {
+    auto const refuse = [&](int cause, long osError) {
+        if (error) *error = CFileException(cause, osError, path);
+        return 0;
+    };
+    UINT const access = openFlags & 3;
+    if (!path || !*path || access == 3) return refuse(CFileException::badPath, -1);
+    std::string const systemPath = KxxToSystemPath(path);
+    int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;  // a pipe or a device must not make us wait
+    flags |= access == modeRead ? O_RDONLY : access == modeWrite ? O_WRONLY : O_RDWR;
+    if (openFlags & modeCreate) flags |= O_CREAT;
+    int descriptor;
+    do {
+        descriptor = ::open(systemPath.c_str(), flags, 0666);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) return refuse(CFileException::CauseOfOsError(errno), errno);
+
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        bool const isDirectory = S_ISDIR(status.st_mode);
+        ::close(descriptor);
+        return refuse(isDirectory ? CFileException::accessDenied : CFileException::invalidFile,
+                      isDirectory ? EISDIR : -1);
+    }
+    if ((openFlags & modeCreate) && !(openFlags & modeNoTruncate) && access != modeRead && status.st_size > 0) {
+        if (::ftruncate(descriptor, 0) != 0) {
+            int const osError = errno;
+            ::close(descriptor);
+            return refuse(CFileException::CauseOfOsError(osError), osError);
+        }
+        status.st_size = 0;
+    }
+    if (m_stream) Close();
+    m_filePath = path;
+    m_stream = std::make_unique<Stream>(descriptor, access != modeWrite, access != modeRead,
+                                        static_cast<ULONGLONG>(status.st_size), *this);
+    return 1;
+}
+
+void CFile::Close() {
+    if (!m_stream) return;
+    std::unique_ptr<Stream> const stream = std::move(m_stream);
+    stream->Close();
+}
+
+void CFile::Abort() noexcept {
+    m_stream.reset();
+}
+
+bool CFile::IsOpen() const {
+    return m_stream != nullptr;
+}
+
+ULONGLONG CFile::GetPosition() const {
+    return Opened().m_position;
+}
+
+ULONGLONG CFile::Seek(LONGLONG offset, UINT from) {
+    Stream& stream = Opened();
+    ULONGLONG const base = from == begin ? 0 : from == current ? stream.m_position : stream.Length();
+    // Unsigned arithmetic: whatever falls below 0 or reaches 2^63 has the upper bit set.
+    ULONGLONG const target = base + static_cast<ULONGLONG>(offset);
+    if (target >= positionLimit || from > end) stream.FailWith(CFileException::badSeek);
+    stream.m_position = target;
+    return target;
+}
+
+ULONGLONG CFile::GetLength() const {
+    return Opened().Length();
+}
+
+void CFile::SetLength(ULONGLONG newLength) {
+    Opened().SetLength(newLength);
+}
+
+UINT CFile::Read(void* buffer, UINT count) {
+    return static_cast<UINT>(Opened().Read(static_cast<BYTE*>(buffer), count));
+}
+
+void CFile::Write(void const* buffer, UINT count) {
+    Opened().Write(static_cast<BYTE const*>(buffer), count);
+}
+
+void CFile::Flush() {
+    Opened().Sync();
+}
+
+CFile::Stream& CFile::Opened() const {
+    if (!m_stream) [[unlikely]]
+        throw new CFileException(CFileException::invalidFile, -1, m_filePath);
+    return *m_stream;
+}
+
+CString CFile::GetFileName() const {
+    return m_filePath.Mid(m_filePath.ReverseFind(L'/') + 1);
+}
+
+CString CFile::GetFilePath() const {
+    return m_filePath;
+}
+
+void CFile::SetFilePath(wchar_t const* path) {
+    if (!path) AfxThrowInvalidArgException();
+    m_filePath = path;
+}
+
+void CFile::Remove(wchar_t const* path) {
+    if (::unlink(KxxToSystemPath(path).c_str()) != 0)
+        AfxThrowFileException(CFileException::CauseOfOsError(errno), errno, path);
+}
+
+void CFile::Rename(wchar_t const* oldPath, wchar_t const* newPath) {
+    std::string const from = KxxToSystemPath(oldPath);
+    std::string const to = KxxToSystemPath(newPath);
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
+        AfxThrowFileException(CFileException::CauseOfOsError(errno), errno, errno == EEXIST ? newPath : oldPath);
+}
+
+}  // namespace KxN

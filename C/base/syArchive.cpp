@@ -1,0 +1,317 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syArchive.h"
+
+#include "hbtools/base/syEncoding.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+namespace KxN {
+
+static_assert(std::endian::native == std::endian::little, "files are little-endian and nothing swaps");
+
+namespace {
+
+constexpr UINT callLimit = 1U << 30;  // one CFile call moves a UINT of bytes
+
+// Short texts, which are nearly all, need no memory of their own on the way.
+constexpr std::size_t shortText = 256;
+
+}  // namespace
+
+CArchive::CArchive(CFile* file, UINT mode, int bufferSize, void* buffer)
+    : m_file(file), m_mode(mode), m_bufferSize(static_cast<UINT>(std::max(bufferSize, 128))) {
+    if (buffer && bufferSize >= 128) {
+        m_buffer = static_cast<BYTE*>(buffer);
+    } else {
+        m_ownBuffer = std::make_unique_for_overwrite<BYTE[]>(m_bufferSize);
+        m_buffer = m_ownBuffer.get();
+    }
+    m_current = m_buffer;
+    m_limit = IsLoading() ? m_buffer : m_buffer + m_bufferSize;
+}
+
+CArchive::~CArchive() {
+    if (!m_file || (m_mode & bNoFlushOnDelete)) return;
+    try {
+        Close();
+    } catch (CException* exception) {
+        exception->Delete();
+    }
+}
+
+void CArchive::Flush() {
+    if (!m_file) return;
+    if (IsLoading()) {
+        ULONGLONG const unread = static_cast<ULONGLONG>(m_limit - m_current);
+        if (unread > 0) m_file->Seek(-static_cast<LONGLONG>(unread), CFile::current);
+        m_current = m_limit = m_buffer;
+    } else if (m_current > m_buffer) {
+        m_file->Write(m_buffer, static_cast<UINT>(m_current - m_buffer));
+        m_current = m_buffer;
+    }
+}
+
+void CArchive::Close() {
+    Flush();
+    Abort();
+}
+
+void CArchive::Abort() noexcept {
+    m_file = nullptr;
+    m_current = m_limit = m_buffer;  // so that whatever comes now meets the tests of the slow path
+}
+
+UINT CArchive::Read(void* buffer, UINT count) {
+    if (!IsLoading()) AfxThrowArchiveException(CArchiveException::writeOnly, m_file ? m_file->GetFileName() : CString());
+    BYTE* target = static_cast<BYTE*>(buffer);
+    UINT left = count;
+    while (left > 0) {
+        UINT const ready = static_cast<UINT>(std::min<std::size_t>(left, static_cast<std::size_t>(m_limit - m_current)));
+        if (ready > 0) {
+            std::memcpy(target, m_current, ready);
+            m_current += ready;
+            target += ready;
+            left -= ready;
+        } else if (!m_file) {
+            break;
+        } else if (left >= m_bufferSize) {
+            left -= m_file->Read(target, left);
+            break;
+        } else {
+            m_current = m_limit = m_buffer;
+            m_limit += m_file->Read(m_buffer, m_bufferSize);
+            if (m_limit == m_buffer) break;
+        }
+    }
+    return count - left;
+}
+
+void CArchive::Write(void const* buffer, UINT count) {
+    if (IsLoading()) AfxThrowArchiveException(CArchiveException::readOnly, m_file ? m_file->GetFileName() : CString());
+    if (!m_file) AfxThrowArchiveException(CArchiveException::genericException);
+    if (count > static_cast<std::size_t>(m_limit - m_current)) {
+        Flush();
+        if (count >= m_bufferSize) {
+            m_file->Write(buffer, count);
+            return;
+        }
+    }
+    std::memcpy(m_current, buffer, count);
+    m_current += count;
+}
+
+void CArchive::ReadBlock(void* buffer, ULONGLONG count) {
+    BYTE* target = static_cast<BYTE*>(buffer);
+    while (count > 0) {
+        UINT const part = static_cast<UINT>(std::min<ULONGLONG>(count, callLimit));
+        if (Read(target, part) != part)
+            AfxThrowArchiveException(CArchiveException::endOfFile, m_file ? m_file->GetFileName() : CString());
+        target += part;
+        count -= part;
+    }
+}
+
+void CArchive::WriteBlock(void const* buffer, ULONGLONG count) {
+    BYTE const* source = static_cast<BYTE const*>(buffer);
+    while (count > 0) {
+        UINT const part = static_cast<UINT>(std::min<ULONGLONG>(count, callLimit));
+        Write(source, part);
+        source += part;
+        count -= part;
+    }
+}
+
+ULONGLONG CArchive::GetRemaining() const {
+    if (!IsLoading() || !m_file) return 0;
+    ULONGLONG const length = m_file->GetLength();
+    ULONGLONG const position = m_file->GetPosition();
+    return static_cast<ULONGLONG>(m_limit - m_current) + (length > position ? length - position : 0);
+}
+
+void CArchive::FillBuffer(UINT count) {
+    if (!IsLoading()) AfxThrowArchiveException(CArchiveException::writeOnly, m_file ? m_file->GetFileName() : CString());
+    std::size_t const ready = static_cast<std::size_t>(m_limit - m_current);
+    if (count <= ready) return;
+    std::memmove(m_buffer, m_current, ready);
+    m_current = m_buffer;
+    m_limit = m_buffer + ready;
+    if (m_file && count <= m_bufferSize) m_limit += m_file->Read(m_limit, m_bufferSize - static_cast<UINT>(ready));
+    if (static_cast<std::size_t>(m_limit - m_current) < count)
+        AfxThrowArchiveException(CArchiveException::endOfFile, m_file ? m_file->GetFileName() : CString());
+}
+
+ULONGLONG CArchive::ReadCount() {
+    WORD word = 0;
+    *this >> word;
+    if (word != 0xffff) return word;
+    DWORD dword = 0;
+    *this >> dword;
+    if (dword != 0xffffffff) return dword;
+    ULONGLONG count = 0;
+    *this >> count;
+    return count;
+}
+
+void CArchive::WriteCount(ULONGLONG count) {
+    if (count < 0xffff) {
+        *this << static_cast<WORD>(count);
+        return;
+    }
+    *this << static_cast<WORD>(0xffff);
+    if (count < 0xffffffff) {
+        *this << static_cast<DWORD>(count);
+        return;
+    }
+    *this << static_cast<DWORD>(0xffffffff) << count;
+}
+
+CArchive& CArchive::operator<<(wchar_t value) {
+    if (static_cast<std::uint32_t>(value) > 0xffff) AfxThrowArchiveException(CArchiveException::badIndex);
+    return Put(static_cast<char16_t>(value));
+}
+
+CArchive& CArchive::operator<<(long value) {
+    auto const stored = static_cast<KxTStored<long>::Type>(value);
+    if (stored != value) AfxThrowArchiveException(CArchiveException::badIndex, m_file ? m_file->GetFileName() : CString());
+    return Put(stored);
+}
+
+CArchive& CArchive::operator<<(unsigned long value) {
+    auto const stored = static_cast<KxTStored<unsigned long>::Type>(value);
+    if (stored != value) AfxThrowArchiveException(CArchiveException::badIndex, m_file ? m_file->GetFileName() : CString());
+    return Put(stored);
+}
+
+CArchive& CArchive::operator<<(KxTools::String const& text) {
+    std::u16string const units = KxxToUtf16(text.View());
+    AfxWriteStringLength(*this, units.size(), true);
+    WriteBlock(units.data(), units.size() * sizeof(char16_t));
+    return *this;
+}
+
+CArchive& CArchive::operator<<(CString const& text) {
+    return *this << KxString(text);
+}
+
+CArchive& CArchive::operator<<(CStringA const& text) {
+    AfxWriteStringLength(*this, static_cast<ULONGLONG>(text.GetLength()), false);
+    WriteBlock(text.GetString(), static_cast<ULONGLONG>(text.GetLength()));
+    return *this;
+}
+
+CArchive& CArchive::operator>>(bool& value) {
+    BYTE byte = 0;
+    Get(byte);
+    value = byte != 0;
+    return *this;
+}
+
+CArchive& CArchive::operator>>(wchar_t& value) {
+    char16_t unit = 0;
+    Get(unit);
+    value = static_cast<wchar_t>(unit);
+    return *this;
+}
+
+CArchive& CArchive::operator>>(long& value) {
+    KxTStored<long>::Type stored = 0;
+    Get(stored);
+    value = stored;
+    return *this;
+}
+
+CArchive& CArchive::operator>>(unsigned long& value) {
+    KxTStored<unsigned long>::Type stored = 0;
+    Get(stored);
+    value = stored;
+    return *this;
+}
+
+namespace {
+
+template <class C>
+std::basic_string<C> ReadUnits(CArchive& archive, ULONGLONG length) {
+    std::basic_string<C> units;
+    // Only what is really there is worth memory.
+    if (length > shortText && length > archive.GetRemaining() / sizeof(C))
+        AfxThrowArchiveException(CArchiveException::endOfFile,
+                                 archive.GetFile() ? archive.GetFile()->GetFileName() : CString());
+    units.resize(static_cast<std::size_t>(length));
+    archive.ReadBlock(units.data(), length * sizeof(C));
+    return units;
+}
+
+std::wstring ReadText(CArchive& archive) {
+    int charSize = 1;
+    ULONGLONG const length = AfxReadStringLength(archive, charSize);
+    if (length > static_cast<ULONGLONG>(std::numeric_limits<int>::max()))
+        AfxThrowArchiveException(CArchiveException::endOfFile,
+                                 archive.GetFile() ? archive.GetFile()->GetFileName() : CString());
+    if (charSize == 1) return KxxWidenNarrow(ReadUnits<char>(archive, length));
+    return KxxWidenUtf16(ReadUnits<char16_t>(archive, length));
+}
+
+}  // namespace
+
+CArchive& CArchive::operator>>(KxString& text) {
+    text = KxString(ReadText(*this));
+    return *this;
+}
+
+CArchive& CArchive::operator>>(CString& text) {
+    text = CString(std::wstring_view(ReadText(*this)));
+    return *this;
+}
+
+CArchive& CArchive::operator>>(CStringA& text) {
+    text = CStringA(std::string_view(KxxToNarrow(ReadText(*this))));
+    return *this;
+}
+
+ULONGLONG AfxReadStringLength(CArchive& archive, int& charSize) {
+    charSize = 1;
+    BYTE byte = 0;
+    archive >> byte;
+    if (byte != 0xff) return byte;
+    WORD word = 0;
+    archive >> word;
+    if (word == 0xfffe) {
+        charSize = 2;
+        archive >> byte;
+        if (byte != 0xff) return byte;
+        archive >> word;
+        // A second mark is no length.
+        if (word == 0xfffe) AfxThrowArchiveException(CArchiveException::badIndex);
+    }
+    if (word != 0xffff) return word;
+    DWORD dword = 0;
+    archive >> dword;
+    if (dword != 0xffffffff) return dword;
+    ULONGLONG length = 0;
+    archive >> length;
+    return length;
+}
+
+void AfxWriteStringLength(CArchive& archive, ULONGLONG length, bool wide) {
+    if (wide) archive << static_cast<BYTE>(0xff) << static_cast<WORD>(0xfffe);
+    if (length < 0xff) {
+        archive << static_cast<BYTE>(length);
+        return;
+    }
+    archive << static_cast<BYTE>(0xff);
+    if (length < 0xfffe) {
+        archive << static_cast<WORD>(length);
+        return;
+    }
+    archive << static_cast<WORD>(0xffff);
+    if (length < 0xffffffff) {
+        archive << static_cast<DWORD>(length);
+        return;
+    }
+    archive << static_cast<DWORD>(0xffffffff) << length;
+}
+
+}  // namespace KxN
