@@ -20,10 +20,19 @@ KX_API std::string KxxToUtf8(std::wstring_view text);
 /// True if the bytes are well-formed UTF-8 throughout.
 KX_API bool KxxIsUtf8(std::string_view bytes);
 
+/// Wide text from narrow text of unknown origin: as UTF-8 if it is well-formed, else in the code page of the thread.
+KX_API std::wstring KxxWidenText(std::string_view bytes);
+
 /// Wide text from single-byte text in the code page of the calling thread.
 KX_API std::wstring KxxWidenNarrow(std::string_view bytes);
 /// Single-byte text in the code page of the calling thread: one byte for each character, '?' where it lacks one.
 KX_API std::string KxxToNarrow(std::wstring_view text);
+
+/// File names are bytes to the system. Well-formed UTF-8 becomes its characters; every other byte b becomes the
+/// lone surrogate U+DC00 + b, and goes back to that byte, so that every name of the system survives a round trip.
+/// A text with a NUL character gives a path with a NUL byte: whoever hands it to the system must refuse it.
+KX_API std::wstring KxxFromSystemPath(std::string_view path);
+KX_API std::string KxxToSystemPath(std::wstring_view path);
 
 /// Sets the code page of the calling thread by its Windows number (1250 to 1258, 28591 to 28606, 437, 850).
 /// Returns the former one; an unknown number changes nothing and gives 0.

@@ -22,7 +22,13 @@ struct SxStringResource {
 /// A module as the resource look-up sees it. `texts` must be ordered by id and outlive the object.
 class KX_API CDynLinkLibrary {
 public:
-    constexpr CDynLinkLibrary(SxStringResource const* texts, std::size_t count) : m_texts(texts), m_count(count) {}
+    /// Takes the two symbols that the build makes of a text file: `CDynLinkLibrary module(g_texts, &g_textsCount)`.
+    constexpr CDynLinkLibrary(SxStringResource const* texts, std::size_t const* count)
+        : m_texts(texts), m_count(count) {}
+    /// A table made by hand.
+    template <std::size_t N>
+    explicit constexpr CDynLinkLibrary(SxStringResource const (&texts)[N])
+        : m_texts(texts), m_ownCount(N), m_count(&m_ownCount) {}
     CDynLinkLibrary(CDynLinkLibrary const&) = delete;
     CDynLinkLibrary& operator=(CDynLinkLibrary const&) = delete;
 
@@ -31,7 +37,8 @@ public:
 
 private:
     SxStringResource const* m_texts;
-    std::size_t m_count;
+    std::size_t m_ownCount = 0;
+    std::size_t const* m_count;  // a pointer, so that a module object needs no code to come into being
 };
 
 /// The library's own resource module.

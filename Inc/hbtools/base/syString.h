@@ -13,6 +13,7 @@
 #include "hbtools/base/syTypes.h"
 
 #include <compare>
+#include <concepts>
 #include <string>
 #include <string_view>
 
@@ -43,6 +44,7 @@ public:
     String() = default;
     String(wchar_t const* text);  ///< A null pointer gives the empty text.
     String(std::wstring_view text) : m_text(text) {}
+    String(std::wstring const& text) : m_text(text) {}
     String(std::wstring&& text) : m_text(std::move(text)) {}
     explicit String(wchar_t character) : m_text(1, character) {}
     String(int number);
@@ -120,7 +122,7 @@ class CStringT {
 public:
     CStringT() = default;
     CStringT(C const* text) : m_text(text ? text : std::basic_string<C>()) {}
-    CStringT(C const* text, int length) : m_text(text, static_cast<std::size_t>(length)) {}
+    CStringT(C const* text, int length) : m_text(text, static_cast<std::size_t>(length < 0 ? 0 : length)) {}
     explicit CStringT(C character, int count = 1) : m_text(static_cast<std::size_t>(count), character) {}
     CStringT(std::basic_string_view<C> text) : m_text(text) {}
     CStringT(KxTools::String const& text);  ///< CStringA: '?' for what the code page lacks.
@@ -135,7 +137,7 @@ public:
     void SetAt(int index, C character) { m_text[static_cast<std::size_t>(index)] = character; }
 
     CStringT& operator+=(CStringT const& text) { m_text += text.m_text; return *this; }
-    CStringT& operator+=(C const* text) { m_text += text; return *this; }
+    CStringT& operator+=(C const* text) { if (text) m_text += text; return *this; }
     CStringT& operator+=(C character) { m_text += character; return *this; }
 
     /// Negative, 0 or positive, by code; the second form without regard to case.
@@ -174,9 +176,12 @@ public:
     KxString(wchar_t const* text) : String(text) {}
     KxString(char const* text);  ///< Widened from UTF-8 if it is well-formed, else from the thread's code page.
     KxString(wchar_t character) : String(character) {}
+    template <std::integral T>
+    KxString(T number) = delete;  ///< Never a character by accident: KxTools::String makes text of numbers.
     KxString(KxTools::String const& text) : String(text) {}
     KxString(KxTools::String&& text) : String(std::move(text)) {}
     KxString(std::wstring_view text) : String(text) {}
+    KxString(std::wstring const& text) : String(text) {}
     KxString(std::wstring&& text) : String(std::move(text)) {}
     KxString(CString const& text) : String(text.View()) {}
     KxString(KxResId const& resource);  ///< The string resource of that id; empty if there is none.
@@ -184,6 +189,7 @@ public:
     KxString& operator=(KxTools::String const& text);
     KxString& operator=(CString const& text);
     KxString& operator=(wchar_t const* text);
+    KxString& operator=(std::wstring&& text);
     KxString(KxString const&) = default;
     KxString(KxString&&) = default;
     KxString& operator=(KxString const&) = default;
@@ -196,6 +202,10 @@ public:
 
     wchar_t& operator[](int index) { return m_text[static_cast<std::size_t>(index)]; }
     wchar_t operator[](int index) const { return m_text[static_cast<std::size_t>(index)]; }
+    template <std::integral T>
+    wchar_t& operator[](T index) { return m_text[static_cast<std::size_t>(index)]; }
+    template <std::integral T>
+    wchar_t operator[](T index) const { return m_text[static_cast<std::size_t>(index)]; }
 
     /// Replaces the content by a formatted text; see syFormat.h. Arguments may be the string itself.
     template <class... Arguments>
@@ -221,5 +231,7 @@ public:
 KX_API KxString operator+(KxString const& a, KxString const& b);
 KX_API KxString operator+(KxString const& a, wchar_t const* b);
 KX_API KxString operator+(wchar_t const* a, KxString const& b);
+KX_API KxString operator+(KxString const& a, KxTools::String const& b);
+KX_API KxString operator+(KxTools::String const& a, KxString const& b);
 
 }  // namespace KxN

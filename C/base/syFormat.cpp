@@ -1,0 +1,277 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syFormat.h"
+
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syLimits.h"
+#include "hbtools/base/syString.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+namespace KxN::detail {
+
+std::wstring_view ViewOf(KxTools::String const& text) { return text.View(); }
+std::wstring_view ViewOf(CStringT<wchar_t> const& text) { return text.View(); }
+std::string_view ViewOf(CStringT<char> const& text) { return text.View(); }
+
+namespace {
+
+/// One conversion, such as %-8.3lf.
+struct Conversion {
+    bool left = false;
+    bool plus = false;
+    bool blank = false;
+    bool alternative = false;
+    bool zero = false;
+    bool wide64 = false;  // a length mark for 64 bits was given
+    int width = 0;
+    int precision = -1;  // -1: none
+    wchar_t kind = 0;
+};
+
+using Buffer = fmt::basic_memory_buffer<char, 500>;
+
+class Formatter {
+public:
+    Formatter(std::wstring_view format, FormatArgument const* arguments, std::size_t count)
+        : m_format(format), m_arguments(arguments), m_count(count), m_limits(KxxLimits()) {}
+
+    std::wstring Run() {
+        m_out.reserve(m_format.size() + 16 * m_count);
+        for (;;) {
+            std::size_t const percent = std::min(m_format.find(L'%', m_position), m_format.size());
+            m_out.append(m_format, m_position, percent - m_position);
+            m_position = percent;
+            if (percent == m_format.size()) return std::move(m_out);
+            FormatOne();
+        }
+    }
+
+private:
+    /// Formats the conversion at the position, or copies its text if there is nothing for it.
+    void FormatOne() {
+        std::size_t const start = m_position;
+        std::size_t const firstArgument = m_next;
+        std::optional<Conversion> const conversion = Parse();
+        if (conversion && conversion->kind == L'%') {
+            m_out += L'%';
+        } else if (conversion && m_next < m_count) {
+            FormatArgumentAs(*conversion, m_arguments[m_next++]);
+        } else {
+            m_next = firstArgument;
+            m_out.append(m_format, start, m_position - start);
+        }
+    }
+
+    bool Accept(wchar_t character) {
+        if (m_position == m_format.size() || m_format[m_position] != character) return false;
+        ++m_position;
+        return true;
+    }
+
+    /// Reads a conversion. None, with the position behind what was read, if it is not one that is known.
+    std::optional<Conversion> Parse() {
+        Conversion c;
+        ++m_position;  // the percent sign
+        for (bool more = true; more;) {
+            if (Accept(L'-')) c.left = true;
+            else if (Accept(L'+')) c.plus = true;
+            else if (Accept(L' ')) c.blank = true;
+            else if (Accept(L'#')) c.alternative = true;
+            else if (Accept(L'0')) c.zero = true;
+            else more = false;
+        }
+        int const width = ParseNumber(0);
+        c.left = c.left || width < 0;
+        c.width = std::min(std::abs(width), m_limits.formatWidth);
+        if (Accept(L'.')) c.precision = std::clamp(ParseNumber(0), -1, m_limits.formatPrecision);
+        ParseLength(c);
+        if (m_position == m_format.size()) return std::nullopt;
+        c.kind = m_format[m_position];
+        constexpr std::wstring_view known = L"%sScCdiuxXofFeEgGaAp";
+        // A wrong character is not swallowed: it may be the percent sign of the next conversion.
+        if (known.find(c.kind) == known.npos) return std::nullopt;
+        ++m_position;
+        return c;
+    }
+
+    /// A number or a star, which takes an argument. Huge numbers are cut; that is far above every limit.
+    int ParseNumber(int missing) {
+        if (Accept(L'*')) {
+            if (m_next >= m_count) return missing;
+            constexpr long long most = 1'000'000;
+            FormatArgument const& argument = m_arguments[m_next++];
+            if (auto const* const number = std::get_if<long long>(&argument))
+                return static_cast<int>(std::clamp(*number, -most, most));
+            if (auto const* const number = std::get_if<unsigned long long>(&argument))
+                return static_cast<int>(std::min<unsigned long long>(*number, most));
+            return missing;
+        }
+        int number = missing;
+        for (; m_position < m_format.size(); ++m_position) {
+            wchar_t const digit = m_format[m_position];
+            if (digit < L'0' || digit > L'9') break;
+            number = std::min(number * 10 + static_cast<int>(digit - L'0'), 1'000'000);
+        }
+        return number;
+    }
+
+    void ParseLength(Conversion& c) {
+        for (;;) {
+            std::wstring_view const rest = m_format.substr(m_position);
+            if (rest.starts_with(L"I64") || rest.starts_with(L"I32")) {
+                c.wide64 = rest[1] == L'6';
+                m_position += 3;
+            } else if (rest.starts_with(L"ll")) {
+                c.wide64 = true;
+                m_position += 2;
+            } else if (!rest.empty() && std::wstring_view(L"hlLjztq").find(rest[0]) != rest.npos) {
+                c.wide64 = c.wide64 || rest[0] == L'j' || rest[0] == L'z' || rest[0] == L't' || rest[0] == L'q';
+                ++m_position;
+            } else {
+                return;
+            }
+        }
+    }
+
+    void FormatArgumentAs(Conversion const& c, FormatArgument const& argument) {
+        if (auto const* const wide = std::get_if<std::wstring_view>(&argument)) return Text(c, *wide);
+        if (auto const* const narrow = std::get_if<std::string_view>(&argument)) return Text(c, KxxWidenText(*narrow));
+        if (auto const* const character = std::get_if<wchar_t>(&argument)) return Character(c, *character);
+        if (auto const* const number = std::get_if<double>(&argument)) return Floating(c, *number);
+        if (auto const* const number = std::get_if<long long>(&argument))
+            return Integer(c, *number < 0, *number < 0 ? 0 - static_cast<unsigned long long>(*number)
+                                                       : static_cast<unsigned long long>(*number));
+        if (auto const* const number = std::get_if<unsigned long long>(&argument)) return Integer(c, false, *number);
+        Pointer(c, std::get<void const*>(argument));
+    }
+
+    void Text(Conversion const& c, std::wstring_view text) {
+        bool const cut = c.precision >= 0 && (c.kind == L's' || c.kind == L'S');
+        if (cut) text = text.substr(0, static_cast<std::size_t>(c.precision));
+        std::size_t const fill = Fill(c, text.size());
+        if (!c.left) m_out.append(fill, L' ');
+        m_out += text;
+        if (c.left) m_out.append(fill, L' ');
+    }
+
+    void Character(Conversion const& c, wchar_t character) {
+        constexpr std::wstring_view numeric = L"diuxXo";
+        if (numeric.find(c.kind) != numeric.npos) {
+            bool const negative = character < 0;
+            return Integer(c, negative, static_cast<unsigned long long>(std::abs(static_cast<long long>(character))));
+        }
+        Conversion plain = c;
+        plain.precision = -1;
+        Text(plain, std::wstring_view(&character, 1));
+    }
+
+    void Integer(Conversion const& c, bool negative, unsigned long long magnitude) {
+        bool const hex = c.kind == L'x' || c.kind == L'X';
+        if ((c.kind == L'c' || c.kind == L'C') && !negative && magnitude <= 0x10FFFF)
+            return Character(c, static_cast<wchar_t>(magnitude));
+        if (negative && (hex || c.kind == L'o')) {
+            // Bits, not a number: in the 32 bits of int and long where they suffice and no longer form is asked for.
+            bool const narrow = !c.wide64 && magnitude <= 0x80000000u;
+            magnitude = 0 - magnitude;
+            if (narrow) magnitude &= 0xFFFFFFFFu;
+            negative = false;
+        }
+        Buffer digits;
+        if (hex)
+            fmt::format_to(std::back_inserter(digits), fmt::runtime(c.kind == L'x' ? "{:x}" : "{:X}"), magnitude);
+        else
+            fmt::format_to(std::back_inserter(digits), fmt::runtime(c.kind == L'o' ? "{:o}" : "{}"), magnitude);
+
+        bool const integral = std::wstring_view(L"diuxXo").find(c.kind) != std::wstring_view::npos;
+        int const precision = integral ? c.precision : -1;
+        if (precision == 0 && magnitude == 0) digits.clear();
+        std::size_t zeros = precision > 0 ? static_cast<std::size_t>(precision) : 0;
+        zeros = zeros > digits.size() ? zeros - digits.size() : 0;
+        std::string_view prefix;
+        if (c.alternative && c.kind == L'o' && zeros == 0 && (magnitude != 0 || digits.size() == 0)) zeros = 1;
+        if (c.alternative && hex && magnitude != 0) prefix = c.kind == L'x' ? "0x" : "0X";
+        bool const isSigned = !hex && c.kind != L'o' && c.kind != L'u';
+        Number(c, isSigned, negative, prefix, zeros, digits, precision < 0);
+    }
+
+    void Floating(Conversion const& c, double number) {
+        Buffer digits;
+        auto const out = std::back_inserter(digits);
+        double const magnitude = std::fabs(number);
+        int const precision = c.precision < 0 ? 6 : c.precision;
+        bool const upper = c.kind == L'F' || c.kind == L'E' || c.kind == L'G' || c.kind == L'A';
+        std::string_view prefix;
+        if (!std::isfinite(number)) {
+            std::string_view const text = std::isnan(number) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
+            digits.append(text);
+        } else if (c.kind == L'a' || c.kind == L'A') {
+            char text[1024];
+            auto const end = c.precision < 0 ? std::to_chars(text, text + sizeof text, magnitude, std::chars_format::hex)
+                                             : std::to_chars(text, text + sizeof text, magnitude,
+                                                             std::chars_format::hex, c.precision);
+            digits.append(text, end.ptr);
+            if (upper)
+                for (char& d : digits)
+                    if (d >= 'a' && d <= 'z') d = static_cast<char>(d - 'a' + 'A');
+            prefix = upper ? "0X" : "0x";
+        } else {
+            // The kinds of fmt have the same letters; without one it gives the shortest text that reads back the same.
+            bool const known = std::wstring_view(L"fFeEgG").find(c.kind) != std::wstring_view::npos;
+            std::string const spec = !known ? std::string("{}")
+                                            : std::string(c.alternative ? "{:#.{}" : "{:.{}") +
+                                                  static_cast<char>(c.kind) + '}';
+            fmt::format_to(out, fmt::runtime(spec), magnitude, precision);
+        }
+        Number(c, true, std::signbit(number), prefix, 0, digits, std::isfinite(number));
+    }
+
+    void Pointer(Conversion const& c, void const* pointer) {
+        Buffer digits;
+        fmt::format_to(std::back_inserter(digits), "{:x}", reinterpret_cast<std::uintptr_t>(pointer));
+        Number(c, false, false, "0x", 0, digits, false);
+    }
+
+    /// Writes sign, prefix, zeros and digits, filled to the width.
+    void Number(Conversion const& c, bool isSigned, bool negative, std::string_view prefix, std::size_t zeros,
+                Buffer const& digits, bool zeroFill) {
+        char const sign = negative ? '-' : !isSigned ? '\0' : c.plus ? '+' : c.blank ? ' ' : '\0';
+        std::size_t fill = Fill(c, (sign ? 1 : 0) + prefix.size() + zeros + digits.size());
+        if (c.zero && zeroFill && !c.left) {
+            zeros += fill;
+            fill = 0;
+        }
+        if (!c.left) m_out.append(fill, L' ');
+        if (sign) m_out += static_cast<wchar_t>(sign);
+        m_out.append(prefix.begin(), prefix.end());
+        m_out.append(zeros, L'0');
+        m_out.append(digits.begin(), digits.end());
+        if (c.left) m_out.append(fill, L' ');
+    }
+
+    static std::size_t Fill(Conversion const& c, std::size_t length) {
+        std::size_t const width = static_cast<std::size_t>(c.width);
+        return width > length ? width - length : 0;
+    }
+
+    std::wstring_view m_format;
+    FormatArgument const* m_arguments;
+    std::size_t m_count;
+    KxLimits const& m_limits;
+    std::size_t m_position = 0;  // in the format
+    std::size_t m_next = 0;      // argument
+    std::wstring m_out;
+};
+
+}  // namespace
+
+std::wstring FormatText(std::wstring_view format, FormatArgument const* arguments, std::size_t count) {
+    return Formatter(format, arguments, count).Run();
+}
+
+}  // namespace KxN::detail

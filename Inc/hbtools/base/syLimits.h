@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Every bound that no file format states, in one place. The defaults are far beyond what sensible data needs;
+// they keep damaged and hostile input from exhausting the machine. An application may change them at its
+// start, before it uses the library: they are read without a lock by every thread afterwards.
+#pragma once
+
+#include "hbtools/base/syTypes.h"
+
+namespace KxN {
+
+struct KxLimits {
+    /// Levels of objects, property lists and elements within one another.
+    int nestingDepth = 4096;
+    /// Bytes of one line of a configuration file, without its line end.
+    std::size_t configLineBytes = 4096;
+    /// Bytes of a configuration file, or of another text file that is read whole.
+    std::size_t textFileBytes = 256u << 20;
+    /// Characters that the width of one conversion in a format may ask for.
+    int formatWidth = 4096;
+    /// Digits or characters that the precision of one conversion in a format may ask for.
+    int formatPrecision = 512;
+};
+
+/// The limits of this process.
+KX_API KxLimits& KxxLimits();
+
+}  // namespace KxN

@@ -1,0 +1,130 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The record of tag files. A tag has an id, a version, the size and place of its payload and the place of the
+// next record of its level, so that a reader walks a chain and steps over what it does not know. KxTag reads and
+// writes one record; KxTagArchive decides where. The bytes are told in Doc/formats/tags.md.
+//
+// A tag is a short-lived object bound to a caller's value, which it does not own and which must outlive it. It
+// belongs to one thread. Damaged input raises CFileException (end of file), KxVersionException or, from kinds
+// that read in blocks, CArchiveException; a walk never visits more records than the file can hold.
+#pragma once
+
+#include "hbtools/base/syFile.h"
+#include "hbtools/base/syVersion.h"
+
+namespace KxN {
+
+class KxTagArchive;
+namespace detail {
+class TagChain;
+}
+
+/// Form of the records that are written: 18 bytes with 32-bit positions, or 30 bytes with 64-bit ones. Readers take
+/// both, also mixed in one chain.
+enum TagFormat { TagFormat32 = 0, TagFormat64 = 1 };
+
+/// The form in force in the process, TagFormat32 at start. Set it before any thread writes: there is no lock.
+KX_API TagFormat GetGlobalTagFormat();
+KX_API void SetGlobalTagFormat(TagFormat format);
+
+/// Image of a record, 64-bit form. nextTag is 0 at the end of a chain; positions are bytes from the file's begin.
+struct KX_API STag {
+    static constexpr UINT fileSize = 30;
+
+    STag() = default;
+    STag(std::uint32_t tagId, KxVersion tagVersion, std::uint64_t size, std::uint64_t address, std::uint64_t next)
+        : id(tagId), version(tagVersion.GetValue()), dataSize(size), dataAddress(address), nextTag(next) {}
+    KxVersion GetVersion() const { return KxVersion(version); }
+    void SetVersion(KxVersion value) { version = value.GetValue(); }
+
+    std::uint32_t id = 0;
+    std::uint16_t version = 100;
+    std::uint64_t dataSize = 0;
+    std::uint64_t dataAddress = 0;
+    std::uint64_t nextTag = 0;
+};
+
+/// Image of a record, 32-bit form.
+struct KX_API STag32 {
+    static constexpr UINT fileSize = 18;
+
+    STag32() = default;
+    STag32(std::uint32_t tagId, KxVersion tagVersion, std::uint32_t size, std::uint32_t address, std::uint32_t next)
+        : id(tagId), version(tagVersion.GetValue()), dataSize(size), dataAddress(address), nextTag(next) {}
+    KxVersion GetVersion() const { return KxVersion(version); }
+    void SetVersion(KxVersion value) { version = value.GetValue(); }
+
+    std::uint32_t id = 0;
+    std::uint16_t version = 100;
+    std::uint32_t dataSize = 0;
+    std::uint32_t dataAddress = 0;
+    std::uint32_t nextTag = 0;
+};
+
+class KX_API KxTag {
+public:
+    /// Looks for the tag's id in the chain that begins at `position` and reads its payload into the bound value.
+    /// Returns non-zero if it was found; the tag then shows the version, size and positions of the file.
+    /// Not found: returns 0, tag and value as before.
+    /// @throws CFileException cause endOfFile for a broken chain, KxVersionException for a version nobody reads
+    virtual int Read(CFile* file, std::uint64_t position);
+    /// Writes the record at the end of the file and links it to the chain that `lastTagPosition` belongs to; equal
+    /// to the end of the file it begins a new chain. Returns the position behind the payload.
+    /// @throws CFileException; KxException where the 32-bit form is exceeded, before the record is written
+    virtual std::uint64_t Append(CFile* file, std::uint64_t lastTagPosition);
+    /// Overwrites the payload of the tag's id in the chain from `position`; the record's header stays. Returns 0 if
+    /// the id is not there. Plain payloads overwrite whatever follows if they are longer than the old one; payloads
+    /// that are made of tags themselves must fit where the old one stood.
+    /// @throws KxException, before a byte changes, if a payload made of tags does not fit
+    virtual int Replace(CFile* file, std::uint64_t position);
+    virtual ~KxTag() = 0;
+
+protected:
+    KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress,
+          unsigned long nextTag);
+    KxTag(KxTag const& other) : m_image(other.m_image) {}
+    KxTag& operator=(KxTag const& other) {
+        m_image = other.m_image;
+        return *this;
+    }
+
+    /// Reads the payload into the bound value; the file stands at its first byte. Returns non-zero on success.
+    virtual int ReadData(CFile* file, STag const& header) = 0;
+    /// The same for a payload of another version. The base throws KxVersionException.
+    virtual int ReadOldVersionData(CFile* file, STag const& header);
+    /// Writes the payload at the file's position.
+    virtual void WriteData(CFile* file) = 0;
+
+    /// Walks the chain from `position` to the tag's id. Found: returns 1, `header` is the record and the file stands
+    /// at its payload. Otherwise 0.
+    int ReadTagHeader(CFile* file, std::uint64_t position, STag& header);
+    /// Reads `size` bytes of the payload; nothing if `buffer` is null. @throws CFileException cause endOfFile
+    void ReadTagData(CFile* file, STag const& header, void* buffer, std::uint64_t size);
+    /// Writes this tag's header at the file's position, which must be `position`, in the global form.
+    void WriteTagHeader(CFile* file, std::uint64_t position);
+    /// Writes dataSize (its low 32 bits) bytes; nothing if `buffer` is null.
+    void WriteTagData(CFile* file, void const* buffer);
+    /// Sets the link of the last record of the chain from `firstPosition` to `newTag`. A chain in which an 18-byte
+    /// record was met gets an 18-byte image.
+    void ChangeLastTagAddress(CFile* file, std::uint64_t firstPosition, std::uint64_t newTag);
+
+public:
+    unsigned long GetID() const { return m_image.id; }
+    void SetID(unsigned long id) { m_image.id = static_cast<std::uint32_t>(id); }
+    KxVersion GetVersion() const { return m_image.GetVersion(); }
+    void SetVersion(KxVersion version) { m_image.SetVersion(version); }
+    std::uint64_t GetDataSize() const { return m_image.dataSize; }
+    void SetDataSize(std::uint64_t size) { m_image.dataSize = size; }
+    std::uint64_t GetNextTag() const { return m_image.nextTag; }
+    void SetNextTag(std::uint64_t position) { m_image.nextTag = position; }
+    std::uint64_t GetDataAddress() const { return m_image.dataAddress; }
+
+private:
+    friend class KxTagArchive;
+
+    STag m_image;
+    detail::TagChain* m_chain = nullptr;  // what the archive remembers of the level, while it calls Read or Replace
+};
+
+}  // namespace KxN
