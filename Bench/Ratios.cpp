@@ -1,0 +1,115 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Ratios.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <iterator>
+
+namespace KxN::bench {
+
+namespace {
+
+char const ours[] = "hbtools";
+
+double Median(std::vector<double> values) {
+    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    if (values.size() % 2 != 0) return *middle;
+    return (*middle + *std::max_element(values.begin(), middle)) / 2;
+}
+
+template <class... Arguments>
+std::string Print(char const* format, Arguments... arguments) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), format, arguments...);
+    return text.data();
+}
+
+}  // namespace
+
+std::string FormatSeconds(double seconds) {
+    static constexpr struct {
+        double scale;
+        char const* unit;
+    } units[] = {{1, "s"}, {1e-3, "ms"}, {1e-6, "us"}, {1e-9, "ns"}};
+    for (auto const& unit : units)
+        if (seconds >= unit.scale) return Print("%.3g %s", seconds / unit.scale, unit.unit);
+    return Print("%.3g ns", seconds * 1e9);
+}
+
+Ratios::Cell* Ratios::Find(std::string const& name) {
+    std::size_t const first = name.find('/');
+    if (first == std::string::npos) return nullptr;
+    std::size_t const second = std::min(name.find('/', first + 1), name.size());
+    std::string const topic = name.substr(0, first);
+    std::string const who = name.substr(first + 1, second - first - 1);
+    std::string const size = second < name.size() ? name.substr(second + 1) : std::string();
+    if (who != ours && std::find(m_peers.begin(), m_peers.end(), who) == m_peers.end()) m_peers.push_back(who);
+    auto row =
+        std::find_if(m_rows.begin(), m_rows.end(), [&](Row const& r) { return r.topic == topic && r.size == size; });
+    if (row == m_rows.end()) row = m_rows.insert(m_rows.end(), Row{topic, size, {}});
+    return &row->cells[who];
+}
+
+void Ratios::Add(std::string const& name, double seconds) {
+    if (Cell* cell = Find(name)) cell->seconds.push_back(seconds);
+}
+
+void Ratios::AddError(std::string const& name) {
+    if (Cell* cell = Find(name)) cell->failed = true;
+}
+
+std::string Ratios::Table() const {
+    if (m_rows.empty()) return {};
+    auto rows = m_rows;
+    // Random interleaving shuffles the order in which rows first appear.
+    std::stable_sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) { return a.topic < b.topic; });
+    auto peers = m_peers;
+    std::sort(peers.begin(), peers.end());
+
+    std::vector<std::vector<std::string>> lines{{"topic", "n", ours}};
+    for (auto const& peer : peers) {
+        lines[0].push_back(peer);
+        lines[0].push_back("ours/" + peer);
+    }
+    for (auto const& row : rows) {
+        auto const time = [&](std::string const& who) -> double {
+            auto const cell = row.cells.find(who);
+            return cell == row.cells.end() || cell->second.failed || cell->second.seconds.empty()
+                       ? -1
+                       : Median(cell->second.seconds);
+        };
+        auto const text = [&](std::string const& who) -> std::string {
+            auto const cell = row.cells.find(who);
+            if (cell == row.cells.end()) return "";
+            return time(who) < 0 ? "failed" : FormatSeconds(time(who));
+        };
+        std::vector<std::string> line{row.topic, row.size, text(ours)};
+        for (auto const& peer : peers) {
+            line.push_back(text(peer));
+            line.push_back(time(ours) >= 0 && time(peer) > 0 ? Print("%.2f", time(ours) / time(peer)) : "");
+        }
+        lines.push_back(std::move(line));
+    }
+
+    std::vector<std::size_t> widths(lines[0].size());
+    for (auto const& line : lines)
+        for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
+    std::string table;
+    for (std::size_t l = 0; l < lines.size(); ++l) {
+        for (std::size_t i = 0; i < widths.size(); ++i) {
+            std::string const gap(widths[i] - lines[l][i].size(), ' ');
+            table += "| " + (i < 2 ? lines[l][i] + gap : gap + lines[l][i]) + " ";
+        }
+        table += "|\n";
+        if (l > 0) continue;
+        for (std::size_t i = 0; i < widths.size(); ++i)
+            table += "|" + std::string(widths[i] + 1, '-') + (i < 2 ? "-" : ":");
+        table += "|\n";
+    }
+    return table;
+}
+
+}  // namespace KxN::bench

@@ -1,0 +1,180 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/persistence/sySimpleTags.h"
+
+#include "hbtools/base/syArchive.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/persistence/syTagArchive.h"
+#include "persistence/syBlockArchive.h"
+#include "persistence/syInnerTags.h"
+#include "persistence/syTagRecord.h"
+
+#include <cstring>
+
+namespace KxN {
+
+KxNullTag::KxNullTag(unsigned long id, KxVersion version) : KxTag(id, version, 0, 0, 0) {}
+
+KxNullTag::~KxNullTag() = default;
+
+int KxNullTag::ReadData(CFile*, STag const&) {
+    return 1;
+}
+
+void KxNullTag::WriteData(CFile*) {}
+
+KxStringTag::KxStringTag(unsigned long id, KxString& text, KxVersion version)
+    : KxTag(id, version, static_cast<unsigned long>(text.Len()) + 1, 0, 0), m_text(text) {}
+
+KxStringTag::~KxStringTag() = default;
+
+int KxStringTag::ReadData(CFile* file, STag const& header) {
+    if (header.dataSize == 0) {
+        m_text = KxString();
+        return 1;
+    }
+    ULONGLONG const length = file->GetLength();
+    if (header.dataAddress > length || header.dataSize > length - header.dataAddress) detail::ThrowEndOfFile(*file);
+    std::string bytes(header.dataSize, '\0');
+    ReadTagData(file, header, bytes.data(), header.dataSize);
+    bytes.resize(std::strlen(bytes.c_str()));
+    m_text = KxString(KxxWidenNarrow(bytes));
+    return 1;
+}
+
+void KxStringTag::WriteData(CFile* file) {
+    std::string bytes = KxxToNarrow(m_text.View());
+    bytes.resize(GetDataSize() & detail::limit32, '\0');
+    WriteTagData(file, bytes.data());
+}
+
+KxNumeratedTag::KxNumeratedTag(unsigned long id, unsigned long& number, KxVersion version)
+    : KxTag(id, version, 4, 0, 0),
+      m_onFile(static_cast<std::uint32_t>(number)),
+      m_wanted(static_cast<std::uint32_t>(number)) {}
+
+KxNumeratedTag::~KxNumeratedTag() = default;
+
+int KxNumeratedTag::Read(CFile* file, ULONGLONG position) {
+    ULONGLONG left = 0;
+    for (;;) {
+        if (!KxTag::Read(file, position)) return 0;
+        if (m_onFile == m_wanted) return 1;
+        position = GetNextTag();
+        if (position == 0) return 0;
+        if (left == 0) left = detail::MostRecords(*file) + 1;
+        if (--left == 0) detail::ThrowEndOfFile(*file);
+    }
+}
+
+int KxNumeratedTag::ReadData(CFile* file, STag const& header) {
+    ReadTagData(file, header, &m_onFile, sizeof m_onFile);
+    return 1;
+}
+
+void KxNumeratedTag::WriteData(CFile* file) {
+    file->Write(&m_onFile, sizeof m_onFile);
+}
+
+template <class T>
+KxTTag<T>::KxTTag(unsigned long id, T& value, KxVersion version) : KxTag(id, version, sizeof(T), 0, 0), m_value(value) {}
+
+template <class T>
+KxTTag<T>::~KxTTag() = default;
+
+template <class T>
+int KxTTag<T>::ReadData(CFile* file, STag const& header) {
+    T value;
+    ReadTagData(file, header, &value, sizeof value);
+    m_value = value;
+    return 1;
+}
+
+template <class T>
+void KxTTag<T>::WriteData(CFile* file) {
+    file->Write(&m_value, sizeof m_value);
+}
+
+template class KxTTag<short>;
+template class KxTTag<int>;
+template class KxTTag<float>;
+template class KxTTag<double>;
+template class KxTTag<long long>;
+
+template <class T>
+KxTBasicTypeArrayTag<T>::KxTBasicTypeArrayTag(unsigned long id, KxTArray<T>& values)
+    : KxTag(id, KxVersion(100), 0, 0, 0), m_values(values) {}
+
+template <class T>
+KxTBasicTypeArrayTag<T>::~KxTBasicTypeArrayTag() = default;
+
+template <class T>
+int KxTBasicTypeArrayTag<T>::ReadData(CFile* file, STag const&) {
+    int count = 0;
+    {
+        KxTagArchive archive(file, 1);
+        archive.SetNecessaryTagsMode();
+        archive >> KxTTag<int>(inner::intCount, count);
+    }
+    detail::BlockReader archive(file);
+    archive.CheckCount(count, sizeof(T));
+    m_values.Resize(count);
+    archive.ReadBlock(m_values.Data(), sizeof(T) * static_cast<ULONGLONG>(count));
+    archive.Close();
+    return 1;
+}
+
+template <class T>
+void KxTBasicTypeArrayTag<T>::WriteData(CFile* file) {
+    int count = m_values.Size();
+    {
+        KxTagArchive archive(file, 0);
+        archive << KxTTag<int>(inner::intCount, count);
+    }
+    CArchive archive(file, CArchive::store, detail::blockArchiveSize);
+    archive.WriteBlock(m_values.Data(), sizeof(T) * static_cast<ULONGLONG>(count));
+    archive.Close();
+}
+
+template class KxTBasicTypeArrayTag<int>;
+
+template <class T, class TAG>
+KxTTagArrayTag<T, TAG>::KxTTagArrayTag(unsigned long id, KxTArray<T>& values)
+    : KxTag(id, KxVersion(100), 0, 0, 0), m_values(values) {}
+
+template <class T, class TAG>
+KxTTagArrayTag<T, TAG>::~KxTTagArrayTag() = default;
+
+template <class T, class TAG>
+int KxTTagArrayTag<T, TAG>::ReadData(CFile* file, STag const&) {
+    KxTagArchive archive(file, 1);
+    archive.SetNecessaryTagsMode();
+    int count = 0;
+    archive >> KxTTag<int>(inner::arrayCount, count);
+    detail::CheckCount(*file, file->GetPosition(), count, STag32::fileSize + sizeof(T));
+    KxTArray<T> values(count);
+    ULONGLONG former = 0;
+    for (int i = 0; i < count; ++i) {
+        T value{};
+        TAG tag(inner::arrayElement, value);
+        archive >> tag;
+        // Behind the last element the search would come round to it again.
+        if (tag.GetDataAddress() <= former) detail::ThrowEndOfFile(*file);
+        former = tag.GetDataAddress();
+        values[i] = value;
+    }
+    m_values = std::move(values);
+    return 1;
+}
+
+template <class T, class TAG>
+void KxTTagArrayTag<T, TAG>::WriteData(CFile* file) {
+    KxTagArchive archive(file, 0);
+    int count = m_values.Size();
+    archive << KxTTag<int>(inner::arrayCount, count);
+    for (T& value : m_values) archive << TAG(inner::arrayElement, value);
+}
+
+template class KxTTagArrayTag<double, KxTTag<double>>;
+
+}  // namespace KxN

@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/persistence/syTag.h"
+
+#include "hbtools/base/syClassName.h"
+#include "hbtools/base/syException.h"
+#include "hbtools/base/syResource.h"
+#include "persistence/syReplacement.h"
+#include "persistence/syTagChain.h"
+#include "persistence/syTagRecord.h"
+#include "persistence/syTextIds.h"
+
+#include <algorithm>
+
+namespace KxN {
+
+namespace {
+
+constexpr wchar_t const* sourceName = L"syTag";
+constexpr ULONGLONG callLimit = 1U << 30;  // one CFile call moves a UINT of bytes
+
+TagFormat g_tagFormat = TagFormat32;
+
+}  // namespace
+
+TagFormat GetGlobalTagFormat() {
+    return g_tagFormat;
+}
+
+void SetGlobalTagFormat(TagFormat format) {
+    g_tagFormat = format;
+}
+
+KxTag::KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress,
+             unsigned long nextTag)
+    : m_image(static_cast<std::uint32_t>(id), version, dataSize, dataAddress, nextTag) {}
+
+KxTag::~KxTag() = default;
+
+int KxTag::Read(CFile* file, ULONGLONG position) {
+    STag header;
+    if (!ReadTagHeader(file, position, header)) return 0;
+    int const result = header.version == m_image.version ? ReadData(file, header) : ReadOldVersionData(file, header);
+    m_image = header;
+    return result;
+}
+
+int KxTag::ReadOldVersionData(CFile*, STag const& header) {
+    throw new KxVersionException(sourceName, __LINE__, KxxClassName(typeid(*this)), header.GetVersion(), GetVersion());
+}
+
+int KxTag::ReadTagHeader(CFile* file, ULONGLONG position, STag& header) {
+    bool found = false;
+    if (m_chain) {
+        found = m_chain->Find(*file, m_image.id, position, header);
+    } else {
+        ULONGLONG left = 0;
+        for (;;) {
+            detail::ReadRecord(*file, position, header);
+            found = header.id == m_image.id;
+            if (found || header.nextTag == 0) break;
+            position = header.nextTag;
+            if (left == 0) left = detail::MostRecords(*file) + 1;
+            if (--left == 0) detail::ThrowEndOfFile(*file);
+        }
+    }
+    if (!found) return 0;
+    // Behind a 30-byte record that was patched by an 18-byte image the payload does not follow directly.
+    file->Seek(static_cast<LONGLONG>(header.dataAddress), CFile::begin);
+    return 1;
+}
+
+void KxTag::ReadTagData(CFile* file, STag const& header, void* buffer, ULONGLONG size) {
+    if (!buffer) return;
+    file->Seek(static_cast<LONGLONG>(header.dataAddress), CFile::begin);
+    BYTE* target = static_cast<BYTE*>(buffer);
+    while (size > 0) {
+        UINT const part = static_cast<UINT>(std::min(size, callLimit));
+        if (file->Read(target, part) != part) detail::ThrowEndOfFile(*file);
+        target += part;
+        size -= part;
+    }
+}
+
+ULONGLONG KxTag::Append(CFile* file, ULONGLONG lastTagPosition) {
+    ULONGLONG const position = file->Seek(0, CFile::end);
+    WriteTagHeader(file, position);
+    WriteData(file);
+    ULONGLONG const behind = file->GetPosition();
+    if (lastTagPosition != position) ChangeLastTagAddress(file, lastTagPosition, position);
+    return behind;
+}
+
+void KxTag::WriteTagHeader(CFile* file, ULONGLONG position) {
+    if (g_tagFormat != TagFormat32) {
+        m_image.dataAddress = position + STag::fileSize;
+        detail::WriteRecord(*file, m_image, true);
+        m_image.version &= detail::longFormVersion;
+        return;
+    }
+    m_image.dataAddress = position + STag32::fileSize;
+    if (m_image.version & detail::longFormMark) {
+        // Readers would take the record for one of the other form.
+        KxString message;
+        message.SPrintf(KxString(KxResId(text::VersionNeeds64)), m_image.version, KxxClassName(typeid(*this)), GetID());
+        throw new KxException(sourceName, __LINE__, message);
+    }
+    detail::WriteRecord(*file, m_image, false);
+}
+
+void KxTag::WriteTagData(CFile* file, void const* buffer) {
+    if (!buffer) return;
+    file->Write(buffer, static_cast<UINT>(m_image.dataSize & detail::limit32));
+}
+
+void KxTag::ChangeLastTagAddress(CFile* file, ULONGLONG firstPosition, ULONGLONG newTag) {
+    ULONGLONG const remembered = file->GetPosition();
+    STag last;
+    bool shortFormSeen = false;
+    ULONGLONG left = 0;
+    for (;;) {
+        shortFormSeen |= detail::ReadRecord(*file, firstPosition, last) == STag32::fileSize;
+        if (last.nextTag == 0) break;
+        firstPosition = last.nextTag;
+        if (left == 0) left = detail::MostRecords(*file) + 1;
+        if (--left == 0) detail::ThrowEndOfFile(*file);
+    }
+    file->Seek(static_cast<LONGLONG>(firstPosition), CFile::begin);
+    last.nextTag = newTag;
+    // Once one record of the chain was short, the last one is written short, whatever it was: readers of such
+    // chains go by the image's own mark.
+    detail::WriteRecord(*file, last, !shortFormSeen);
+    file->Seek(static_cast<LONGLONG>(remembered), CFile::begin);
+}
+
+int KxTag::Replace(CFile* file, ULONGLONG position) {
+    STag header;
+    if (!ReadTagHeader(file, position, header)) return 0;
+    detail::Replacement payload(*file, header.dataAddress);
+    WriteData(&payload);
+    if (!payload.Finish()) {
+        KxString message;
+        message.SPrintf(KxString(KxResId(text::ReplaceTooLong)), KxxClassName(typeid(*this)), GetID(),
+                        file->GetFileName());
+        throw new KxException(sourceName, __LINE__, message);
+    }
+    m_image = header;
+    return 1;
+}
+
+}  // namespace KxN

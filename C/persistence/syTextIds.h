@@ -1,0 +1,16 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Numbers of the texts of tag files in Resources/. Language packs refer to them: do not renumber.
+#pragma once
+
+namespace KxN::text {
+
+enum TagId : unsigned short {
+    VersionNeeds64 = 2201,
+    ReplaceTooLong = 2202,
+    FileTooLarge = 6002,
+    TagMissing = 6151
+};
+
+}  // namespace KxN::text

@@ -1,0 +1,85 @@
+# SPDX-FileCopyrightText: hbTools developers
+# SPDX-License-Identifier: MIT
+#
+# What ./test, ./demo, ./bench and .ci/run share: which packages a job needs and why, building a preset, and counting
+# results. Sourced by bash with `set -euo pipefail`, from the root of the project.
+
+jobs=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
+export CMAKE_BUILD_PARALLEL_LEVEL=$jobs
+
+say() { printf '%s\n' "$*" >&2; }
+die() { say "$*"; exit 2; }
+
+# The packages of Debian 12, one job a line: "package  why".
+packages_build='
+g++ the compiler
+cmake the build
+ninja-build the build
+ccache to compile nothing twice
+pkg-config finding libraries, and a test of hbtools.pc
+libfmt-dev typed formatting of messages
+libicu-dev code pages and locale data
+libcli11-dev command lines of the tools'
+packages_test='
+libgtest-dev the tests'
+packages_fuzz='
+clang the compiler with the fuzzing engine
+libclang-rt-14-dev the fuzzing engine and its sanitizers'
+packages_lint='
+clang the compile commands
+clang-format the layout of the sources
+clang-tidy the checks of the sources'
+packages_bench='
+libbenchmark-dev the benchmarks
+libhdf5-dev a peer of the archives
+libcereal-dev a peer of the archives
+libboost-serialization-dev a peer of the archives
+libeigen3-dev a peer of the mathematics'
+
+installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
+
+# need <job>...: installs what is missing for these jobs, after saying what and why.
+need() {
+    local job list package why missing=()
+    command -v dpkg-query >/dev/null || { say "not a Debian system: the packages listed in scripts/common.sh are up to you"; return 0; }
+    for job in "$@"; do
+        list=packages_$job
+        while read -r package why; do
+            [ -n "$package" ] || continue
+            installed "$package" && continue
+            say "missing: $package ($why)"
+            missing+=("$package")
+        done <<<"${!list}"
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    local root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || die "to install them: become root, then apt-get install ${missing[*]}"
+        root=(sudo)
+    fi
+    say "installing ${#missing[@]} packages with apt-get"
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q update </dev/null >&2
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends \
+        "${missing[@]}" </dev/null >&2
+}
+
+# configure <preset>
+configure() {
+    cmake --preset "$1" --log-level=WARNING >&2
+}
+
+# build <preset> [target]...
+build() {
+    local preset=$1
+    shift
+    configure "$preset"
+    cmake --build "build/$preset" --parallel "$jobs" ${1:+--target "$@"} >&2
+}
+
+passed=0
+failed=0
+# The last line of every job, and its exit code.
+finish() {
+    printf '%d passed, %d failed\n' "$passed" "$failed"
+    [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
+}
