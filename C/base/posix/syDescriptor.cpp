@@ -138,6 +138,24 @@ int Descriptor::Close() {
     return ::close(Release()) == 0 || errno == EINTR ? 0 : errno;
 }
 
+FileStamp StampOf(std::string const& path) {
+    FileStamp stamp;
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0) return stamp;
+    auto const nanoseconds = [](timespec const& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; };
+    stamp.exists = true;
+    stamp.device = status.st_dev;
+    stamp.number = status.st_ino;
+    stamp.size = status.st_size;
+    stamp.modified = nanoseconds(status.st_mtim);
+    stamp.changed = nanoseconds(status.st_ctim);
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    constexpr long long clockTick = 50'000'000;  // file times move in steps of some milliseconds
+    stamp.isYoung = nanoseconds(now) - stamp.changed < clockTick;
+    return stamp;
+}
+
 int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes) {
     bytes.clear();
     Descriptor file;

@@ -41,6 +41,23 @@ private:
     int m_number = -1;
 };
 
+/// What tells one state of a file from the next.
+struct FileStamp {
+    bool exists = false;
+    unsigned long long device = 0;
+    unsigned long long number = 0;
+    long long size = 0;
+    long long modified = 0;  // nanoseconds
+    long long changed = 0;
+    /// So young that another write may leave the very same stamp.
+    bool isYoung = false;
+
+    bool operator==(FileStamp const&) const = default;
+};
+
+/// The stamp of what is there; one that does not exist if nothing is.
+FileStamp StampOf(std::string const& path);
+
 /// Reads a whole file. EFBIG if it is longer than `most` bytes.
 int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes);
 
