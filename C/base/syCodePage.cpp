@@ -112,20 +112,39 @@ CodePage const& ThreadCodePage() {
     return *t_page;
 }
 
-}  // namespace
+CodePage const& CodePageOr1252(unsigned codePage) {
+    CodePage const* const page = FindCodePage(codePage);
+    return page ? *page : *FindCodePage(defaultCodePage);
+}
 
-std::wstring KxxWidenNarrow(std::string_view bytes) {
-    CodePage const& page = ThreadCodePage();
+std::wstring Widen(std::string_view bytes, CodePage const& page) {
     std::wstring text(bytes.size(), L'\0');
     std::transform(bytes.begin(), bytes.end(), text.begin(), [&](char byte) { return page.Widen(byte); });
     return text;
 }
 
-std::string KxxToNarrow(std::wstring_view text) {
-    CodePage const& page = ThreadCodePage();
+std::string Narrow(std::wstring_view text, CodePage const& page) {
     std::string bytes(text.size(), '\0');
     std::transform(text.begin(), text.end(), bytes.begin(), [&](wchar_t character) { return page.Narrow(character); });
     return bytes;
+}
+
+}  // namespace
+
+std::wstring KxxWidenNarrow(std::string_view bytes) {
+    return Widen(bytes, ThreadCodePage());
+}
+
+std::wstring KxxWidenNarrow(std::string_view bytes, unsigned codePage) {
+    return Widen(bytes, CodePageOr1252(codePage));
+}
+
+std::string KxxToNarrow(std::wstring_view text) {
+    return Narrow(text, ThreadCodePage());
+}
+
+std::string KxxToNarrow(std::wstring_view text, unsigned codePage) {
+    return Narrow(text, CodePageOr1252(codePage));
 }
 
 unsigned KxxSetThreadCodePage(unsigned codePage) {

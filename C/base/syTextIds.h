@@ -49,7 +49,14 @@ enum Id : unsigned short {
     FrameworkInvalidArgument = 2071,
     FrameworkOle = 2072,
     FrameworkException = 2073,
-    SystemReason = 2074
+    SystemReason = 2074,
+    OpenFailed = 2101,
+    ReadFailed = 2102,
+    WriteFailed = 2103,
+    StreamEnd = 2104,
+    StreamFailed = 2105,
+    KeyNotStored = 2106,
+    KeyNotStorable = 2107
 };
 
 }  // namespace KxN::text

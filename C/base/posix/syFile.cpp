@@ -6,14 +6,13 @@
 // moves. Large blocks pass by the window.
 #include "hbtools/base/syFile.h"
 
+#include "base/posix/sySizeSignal.h"
 #include "hbtools/base/syEncoding.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,33 +28,7 @@ constexpr ULONGLONG positionLimit = 1ULL << 63;
 // The kernel moves at most this much in one call.
 constexpr std::size_t callLimit = 0x7ffff000;
 
-/// Keeps a write beyond the file size limit from ending the process: the signal is held back and taken.
-class SizeSignalGuard {
-public:
-    SizeSignalGuard() {
-        sigemptyset(&m_signal);
-        sigaddset(&m_signal, SIGXFSZ);
-        pthread_sigmask(SIG_BLOCK, &m_signal, &m_former);
-    }
-    SizeSignalGuard(SizeSignalGuard const&) = delete;
-    SizeSignalGuard& operator=(SizeSignalGuard const&) = delete;
-    ~SizeSignalGuard() {
-        int const keep = errno;
-        if (m_take && !sigismember(&m_former, SIGXFSZ)) {
-            timespec const now = {0, 0};
-            while (sigtimedwait(&m_signal, nullptr, &now) < 0 && errno == EINTR) {
-            }
-        }
-        pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
-        errno = keep;
-    }
-    void TakePending() { m_take = true; }
-
-private:
-    sigset_t m_signal;
-    sigset_t m_former;
-    bool m_take = false;
-};
+using detail::SizeSignalGuard;
 
 ULONGLONG EndOf(ULONGLONG offset, std::size_t count) {
     return offset + count;

@@ -25,6 +25,10 @@ KX_API std::wstring KxxWidenText(std::string_view bytes);
 
 /// Wide text from single-byte text in the code page of the calling thread.
 KX_API std::wstring KxxWidenNarrow(std::string_view bytes);
+/// The same in a given code page; without the number's table Windows-1252 is taken.
+KX_API std::wstring KxxWidenNarrow(std::string_view bytes, unsigned codePage);
+KX_API std::string KxxToNarrow(std::wstring_view text, unsigned codePage);
+
 /// Single-byte text in the code page of the calling thread: one byte for each character, '?' where it lacks one.
 KX_API std::string KxxToNarrow(std::wstring_view text);
 

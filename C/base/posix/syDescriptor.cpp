@@ -1,0 +1,256 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "base/posix/syDescriptor.h"
+
+#include "base/posix/sySizeSignal.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <limits>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace KxN::detail {
+
+namespace {
+
+// The kernel moves at most this much in one call.
+constexpr std::size_t callLimit = 0x7ffff000;
+constexpr std::size_t nameLimit = 255;  // bytes of a file name
+
+template <class Call>
+auto Repeat(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) result = call();
+    return result;
+}
+
+/// ".name.hbtmp-" and eight characters that nobody can foresee.
+std::string PartName(std::string_view name) {
+    constexpr std::string_view alphabet = "abcdefghijklmnopqrstuvwxyz234567";
+    constexpr std::string_view mark = ".hbtmp-";
+    std::array<unsigned char, 8> random{};
+    Repeat([&] { return ::getrandom(random.data(), random.size(), 0); });
+    std::string part = ".";
+    part += name.substr(0, nameLimit - 1 - mark.size() - random.size());
+    part += mark;
+    for (unsigned char const byte : random) part += alphabet[byte % alphabet.size()];
+    return part;
+}
+
+int SyncDirectory(std::string const& path) {
+    int const number = Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    if (number < 0) return errno == EACCES ? 0 : errno;  // one that may be written but not read cannot be flushed
+    Descriptor directory(number);
+    int const error = directory.Sync();
+    return error == EINVAL ? 0 : error;  // this file system has nothing to flush
+}
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+        Close();
+        m_number = other.Release();
+    }
+    return *this;
+}
+
+Descriptor::~Descriptor() {
+    Close();
+}
+
+int Descriptor::Release() {
+    int const number = m_number;
+    m_number = -1;
+    return number;
+}
+
+int Descriptor::Open(std::string const& path, unsigned flags) {
+    Close();
+    if (path.empty()) return ENOENT;
+    if (path.find('\0') != std::string::npos) return EINVAL;
+    int system = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    system |= (flags & write) == 0 ? O_RDONLY : (flags & read) != 0 ? O_RDWR : O_WRONLY;
+    if (flags & create) system |= O_CREAT;
+    if (flags & append) system |= O_APPEND;
+    Descriptor opened(Repeat([&] { return ::open(path.c_str(), system, 0666); }));
+    if (!opened.IsOpen()) return errno;
+    struct stat status;
+    if (::fstat(opened.m_number, &status) != 0) return errno;
+    if (S_ISDIR(status.st_mode)) return EISDIR;
+    if (!S_ISREG(status.st_mode)) return EINVAL;
+    // Emptied only now that it is known to be a file.
+    if ((flags & truncate) && status.st_size > 0 && Repeat([&] { return ::ftruncate(opened.m_number, 0); }) != 0)
+        return errno;
+    *this = std::move(opened);
+    return 0;
+}
+
+int Descriptor::Read(void* buffer, std::size_t count, std::size_t& got) {
+    got = 0;
+    while (got < count) {
+        ssize_t const part = Repeat([&] {
+            return ::read(m_number, static_cast<char*>(buffer) + got, std::min(count - got, callLimit));
+        });
+        if (part < 0) return errno;
+        if (part == 0) return 0;
+        got += static_cast<std::size_t>(part);
+    }
+    return 0;
+}
+
+int Descriptor::Write(void const* data, std::size_t count) {
+    SizeSignalGuard guard;
+    for (std::size_t done = 0; done < count;) {
+        ssize_t const part = Repeat([&] {
+            return ::write(m_number, static_cast<char const*>(data) + done, std::min(count - done, callLimit));
+        });
+        if (part < 0) {
+            if (errno == EFBIG) guard.TakePending();
+            return errno;
+        }
+        if (part == 0) return EIO;
+        done += static_cast<std::size_t>(part);
+    }
+    return 0;
+}
+
+int Descriptor::Seek(long long offset, int from, long long& position) {
+    off_t const result = ::lseek(m_number, offset, from == 0 ? SEEK_SET : from == 1 ? SEEK_CUR : SEEK_END);
+    if (result < 0) return errno;
+    position = result;
+    return 0;
+}
+
+int Descriptor::Sync() {
+    // Never again after a failure: the system reports a lost page once only.
+    return Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
+}
+
+int Descriptor::Close() {
+    if (m_number < 0) return 0;
+    // After EINTR the descriptor is gone all the same; a second call could close a stranger's.
+    return ::close(Release()) == 0 || errno == EINTR ? 0 : errno;
+}
+
+FileStamp StampOf(std::string const& path) {
+    FileStamp stamp;
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0) return stamp;
+    auto const nanoseconds = [](timespec const& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; };
+    stamp.exists = true;
+    stamp.device = status.st_dev;
+    stamp.number = status.st_ino;
+    stamp.size = status.st_size;
+    stamp.modified = nanoseconds(status.st_mtim);
+    stamp.changed = nanoseconds(status.st_ctim);
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    constexpr long long clockTick = 50'000'000;  // file times move in steps of some milliseconds
+    stamp.isYoung = nanoseconds(now) - stamp.changed < clockTick;
+    return stamp;
+}
+
+int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes) {
+    bytes.clear();
+    Descriptor file;
+    if (int const error = file.Open(path, Descriptor::read)) return error;
+    constexpr std::size_t step = 64 * 1024;
+    for (std::size_t wanted = step;; wanted *= 2) {
+        std::size_t const held = bytes.size();
+        bytes.resize(held + wanted);
+        std::size_t got = 0;
+        int const error = file.Read(bytes.data() + held, wanted, got);
+        bytes.resize(held + got);
+        if (error) return error;
+        if (bytes.size() > most) {
+            bytes.clear();
+            return EFBIG;
+        }
+        if (got < wanted) return 0;
+    }
+}
+
+int PartFile::Create(std::string const& target) {
+    Discard();
+    std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
+    if (name == target.size()) return target.empty() ? ENOENT : EISDIR;
+    if (target.size() - name > nameLimit) return ENAMETOOLONG;
+    // A new file gets the mode of new files; one that takes another's place is ours alone until it gets that mode.
+    struct stat old;
+    mode_t const mode = ::lstat(target.c_str(), &old) == 0 ? 0600 : 0666;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::string const path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
+        int const number = Repeat([&] {
+            return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+        });
+        if (number >= 0) {
+            m_file = Descriptor(number);
+            m_target = target;
+            m_path = path;
+            return 0;
+        }
+        if (errno != EEXIST) return errno;
+    }
+    return EEXIST;
+}
+
+int PartFile::PutInPlace(bool replace) {
+    // What others wrote by way of the path is the same file, so it is flushed as well.
+    int error = m_file.Sync();
+    int const closeError = m_file.Close();
+    if (error == 0) error = closeError;
+    if (error == 0) {
+        int const result = replace ? ::rename(m_path.c_str(), m_target.c_str())
+                                   : ::renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, m_target.c_str(), RENAME_NOREPLACE);
+        error = result == 0 ? 0 : errno;
+    }
+    if (error != 0) {
+        Discard();
+        return error;
+    }
+    m_path.clear();
+    return SyncDirectory(DirectoryOf(m_target));
+}
+
+void PartFile::Discard() noexcept {
+    m_file.Close();
+    if (!m_path.empty()) ::unlink(m_path.c_str());
+    m_path.clear();
+}
+
+int ResolveLinks(std::string const& path, std::string& target) {
+    if (path.empty()) return ENOENT;
+    if (path.find('\0') != std::string::npos) return EINVAL;
+    target = path;
+    for (int links = 0; links < 40; ++links) {
+        std::array<char, 4096> text;
+        ssize_t const length = ::readlink(target.c_str(), text.data(), text.size());
+        if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;  // no link, or not there
+        if (static_cast<std::size_t>(length) == text.size()) return ENAMETOOLONG;
+        std::string const link(text.data(), static_cast<std::size_t>(length));
+        target = link.starts_with('/') ? link : DirectoryOf(target) + '/' + link;
+    }
+    return ELOOP;
+}
+
+int CheckReplaceable(std::string const& target) {
+    struct stat status;
+    if (::lstat(target.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
+    if (S_ISDIR(status.st_mode)) return EISDIR;
+    if (!S_ISREG(status.st_mode)) return EINVAL;
+    if ((status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) return EACCES;
+    return ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+std::string DirectoryOf(std::string const& path) {
+    std::size_t const slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace KxN::detail

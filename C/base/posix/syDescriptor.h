@@ -1,0 +1,94 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// A file of the system by its descriptor, for the sources of this room: whole reads and writes that survive
+// interruptions and short counts. Every operation returns a system error number, 0 when it went well.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace KxN::detail {
+
+class Descriptor {
+public:
+    /// How to open; the sum of what applies.
+    enum Flags : unsigned { read = 1, write = 2, create = 4, truncate = 8, append = 16 };
+
+    Descriptor() = default;
+    explicit Descriptor(int number) : m_number(number) {}
+    Descriptor(Descriptor&& other) noexcept : m_number(other.Release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    ~Descriptor();
+
+    /// Opens a regular file; anything else is refused without waiting for it.
+    int Open(std::string const& path, unsigned flags);
+    bool IsOpen() const { return m_number >= 0; }
+    int GetNumber() const { return m_number; }
+    int Release();
+
+    /// Reads until `count` bytes or the end of the file; `got` is what was read, also when it fails.
+    int Read(void* buffer, std::size_t count, std::size_t& got);
+    /// Writes all of it.
+    int Write(void const* data, std::size_t count);
+    /// Moves to `offset` from the beginning (0), the position (1) or the end (2).
+    int Seek(long long offset, int from, long long& position);
+    int Sync();
+    int Close();
+
+private:
+    int m_number = -1;
+};
+
+/// What tells one state of a file from the next.
+struct FileStamp {
+    bool exists = false;
+    unsigned long long device = 0;
+    unsigned long long number = 0;
+    long long size = 0;
+    long long modified = 0;  // nanoseconds
+    long long changed = 0;
+    /// So young that another write may leave the very same stamp.
+    bool isYoung = false;
+
+    bool operator==(FileStamp const&) const = default;
+};
+
+/// The stamp of what is there; one that does not exist if nothing is.
+FileStamp StampOf(std::string const& path);
+
+/// Reads a whole file. EFBIG if it is longer than `most` bytes.
+int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes);
+
+/// A new file beside `target` that may take its place. What is not put in place is removed.
+class PartFile {
+public:
+    PartFile() = default;
+    PartFile(PartFile const&) = delete;
+    PartFile& operator=(PartFile const&) = delete;
+    ~PartFile() { Discard(); }
+
+    /// Makes it. `target` must be no link (see ResolveLinks). If there is a target, only we may read the new file.
+    int Create(std::string const& target);
+    std::string const& GetPath() const { return m_path; }
+    Descriptor& GetFile() { return m_file; }
+    /// Flushes it to the medium, closes it, gives it the target's name and flushes the directory. Without
+    /// `replace` an existing target is left alone: EEXIST.
+    int PutInPlace(bool replace);
+    void Discard() noexcept;
+
+private:
+    std::string m_target;
+    std::string m_path;
+    Descriptor m_file;
+};
+
+/// The file that the path stands for once its last component is no symbolic link any more; it need not exist.
+int ResolveLinks(std::string const& path, std::string& target);
+/// 0 if the file may be replaced or is not there. A file without any write permission is protected, for root too.
+int CheckReplaceable(std::string const& target);
+/// The directory part: "." where there is none.
+std::string DirectoryOf(std::string const& path);
+
+}  // namespace KxN::detail

@@ -1,0 +1,235 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "base/syConfigDocument.h"
+
+#include "hbtools/base/syEncoding.h"
+
+#include <algorithm>
+
+namespace KxN::detail {
+
+namespace {
+
+constexpr std::wstring_view blanks = L" \t\r";
+
+std::wstring_view Trimmed(std::wstring_view text) {
+    std::size_t const first = std::min(text.find_first_not_of(blanks), text.size());
+    text.remove_prefix(first);
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+std::wstring Upper(std::wstring_view text) {
+    std::wstring upper(text);
+    std::transform(upper.begin(), upper.end(), upper.begin(), KxxToUpper);
+    return upper;
+}
+
+bool IsUtf16(KxTextEncoding encoding) {
+    return encoding == KxTextEncoding::Utf16LE || encoding == KxTextEncoding::Utf16BE;
+}
+
+}  // namespace
+
+void ConfigDocument::Parse(std::string_view bytes) {
+    m_sections.clear();
+    m_sectionsByName.clear();
+    m_tail.clear();
+    m_lineEnd.clear();
+    m_encoding = KxxDetectEncoding(bytes);
+    bytes.remove_prefix(KxxMarkLength(m_encoding));
+    if (IsUtf16(m_encoding) && bytes.size() % 2 != 0) {
+        m_tail = bytes.back();
+        bytes.remove_suffix(1);
+    }
+    Section* section = &AddSection({});
+    while (!bytes.empty()) {
+        std::size_t const length = LineLength(bytes);
+        Line line = MakeLine(std::string(bytes.substr(0, length)));
+        bytes.remove_prefix(length);
+        if (line.kind == Group) section = &AddSection(line.name);
+        Append(*section, std::move(line));
+    }
+    if (m_lineEnd.empty()) m_lineEnd = L"\n";
+}
+
+std::string ConfigDocument::GetBytes() const {
+    std::string bytes(KxxMarkOf(m_encoding));
+    for (auto const& section : m_sections)
+        for (Line const& line : section->lines) bytes += line.bytes;
+    return bytes + m_tail;
+}
+
+/// Bytes of the first line, its line feed included.
+std::size_t ConfigDocument::LineLength(std::string_view bytes) const {
+    if (!IsUtf16(m_encoding)) {
+        std::size_t const end = bytes.find('\n');
+        return end == bytes.npos ? bytes.size() : end + 1;
+    }
+    std::size_t const low = m_encoding == KxTextEncoding::Utf16LE ? 0 : 1;
+    for (std::size_t i = 0; i < bytes.size(); i += 2)
+        if (bytes[i + low] == '\n' && bytes[i + 1 - low] == '\0') return i + 2;
+    return bytes.size();
+}
+
+std::wstring ConfigDocument::TextOf(Line const& line) const {
+    return KxxDecodeText(line.bytes, m_encoding);
+}
+
+ConfigDocument::Line ConfigDocument::MakeLine(std::string bytes) const {
+    Line line;
+    line.bytes = std::move(bytes);
+    std::wstring const decoded = TextOf(line);
+    std::wstring_view text = decoded;
+    if (text.ends_with(L'\n')) text.remove_suffix(1);
+    text = Trimmed(text);
+    std::size_t const equals = text.find(L'=');
+    std::size_t const bracket = text.find(L']');
+    if (text.empty()) {
+        line.kind = Blank;
+    } else if (text[0] == L'[') {
+        if (bracket != text.npos) {
+            line.kind = Group;
+            line.name = text.substr(1, bracket - 1);
+        }
+    } else if (text[0] != L';' && equals != text.npos) {
+        line.kind = Key;
+        line.name = Trimmed(text.substr(0, equals));
+        line.value = Trimmed(text.substr(equals + 1));
+    }
+    return line;
+}
+
+ConfigDocument::Section& ConfigDocument::AddSection(std::wstring name) {
+    if (!m_sections.empty()) m_sectionsByName.try_emplace(Upper(name), m_sections.size());
+    m_sections.push_back(std::make_unique<Section>());
+    m_sections.back()->name = std::move(name);
+    return *m_sections.back();
+}
+
+/// Adds a line at the end of the section.
+void ConfigDocument::Append(Section& section, Line line) {
+    if (m_lineEnd.empty()) {
+        std::wstring const text = TextOf(line);
+        if (text.ends_with(L"\r\n"))
+            m_lineEnd = L"\r\n";
+        else if (text.ends_with(L'\n'))
+            m_lineEnd = L"\n";
+    }
+    if (line.kind == Key) {
+        section.keysByName.try_emplace(Upper(line.name), section.lines.size());
+        section.keys.push_back(section.lines.size());
+    }
+    section.lines.push_back(std::move(line));
+}
+
+/// Place of the section of a group; none if there is none.
+std::size_t ConfigDocument::FindPlace(std::wstring_view group) const {
+    if (group.empty() && !m_sections[0]->keys.empty()) return 0;
+    auto const found = m_sectionsByName.find(Upper(group));
+    return found != m_sectionsByName.end() ? found->second : group.empty() ? 0 : none;
+}
+
+ConfigDocument::Section const* ConfigDocument::FindSection(std::wstring_view group) const {
+    std::size_t const place = FindPlace(group);
+    return place == none ? nullptr : m_sections[place].get();
+}
+
+std::size_t ConfigDocument::GetKeyCount(std::wstring_view group) const {
+    Section const* const section = FindSection(group);
+    return section ? section->keys.size() : 0;
+}
+
+std::wstring const* ConfigDocument::FindValue(std::wstring_view group, std::wstring_view key) const {
+    Section const* const section = FindSection(group);
+    if (!section) return nullptr;
+    auto const found = section->keysByName.find(Upper(key));
+    return found == section->keysByName.end() ? nullptr : &section->lines[found->second].value;
+}
+
+ConfigDocument::Line const* ConfigDocument::FindKeyLine(std::wstring_view group, std::size_t index) const {
+    Section const* const section = FindSection(group);
+    return section && index < section->keys.size() ? &section->lines[section->keys[index]] : nullptr;
+}
+
+std::wstring const* ConfigDocument::FindValue(std::wstring_view group, std::size_t index) const {
+    Line const* const line = FindKeyLine(group, index);
+    return line ? &line->value : nullptr;
+}
+
+std::wstring const* ConfigDocument::FindName(std::wstring_view group, std::size_t index) const {
+    Line const* const line = FindKeyLine(group, index);
+    return line ? &line->name : nullptr;
+}
+
+bool ConfigDocument::CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value) {
+    constexpr std::wstring_view lineEnds(L"\n\r\0", 3);
+    if (group.find_first_of(lineEnds) != group.npos || group.find(L']') != group.npos) return false;
+    if (key.find_first_of(lineEnds) != key.npos || key.find(L'=') != key.npos || key != Trimmed(key)) return false;
+    if (key.starts_with(L'[') || key.starts_with(L';')) return false;
+    return value.find_first_of(lineEnds) == value.npos;
+}
+
+/// Appends the text in the encoding of the file; a character that it lacks makes the whole file UTF-8.
+void ConfigDocument::Encode(std::wstring_view text, std::string& bytes) {
+    if (KxxEncodeText(text, m_encoding, bytes)) return;
+    std::wstring const before = KxxDecodeText(bytes, m_encoding);
+    ConvertToUtf8();
+    bytes.clear();
+    KxxEncodeText(before, m_encoding, bytes);
+    KxxEncodeText(text, m_encoding, bytes);
+}
+
+void ConfigDocument::ConvertToUtf8() {
+    for (auto const& section : m_sections)
+        for (Line& line : section->lines) line.bytes = KxxToUtf8(TextOf(line));
+    m_encoding = KxTextEncoding::Utf8;
+}
+
+/// Gives the last line of a file the line end that it lacks.
+void ConfigDocument::EndLine(Line& line) {
+    if (!TextOf(line).ends_with(L'\n')) KxxEncodeText(m_lineEnd, m_encoding, line.bytes);
+}
+
+bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::wstring_view value) {
+    std::size_t const place = FindPlace(group);
+    if (place != none) {
+        auto const found = m_sections[place]->keysByName.find(Upper(key));
+        if (found != m_sections[place]->keysByName.end())
+            return ChangeValue(m_sections[place]->lines[found->second], value);
+    }
+
+    std::string bytes;
+    if (place == none) {
+        if (!m_sections.back()->lines.empty()) EndLine(m_sections.back()->lines.back());
+        Encode(L"[" + std::wstring(group) + L"]" + m_lineEnd, bytes);
+        Append(AddSection(std::wstring(group)), MakeLine(std::move(bytes)));
+        bytes.clear();
+    }
+    Section& section = *m_sections[place == none ? m_sections.size() - 1 : place];
+    std::size_t at = section.lines.size();
+    while (at > 0 && section.lines[at - 1].kind == Blank) --at;
+    if (at > 0) EndLine(section.lines[at - 1]);
+    Encode(std::wstring(key) + L"=" + std::wstring(value) + m_lineEnd, bytes);
+    // What stands behind are blank lines, so no place in the tables moves.
+    section.keysByName.try_emplace(Upper(key), at);
+    section.keys.push_back(at);
+    section.lines.insert(section.lines.begin() + static_cast<std::ptrdiff_t>(at), MakeLine(std::move(bytes)));
+    return true;
+}
+
+/// Puts another value in a line and leaves all that stands in front of it. False if it has that value.
+bool ConfigDocument::ChangeValue(Line& line, std::wstring_view value) {
+    if (line.value == Trimmed(value)) return false;
+    std::wstring const text = TextOf(line);
+    std::wstring_view const end = text.ends_with(L"\r\n") ? L"\r\n" : text.ends_with(L'\n') ? L"\n" : L"";
+    std::size_t const begin = text.find_first_not_of(L" \t", text.find(L'=') + 1);
+    std::wstring changed = text.substr(0, std::min(begin, text.size() - end.size()));
+    changed.append(value).append(end);
+    std::string bytes;
+    Encode(changed, bytes);
+    line.bytes = std::move(bytes);
+    line.value = Trimmed(value);
+    return true;
+}
+
+}  // namespace KxN::detail

@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The lines of a configuration file, held as the bytes they are. What is not changed is written as it was read.
+#pragma once
+
+#include "hbtools/base/syTextEncoding.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace KxN::detail {
+
+class ConfigDocument {
+public:
+    ConfigDocument() { Parse({}); }
+
+    void Parse(std::string_view bytes);
+    std::string GetBytes() const;
+
+    std::size_t GetGroupCount() const { return m_sections.size() - 1; }
+    std::wstring_view GetGroupName(std::size_t index) const { return m_sections[index + 1]->name; }
+    std::size_t GetKeyCount(std::wstring_view group) const;
+    /// Null if there is none.
+    std::wstring const* FindValue(std::wstring_view group, std::wstring_view key) const;
+    std::wstring const* FindValue(std::wstring_view group, std::size_t index) const;
+    std::wstring const* FindName(std::wstring_view group, std::size_t index) const;
+
+    /// True if a line can hold the three so that they are found again.
+    static bool CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value);
+    /// Sets a value, adding key and group where they are missing. False if nothing changes by it.
+    bool Write(std::wstring_view group, std::wstring_view key, std::wstring_view value);
+
+private:
+    enum Kind { Other, Blank, Group, Key };
+
+    struct Line {
+        std::string bytes;  // with the line end, which only the last line of a file may lack
+        Kind kind = Other;
+        std::wstring name;
+        std::wstring value;
+    };
+
+    struct Section {
+        std::wstring name;
+        std::vector<Line> lines;        // the group's own line first, except in the section in front of all groups
+        std::vector<std::size_t> keys;  // places of the key lines
+        std::unordered_map<std::wstring, std::size_t> keysByName;  // upper-case name to the first place
+    };
+
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+    std::size_t FindPlace(std::wstring_view group) const;
+    Section const* FindSection(std::wstring_view group) const;
+    Line const* FindKeyLine(std::wstring_view group, std::size_t index) const;
+    Line MakeLine(std::string bytes) const;
+    void Append(Section& section, Line line);
+    Section& AddSection(std::wstring name);
+    std::size_t LineLength(std::string_view bytes) const;
+    std::wstring TextOf(Line const& line) const;
+    void Encode(std::wstring_view text, std::string& bytes);
+    void ConvertToUtf8();
+    void EndLine(Line& line);
+    bool ChangeValue(Line& line, std::wstring_view value);
+
+    KxTextEncoding m_encoding = KxTextEncoding::Utf8;
+    std::wstring m_lineEnd;
+    std::vector<std::unique_ptr<Section>> m_sections;  // the first stands in front of all groups
+    std::unordered_map<std::wstring, std::size_t> m_sectionsByName;
+    std::string m_tail;  // half a unit at the end of UTF-16
+};
+
+}  // namespace KxN::detail

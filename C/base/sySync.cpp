@@ -1,0 +1,298 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// An object that can be waited for has a state with a queue of waiters. Who changes the state hands it to the
+// first waiter that can take it, so that nobody is overtaken and a pulse reaches exactly those who wait. Lock
+// order: the state first, then one waiter.
+#include "hbtools/base/sySync.h"
+
+#include "hbtools/base/syObject.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace KxN::detail {
+
+/// One thread that waits, for one or more states.
+struct Waiter {
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::thread::id const thread = std::this_thread::get_id();
+    int granted = -1;     // index of the state that was handed over
+    bool closed = false;  // takes nothing any more
+};
+
+class SyncState {
+public:
+    SyncState() = default;
+    SyncState(SyncState const&) = delete;
+    SyncState& operator=(SyncState const&) = delete;
+    virtual ~SyncState() = default;
+
+    // Under the mutex:
+    virtual bool CanTake(std::thread::id thread) const = 0;
+    virtual void Take(std::thread::id thread) = 0;
+
+    /// Hands the state to waiters as long as they can take it.
+    void Serve() {
+        for (Place const& place : m_queue) {
+            if (!CanTake(place.waiter->thread)) continue;
+            std::lock_guard const lock(place.waiter->mutex);
+            if (place.waiter->closed || place.waiter->granted >= 0) continue;
+            Take(place.waiter->thread);
+            place.waiter->granted = place.index;
+            place.waiter->wake.notify_one();  // under the lock: the waiter is gone soon after it
+        }
+    }
+
+    struct Place {
+        Waiter* waiter;
+        int index;
+    };
+    std::mutex m_mutex;
+    std::list<Place> m_queue;
+};
+
+namespace {
+
+class EventState : public SyncState {
+public:
+    EventState(bool isSet, bool isManual) : m_isSet(isSet), m_isManual(isManual) {}
+    bool CanTake(std::thread::id) const override { return m_isSet; }
+    void Take(std::thread::id) override { m_isSet = m_isManual; }
+
+    bool m_isSet;
+    bool const m_isManual;
+};
+
+class MutexState : public SyncState {
+public:
+    bool CanTake(std::thread::id thread) const override { return m_depth == 0 || m_owner == thread; }
+    void Take(std::thread::id thread) override {
+        m_owner = thread;
+        ++m_depth;
+    }
+
+    std::thread::id m_owner;
+    unsigned m_depth = 0;
+};
+
+class SemaphoreState : public SyncState {
+public:
+    SemaphoreState(long count, long most) : m_count(count), m_most(most) {}
+    bool CanTake(std::thread::id) const override { return m_count > 0; }
+    void Take(std::thread::id) override { --m_count; }
+
+    long m_count;
+    long const m_most;
+};
+
+/// The state of that name, made if nobody has it. It may be of another kind.
+template <class State, class... Arguments>
+std::shared_ptr<SyncState> MakeState(wchar_t const* name, Arguments... arguments) {
+    if (!name || !*name) return std::make_shared<State>(arguments...);
+    static std::mutex mutex;
+    static auto& named = *new std::map<std::wstring, std::weak_ptr<SyncState>>;  // lives on for late destructors
+    std::lock_guard const lock(mutex);
+    std::erase_if(named, [](auto const& entry) { return entry.second.expired(); });
+    std::weak_ptr<SyncState>& entry = named[name];
+    std::shared_ptr<SyncState> state = entry.lock();
+    if (!state) entry = state = std::make_shared<State>(arguments...);
+    return state;
+}
+
+/// Waits for one of the states. Returns its index or -1.
+int WaitForAny(SyncState* const* states, int count, unsigned long timeout) {
+    std::thread::id const thread = std::this_thread::get_id();
+    for (int i = 0; i < count; ++i) {
+        std::lock_guard const lock(states[i]->m_mutex);
+        if (states[i]->CanTake(thread)) {
+            states[i]->Take(thread);
+            return i;
+        }
+    }
+    if (timeout == 0) return -1;
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
+
+    Waiter waiter;
+    std::vector<std::list<SyncState::Place>> places(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) places[static_cast<std::size_t>(i)].push_back({&waiter, i});
+    int queued = 0;
+    // From here on nothing throws: a waiter that stays in a queue would be a trap for others.
+    for (; queued < count; ++queued) {
+        SyncState& state = *states[queued];
+        std::lock_guard const lock(state.m_mutex);
+        if (state.CanTake(thread)) {  // it came free in between
+            std::lock_guard const waiterLock(waiter.mutex);
+            if (waiter.granted < 0) {
+                state.Take(thread);
+                waiter.granted = queued;
+            }
+            break;
+        }
+        auto& place = places[static_cast<std::size_t>(queued)];
+        state.m_queue.splice(state.m_queue.end(), place, place.begin());
+    }
+    {
+        std::unique_lock lock(waiter.mutex);
+        auto const isServed = [&] { return waiter.granted >= 0; };
+        if (timeout == INFINITE)
+            waiter.wake.wait(lock, isServed);
+        else
+            waiter.wake.wait_until(lock, deadline, isServed);
+        waiter.closed = true;
+    }
+    for (int i = 0; i < queued; ++i) {
+        std::lock_guard const lock(states[i]->m_mutex);
+        states[i]->m_queue.remove_if([&](SyncState::Place const& place) { return place.waiter == &waiter; });
+    }
+    return waiter.granted;
+}
+
+/// The state as the kind that the object is.
+template <class State>
+State& As(std::shared_ptr<SyncState> const& state) {
+    return static_cast<State&>(*state);
+}
+
+/// Refuses a state of another kind, which a name may stand for.
+template <class State>
+std::shared_ptr<SyncState> Checked(std::shared_ptr<SyncState> state) {
+    if (!dynamic_cast<State*>(state.get())) AfxThrowInvalidArgException();
+    return state;
+}
+
+}  // namespace
+
+}  // namespace KxN::detail
+
+namespace KxN {
+
+using namespace detail;
+
+CSyncObject::CSyncObject(std::shared_ptr<SyncState> state) : m_state(std::move(state)) {}
+
+CSyncObject::~CSyncObject() = default;
+
+int CSyncObject::Lock(unsigned long timeout) {
+    SyncState* const state = m_state.get();
+    return WaitForAny(&state, 1, timeout) == 0;
+}
+
+int KxxWaitForAny(CSyncObject* const* objects, int count, unsigned long timeout) {
+    std::vector<SyncState*> states;
+    for (int i = 0; i < count; ++i) {
+        SyncState* const state = objects[i] ? objects[i]->m_state.get() : nullptr;
+        if (!state) AfxThrowInvalidArgException();
+        states.push_back(state);
+    }
+    return WaitForAny(states.data(), static_cast<int>(states.size()), timeout);
+}
+
+int CCriticalSection::Lock(unsigned long timeout) {
+    if (timeout == INFINITE) {
+        m_mutex.lock();
+        return 1;
+    }
+    return m_mutex.try_lock_for(std::chrono::milliseconds(timeout));
+}
+
+int CCriticalSection::Unlock() {
+    m_mutex.unlock();
+    return 1;
+}
+
+CMutex::CMutex(int initiallyOwned, wchar_t const* name, SECURITY_ATTRIBUTES*)
+    : CSyncObject(Checked<MutexState>(MakeState<MutexState>(name))) {
+    // Of a mutex that is there already the first owner stays.
+    if (initiallyOwned) CSyncObject::Lock(0);
+}
+
+int CMutex::Unlock() {
+    auto& state = As<MutexState>(m_state);
+    std::lock_guard const lock(state.m_mutex);
+    if (state.m_depth == 0 || state.m_owner != std::this_thread::get_id()) return 0;
+    if (--state.m_depth == 0) {
+        state.m_owner = std::thread::id();
+        state.Serve();
+    }
+    return 1;
+}
+
+CSemaphore::CSemaphore(long initialCount, long maxCount, wchar_t const* name, SECURITY_ATTRIBUTES*) {
+    if (initialCount < 0 || maxCount < 1 || initialCount > maxCount) AfxThrowInvalidArgException();
+    m_state = Checked<SemaphoreState>(MakeState<SemaphoreState>(name, initialCount, maxCount));
+}
+
+int CSemaphore::Unlock() {
+    return Unlock(1);
+}
+
+int CSemaphore::Unlock(long count, long* previous) {
+    auto& state = As<SemaphoreState>(m_state);
+    std::lock_guard const lock(state.m_mutex);
+    if (count < 1 || count > state.m_most - state.m_count) return 0;
+    if (previous) *previous = state.m_count;
+    state.m_count += count;
+    state.Serve();
+    return 1;
+}
+
+CEvent::CEvent(int initiallyOwned, int manualReset, wchar_t const* name, SECURITY_ATTRIBUTES*)
+    : CSyncObject(Checked<EventState>(MakeState<EventState>(name, initiallyOwned != 0, manualReset != 0))) {}
+
+int CEvent::SetEvent() {
+    auto& state = As<EventState>(m_state);
+    std::lock_guard const lock(state.m_mutex);
+    state.m_isSet = true;
+    state.Serve();
+    return 1;
+}
+
+int CEvent::ResetEvent() {
+    auto& state = As<EventState>(m_state);
+    std::lock_guard const lock(state.m_mutex);
+    state.m_isSet = false;
+    return 1;
+}
+
+int CEvent::PulseEvent() {
+    auto& state = As<EventState>(m_state);
+    std::lock_guard const lock(state.m_mutex);
+    state.m_isSet = true;
+    state.Serve();
+    state.m_isSet = false;
+    return 1;
+}
+
+int CEvent::Unlock() {
+    return 1;
+}
+
+CSingleLock::CSingleLock(CSyncObject* object, int lockNow) : m_object(object) {
+    if (!object) AfxThrowInvalidArgException();
+    if (lockNow) Lock();
+}
+
+CSingleLock::~CSingleLock() {
+    Unlock();
+}
+
+int CSingleLock::Lock(unsigned long timeout) {
+    if (!m_isLocked) m_isLocked = m_object->Lock(timeout) != 0;
+    return m_isLocked;
+}
+
+int CSingleLock::Unlock() {
+    if (!m_isLocked) return 0;
+    m_isLocked = false;
+    return m_object->Unlock();
+}
+
+}  // namespace KxN

@@ -1,0 +1,93 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// KxConfig reads and writes a text file of groups and keys, one item to a line:
+//
+//     ; comment
+//     [Scanner]
+//     Port = COM1
+//
+// The file is read when it is first needed, and again whenever it has changed on disk. A missing file is empty.
+// Names compare without regard to case; of groups or keys with equal names the first counts. Lines are taken
+// apart after blanks and tabs at both ends are dropped; a value begins behind the first '=' and its blanks.
+//
+// Writing changes that one value and nothing else: comments, blank and unknown lines, order, spelling, line ends
+// and the encoding of the file stay (see syTextEncoding.h). Each WriteKey saves the whole file in one safe step
+// (see sySafeFile.h); between BeginUpdate and EndUpdate many keys share one such step. A file that is there but
+// cannot be read is empty to readers, and refuses to be written. An object belongs to one thread at a time.
+#pragma once
+
+#include "hbtools/base/syString.h"
+
+#include <memory>
+
+namespace KxTools {
+
+/// The file under a KxConfig, with its current group.
+class KX_API Config {
+public:
+    explicit Config(String const& path);
+    Config(Config const&) = delete;
+    Config& operator=(Config const&) = delete;
+    virtual ~Config();
+
+    /// Number of keys of the current group, at most 65535.
+    unsigned short GetKeyCount() const;
+    /// Stores a key of the current group. 0 when it could not be stored: the file is write-protected, the medium
+    /// is full, or no line could hold it, as a value with a line feed. The file is then as it was.
+    unsigned char WriteKey(String const& key, String const& value);
+
+    /// From here on keys are only noted; EndUpdate stores them all. Updates nest, the outermost counts. In between
+    /// reads see what was written.
+    void BeginUpdate();
+    /// 0 when the file could not be stored; nothing of the update is then in the file or seen by later reads.
+    unsigned char EndUpdate();
+
+protected:
+    class Document;
+    Document& Current() const;
+    /// WriteKey with the reason why not: 0, a system error number, or -1 for what no line can hold.
+    int Store(String const& key, String const& value);
+    int EndStore();
+
+    KxN::KxString m_path;
+    KxN::KxString m_group;
+
+private:
+    std::unique_ptr<Document> m_document;
+};
+
+}  // namespace KxTools
+
+namespace KxN {
+
+class KX_API KxConfig : public KxTools::Config {
+public:
+    /// Binds to a file; does not touch it.
+    explicit KxConfig(KxString const& path) : Config(path) {}
+
+    /// The current group; the empty one, which is the first, holds the keys in front of all groups.
+    void SetGroup(KxString const& group) { m_group = group; }
+    KxString GetGroup() const { return m_group; }
+
+    /// The value of a key of the current group; empty, or the default, if the key is missing.
+    KxString ReadKey(KxString const& key) const;
+    KxString ReadKey(KxString const& key, KxString const& defaultValue) const;
+    /// Value and name of the key of that index, counted from 0; empty if there is none.
+    KxString ReadKey(unsigned short index) const;
+    KxString GetKeyName(unsigned short index) const;
+    /// Number and names of the groups in the order of the file, all of them even where names are equal.
+    unsigned short GetGroupCount() const;
+    KxString GetGroup(unsigned short index) const;
+
+    /// Stores a key of the current group, made behind the last line of the group that is not blank if it is new;
+    /// a new group is made at the end of the file. An equal value changes nothing.
+    /// @throws KxFileException when it cannot be stored; Config::WriteKey tells by its result instead
+    void WriteKey(KxString const& key, KxString const& value);
+    /// As Config::EndUpdate. @throws KxFileException
+    void EndUpdate();
+
+    KxString GetPathName() const { return m_path; }
+};
+
+}  // namespace KxN
