@@ -58,6 +58,7 @@ int ReadArray(CFile* file, KxTArray<VEC>& values) {
     int count = 0;
     archive >> count;
     archive.CheckCount(count, sizeof(VEC));
+    if (values.Size() != count) values.Resize(0);  // the old values need not move along
     values.Resize(count);
     archive.ReadBlock(values.Data(), sizeof(VEC) * static_cast<ULONGLONG>(count));
     archive.Close();

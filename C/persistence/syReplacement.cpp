@@ -29,7 +29,7 @@ ULONGLONG EndOfChain(CFile& file, ULONGLONG position) {
             file.Seek(static_cast<LONGLONG>(record.dataAddress), CFile::begin);
             if (file.Read(&count, sizeof count) != sizeof count) ThrowEndOfFile(file);
             payloadEnd = length - std::min<ULONGLONG>(record.dataAddress, length) > sizeof count
-                             ? record.dataAddress + sizeof count + std::uint64_t{4} * count
+                             ? record.dataAddress + sizeof count + ULONGLONG{4} * count
                              : length;
         } else {
             ULONGLONG const room = length - std::min(record.dataAddress, length);
@@ -47,8 +47,7 @@ ULONGLONG EndOfChain(CFile& file, ULONGLONG position) {
 bool Replacement::Finish() {
     if (!m_inMemory) return true;
     ULONGLONG const size = m_records.GetLength();
-    ULONGLONG const end = EndOfChain(m_file, m_address);
-    if (end < m_address || size > end - m_address) return false;
+    if (size > EndOfChain(m_file, m_address) - m_address) return false;
     m_file.Seek(static_cast<LONGLONG>(m_address), CFile::begin);
     m_records.Seek(0, begin);
     auto const block = std::make_unique_for_overwrite<BYTE[]>(blockSize);

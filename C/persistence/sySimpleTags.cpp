@@ -33,7 +33,7 @@ int KxStringTag::ReadData(CFile* file, STag const& header) {
         m_text = KxString();
         return 1;
     }
-    std::uint64_t const length = file->GetLength();
+    ULONGLONG const length = file->GetLength();
     if (header.dataAddress > length || header.dataSize > length - header.dataAddress) detail::ThrowEndOfFile(*file);
     std::string bytes(header.dataSize, '\0');
     ReadTagData(file, header, bytes.data(), header.dataSize);
@@ -55,8 +55,8 @@ KxNumeratedTag::KxNumeratedTag(unsigned long id, unsigned long& number, KxVersio
 
 KxNumeratedTag::~KxNumeratedTag() = default;
 
-int KxNumeratedTag::Read(CFile* file, std::uint64_t position) {
-    std::uint64_t left = 0;
+int KxNumeratedTag::Read(CFile* file, ULONGLONG position) {
+    ULONGLONG left = 0;
     for (;;) {
         if (!KxTag::Read(file, position)) return 0;
         if (m_onFile == m_wanted) return 1;
@@ -153,7 +153,7 @@ int KxTTagArrayTag<T, TAG>::ReadData(CFile* file, STag const&) {
     archive >> KxTTag<int>(inner::arrayCount, count);
     detail::CheckCount(*file, file->GetPosition(), count, STag32::fileSize + sizeof(T));
     KxTArray<T> values(count);
-    std::uint64_t former = 0;
+    ULONGLONG former = 0;
     for (int i = 0; i < count; ++i) {
         T value{};
         TAG tag(inner::arrayElement, value);

@@ -17,7 +17,7 @@ namespace KxN {
 namespace {
 
 constexpr wchar_t const* sourceName = L"syTag";
-constexpr std::uint64_t callLimit = 1U << 30;  // one CFile call moves a UINT of bytes
+constexpr ULONGLONG callLimit = 1U << 30;  // one CFile call moves a UINT of bytes
 
 TagFormat g_tagFormat = TagFormat32;
 
@@ -37,7 +37,7 @@ KxTag::KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsign
 
 KxTag::~KxTag() = default;
 
-int KxTag::Read(CFile* file, std::uint64_t position) {
+int KxTag::Read(CFile* file, ULONGLONG position) {
     STag header;
     if (!ReadTagHeader(file, position, header)) return 0;
     int const result = header.version == m_image.version ? ReadData(file, header) : ReadOldVersionData(file, header);
@@ -49,12 +49,12 @@ int KxTag::ReadOldVersionData(CFile*, STag const& header) {
     throw new KxVersionException(sourceName, __LINE__, KxxClassName(typeid(*this)), header.GetVersion(), GetVersion());
 }
 
-int KxTag::ReadTagHeader(CFile* file, std::uint64_t position, STag& header) {
+int KxTag::ReadTagHeader(CFile* file, ULONGLONG position, STag& header) {
     bool found = false;
     if (m_chain) {
         found = m_chain->Find(*file, m_image.id, position, header);
     } else {
-        std::uint64_t left = 0;
+        ULONGLONG left = 0;
         for (;;) {
             detail::ReadRecord(*file, position, header);
             found = header.id == m_image.id;
@@ -70,7 +70,7 @@ int KxTag::ReadTagHeader(CFile* file, std::uint64_t position, STag& header) {
     return 1;
 }
 
-void KxTag::ReadTagData(CFile* file, STag const& header, void* buffer, std::uint64_t size) {
+void KxTag::ReadTagData(CFile* file, STag const& header, void* buffer, ULONGLONG size) {
     if (!buffer) return;
     file->Seek(static_cast<LONGLONG>(header.dataAddress), CFile::begin);
     BYTE* target = static_cast<BYTE*>(buffer);
@@ -82,16 +82,16 @@ void KxTag::ReadTagData(CFile* file, STag const& header, void* buffer, std::uint
     }
 }
 
-std::uint64_t KxTag::Append(CFile* file, std::uint64_t lastTagPosition) {
-    std::uint64_t const position = file->Seek(0, CFile::end);
+ULONGLONG KxTag::Append(CFile* file, ULONGLONG lastTagPosition) {
+    ULONGLONG const position = file->Seek(0, CFile::end);
     WriteTagHeader(file, position);
     WriteData(file);
-    std::uint64_t const behind = file->GetPosition();
+    ULONGLONG const behind = file->GetPosition();
     if (lastTagPosition != position) ChangeLastTagAddress(file, lastTagPosition, position);
     return behind;
 }
 
-void KxTag::WriteTagHeader(CFile* file, std::uint64_t position) {
+void KxTag::WriteTagHeader(CFile* file, ULONGLONG position) {
     if (g_tagFormat != TagFormat32) {
         m_image.dataAddress = position + STag::fileSize;
         detail::WriteRecord(*file, m_image, true);
@@ -113,11 +113,11 @@ void KxTag::WriteTagData(CFile* file, void const* buffer) {
     file->Write(buffer, static_cast<UINT>(m_image.dataSize & detail::limit32));
 }
 
-void KxTag::ChangeLastTagAddress(CFile* file, std::uint64_t firstPosition, std::uint64_t newTag) {
-    std::uint64_t const remembered = file->GetPosition();
+void KxTag::ChangeLastTagAddress(CFile* file, ULONGLONG firstPosition, ULONGLONG newTag) {
+    ULONGLONG const remembered = file->GetPosition();
     STag last;
     bool shortFormSeen = false;
-    std::uint64_t left = 0;
+    ULONGLONG left = 0;
     for (;;) {
         shortFormSeen |= detail::ReadRecord(*file, firstPosition, last) == STag32::fileSize;
         if (last.nextTag == 0) break;
@@ -133,7 +133,7 @@ void KxTag::ChangeLastTagAddress(CFile* file, std::uint64_t firstPosition, std::
     file->Seek(static_cast<LONGLONG>(remembered), CFile::begin);
 }
 
-int KxTag::Replace(CFile* file, std::uint64_t position) {
+int KxTag::Replace(CFile* file, ULONGLONG position) {
     STag header;
     if (!ReadTagHeader(file, position, header)) return 0;
     detail::Replacement payload(*file, header.dataAddress);

@@ -43,7 +43,7 @@ void KxArchiveException::BuildMessage() {
     KxRuntimeException::BuildMessage();
 }
 
-KxTagArchive::STagLevel::STagLevel(std::uint64_t position, std::uint32_t levelMode)
+KxTagArchive::STagLevel::STagLevel(ULONGLONG position, std::uint32_t levelMode)
     : startPosition(position), mode(levelMode), readPosition(position), lastTagPosition(position), chain(nullptr) {}
 
 KxTagArchive::STagLevel::~STagLevel() {
@@ -59,7 +59,7 @@ KxTagArchive::~KxTagArchive() {
     for (STagLevel* level : m_levels) delete level;
 }
 
-void KxTagArchive::Push(std::uint64_t position, std::uint32_t mode) {
+void KxTagArchive::Push(ULONGLONG position, std::uint32_t mode) {
     auto level = std::make_unique<STagLevel>(position, mode);
     m_levels.Append(level.get());
     m_top = level.release();
@@ -92,7 +92,7 @@ KxTagArchive& KxTagArchive::operator<<(KxTag& tag) {
         Lending const lending(tag, level);
         if (tag.Replace(&file, level.startPosition)) return *this;
     }
-    std::uint64_t const position = file.Seek(0, CFile::end);
+    ULONGLONG const position = file.Seek(0, CFile::end);
     tag.Append(&file, level.lastTagPosition);
     level.lastTagPosition = position;
     return *this;
@@ -102,7 +102,7 @@ KxTagArchive& KxTagArchive::operator>>(KxTag& tag) {
     STagLevel& level = Top();
     if (level.mode & skipReads) return *this;
     CFile& file = OpenFile();
-    std::uint64_t const remembered = file.GetPosition();
+    ULONGLONG const remembered = file.GetPosition();
     bool found;
     {
         Lending const lending(tag, level);

@@ -9,7 +9,7 @@
 
 namespace KxN::detail {
 
-bool TagChain::Find(CFile& file, std::uint32_t id, std::uint64_t position, STag& record) {
+bool TagChain::Find(CFile& file, std::uint32_t id, ULONGLONG position, STag& record) {
     std::size_t number = NumberOf(position);
 
     // In order of writing the wanted record is the one right there.
@@ -43,8 +43,8 @@ bool TagChain::Find(CFile& file, std::uint32_t id, std::uint64_t position, STag&
     }
 }
 
-bool TagChain::WalkPlainly(CFile& file, std::uint32_t id, std::uint64_t position, STag& record) {
-    for (std::uint64_t left = MostRecords(file); left > 0; --left) {
+bool TagChain::WalkPlainly(CFile& file, std::uint32_t id, ULONGLONG position, STag& record) {
+    for (ULONGLONG left = MostRecords(file); left > 0; --left) {
         ReadRecord(file, position, record);
         if (record.id == id) return true;
         if (record.nextTag == 0) return false;
@@ -53,17 +53,17 @@ bool TagChain::WalkPlainly(CFile& file, std::uint32_t id, std::uint64_t position
     ThrowEndOfFile(file);
 }
 
-std::size_t TagChain::NumberOf(std::uint64_t position) const {
+std::size_t TagChain::NumberOf(ULONGLONG position) const {
     if (position == m_hintPosition) return m_hintNumber;
     if (position == m_start) return 0;
     if (!m_rising) return unknown;
     auto const place = std::lower_bound(m_known.begin(), m_known.end(), position,
-                                        [](Known const& known, std::uint64_t p) { return known.position < p; });
+                                        [](Known const& known, ULONGLONG p) { return known.position < p; });
     if (place == m_known.end() || place->position != position) return unknown;
     return static_cast<std::size_t>(place - m_known.begin());
 }
 
-void TagChain::Remember(std::uint64_t next, std::size_t number) {
+void TagChain::Remember(ULONGLONG next, std::size_t number) {
     if (next == 0 || number == unknown) return;
     m_hintPosition = next;
     m_hintNumber = number + 1;
@@ -92,7 +92,7 @@ std::size_t TagChain::NumberOfKnown(std::uint32_t id, std::size_t from) {
 
 // Takes the next record of the chain into memory. False at its end.
 bool TagChain::Extend(CFile& file) {
-    std::uint64_t next = m_start;
+    ULONGLONG next = m_start;
     STag record;
     if (!m_known.empty()) {
         if (m_lastLink == 0) {
@@ -104,7 +104,7 @@ bool TagChain::Extend(CFile& file) {
     }
     if (m_known.size() >= m_mostRecords) {
         m_mostRecords = static_cast<std::size_t>(
-            std::min<std::uint64_t>(MostRecords(file), std::numeric_limits<std::uint32_t>::max()));
+            std::min<ULONGLONG>(MostRecords(file), std::numeric_limits<std::uint32_t>::max()));
         if (m_known.size() >= m_mostRecords) ThrowEndOfFile(file);
     }
     ReadRecord(file, next, record);

@@ -15,36 +15,36 @@ namespace KxN::detail {
 
 class TagChain {
 public:
-    explicit TagChain(std::uint64_t startPosition) : m_start(startPosition), m_hintPosition(startPosition) {}
+    explicit TagChain(ULONGLONG startPosition) : m_start(startPosition), m_hintPosition(startPosition) {}
 
     /// Finds the first record of `id` from `position` on. Found: true, `record` is its image and the file stands
     /// behind its header. @throws CFileException cause endOfFile for a broken or ring-shaped chain
-    bool Find(CFile& file, std::uint32_t id, std::uint64_t position, STag& record);
+    bool Find(CFile& file, std::uint32_t id, ULONGLONG position, STag& record);
 
 private:
     using Entry = std::pair<std::uint32_t, std::uint32_t>;  // id, number of the record in the chain
     struct Known {
-        std::uint64_t position;
+        ULONGLONG position;
         std::uint32_t id;
     };
 
     static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
-    bool WalkPlainly(CFile& file, std::uint32_t id, std::uint64_t position, STag& record);
-    std::size_t NumberOf(std::uint64_t position) const;
+    bool WalkPlainly(CFile& file, std::uint32_t id, ULONGLONG position, STag& record);
+    std::size_t NumberOf(ULONGLONG position) const;
     std::size_t NumberOfKnown(std::uint32_t id, std::size_t from);
     bool Extend(CFile& file);
-    void Remember(std::uint64_t next, std::size_t number);
+    void Remember(ULONGLONG next, std::size_t number);
     void MergeRuns();
     void ForgetAll();
 
-    std::uint64_t m_start;
+    ULONGLONG m_start;
     // The record that a search in order asks for next: its place and its number.
-    std::uint64_t m_hintPosition;
+    ULONGLONG m_hintPosition;
     std::size_t m_hintNumber = 0;
 
     std::vector<Known> m_known;     // the records from the start on, in chain order
-    std::uint64_t m_lastLink = 0;   // of the last of them when it was read
+    ULONGLONG m_lastLink = 0;   // of the last of them when it was read
     std::size_t m_mostRecords = 0;  // bound of the walk; asked of the file again when it is reached
     bool m_rising = true;           // all links so far led forward, so that the positions are sorted
 

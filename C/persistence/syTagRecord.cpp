@@ -12,7 +12,7 @@ void ThrowEndOfFile(CFile const& file) {
     AfxThrowFileException(CFileException::endOfFile, -1, file.GetFileName());
 }
 
-UINT ReadRecord(CFile& file, std::uint64_t position, STag& record) {
+UINT ReadRecord(CFile& file, ULONGLONG position, STag& record) {
     BYTE bytes[STag::fileSize];
     // Positions from 2^63 on turn negative here, and the file refuses them.
     file.Seek(static_cast<LONGLONG>(position), CFile::begin);
@@ -23,9 +23,9 @@ UINT ReadRecord(CFile& file, std::uint64_t position, STag& record) {
         constexpr UINT rest = STag::fileSize - STag32::fileSize;
         if (file.Read(bytes + STag32::fileSize, rest) != rest) ThrowEndOfFile(file);
         record.version &= longFormVersion;
-        record.dataSize = Load<std::uint64_t>(bytes + 6);
-        record.dataAddress = Load<std::uint64_t>(bytes + 14);
-        record.nextTag = Load<std::uint64_t>(bytes + 22);
+        record.dataSize = Load<ULONGLONG>(bytes + 6);
+        record.dataAddress = Load<ULONGLONG>(bytes + 14);
+        record.nextTag = Load<ULONGLONG>(bytes + 22);
         return STag::fileSize;
     }
     record.dataSize = Load<std::uint32_t>(bytes + 6);

@@ -12,7 +12,7 @@ namespace KxN::detail {
 
 constexpr std::uint16_t longFormMark = 0x8000;     // bit 15 of the version word: a 30-byte record
 constexpr std::uint16_t longFormVersion = 0x3fff;  // what a reader keeps of it
-constexpr std::uint64_t limit32 = 0xffffffff;
+constexpr ULONGLONG limit32 = 0xffffffff;
 
 template <class T>
 T Load(BYTE const* bytes) {
@@ -31,14 +31,14 @@ BYTE* Put(BYTE* bytes, T value) {
 
 /// Reads the record at `position` and leaves the file behind it. Returns its size in the file, 18 or 30.
 /// @throws CFileException cause endOfFile if it is not whole
-UINT ReadRecord(CFile& file, std::uint64_t position, STag& record);
+UINT ReadRecord(CFile& file, ULONGLONG position, STag& record);
 
 /// Writes the image in the 30-byte or the 18-byte form at the file's position.
 /// @throws KxException if the 18-byte form cannot hold it, before anything is written
 void WriteRecord(CFile& file, STag const& record, bool longForm);
 
 /// How many records a file of this length can hold: a walk that visits more goes round in a ring.
-inline std::uint64_t MostRecords(CFile const& file) {
+inline ULONGLONG MostRecords(CFile const& file) {
     return file.GetLength() / STag32::fileSize + 1;
 }
 

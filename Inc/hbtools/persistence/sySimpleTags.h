@@ -47,7 +47,7 @@ public:
     KxNumeratedTag(unsigned long id, unsigned long& number, KxVersion version = KxVersion(100));
     ~KxNumeratedTag() override;
     /// Returns non-zero if a record of the id with the number stands in the chain from `position`.
-    int Read(CFile* file, std::uint64_t position) override;
+    int Read(CFile* file, ULONGLONG position) override;
 
 protected:
     int ReadData(CFile* file, STag const& header) override;

@@ -33,16 +33,16 @@ struct KX_API STag {
     static constexpr UINT fileSize = 30;
 
     STag() = default;
-    STag(std::uint32_t tagId, KxVersion tagVersion, std::uint64_t size, std::uint64_t address, std::uint64_t next)
+    STag(std::uint32_t tagId, KxVersion tagVersion, ULONGLONG size, ULONGLONG address, ULONGLONG next)
         : id(tagId), version(tagVersion.GetValue()), dataSize(size), dataAddress(address), nextTag(next) {}
     KxVersion GetVersion() const { return KxVersion(version); }
     void SetVersion(KxVersion value) { version = value.GetValue(); }
 
     std::uint32_t id = 0;
     std::uint16_t version = 100;
-    std::uint64_t dataSize = 0;
-    std::uint64_t dataAddress = 0;
-    std::uint64_t nextTag = 0;
+    ULONGLONG dataSize = 0;
+    ULONGLONG dataAddress = 0;
+    ULONGLONG nextTag = 0;
 };
 
 /// Image of a record, 32-bit form.
@@ -68,16 +68,16 @@ public:
     /// Returns non-zero if it was found; the tag then shows the version, size and positions of the file.
     /// Not found: returns 0, tag and value as before.
     /// @throws CFileException cause endOfFile for a broken chain, KxVersionException for a version nobody reads
-    virtual int Read(CFile* file, std::uint64_t position);
+    virtual int Read(CFile* file, ULONGLONG position);
     /// Writes the record at the end of the file and links it to the chain that `lastTagPosition` belongs to; equal
     /// to the end of the file it begins a new chain. Returns the position behind the payload.
     /// @throws CFileException; KxException where the 32-bit form is exceeded, before the record is written
-    virtual std::uint64_t Append(CFile* file, std::uint64_t lastTagPosition);
+    virtual ULONGLONG Append(CFile* file, ULONGLONG lastTagPosition);
     /// Overwrites the payload of the tag's id in the chain from `position`; the record's header stays. Returns 0 if
     /// the id is not there. Plain payloads overwrite whatever follows if they are longer than the old one; payloads
     /// that are made of tags themselves must fit where the old one stood.
     /// @throws KxException, before a byte changes, if a payload made of tags does not fit
-    virtual int Replace(CFile* file, std::uint64_t position);
+    virtual int Replace(CFile* file, ULONGLONG position);
     virtual ~KxTag() = 0;
 
 protected:
@@ -98,27 +98,27 @@ protected:
 
     /// Walks the chain from `position` to the tag's id. Found: returns 1, `header` is the record and the file stands
     /// at its payload. Otherwise 0.
-    int ReadTagHeader(CFile* file, std::uint64_t position, STag& header);
+    int ReadTagHeader(CFile* file, ULONGLONG position, STag& header);
     /// Reads `size` bytes of the payload; nothing if `buffer` is null. @throws CFileException cause endOfFile
-    void ReadTagData(CFile* file, STag const& header, void* buffer, std::uint64_t size);
+    void ReadTagData(CFile* file, STag const& header, void* buffer, ULONGLONG size);
     /// Writes this tag's header at the file's position, which must be `position`, in the global form.
-    void WriteTagHeader(CFile* file, std::uint64_t position);
+    void WriteTagHeader(CFile* file, ULONGLONG position);
     /// Writes dataSize (its low 32 bits) bytes; nothing if `buffer` is null.
     void WriteTagData(CFile* file, void const* buffer);
     /// Sets the link of the last record of the chain from `firstPosition` to `newTag`. A chain in which an 18-byte
     /// record was met gets an 18-byte image.
-    void ChangeLastTagAddress(CFile* file, std::uint64_t firstPosition, std::uint64_t newTag);
+    void ChangeLastTagAddress(CFile* file, ULONGLONG firstPosition, ULONGLONG newTag);
 
 public:
     unsigned long GetID() const { return m_image.id; }
     void SetID(unsigned long id) { m_image.id = static_cast<std::uint32_t>(id); }
     KxVersion GetVersion() const { return m_image.GetVersion(); }
     void SetVersion(KxVersion version) { m_image.SetVersion(version); }
-    std::uint64_t GetDataSize() const { return m_image.dataSize; }
-    void SetDataSize(std::uint64_t size) { m_image.dataSize = size; }
-    std::uint64_t GetNextTag() const { return m_image.nextTag; }
-    void SetNextTag(std::uint64_t position) { m_image.nextTag = position; }
-    std::uint64_t GetDataAddress() const { return m_image.dataAddress; }
+    ULONGLONG GetDataSize() const { return m_image.dataSize; }
+    void SetDataSize(ULONGLONG size) { m_image.dataSize = size; }
+    ULONGLONG GetNextTag() const { return m_image.nextTag; }
+    void SetNextTag(ULONGLONG position) { m_image.nextTag = position; }
+    ULONGLONG GetDataAddress() const { return m_image.dataAddress; }
 
 private:
     friend class KxTagArchive;

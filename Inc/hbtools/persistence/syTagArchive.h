@@ -122,20 +122,20 @@ private:
     static constexpr std::uint32_t skipReads = 0x2000;
 
     struct STagLevel {
-        STagLevel(std::uint64_t position, std::uint32_t levelMode);
+        STagLevel(ULONGLONG position, std::uint32_t levelMode);
         ~STagLevel();
 
-        std::uint64_t startPosition;
+        ULONGLONG startPosition;
         std::uint32_t mode;
-        std::uint64_t readPosition;
-        std::uint64_t lastTagPosition;
+        ULONGLONG readPosition;
+        ULONGLONG lastTagPosition;
         detail::TagChain* chain;  // owned; what is known of the chain from startPosition on
     };
 
     class Lending;
 
     STagLevel& Top() const { return *m_top; }
-    void Push(std::uint64_t position, std::uint32_t mode);
+    void Push(ULONGLONG position, std::uint32_t mode);
     CFile& OpenFile() const;
 
     unsigned long m_mode;
