@@ -1,0 +1,439 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "TagTest.h"
+
+#include <algorithm>
+#include <numeric>
+#include <random>
+#include <set>
+
+using namespace KxN;
+
+namespace {
+
+/// A file that counts how often it is read or sought.
+class CountingFile : public CMemFile {
+public:
+    ULONGLONG Seek(LONGLONG offset, UINT from) override {
+        ++steps;
+        return CMemFile::Seek(offset, from);
+    }
+    UINT Read(void* buffer, UINT count) override {
+        ++steps;
+        return CMemFile::Read(buffer, count);
+    }
+    long steps = 0;
+};
+
+void StoreInts(CFile& file, int count, int idOf(int)) {
+    KxTagArchive archive(&file, 0);
+    for (int i = 0; i < count; ++i) archive << KxTTag<int>(static_cast<unsigned long>(idOf(i)), i);
+    file.Seek(0, CFile::begin);
+}
+
+int Plus1000(int i) {
+    return 1000 + i;
+}
+
+}  // namespace
+
+TEST(TagArchive, MissingTagsByMode) {
+    CMemFile file;
+    file.SetFilePath(L"/somewhere/Platte.tag");
+    StoreInts(file, 3, Plus1000);
+    KxTagArchive archive(&file, 1);
+    int value = -5;
+    archive >> KxTTag<int>(1001, value);
+    ULONGLONG const position = file.GetPosition();
+
+    EXPECT_TRUE(archive.IsNecessaryTagsMode());
+    EXPECT_TRUE(archive.LastReadTagFound());
+    try {
+        archive >> KxTTag<int>(9, value);
+        FAIL() << "a necessary tag that is missing is an error";
+    } catch (KxTagArchiveException* exception) {
+        EXPECT_TRUE(exception->GetMessage() ==
+                    L"Das benötigte Tag vom Typ \"class KxN::KxTTag<int>\" ( ID = 9 ) existiert nicht in der Datei "
+                    L"\"Platte.tag\"");
+        EXPECT_TRUE(exception->GetClassNameW() == L"class KxN::KxTTag<int>");
+        EXPECT_EQ(exception->GetTagID(), 9U);
+        EXPECT_TRUE(exception->GetSrcFileName() == L"syTagArchive");
+        KxTagArchiveException copy(*exception);
+        EXPECT_TRUE(copy.GetMessage() == exception->GetMessage());
+        EXPECT_TRUE(copy.GetFileName() == L"Platte.tag");
+        exception->Delete();
+    }
+    EXPECT_FALSE(archive.LastReadTagFound());
+    EXPECT_EQ(file.GetPosition(), position);
+
+    archive.SetOptionalTagsMode();
+    archive >> KxTTag<int>(9, value);
+    EXPECT_FALSE(archive.LastReadTagFound());
+    EXPECT_EQ(file.GetPosition(), position);
+    archive >> KxTTag<int>(1002, value);
+    EXPECT_EQ(value, 2);
+}
+
+TEST(TagArchive, AnAbsentOptionalLevelReadsNothingDownToItsLeaves) {
+    CMemFile file;
+    {
+        KxTagArchive archive(&file, 0);
+        archive << KxNullTag(1);
+        archive.LevelDown();
+        int value = 11;
+        archive << KxTTag<int>(2, value) << KxNullTag(3);
+        archive.LevelDown();
+        value = 12;
+        archive << KxTTag<int>(4, value);
+        archive.LevelUp();
+        archive.LevelUp();
+        value = 13;
+        archive << KxTTag<int>(5, value);
+    }
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 1);
+    int value = -1;
+    archive.SetOptionalTagsMode();
+    archive >> KxNullTag(99);
+    archive.LevelDown();
+    EXPECT_TRUE(archive.SkipReadTags());
+    EXPECT_TRUE(archive.IsNecessaryTagsMode());
+    archive >> KxTTag<int>(2, value) >> KxNullTag(3);
+    archive.LevelDown();
+    EXPECT_TRUE(archive.SkipReadTags());
+    archive >> KxTTag<int>(4, value);
+    archive.LevelUp();
+    archive.LevelUp();
+    EXPECT_EQ(value, -1);
+    EXPECT_FALSE(archive.SkipReadTags());
+    EXPECT_TRUE(archive.IsOptionalTagsMode());
+
+    archive >> KxNullTag(1);
+    archive.LevelDown();
+    EXPECT_FALSE(archive.SkipReadTags());
+    archive >> KxNullTag(3);
+    archive.LevelDown();
+    archive >> KxTTag<int>(4, value);
+    EXPECT_EQ(value, 12);
+    archive.LevelUp();
+    archive >> KxTTag<int>(2, value);
+    EXPECT_EQ(value, 11);
+    archive.LevelUp();
+    archive >> KxTTag<int>(5, value);
+    EXPECT_EQ(value, 13);
+}
+
+TEST(TagArchive, ModesAndFlags) {
+    CMemFile file;
+    KxTagArchive archive(&file, 0xf05);
+    EXPECT_TRUE(archive.IsLoading());
+    EXPECT_FALSE(archive.IsStoring());
+    EXPECT_FALSE(archive.IsByteSwapping());
+    EXPECT_EQ(archive.GetMode(), 5U);
+    EXPECT_TRUE(KxTagArchive(&file, 0).IsByteSwapping());
+    archive.SetReplaceMode();
+    archive.SetLastReadTagFound();
+    archive.SetSkipReadTagsFlag();
+    EXPECT_EQ(archive.GetMode(), 0x3205U);
+    EXPECT_TRUE(archive.IsReplaceMode());
+    archive.SetAppendMode();
+    archive.ResetSkipReadTagsFlag();
+    archive.SetLastReadTagNotFound();
+    EXPECT_EQ(archive.GetMode(), 5U);
+    EXPECT_TRUE(archive.IsAppendMode());
+    archive.SetMode(0x100);
+    EXPECT_TRUE(archive.IsOptionalTagsMode());
+    archive.LevelUp();  // the first level stays
+    EXPECT_EQ(archive.GetMode(), 0x100U);
+    archive >> [](KxTagArchive& a) -> KxTagArchive& {
+        a.SetNecessaryTagsMode();
+        return a;
+    };
+    EXPECT_EQ(archive.GetMode(), 0U);
+    archive.Close();
+    EXPECT_EQ(archive.GetFile(), nullptr);
+    EXPECT_EQ(Thrown([&] { archive << KxNullTag(1); }), "file 6");
+}
+
+TEST(TagArchive, ReadingTwiceWrapsRound) {
+    CMemFile file;
+    StoreInts(file, 4, [](int i) { return i / 2; });  // ids 0 0 1 1
+    KxTagArchive archive(&file, 1);
+    int value = -1;
+    int const expected[] = {2, 3, 3, 3};  // from the last one on it is found where it stands
+    for (int e : expected) {
+        archive >> KxTTag<int>(1, value);
+        EXPECT_EQ(value, e);
+    }
+    int const again[] = {0, 1, 0, 1};
+    for (int e : again) {
+        archive >> KxTTag<int>(0, value);
+        EXPECT_EQ(value, e);
+    }
+}
+
+TEST(TagArchive, NumeratedTagsAreFoundByTheirNumber) {
+    for (TagFormat format : {TagFormat32, TagFormat64}) {
+        FormatScope const scope(format);
+        CMemFile file;
+        {
+            KxTagArchive archive(&file, 0);
+            for (unsigned long number : {5UL, 6UL, 7UL}) {
+                archive << KxNumeratedTag(50, number);
+                archive.LevelDown();
+                int value = static_cast<int>(number) * 10;
+                archive << KxTTag<int>(51, value);
+                archive.LevelUp();
+            }
+        }
+        file.Seek(0, CFile::begin);
+        KxTagArchive archive(&file, 1);
+        for (unsigned long number : {6UL, 5UL, 7UL, 6UL}) {
+            int value = 0;
+            archive >> KxNumeratedTag(50, number);
+            archive.LevelDown();
+            archive >> KxTTag<int>(51, value);
+            archive.LevelUp();
+            EXPECT_EQ(value, static_cast<int>(number) * 10);
+        }
+        unsigned long absent = 8;
+        EXPECT_EQ(Thrown([&] { archive >> KxNumeratedTag(50, absent); }), "missing");
+    }
+}
+
+TEST(TagArchive, VersionsThatNobodyReadsAreRefusedWithTheTagUnchanged) {
+    CMemFile file;
+    int value = 3;
+    KxTagArchive(&file, 0) << KxTTag<int>(1, value, KxVersion(200));
+    file.Seek(0, CFile::begin);
+    value = 4;
+    KxTTag<int> tag(1, value);
+    KxTagArchive archive(&file, 1);
+    EXPECT_EQ(Thrown([&] { archive >> tag; }), "version");
+    EXPECT_EQ(value, 4);
+    EXPECT_EQ(tag.GetVersion().GetValue(), 100);
+    archive >> KxTTag<int>(1, value, KxVersion(200));
+    EXPECT_EQ(value, 3);
+
+    // Bits 14 and 15 of the word are no part of the version in the long form; in the short one bit 15 is its mark.
+    auto const marked = FileOf(FromHex("01000000 64c0 0000000000000000 1e00000000000000 0000000000000000"));
+    KxTagArchive(marked.get(), 1) >> KxNullTag(1, KxVersion(0x64));
+    CMemFile refused;
+    EXPECT_EQ(Thrown([&] { KxTagArchive(&refused, 0) << KxNullTag(1, KxVersion(0x8001)); }), "KxException");
+    EXPECT_EQ(refused.GetLength(), 0U);
+}
+
+TEST(TagArchive, TextsAreCutAndFilledToTheirDeclaredSize) {
+    CMemFile file;
+    {
+        KxTagArchive archive(&file, 0);
+        KxString empty;
+        KxString text(L"abc");
+        KxStringTag shortened(2, text);
+        KxString other(L"ab");
+        KxStringTag lengthened(3, other);
+        text = KxString(L"x");
+        other = KxString(L"wxyz");
+        archive << KxStringTag(1, empty) << shortened << lengthened;
+    }
+    std::string const hex = HexOf(file);
+    EXPECT_EQ(hex, Plain("01000000 6400 01000000 12000000 13000000 00"
+                         "02000000 6400 04000000 25000000 29000000 78000000"
+                         "03000000 6400 03000000 3b000000 00000000 777879"));
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 1);
+    KxString a(L"?"), b, c;
+    archive >> KxStringTag(1, a) >> KxStringTag(2, b) >> KxStringTag(3, c);
+    EXPECT_TRUE(a == L"" && b == L"x" && c == L"wxy");
+    auto const nothing = FileOf(FromHex("01000000 6400 00000000 12000000 00000000"));
+    KxString former(L"?");
+    KxTagArchive(nothing.get(), 1) >> KxStringTag(1, former);
+    EXPECT_TRUE(!former);
+}
+
+TEST(TagArchive, DamagedChainsEndAtOnce) {
+    struct Case {
+        char const* what;
+        char const* bytes;
+        char const* expected;
+    };
+    Case const cases[] = {
+        {"nothing", "", "file 14"},
+        {"cut head", "01000000 6400 00000000 12000000 000000", "file 14"},
+        {"cut long head", "01000000 6480 0000000000000000 1e00000000000000 00000000000000", "file 14"},
+        {"link to itself", "02000000 6400 00000000 12000000 00000000", "missing"},
+        {"self ring", "02000000 6480 0000000000000000 1e00000000000000 0000000000000000", "missing"},
+        {"link behind the end", "02000000 6400 00000000 12000000 13000000 00", "file 14"},
+        {"link at 2^63", "02000000 6480 0000000000000000 1e00000000000000 0000000000000080", "file 9"},
+        {"link at 2^64-1", "02000000 6480 0000000000000000 1e00000000000000 ffffffffffffffff", "file 9"},
+        {"ring of two", "02000000 6400 00000000 12000000 12000000 03000000 6400 00000000 24000000 12000000", "file 14"},
+        {"payload cut", "01000000 6400 04000000 12000000 00000000 000000", "file 14"},
+        {"payload elsewhere", "01000000 6400 04000000 ffffffff 00000000 00000000", "file 14"},
+        {"payload at 2^63", "01000000 6480 0400000000000000 0000000000000080 0000000000000000 00000000", "file 9"}};
+    for (Case const& c : cases) {
+        auto const file = FileOf(FromHex(c.bytes));
+        KxTagArchive archive(file.get(), 1);
+        int value = 0;
+        EXPECT_EQ(Thrown([&] { archive >> KxTTag<int>(1, value); }), c.expected) << c.what;
+        EXPECT_EQ(Thrown([&] { archive >> KxTTag<int>(1, value); }), c.expected) << c.what << ", again";
+    }
+    // A text of 4 GiB and one of 2^64-1 bytes in files of a few bytes.
+    for (char const* bytes : {"01000000 6400 ffffffff 12000000 00000000 61",
+                              "01000000 6480 ffffffffffffffff 1e00000000000000 0000000000000000 61"}) {
+        auto const file = FileOf(FromHex(bytes));
+        KxString text(L"before");
+        EXPECT_EQ(Thrown([&] { KxTagArchive(file.get(), 1) >> KxStringTag(1, text); }), "file 14");
+        EXPECT_TRUE(text == L"before");
+    }
+}
+
+TEST(TagArchive, AReadTagAppendedAgainMakesARingThatEndsInAnError) {
+    CMemFile file;
+    StoreInts(file, 3, Plus1000);
+    int value = 0;
+    KxTTag<int> tag(1000, value);
+    KxTagArchive(&file, 1) >> tag;
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 0);
+    archive << tag;  // carries its old link to record 1001
+    EXPECT_EQ(Thrown([&] { archive << tag; }), "file 14");
+
+    file.Seek(0, CFile::begin);
+    KxTagArchive reading(&file, 1);
+    reading >> KxTTag<int>(1002, value);
+    EXPECT_EQ(value, 2);
+    EXPECT_EQ(Thrown([&] { reading >> KxTTag<int>(77, value); }), "file 14");
+    unsigned long number = 9;
+    EXPECT_EQ(Thrown([&] { reading >> KxNumeratedTag(1001, number); }), "file 14");
+    reading >> KxTTag<int>(1001, value);
+    EXPECT_EQ(value, 1);
+}
+
+// What the archive remembers must never show: every read gives what a walk from the read position, and then from the
+// begin of the level, would give.
+TEST(TagArchive, AnyOrderGivesWhatTheWrapRoundSearchGives) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 60; ++round) {
+        int const ids = 1 + static_cast<int>(random() % 12);
+        std::vector<int> stored;
+        CMemFile file;
+        KxTagArchive archive(&file, 1);
+        std::size_t readIndex = 0;
+        for (int step = 0; step < 300; ++step) {
+            if (stored.empty() || random() % 8 == 0) {
+                int const id = static_cast<int>(random() % static_cast<unsigned>(ids));
+                FormatScope const scope(random() % 2 ? TagFormat32 : TagFormat64);
+                int value = static_cast<int>(stored.size());
+                archive << KxTTag<int>(static_cast<unsigned long>(id), value);
+                stored.push_back(id);
+                continue;
+            }
+            int const wanted = static_cast<int>(random() % static_cast<unsigned>(ids + 1));
+            auto const begin = stored.begin();
+            auto found = std::find(begin + static_cast<std::ptrdiff_t>(readIndex), stored.end(), wanted);
+            if (found == stored.end()) found = std::find(begin, stored.end(), wanted);
+            int value = -1;
+            archive.SetOptionalTagsMode();
+            archive >> KxTTag<int>(static_cast<unsigned long>(wanted), value);
+            ASSERT_EQ(archive.LastReadTagFound() != 0, found != stored.end()) << round << ' ' << step;
+            if (found == stored.end()) continue;
+            ASSERT_EQ(value, found - begin) << round << ' ' << step;
+            if (found + 1 != stored.end()) readIndex = static_cast<std::size_t>(found + 1 - begin);
+        }
+    }
+}
+
+TEST(TagArchive, ReadingByIdCostsTheSameStepsWhateverTheOrderAndLength) {
+    for (bool reverse : {false, true}) {
+        long perTag[2] = {0, 0};
+        for (int size : {0, 1}) {
+            int const count = size == 0 ? 1000 : 10000;
+            CountingFile file;
+            StoreInts(file, count, Plus1000);
+            std::vector<int> order(static_cast<std::size_t>(count));
+            std::iota(order.begin(), order.end(), 0);
+            if (reverse)
+                std::reverse(order.begin(), order.end());
+            else
+                std::shuffle(order.begin(), order.end(), std::mt19937(3));
+            file.steps = 0;
+            KxTagArchive archive(&file, 1);
+            for (int i : order) {
+                int value = -1;
+                archive >> KxTTag<int>(static_cast<unsigned long>(1000 + i), value);
+                ASSERT_EQ(value, i);
+            }
+            perTag[size] = file.steps / count;
+        }
+        EXPECT_LE(perTag[1], perTag[0] + 1);
+        EXPECT_LT(perTag[1], 30);
+    }
+}
+
+TEST(TagArchive, ReplacingAndAppendingManyIdsStaysLinear) {
+    long perTag[2] = {0, 0};
+    for (int size : {0, 1}) {
+        int const count = size == 0 ? 1000 : 10000;
+        CountingFile file;
+        StoreInts(file, count, Plus1000);
+        file.steps = 0;
+        KxTagArchive archive(&file, 0);
+        archive.SetReplaceMode();
+        for (int i = 0; i < 2 * count; i += 2) {
+            int value = -i;
+            archive << KxTTag<int>(static_cast<unsigned long>(1000 + i), value);
+        }
+        perTag[size] = file.steps / count;
+        file.Seek(0, CFile::begin);
+        KxTagArchive reading(&file, 1);
+        int value = 0;
+        reading >> KxTTag<int>(static_cast<unsigned long>(1000 + 2 * count - 2), value);
+        EXPECT_EQ(value, 2 - 2 * count);
+        reading >> KxTTag<int>(1001, value);
+        EXPECT_EQ(value, 1);
+    }
+    EXPECT_LE(perTag[1], perTag[0] + 1);
+}
+
+TEST(TagArchive, EveryCutAndEveryFlippedBitEndsInADocumentedWay) {
+    CMemFile whole;
+    {
+        KxTagArchive archive(&whole, 0);
+        KxString text(L"Platte");
+        KxTArray<int> ints(3);
+        KxTArray<double> doubles(2);
+        archive << KxNullTag(1);
+        archive.LevelDown();
+        archive << KxStringTag(2, text) << KxTBasicTypeArrayTag<int>(3, ints);
+        archive.LevelUp();
+        FormatScope const scope(TagFormat64);
+        archive << KxTTagArrayTag<double, KxTTag<double>>(4, doubles) << KxStringTag(5, text);
+    }
+    auto const load = [](std::vector<BYTE> const& bytes) {
+        return Thrown([&] {
+            auto const file = FileOf(bytes);
+            KxTagArchive archive(file.get(), 1);
+            KxString text;
+            KxTArray<int> ints;
+            KxTArray<double> doubles;
+            archive >> KxNullTag(1);
+            archive.LevelDown();
+            archive >> KxTBasicTypeArrayTag<int>(3, ints) >> KxStringTag(2, text);
+            archive.LevelUp();
+            archive >> KxStringTag(5, text) >> KxTTagArrayTag<double, KxTTag<double>>(4, doubles);
+        });
+    };
+    std::vector<BYTE> const bytes = BytesOf(whole);
+    EXPECT_EQ(load(bytes), "");
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+        std::string const thrown = load({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)});
+        EXPECT_TRUE(thrown == "file 14" || thrown == "archive 3") << length << ' ' << thrown;
+    }
+    std::set<std::string> const documented = {"", "file 9", "file 14", "archive 3", "archive 5", "missing", "version"};
+    for (std::size_t i = 0; i < bytes.size() * 8; ++i) {
+        std::vector<BYTE> flipped = bytes;
+        flipped[i / 8] = static_cast<BYTE>(flipped[i / 8] ^ (1U << (i % 8)));
+        std::string const thrown = load(flipped);
+        EXPECT_TRUE(documented.contains(thrown)) << i << ' ' << thrown;
+    }
+}
