@@ -6,10 +6,22 @@
 #pragma once
 
 #include "hbtools/base/syArchive.h"
+#include "hbtools/base/syClassName.h"
+#include "hbtools/base/syDateTime.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syException.h"
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syFormat.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syObject.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/syString.h"
 #include "hbtools/base/syTypes.h"
+#include "hbtools/base/syVersion.h"
+
+#include "hbtools/persistence/sy2dArray.h"
+#include "hbtools/persistence/syCompactArray.h"
+#include "hbtools/persistence/syGeometryTags.h"
+#include "hbtools/persistence/sySimpleTags.h"
+#include "hbtools/persistence/syTag.h"
+#include "hbtools/persistence/syTagArchive.h"
