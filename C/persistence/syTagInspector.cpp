@@ -1,0 +1,368 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/persistence/syTagInspector.h"
+
+#include "hbtools/base/syLimits.h"
+#include "persistence/syTagPayload.h"
+#include "persistence/syTagRecord.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <vector>
+
+namespace KxN {
+
+namespace {
+
+constexpr ULONGLONG fileHeaderSize = 512;
+constexpr std::uint16_t fileHeaderMark = 0x4949;
+
+}  // namespace
+
+class KxTagInspector::Walk {
+public:
+    explicit Walk(CFile& file) : m_file(file) {}
+
+    TagFileState Inspect();
+
+    CFile& m_file;
+    ULONGLONG m_size = 0;
+    ULONGLONG m_start = 0;
+    KxTDynArray<SxTagRecord> m_records;
+    KxTDynArray<SxTagFault> m_faults;
+    detail::ElementCursor m_elements;
+
+private:
+    /// A chain that is being walked: where its next record stands, 0 at its end.
+    struct Level {
+        ULONGLONG next;
+        ULONGLONG end;
+        int parent;
+        int depth;
+        int source;  // the record whose link led to `next`, -1 at the begin of the chain
+    };
+
+    bool FindStart();
+    bool IsCutRecord(ULONGLONG position) const;
+    void Step(Level& level);
+    bool TakeRecord(Level& level, SxTagRecord& record);
+    void FollowLink(Level& level, int number);
+    void TakePayload(int number, ULONGLONG end);
+    void FindOverlaps();
+    bool IsVisited(ULONGLONG position);
+    template <class... Arguments>
+    void Fault(TagFaultKind kind, ULONGLONG position, ULONGLONG target, ULONGLONG lost, wchar_t const* format,
+               Arguments const&... arguments);
+    void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
+
+    std::vector<Level> m_levels;
+    std::unordered_set<ULONGLONG> m_visited;  // filled from the first backward link on
+    bool m_hasVisited = false;
+    bool m_isBroken = false;  // a chain ended before its end
+    ULONGLONG m_budget = 0;   // records that may still be visited; a file has no more
+    ULONGLONG m_reached = 0;  // end of the last byte that belongs to a record
+};
+
+template <class... Arguments>
+void KxTagInspector::Walk::Fault(TagFaultKind kind, ULONGLONG position, ULONGLONG target, ULONGLONG lost,
+                                 wchar_t const* format, Arguments const&... arguments) {
+    SxTagFault fault;
+    fault.kind = kind;
+    fault.position = position;
+    fault.target = target;
+    fault.lostBytes = lost;
+    fault.text.SPrintf(format, arguments...);
+    m_faults.Add(fault);
+}
+
+TagFileState KxTagInspector::Walk::Inspect() {
+    m_records.Clear();
+    m_faults.Clear();
+    m_levels.clear();
+    m_visited.clear();
+    m_hasVisited = m_isBroken = false;
+    m_size = m_file.GetLength();
+    m_budget = detail::MostRecords(m_file);
+    m_start = m_reached = 0;
+    if (!FindStart()) return m_faults.Size() > 0 ? TagFileDamaged : TagFileForeign;
+
+    if (m_start < m_size) m_levels.push_back({m_start, m_size, -1, 0, -1});
+    while (!m_levels.empty()) {
+        if (m_levels.back().next == 0)
+            m_levels.pop_back();
+        else
+            Step(m_levels.back());
+    }
+    if (m_hasVisited) FindOverlaps();
+    if (m_reached < m_size && !m_isBroken)
+        Fault(FaultTrailing, m_reached, 0, m_size - m_reached,
+              L"%llu bytes at the end belong to no record; readers do not reach them", m_size - m_reached);
+    return m_faults.Size() > 0 ? TagFileDamaged : TagFileWhole;
+}
+
+// Finds where the first chain begins. False if the file is foreign, or too short to tell, which is a fault.
+bool KxTagInspector::Walk::FindStart() {
+    if (detail::IsRecordAt(m_file, 0, m_size)) return true;
+    BYTE bytes[STag32::fileSize] = {};
+    m_file.Seek(0, CFile::begin);
+    UINT const got = m_file.Read(bytes, sizeof bytes);
+    if (got >= 6 && detail::Load<std::uint16_t>(bytes) == fileHeaderMark &&
+        detail::Load<std::uint16_t>(bytes + 4) == fileHeaderSize) {
+        m_start = m_reached = fileHeaderSize;
+        if (m_size == fileHeaderSize || detail::IsRecordAt(m_file, m_start, m_size)) return true;
+        if (m_size > fileHeaderSize && !IsCutRecord(m_start)) return false;
+    } else if (!IsCutRecord(0)) {
+        return false;
+    }
+    Fault(FaultTruncated, m_start, 0, m_size - std::min(m_start, m_size),
+          L"the file ends after %llu bytes; a record of at least %u bytes was expected at %llu", m_size,
+          STag32::fileSize, m_start < m_size ? m_start : m_size);
+    return false;
+}
+
+// True if what stands at the position up to the end of the file can be the front of a record's head.
+bool KxTagInspector::Walk::IsCutRecord(ULONGLONG position) const {
+    BYTE bytes[STag::fileSize] = {};
+    m_file.Seek(static_cast<LONGLONG>(position), CFile::begin);
+    UINT const got = m_file.Read(bytes, sizeof bytes);
+    bool const isLong = got >= 6 && (bytes[5] & 0x80) != 0;
+    UINT const addressOffset = isLong ? 14 : 10;
+    UINT const headSize = isLong ? STag::fileSize : STag32::fileSize;
+    if (got >= headSize) return false;
+    std::uint64_t const expected = position + headSize;
+    for (UINT i = addressOffset; i < got && i < addressOffset + (isLong ? 8 : 4); ++i)
+        if (bytes[i] != static_cast<BYTE>(expected >> (8 * (i - addressOffset)))) return false;
+    return true;
+}
+
+// One record of a chain, its payload, and the link to the next.
+void KxTagInspector::Walk::Step(Level& level) {
+    SxTagRecord record{};
+    if (!TakeRecord(level, record)) {
+        level.next = 0;
+        m_isBroken = true;
+        return;
+    }
+    int const number = m_records.Size();
+    m_records.Add(record);
+    if (m_hasVisited) m_visited.insert(record.position);
+    FollowLink(level, number);  // sets the extent
+    SxTagRecord const& taken = m_records[number];
+    TakePayload(number, taken.image.dataAddress + taken.extent);
+}
+
+bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
+    ULONGLONG const position = level.next;
+    ULONGLONG const source = level.source >= 0 ? m_records[level.source].position : position;
+    if (m_budget == 0) {
+        Fault(FaultCycle, source, position, m_size - m_reached, L"the chains visit more records than the file can hold");
+        m_levels.assign(1, {0, 0, -1, 0, -1});
+        return false;
+    }
+    --m_budget;
+    if (detail::IsRecordAt(m_file, position, m_size)) {
+        record.isLongForm = detail::ReadRecord(m_file, position, record.image) == STag::fileSize;
+    } else if (m_size - position < STag32::fileSize || IsCutRecord(position)) {
+        Fault(FaultTruncated, position, 0, m_size - position, L"the file ends inside the head of a record at %llu: %llu bytes are there",
+              position, m_size - position);
+        Reached(m_size);
+        return false;
+    } else {
+        // The head is whole, but its address does not lead behind it. If its link is sound it is still a record.
+        bool isLong = false;
+        try {
+            isLong = detail::ReadRecord(m_file, position, record.image) == STag::fileSize;
+        } catch (CFileException* exception) {
+            exception->Delete();
+            return false;
+        }
+        record.isLongForm = isLong;
+        ULONGLONG const behind = position + (isLong ? STag::fileSize : STag32::fileSize);
+        bool const linkIsSound = record.image.nextTag == 0 || (record.image.nextTag > position &&
+                                                               detail::IsRecordAt(m_file, record.image.nextTag, m_size));
+        if (!linkIsSound || behind > level.end) {
+            Fault(FaultNoRecord, source, position, level.end - std::min(position, level.end),
+                  L"the record at %llu leads to %llu, where no record stands; the rest of its level is out of reach",
+                  source, position);
+            return false;
+        }
+        Fault(FaultAddress, position, record.image.dataAddress, 0,
+              L"the payload of the record at %llu is said to stand at %llu instead of %llu; readers take what stands there",
+              position, record.image.dataAddress, behind);
+        record.image.dataAddress = behind;
+    }
+    record.position = position;
+    record.parent = level.parent;
+    record.depth = level.depth;
+    Reached(record.image.dataAddress);
+    return true;
+}
+
+bool KxTagInspector::Walk::IsVisited(ULONGLONG position) {
+    if (!m_hasVisited) {
+        for (SxTagRecord const& record : m_records) m_visited.insert(record.position);
+        m_hasVisited = true;
+    }
+    return m_visited.contains(position);
+}
+
+void KxTagInspector::Walk::FollowLink(Level& level, int number) {
+    SxTagRecord& record = m_records[number];
+    ULONGLONG const next = record.image.nextTag;
+    ULONGLONG const address = record.image.dataAddress;
+    ULONGLONG const behind = address + std::min<ULONGLONG>(record.image.dataSize, m_size - std::min(address, m_size));
+    ULONGLONG const rest = level.end - std::min(behind, level.end);
+    ULONGLONG end = level.end;
+    level.next = 0;
+    level.source = number;
+    if (next == 0) {
+    } else if (next >= m_size) {
+        Fault(FaultDanglingLink, record.position, next, rest,
+              L"the record at %llu leads to %llu, behind the end of the file at %llu; the rest of its level is out of reach",
+              record.position, next, m_size);
+        m_isBroken = true;
+    } else if (next <= record.position) {
+        if (IsVisited(next)) {
+            Fault(FaultCycle, record.position, next, rest,
+                  L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is refused",
+                  record.position, next);
+            m_isBroken = true;
+        } else {
+            Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu",
+                  record.position, next);
+            level.next = next;
+        }
+    } else if (next < behind) {
+        Fault(FaultIntoRecord, record.position, next, rest,
+              L"the record at %llu leads to %llu, into its own head or payload; the rest of its level is out of reach",
+              record.position, next);
+        m_isBroken = true;
+    } else if (next > level.end) {
+        Fault(FaultOverlap, record.position, next, 0,
+              L"the record at %llu leads to %llu, out of the payload of its parent, which ends at %llu", record.position,
+              next, level.end);
+    } else if (m_hasVisited && IsVisited(next)) {
+        Fault(FaultOverlap, record.position, next, 0,
+              L"the record at %llu leads to %llu, which another chain has already", record.position, next);
+    } else {
+        end = next;
+        level.next = next;
+    }
+    record.extent = std::max(end, address) - address;
+}
+
+void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
+    STag const image = m_records[number].image;
+    ULONGLONG const position = m_records[number].position;
+    ULONGLONG const limit = std::min(end, m_size);
+    if (image.dataAddress > m_size || image.dataSize > limit - std::min(image.dataAddress, limit)) {
+        ULONGLONG const there = limit - std::min(image.dataAddress, limit);
+        Fault(FaultShortPayload, position, 0, image.dataSize - there,
+              L"the payload of the record at %llu promises %llu bytes and %llu are there", position, image.dataSize, there);
+        m_records[number].kind = PayloadBytes;
+        m_records[number].payloadSize = there;
+        Reached(limit);
+        return;
+    }
+    detail::PayloadFinding const finding = detail::FindPayload(m_file, image, limit, m_budget);
+    if (finding.fault.Len() > 0)
+        Fault(finding.faultKind, position, 0, finding.lostBytes, L"the record at %llu: %s", position, finding.fault);
+    SxTagRecord& record = m_records[number];
+    record.kind = finding.kind;
+    record.count = finding.count;
+    record.width = finding.width;
+    record.payloadSize = finding.size;
+    ULONGLONG const nested = image.dataAddress + finding.size;
+    Reached(nested);
+    if (!detail::IsRecordAt(m_file, nested, limit)) return;
+    if (record.depth + 1 >= KxxLimits().nestingDepth) {
+        Fault(FaultDepth, position, nested, limit - nested, L"the record at %llu is nested deeper than %d levels", position,
+              KxxLimits().nestingDepth);
+        Reached(limit);
+        return;
+    }
+    record.hasLevel = true;
+    m_levels.push_back({nested, limit, number, record.depth + 1, -1});
+}
+
+// Backward links can lead two chains to the same bytes.
+void KxTagInspector::Walk::FindOverlaps() {
+    std::vector<std::pair<ULONGLONG, ULONGLONG>> heads;
+    for (SxTagRecord const& record : m_records)
+        heads.emplace_back(record.position,
+                           record.position + (record.isLongForm ? STag::fileSize : STag32::fileSize));
+    std::sort(heads.begin(), heads.end());
+    for (std::size_t i = 1; i < heads.size(); ++i)
+        if (heads[i].first < heads[i - 1].second)
+            Fault(FaultOverlap, heads[i].first, heads[i - 1].first, 0,
+                  L"the records at %llu and %llu overlap: two chains lead there", heads[i - 1].first, heads[i].first);
+}
+
+KxTagInspector::KxTagInspector(CFile* file) : m_walk(new Walk(*file)) {}
+
+KxTagInspector::~KxTagInspector() {
+    delete m_walk;
+}
+
+TagFileState KxTagInspector::Inspect() {
+    return m_walk->Inspect();
+}
+
+KxTDynArray<SxTagRecord> const& KxTagInspector::Records() const {
+    return m_walk->m_records;
+}
+
+KxTDynArray<SxTagFault> const& KxTagInspector::Faults() const {
+    return m_walk->m_faults;
+}
+
+ULONGLONG KxTagInspector::GetStartPosition() const {
+    return m_walk->m_start;
+}
+
+ULONGLONG KxTagInspector::GetFileSize() const {
+    return m_walk->m_size;
+}
+
+KxString KxTagInspector::PayloadText(SxTagRecord const& record, LONGLONG first, LONGLONG count,
+                                     wchar_t const* separator) {
+    return detail::PayloadValues(m_walk->m_file, m_walk->m_elements, record, first, count, separator);
+}
+
+LONGLONG KxTagInspector::NumValues(SxTagRecord const& record) {
+    return record.kind == PayloadBytes || record.kind == PayloadUnknown ? static_cast<LONGLONG>(record.payloadSize)
+                                                                        : record.count;
+}
+
+wchar_t const* KxxPayloadKindName(TagPayloadKind kind) {
+    static wchar_t const* const names[] = {L"marker",
+                                           L"text",
+                                           L"scalar",
+                                           L"bytes",
+                                           L"KxVec2s",
+                                           L"KxVec2d",
+                                           L"KxVec3d",
+                                           L"KxVec3f",
+                                           L"array of int",
+                                           L"array of double tags",
+                                           L"histogram",
+                                           L"array of KxVec2s",
+                                           L"array of KxVec3f",
+                                           L"array of KxVec3i",
+                                           L"array of KxVec3d",
+                                           L"2-D array of KxVec3f",
+                                           L"2-D array of KxVec3d",
+                                           L"empty array",
+                                           L"unknown"};
+    return names[kind];
+}
+
+wchar_t const* KxxTagFaultName(TagFaultKind kind) {
+    static wchar_t const* const names[] = {L"truncated",     L"dangling link", L"cycle",         L"backward link",
+                                           L"link into a record", L"link to no record", L"wrong address",
+                                           L"short payload", L"impossible count", L"overlap",     L"trailing bytes",
+                                           L"nested too deep"};
+    return names[kind];
+}
+
+}  // namespace KxN

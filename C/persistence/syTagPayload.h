@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Telling the kind of a payload from its bytes, and its values as text. Used by the inspector.
+#pragma once
+
+#include "hbtools/persistence/syTagInspector.h"
+
+namespace KxN::detail {
+
+/// What the bytes of a payload turned out to be. A fault has a text; its kind and lost bytes are set then.
+struct PayloadFinding {
+    TagPayloadKind kind = PayloadNone;
+    ULONGLONG size = 0;  // bytes that the kind explains
+    LONGLONG count = 0;
+    int width = 0;
+    TagFaultKind faultKind = FaultCount;
+    ULONGLONG lostBytes = 0;
+    KxString fault;
+};
+
+/// True if a whole head stands at `position` in front of `end` and its dataAddress leads to where its payload must be.
+bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end);
+
+/// Looks at the bytes from `record.dataAddress` up to `end`, which is not behind the end of the file. `budget` is the
+/// number of inner records that may still be visited.
+PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget);
+
+/// Walks the element records of a tag array: keeps its place between calls, so that a listing is one pass.
+class ElementCursor {
+public:
+    /// Value `index` of the array whose count tag stands at `countTag`. @throws CFileException
+    double Value(CFile& file, ULONGLONG countTag, LONGLONG index);
+
+private:
+    ULONGLONG m_countTag = ~0ULL;
+    ULONGLONG m_position = 0;
+    LONGLONG m_index = 0;
+};
+
+/// Values `first` to `first + count - 1` of a payload as text; see KxTagInspector::PayloadText.
+KxString PayloadValues(CFile& file, ElementCursor& elements, SxTagRecord const& record, LONGLONG first, LONGLONG count,
+                       wchar_t const* separator);
+
+}  // namespace KxN::detail
