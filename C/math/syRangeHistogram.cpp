@@ -1,0 +1,128 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+
+#include "hbtools/math/syRangeHistogram.h"
+
+namespace KxN {
+
+KxRangeHistogram::KxRangeHistogram(double low, double high, int columns)
+    : m_columns(columns), m_low(low), m_high(high), m_counts(columns), m_width(columns ? (high - low) / columns : 0) {}
+
+KxRangeHistogram::~KxRangeHistogram() = default;
+
+int KxRangeHistogram::Column(double value) const {
+    // Compared before it is made whole, so that no value is too large for that.
+    double const position = (value - m_low) / m_width;
+    if (!(position >= 1)) {
+        return 0;
+    }
+    return position >= m_columns ? KxMath::Max(m_columns - 1, 0) : static_cast<int>(position);
+}
+
+void KxRangeHistogram::AddValue(double value, int count) {
+    if (m_columns > 0) {
+        int& counted = m_counts[Column(KxMath::Clamp(value, m_low, m_high))];
+        counted = static_cast<int>(static_cast<unsigned int>(counted) + static_cast<unsigned int>(count));
+    }
+}
+
+void KxRangeHistogram::ClearValues() {
+    std::fill(m_counts.begin(), m_counts.end(), 0);
+}
+
+long long KxRangeHistogram::NumValues() const {
+    long long sum = 0;
+    for (int const count : m_counts) {
+        sum += count;
+    }
+    return sum;
+}
+
+double KxRangeHistogram::SmallestValue() const {
+    for (int column = 0; column < m_columns; ++column) {
+        if (m_counts[column] > 0) {
+            return ColumnCenter(column);
+        }
+    }
+    return KxMath::Infinity;
+}
+
+double KxRangeHistogram::LargestValue() const {
+    for (int column = m_columns; column-- > 0;) {
+        if (m_counts[column] > 0) {
+            return ColumnCenter(column);
+        }
+    }
+    return KxMath::Infinity;
+}
+
+/// The mean of a function of the column centres, weighted by the counts, in the order of the columns, or the marker.
+template <class Function>
+double KxRangeHistogram::RunningMean(Function function) const {
+    double mean = 0;
+    double weight = 0;
+    for (int column = 0; column < m_columns; ++column) {
+        if (double const count = m_counts[column]; count > 0) {
+            weight += count;
+            mean += (function(ColumnCenter(column)) - mean) * (count / weight);
+        }
+    }
+    return weight > 0 ? mean : double(KxMath::Infinity);
+}
+
+double KxRangeHistogram::Mean() const {
+    return RunningMean([](double x) { return x; });
+}
+
+double KxRangeHistogram::AbsMean() const {
+    return RunningMean([](double x) { return KxMath::Abs(x); });
+}
+
+double KxRangeHistogram::SquareMean() const {
+    return RunningMean(KxMath::Sqr);
+}
+
+double KxRangeHistogram::SquareSum() const {
+    double sum = 0;
+    bool isEmpty = true;
+    for (int column = 0; column < m_columns; ++column) {
+        if (int const count = m_counts[column]; count > 0) {
+            sum += KxMath::Sqr(ColumnCenter(column)) * count;
+            isEmpty = false;
+        }
+    }
+    return isEmpty ? double(KxMath::Infinity) : sum;
+}
+
+double KxRangeHistogram::Variance() const {
+    return Variance(Mean());
+}
+
+double KxRangeHistogram::Variance(double mean) const {
+    return RunningMean([mean](double x) { return KxMath::Sqr(x - mean); });
+}
+
+double KxRangeHistogram::StdDev() const {
+    return StdDev(Mean());
+}
+
+double KxRangeHistogram::StdDev(double mean) const {
+    double const variance = Variance(mean);
+    return variance == KxMath::Infinity ? variance : KxMath::Sqrt(variance);
+}
+
+KxTList<double> KxRangeHistogram::Maxima() const {
+    int largest = 0;
+    for (int const count : m_counts) {
+        largest = KxMath::Max(largest, count);
+    }
+    KxTList<double> centers;
+    for (int column = 0; column < m_columns; ++column) {
+        if (m_counts[column] == largest) {
+            centers.AddTail(ColumnCenter(column));
+        }
+    }
+    return centers;
+}
+
+}  // namespace KxN
