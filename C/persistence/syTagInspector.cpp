@@ -7,7 +7,7 @@
 #include "persistence/syTagRecord.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace KxN {
@@ -16,6 +16,7 @@ namespace {
 
 constexpr ULONGLONG fileHeaderSize = 512;
 constexpr std::uint16_t fileHeaderMark = 0x4949;
+constexpr ULONGLONG chainEnd = ~0ULL;
 
 }  // namespace
 
@@ -33,7 +34,7 @@ public:
     detail::ElementCursor m_elements;
 
 private:
-    /// A chain that is being walked: where its next record stands, 0 at its end.
+    /// A chain that is being walked: where its next record stands, chainEnd when it is done.
     struct Level {
         ULONGLONG next;
         ULONGLONG end;
@@ -48,15 +49,20 @@ private:
     bool TakeRecord(Level& level, SxTagRecord& record);
     void FollowLink(Level& level, int number);
     void TakePayload(int number, ULONGLONG end);
+    void FaultShared(ULONGLONG position, ULONGLONG target) {
+        Fault(FaultOverlap, position, target, 0, L"the record at %llu leads to %llu, which another chain has already",
+              position, target);
+    }
     void FindOverlaps();
-    bool IsVisited(ULONGLONG position);
+    enum class Visit { none, sameChain, otherChain };
+    Visit VisitOf(ULONGLONG position, int parent);
     template <class... Arguments>
     void Fault(TagFaultKind kind, ULONGLONG position, ULONGLONG target, ULONGLONG lost, wchar_t const* format,
                Arguments const&... arguments);
     void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
 
     std::vector<Level> m_levels;
-    std::unordered_set<ULONGLONG> m_visited;  // filled from the first backward link on
+    std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
     bool m_isBroken = false;  // a chain ended before its end
     ULONGLONG m_budget = 0;   // records that may still be visited; a file has no more
@@ -88,7 +94,7 @@ TagFileState KxTagInspector::Walk::Inspect() {
 
     if (m_start < m_size) m_levels.push_back({m_start, m_size, -1, 0, -1});
     while (!m_levels.empty()) {
-        if (m_levels.back().next == 0)
+        if (m_levels.back().next == chainEnd)
             m_levels.pop_back();
         else
             Step(m_levels.back());
@@ -139,13 +145,13 @@ bool KxTagInspector::Walk::IsCutRecord(ULONGLONG position) const {
 void KxTagInspector::Walk::Step(Level& level) {
     SxTagRecord record{};
     if (!TakeRecord(level, record)) {
-        level.next = 0;
+        level.next = chainEnd;
         m_isBroken = true;
         return;
     }
     int const number = m_records.Size();
     m_records.Add(record);
-    if (m_hasVisited) m_visited.insert(record.position);
+    if (m_hasVisited) m_visited.emplace(record.position, record.parent);
     FollowLink(level, number);  // sets the extent
     SxTagRecord const& taken = m_records[number];
     TakePayload(number, taken.image.dataAddress + taken.extent);
@@ -156,7 +162,7 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
     ULONGLONG const source = level.source >= 0 ? m_records[level.source].position : position;
     if (m_budget == 0) {
         Fault(FaultCycle, source, position, m_size - m_reached, L"the chains visit more records than the file can hold");
-        m_levels.assign(1, {0, 0, -1, 0, -1});
+        for (Level& open : m_levels) open.next = chainEnd;
         return false;
     }
     --m_budget;
@@ -198,12 +204,14 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
     return true;
 }
 
-bool KxTagInspector::Walk::IsVisited(ULONGLONG position) {
+KxTagInspector::Walk::Visit KxTagInspector::Walk::VisitOf(ULONGLONG position, int parent) {
     if (!m_hasVisited) {
-        for (SxTagRecord const& record : m_records) m_visited.insert(record.position);
+        for (SxTagRecord const& record : m_records) m_visited.emplace(record.position, record.parent);
         m_hasVisited = true;
     }
-    return m_visited.contains(position);
+    auto const found = m_visited.find(position);
+    if (found == m_visited.end()) return Visit::none;
+    return found->second == parent ? Visit::sameChain : Visit::otherChain;
 }
 
 void KxTagInspector::Walk::FollowLink(Level& level, int number) {
@@ -213,24 +221,30 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
     ULONGLONG const behind = address + std::min<ULONGLONG>(record.image.dataSize, m_size - std::min(address, m_size));
     ULONGLONG const rest = level.end - std::min(behind, level.end);
     ULONGLONG end = level.end;
-    level.next = 0;
+    level.next = chainEnd;
     level.source = number;
     if (next == 0) {
+        // the last of its chain
     } else if (next >= m_size) {
         Fault(FaultDanglingLink, record.position, next, rest,
               L"the record at %llu leads to %llu, behind the end of the file at %llu; the rest of its level is out of reach",
               record.position, next, m_size);
         m_isBroken = true;
     } else if (next <= record.position) {
-        if (IsVisited(next)) {
-            Fault(FaultCycle, record.position, next, rest,
-                  L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is refused",
-                  record.position, next);
-            m_isBroken = true;
-        } else {
-            Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu",
-                  record.position, next);
-            level.next = next;
+        switch (VisitOf(next, record.parent)) {
+            case Visit::sameChain:
+                Fault(FaultCycle, record.position, next, rest,
+                      L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is "
+                      L"refused",
+                      record.position, next);
+                m_isBroken = true;
+                break;
+            case Visit::otherChain: FaultShared(record.position, next); break;
+            case Visit::none:
+                Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu",
+                      record.position, next);
+                level.next = next;
+                break;
         }
     } else if (next < behind) {
         Fault(FaultIntoRecord, record.position, next, rest,
@@ -241,9 +255,8 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
         Fault(FaultOverlap, record.position, next, 0,
               L"the record at %llu leads to %llu, out of the payload of its parent, which ends at %llu", record.position,
               next, level.end);
-    } else if (m_hasVisited && IsVisited(next)) {
-        Fault(FaultOverlap, record.position, next, 0,
-              L"the record at %llu leads to %llu, which another chain has already", record.position, next);
+    } else if (m_hasVisited && VisitOf(next, record.parent) != Visit::none) {
+        FaultShared(record.position, next);
     } else {
         end = next;
         level.next = next;
@@ -275,6 +288,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     ULONGLONG const nested = image.dataAddress + finding.size;
     Reached(nested);
     if (!detail::IsRecordAt(m_file, nested, limit)) return;
+    if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
     if (record.depth + 1 >= KxxLimits().nestingDepth) {
         Fault(FaultDepth, position, nested, limit - nested, L"the record at %llu is nested deeper than %d levels", position,
               KxxLimits().nestingDepth);

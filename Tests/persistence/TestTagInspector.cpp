@@ -1,0 +1,200 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "TagTest.h"
+
+#include "hbtools/persistence/syGeometryTags.h"
+#include "hbtools/persistence/syTagInspector.h"
+
+#include <cstring>
+
+using namespace KxN;
+
+namespace {
+
+struct Findings {
+    TagFileState state;
+    std::string faults;   // "kind@position>target-lost", separated by blanks
+    std::string records;  // "id:kind:depth"
+};
+
+Findings Inspect(std::vector<BYTE> const& bytes) {
+    auto const file = FileOf(bytes);
+    KxTagInspector inspector(file.get());
+    Findings findings{inspector.Inspect(), "", ""};
+    for (SxTagFault const& fault : inspector.Faults()) {
+        KxString line;
+        line.SPrintf(L"%s@%llu>%llu-%llu ", KxxTagFaultName(fault.kind), fault.position, fault.target, fault.lostBytes);
+        for (wchar_t c : line.View()) findings.faults += static_cast<char>(c);
+    }
+    for (SxTagRecord const& record : inspector.Records()) {
+        KxString line;
+        line.SPrintf(L"%u:%s:%d ", record.image.id, KxxPayloadKindName(record.kind), record.depth);
+        for (wchar_t c : line.View()) findings.records += static_cast<char>(c);
+        // Whatever the bytes are, showing values ends and stays within the file.
+        try {
+            inspector.PayloadText(record, 0, 20, L";");
+        } catch (CFileException* exception) {
+            exception->Delete();
+        }
+    }
+    return findings;
+}
+
+std::vector<BYTE> SampleFile() {
+    CMemFile file;
+    KxString name(L"Platte");
+    KxTArray<KxVec3d> points(2);
+    points[0] = KxVec3d(1.0, 2.0, 3.0);
+    points[1] = KxVec3d(0.1, -2.5, 1e300);
+    KxT2dArray<KxVec3f> grid(3, 2);
+    for (KxVec3f& cell : grid) cell = KxVec3f(1.0F, 2.0F, 3.0F);
+    KxTArray<KxVec3i> ints(1);
+    ints[0] = KxVec3i(3, -4, 5);
+    KxTArray<int> numbers(2);
+    numbers[0] = 7;
+    numbers[1] = -8;
+    KxHistogram histogram(16);
+    histogram.Add(0.25);
+    histogram.Add(-1.0);
+    KxVec3d normal(0.0, 0.0, 1.0);
+    KxTArray<KxVec3f> none;
+    int scalar = 42;
+    KxTagArchive archive(&file, 0);
+    archive << KxNullTag(1);
+    archive.LevelDown();
+    archive << KxStringTag(2, name) << KxVec3dArrayTag(3, points);
+    archive.LevelUp();
+    {
+        FormatScope const scope(TagFormat64);
+        archive << KxNullTag(4);
+        archive.LevelDown();
+        archive << KxVec3f2dArrayTag(5, grid) << KxVec3iArrayTag(6, ints) << KxTBasicTypeArrayTag<int>(7, numbers);
+        archive << KxHistogramTag(8, histogram) << KxVec3dTag(9, normal) << KxVec3fArrayTag(10, none);
+        archive.LevelUp();
+    }
+    archive << KxTTag<int>(11, scalar);
+    return BytesOf(file);
+}
+
+}  // namespace
+
+TEST(TagInspector, RecognisesWhatTheLibraryWrites) {
+    Findings const findings = Inspect(SampleFile());
+    EXPECT_EQ(findings.state, TagFileWhole);
+    EXPECT_EQ(findings.faults, "");
+    EXPECT_EQ(findings.records,
+              "1:marker:0 2:text:1 3:array of KxVec3d:1 4:marker:0 5:2-D array of KxVec3f:1 6:array of KxVec3i:1 "
+              "7:array of int:1 8:histogram:1 9:KxVec3d:1 10:empty array:1 11:scalar:0 ");
+}
+
+TEST(TagInspector, ShowsValues) {
+    auto const file = FileOf(SampleFile());
+    KxTagInspector inspector(file.get());
+    inspector.Inspect();
+    auto const& records = inspector.Records();
+    auto const text = [&](int number, int first, int count) {
+        return inspector.PayloadText(records[number], first, count, L"; ");
+    };
+    EXPECT_TRUE(text(1, 0, 1) == L"Platte");
+    EXPECT_TRUE(text(2, 0, 9) == L"1 2 3; 0.1 -2.5 1e+300");
+    EXPECT_TRUE(text(2, 1, 1) == L"0.1 -2.5 1e+300");
+    EXPECT_TRUE(text(5, 0, 1) == L"3 -4 5");
+    EXPECT_TRUE(text(6, 0, 2) == L"7; -8");
+    EXPECT_TRUE(text(7, 0, 2) == L"0.25; -1");
+    EXPECT_TRUE(text(8, 0, 1) == L"0 0 1");
+    EXPECT_TRUE(text(10, 0, 1) == L"int 42, float 5.9e-44");
+    EXPECT_EQ(records[4].width, 3);
+    EXPECT_EQ(records[2].parent, 0);
+}
+
+TEST(TagInspector, NamesEachKindOfDamage) {
+    struct Case {
+        char const* what;
+        char const* bytes;
+        TagFileState state;
+        char const* faults;
+    };
+    Case const cases[] = {
+        {"empty", "", TagFileDamaged, "truncated@0>0-0 "},
+        {"one byte", "01", TagFileDamaged, "truncated@0>0-1 "},
+        {"text", "48656c6c6f2c20776f726c642e0a546869732069", TagFileForeign, ""},
+        {"short foreign", "48656c6c6f2c20776f726c642e0a", TagFileForeign, ""},
+        {"whole", "01000000 6400 00000000 12000000 00000000", TagFileWhole, ""},
+        {"cut head behind a link", "01000000 6400 00000000 12000000 12000000 0200", TagFileDamaged,
+         "truncated@18>0-2 "},
+        {"dangling link", "01000000 6400 00000000 12000000 ff000000", TagFileDamaged, "dangling link@0>255-0 "},
+        {"self ring", "01000000 6400 00000000 12000000 12000000 02000000 6400 00000000 24000000 12000000",
+         TagFileDamaged, "cycle@18>18-0 "},
+        {"ring", "01000000 6400 00000000 12000000 12000000 02000000 6400 00000000 24000000 24000000"
+                 "03000000 6400 00000000 36000000 12000000",
+         TagFileDamaged, "cycle@36>18-0 "},
+        {"into the head", "01000000 6400 00000000 12000000 05000000", TagFileDamaged, "link into a record@0>5-0 "},
+        {"into the payload",
+         "01000000 6400 08000000 12000000 14000000 0000000000000000 02000000 6400 00000000 2c000000 00000000",
+         TagFileDamaged, "link into a record@0>20-18 "},
+        {"link to no record", "01000000 6400 02000000 12000000 14000000 0000"
+                              "ffffffff ffffffff ffffffff ffffffff ffff ffffffff ffffffff ffffffff",
+         TagFileDamaged, "link to no record@0>20-30 "},
+        {"short payload", "01000000 6400 08000000 12000000 00000000 000000", TagFileDamaged, "short payload@0>0-5 "},
+        {"negative count", "01000000 6400 00000000 12000000 00000000 ffffffff 00", TagFileDamaged,
+         "impossible count@0>0-5 "},
+        {"count of 2^31-1", "01000000 6400 00000000 12000000 00000000 ffffff7f 00", TagFileDamaged,
+         "impossible count@0>0-5 "},
+        {"array cut", "01000000 6400 00000000 12000000 00000000 02000000 0000000000000000 0000", TagFileDamaged,
+         "short payload@0>0-14 "},
+        {"trailing", "01000000 6400 02000000 12000000 00000000 0100 deadbeef", TagFileDamaged,
+         "trailing bytes@20>0-4 "}};
+    for (Case const& c : cases) {
+        Findings const findings = Inspect(FromHex(c.bytes));
+        EXPECT_EQ(findings.state, c.state) << c.what;
+        EXPECT_EQ(findings.faults, c.faults) << c.what;
+    }
+}
+
+TEST(TagInspector, BackwardLinksAndSharedTailsAreNamed) {
+    // 0 -> 39 -> 21 -> end: readable, but backward.
+    Findings const backward = Inspect(FromHex("01000000 6400 02000000 12000000 27000000 0100 ff"
+                                              "02000000 6400 00000000 27000000 00000000"
+                                              "03000000 6400 00000000 39000000 15000000"));
+    EXPECT_EQ(backward.state, TagFileDamaged);
+    EXPECT_EQ(backward.faults, "backward link@39>21-0 ");
+    EXPECT_EQ(backward.records, "1:scalar:0 3:marker:0 2:marker:0 ");
+    // A child's link leads out of its parent to the parent's neighbour.
+    Findings const shared = Inspect(FromHex("01000000 6400 00000000 12000000 24000000"
+                                            "02000000 6400 00000000 24000000 36000000"
+                                            "03000000 6400 00000000 36000000 00000000"
+                                            "04000000 6400 00000000 48000000 00000000"));
+    EXPECT_EQ(shared.state, TagFileDamaged);
+    EXPECT_NE(shared.faults.find("overlap@18>54"), std::string::npos) << shared.faults;
+}
+
+TEST(TagInspector, EveryCutIsSeenAndEveryFlippedBitIsSurvived) {
+    std::vector<BYTE> const bytes = SampleFile();
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+        Findings const findings = Inspect({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)});
+        EXPECT_EQ(findings.state, TagFileDamaged) << length << ' ' << findings.records;
+    }
+    for (std::size_t i = 0; i < bytes.size() * 8; ++i) {
+        std::vector<BYTE> flipped = bytes;
+        flipped[i / 8] = static_cast<BYTE>(flipped[i / 8] ^ (1U << (i % 8)));
+        Findings const findings = Inspect(flipped);
+        EXPECT_LE(findings.records.size(), bytes.size() * 40);
+    }
+}
+
+TEST(TagInspector, NestingBeyondTheLimitIsAFault) {
+    // Markers nested by their address alone: each is the first record of the payload of the one before.
+    std::vector<BYTE> bytes;
+    for (std::uint32_t level = 0; level < 10000; ++level) {
+        std::uint32_t const head[] = {1, 0, 0, 0};
+        BYTE record[18] = {};
+        std::memcpy(record, head, 4);
+        record[4] = 100;
+        std::uint32_t const address = (level + 1) * 18;
+        std::memcpy(record + 10, &address, sizeof address);
+        bytes.insert(bytes.end(), record, record + sizeof record);
+    }
+    Findings const findings = Inspect(bytes);
+    EXPECT_EQ(findings.state, TagFileDamaged);
+    EXPECT_EQ(findings.faults.substr(0, 15), "nested too deep");
+}

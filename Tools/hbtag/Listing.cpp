@@ -1,0 +1,157 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Listing.h"
+
+#include <hbtools/base/syEncoding.h>
+
+#include <algorithm>
+
+namespace hbtag {
+
+using namespace KxN;
+
+namespace {
+
+std::string Utf8(wchar_t const* text) {
+    return KxxToUtf8(text);
+}
+
+char const* StateName(TagFileState state) {
+    return state == TagFileWhole ? "whole" : state == TagFileDamaged ? "damaged" : "foreign";
+}
+
+bool IsNumeric(TagPayloadKind kind) {
+    return kind != PayloadText && kind != PayloadBytes && kind != PayloadUnknown && kind != PayloadScalar;
+}
+
+std::string Describe(SxTagRecord const& record) {
+    std::string what = Utf8(KxxPayloadKindName(record.kind));
+    if (record.kind == PayloadNone && record.hasLevel) what = "level";
+    if (record.kind == PayloadVec3f2dArray || record.kind == PayloadVec3d2dArray)
+        what += fmt::format(", {} x {}", record.width, record.width > 0 ? record.count / record.width : 0);
+    else if (record.kind > PayloadVec3f && record.kind < PayloadEmptyArray)
+        what += fmt::format(", {} {}", record.count, record.count == 1 ? "element" : "elements");
+    return what;
+}
+
+// A listing is one line for each record; the payload stands below it, indented as deep.
+void PrintText(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record) {
+    std::string const indent(static_cast<std::size_t>(2 * record.depth), ' ');
+    output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}{}\n", record.position, record.image.id,
+                 record.image.version, record.isLongForm ? 64 : 32, record.image.dataSize, record.image.nextTag, indent,
+                 Describe(record));
+    if (!options.payloads) return;
+    LONGLONG const all = KxTagInspector::NumValues(record);
+    LONGLONG const shown = options.values < 0 ? all : std::min(all, options.values);
+    std::string const margin = fmt::format("{:64}{}", "", indent);
+    if (record.kind == PayloadText) {
+        output.Print("{}\"{}\"\n", margin, Escaped(inspector.PayloadText(record, 0, 1, L"")));
+    } else if (record.kind == PayloadBytes || record.kind == PayloadUnknown) {
+        LONGLONG const bytes = options.values < 0 ? all : std::min<LONGLONG>(all, 4 * options.values);
+        for (LONGLONG i = 0; i < bytes; i += 32)
+            output.Print("{}{}\n", margin, Escaped(inspector.PayloadText(record, i, std::min<LONGLONG>(32, bytes - i), L" ")));
+        if (bytes < all) output.Print("{}... {} bytes more\n", margin, all - bytes);
+    } else {
+        for (LONGLONG i = 0; i < shown; ++i) output.Print("{}{}\n", margin, Escaped(inspector.PayloadText(record, i, 1, L"")));
+        if (shown < all) output.Print("{}... {} more\n", margin, all - shown);
+    }
+}
+
+// Vectors as arrays of numbers, plain numbers as they are.
+std::string JsonValue(std::string const& value) {
+    if (value.find(' ') == std::string::npos) return JsonNumber(value);
+    std::string out = "[";
+    for (std::size_t begin = 0; begin < value.size();) {
+        std::size_t const end = std::min(value.find(' ', begin), value.size());
+        if (begin > 0) out += ", ";
+        out += JsonNumber(std::string_view(value).substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return out + "]";
+}
+
+void PrintJsonPayload(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record) {
+    LONGLONG const all = KxTagInspector::NumValues(record);
+    LONGLONG const shown = options.values < 0 ? all : std::min(all, options.values);
+    if (record.kind == PayloadText || record.kind == PayloadScalar) {
+        output.Print(", \"value\": {}", Quoted(inspector.PayloadText(record, 0, 1, L"")));
+        return;
+    }
+    output.Print(", \"values\": [");
+    for (LONGLONG i = 0; i < shown; ++i) {
+        KxString const value = inspector.PayloadText(record, i, 1, L"");
+        output.Print("{}{}", i > 0 ? ", " : "",
+                     IsNumeric(record.kind) ? JsonValue(KxxToUtf8(value.View())) : Quoted(value));
+    }
+    output.Print("]");
+}
+
+void PrintJson(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record,
+               int number) {
+    output.Print("    {{\"number\": {}, \"parent\": {}, \"depth\": {}, \"position\": {}, \"id\": {}, \"version\": {}, "
+                 "\"form\": {}, \"size\": {}, \"address\": {}, \"next\": {}, \"extent\": {}, \"kind\": {}, \"count\": {}",
+                 number, record.parent, record.depth, record.position, record.image.id, record.image.version,
+                 record.isLongForm ? 64 : 32, record.image.dataSize, record.image.dataAddress, record.image.nextTag,
+                 record.extent, Quoted(KxxPayloadKindName(record.kind)), record.count);
+    if (record.width > 0) output.Print(", \"width\": {}", record.width);
+    if (options.payloads) PrintJsonPayload(output, options, inspector, record);
+    output.Print("}}");
+}
+
+void PrintFaults(Output& output, Options const& options, KxTagInspector const& inspector) {
+    if (options.json) {
+        output.Print("  \"faults\": [");
+        bool first = true;
+        for (SxTagFault const& fault : inspector.Faults()) {
+            output.Print("{}\n    {{\"kind\": {}, \"position\": {}, \"target\": {}, \"lostBytes\": {}, \"text\": {}}}",
+                         first ? "" : ",", Quoted(KxxTagFaultName(fault.kind)), fault.position, fault.target,
+                         fault.lostBytes, Quoted(fault.text));
+            first = false;
+        }
+        output.Print("{}]\n", first ? "" : "\n  ");
+        return;
+    }
+    for (SxTagFault const& fault : inspector.Faults()) {
+        output.Print("{}: at {}: {}", Utf8(KxxTagFaultName(fault.kind)), fault.position, Escaped(fault.text));
+        if (fault.lostBytes > 0) output.Print(" ({} bytes lost)", fault.lostBytes);
+        output.Print("\n");
+    }
+}
+
+}  // namespace
+
+void Print(Output& output, Options const& options, KxString const& name, KxTagInspector& inspector,
+           TagFileState state) {
+    auto const wanted = [&](SxTagRecord const& record) { return !options.id || record.image.id == *options.id; };
+    auto const& records = inspector.Records();
+    if (options.json) {
+        output.Print("{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"start\": {},\n  \"recordCount\": {},\n",
+                     Quoted(name), inspector.GetFileSize(), StateName(state), inspector.GetStartPosition(),
+                     records.Size());
+        if (!options.faultsOnly) {
+            output.Print("  \"records\": [");
+            bool first = true;
+            for (int i = 0; i < records.Size(); ++i) {
+                if (!wanted(records[i])) continue;
+                output.Print("{}\n", first ? "" : ",");
+                PrintJson(output, options, inspector, records[i], i);
+                first = false;
+            }
+            output.Print("{}],\n", first ? "" : "\n  ");
+        }
+        PrintFaults(output, options, inspector);
+        output.Print("}}\n");
+        return;
+    }
+    output.Print("{}: {} bytes, {} records, {}\n", Escaped(name), inspector.GetFileSize(), records.Size(),
+                 StateName(state));
+    if (!options.faultsOnly && records.Size() > 0) {
+        output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}\n", "position", "id", "version", "form", "size",
+                     "next", "payload");
+        for (SxTagRecord const& record : records)
+            if (wanted(record)) PrintText(output, options, inspector, record);
+    }
+    PrintFaults(output, options, inspector);
+}
+
+}  // namespace hbtag

@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Standard output of the tool: gathered in blocks, and a failure to write is an error. Whatever comes from a file is
+// escaped, so that a hostile name cannot steer a terminal or break a JSON text.
+#pragma once
+
+#include <hbtools/base/syString.h>
+
+#include <fmt/format.h>
+
+#include <string>
+#include <string_view>
+
+namespace hbtag {
+
+class Output {
+public:
+    template <class... Arguments>
+    void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+        fmt::format_to(std::back_inserter(m_text), format, std::forward<Arguments>(arguments)...);
+        if (m_text.size() > blockSize) Write();
+    }
+    /// Writes what is left. False if anything could not be written; a line on standard error says so.
+    bool Finish();
+
+private:
+    static constexpr std::size_t blockSize = 1 << 16;
+    void Write();
+
+    std::string m_text;
+    bool m_failed = false;
+};
+
+/// UTF-8 of a text for a terminal: control characters, also those that turn the direction of writing, as \n, \x1b or
+/// \u202e; a backslash as \\.
+std::string Escaped(KxN::KxString const& text);
+/// UTF-8 of a text as a JSON string, with its quotes.
+std::string Quoted(KxN::KxString const& text);
+/// A number for JSON; what is no number there (nan, inf) as a string.
+std::string JsonNumber(std::string_view digits);
+
+}  // namespace hbtag

@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// hbtag looks into tag files. Exit codes: 0 whole, 1 usage or a file that cannot be read, 2 damaged but readable in
+// part, 3 not a tag file.
+#include "Listing.h"
+
+#include <hbtools/base/syException.h>
+#include <hbtools/base/syFile.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+constexpr int exitUsage = 1;
+
+int Run(hbtag::Options const& options, KxN::KxString const& path) {
+    KxN::CFile file(path, KxN::CFile::modeRead);
+    KxN::KxTagInspector inspector(&file);
+    KxN::TagFileState const state = inspector.Inspect();
+    hbtag::Output output;
+    Print(output, options, path, inspector, state);
+    if (!output.Finish()) return exitUsage;
+    if (state == KxN::TagFileForeign) fmt::print(stderr, "hbtag: {} is not a tag file\n", hbtag::Escaped(path));
+    return state;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Looks into tag files: lists their records, shows what they hold, finds what is damaged.");
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not a tag file.");
+    hbtag::Options options;
+    std::string path;
+    unsigned long id = 0;
+
+    auto const verb = [&](char const* name, char const* text) {
+        CLI::App* command = app.add_subcommand(name, text);
+        command->add_option("FILE", path, "The tag file")->required();
+        command->add_flag("--json", options.json, "Print JSON");
+        return command;
+    };
+    CLI::App* ls = verb("ls", "Lists the records as a tree: position, id, version, form, size, link, payload");
+    CLI::App* dump = verb("dump", "Lists the records with their payloads, decoded where the kind is known");
+    CLI::App* verify = verb("verify", "Walks everything and names each fault with its place and cost");
+    ls->add_option("--id", id, "Only records of this id");
+    dump->add_option("--id", id, "Only records of this id");
+    dump->add_option("--values", options.values, "Values shown of each payload, -1 for all")->capture_default_str();
+
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? 0 : exitUsage;
+    }
+    options.payloads = dump->parsed();
+    options.faultsOnly = verify->parsed();
+    if (ls->count("--id") + dump->count("--id") > 0) options.id = id;
+
+    try {
+        return Run(options, KxN::KxString(path.c_str()));
+    } catch (KxN::CException* exception) {
+        fmt::print(stderr, "hbtag: {}\n", hbtag::Escaped(KxN::CException::TextOf(*exception)));
+        exception->Delete();
+    } catch (std::exception const& exception) {
+        fmt::print(stderr, "hbtag: {}\n", exception.what());
+    }
+    return exitUsage;
+}
