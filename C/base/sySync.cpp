@@ -211,7 +211,17 @@ int CCriticalSection::Lock(unsigned long timeout) {
         m_mutex.lock();
         return 1;
     }
+#ifdef __SANITIZE_THREAD__
+    // The thread sanitizer does not see the timed lock of the system, so under it the lock is tried again and again.
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
+    while (!m_mutex.try_lock()) {
+        if (std::chrono::steady_clock::now() >= deadline) return 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return 1;
+#else
     return m_mutex.try_lock_for(std::chrono::milliseconds(timeout));
+#endif
 }
 
 int CCriticalSection::Unlock() {
