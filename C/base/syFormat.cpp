@@ -202,7 +202,6 @@ private:
 
     void Floating(Conversion const& c, double number) {
         Buffer digits;
-        auto const out = std::back_inserter(digits);
         double const magnitude = std::fabs(number);
         int const precision = c.precision < 0 ? 6 : c.precision;
         bool const upper = c.kind == L'F' || c.kind == L'E' || c.kind == L'G' || c.kind == L'A';
@@ -221,14 +220,47 @@ private:
                     if (d >= 'a' && d <= 'z') d = static_cast<char>(d - 'a' + 'A');
             prefix = upper ? "0X" : "0x";
         } else {
-            // The kinds of fmt have the same letters; without one it gives the shortest text that reads back the same.
-            bool const known = std::wstring_view(L"fFeEgG").find(c.kind) != std::wstring_view::npos;
-            std::string const spec = !known ? std::string("{}")
-                                            : std::string(c.alternative ? "{:#.{}" : "{:.{}") +
-                                                  static_cast<char>(c.kind) + '}';
-            fmt::format_to(out, fmt::runtime(spec), magnitude, precision);
+            FiniteDigits(c, magnitude, precision, digits);
         }
         Number(c, true, std::signbit(number), prefix, 0, digits, std::isfinite(number));
+    }
+
+    static void FiniteDigits(Conversion const& c, double magnitude, int precision, Buffer& digits) {
+        auto const out = std::back_inserter(digits);
+        switch (c.kind) {
+            case L'f':
+            case L'F': fmt::format_to(out, "{:.{}f}", magnitude, precision); break;
+            case L'e': fmt::format_to(out, "{:.{}e}", magnitude, precision); break;
+            case L'E': fmt::format_to(out, "{:.{}E}", magnitude, precision); break;
+            case L'g':
+            case L'G':
+                if (c.alternative)
+                    FullGeneral(c.kind, magnitude, std::max(precision, 1), digits);
+                else
+                    fmt::format_to(out, fmt::runtime(c.kind == L'g' ? "{:.{}g}" : "{:.{}G}"), magnitude, precision);
+                break;
+            default: fmt::format_to(out, "{}", magnitude); return;  // the shortest text that reads back the same
+        }
+        std::string_view const text(digits.data(), digits.size());
+        if (!c.alternative || text.find('.') != text.npos) return;
+        std::string const exponent(text.substr(std::min(text.find_first_of("eE"), text.size())));
+        digits.resize(digits.size() - exponent.size());
+        digits.push_back('.');
+        digits.append(exponent);
+    }
+
+    /// %#g: as %g, with all digits of the precision.
+    static void FullGeneral(wchar_t kind, double magnitude, int precision, Buffer& digits) {
+        std::string const scientific = fmt::format(fmt::runtime(kind == L'g' ? "{:.{}e}" : "{:.{}E}"), magnitude, precision - 1);
+        int exponent = 0;
+        std::size_t const mark = scientific.find_first_of("eE");
+        bool const isNegative = scientific[mark + 1] == '-';
+        std::from_chars(scientific.data() + mark + 2, scientific.data() + scientific.size(), exponent);
+        if (isNegative) exponent = -exponent;
+        if (exponent < -4 || exponent >= precision)
+            digits.append(scientific);
+        else
+            fmt::format_to(std::back_inserter(digits), "{:.{}f}", magnitude, precision - 1 - exponent);
     }
 
     void Pointer(Conversion const& c, void const* pointer) {
