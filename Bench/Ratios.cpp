@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <charconv>
 #include <iterator>
+#include <tuple>
+#include <utility>
 
 namespace KxN::bench {
 
@@ -20,11 +22,10 @@ double Median(std::vector<double> values) {
     return (*middle + *std::max_element(values.begin(), middle)) / 2;
 }
 
-template <class... Arguments>
-std::string Print(char const* format, Arguments... arguments) {
+std::string Number(double value, std::chars_format format, int precision) {
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), format, arguments...);
-    return text.data();
+    auto const end = std::to_chars(text.data(), text.data() + text.size(), value, format, precision).ptr;
+    return std::string(text.data(), end);
 }
 
 }  // namespace
@@ -32,11 +33,12 @@ std::string Print(char const* format, Arguments... arguments) {
 std::string FormatSeconds(double seconds) {
     static constexpr struct {
         double scale;
-        char const* unit;
-    } units[] = {{1, "s"}, {1e-3, "ms"}, {1e-6, "us"}, {1e-9, "ns"}};
-    for (auto const& unit : units)
-        if (seconds >= unit.scale) return Print("%.3g %s", seconds / unit.scale, unit.unit);
-    return Print("%.3g ns", seconds * 1e9);
+        char const* name;
+    } units[] = {{1, " s"}, {1e-3, " ms"}, {1e-6, " us"}, {1e-9, " ns"}};
+    auto const* unit = units;
+    while (unit != std::end(units) - 1 && seconds < unit->scale) ++unit;
+    double const value = seconds / unit->scale;
+    return Number(value, std::chars_format::fixed, value < 10 ? 2 : value < 100 ? 1 : 0) + unit->name;
 }
 
 Ratios::Cell* Ratios::Find(std::string const& name) {
@@ -64,8 +66,11 @@ void Ratios::AddError(std::string const& name) {
 std::string Ratios::Table() const {
     if (m_rows.empty()) return {};
     auto rows = m_rows;
-    // Random interleaving shuffles the order in which rows first appear.
-    std::stable_sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) { return a.topic < b.topic; });
+    // Random interleaving shuffles the order in which rows first appear; a shorter size is the smaller number.
+    std::sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) {
+        return std::forward_as_tuple(a.topic, a.size.size(), a.size) <
+               std::forward_as_tuple(b.topic, b.size.size(), b.size);
+    });
     auto peers = m_peers;
     std::sort(peers.begin(), peers.end());
 
@@ -89,7 +94,8 @@ std::string Ratios::Table() const {
         std::vector<std::string> line{row.topic, row.size, text(ours)};
         for (auto const& peer : peers) {
             line.push_back(text(peer));
-            line.push_back(time(ours) >= 0 && time(peer) > 0 ? Print("%.2f", time(ours) / time(peer)) : "");
+            line.push_back(
+                time(ours) >= 0 && time(peer) > 0 ? Number(time(ours) / time(peer), std::chars_format::fixed, 2) : "");
         }
         lines.push_back(std::move(line));
     }

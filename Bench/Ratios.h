@@ -6,6 +6,7 @@
 // of what is measured waits for a file.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -35,8 +36,8 @@ private:
     };
     Cell* Find(std::string const& name);
 
-    std::vector<Row> m_rows;           // in the order of first appearance
-    std::vector<std::string> m_peers;  // likewise
+    std::vector<Row> m_rows;
+    std::vector<std::string> m_peers;
 };
 
 /// A time with the unit that suits it: "12.3 us".

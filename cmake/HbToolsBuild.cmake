@@ -27,6 +27,10 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   set_property(TARGET hbtools_settings PROPERTY INTERFACE_COMPILE_OPTIONS
     -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # This compiler sees overlaps in the concatenation of texts that are not there.
+  target_compile_options(hbtools_settings INTERFACE -Wno-restrict)
+endif()
 if(HBTOOLS_WERROR)
   target_compile_options(hbtools_settings INTERFACE -Werror)
 endif()

@@ -136,6 +136,8 @@ void KxTag::ChangeLastTagAddress(CFile* file, ULONGLONG firstPosition, ULONGLONG
 int KxTag::Replace(CFile* file, ULONGLONG position) {
     STag header;
     if (!ReadTagHeader(file, position, header)) return 0;
+    // There is nothing to overwrite behind the end, and writing there would blow the file up.
+    if (header.dataAddress > file->GetLength()) detail::ThrowEndOfFile(*file);
     detail::Replacement payload(*file, header.dataAddress);
     WriteData(&payload);
     if (!payload.Finish()) {

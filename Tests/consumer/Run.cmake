@@ -33,7 +33,11 @@ endforeach()
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/CMakeLists.txt ${CMAKE_CURRENT_LIST_DIR}/main.cpp DESTINATION ${work}/source)
 run("configure" ${CMAKE_COMMAND} -S ${work}/source -B ${work}/build -G ${GENERATOR}
   -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${work}/prefix)
-run("build" ${CMAKE_COMMAND} --build ${work}/build)
+run("build" ${CMAKE_COMMAND} --build ${work}/build --verbose)
+if(NOT output MATCHES "-fnon-call-exceptions")
+  file(REMOVE_RECURSE ${work})
+  message(FATAL_ERROR "hbtools::hbtools does not carry -fnon-call-exceptions")
+endif()
 run("run" ${work}/build/consumer)
 
 file(GLOB_RECURSE pc ${work}/prefix/hbtools.pc)

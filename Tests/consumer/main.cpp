@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What a first program does: format a text, store it, read it back. Needs C++20 and -fnon-call-exceptions, which it
-// must get from the package alone.
+// What a first program does: store a scan's name and points under a marker, and read them back by id, in another
+// order. Needs C++20 and -fnon-call-exceptions, which it must get from the package alone.
 #include <hbtools/hbtools.h>
 
 #include <cstdio>
@@ -11,20 +11,51 @@
 #error "the package does not ask for C++20"
 #endif
 
-int main() {
-    KxN::KxString stored;
-    stored.SPrintf(L"%s: %d points, %.1f mm", L"scan", 1200000, 0.5);
-    KxN::CMemFile file;
+namespace {
+
+enum TagId : unsigned long { scanId = 100, nameId, countId, pointsId };
+
+bool StoreAndLoad(wchar_t const* path) {
+    using namespace KxN;
     {
-        KxN::CArchive archive(&file, KxN::CArchive::store);
-        archive << stored << 42;
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+        KxTagArchive archive(&file, 0);
+        KxString name;
+        name.SPrintf(L"%s %d, %.1f mm", L"plate", 7, 0.5);
+        int count = 3;
+        KxTArray<KxVec3f> points;
+        points.Resize(count);
+        for (int i = 0; i < count; ++i) points[i] = KxVec3f(static_cast<float>(i), 0.5F, -1);
+        archive << KxNullTag(scanId);
+        archive.LevelDown();
+        archive << KxStringTag(nameId, name) << KxTTag<int>(countId, count) << KxVec3fArrayTag(pointsId, points);
+        archive.LevelUp();
+        file.Close();
     }
-    file.Seek(0, KxN::CFile::begin);
-    KxN::CArchive archive(&file, KxN::CArchive::load);
-    KxN::KxString loaded;
-    int number = 0;
-    archive >> loaded >> number;
-    bool const same = loaded == L"scan: 1200000 points, 0.5 mm" && number == 42;
-    std::printf("%ls, %d: %s\n", loaded.GetStr(), number, same ? "ok" : "WRONG");
-    return same ? 0 : 1;
+    CFile file(path, CFile::modeRead);
+    KxTagArchive archive(&file, 1);
+    KxString name;
+    int count = 0;
+    KxTArray<KxVec3f> points;
+    archive >> KxNullTag(scanId);
+    archive.LevelDown();
+    archive >> KxVec3fArrayTag(pointsId, points) >> KxTTag<int>(countId, count) >> KxStringTag(nameId, name);
+    archive.LevelUp();
+    std::printf("%ls: %d points\n", name.GetStr(), count);
+    return name == L"plate 7, 0.5 mm" && points.Size() == 3 && count == 3 && points[2] == KxVec3f(2, 0.5F, -1);
+}
+
+}  // namespace
+
+int main() {
+    try {
+        if (StoreAndLoad(L"consumer.tag")) return 0;
+        std::printf("read something else than was written\n");
+    } catch (KxN::CException* exception) {
+        wchar_t text[256] = L"";
+        exception->GetErrorMessage(text, 256);
+        std::printf("%ls\n", text);
+        exception->Delete();
+    }
+    return 1;
 }

@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// What the fuzz targets share: the input as a file, and running into documented exceptions without ending.
+#pragma once
+
+#include "hbtools/base/syFile.h"
+
+#include <cstdint>
+
+/// A memory file that holds the input and stands at its begin.
+class FuzzInput : public KxN::CMemFile {
+public:
+    FuzzInput(std::uint8_t const* data, std::size_t size) : CMemFile(4096) {
+        if (size > 0) Write(data, static_cast<KxN::UINT>(size));
+        Seek(0, begin);
+    }
+};
+
+/// Members of the exception tree are the documented answer to bad input; anything else ends the run.
+template <class Action>
+void Survive(Action action) {
+    try {
+        action();
+    } catch (KxN::CException* exception) {
+        KxN::CException::TextOf(*exception);
+        exception->Delete();
+    }
+}
