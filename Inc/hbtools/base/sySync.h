@@ -62,9 +62,6 @@ public:
 private:
     std::recursive_timed_mutex m_mutex;
 };
-    std::mutex m_timedMutex;
-    std::condition_variable m_timedWake;
-};
 
 /// A lock that can be waited for together with other objects. The thread that holds it may take it again.
 /// Objects with the same name, which is not empty, are one within the process.
