@@ -3,6 +3,9 @@
 //
 // The containers beside the ones of the standard library, in one run. Names are "<topic>/<who>/<n>"; a ratio is
 // that of two lines of the same topic and n. Every operation works on n elements, so items per second compare too.
+//
+// The allocator is told to keep what is freed, as in an application whose heap has reached its size. Otherwise the
+// order of the benchmarks decides which of them pay for getting the same pages from the system again and again.
 
 #include "hbtools/core/syArray.h"
 #include "hbtools/core/syList.h"
@@ -10,6 +13,8 @@
 #include "hbtools/core/sySVQueue.h"
 
 #include <benchmark/benchmark.h>
+
+#include <malloc.h>
 
 #include <algorithm>
 #include <deque>
@@ -279,6 +284,8 @@ void Register(char const* topic, char const* who, void (*function)(benchmark::St
 }
 
 [[maybe_unused]] bool const g_registered = [] {
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
     Register("queue append", "hbtools", &AppendAll<KxTSVQueue<Pointer>>);
     Register("queue append", "std::deque", &AppendAll<std::deque<Pointer>>);
     Register("queue append", "std::vector", &AppendAll<std::vector<Pointer>>);

@@ -280,7 +280,7 @@ public:
     }
 
     int BlockSize() const { return m_heap.BlockSize(); }
-    /// Sets the size of blocks made from now on, at least 1.
+    /// Sets the nodes per block, at least 1; a list that has nodes goes on with its blocks until RemoveAll.
     void SetBlockSize(int blockSize) { m_heap.SetBlockSize(blockSize); }
 
     void Swap(KxTBlockList& other) noexcept {
