@@ -133,6 +133,24 @@ void ListAppendWalkFree(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+/// The doubly linked list of the standard library with its memory handed out by a pointer bump.
+void MonotonicStdListAppendWalkFree(benchmark::State& state) {
+    int const n = static_cast<int>(state.range(0));
+    for (auto _ : state) {
+        std::pmr::monotonic_buffer_resource memory;
+        std::pmr::list<double> list(&memory);
+        for (int i = 0; i < n; ++i) {
+            list.push_back(i);
+        }
+        double sum = 0;
+        for (double const value : list) {
+            sum += value;
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
 /// The least that a list of that many elements can cost: singly linked, its memory handed out by a pointer bump.
 void MonotonicAppendWalkFree(benchmark::State& state) {
     struct Node {
@@ -300,6 +318,7 @@ void Register(char const* topic, char const* who, void (*function)(benchmark::St
     Register("array append", "std::vector", &AppendAll<std::vector<Pointer>>);
     Register("list append walk free", "hbtools", &ListAppendWalkFree<KxTBlockList<double>>);
     Register("list append walk free", "std::list", &ListAppendWalkFree<std::list<double>>);
+    Register("list append walk free", "std::pmr::list monotonic", &MonotonicStdListAppendWalkFree);
     Register("list append walk free", "monotonic singly list", &MonotonicAppendWalkFree);
     Register("heap random free", "hbtools", &TakeAndGiveAtRandom<BlockHeap>);
     Register("heap random free", "std::pmr pool", &TakeAndGiveAtRandom<PoolResource>);
