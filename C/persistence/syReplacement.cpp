@@ -15,15 +15,16 @@ namespace {
 constexpr UINT blockSize = 64 * 1024;
 
 // Where the last byte of a chain and its payloads ends. Kinds of size 0 that have a payload are known by their ids.
-ULONGLONG EndOfChain(CFile& file, ULONGLONG position) {
+// A histogram's records stand one level deeper and nothing stands below them. `left` is what may still be visited.
+ULONGLONG EndOfChain(CFile& file, ULONGLONG position, bool isHistogram, ULONGLONG& left) {
     ULONGLONG const length = file.GetLength();
     ULONGLONG end = position;
-    for (ULONGLONG left = MostRecords(file); left > 0; --left) {
+    for (; left > 0; --left) {
         STag record;
         ReadRecord(file, position, record);
         ULONGLONG payloadEnd = record.dataAddress;
-        if (record.id == inner::histogramValues) {
-            payloadEnd = EndOfChain(file, record.dataAddress);
+        if (record.id == inner::histogramValues && !isHistogram) {
+            payloadEnd = EndOfChain(file, record.dataAddress, true, left);
         } else if (record.id == inner::intCount) {
             std::uint32_t count = 0;
             file.Seek(static_cast<LONGLONG>(record.dataAddress), CFile::begin);
@@ -47,7 +48,8 @@ ULONGLONG EndOfChain(CFile& file, ULONGLONG position) {
 bool Replacement::Finish() {
     if (!m_inMemory) return true;
     ULONGLONG const size = m_records.GetLength();
-    if (size > EndOfChain(m_file, m_address) - m_address) return false;
+    ULONGLONG left = MostRecords(m_file);
+    if (size > EndOfChain(m_file, m_address, false, left) - m_address) return false;
     m_file.Seek(static_cast<LONGLONG>(m_address), CFile::begin);
     m_records.Seek(0, begin);
     auto const block = std::make_unique_for_overwrite<BYTE[]>(blockSize);

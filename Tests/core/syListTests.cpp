@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -241,12 +242,18 @@ TEST(KxTBlockHeap, DropsEmptyBlocksButTheOnlyOne) {
     Slot foreign;
     heap.Free(&foreign);
     heap.Free(nullptr);
-    heap.Free(slots[1]);  // free already
     EXPECT_EQ(heap.FreeCount(), 1);
     heap.Clear();
     EXPECT_EQ(heap.BlockCount() + heap.FreeCount(), 0);
     heap.SetBlockSize(0);
     EXPECT_EQ(heap.BlockSize(), 1);
+    heap.Alloc();
+    heap.SetBlockSize(5);  // holds from the next Clear on
+    heap.Alloc();
+    EXPECT_EQ(heap.BlockCount(), 2);
+    heap.Clear();
+    heap.Alloc();
+    EXPECT_EQ(heap.FreeCount(), 4);
 }
 
 /// The rules of the heap, told in the plainest way: a list of blocks, searched from the cursor.

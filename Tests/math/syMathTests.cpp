@@ -55,7 +55,8 @@ TEST(KxMath, ComparisonsAtTheirBorders) {
         {KxMath::ACos(-1.5), KxMath::Pi},    {KxMath::ACos(NaN), KxMath::Pi},    {KxMath::ACos(-0.5), std::acos(-0.5)},
         {KxMath::Pow(2.0, -3), 0.125},       {KxMath::Pow(0.0, 0), 1.0},         {KxMath::Pow(NaN, 0), 1.0},
         {KxMath::Pow(-2.0, 5), -32.0},       {KxMath::Pow(3.0, 13), 1594323.0},  {KxMath::Pow(1.0, SmallestInt), 1.0},
-        {KxMath::Pow(2.0, SmallestInt), 0.0}, {KxMath::Pow(1e200, 1), 1e200},    {KxMath::Pow(2.0, 0.5), std::sqrt(2.0)},
+        {KxMath::Pow(2.0, SmallestInt), 0.0}, {KxMath::Pow(1e200, 1), 1e200},
+        {KxMath::Pow(2.0, 0.5), std::sqrt(2.0)},
         {KxMath::Gaussian(2, 1), std::exp(-2.0)}, {KxMath::CoTan(1.0), 1.0 / std::tan(1.0)},
     };
     for (auto const& c : cases) {

@@ -8,8 +8,8 @@
 // A heap cannot be copied; it belongs to one thread at a time.
 //
 // Which slot comes next is fixed: the lowest free one of the cursor block, or, if that block is full, of the first
-// block behind it, in a ring, that is not. Alloc moves the cursor, Free does not. Finding the block of a pointer
-// and the next block with room stays cheap in any order of frees, so millions of elements may go in any order.
+// block behind it, in a ring, that is not. Alloc moves the cursor, Free does not. A table finds the block of
+// an address and a bit per block says which have room, so that millions of elements may come and go in any order.
 #pragma once
 
 #include "hbtools/core/syArray.h"
@@ -17,8 +17,8 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <memory>
+#include <new>
 
 namespace KxN {
 
@@ -27,7 +27,7 @@ class KX_API KxTHeap {
 public:
     /// A new element, owned by the heap.
     virtual T* Alloc() = 0;
-    /// Destroys an element that Alloc gave. A pointer that is null or no live element of this heap is ignored.
+    /// Destroys an element that Alloc gave. Null and pointers into other memory are ignored.
     virtual void Free(T* element) = 0;
     /// Destroys all elements and frees all memory.
     virtual void Clear() = 0;
@@ -54,13 +54,14 @@ public:
             block = MoveCursorToRoom();
         }
         T* const element = std::construct_at(block->elements + block->hint, std::forward<Arguments>(arguments)...);
-        block->marks[block->hint] = Used;
+        unsigned char* const marks = block->Marks();
+        marks[block->hint] = Used;
         --m_freeCount;
         if (++block->used == block->capacity) {
             block->hint = block->capacity;
             SetRoom(*block, false);
-        } else if (block->marks[++block->hint] != Unused) {
-            unsigned char const* const from = &block->marks[block->hint];
+        } else if (marks[++block->hint] != Unused) {
+            unsigned char const* const from = marks + block->hint;
             auto const rest = static_cast<std::size_t>(block->capacity - block->hint);
             block->hint += static_cast<int>(static_cast<unsigned char const*>(std::memchr(from, Unused, rest)) - from);
         }
@@ -70,23 +71,19 @@ public:
     /// A block whose last element goes is freed too, unless it is the only one; if the cursor stood on it, the
     /// cursor goes to the block behind it in the ring.
     void Free(T* element) override {
-        SBlock* const block = FindBlock(element);
+        SBlock* const block = m_cursor && IsIn(m_cursor, element) ? m_cursor : FindBlock(element);
         if (!block) {
             return;
         }
         int const slot = static_cast<int>(element - block->elements);
-        if (block->marks[slot] == Unused) {
-            return;
-        }
         std::destroy_at(element);
-        block->marks[slot] = Unused;
+        block->Marks()[slot] = Unused;
         block->hint = std::min(block->hint, slot);
         if (block->used == block->capacity) {
             SetRoom(*block, true);
         }
         --block->used;
         ++m_freeCount;
-        m_lastFreed = block;
         if (block->used == 0 && m_blockCount > 1) {
             DropBlock(*block);
         }
@@ -94,18 +91,20 @@ public:
 
     void Clear() override {
         for (SBlock* const block : m_blocks) {
-            delete block;
+            if (block) {
+                Delete(block);
+            }
         }
-        m_byAddress.clear();
         m_blocks = KxTDynArray<SBlock*>();
+        m_buckets = KxTArray<SBlock*>();
         m_withRoom = KxTDynArray<std::uint64_t>();
-        m_cursor = m_lastFreed = nullptr;
+        m_cursor = nullptr;
         m_blockCount = 0;
         m_freeCount = 0;
     }
 
     int BlockSize() const { return m_blockSize; }
-    /// Sets the number of elements of blocks made from now on, at least 1.
+    /// Sets the number of elements per block, at least 1. A heap that has blocks goes on with theirs until Clear.
     void SetBlockSize(int blockSize) { m_blockSize = std::max(1, blockSize); }
     int BlockCount() const { return m_blockCount; }
     /// Slots of all blocks that hold no element.
@@ -114,10 +113,12 @@ public:
     void Swap(KxTBlockHeap& other) noexcept {
         m_blocks.Swap(other.m_blocks);
         m_withRoom.Swap(other.m_withRoom);
-        m_byAddress.swap(other.m_byAddress);
+        m_buckets.Swap(other.m_buckets);
         std::swap(m_blockCount, other.m_blockCount);
         std::swap(m_cursor, other.m_cursor);
-        std::swap(m_lastFreed, other.m_lastFreed);
+        std::swap(m_blockBytes, other.m_blockBytes);
+        std::swap(m_windowBits, other.m_windowBits);
+        std::swap(m_capacity, other.m_capacity);
         std::swap(m_blockSize, other.m_blockSize);
         std::swap(m_freeCount, other.m_freeCount);
     }
@@ -126,50 +127,107 @@ private:
     static constexpr unsigned char Unused = 0;
     static constexpr unsigned char Used = 1;
 
+    /// The head of a block; its marks and its elements lie behind it in the same piece of memory.
     struct SBlock {
-        explicit SBlock(int theCapacity)
-            : capacity(theCapacity),
-              marks(theCapacity),
-              elements(std::allocator<T>().allocate(static_cast<std::size_t>(theCapacity))) {}
-        SBlock(SBlock const&) = delete;
-        SBlock& operator=(SBlock const&) = delete;
-        ~SBlock() {
-            if constexpr (!std::is_trivially_destructible_v<T>) {
-                for (int slot = 0; slot < capacity; ++slot) {
-                    if (marks[slot] != Unused) {
-                        std::destroy_at(elements + slot);
-                    }
-                }
-            }
-            std::allocator<T>().deallocate(elements, static_cast<std::size_t>(capacity));
-        }
+        unsigned char* Marks() { return reinterpret_cast<unsigned char*>(this + 1); }
 
-        bool Holds(T const* element) const {
-            auto const offset = reinterpret_cast<std::uintptr_t>(element) - reinterpret_cast<std::uintptr_t>(elements);
-            return offset < static_cast<std::size_t>(capacity) * sizeof(T);
-        }
-
-        int const capacity;
-        int used = 0;
-        int hint = 0;      // lowest free slot; the capacity if there is none
-        int position = 0;  // in m_blocks
-        KxTArray<unsigned char> marks;
-        T* const elements;
+        SBlock* nextOfBucket;
+        int capacity;
+        int used;
+        int hint;      // lowest free slot; the capacity if there is none
+        int position;  // in m_blocks
+        T* elements;
     };
 
-    SBlock* FindBlock(T const* element) const {
-        if (m_cursor && m_cursor->Holds(element)) {
-            return m_cursor;
-        }
-        if (m_lastFreed && m_lastFreed->Holds(element)) {
-            return m_lastFreed;
-        }
-        auto const behind = m_byAddress.upper_bound(reinterpret_cast<std::uintptr_t>(element));
-        if (behind == m_byAddress.begin()) {
+    static constexpr auto Alignment = std::align_val_t(std::max(alignof(T), alignof(SBlock)));
+
+    static constexpr std::size_t ElementsOffset(std::size_t capacity) {
+        return (sizeof(SBlock) + capacity + alignof(T) - 1) / alignof(T) * alignof(T);
+    }
+
+    // The table of addresses. Memory is thought to be cut into windows, each as long as a block or up to twice that;
+    // a block stands in the bucket of the window in which it begins. So an element's block begins in the window of
+    // the element or in the one before, and no window has more than two.
+
+    bool IsIn(SBlock const* block, T const* element) const {
+        return reinterpret_cast<std::uintptr_t>(element) - reinterpret_cast<std::uintptr_t>(block) < m_blockBytes;
+    }
+
+    SBlock*& Bucket(std::uintptr_t window) {
+        return m_buckets[static_cast<int>(window & static_cast<std::uintptr_t>(m_buckets.Size() - 1))];
+    }
+
+    std::uintptr_t WindowOf(void const* address) const {
+        return reinterpret_cast<std::uintptr_t>(address) >> m_windowBits;
+    }
+
+    SBlock* FindBlock(T const* element) {
+        if (m_blockCount == 0) {
             return nullptr;
         }
-        SBlock* const block = std::prev(behind)->second;
-        return block->Holds(element) ? block : nullptr;
+        std::uintptr_t const window = WindowOf(element);
+        for (std::uintptr_t const candidate : {window, window - 1}) {
+            for (SBlock* block = Bucket(candidate); block; block = block->nextOfBucket) {
+                if (IsIn(block, element)) {
+                    return block;
+                }
+            }
+        }
+        return nullptr;
+    }
+
+    void AddToBucket(SBlock& block) {
+        SBlock*& bucket = Bucket(WindowOf(&block));
+        block.nextOfBucket = bucket;
+        bucket = &block;
+    }
+
+    void TakeFromBucket(SBlock& block) {
+        SBlock** link = &Bucket(WindowOf(&block));
+        while (*link != &block) {
+            link = &(*link)->nextOfBucket;
+        }
+        *link = block.nextOfBucket;
+    }
+
+    /// Doubles the buckets when there are as many blocks.
+    void MakeBuckets() {
+        if (m_blockCount < m_buckets.Size()) {
+            return;
+        }
+        m_buckets = KxTArray<SBlock*>(std::max(16, 2 * m_buckets.Size()));
+        for (SBlock* const block : m_blocks) {
+            if (block) {
+                AddToBucket(*block);
+            }
+        }
+    }
+
+    SBlock* NewBlock() {
+        auto const capacity = static_cast<std::size_t>(m_blockCount == 0 ? m_blockSize : m_capacity);
+        std::size_t const offset = ElementsOffset(capacity);
+        if (m_blockCount == 0) {
+            m_capacity = m_blockSize;
+            m_blockBytes = offset + capacity * sizeof(T);
+            m_windowBits = static_cast<int>(std::bit_width(m_blockBytes - 1));
+        }
+        void* const memory = ::operator new(m_blockBytes, Alignment);
+        void* const elements = static_cast<unsigned char*>(memory) + offset;
+        SBlock* const block = new (memory) SBlock{nullptr, m_capacity, 0, 0, 0, static_cast<T*>(elements)};
+        std::memset(block->Marks(), Unused, capacity);
+        return block;
+    }
+
+    /// Destroys what is left in a block and frees it.
+    void Delete(SBlock* block) noexcept {
+        if constexpr (!std::is_trivially_destructible_v<T>) {
+            for (int slot = 0; slot < block->capacity; ++slot) {
+                if (block->Marks()[slot] != Unused) {
+                    std::destroy_at(block->elements + slot);
+                }
+            }
+        }
+        ::operator delete(block, Alignment);
     }
 
     SBlock* MoveCursorToRoom() {
@@ -201,22 +259,25 @@ private:
 
     SBlock* AppendBlock() {
         CloseGaps();
-        auto block = std::make_unique<SBlock>(m_blockSize);
-        block->position = m_blocks.Size();
-        if (block->position % 64 == 0 && m_withRoom.Size() == block->position / 64) {
+        MakeBuckets();
+        if (m_withRoom.Size() <= m_blocks.Size() / 64) {
             m_withRoom.Add(0);
         }
-        auto const place = m_byAddress.emplace(reinterpret_cast<std::uintptr_t>(block->elements), block.get()).first;
+        m_blocks.Add(nullptr);
+        SBlock* block = nullptr;
         try {
-            m_blocks.Add(block.get());
+            block = NewBlock();
         } catch (...) {
-            m_byAddress.erase(place);
+            m_blocks.Resize(m_blocks.Size() - 1);
             throw;
         }
+        block->position = m_blocks.Size() - 1;
+        m_blocks[block->position] = block;
+        AddToBucket(*block);
         SetRoom(*block, true);
         ++m_blockCount;
-        m_freeCount += m_blockSize;
-        return block.release();
+        m_freeCount += block->capacity;
+        return block;
     }
 
     /// Renumbers the blocks when more than half of the positions are empty, so that the positions stay in
@@ -241,7 +302,7 @@ private:
         m_freeCount -= block.capacity;
         SetRoom(block, false);
         m_blocks[block.position] = nullptr;
-        m_byAddress.erase(reinterpret_cast<std::uintptr_t>(block.elements));
+        TakeFromBucket(block);
         --m_blockCount;
         if (m_cursor == &block) {
             int position = block.position;
@@ -250,17 +311,18 @@ private:
             } while (!m_blocks[position]);
             m_cursor = m_blocks[position];
         }
-        m_lastFreed = nullptr;
-        delete &block;
+        Delete(&block);
     }
 
     KxTDynArray<SBlock*> m_blocks;          // in the order of their making; null where one was dropped
     KxTDynArray<std::uint64_t> m_withRoom;  // a bit for each position, set if the block there has a free slot
-    std::map<std::uintptr_t, SBlock*> m_byAddress;
+    KxTArray<SBlock*> m_buckets;            // by address; their number is a power of two
     int m_blockCount = 0;
     SBlock* m_cursor = nullptr;  // null only without blocks
-    SBlock* m_lastFreed = nullptr;
     int m_blockSize;
+    int m_capacity = 0;            // of the present blocks
+    std::size_t m_blockBytes = 0;  // of the present blocks, with head and marks
+    int m_windowBits = 0;
     long m_freeCount = 0;
 };
 

@@ -115,15 +115,13 @@ public:
     T const& Tail() const { return m_tail->value; }
 
     void AddTail(T const& value) {
-        SNode* const node = NewCountedNode(value);
-        node->prev = m_tail;
-        (m_tail ? m_tail->next : m_head) = node;
-        m_tail = node;
-        ++m_count;
+        RefuseTooMany();
+        LinkTail(NewNode(value));
     }
 
     void AddHead(T const& value) {
-        SNode* const node = NewCountedNode(value);
+        RefuseTooMany();
+        SNode* const node = NewNode(value);
         node->next = m_head;
         (m_head ? m_head->prev : m_tail) = node;
         m_head = node;
@@ -198,14 +196,20 @@ protected:
         }
     }
 
-private:
-    SNode* NewCountedNode(T const& value) {
-        if (m_count == std::numeric_limits<int>::max()) {
+    void RefuseTooMany() const {
+        if (m_count == std::numeric_limits<int>::max()) [[unlikely]] {
             throw std::bad_array_new_length();
         }
-        return NewNode(value);
     }
 
+    void LinkTail(SNode* node) noexcept {
+        node->prev = m_tail;
+        (m_tail ? m_tail->next : m_head) = node;
+        m_tail = node;
+        ++m_count;
+    }
+
+private:
     /// Moves the cursor to the index, from the head or the tail if they are nearer.
     SNode* Seek(int index) const {
         if (!m_cursor || index < m_cursorIndex / 2) {
@@ -273,6 +277,12 @@ public:
     }
     ~KxTBlockList() override { this->ForgetNodes(); }  // the heap frees the nodes
 
+    /// The same as that of KxTList, without the way through NewNode.
+    void AddTail(T const& value) {
+        this->RefuseTooMany();
+        this->LinkTail(m_heap.Construct(value));
+    }
+
     /// Frees all blocks at once.
     void RemoveAll() {
         this->ForgetNodes();
@@ -280,7 +290,7 @@ public:
     }
 
     int BlockSize() const { return m_heap.BlockSize(); }
-    /// Sets the size of blocks made from now on, at least 1.
+    /// Sets the nodes per block, at least 1; a list that has nodes goes on with its blocks until RemoveAll.
     void SetBlockSize(int blockSize) { m_heap.SetBlockSize(blockSize); }
 
     void Swap(KxTBlockList& other) noexcept {
@@ -289,8 +299,8 @@ public:
     }
 
 protected:
-    SNode* NewNode(T const& value) override { return m_heap.Construct(value); }
-    void DeleteNode(SNode* node) override { m_heap.KxTBlockHeap<SNode>::Free(node); }
+    SNode* NewNode(T const& value) final { return m_heap.Construct(value); }
+    void DeleteNode(SNode* node) final { m_heap.KxTBlockHeap<SNode>::Free(node); }
 
 private:
     KxTBlockHeap<SNode> m_heap;

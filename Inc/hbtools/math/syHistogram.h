@@ -20,7 +20,7 @@ public:
     KxHistogram& operator=(KxHistogram const& other);
     virtual ~KxHistogram();
 
-    /// Sets the size of the blocks made from now on, at least 1.
+    /// Sets the values per block, at least 1; with values in it, it goes on with the present blocks until Clear.
     void SetBlockSize(int blockSize);
 
     void Add(double value);

@@ -68,7 +68,8 @@ public:
     static double Pow(double x, double exponent) { return std::pow(x, exponent); }
     /// Square and multiply; exponent 0 gives 1.0 for every x.
     static constexpr double Pow(double x, int exponent) {
-        unsigned int rest = exponent < 0 ? 0U - static_cast<unsigned int>(exponent) : static_cast<unsigned int>(exponent);
+        auto const bits = static_cast<unsigned int>(exponent);
+        unsigned int rest = exponent < 0 ? 0U - bits : bits;
         double power = (rest & 1U) ? x : 1.0;
         while (rest >>= 1) {
             x *= x;

@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "ScanFile.h"
+
+#include <hbtools/base/syEncoding.h>
+#include <hbtools/base/sySafeFile.h>
+#include <hbtools/persistence/syGeometryTags.h>
+#include <hbtools/persistence/sySimpleTags.h>
+#include <hbtools/persistence/syTagArchive.h>
+
+#include <cstring>
+#include <utility>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+enum Id : unsigned long {
+    scanMarker = 1000,
+    nameId = 1001,
+    pointsId = 1002,
+    measuredId = 1003,
+    notFiniteId = 1004,
+    deviationsMarker = 1010,
+    centerId = 1011,
+    slopeXId = 1012,
+    slopeYId = 1013,
+    histogramId = 1014
+};
+
+// The record form is the process's; this is ours while a file is written.
+class FormatScope {
+public:
+    explicit FormatScope(TagFormat format) : m_former(GetGlobalTagFormat()) { SetGlobalTagFormat(format); }
+    FormatScope(FormatScope const&) = delete;
+    FormatScope& operator=(FormatScope const&) = delete;
+    ~FormatScope() { SetGlobalTagFormat(m_former); }
+
+private:
+    TagFormat m_former;
+};
+
+KxTArray<KxVec3d> ArrayOf(KxTDynArray<KxVec3d> const& points) {
+    return {points.Data(), points.Size()};
+}
+
+void TakeArray(KxTDynArray<KxVec3d>& points, KxTArray<KxVec3d> const& array) {
+    points.Reserve(array.Size());
+    for (KxVec3d const& point : array) points.Add(point);
+}
+
+bool SamePoints(KxTDynArray<KxVec3d> const& a, KxTDynArray<KxVec3d> const& b) {
+    if (a.Size() != b.Size()) return false;
+    return a.Size() == 0 || std::memcmp(a.Data(), b.Data(), sizeof(KxVec3d) * static_cast<std::size_t>(a.Size())) == 0;
+}
+
+}  // namespace
+
+void Store(KxString const& path, StoredScan& stored, TagFormat format) {
+    FormatScope const scope(format);
+    KxSafeFile whole(path);
+    CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
+    Scan& scan = stored.scan;
+    KxTArray<KxVec3d> points = ArrayOf(scan.points);
+    KxTArray<KxVec3d> notFinite = ArrayOf(scan.notFinite);
+    long long measured = static_cast<long long>(points.Size()) + notFinite.Size();
+
+    KxTagArchive archive(&file, 0);
+    archive << KxNullTag(scanMarker);
+    archive.LevelDown();
+    archive << KxStringTag(nameId, scan.name) << KxVec3dArrayTag(pointsId, points)
+            << KxTTag<long long>(measuredId, measured);
+    if (notFinite.Size() > 0) archive << KxVec3dArrayTag(notFiniteId, notFinite);
+    archive << KxNullTag(deviationsMarker);
+    archive.LevelDown();
+    archive << KxVec3dTag(centerId, stored.plane.center) << KxTTag<double>(slopeXId, stored.plane.slopeX)
+            << KxTTag<double>(slopeYId, stored.plane.slopeY) << KxHistogramTag(histogramId, stored.deviations);
+    archive.LevelUp();
+    archive.LevelUp();
+    file.Close();
+    whole.Commit();
+}
+
+StoredScan Load(KxString const& path) {
+    CFile file(path, CFile::modeRead);
+    StoredScan stored;
+    KxTArray<KxVec3d> points;
+    KxTArray<KxVec3d> notFinite;
+    long long measured = 0;
+
+    KxTagArchive archive(&file, 1);
+    archive >> KxNullTag(scanMarker);
+    archive.LevelDown();
+    archive >> KxNullTag(deviationsMarker);
+    archive.LevelDown();
+    archive >> KxHistogramTag(histogramId, stored.deviations) >> KxTTag<double>(slopeYId, stored.plane.slopeY) >>
+        KxTTag<double>(slopeXId, stored.plane.slopeX) >> KxVec3dTag(centerId, stored.plane.center);
+    archive.LevelUp();
+    archive >> KxTTag<long long>(measuredId, measured) >> KxVec3dArrayTag(pointsId, points) >>
+        KxStringTag(nameId, stored.scan.name);
+    archive.SetOptionalTagsMode();
+    archive >> KxVec3dArrayTag(notFiniteId, notFinite);
+    archive.LevelUp();
+
+    TakeArray(stored.scan.points, points);
+    TakeArray(stored.scan.notFinite, notFinite);
+    return stored;
+}
+
+bool IsSame(StoredScan const& a, StoredScan const& b) {
+    // Names are narrow text in the file: a character that the code page lacks became '?'.
+    if (KxxToNarrow(a.scan.name.View()) != KxxToNarrow(b.scan.name.View())) return false;
+    if (!SamePoints(a.scan.points, b.scan.points) || !SamePoints(a.scan.notFinite, b.scan.notFinite)) return false;
+    if (std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
+    if (a.deviations.Count() != b.deviations.Count()) return false;
+    auto other = b.deviations.Values().begin();
+    for (double value : a.deviations.Values()) {
+        double const otherValue = *other;
+        ++other;
+        if (std::memcmp(&value, &otherValue, sizeof value) != 0) return false;
+    }
+    return true;
+}
+
+}  // namespace ScanLab

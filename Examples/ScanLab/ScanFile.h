@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// A scan with its deviations as a tag file:
+//
+//     1000 marker              a scan
+//       1001 text              its name
+//       1002 array of points   x, y, z in the unit of the scan
+//       1003 64-bit integer    number of points that were measured, finite or not
+//       1004 array of points   those with a coordinate that is no finite number; optional
+//       1010 marker            deviations from the plane of best fit
+//         1011 vector          a point of the plane
+//         1012 scalars         its slope along x; 1013 along y
+//         1014 histogram       the deviations in the order of the points
+#pragma once
+
+#include "Deviations.h"
+#include "Scan.h"
+
+#include <hbtools/persistence/syTag.h>
+
+namespace ScanLab {
+
+struct StoredScan {
+    Scan scan;
+    Plane plane;
+    KxN::KxHistogram deviations{4096};
+};
+
+/// Writes the file whole or not at all; a former one stays as it was if anything fails.
+/// @throws CFileException, KxException
+void Store(KxN::KxString const& path, StoredScan& stored, KxN::TagFormat format);
+/// Reads it by id, in another order than it was written. @throws CFileException, KxException
+StoredScan Load(KxN::KxString const& path);
+/// True if both hold the same bits.
+bool IsSame(StoredScan const& a, StoredScan const& b);
+
+}  // namespace ScanLab

@@ -1,0 +1,186 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "ScanReader.h"
+
+#include <hbtools/base/syDirEntry.h>
+#include <hbtools/base/syEncoding.h>
+#include <hbtools/base/syException.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+constexpr std::size_t blockSize = 1 << 20;
+constexpr std::size_t longestLine = 1 << 16;
+
+}  // namespace
+
+void Scan::Add(KxVec3d const& point) {
+    if (std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]))
+        points.Add(point);
+    else
+        notFinite.Add(point);
+}
+
+ScanSource::ScanSource(KxString const& path)
+    : m_path(path), m_file(path, CFile::modeRead), m_progress(L"Reading"), m_size(m_file.GetLength()), m_buffer(blockSize) {}
+
+void ScanSource::Rewind() {
+    m_file.Seek(0, CFile::begin);
+    m_taken = m_lineNumber = 0;
+    m_begin = m_end = 0;
+    m_afterReturn = false;
+}
+
+// Brings more bytes behind those that are not used up yet. False at the end of the file.
+bool ScanSource::Fill() {
+    std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
+    m_end -= m_begin;
+    m_begin = 0;
+    UINT const got = m_file.Read(m_buffer.data() + m_end, static_cast<UINT>(m_buffer.size() - m_end));
+    m_end += got;
+    ShowProgress();
+    return got > 0;
+}
+
+bool ScanSource::ReadLine(std::string_view& line) {
+    for (;;) {
+        if (m_afterReturn && m_begin < m_end) {
+            if (m_buffer[m_begin] == '\n') {
+                ++m_begin;
+                ++m_taken;
+            }
+            m_afterReturn = false;
+        }
+        char const* const begin = m_buffer.data() + m_begin;
+        char const* const end = m_buffer.data() + m_end;
+        char const* const found = std::find_if(begin, end, [](char c) { return c == '\n' || c == '\r'; });
+        std::size_t const length = static_cast<std::size_t>(found - begin);
+        if (length > longestLine) {
+            ++m_lineNumber;
+            FailInLine(L"the line is too long for a list of points");
+        }
+        if (found == end && Fill()) continue;
+        if (found == end && length == 0) return false;
+        ++m_lineNumber;
+        // Filling may have moved the bytes; at the end of the file the rest is the last line.
+        char const* const start = m_buffer.data() + m_begin;
+        line = std::string_view(start, length);
+        std::size_t const used = length + (found != end ? 1 : 0);
+        m_afterReturn = found != end && start[length] == '\r';
+        m_begin += used;
+        m_taken += used;
+        return true;
+    }
+}
+
+void ScanSource::ReadBytes(void* target, std::size_t count) {
+    if (m_afterReturn && m_begin == m_end) Fill();
+    if (m_afterReturn && m_begin < m_end && m_buffer[m_begin] == '\n') {
+        ++m_begin;
+        ++m_taken;
+    }
+    m_afterReturn = false;
+    if (count > Remaining()) {
+        KxString reason;
+        reason.SPrintf(L"%zu bytes are missing at the end", count - static_cast<std::size_t>(Remaining()));
+        Fail(reason);
+    }
+    char* to = static_cast<char*>(target);
+    std::size_t left = count;
+    while (left > 0) {
+        if (m_begin == m_end && !Fill()) Fail(L"the file became shorter while it was read");
+        std::size_t const part = std::min(left, m_end - m_begin);
+        std::memcpy(to, m_buffer.data() + m_begin, part);
+        m_begin += part;
+        m_taken += part;
+        to += part;
+        left -= part;
+    }
+}
+
+void ScanSource::Fail(KxString const& reason) const {
+    KxString text;
+    text.SPrintf(L"%s: %s", m_path, reason);
+    throw new KxFileException(L"ScanReader", __LINE__, text);
+}
+
+void ScanSource::FailInLine(KxString const& reason) const {
+    KxString text;
+    text.SPrintf(L"line %llu: %s", m_lineNumber, reason);
+    Fail(text);
+}
+
+std::string_view Trimmed(std::string_view text) {
+    std::size_t const begin = text.find_first_not_of(" \t");
+    if (begin == std::string_view::npos) return {};
+    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+}
+
+void SplitAtBlanks(std::string_view line, std::vector<std::string_view>& fields) {
+    fields.clear();
+    for (std::size_t begin = 0; (begin = line.find_first_not_of(" \t", begin)) != std::string_view::npos;) {
+        std::size_t const end = std::min(line.find_first_of(" \t", begin), line.size());
+        fields.push_back(line.substr(begin, end - begin));
+        begin = end;
+    }
+}
+
+KxString Excerpt(std::string_view text) {
+    constexpr std::size_t shown = 40;
+    std::wstring wide = KxxWidenUtf8(text.substr(0, shown));
+    for (wchar_t& c : wide)
+        if (c < 0x20 || (c >= 0x7f && c < 0xa0)) c = L'?';
+    if (text.size() > shown) wide += L"...";
+    return KxString(std::move(wide));
+}
+
+bool ParseNumber(std::string_view field, bool decimalComma, double& value) {
+    field = Trimmed(field);
+    if (field.starts_with('+')) field.remove_prefix(1);
+    char copy[64];
+    if (decimalComma && field.find(',') != std::string_view::npos) {
+        if (field.size() > sizeof copy) return false;
+        std::replace_copy(field.begin(), field.end(), copy, ',', '.');
+        field = std::string_view(copy, field.size());
+    }
+    char const* const end = field.data() + field.size();
+    auto const result = std::from_chars(field.data(), end, value);
+    if (result.ec == std::errc() && result.ptr == end) return true;
+    // Some writers spell what is no number as 1.#IND, -1.#QNAN or 1.#INF.
+    std::size_t const mark = field.find(".#");
+    if (mark == std::string_view::npos) return false;
+    bool const isInfinity = field.substr(mark).starts_with(".#INF");
+    value = isInfinity ? std::numeric_limits<double>::infinity() : std::numeric_limits<double>::quiet_NaN();
+    if (field.starts_with('-')) value = -value;
+    return true;
+}
+
+Scan ReadScan(KxString const& path) {
+    ScanSource source(path);
+    Scan scan;
+    scan.name = KxString(KxDirEntry(path).GetBase());
+    std::string_view first;
+    bool const hasLine = source.ReadLine(first);
+    bool const isPly = hasLine && Trimmed(first) == "ply";
+    bool const isPcd = hasLine && (first.starts_with("# .PCD") || first.starts_with("VERSION"));
+    source.Rewind();
+    if (isPly)
+        ReadPly(source, scan);
+    else if (isPcd)
+        ReadPcd(source, scan);
+    else
+        ReadText(source, scan);
+    if (scan.points.Size() == 0) source.Fail(L"there is no point in it");
+    return scan;
+}
+
+}  // namespace ScanLab

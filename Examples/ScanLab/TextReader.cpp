@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Points as text, one in a line: the first three columns, or those that a header line calls x, y and z. Blanks,
+// commas or semicolons separate; between semicolons a comma is a decimal point. Lines that begin with # or // are
+// remarks. A first line that is one whole number is the count that some writers put there.
+#include "ScanReader.h"
+
+#include <algorithm>
+#include <array>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+enum class Separator { blank, comma, semicolon };
+
+Separator SeparatorOf(std::string_view line) {
+    if (line.find(';') != std::string_view::npos) return Separator::semicolon;
+    return line.find(',') != std::string_view::npos ? Separator::comma : Separator::blank;
+}
+
+void Split(std::string_view line, Separator separator, std::vector<std::string_view>& fields) {
+    if (separator == Separator::blank) {
+        SplitAtBlanks(line, fields);
+        return;
+    }
+    char const mark = separator == Separator::comma ? ',' : ';';
+    fields.clear();
+    for (std::size_t begin = 0; begin <= line.size();) {
+        std::size_t const end = std::min(line.find(mark, begin), line.size());
+        fields.push_back(Trimmed(line.substr(begin, end - begin)));
+        begin = end + 1;
+    }
+}
+
+bool IsRemark(std::string_view line) {
+    return line.empty() || line.starts_with('#') || line.starts_with("//");
+}
+
+bool AreNumbers(std::vector<std::string_view> const& fields, bool decimalComma) {
+    double value = 0;
+    for (std::size_t i = 0; i < 3; ++i)
+        if (!ParseNumber(fields[i], decimalComma, value)) return false;
+    return true;
+}
+
+// The columns of x, y and z by the names of a header line, otherwise the first three.
+std::array<std::size_t, 3> ColumnsOf(std::vector<std::string_view> const& names) {
+    std::array<std::size_t, 3> columns = {0, 1, 2};
+    std::array<bool, 3> found = {};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        std::string_view name = names[i];
+        if (name.size() >= 3 && name.front() == '"' && name.back() == '"') name = name.substr(1, name.size() - 2);
+        if (name.empty() || (name.size() > 1 && name[1] != ' ' && name[1] != '[' && name[1] != '(')) continue;
+        char const letter = static_cast<char>(name[0] | 0x20);
+        if (letter < 'x' || letter > 'z') continue;
+        columns[static_cast<std::size_t>(letter - 'x')] = i;
+        found[static_cast<std::size_t>(letter - 'x')] = true;
+    }
+    if (found[0] && found[1] && found[2]) return columns;
+    return {0, 1, 2};
+}
+
+}  // namespace
+
+void ReadText(ScanSource& source, Scan& scan) {
+    scan.source = KxString(L"text");
+    std::string_view line;
+    std::vector<std::string_view> fields;
+    std::array<std::size_t, 3> columns = {0, 1, 2};
+    std::size_t needed = 3;
+    Separator separator = Separator::blank;
+    bool isFirst = true;
+    bool knowsSeparator = false;
+    while (source.ReadLine(line)) {
+        if (source.LineNumber() == 1 && line.starts_with("\xef\xbb\xbf")) line.remove_prefix(3);
+        line = Trimmed(line);
+        if (IsRemark(line)) continue;
+        if (!knowsSeparator) separator = SeparatorOf(line);
+        Split(line, separator, fields);
+        bool const decimalComma = separator == Separator::semicolon;
+        if (isFirst) {
+            isFirst = false;
+            double count = 0;
+            if (fields.size() == 1 && ParseNumber(fields[0], false, count)) continue;
+            if (fields.size() >= 3 && !AreNumbers(fields, decimalComma)) {
+                columns = ColumnsOf(fields);
+                needed = *std::max_element(columns.begin(), columns.end()) + 1;
+                continue;
+            }
+        }
+        knowsSeparator = true;
+        if (fields.size() < needed) {
+            KxString reason;
+            reason.SPrintf(L"%zu columns were expected, this is \"%s\"", needed, Excerpt(line));
+            source.FailInLine(reason);
+        }
+        KxVec3d point;
+        for (int i = 0; i < 3; ++i) {
+            std::string_view const field = fields[columns[static_cast<std::size_t>(i)]];
+            if (ParseNumber(field, decimalComma, point[i])) continue;
+            KxString reason;
+            reason.SPrintf(L"\"%s\" is not a number", Excerpt(field));
+            source.FailInLine(reason);
+        }
+        scan.Add(point);
+    }
+}
+
+}  // namespace ScanLab
