@@ -197,10 +197,9 @@ bool IsText(CFile& file, STag const& record) {
     std::string bytes(static_cast<std::size_t>(record.dataSize), '\0');
     if (ReadUpTo(file, record.dataAddress, bytes.data(), static_cast<UINT>(record.dataSize)) != record.dataSize)
         return false;
+    // The one zero is the last byte; a number of the same size hardly looks like this.
     std::size_t const length = bytes.find('\0');
-    if (length == std::string::npos || bytes.find_first_not_of('\0', length) != std::string::npos) return false;
-    if (record.dataSize == 4 && length != 3) return false;
-    if (record.dataSize == 8 && length == 0) return false;
+    if (length != bytes.size() - 1) return false;
     return std::all_of(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length), [](char c) {
         return static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r' || c == 0x1b;
     });

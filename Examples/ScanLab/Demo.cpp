@@ -58,11 +58,13 @@ void PrintScan(Scan const& scan, double seconds) {
 
 void PrintDeviations(StoredScan const& stored) {
     KxHistogram const& deviations = stored.deviations;
-    double const mean = deviations.Mean();
-    Print(L"\nDeviations from the plane of best fit (slopes %.6g, %.6g)\n", stored.plane.slopeX, stored.plane.slopeY);
-    Print(L"mean %.6g, sigma %.6g, smallest %.6g, largest %.6g\n\n", mean, deviations.StdDev(mean), deviations.Min(),
-          deviations.Max());
-    KxRangeHistogram const counts = Columns(deviations, histogramColumns);
+    Core const core = CoreOf(deviations);
+    Print(L"\nDeviations from the plane of best fit (slopes %.3g, %.3g)\n", stored.plane.slopeX, stored.plane.slopeY);
+    Print(L"all         mean %.4g, sigma %.4g, from %.4g to %.4g\n", deviations.Mean(), deviations.StdDev(),
+          deviations.Min(), deviations.Max());
+    Print(L"core        mean %.4g, sigma %.4g, %.1f %% of the points\n\n", core.mean, core.sigma,
+          100.0 * core.count / deviations.Count());
+    KxRangeHistogram const counts = Columns(deviations, core, histogramColumns);
     int highest = 1;
     for (int i = 0; i < counts.NumColumns(); ++i) highest = std::max(highest, counts.NumColumnValues(i));
     for (int i = 0; i < counts.NumColumns(); ++i) {

@@ -20,10 +20,20 @@ struct Plane {
     double Distance(KxN::KxVec3d const& point) const;
 };
 
-/// Least squares about the centre; a scan that is a line or a spot gives a plane parallel to x and y.
+/// Mean and sigma of the values that belong together, that is without those beyond 3 sigma.
+struct Core {
+    double mean;
+    double sigma;
+    int count;
+};
+
+/// Least squares about the centre, again and again without what lies beyond 3 sigma, so that bores and edges do not
+/// tilt it. A scan that is a line or a spot gives a plane parallel to x and y.
 Plane FitPlane(Scan const& scan);
 KxN::KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan);
-/// Counts over mean +- 3 sigma, the ends taking what lies outside.
-KxN::KxRangeHistogram Columns(KxN::KxHistogram const& deviations, int columns);
+/// `passes`: how often outliers are left out at most.
+Core CoreOf(KxN::KxHistogram const& deviations, int passes = 8);
+/// Counts over the core's mean +- 3 sigma, the ends taking what lies outside.
+KxN::KxRangeHistogram Columns(KxN::KxHistogram const& deviations, Core const& core, int columns);
 
 }  // namespace ScanLab
