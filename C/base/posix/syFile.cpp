@@ -16,6 +16,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace KxN {
 
@@ -29,6 +32,63 @@ constexpr ULONGLONG positionLimit = 1ULL << 63;
 constexpr std::size_t callLimit = 0x7ffff000;
 
 using detail::SizeSignalGuard;
+
+// On a page, so that the kernel's copies into it run on whole cache lines.
+constexpr std::align_val_t windowAlignment{pageSize};
+struct WindowDeleter {
+    void operator()(BYTE* window) const { ::operator delete(window, windowAlignment); }
+};
+
+// Copies past the caches: the target is larger than they are and nobody reads it soon.
+void CopyStreaming(BYTE* target, BYTE const* source, std::size_t count) {
+#ifdef __SSE2__
+    std::size_t const head = std::min<std::size_t>(-reinterpret_cast<std::uintptr_t>(target) & 63, count);
+    std::memcpy(target, source, head);
+    std::size_t done = head;
+    for (; count - done >= 64; done += 64) {
+        for (std::size_t i = 0; i < 64; i += 16)
+            _mm_stream_si128(reinterpret_cast<__m128i*>(target + done + i),
+                             _mm_loadu_si128(reinterpret_cast<__m128i const*>(source + done + i)));
+    }
+    _mm_sfence();
+    std::memcpy(target + done, source + done, count - done);
+#else
+    std::memcpy(target, source, count);
+#endif
+}
+
+// The kernel copies two to five times slower where the target lies a few bytes behind the file offset within a page.
+// Then two copies, the first into a window that stays in the processor's cache, are faster than one.
+bool IsSlowTarget(BYTE const* target, ULONGLONG offset) {
+    std::uintptr_t const behind = (reinterpret_cast<std::uintptr_t>(target) - offset) % pageSize;
+    return behind > 0 && behind < 32;
+}
+
+template <class Word>
+inline void CopyWord(BYTE*& target, BYTE const*& source) {
+    Word word;
+    std::memcpy(&word, source, sizeof word);
+    std::memcpy(target, &word, sizeof word);
+    target += sizeof word;
+    source += sizeof word;
+}
+
+// Nearly all reads and writes are heads and scalars: a call for each would cost more than the bytes.
+inline void CopyBytes(BYTE* target, BYTE const* source, std::size_t count) {
+    if (count >= 32) {
+        std::memcpy(target, source, count);
+        return;
+    }
+    // In whole words from the front, as the callers put them together: the processor then passes them on unstored.
+    if (count & 16) {
+        CopyWord<std::uint64_t>(target, source);
+        CopyWord<std::uint64_t>(target, source);
+    }
+    if (count & 8) CopyWord<std::uint64_t>(target, source);
+    if (count & 4) CopyWord<std::uint32_t>(target, source);
+    if (count & 2) CopyWord<std::uint16_t>(target, source);
+    if (count & 1) CopyWord<std::uint8_t>(target, source);
+}
 
 ULONGLONG EndOf(ULONGLONG offset, std::size_t count) {
     return offset + count;
@@ -51,8 +111,12 @@ public:
     }
     [[noreturn]] void FailWith(int cause) const { throw new CFileException(cause, -1, m_owner.m_filePath); }
 
-    std::size_t Read(BYTE* target, std::size_t count);
-    void Write(BYTE const* source, std::size_t count);
+    bool ReadFromWindow(BYTE* target, std::size_t count);
+    bool WriteToWindow(BYTE const* source, std::size_t count);
+    [[gnu::noinline]] std::size_t ReadSlowly(BYTE* target, std::size_t count);
+    [[gnu::noinline]] void WriteSlowly(BYTE const* source, std::size_t count);
+    ULONGLONG SeekFrom(LONGLONG offset, UINT from);
+    BYTE* Touch(ULONGLONG position, std::size_t count);
     void WriteOut();
     void Forget() { m_windowSize = 0; }
     ULONGLONG Length() const;
@@ -63,39 +127,42 @@ public:
     ULONGLONG m_position = 0;
 
 private:
-    std::size_t ReadSlowly(BYTE* target, std::size_t count);
-    void WriteSlowly(BYTE const* source, std::size_t count);
     std::size_t ReadAt(BYTE* target, std::size_t count, ULONGLONG offset) const;
     std::size_t ReadLarge(BYTE* target, std::size_t count);
     void WriteAt(BYTE const* source, std::size_t count, ULONGLONG offset);
     void LoadWindow(std::size_t count);
     void NeedWindow() {
-        if (!m_window) m_window = std::make_unique_for_overwrite<BYTE[]>(windowCapacity + pageSize);
+        if (!m_window) m_window.reset(static_cast<BYTE*>(::operator new(windowCapacity, windowAlignment)));
     }
-    bool HasChanges() const { return m_changedEnd > m_changedBegin; }
+    bool HasChanges() const { return m_hasChanges; }
+    void BeginChanges(std::size_t place) {
+        m_length = std::max(m_length, Length());  // others may have written since
+        m_changedBegin = m_changedEnd = place;
+        m_hasChanges = true;
+    }
 
     CFile const& m_owner;
     int m_descriptor;
     bool m_canRead;
     bool m_canWrite;
     ULONGLONG m_length;  // of a file that we write: what is on disk and what is pending
-    std::unique_ptr<BYTE[]> m_window;
+    std::unique_ptr<BYTE, WindowDeleter> m_window;
     ULONGLONG m_windowStart = 0;
     std::size_t m_windowSize = 0;
-    std::size_t m_changedBegin = 0;  // range of the window that is not on disk yet
+    bool m_hasChanges = false;
+    std::size_t m_changedBegin = 0;  // range of the window that is not on disk yet, if there is one
     std::size_t m_changedEnd = 0;
     std::size_t m_readAhead = pageSize;
     int m_syncError = 0;
 };
 
-inline std::size_t CFile::Stream::Read(BYTE* target, std::size_t count) {
+// The way of nearly all calls: what is asked for lies in the window.
+inline bool CFile::Stream::ReadFromWindow(BYTE* target, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;  // wraps to a large number in front of the window
-    if (m_canRead && inWindow < m_windowSize && count <= m_windowSize - inWindow) {
-        std::memcpy(target, m_window.get() + inWindow, count);
-        m_position += count;
-        return count;
-    }
-    return ReadSlowly(target, count);
+    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return false;
+    CopyBytes(target, m_window.get() + inWindow, count);
+    m_position += count;
+    return true;
 }
 
 std::size_t CFile::Stream::ReadSlowly(BYTE* target, std::size_t count) {
@@ -136,12 +203,10 @@ std::size_t CFile::Stream::ReadAt(BYTE* target, std::size_t count, ULONGLONG off
     return done;
 }
 
-// The kernel copies slowly when target and file offset do not fall on the same place of a cache line. Then two
-// copies, the first into a window that stays in the processor's cache, are faster than one.
 std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count) {
     WriteOut();
     std::size_t done = 0;
-    if (((reinterpret_cast<std::uintptr_t>(target) ^ m_position) & 63) == 0) {
+    if (!IsSlowTarget(target, m_position)) {
         done = ReadAt(target, count, m_position);
         m_position += done;
         return done;
@@ -152,7 +217,7 @@ std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count) {
         std::size_t const skew = static_cast<std::size_t>(m_position % pageSize);
         std::size_t const wanted = std::min(count - done, windowCapacity - skew);
         std::size_t const got = ReadAt(m_window.get() + skew, wanted, m_position);
-        std::memcpy(target + done, m_window.get() + skew, got);
+        CopyStreaming(target + done, m_window.get() + skew, got);
         done += got;
         m_position += got;
         if (got < wanted) break;
@@ -176,32 +241,47 @@ void CFile::Stream::LoadWindow(std::size_t count) {
     m_windowSize = got;
 }
 
-inline void CFile::Stream::Write(BYTE const* source, std::size_t count) {
+inline BYTE* CFile::Stream::Touch(ULONGLONG position, std::size_t count) {
+    ULONGLONG const inWindow = position - m_windowStart;
+    if (!m_hasChanges || !m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return nullptr;
+    m_changedBegin = std::min<std::size_t>(m_changedBegin, inWindow);
+    m_changedEnd = std::max<std::size_t>(m_changedEnd, inWindow + count);
+    return m_window.get() + inWindow;
+}
+
+ULONGLONG CFile::Stream::SeekFrom(LONGLONG offset, UINT from) {
+    ULONGLONG const base = from == begin ? 0 : from == current ? m_position : Length();
+    // Unsigned arithmetic: whatever falls below 0 or reaches 2^63 has the upper bit set.
+    ULONGLONG const target = base + static_cast<ULONGLONG>(offset);
+    if (target >= positionLimit || from > end) FailWith(CFileException::badSeek);
+    return m_position = target;
+}
+
+// The same for writing: what is changed is one range, so that it goes out in one call.
+inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;
-    if (m_window && m_canWrite && inWindow <= m_windowSize && count <= windowCapacity - inWindow) {
-        std::size_t const first = static_cast<std::size_t>(inWindow);
-        std::memcpy(m_window.get() + first, source, count);
-        std::size_t const last = first + count;
-        if (HasChanges()) {
-            m_changedBegin = std::min(m_changedBegin, first);
-            m_changedEnd = std::max(m_changedEnd, last);
-        } else {
-            m_length = std::max(m_length, Length());  // others may have written since
-            m_changedBegin = first;
-            m_changedEnd = last;
-        }
-        m_windowSize = std::max(m_windowSize, last);
-        m_position += count;
-        m_length = std::max(m_length, m_position);
-        return;
-    }
-    WriteSlowly(source, count);
+    if (!HasChanges() || inWindow > m_windowSize || count > windowCapacity - inWindow) return false;
+    std::size_t const first = static_cast<std::size_t>(inWindow);
+    std::size_t const last = first + count;
+    CopyBytes(m_window.get() + first, source, count);
+    m_changedBegin = std::min(m_changedBegin, first);
+    m_changedEnd = std::max(m_changedEnd, last);
+    m_windowSize = std::max(m_windowSize, last);
+    m_position += count;
+    m_length = std::max(m_length, m_position);
+    return true;
 }
 
 void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     if (!m_canWrite) FailWith(CFileException::accessDenied);
     if (count == 0) return;
     if (count > positionLimit - 1 - m_position) FailWith(CFileException::badSeek);
+    ULONGLONG const inWindow = m_position - m_windowStart;
+    if (!HasChanges() && inWindow <= m_windowSize && m_windowSize > 0 && count <= windowCapacity - inWindow) {
+        BeginChanges(static_cast<std::size_t>(inWindow));
+        WriteToWindow(source, count);
+        return;
+    }
     WriteOut();
     Forget();
     if (count >= directSize) {
@@ -212,7 +292,8 @@ void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     }
     NeedWindow();
     m_windowStart = m_position;
-    Write(source, count);
+    BeginChanges(0);
+    WriteToWindow(source, count);
 }
 
 void CFile::Stream::WriteAt(BYTE const* source, std::size_t count, ULONGLONG offset) {
@@ -235,7 +316,7 @@ void CFile::Stream::WriteAt(BYTE const* source, std::size_t count, ULONGLONG off
 void CFile::Stream::WriteOut() {
     if (!HasChanges()) return;
     WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin, EndOf(m_windowStart, m_changedBegin));
-    m_changedBegin = m_changedEnd = 0;
+    m_hasChanges = false;
 }
 
 ULONGLONG CFile::Stream::Length() const {
@@ -360,13 +441,9 @@ ULONGLONG CFile::GetPosition() const {
 }
 
 ULONGLONG CFile::Seek(LONGLONG offset, UINT from) {
-    Stream& stream = Opened();
-    ULONGLONG const base = from == begin ? 0 : from == current ? stream.m_position : stream.Length();
-    // Unsigned arithmetic: whatever falls below 0 or reaches 2^63 has the upper bit set.
-    ULONGLONG const target = base + static_cast<ULONGLONG>(offset);
-    if (target >= positionLimit || from > end) stream.FailWith(CFileException::badSeek);
-    stream.m_position = target;
-    return target;
+    if (from == begin && offset >= 0 && m_stream) [[likely]]
+        return m_stream->m_position = static_cast<ULONGLONG>(offset);
+    return Opened().SeekFrom(offset, from);
 }
 
 ULONGLONG CFile::GetLength() const {
@@ -378,11 +455,19 @@ void CFile::SetLength(ULONGLONG newLength) {
 }
 
 UINT CFile::Read(void* buffer, UINT count) {
-    return static_cast<UINT>(Opened().Read(static_cast<BYTE*>(buffer), count));
+    if (m_stream && m_stream->ReadFromWindow(static_cast<BYTE*>(buffer), count)) [[likely]]
+        return count;
+    return static_cast<UINT>(Opened().ReadSlowly(static_cast<BYTE*>(buffer), count));
 }
 
 void CFile::Write(void const* buffer, UINT count) {
-    Opened().Write(static_cast<BYTE const*>(buffer), count);
+    if (m_stream && m_stream->WriteToWindow(static_cast<BYTE const*>(buffer), count)) [[likely]]
+        return;
+    Opened().WriteSlowly(static_cast<BYTE const*>(buffer), count);
+}
+
+BYTE* CFile::Touch(ULONGLONG position, UINT count) {
+    return m_stream ? m_stream->Touch(position, count) : nullptr;
 }
 
 void CFile::Flush() {
