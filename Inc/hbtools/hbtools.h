@@ -22,6 +22,7 @@
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/base/syString.h"
 #include "hbtools/base/sySync.h"
+#include "hbtools/base/syTerminal.h"
 #include "hbtools/base/syTextEncoding.h"
 #include "hbtools/base/syTypes.h"
 #include "hbtools/base/syValues.h"
