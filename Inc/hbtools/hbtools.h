@@ -17,6 +17,7 @@
 #include "hbtools/base/syFileStream.h"
 #include "hbtools/base/syFormat.h"
 #include "hbtools/base/syLimits.h"
+#include "hbtools/base/syLink.h"
 #include "hbtools/base/syObject.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
