@@ -180,6 +180,7 @@ void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     if (!m_canWrite) FailWith(CFileException::accessDenied);
     if (count == 0) return;
     if (count > positionLimit - 1 - m_position) FailWith(CFileException::badSeek);
+    bool const isLengthKnown = HasChanges();
     WriteOut();
     if (count >= directSize || m_position >= windowLimit) {
         Forget();
@@ -188,7 +189,7 @@ void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
         return;
     }
     NeedWindow();
-    ULONGLONG const length = Length();  // others may have written since
+    ULONGLONG const length = isLengthKnown ? m_length : Length();  // others may have written since
     ULONGLONG const inWindow = m_position - m_windowStart;
     if (inWindow > m_windowSize || count > windowCapacity - inWindow) {
         Forget();
