@@ -39,7 +39,13 @@ CArchive::~CArchive() {
         Close();
     } catch (CException* exception) {
         exception->Delete();
+    } catch (...) {  // of a file of the application's own
     }
+}
+
+void CArchive::Fail(int cause) const {
+    if (!m_file) AfxThrowArchiveException(CArchiveException::genericException);
+    AfxThrowArchiveException(cause, m_file->GetFileName());
 }
 
 void CArchive::Flush() {
@@ -65,7 +71,7 @@ void CArchive::Abort() noexcept {
 }
 
 UINT CArchive::Read(void* buffer, UINT count) {
-    if (!IsLoading()) AfxThrowArchiveException(CArchiveException::writeOnly, m_file ? m_file->GetFileName() : CString());
+    if (!m_file || !IsLoading()) Fail(CArchiveException::writeOnly);
     BYTE* target = static_cast<BYTE*>(buffer);
     UINT left = count;
     while (left > 0) {
@@ -75,8 +81,6 @@ UINT CArchive::Read(void* buffer, UINT count) {
             m_current += ready;
             target += ready;
             left -= ready;
-        } else if (!m_file) {
-            break;
         } else if (left >= m_bufferSize) {
             left -= m_file->Read(target, left);
             break;
@@ -90,8 +94,7 @@ UINT CArchive::Read(void* buffer, UINT count) {
 }
 
 void CArchive::Write(void const* buffer, UINT count) {
-    if (IsLoading()) AfxThrowArchiveException(CArchiveException::readOnly, m_file ? m_file->GetFileName() : CString());
-    if (!m_file) AfxThrowArchiveException(CArchiveException::genericException);
+    if (!m_file || IsLoading()) Fail(CArchiveException::readOnly);
     if (count > static_cast<std::size_t>(m_limit - m_current)) {
         Flush();
         if (count >= m_bufferSize) {
@@ -108,7 +111,7 @@ void CArchive::ReadBlock(void* buffer, ULONGLONG count) {
     while (count > 0) {
         UINT const part = static_cast<UINT>(std::min<ULONGLONG>(count, callLimit));
         if (Read(target, part) != part)
-            AfxThrowArchiveException(CArchiveException::endOfFile, m_file ? m_file->GetFileName() : CString());
+            Fail(CArchiveException::endOfFile);
         target += part;
         count -= part;
     }
@@ -132,15 +135,15 @@ ULONGLONG CArchive::GetRemaining() const {
 }
 
 void CArchive::FillBuffer(UINT count) {
-    if (!IsLoading()) AfxThrowArchiveException(CArchiveException::writeOnly, m_file ? m_file->GetFileName() : CString());
+    if (!m_file || !IsLoading()) Fail(CArchiveException::writeOnly);
     std::size_t const ready = static_cast<std::size_t>(m_limit - m_current);
     if (count <= ready) return;
     std::memmove(m_buffer, m_current, ready);
     m_current = m_buffer;
     m_limit = m_buffer + ready;
-    if (m_file && count <= m_bufferSize) m_limit += m_file->Read(m_limit, m_bufferSize - static_cast<UINT>(ready));
+    if (count <= m_bufferSize) m_limit += m_file->Read(m_limit, m_bufferSize - static_cast<UINT>(ready));
     if (static_cast<std::size_t>(m_limit - m_current) < count)
-        AfxThrowArchiveException(CArchiveException::endOfFile, m_file ? m_file->GetFileName() : CString());
+        Fail(CArchiveException::endOfFile);
 }
 
 ULONGLONG CArchive::ReadCount() {
@@ -169,20 +172,31 @@ void CArchive::WriteCount(ULONGLONG count) {
 }
 
 CArchive& CArchive::operator<<(wchar_t value) {
-    if (static_cast<std::uint32_t>(value) > 0xffff) AfxThrowArchiveException(CArchiveException::badIndex);
+    if (static_cast<std::uint32_t>(value) > 0xffff) Fail(CArchiveException::badIndex);
     return Put(static_cast<char16_t>(value));
 }
 
-CArchive& CArchive::operator<<(long value) {
-    auto const stored = static_cast<KxTStored<long>::Type>(value);
-    if (stored != value) AfxThrowArchiveException(CArchiveException::badIndex, m_file ? m_file->GetFileName() : CString());
+template <class T>
+CArchive& CArchive::PutNarrowed(T value) {
+    auto const stored = static_cast<typename KxTStored<T>::Type>(value);
+    if (stored != value) Fail(CArchiveException::badIndex);
     return Put(stored);
 }
 
+template <class T>
+CArchive& CArchive::GetWidened(T& value) {
+    typename KxTStored<T>::Type stored = 0;
+    Get(stored);
+    value = static_cast<T>(stored);
+    return *this;
+}
+
+CArchive& CArchive::operator<<(long value) {
+    return PutNarrowed(value);
+}
+
 CArchive& CArchive::operator<<(unsigned long value) {
-    auto const stored = static_cast<KxTStored<unsigned long>::Type>(value);
-    if (stored != value) AfxThrowArchiveException(CArchiveException::badIndex, m_file ? m_file->GetFileName() : CString());
-    return Put(stored);
+    return PutNarrowed(value);
 }
 
 CArchive& CArchive::operator<<(KxTools::String const& text) {
@@ -210,64 +224,55 @@ CArchive& CArchive::operator>>(bool& value) {
 }
 
 CArchive& CArchive::operator>>(wchar_t& value) {
-    char16_t unit = 0;
-    Get(unit);
-    value = static_cast<wchar_t>(unit);
-    return *this;
+    return GetWidened(value);
 }
 
 CArchive& CArchive::operator>>(long& value) {
-    KxTStored<long>::Type stored = 0;
-    Get(stored);
-    value = stored;
-    return *this;
+    return GetWidened(value);
 }
 
 CArchive& CArchive::operator>>(unsigned long& value) {
-    KxTStored<unsigned long>::Type stored = 0;
-    Get(stored);
-    value = stored;
-    return *this;
+    return GetWidened(value);
 }
 
-namespace {
-
 template <class C>
-std::basic_string<C> ReadUnits(CArchive& archive, ULONGLONG length) {
-    std::basic_string<C> units;
+std::basic_string<C> CArchive::ReadUnits(ULONGLONG length) {
     // Only what is really there is worth memory.
-    if (length > shortText && length > archive.GetRemaining() / sizeof(C))
-        AfxThrowArchiveException(CArchiveException::endOfFile,
-                                 archive.GetFile() ? archive.GetFile()->GetFileName() : CString());
+    if (length > shortText && length > GetRemaining() / sizeof(C)) Fail(CArchiveException::endOfFile);
+    std::basic_string<C> units;
     units.resize(static_cast<std::size_t>(length));
-    archive.ReadBlock(units.data(), length * sizeof(C));
+    ReadBlock(units.data(), length * sizeof(C));
     return units;
 }
 
-std::wstring ReadText(CArchive& archive) {
-    int charSize = 1;
-    ULONGLONG const length = AfxReadStringLength(archive, charSize);
-    if (length > static_cast<ULONGLONG>(std::numeric_limits<int>::max()))
-        AfxThrowArchiveException(CArchiveException::endOfFile,
-                                 archive.GetFile() ? archive.GetFile()->GetFileName() : CString());
-    if (charSize == 1) return KxxWidenNarrow(ReadUnits<char>(archive, length));
-    return KxxWidenUtf16(ReadUnits<char16_t>(archive, length));
+// A text object counts its characters in an int.
+ULONGLONG CArchive::ReadTextLength(int& charSize) {
+    ULONGLONG const length = AfxReadStringLength(*this, charSize);
+    if (length > static_cast<ULONGLONG>(std::numeric_limits<int>::max())) Fail(CArchiveException::endOfFile);
+    return length;
 }
 
-}  // namespace
+std::wstring CArchive::ReadText() {
+    int charSize = 1;
+    ULONGLONG const length = ReadTextLength(charSize);
+    return charSize == 1 ? KxxWidenNarrow(ReadUnits<char>(length)) : KxxWidenUtf16(ReadUnits<char16_t>(length));
+}
 
 CArchive& CArchive::operator>>(KxString& text) {
-    text = KxString(ReadText(*this));
+    text = KxString(ReadText());
     return *this;
 }
 
 CArchive& CArchive::operator>>(CString& text) {
-    text = CString(std::wstring_view(ReadText(*this)));
+    text = CString(std::wstring_view(ReadText()));
     return *this;
 }
 
 CArchive& CArchive::operator>>(CStringA& text) {
-    text = CStringA(std::string_view(KxxToNarrow(ReadText(*this))));
+    int charSize = 1;
+    ULONGLONG const length = ReadTextLength(charSize);
+    text = CStringA(std::string_view(charSize == 1 ? ReadUnits<char>(length)
+                                                   : KxxToNarrow(KxxWidenUtf16(ReadUnits<char16_t>(length)))));
     return *this;
 }
 
@@ -284,7 +289,7 @@ ULONGLONG AfxReadStringLength(CArchive& archive, int& charSize) {
         if (byte != 0xff) return byte;
         archive >> word;
         // A second mark is no length.
-        if (word == 0xfffe) AfxThrowArchiveException(CArchiveException::badIndex);
+        if (word == 0xfffe) archive.Fail(CArchiveException::badIndex);
     }
     if (word != 0xffff) return word;
     DWORD dword = 0;

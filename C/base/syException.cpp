@@ -85,8 +85,13 @@ KxException& KxException::operator=(KxException& other) {
 
 KxString KxException::GetMessage() {
     if (!m_isBuilt) {
-        m_isBuilt = true;
-        BuildMessage();
+        m_isBuilt = true;  // a BuildMessage may ask for the text so far
+        try {
+            BuildMessage();
+        } catch (...) {  // no memory now; the next call may find some
+            m_isBuilt = false;
+            throw;
+        }
     }
     return m_message;
 }
@@ -108,6 +113,8 @@ KxString KxException::GetExtendedInfo() {
 }
 
 KxRuntimeException::KxRuntimeException() : KxException(text::RuntimeError) {}
+KxRuntimeException::KxRuntimeException(KxString const& file, unsigned long line)
+    : KxException(file, line, text::RuntimeError) {}
 KxLogicException::KxLogicException() : KxException(text::LogicError) {}
 KxOperationException::KxOperationException() : KxRuntimeException(text::OperationError) {}
 KxRangeException::KxRangeException() : KxRuntimeException(text::RangeError) {}

@@ -67,7 +67,7 @@ ULONGLONG CMemFile::GetLength() const {
 }
 
 void CMemFile::SetLength(ULONGLONG newLength) {
-    if (newLength > m_bufferSize) GrowFile(newLength);
+    MakeRoom(newLength);
     if (newLength > m_fileSize) std::memset(m_buffer + m_fileSize, 0, newLength - m_fileSize);
     m_fileSize = newLength;
 }
@@ -84,7 +84,7 @@ void CMemFile::Write(void const* buffer, UINT count) {
     if (count == 0) return;
     if (count > positionLimit - 1 - m_position) AfxThrowFileException(CFileException::badSeek, -1, m_filePath);
     ULONGLONG const last = m_position + count;
-    if (last > m_bufferSize) GrowFile(last);
+    MakeRoom(last);
     if (m_position > m_fileSize) std::memset(m_buffer + m_fileSize, 0, m_position - m_fileSize);
     std::memcpy(m_buffer + m_position, buffer, count);
     m_position = last;
@@ -97,6 +97,12 @@ BYTE* CMemFile::Touch(ULONGLONG position, UINT count) {
 }
 
 void CMemFile::Flush() {}
+
+void CMemFile::MakeRoom(ULONGLONG length) {
+    if (length <= m_bufferSize) return;
+    GrowFile(length);
+    if (length > m_bufferSize) AfxThrowMemoryException();  // another growth rule fell short
+}
 
 BYTE* CMemFile::Alloc(ULONGLONG size) {
     return static_cast<BYTE*>(std::malloc(size));
@@ -112,13 +118,15 @@ void CMemFile::Free(BYTE* memory) {
 
 void CMemFile::GrowFile(ULONGLONG newLength) {
     if (newLength <= m_bufferSize) return;
-    // Memory of the caller's is never moved; without a grow value there is no growth.
-    if (m_growBytes == 0 || !m_ownsBuffer || newLength > positionLimit) AfxThrowMemoryException();
+    if (m_growBytes == 0 || newLength > positionLimit) AfxThrowMemoryException();
     ULONGLONG const newSize = (newLength + m_growBytes - 1) / m_growBytes * m_growBytes;
-    BYTE* const memory = m_buffer ? Realloc(m_buffer, newSize) : Alloc(newSize);
+    bool const moves = m_buffer && m_ownsBuffer;
+    BYTE* const memory = moves ? Realloc(m_buffer, newSize) : Alloc(newSize);
     if (!memory) AfxThrowMemoryException();
+    if (!m_ownsBuffer && m_fileSize > 0) std::memcpy(memory, m_buffer, m_fileSize);
     m_buffer = memory;
     m_bufferSize = newSize;
+    m_ownsBuffer = true;
 }
 
 CSharedFile::CSharedFile(UINT allocFlags, UINT growBytes) : CMemFile(growBytes), m_allocFlags(allocFlags) {}

@@ -32,7 +32,7 @@ int CException::GetErrorMessage(wchar_t* buffer, unsigned int size, unsigned int
     std::size_t const length = std::min<std::size_t>(text.View().size(), size - 1);
     std::copy_n(text.GetStr(), length, buffer);
     buffer[length] = 0;
-    return length > 0;
+    return !text.View().empty();
 }
 
 KxString CException::ComposeText() {
@@ -46,6 +46,7 @@ int CFileException::CauseOfOsError(long osError) {
     switch (osError) {
         case 0: return none;
         case ENOENT: return fileNotFound;
+        case EILSEQ:
         case ENOTDIR:
         case ENAMETOOLONG:
         case ELOOP: return badPath;
@@ -62,7 +63,10 @@ int CFileException::CauseOfOsError(long osError) {
         case EMLINK: return directoryFull;
         case EINVAL:
         case EOVERFLOW: return badSeek;
-        case EIO: return hardIO;
+        case EIO:
+        case EREMOTEIO:
+        case ESTALE:
+        case ETIMEDOUT: return hardIO;
         case EBUSY:
         case ETXTBSY: return sharingViolation;
         case EAGAIN:

@@ -21,12 +21,30 @@ namespace {
 // The kernel moves at most this much in one call.
 constexpr std::size_t callLimit = 0x7ffff000;
 constexpr std::size_t nameLimit = 255;  // bytes of a file name
+constexpr unsigned long long lastOffset = ~0ULL >> 1;
 
 template <class Call>
 auto Repeat(Call call) {
     auto result = call();
     while (result < 0 && errno == EINTR) result = call();
     return result;
+}
+
+/// Writes all of it; `put` is the system call for one part: it gets the part's begin and its length.
+template <class Put>
+int WriteParts(void const* data, std::size_t count, Put put) {
+    SizeSignalGuard guard;
+    for (std::size_t done = 0; done < count;) {
+        ssize_t const part =
+            Repeat([&] { return put(static_cast<char const*>(data) + done, std::min(count - done, callLimit)); });
+        if (part < 0) {
+            if (errno == EFBIG) guard.TakePending();
+            return errno;
+        }
+        if (part == 0) return EIO;
+        done += static_cast<std::size_t>(part);
+    }
+    return 0;
 }
 
 /// ".name.hbtmp-" and eight characters that nobody can foresee.
@@ -85,8 +103,9 @@ int Descriptor::Open(std::string const& path, unsigned flags) {
     if (S_ISDIR(status.st_mode)) return EISDIR;
     if (!S_ISREG(status.st_mode)) return EINVAL;
     // Emptied only now that it is known to be a file.
-    if ((flags & truncate) && status.st_size > 0 && Repeat([&] { return ::ftruncate(opened.m_number, 0); }) != 0)
-        return errno;
+    if ((flags & truncate) && status.st_size > 0) {
+        if (int const error = opened.SetLength(0)) return error;
+    }
     *this = std::move(opened);
     return 0;
 }
@@ -105,19 +124,31 @@ int Descriptor::Read(void* buffer, std::size_t count, std::size_t& got) {
 }
 
 int Descriptor::Write(void const* data, std::size_t count) {
-    SizeSignalGuard guard;
-    for (std::size_t done = 0; done < count;) {
+    return WriteParts(data, count, [this](char const* part, std::size_t size) { return ::write(m_number, part, size); });
+}
+
+int Descriptor::ReadAt(void* buffer, std::size_t count, unsigned long long offset, std::size_t& got) const {
+    got = 0;
+    // The system calls a range that leaves its numbers an error, even where there is nothing to read.
+    count = offset > lastOffset ? 0 : std::min<unsigned long long>(count, lastOffset - offset);
+    while (got < count) {
         ssize_t const part = Repeat([&] {
-            return ::write(m_number, static_cast<char const*>(data) + done, std::min(count - done, callLimit));
+            return ::pread(m_number, static_cast<char*>(buffer) + got, std::min(count - got, callLimit),
+                           static_cast<off_t>(offset + got));
         });
-        if (part < 0) {
-            if (errno == EFBIG) guard.TakePending();
-            return errno;
-        }
-        if (part == 0) return EIO;
-        done += static_cast<std::size_t>(part);
+        if (part < 0) return errno;
+        if (part == 0) return 0;
+        got += static_cast<std::size_t>(part);
     }
     return 0;
+}
+
+int Descriptor::WriteAt(void const* data, std::size_t count, unsigned long long offset) {
+    return WriteParts(data, count, [this, &offset](char const* part, std::size_t size) {
+        ssize_t const done = ::pwrite(m_number, part, size, static_cast<off_t>(offset));
+        if (done > 0) offset += static_cast<unsigned long long>(done);
+        return done;
+    });
 }
 
 int Descriptor::Seek(long long offset, int from, long long& position) {
@@ -125,6 +156,20 @@ int Descriptor::Seek(long long offset, int from, long long& position) {
     if (result < 0) return errno;
     position = result;
     return 0;
+}
+
+int Descriptor::GetLength(unsigned long long& length) const {
+    struct stat status;
+    if (::fstat(m_number, &status) != 0) return errno;
+    length = static_cast<unsigned long long>(status.st_size);
+    return 0;
+}
+
+int Descriptor::SetLength(unsigned long long length) {
+    SizeSignalGuard guard;
+    if (Repeat([&] { return ::ftruncate(m_number, static_cast<off_t>(length)); }) == 0) return 0;
+    if (errno == EFBIG) guard.TakePending();
+    return errno;
 }
 
 int Descriptor::Sync() {
@@ -206,9 +251,7 @@ int PartFile::PutInPlace(bool replace) {
     int const closeError = m_file.Close();
     if (error == 0) error = closeError;
     if (error == 0) {
-        int const result = replace ? ::rename(m_path.c_str(), m_target.c_str())
-                                   : ::renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, m_target.c_str(), RENAME_NOREPLACE);
-        error = result == 0 ? 0 : errno;
+        error = !replace ? RenameNew(m_path, m_target) : ::rename(m_path.c_str(), m_target.c_str()) == 0 ? 0 : errno;
     }
     if (error != 0) {
         Discard();
@@ -222,6 +265,14 @@ void PartFile::Discard() noexcept {
     m_file.Close();
     if (!m_path.empty()) ::unlink(m_path.c_str());
     m_path.clear();
+}
+
+int RenameNew(std::string const& from, std::string const& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP) return errno;
+    // This file system knows no such renaming; a second name is refused in the same way.
+    if (::link(from.c_str(), to.c_str()) != 0) return errno;
+    return ::unlink(from.c_str()) == 0 ? 0 : errno;
 }
 
 int ResolveLinks(std::string const& path, std::string& target) {

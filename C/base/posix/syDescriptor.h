@@ -32,8 +32,13 @@ public:
     int Read(void* buffer, std::size_t count, std::size_t& got);
     /// Writes all of it.
     int Write(void const* data, std::size_t count);
+    /// The same at a place of the file, whose position they leave alone. Nothing stands from 2^63 - 1 on.
+    int ReadAt(void* buffer, std::size_t count, unsigned long long offset, std::size_t& got) const;
+    int WriteAt(void const* data, std::size_t count, unsigned long long offset);
     /// Moves to `offset` from the beginning (0), the position (1) or the end (2).
     int Seek(long long offset, int from, long long& position);
+    int GetLength(unsigned long long& length) const;
+    int SetLength(unsigned long long length);
     int Sync();
     int Close();
 
@@ -84,6 +89,8 @@ private:
     Descriptor m_file;
 };
 
+/// Renames a file unless the new name is taken: EEXIST.
+int RenameNew(std::string const& from, std::string const& to);
 /// The file that the path stands for once its last component is no symbolic link any more; it need not exist.
 int ResolveLinks(std::string const& path, std::string& target);
 /// 0 if the file may be replaced or is not there. A file without any write permission is protected, for root too.

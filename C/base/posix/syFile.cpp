@@ -6,15 +6,12 @@
 // moves. Large blocks pass by the window.
 #include "hbtools/base/syFile.h"
 
-#include "base/posix/sySizeSignal.h"
+#include "base/posix/syDescriptor.h"
 #include "hbtools/base/syEncoding.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -25,13 +22,12 @@ namespace KxN {
 namespace {
 
 constexpr std::size_t windowCapacity = 256 * 1024;
-constexpr std::size_t pageSize = 4096;       // what a read out of order fetches
+constexpr std::size_t pageSize = 4096;          // what a read out of order fetches
 constexpr std::size_t directSize = 128 * 1024;  // reads and writes from here on pass by the window
 constexpr ULONGLONG positionLimit = 1ULL << 63;
-// The kernel moves at most this much in one call.
-constexpr std::size_t callLimit = 0x7ffff000;
-
-using detail::SizeSignalGuard;
+// From here on nothing is held in the window, so that no offset in it can leave the limit.
+constexpr ULONGLONG windowLimit = positionLimit - windowCapacity;
+constexpr std::size_t smallSize = 32;  // reads and writes below it are copied in words
 
 // On a page, so that the kernel's copies into it run on whole cache lines.
 constexpr std::align_val_t windowAlignment{pageSize};
@@ -73,12 +69,8 @@ inline void CopyWord(BYTE*& target, BYTE const*& source) {
     source += sizeof word;
 }
 
-// Nearly all reads and writes are heads and scalars: a call for each would cost more than the bytes.
-inline void CopyBytes(BYTE* target, BYTE const* source, std::size_t count) {
-    if (count >= 32) {
-        std::memcpy(target, source, count);
-        return;
-    }
+// Nearly all reads and writes are heads and scalars of a few bytes: a call for each would cost more than they do.
+inline void CopySmall(BYTE* target, BYTE const* source, std::size_t count) {
     // In whole words from the front, as the callers put them together: the processor then passes them on unstored.
     if (count & 16) {
         CopyWord<std::uint64_t>(target, source);
@@ -90,21 +82,14 @@ inline void CopyBytes(BYTE* target, BYTE const* source, std::size_t count) {
     if (count & 1) CopyWord<std::uint8_t>(target, source);
 }
 
-ULONGLONG EndOf(ULONGLONG offset, std::size_t count) {
-    return offset + count;
-}
-
 }  // namespace
 
 class CFile::Stream {
 public:
-    Stream(int descriptor, bool canRead, bool canWrite, ULONGLONG length, CFile const& owner)
-        : m_owner(owner), m_descriptor(descriptor), m_canRead(canRead), m_canWrite(canWrite), m_length(length) {}
+    Stream(detail::Descriptor file, bool canRead, bool canWrite, CFile const& owner)
+        : m_owner(owner), m_file(std::move(file)), m_canRead(canRead), m_canWrite(canWrite) {}
     Stream(Stream const&) = delete;
     Stream& operator=(Stream const&) = delete;
-    ~Stream() {
-        if (m_descriptor >= 0) ::close(m_descriptor);
-    }
 
     [[noreturn]] void Fail(int osError) const {
         throw new CFileException(CFileException::CauseOfOsError(osError), osError, m_owner.m_filePath);
@@ -115,10 +100,10 @@ public:
     bool WriteToWindow(BYTE const* source, std::size_t count);
     [[gnu::noinline]] std::size_t ReadSlowly(BYTE* target, std::size_t count);
     [[gnu::noinline]] void WriteSlowly(BYTE const* source, std::size_t count);
-    ULONGLONG SeekFrom(LONGLONG offset, UINT from);
+    [[gnu::noinline]] ULONGLONG SeekFrom(LONGLONG offset, UINT from);
     BYTE* Touch(ULONGLONG position, std::size_t count);
-    void WriteOut();
-    void Forget() { m_windowSize = 0; }
+    /// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
+    int TryWriteOut();
     ULONGLONG Length() const;
     void SetLength(ULONGLONG newLength);
     void Sync();
@@ -128,111 +113,112 @@ public:
 
 private:
     std::size_t ReadAt(BYTE* target, std::size_t count, ULONGLONG offset) const;
-    std::size_t ReadLarge(BYTE* target, std::size_t count);
-    void WriteAt(BYTE const* source, std::size_t count, ULONGLONG offset);
-    void LoadWindow(std::size_t count);
+    std::size_t ReadLarge(BYTE* target, std::size_t count, ULONGLONG position);
+    void LoadWindow(ULONGLONG position, std::size_t count);
+    void Check(int osError) const {
+        if (osError != 0) Fail(osError);
+    }
+    void WriteOut() { Check(TryWriteOut()); }
+    void Forget() { m_windowSize = 0; }
     void NeedWindow() {
         if (!m_window) m_window.reset(static_cast<BYTE*>(::operator new(windowCapacity, windowAlignment)));
     }
-    bool HasChanges() const { return m_hasChanges; }
-    void BeginChanges(std::size_t place) {
-        m_length = std::max(m_length, Length());  // others may have written since
-        m_changedBegin = m_changedEnd = place;
-        m_hasChanges = true;
+    bool HasChanges() const { return m_changedEnd > m_changedBegin; }
+    /// True if `count` bytes at a place of the window extend the changed range without a gap. Changes are only where
+    /// writing is allowed.
+    bool TouchesChanges(ULONGLONG inWindow, std::size_t count) const {
+        return HasChanges() && inWindow <= m_changedEnd && count <= windowCapacity - inWindow &&
+               inWindow + count >= m_changedBegin;
+    }
+    void TakeChange(std::size_t first, std::size_t count) {
+        m_changedBegin = std::min(m_changedBegin, first);
+        m_changedEnd = std::max(m_changedEnd, first + count);
+        m_windowSize = std::max(m_windowSize, first + count);
+        m_position += count;
+        m_length = std::max(m_length, m_position);
     }
 
     CFile const& m_owner;
-    int m_descriptor;
+    detail::Descriptor m_file;
     bool m_canRead;
     bool m_canWrite;
-    ULONGLONG m_length;  // of a file that we write: what is on disk and what is pending
     std::unique_ptr<BYTE, WindowDeleter> m_window;
     ULONGLONG m_windowStart = 0;
     std::size_t m_windowSize = 0;
-    bool m_hasChanges = false;
-    std::size_t m_changedBegin = 0;  // range of the window that is not on disk yet, if there is one
+    // The one range of the window that is not on disk yet; it holds nothing but bytes that were written here, so
+    // that what others change around it is never overwritten.
+    std::size_t m_changedBegin = 0;
     std::size_t m_changedEnd = 0;
+    ULONGLONG m_length = 0;  // while there are changes: what is on disk and what is pending
     std::size_t m_readAhead = pageSize;
     int m_syncError = 0;
 };
 
-// The way of nearly all calls: what is asked for lies in the window.
+// The way of nearly all calls: a few bytes that lie in the window.
 inline bool CFile::Stream::ReadFromWindow(BYTE* target, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;  // wraps to a large number in front of the window
-    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return false;
-    CopyBytes(target, m_window.get() + inWindow, count);
+    if (count >= smallSize || !m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return false;
+    CopySmall(target, m_window.get() + inWindow, count);
     m_position += count;
     return true;
 }
 
+// The position moves only when all went well.
 std::size_t CFile::Stream::ReadSlowly(BYTE* target, std::size_t count) {
     if (!m_canRead) FailWith(CFileException::accessDenied);
     std::size_t done = 0;
     while (done < count) {
-        ULONGLONG const inWindow = m_position - m_windowStart;
+        ULONGLONG const position = m_position + done;
+        ULONGLONG const inWindow = position - m_windowStart;
         if (inWindow < m_windowSize) {
             std::size_t const part = std::min<std::size_t>(count - done, m_windowSize - inWindow);
             std::memcpy(target + done, m_window.get() + inWindow, part);
             done += part;
-            m_position += part;
             continue;
         }
-        if (m_position >= positionLimit) break;
-        if (count - done >= directSize) {
-            done += ReadLarge(target + done, count - done);
+        if (position >= positionLimit) break;
+        if (count - done >= directSize || position >= windowLimit) {
+            done += ReadLarge(target + done, count - done, position);
             break;
         }
-        LoadWindow(count - done);
-        if (m_position - m_windowStart >= m_windowSize) break;  // end of the file
+        LoadWindow(position, count - done);
+        if (position - m_windowStart >= m_windowSize) break;  // end of the file
     }
+    m_position += done;
     return done;
 }
 
 std::size_t CFile::Stream::ReadAt(BYTE* target, std::size_t count, ULONGLONG offset) const {
-    std::size_t done = 0;
-    while (done < count) {
-        ssize_t const got = ::pread(m_descriptor, target + done, std::min(count - done, callLimit),
-                                    static_cast<off_t>(offset + done));
-        if (got < 0) {
-            if (errno == EINTR) continue;
-            Fail(errno);
-        }
-        if (got == 0) break;
-        done += static_cast<std::size_t>(got);
-    }
-    return done;
+    std::size_t got = 0;
+    Check(m_file.ReadAt(target, count, offset, got));
+    return got;
 }
 
-std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count) {
+std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count, ULONGLONG position) {
     WriteOut();
-    std::size_t done = 0;
-    if (!IsSlowTarget(target, m_position)) {
-        done = ReadAt(target, count, m_position);
-        m_position += done;
-        return done;
-    }
+    if (!IsSlowTarget(target, position)) return ReadAt(target, count, position);
     NeedWindow();
     Forget();
+    std::size_t done = 0;
     while (done < count) {
-        std::size_t const skew = static_cast<std::size_t>(m_position % pageSize);
+        std::size_t const skew = static_cast<std::size_t>((position + done) % pageSize);
         std::size_t const wanted = std::min(count - done, windowCapacity - skew);
-        std::size_t const got = ReadAt(m_window.get() + skew, wanted, m_position);
+        std::size_t const got = ReadAt(m_window.get() + skew, wanted, position + done);
         CopyStreaming(target + done, m_window.get() + skew, got);
         done += got;
-        m_position += got;
         if (got < wanted) break;
     }
     return done;
 }
 
 // Brings the window to the position with at least one page, in order of reading with more each time.
-void CFile::Stream::LoadWindow(std::size_t count) {
+void CFile::Stream::LoadWindow(ULONGLONG position, std::size_t count) {
     WriteOut();
     NeedWindow();
-    bool const inOrder = m_windowSize > 0 && m_position == EndOf(m_windowStart, m_windowSize);
+    bool const inOrder = m_windowSize > 0 && position == m_windowStart + m_windowSize;
     m_readAhead = inOrder ? std::min(m_readAhead * 2, windowCapacity) : pageSize;
-    ULONGLONG const start = m_position - m_position % pageSize;
-    std::size_t const needed = static_cast<std::size_t>(m_position - start) + count;
+    ULONGLONG const start = position - position % pageSize;
+    std::size_t const needed = static_cast<std::size_t>(position - start) + count;
     std::size_t const wanted =
         std::min(std::max((needed + pageSize - 1) / pageSize * pageSize, m_readAhead), windowCapacity);
     Forget();
@@ -243,7 +229,8 @@ void CFile::Stream::LoadWindow(std::size_t count) {
 
 inline BYTE* CFile::Stream::Touch(ULONGLONG position, std::size_t count) {
     ULONGLONG const inWindow = position - m_windowStart;
-    if (!m_hasChanges || !m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return nullptr;
+    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow || !TouchesChanges(inWindow, count))
+        return nullptr;
     m_changedBegin = std::min<std::size_t>(m_changedBegin, inWindow);
     m_changedEnd = std::max<std::size_t>(m_changedEnd, inWindow + count);
     return m_window.get() + inWindow;
@@ -257,18 +244,12 @@ ULONGLONG CFile::Stream::SeekFrom(LONGLONG offset, UINT from) {
     return m_position = target;
 }
 
-// The same for writing: what is changed is one range, so that it goes out in one call.
+// The same for writing, where the bytes extend what is pending.
 inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;
-    if (!HasChanges() || inWindow > m_windowSize || count > windowCapacity - inWindow) return false;
-    std::size_t const first = static_cast<std::size_t>(inWindow);
-    std::size_t const last = first + count;
-    CopyBytes(m_window.get() + first, source, count);
-    m_changedBegin = std::min(m_changedBegin, first);
-    m_changedEnd = std::max(m_changedEnd, last);
-    m_windowSize = std::max(m_windowSize, last);
-    m_position += count;
-    m_length = std::max(m_length, m_position);
+    if (count >= smallSize || !TouchesChanges(inWindow, count)) return false;
+    CopySmall(m_window.get() + inWindow, source, count);
+    TakeChange(static_cast<std::size_t>(inWindow), count);
     return true;
 }
 
@@ -276,70 +257,58 @@ void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     if (!m_canWrite) FailWith(CFileException::accessDenied);
     if (count == 0) return;
     if (count > positionLimit - 1 - m_position) FailWith(CFileException::badSeek);
-    ULONGLONG const inWindow = m_position - m_windowStart;
-    if (!HasChanges() && inWindow <= m_windowSize && m_windowSize > 0 && count <= windowCapacity - inWindow) {
-        BeginChanges(static_cast<std::size_t>(inWindow));
-        WriteToWindow(source, count);
+    if (ULONGLONG const place = m_position - m_windowStart; TouchesChanges(place, count)) {
+        std::memcpy(m_window.get() + place, source, count);
+        TakeChange(static_cast<std::size_t>(place), count);
         return;
     }
+    bool const isLengthKnown = HasChanges();
     WriteOut();
-    Forget();
-    if (count >= directSize) {
-        WriteAt(source, count, m_position);
+    if (count >= directSize || m_position >= windowLimit) {
+        Forget();
+        Check(m_file.WriteAt(source, count, m_position));
         m_position += count;
-        m_length = std::max(m_length, m_position);
         return;
     }
     NeedWindow();
-    m_windowStart = m_position;
-    BeginChanges(0);
-    WriteToWindow(source, count);
-}
-
-void CFile::Stream::WriteAt(BYTE const* source, std::size_t count, ULONGLONG offset) {
-    SizeSignalGuard guard;
-    std::size_t done = 0;
-    while (done < count) {
-        ssize_t const put = ::pwrite(m_descriptor, source + done, std::min(count - done, callLimit),
-                                     static_cast<off_t>(offset + done));
-        if (put < 0) {
-            if (errno == EINTR) continue;
-            if (errno == EFBIG) guard.TakePending();
-            Fail(errno);
-        }
-        if (put == 0) Fail(EIO);
-        done += static_cast<std::size_t>(put);
+    ULONGLONG const length = isLengthKnown ? m_length : Length();  // others may have written since
+    ULONGLONG const inWindow = m_position - m_windowStart;
+    if (inWindow > m_windowSize || count > windowCapacity - inWindow) {
+        Forget();
+        m_windowStart = m_position;
     }
+    m_changedBegin = static_cast<std::size_t>(m_position - m_windowStart);
+    m_changedEnd = m_changedBegin + count;
+    std::memcpy(m_window.get() + m_changedBegin, source, count);
+    m_windowSize = std::max(m_windowSize, m_changedEnd);
+    m_position += count;
+    m_length = std::max(length, m_position);
 }
 
-/// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
-void CFile::Stream::WriteOut() {
-    if (!HasChanges()) return;
-    WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin, EndOf(m_windowStart, m_changedBegin));
-    m_hasChanges = false;
+int CFile::Stream::TryWriteOut() {
+    if (!HasChanges()) return 0;
+    int const error = m_file.WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin,
+                                     m_windowStart + m_changedBegin);
+    if (error == 0) m_changedBegin = m_changedEnd = 0;
+    return error;
 }
 
 ULONGLONG CFile::Stream::Length() const {
     if (HasChanges()) return m_length;
-    struct stat status;
-    if (::fstat(m_descriptor, &status) != 0) Fail(errno);
-    return static_cast<ULONGLONG>(status.st_size);
+    ULONGLONG length = 0;
+    Check(m_file.GetLength(length));
+    return length;
 }
 
+// Cuts first and drops what is pending behind the new end: a full disk must not keep anyone from freeing it.
 void CFile::Stream::SetLength(ULONGLONG newLength) {
     if (!m_canWrite) FailWith(CFileException::accessDenied);
     if (newLength >= positionLimit) FailWith(CFileException::badSeek);
-    WriteOut();
-    Forget();
-    SizeSignalGuard guard;
-    int result;
-    do {
-        result = ::ftruncate(m_descriptor, static_cast<off_t>(newLength));
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {
-        if (errno == EFBIG) guard.TakePending();
-        Fail(errno);
-    }
+    Check(m_file.SetLength(newLength));
+    ULONGLONG const held = newLength > m_windowStart ? newLength - m_windowStart : 0;
+    m_windowSize = static_cast<std::size_t>(std::min<ULONGLONG>(m_windowSize, held));
+    m_changedEnd = std::min(m_changedEnd, m_windowSize);
+    if (!HasChanges()) m_changedBegin = m_changedEnd = 0;
     m_length = newLength;
 }
 
@@ -347,23 +316,14 @@ void CFile::Stream::Sync() {
     WriteOut();
     Forget();
     if (!m_canWrite) return;
-    if (m_syncError == 0) {
-        int result;
-        do {
-            result = ::fsync(m_descriptor);
-        } while (result != 0 && errno == EINTR);
-        // The system reports a lost page once only; whoever asks again must not be told that all is well.
-        if (result != 0) m_syncError = errno;
-    }
-    if (m_syncError != 0) Fail(m_syncError);
+    // The system reports a lost page once only; whoever asks again must not be told that all is well.
+    if (m_syncError == 0) m_syncError = m_file.Sync();
+    Check(m_syncError);
 }
 
 void CFile::Stream::Close() {
     WriteOut();
-    int const descriptor = m_descriptor;
-    m_descriptor = -1;
-    // After EINTR the descriptor is gone all the same; a second call could close a stranger's.
-    if (::close(descriptor) != 0 && errno != EINTR) Fail(errno);
+    Check(m_file.Close());
 }
 
 CFile::CFile() = default;
@@ -375,12 +335,7 @@ CFile::CFile(wchar_t const* path, UINT openFlags) {
 }
 
 CFile::~CFile() {
-    if (!m_stream) return;
-    try {
-        m_stream->WriteOut();
-    } catch (CException* exception) {
-        exception->Delete();
-    }
+    if (m_stream) m_stream->TryWriteOut();
 }
 
 int CFile::Open(wchar_t const* path, UINT openFlags, CFileException* error) {
@@ -388,37 +343,30 @@ int CFile::Open(wchar_t const* path, UINT openFlags, CFileException* error) {
         if (error) *error = CFileException(cause, osError, path);
         return 0;
     };
+    try {
+        if (m_stream) Close();
+    } catch (CFileException* failed) {
+        if (error) *error = *failed;
+        failed->Delete();
+        return 0;
+    }
     UINT const access = openFlags & 3;
     if (!path || !*path || access == 3) return refuse(CFileException::badPath, -1);
-    std::string const systemPath = KxxToSystemPath(path);
-    int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;  // a pipe or a device must not make us wait
-    flags |= access == modeRead ? O_RDONLY : access == modeWrite ? O_WRONLY : O_RDWR;
-    if (openFlags & modeCreate) flags |= O_CREAT;
-    int descriptor;
-    do {
-        descriptor = ::open(systemPath.c_str(), flags, 0666);
-    } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0) return refuse(CFileException::CauseOfOsError(errno), errno);
-
-    struct stat status;
-    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        bool const isDirectory = S_ISDIR(status.st_mode);
-        ::close(descriptor);
-        return refuse(isDirectory ? CFileException::accessDenied : CFileException::invalidFile,
-                      isDirectory ? EISDIR : -1);
+    unsigned flags = access == modeRead    ? detail::Descriptor::read
+                     : access == modeWrite ? detail::Descriptor::write
+                                           : detail::Descriptor::read | detail::Descriptor::write;
+    if (openFlags & modeCreate) {
+        flags |= detail::Descriptor::create;
+        if (access != modeRead && !(openFlags & modeNoTruncate)) flags |= detail::Descriptor::truncate;
     }
-    if ((openFlags & modeCreate) && !(openFlags & modeNoTruncate) && access != modeRead && status.st_size > 0) {
-        if (::ftruncate(descriptor, 0) != 0) {
-            int const osError = errno;
-            ::close(descriptor);
-            return refuse(CFileException::CauseOfOsError(osError), osError);
-        }
-        status.st_size = 0;
-    }
-    if (m_stream) Close();
-    m_filePath = path;
-    m_stream = std::make_unique<Stream>(descriptor, access != modeWrite, access != modeRead,
-                                        static_cast<ULONGLONG>(status.st_size), *this);
+    detail::Descriptor file;
+    int const osError = file.Open(KxxToSystemPath(path), flags);
+    // A device, a pipe or another thing that has no length.
+    if (osError == EINVAL) return refuse(CFileException::invalidFile, osError);
+    if (osError != 0) return refuse(CFileException::CauseOfOsError(osError), osError);
+    CString name(path);
+    m_stream = std::make_unique<Stream>(std::move(file), access != modeWrite, access != modeRead, *this);
+    m_filePath = std::move(name);
     return 1;
 }
 
@@ -494,15 +442,15 @@ void CFile::SetFilePath(wchar_t const* path) {
 }
 
 void CFile::Remove(wchar_t const* path) {
+    if (!path) AfxThrowInvalidArgException();
     if (::unlink(KxxToSystemPath(path).c_str()) != 0)
         AfxThrowFileException(CFileException::CauseOfOsError(errno), errno, path);
 }
 
 void CFile::Rename(wchar_t const* oldPath, wchar_t const* newPath) {
-    std::string const from = KxxToSystemPath(oldPath);
-    std::string const to = KxxToSystemPath(newPath);
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
-        AfxThrowFileException(CFileException::CauseOfOsError(errno), errno, errno == EEXIST ? newPath : oldPath);
+    if (!oldPath || !newPath) AfxThrowInvalidArgException();
+    if (int const error = detail::RenameNew(KxxToSystemPath(oldPath), KxxToSystemPath(newPath)))
+        AfxThrowFileException(CFileException::CauseOfOsError(error), error, error == EEXIST ? newPath : oldPath);
 }
 
 }  // namespace KxN

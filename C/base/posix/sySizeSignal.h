@@ -8,7 +8,8 @@
 
 namespace KxN::detail {
 
-/// Keeps a write beyond the file size limit from ending the process: the signal is held back and taken.
+/// Keeps a write beyond the file size limit from ending the process: the signal is held back and, once the write
+/// has reported that limit, taken, also from a thread that holds it back itself and would meet it later.
 class SizeSignalGuard {
 public:
     SizeSignalGuard() {
@@ -20,7 +21,7 @@ public:
     SizeSignalGuard& operator=(SizeSignalGuard const&) = delete;
     ~SizeSignalGuard() {
         int const keep = errno;
-        if (m_take && !sigismember(&m_former, SIGXFSZ)) {
+        if (m_take) {
             timespec const now = {0, 0};
             while (sigtimedwait(&m_signal, nullptr, &now) < 0 && errno == EINTR) {
             }

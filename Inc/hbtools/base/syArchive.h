@@ -12,9 +12,17 @@
 
 #include <cstring>
 #include <memory>
-#include <type_traits>
+#include <string>
 
 namespace KxN {
+
+class CArchive;
+
+/// Reads the length prefix of a text; charSize becomes 2 for wide text and 1 for narrow text.
+KX_API ULONGLONG AfxReadStringLength(CArchive& archive, int& charSize);
+/// Writes it: the mark FF FFFE for wide text; one byte below 255; FF and a word below FFFE; FF FFFF and 32 bits
+/// from FFFE on; FF FFFF FFFFFFFF and 64 bits from FFFFFFFF on.
+KX_API void AfxWriteStringLength(CArchive& archive, ULONGLONG length, bool wide);
 
 class KX_API CArchive {
 public:
@@ -44,8 +52,10 @@ public:
 
     /// Store: writes the buffer out. Load: gives unread bytes back to the file.
     void Flush();
+    /// Flushes and lets go of the file, which stays open. If that throws, the archive is as before. Afterwards every
+    /// operation throws CArchiveException, cause genericException.
     void Close();
-    void Abort() noexcept;
+    void Abort() noexcept;  ///< Lets go of the file; what was not flushed is lost.
     /// Load: makes sure that `count` more bytes stand in the buffer, endOfFile otherwise. `count` is at most its size.
     void FillBuffer(UINT count);
 
@@ -73,6 +83,9 @@ public:
     CArchive& operator<<(CString const& text);
     /// Narrow text: length in bytes, bytes.
     CArchive& operator<<(CStringA const& text);
+    /// A pointer is no value; without this it would be stored as a bool.
+    template <class T>
+    CArchive& operator<<(T const* pointer) = delete;
 
     CArchive& operator>>(bool& value);
     CArchive& operator>>(char& value) { return Get(value); }
@@ -89,7 +102,7 @@ public:
     CArchive& operator>>(unsigned long long& value) { return Get(value); }
     CArchive& operator>>(float& value) { return Get(value); }
     CArchive& operator>>(double& value) { return Get(value); }
-    /// Wide or narrow text, whichever stands there.
+    /// Wide or narrow text, whichever stands there; narrow text into CStringA byte by byte.
     /// @throws CArchiveException cause endOfFile, before anything is allocated, if the length promises more than there is
     CArchive& operator>>(KxString& text);
     CArchive& operator>>(CString& text);
@@ -116,6 +129,17 @@ private:
         }
         return *this;
     }
+    template <class T>
+    CArchive& PutNarrowed(T value);
+    template <class T>
+    CArchive& GetWidened(T& value);
+    template <class C>
+    std::basic_string<C> ReadUnits(ULONGLONG length);
+    ULONGLONG ReadTextLength(int& charSize);
+    std::wstring ReadText();
+    /// Throws with the name of the file, or with cause genericException after Close.
+    [[noreturn]] void Fail(int cause) const;
+    friend KX_API ULONGLONG AfxReadStringLength(CArchive& archive, int& charSize);
 
     CFile* m_file;
     UINT m_mode;
@@ -125,11 +149,5 @@ private:
     BYTE* m_limit;    // load: end of the bytes read ahead; store: end of the buffer
     std::unique_ptr<BYTE[]> m_ownBuffer;
 };
-
-/// Reads the length prefix of a text; charSize becomes 2 for wide text and 1 for narrow text.
-KX_API ULONGLONG AfxReadStringLength(CArchive& archive, int& charSize);
-/// Writes it: the mark FF FFFE for wide text; one byte below 255; FF and a word below FFFE; FF FFFF and 32 bits
-/// from FFFE on; FF FFFF FFFFFFFF and 64 bits from FFFFFFFF on.
-KX_API void AfxWriteStringLength(CArchive& archive, ULONGLONG length, bool wide);
 
 }  // namespace KxN

@@ -80,7 +80,7 @@ private:
 class KX_API KxRuntimeException : public KxException {
 public:
     KxRuntimeException();
-    KxRuntimeException(KxString const& file, unsigned long line) : KxException(file, line) {}
+    KxRuntimeException(KxString const& file, unsigned long line);
 
 protected:
     using KxException::KxException;

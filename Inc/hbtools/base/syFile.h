@@ -20,7 +20,7 @@ public:
         modeRead = 0,
         modeWrite = 1,
         modeReadWrite = 2,
-        modeCreate = 0x1000,     ///< Make the file if it is missing and empty it if it is there.
+        modeCreate = 0x1000,     ///< Make the file if it is missing; empty one that is there and may be written.
         modeNoTruncate = 0x2000  ///< With modeCreate: keep what is there.
     };
     enum SeekPosition : UINT { begin = 0, current = 1, end = 2 };
@@ -34,7 +34,8 @@ public:
     /// Closes the file if it is open. Never throws: what could not be written then is lost, so call Close.
     ~CFile() override;
 
-    /// As the constructor. Returns non-zero on success; on failure 0, and *error tells why if it is given.
+    /// As the constructor; a file that is open is closed first. Returns non-zero on success; on failure 0, *error
+    /// tells why if it is given, and the object is closed.
     virtual int Open(wchar_t const* path, UINT openFlags, CFileException* error = nullptr);
     /// Writes what is pending and closes. The file is closed also if this throws.
     virtual void Close();
@@ -46,11 +47,14 @@ public:
     /// below 0 or at or above 2^63 raises CFileException, cause badSeek. Seeking itself changes no file.
     virtual ULONGLONG Seek(LONGLONG offset, UINT from);
     virtual ULONGLONG GetLength() const;
-    /// Cuts or extends the file with zero bytes. The position stays.
+    /// Cuts or extends the file with zero bytes. The position stays. Cutting frees space of the medium before
+    /// anything that is pending is written.
     virtual void SetLength(ULONGLONG newLength);
-    /// Reads up to `count` bytes; returns the bytes read. Fewer than asked means the end of the file.
+    /// Reads up to `count` bytes; returns the bytes read. Fewer than asked means the end of the file. After an
+    /// exception the position is as it was.
     virtual UINT Read(void* buffer, UINT count);
-    /// Writes all of `count` bytes or throws.
+    /// Writes all of `count` bytes or throws. What waits in the buffer stays there when the medium refuses it, and
+    /// is tried again. Bytes of the file that were not written here are never written over.
     virtual void Write(void const* buffer, UINT count);
     /// The `count` bytes at `position` for reading and changing in place, where they stand in a buffer that will be
     /// written anyway; null otherwise, and the caller seeks, reads and writes. The position stays. The pointer is
@@ -67,7 +71,7 @@ public:
     virtual void SetFilePath(wchar_t const* path);
     virtual bool IsOpen() const;
 
-    /// Deletes, renames (replacing no existing file). @throws CFileException
+    /// Deletes, renames (replacing no existing file). A null name throws CInvalidArgException. @throws CFileException
     static void Remove(wchar_t const* path);
     static void Rename(wchar_t const* oldPath, wchar_t const* newPath);
 
@@ -81,11 +85,13 @@ private:
 };
 
 /// A file in memory. Reading stops at its length, writing extends it; Alloc, Realloc, Free and GrowFile are the
-/// seams for other growth rules. The memory belongs to the object until Detach.
+/// seams for other growth rules. The memory belongs to the object until Detach. A class with a Free of its own
+/// calls Close in its destructor. A write that finds no memory throws CMemoryException and changes nothing.
 class KX_API CMemFile : public CFile {
 public:
     explicit CMemFile(UINT growBytes = 1024);
-    /// Reads and writes the caller's memory, which it never frees; growBytes 0 refuses to grow beyond it.
+    /// Reads and writes the caller's memory, which it never frees or moves. With growBytes 0 it refuses to grow
+    /// beyond that; otherwise it goes on in a copy of its own.
     CMemFile(BYTE* buffer, UINT size, UINT growBytes = 0);
     ~CMemFile() override;
 
@@ -119,6 +125,9 @@ protected:
     ULONGLONG m_fileSize = 0;
     BYTE* m_buffer = nullptr;
     bool m_ownsBuffer = true;
+
+private:
+    void MakeRoom(ULONGLONG length);
 };
 
 /// A memory file whose memory is handed on as a global handle (a pointer to be freed by std::free).

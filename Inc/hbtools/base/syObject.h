@@ -50,8 +50,9 @@ protected:
 class KX_API CException : public CObject {
 public:
     explicit CException(bool autoDelete = true) : m_autoDelete(autoDelete) {}
-    CException(CException const&) = default;
-    CException& operator=(CException const&) { return *this; }  // how an object is released is its own affair
+    // How an object is released is its own affair: a copy is a heap object until it is told otherwise.
+    CException(CException const& other) : CObject(other), m_autoDelete(true) {}
+    CException& operator=(CException const&) { return *this; }
     void Delete();
     /// Copies the text, cut to `size` characters with the terminator, and sets *helpContext to 0 if it is given.
     /// Returns non-zero if there is a text.

@@ -1,0 +1,471 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syArchive.h"
+
+#include "Support.h"
+#include "hbtools/base/syEncoding.h"
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using namespace KxN;
+using test::U;
+
+std::string ToHex(std::string_view bytes) {
+    std::string hex;
+    for (char const character : bytes) {
+        auto const byte = static_cast<unsigned char>(character);
+        if (!hex.empty()) hex += ' ';
+        hex += "0123456789abcdef"[byte >> 4];
+        hex += "0123456789abcdef"[byte & 15];
+    }
+    return hex;
+}
+
+std::string FromHex(std::string_view hex) {
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 3)
+        bytes += static_cast<char>(std::stoi(std::string(hex.substr(i, 2)), nullptr, 16));
+    return bytes;
+}
+
+std::string BytesOf(CMemFile& file) {
+    std::string bytes(file.GetLength(), '?');
+    file.Seek(0, CFile::begin);
+    file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
+    return bytes;
+}
+
+/// A file in memory with a name, standing at the begin of its bytes.
+class Source : public CMemFile {
+public:
+    explicit Source(std::string_view bytes = {}) {
+        Write(bytes.data(), static_cast<UINT>(bytes.size()));
+        Seek(0, CFile::begin);
+        SetFilePath(L"/data/scan.arc");
+    }
+    UINT Read(void* buffer, UINT count) override {
+        ++reads;
+        largest = std::max(largest, count);
+        return CMemFile::Read(buffer, count);
+    }
+    void Write(void const* buffer, UINT count) override {
+        ++writes;
+        CMemFile::Write(buffer, count);
+    }
+    int reads = 0, writes = 0;
+    UINT largest = 0;
+};
+
+/// The bytes that `action` stores, as hexadecimal text.
+template <class Action>
+std::string Stored(Action action) {
+    Source file;
+    CArchive archive(&file, CArchive::store);
+    action(archive);
+    archive.Close();
+    return ToHex(BytesOf(file));
+}
+
+/// Runs the call; the cause of the archive exception that it throws, -1 if it throws none.
+template <class Call>
+int CauseOf(Call call, CString* name = nullptr) {
+    try {
+        call();
+    } catch (CArchiveException* exception) {
+        int const cause = exception->GetCause();
+        if (name) *name = exception->GetFileName();
+        exception->Delete();
+        return cause;
+    }
+    return -1;
+}
+
+template <class T>
+void ExpectBytes(T value, char const* hex) {
+    SCOPED_TRACE(hex);
+    EXPECT_EQ(Stored([&](CArchive& archive) { archive << value; }), hex);
+    Source file(FromHex(hex));
+    CArchive archive(&file, CArchive::load);
+    T loaded{};
+    archive >> loaded;
+    EXPECT_EQ(loaded, value);
+    EXPECT_EQ(archive.GetRemaining(), 0u);
+}
+
+TEST(Archive, NumbersAreLittleEndianAndOfTheirStoredWidth) {
+    ExpectBytes(true, "01");
+    ExpectBytes(false, "00");
+    ExpectBytes('A', "41");
+    ExpectBytes(static_cast<signed char>(-2), "fe");
+    ExpectBytes(static_cast<unsigned char>(0xfe), "fe");
+    ExpectBytes(L'\xe9', "e9 00");
+    ExpectBytes(L'\uffff', "ff ff");
+    ExpectBytes(static_cast<short>(-2), "fe ff");
+    ExpectBytes(static_cast<unsigned short>(0x1234), "34 12");
+    ExpectBytes(-2, "fe ff ff ff");
+    ExpectBytes(0x12345678u, "78 56 34 12");
+    ExpectBytes(-2L, "fe ff ff ff");
+    ExpectBytes(-2147483648L, "00 00 00 80");
+    ExpectBytes(2147483647L, "ff ff ff 7f");
+    ExpectBytes(4294967295UL, "ff ff ff ff");
+    ExpectBytes(-2LL, "fe ff ff ff ff ff ff ff");
+    ExpectBytes(0x123456789abcdef0ULL, "f0 de bc 9a 78 56 34 12");
+    ExpectBytes(1.5f, "00 00 c0 3f");
+    ExpectBytes(-2.0, "00 00 00 00 00 00 00 c0");
+
+    Source nan(FromHex("01 00 00 00 00 00 f0 7f 02"));
+    CArchive archive(&nan, CArchive::load);
+    double value = 0;
+    bool flag = false;
+    archive >> value >> flag;
+    EXPECT_EQ(Stored([&](CArchive& to) { to << value; }), "01 00 00 00 00 00 f0 7f") << "a signalling NaN keeps its bits";
+    EXPECT_TRUE(flag) << "any byte but 0";
+}
+
+TEST(Archive, RefusesNumbersThatTheirStoredFormCannotHold) {
+    Source file;
+    CArchive archive(&file, CArchive::store);
+    for (long const value : {2147483648L, -2147483649L, std::numeric_limits<long>::max()})
+        EXPECT_EQ(CauseOf([&] { archive << value; }), CArchiveException::badIndex) << value;
+    CString name;
+    EXPECT_EQ(CauseOf([&] { archive << 4294967296UL; }, &name), CArchiveException::badIndex);
+    EXPECT_EQ(U(KxString(name)), "scan.arc");
+    EXPECT_EQ(CauseOf([&] { archive << static_cast<wchar_t>(0x10000); }), CArchiveException::badIndex);
+    EXPECT_EQ(CauseOf([&] { archive << static_cast<wchar_t>(-1); }), CArchiveException::badIndex);
+    archive.Close();
+    EXPECT_EQ(file.GetLength(), 0u);
+}
+
+TEST(Archive, TextLengthPrefixHasItsForms) {
+    struct {
+        ULONGLONG length;
+        char const *narrow, *wide;
+    } const table[] = {
+        {0, "00", "ff fe ff 00"},
+        {254, "fe", "ff fe ff fe"},
+        {255, "ff ff 00", "ff fe ff ff ff 00"},
+        {65533, "ff fd ff", "ff fe ff ff fd ff"},
+        {65534, "ff ff ff fe ff 00 00", "ff fe ff ff ff ff fe ff 00 00"},
+        {65535, "ff ff ff ff ff 00 00", "ff fe ff ff ff ff ff ff 00 00"},
+        {70000, "ff ff ff 70 11 01 00", "ff fe ff ff ff ff 70 11 01 00"},
+        {0xfffffffe, "ff ff ff fe ff ff ff", "ff fe ff ff ff ff fe ff ff ff"},
+        {0xffffffff, "ff ff ff ff ff ff ff ff ff ff ff 00 00 00 00",
+         "ff fe ff ff ff ff ff ff ff ff ff ff ff ff 00 00 00 00"},
+        {0x123456789abULL, "ff ff ff ff ff ff ff ab 89 67 45 23 01 00 00",
+         "ff fe ff ff ff ff ff ff ff ff ab 89 67 45 23 01 00 00"},
+    };
+    for (auto const& row : table) {
+        for (bool const wide : {false, true}) {
+            SCOPED_TRACE(std::to_string(row.length) + (wide ? " wide" : " narrow"));
+            std::string const hex = wide ? row.wide : row.narrow;
+            EXPECT_EQ(Stored([&](CArchive& archive) { AfxWriteStringLength(archive, row.length, wide); }), hex);
+            Source file(FromHex(hex));
+            CArchive archive(&file, CArchive::load);
+            int charSize = 0;
+            EXPECT_EQ(AfxReadStringLength(archive, charSize), row.length);
+            EXPECT_EQ(charSize, wide ? 2 : 1);
+            EXPECT_EQ(archive.GetRemaining(), 0u);
+
+            // Every prefix that is cut says so.
+            for (std::size_t cut = 0; cut < FromHex(hex).size(); ++cut) {
+                Source part(FromHex(hex).substr(0, cut));
+                CArchive from(&part, CArchive::load);
+                EXPECT_EQ(CauseOf([&] { AfxReadStringLength(from, charSize); }), CArchiveException::endOfFile);
+            }
+        }
+        if (row.length > 70000) continue;
+        std::string const narrow(row.length, 'n');
+        Source file;
+        {
+            CArchive archive(&file, CArchive::store);
+            archive << CStringA(std::string_view(narrow)) << KxString(narrow.c_str())
+                    << CString(std::wstring_view(std::wstring(row.length, L'w')));
+        }
+        std::size_t const narrowPrefix = FromHex(row.narrow).size(), widePrefix = FromHex(row.wide).size();
+        std::string const bytes = BytesOf(file);
+        ASSERT_EQ(bytes.size(), narrowPrefix + row.length + 2 * (widePrefix + 2 * row.length));
+        EXPECT_EQ(ToHex(bytes.substr(0, narrowPrefix)), row.narrow);
+        EXPECT_EQ(ToHex(bytes.substr(narrowPrefix + row.length, widePrefix)), row.wide);
+        file.Seek(0, CFile::begin);
+        CArchive archive(&file, CArchive::load);
+        KxString text;
+        CString wide;
+        CStringA again;
+        archive >> text >> wide >> again;  // each kind of text reads both forms
+        EXPECT_EQ(text.View(), std::wstring(row.length, L'n'));
+        EXPECT_EQ(wide.View(), std::wstring(row.length, L'n'));
+        EXPECT_EQ(again.View(), std::string(row.length, 'w'));
+    }
+}
+
+TEST(Archive, TextBytes) {
+    EXPECT_EQ(Stored([](CArchive& archive) { archive << KxString(L"a\u00fc\u20ac"); }),
+              "ff fe ff 03 61 00 fc 00 ac 20");
+    EXPECT_EQ(Stored([](CArchive& archive) { archive << CStringA("a\xfc"); }), "02 61 fc");
+    // Above the BMP two units, counted as two; a lone surrogate stays one.
+    std::wstring const high = {L'\U0001F600', static_cast<wchar_t>(0xD83D), L'x'};
+    EXPECT_EQ(Stored([&](CArchive& archive) { archive << KxString(high); }), "ff fe ff 04 3d d8 00 de 3d d8 78 00");
+    // A longer prefix than needed is read all the same.
+    Source file(FromHex("ff fe ff 04 3d d8 00 de 3d d8 78 00 ff 02 00 41 80 04 81 8d 8f ff"));
+    CArchive archive(&file, CArchive::load);
+    KxString text, narrow;
+    CStringA bytes;
+    archive >> text >> narrow >> bytes;
+    EXPECT_EQ(text.View(), high);
+    EXPECT_EQ(narrow.View(), L"A\u20ac");
+    EXPECT_EQ(ToHex(bytes.View()), "81 8d 8f ff") << "narrow into narrow changes no byte";
+}
+
+TEST(Archive, RefusesTextsThatAreNotThere) {
+    struct {
+        char const *what, *hex;
+        int cause;
+    } const table[] = {
+        {"4 GiB narrow", "ff ff ff fe ff ff ff 41 42", CArchiveException::endOfFile},
+        {"4 GiB wide", "ff fe ff ff ff ff fe ff ff ff 41 00", CArchiveException::endOfFile},
+        {"2 GiB - 1 wide", "ff fe ff ff ff ff ff ff ff 7f 41 00", CArchiveException::endOfFile},
+        {"2^64 - 1", "ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff", CArchiveException::endOfFile},
+        {"2^63 wide", "ff fe ff ff ff ff ff ff ff ff 00 00 00 00 00 00 00 80", CArchiveException::endOfFile},
+        {"300 of 2", "ff 2c 01 41 42", CArchiveException::endOfFile},
+        {"half a unit", "ff fe ff 01 41", CArchiveException::endOfFile},
+        {"mark twice", "ff fe ff ff fe ff 01 41 00", CArchiveException::badIndex},
+    };
+    for (auto const& row : table) {
+        SCOPED_TRACE(row.what);
+        auto const load = [&](auto text) {
+            Source file(FromHex(row.hex));
+            CArchive archive(&file, CArchive::load);
+            CString name;
+            EXPECT_EQ(CauseOf([&] { archive >> text; }, &name), row.cause);
+            EXPECT_EQ(U(KxString(name)), "scan.arc");
+            EXPECT_LE(file.largest, 4096u) << "nothing was made ready for so much";
+        };
+        load(KxString());
+        load(CString());
+        load(CStringA());
+    }
+}
+
+TEST(Archive, CountsHaveThreeForms) {
+    struct {
+        ULONGLONG count;
+        char const* hex;
+    } const table[] = {
+        {0, "00 00"},
+        {65534, "fe ff"},
+        {65535, "ff ff ff ff 00 00"},
+        {65536, "ff ff 00 00 01 00"},
+        {0xfffffffe, "ff ff fe ff ff ff"},
+        {0xffffffff, "ff ff ff ff ff ff ff ff ff ff 00 00 00 00"},
+        {0x8000000000000000ULL, "ff ff ff ff ff ff 00 00 00 00 00 00 00 80"},
+    };
+    for (auto const& row : table) {
+        EXPECT_EQ(Stored([&](CArchive& archive) { archive.WriteCount(row.count); }), row.hex);
+        Source file(FromHex(row.hex));
+        CArchive archive(&file, CArchive::load);
+        EXPECT_EQ(archive.ReadCount(), row.count);
+        EXPECT_EQ(archive.GetRemaining(), 0u);
+        Source cut(FromHex(row.hex).substr(0, FromHex(row.hex).size() - 1));
+        CArchive shorter(&cut, CArchive::load);
+        EXPECT_EQ(CauseOf([&] { shorter.ReadCount(); }), CArchiveException::endOfFile);
+    }
+}
+
+TEST(Archive, GivesBackWhatItReadAhead) {
+    std::string const bytes = "0123456789";
+    std::function<void(CArchive&)> const ways[] = {[](CArchive& archive) { archive.Flush(); },
+                                                   [](CArchive& archive) { archive.Close(); }, [](CArchive&) {}};
+    for (auto const& way : ways) {
+        Source file(bytes);
+        file.Seek(1, CFile::begin);
+        {
+            CArchive archive(&file, CArchive::load);
+            char c = 0;
+            archive >> c >> c >> c;
+            EXPECT_EQ(c, '3');
+            EXPECT_EQ(file.GetPosition(), 10u);
+            EXPECT_EQ(archive.GetRemaining(), 6u);
+            way(archive);
+        }
+        EXPECT_EQ(file.GetPosition(), 4u);
+    }
+    // Without a flush on deletion, and after Abort, the file stays where it is.
+    Source file(bytes);
+    {
+        CArchive archive(&file, CArchive::load | CArchive::bNoFlushOnDelete);
+        char c = 0;
+        archive >> c;
+    }
+    EXPECT_EQ(file.GetPosition(), 10u);
+    Source target;
+    {
+        CArchive archive(&target, CArchive::store | CArchive::bNoFlushOnDelete);
+        archive << 'x';
+    }
+    {
+        CArchive archive(&target, CArchive::store);
+        archive << 'x';
+        archive.Abort();
+    }
+    EXPECT_EQ(target.GetLength(), 0u);
+}
+
+TEST(Archive, LargeBlocksPassByTheBuffer) {
+    std::string const block(10'000, 'b');
+    BYTE buffer[256];
+    Source file;
+    {
+        CArchive archive(&file, CArchive::store, sizeof buffer, buffer);
+        archive << 'a';
+        EXPECT_EQ(buffer[0], 'a') << "the buffer of the caller is used";
+        archive.WriteBlock(block.data(), block.size());
+        EXPECT_EQ(file.writes, 3) << "the empty one of the test, the buffer, the block";
+        archive << 'c';
+        archive.Write(block.data(), 255);  // fits exactly
+        EXPECT_EQ(file.writes, 3);
+        archive << 'd';
+    }
+    EXPECT_EQ(BytesOf(file), "a" + block + "c" + block.substr(0, 255) + "d");
+
+    file.Seek(0, CFile::begin);
+    file.reads = 0;
+    file.largest = 0;
+    CArchive archive(&file, CArchive::load, sizeof buffer, buffer);
+    char c = 0;
+    archive >> c;
+    EXPECT_EQ(file.largest, 256u);
+    std::string loaded(block.size(), '?');
+    archive.ReadBlock(loaded.data(), loaded.size());
+    EXPECT_EQ(loaded, block);
+    EXPECT_EQ(file.reads, 2) << "the rest of the block goes to its place at once";
+    archive >> c;
+    EXPECT_EQ(c, 'c');
+    EXPECT_EQ(archive.Read(loaded.data(), 1000), 256u) << "fewer only at the end";
+    EXPECT_EQ(archive.Read(loaded.data(), 1), 0u);
+}
+
+TEST(Archive, FillsItsBuffer) {
+    Source file(std::string(300, 'x') + "end");
+    CArchive archive(&file, CArchive::load, 200);
+    char part[150];
+    archive.ReadBlock(part, 150);
+    archive.FillBuffer(50);
+    EXPECT_EQ(file.reads, 1) << "they were there";
+    archive.FillBuffer(51);
+    EXPECT_EQ(file.reads, 2);
+    archive.ReadBlock(part, 150);
+    EXPECT_EQ(CauseOf([&] { archive.FillBuffer(201); }), CArchiveException::endOfFile) << "more than its size";
+    EXPECT_EQ(CauseOf([&] { archive.FillBuffer(4); }), CArchiveException::endOfFile);
+    archive.FillBuffer(3);
+    archive.ReadBlock(part, 3);
+    EXPECT_EQ(std::string(part, 3), "end") << "a refusal loses nothing";
+}
+
+TEST(Archive, RefusesTheOtherDirection) {
+    Source file("abc");
+    char byte = 0;
+    CString name;
+    CArchive loading(&file, CArchive::load | CArchive::bNoByteSwap);
+    EXPECT_TRUE(loading.IsLoading());
+    EXPECT_EQ(CauseOf([&] { loading << 1; }, &name), CArchiveException::readOnly);
+    EXPECT_EQ(U(KxString(name)), "scan.arc");
+    EXPECT_EQ(CauseOf([&] { loading.Write("x", 1); }), CArchiveException::readOnly);
+    EXPECT_EQ(CauseOf([&] { loading << KxString(L"x"); }), CArchiveException::readOnly);
+    EXPECT_EQ(CauseOf([&] { loading.WriteCount(1); }), CArchiveException::readOnly);
+    loading >> byte;
+    EXPECT_EQ(byte, 'a');
+
+    CArchive storing(&file, CArchive::store);
+    KxString text;
+    EXPECT_TRUE(storing.IsStoring());
+    EXPECT_EQ(CauseOf([&] { storing >> byte; }, &name), CArchiveException::writeOnly);
+    EXPECT_EQ(U(KxString(name)), "scan.arc");
+    EXPECT_EQ(CauseOf([&] { storing.Read(&byte, 1); }), CArchiveException::writeOnly);
+    EXPECT_EQ(CauseOf([&] { storing >> text; }), CArchiveException::writeOnly);
+    EXPECT_EQ(CauseOf([&] { storing.ReadCount(); }), CArchiveException::writeOnly);
+    EXPECT_EQ(CauseOf([&] { storing.FillBuffer(1); }), CArchiveException::writeOnly);
+    EXPECT_EQ(storing.GetRemaining(), 0u);
+    static_assert(CArchiveException::readOnly == 2 && CArchiveException::endOfFile == 3 &&
+                  CArchiveException::writeOnly == 4);
+}
+
+TEST(Archive, RefusesWorkAfterClose) {
+    Source file("abc");
+    char byte = 0;
+    for (UINT const mode : {CArchive::load, CArchive::store}) {
+        CArchive archive(&file, mode);
+        archive.Close();
+        EXPECT_EQ(archive.GetFile(), nullptr);
+        EXPECT_EQ(CauseOf([&] { archive << 1; }), CArchiveException::genericException);
+        EXPECT_EQ(CauseOf([&] { archive >> byte; }), CArchiveException::genericException);
+        EXPECT_EQ(CauseOf([&] { archive.Read(&byte, 1); }), CArchiveException::genericException);
+        EXPECT_EQ(CauseOf([&] { archive.FillBuffer(1); }), CArchiveException::genericException);
+        EXPECT_EQ(archive.GetRemaining(), 0u);
+        archive.Flush();
+        archive.Close();
+        archive.Abort();
+    }
+    EXPECT_EQ(file.GetLength(), 3u);
+    CArchive without(nullptr, CArchive::load);
+    EXPECT_EQ(CauseOf([&] { without >> byte; }), CArchiveException::genericException);
+}
+
+/// A medium that refuses to be written.
+class FullFile : public CMemFile {
+public:
+    void Write(void const* buffer, UINT count) override {
+        if (isFull) AfxThrowFileException(CFileException::diskFull, 28, L"full");
+        CMemFile::Write(buffer, count);
+    }
+    bool isFull = true;
+};
+
+TEST(Archive, KeepsWhatTheMediumRefused) {
+    FullFile file;
+    {
+        CArchive archive(&file, CArchive::store);
+        archive << 0x41424344;
+        test::Thrown<CFileException>([&] { archive.Flush(); });
+        test::Thrown<CFileException>([&] { archive.Close(); });
+        file.isFull = false;
+        archive.Close();
+        EXPECT_EQ(ToHex(BytesOf(file)), "44 43 42 41");
+        file.isFull = true;
+        CArchive lost(&file, CArchive::store);
+        lost << 1;
+    }  // the destructor says nothing
+    EXPECT_EQ(file.GetLength(), 4u);
+}
+
+TEST(Archive, RandomValuesComeBackThroughEveryBufferSize) {
+    for (int const size : {-1, 0, 128, 129, 4096, 100'000}) {
+        Source file;
+        {
+            CArchive archive(&file, CArchive::store, size);
+            for (int i = 0; i < 2000; ++i)
+                archive << static_cast<BYTE>(i) << i * 1.5 << KxString(std::wstring(static_cast<std::size_t>(i % 300), L'z'))
+                        << static_cast<short>(-i);
+        }
+        file.Seek(0, CFile::begin);
+        CArchive archive(&file, CArchive::load, size);
+        for (int i = 0; i < 2000; ++i) {
+            BYTE byte = 0;
+            double number = 0;
+            KxString text;
+            short last = 0;
+            archive >> byte >> number >> text >> last;
+            ASSERT_EQ(byte, static_cast<BYTE>(i));
+            ASSERT_EQ(number, i * 1.5);
+            ASSERT_EQ(text.Len(), i % 300);
+            ASSERT_EQ(last, -i);
+        }
+        EXPECT_EQ(archive.GetRemaining(), 0u);
+    }
+}
+
+}  // namespace

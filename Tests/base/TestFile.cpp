@@ -1,0 +1,492 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syFile.h"
+
+#include "Support.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <random>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using namespace KxN;
+using test::U;
+
+constexpr std::size_t window = 256 * 1024;
+constexpr std::size_t page = 4096;
+constexpr std::size_t direct = 128 * 1024;
+
+using RealFile = test::TempFolder;
+
+/// Runs the call; the cause of the file exception that it throws, -1 if it throws none.
+template <class Call>
+int CauseOf(Call call) {
+    try {
+        call();
+    } catch (CFileException* exception) {
+        int const cause = exception->GetCause();
+        exception->Delete();
+        return cause;
+    }
+    return -1;
+}
+
+std::string ReadAll(CFile& file) {
+    std::string bytes(file.GetLength(), '?');
+    file.Seek(0, CFile::begin);
+    EXPECT_EQ(file.Read(bytes.data(), static_cast<UINT>(bytes.size())), bytes.size());
+    return bytes;
+}
+
+std::string ReadSome(CFile& file, UINT count) {
+    std::string bytes(count, '?');
+    bytes.resize(file.Read(bytes.data(), count));
+    return bytes;
+}
+
+void Append(CFile& file, std::string_view bytes) {
+    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
+}
+
+/// Runs `body` in a process of its own; how that ended: its exit code, or 1000 and the number of the signal.
+template <class Body>
+int InChild(Body body) {
+    pid_t const child = ::fork();
+    if (child == 0) {
+        int code = 99;
+        try {
+            code = body();
+        } catch (CException* exception) {
+            exception->Delete();
+        }
+        ::_exit(code);
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+/// A text in memory with the operations of a file: what a CFile must be equal to after every step.
+class Model {
+public:
+    std::string Read(std::size_t count) {
+        if (position >= bytes.size()) return {};
+        std::string part = bytes.substr(position, count);
+        position += part.size();
+        return part;
+    }
+    void Write(std::string const& part) {
+        if (part.empty()) return;
+        if (bytes.size() < position + part.size()) bytes.resize(position + part.size());
+        bytes.replace(position, part.size(), part);
+        position += part.size();
+    }
+
+    std::string bytes;
+    std::size_t position = 0;
+};
+
+// Sizes and places gather around the lengths at which the buffer changes its ways.
+TEST_F(RealFile, BehavesAsATextInMemory) {
+    std::array<std::size_t, 16> const sizes = {0,          1,          6,      100,        page - 1,   page,
+                                               page + 1,   5 * page,   direct - 1, direct, direct + 1, window - page,
+                                               window - 1, window,     window + 1, 2 * window + 7};
+    for (unsigned seed = 1; seed <= 12; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        auto const below = [&](std::size_t limit) { return static_cast<std::size_t>(random() % limit); };
+        // Some runs work in one small neighbourhood, where the window is hit nearly always.
+        bool const isNarrow = seed % 3 == 0;
+        auto const size = [&] { return isNarrow ? below(200) : below(3) ? below(300) : sizes[below(sizes.size())]; };
+        Model model;
+        KxString const path = Path("model" + std::to_string(seed));
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+        for (int step = 0; step < 1500; ++step) {
+            std::size_t const action = below(100);
+            if (action < 35) {
+                std::size_t const count = size();
+                ASSERT_EQ(ReadSome(file, static_cast<UINT>(count)), model.Read(count)) << "step " << step;
+            } else if (action < 65) {
+                std::string part(size(), '\0');
+                for (char& c : part) c = static_cast<char>(random());
+                if (model.position + part.size() > 3'000'000) continue;
+                Append(file, part);
+                model.Write(part);
+            } else if (action < 92) {
+                UINT const from = static_cast<UINT>(below(3));
+                std::size_t const target =
+                    isNarrow ? model.bytes.size() / 2 + below(300) : below(model.bytes.size() + (step % 50 ? 1 : 5000));
+                std::size_t const base = from == 0 ? 0 : from == 1 ? model.position : model.bytes.size();
+                model.position = target;
+                ASSERT_EQ(file.Seek(static_cast<LONGLONG>(target) - static_cast<LONGLONG>(base), from), target);
+            } else if (action < 95) {
+                std::size_t const length = below(4) ? model.bytes.size() + below(2 * page) : below(model.bytes.size() + 1);
+                file.SetLength(length);
+                model.bytes.resize(length);
+            } else if (action < 96) {
+                file.Flush();
+            } else if (action < 97) {
+                file.Close();
+                ASSERT_EQ(Get("model" + std::to_string(seed)), model.bytes) << "step " << step;
+                ASSERT_TRUE(file.Open(path, CFile::modeReadWrite));
+                model.position = 0;
+            }
+            ASSERT_EQ(file.GetPosition(), model.position) << "step " << step;
+            ASSERT_EQ(file.GetLength(), model.bytes.size()) << "step " << step;
+        }
+        ASSERT_EQ(ReadAll(file), model.bytes);
+        file.Close();
+        ASSERT_EQ(Get("model" + std::to_string(seed)), model.bytes);
+    }
+}
+
+TEST_F(RealFile, ReaderSeesWhatAnotherAppendsAndChanges) {
+    CFile writer(Path("shared"), CFile::modeReadWrite | CFile::modeCreate);
+    Append(writer, "first");
+    writer.Flush();
+    CFile reader(Path("shared"), CFile::modeRead);
+    EXPECT_EQ(ReadSome(reader, 100), "first");
+    Append(writer, " second");
+    EXPECT_EQ(ReadSome(reader, 100), "") << "pending bytes are the writer's alone";
+    writer.Flush();
+    EXPECT_EQ(reader.GetLength(), 12u);
+    EXPECT_EQ(ReadSome(reader, 100), " second") << "what was appended needs no Flush";
+
+    writer.Seek(0, CFile::begin);
+    Append(writer, "FIRST");
+    writer.Flush();
+    reader.Flush();
+    reader.Seek(0, CFile::begin);
+    EXPECT_EQ(ReadSome(reader, 100), "FIRST second") << "a Flush forgets what was read ahead";
+
+    writer.SetLength(2);
+    reader.Flush();
+    reader.Seek(0, CFile::begin);
+    EXPECT_EQ(ReadSome(reader, 100), "FI");
+}
+
+// Two places of one window are changed by one object, the bytes between them by another.
+TEST_F(RealFile, WritersOfDifferentPlacesKeepEachOthersBytes) {
+    Put("places", std::string(100, '.'));
+    CFile one(Path("places"), CFile::modeReadWrite);
+    CFile other(Path("places"), CFile::modeReadWrite);
+    EXPECT_EQ(ReadSome(one, 100), std::string(100, '.'));
+    for (LONGLONG place : {10, 90}) {
+        one.Seek(place, CFile::begin);
+        Append(one, "a");
+        other.Seek(50, CFile::begin);
+        Append(other, "b");
+        other.Flush();
+    }
+    one.Close();
+    std::string expected(100, '.');
+    expected[10] = expected[90] = 'a';
+    expected[50] = 'b';
+    EXPECT_EQ(Get("places"), expected);
+
+    // A length that another object has cut is not remembered.
+    CFile third(Path("places"), CFile::modeReadWrite);
+    other.SetLength(5);
+    Append(third, "ccc");
+    EXPECT_EQ(third.GetLength(), 5u);
+}
+
+TEST_F(RealFile, ReachesBeyondFourGigabytes) {
+    constexpr LONGLONG far = (1LL << 32) + 12345;
+    {
+        CFile file(Path("far"), CFile::modeReadWrite | CFile::modeCreate);
+        file.Seek(far, CFile::begin);
+        try {
+            Append(file, "beyond");
+            file.Flush();
+        } catch (CFileException* exception) {
+            exception->Delete();
+            GTEST_SKIP() << "this file system holds no file beyond 4 GiB";
+        }
+        file.Seek(12345, CFile::begin);
+        Append(file, "near");
+        EXPECT_EQ(file.GetLength(), static_cast<ULONGLONG>(far) + 6);
+    }
+    CFile file(Path("far"), CFile::modeReadWrite);
+    EXPECT_EQ(file.GetLength(), static_cast<ULONGLONG>(far) + 6);
+    EXPECT_EQ(file.Seek(-6, CFile::end), static_cast<ULONGLONG>(far));
+    EXPECT_EQ(ReadSome(file, 100), "beyond");
+    file.Seek(12344, CFile::begin);
+    EXPECT_EQ(ReadSome(file, 6), std::string("\0near\0", 6));
+    file.Seek((1LL << 32) - 3, CFile::begin);
+    Append(file, "across");
+    file.Seek(-6, CFile::current);
+    EXPECT_EQ(ReadSome(file, 6), "across");
+    file.SetLength((1ULL << 32) + 1);
+    file.Seek(-4, CFile::end);
+    EXPECT_EQ(ReadSome(file, 100), "acro");
+}
+
+TEST_F(RealFile, RefusesPositionsThatNoFileHas) {
+    CFile file(Path("seek"), CFile::modeReadWrite | CFile::modeCreate);
+    Append(file, "abc");
+    constexpr LONGLONG last = std::numeric_limits<LONGLONG>::max();
+    struct {
+        LONGLONG offset;
+        UINT from;
+    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {std::numeric_limits<LONGLONG>::min(), 0}, {0, 3}};
+    for (auto const& seek : bad) {
+        EXPECT_EQ(CauseOf([&] { file.Seek(seek.offset, seek.from); }), CFileException::badSeek)
+            << seek.offset << " from " << seek.from;
+        EXPECT_EQ(file.GetPosition(), 3u);
+    }
+    // The last position is a position, with nothing to read and no room to write.
+    for (LONGLONG const place : {last, last - 1, last - 5000, last - 300'000}) {
+        EXPECT_EQ(file.Seek(place, CFile::begin), static_cast<ULONGLONG>(place));
+        EXPECT_EQ(ReadSome(file, 10), "") << place;
+        EXPECT_EQ(ReadSome(file, 300'000), "") << place;
+        EXPECT_NE(CauseOf([&] { Append(file, std::string(300'001, 'x')); }), -1) << place;
+        EXPECT_EQ(file.GetPosition(), static_cast<ULONGLONG>(place));
+    }
+    EXPECT_EQ(CauseOf([&] { file.SetLength(1ULL << 63); }), CFileException::badSeek);
+    EXPECT_EQ(ReadAll(file), "abc");
+}
+
+TEST_F(RealFile, RefusesToOpen) {
+    std::filesystem::create_directory(File("folder"));
+    ASSERT_EQ(::mkfifo(File("fifo").c_str(), 0600), 0);
+    std::filesystem::create_symlink("nowhere", File("dangling"));
+    std::filesystem::create_symlink("loop", File("loop"));
+    Put("plain", "x");
+    struct {
+        char const* what;
+        KxString path;
+        UINT flags;
+        int cause;
+        long osError;
+    } const table[] = {
+        {"missing", Path("missing"), CFile::modeRead, CFileException::fileNotFound, ENOENT},
+        {"missing, to write", Path("missing"), CFile::modeWrite, CFileException::fileNotFound, ENOENT},
+        {"no name", KxString(), CFile::modeRead, CFileException::badPath, -1},
+        {"no access mode", Path("plain"), 3, CFileException::badPath, -1},
+        {"directory", Path("folder"), CFile::modeRead, CFileException::accessDenied, EISDIR},
+        {"directory, to write", Path("folder"), CFile::modeReadWrite, CFileException::accessDenied, EISDIR},
+        {"file as directory", Path("plain/x"), CFile::modeRead, CFileException::badPath, ENOTDIR},
+        {"fifo", Path("fifo"), CFile::modeRead, CFileException::invalidFile, EINVAL},
+        {"fifo without reader", Path("fifo"), CFile::modeWrite, CFileException::invalidFile, ENXIO},
+        {"fifo both ways", Path("fifo"), CFile::modeReadWrite, CFileException::invalidFile, EINVAL},
+        {"endless device", L"/dev/zero", CFile::modeRead, CFileException::invalidFile, EINVAL},
+        {"full device", L"/dev/full", CFile::modeWrite, CFileException::invalidFile, EINVAL},
+        {"dangling link", Path("dangling"), CFile::modeRead, CFileException::fileNotFound, ENOENT},
+        {"looping link", Path("loop"), CFile::modeRead, CFileException::badPath, ELOOP},
+        {"long name", Path(std::string(5000, 'n')), CFile::modeRead, CFileException::badPath, ENAMETOOLONG},
+        {"long name, to create", Path(std::string(300, 'n')), CFile::modeWrite | CFile::modeCreate,
+         CFileException::badPath, ENAMETOOLONG},
+        {"no such folder", Path("missing/x"), CFile::modeWrite | CFile::modeCreate, CFileException::fileNotFound, ENOENT},
+    };
+    for (auto const& row : table) {
+        SCOPED_TRACE(row.what);
+        CFile file;
+        CFileException error;
+        EXPECT_EQ(file.Open(row.path, row.flags, &error), 0);
+        EXPECT_EQ(error.GetCause(), row.cause);
+        EXPECT_EQ(error.GetOsError(), row.osError);
+        EXPECT_EQ(error.GetFileName(), CString(row.path));
+        EXPECT_FALSE(file.IsOpen());
+        EXPECT_EQ(file.Open(row.path, row.flags), 0) << "nobody asks why";
+        EXPECT_EQ(CauseOf([&] { CFile(row.path, row.flags); }), row.cause);
+    }
+    EXPECT_EQ(CFile().Open(nullptr, CFile::modeRead), 0);
+    if (::geteuid() != 0) {
+        Put("forbidden", "x");
+        std::filesystem::permissions(File("forbidden"), std::filesystem::perms::none);
+        EXPECT_EQ(CauseOf([&] { CFile(Path("forbidden"), CFile::modeRead); }), CFileException::accessDenied);
+    }
+}
+
+TEST_F(RealFile, OpensNamesOfEveryKind) {
+    for (std::string const name : {"line\nfeed", "caf\xc3\xa9", "caf\xe9", "\xff\xfe\x80", "%s%n", "blank "}) {
+        SCOPED_TRACE(name);
+        {
+            CFile file(Path(name), CFile::modeWrite | CFile::modeCreate);
+            Append(file, name);
+            EXPECT_EQ(KxxToSystemPath(file.GetFileName().View()), name);
+            EXPECT_EQ(KxxToSystemPath(file.GetFilePath().View()), File(name).string());
+        }
+        EXPECT_EQ(Get(name), name);
+    }
+    // A link to a file is that file.
+    std::filesystem::create_symlink("caf\xe9", File("link"));
+    CFile file(Path("link"), CFile::modeRead);
+    EXPECT_EQ(ReadAll(file), "caf\xe9");
+}
+
+TEST_F(RealFile, KeepsItsMode) {
+    Put("file", "content");
+    struct {
+        UINT flags;
+        char const* left;
+        bool reads, writes;
+    } const table[] = {
+        {CFile::modeRead, "content", true, false},
+        {CFile::modeWrite, "content", false, true},
+        {CFile::modeReadWrite, "content", true, true},
+        {CFile::modeRead | CFile::modeCreate, "content", true, false},
+        {CFile::modeWrite | CFile::modeNoTruncate, "content", false, true},
+        {CFile::modeWrite | CFile::modeCreate | CFile::modeNoTruncate, "content", false, true},
+        {CFile::modeReadWrite | CFile::modeCreate | CFile::modeNoTruncate, "content", true, true},
+        {CFile::modeWrite | CFile::modeCreate, "", false, true},
+        {CFile::modeReadWrite | CFile::modeCreate, "", true, true},
+    };
+    for (auto const& row : table) {
+        SCOPED_TRACE(row.flags);
+        Put("file", "content");
+        CFile file(Path("file"), row.flags);
+        EXPECT_EQ(Get("file"), row.left);
+        EXPECT_EQ(file.GetPosition(), 0u);
+        char byte = 0;
+        EXPECT_EQ(CauseOf([&] { file.Read(&byte, 1); }), row.reads ? -1 : CFileException::accessDenied);
+        file.Seek(0, CFile::begin);
+        EXPECT_EQ(CauseOf([&] { file.Write("C", 1); }), row.writes ? -1 : CFileException::accessDenied);
+        EXPECT_EQ(CauseOf([&] { file.Write("C", 0); }), row.writes ? -1 : CFileException::accessDenied);
+        EXPECT_EQ(CauseOf([&] { file.SetLength(1); }), row.writes ? -1 : CFileException::accessDenied);
+        file.Flush();
+        file.Close();
+        EXPECT_EQ(Get("file"), row.writes ? "C" : row.left);
+    }
+    for (UINT const access : {CFile::modeRead, CFile::modeWrite, CFile::modeReadWrite}) {
+        std::filesystem::remove(File("new"));
+        CFile(Path("new"), access | CFile::modeCreate);
+        EXPECT_TRUE(std::filesystem::exists(File("new")));
+    }
+}
+
+TEST_F(RealFile, OpeningAgainClosesFirst) {
+    CFile file(Path("a"), CFile::modeWrite | CFile::modeCreate);
+    Append(file, "pending");
+    ASSERT_TRUE(file.Open(Path("a"), CFile::modeReadWrite)) << "the same file: what was pending is in it";
+    EXPECT_EQ(ReadAll(file), "pending");
+    Append(file, " more");
+    EXPECT_FALSE(file.Open(Path("missing"), CFile::modeRead));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_EQ(Get("a"), "pending more");
+}
+
+TEST_F(RealFile, RefusesWorkWhileClosed) {
+    CFile never;
+    EXPECT_TRUE(never.GetFileName().IsEmpty());
+    EXPECT_TRUE(never.GetFilePath().IsEmpty());
+    CFile closed(Path("closed"), CFile::modeReadWrite | CFile::modeCreate);
+    closed.Close();
+    EXPECT_EQ(U(KxString(closed.GetFileName())), "closed") << "for messages";
+    char byte = 0;
+    for (CFile* file : {&never, &closed}) {
+        EXPECT_FALSE(file->IsOpen());
+        EXPECT_EQ(CauseOf([&] { file->Read(&byte, 1); }), CFileException::invalidFile);
+        EXPECT_EQ(CauseOf([&] { file->Write(&byte, 1); }), CFileException::invalidFile);
+        EXPECT_EQ(CauseOf([&] { file->Seek(0, CFile::begin); }), CFileException::invalidFile);
+        EXPECT_EQ(CauseOf([&] { file->GetPosition(); }), CFileException::invalidFile);
+        EXPECT_EQ(CauseOf([&] { file->GetLength(); }), CFileException::invalidFile);
+        EXPECT_EQ(CauseOf([&] { file->SetLength(0); }), CFileException::invalidFile);
+        EXPECT_EQ(CauseOf([&] { file->Flush(); }), CFileException::invalidFile);
+        file->Close();
+        file->Abort();
+    }
+    CFile aborted(Path("aborted"), CFile::modeWrite | CFile::modeCreate);
+    Append(aborted, "lost");
+    aborted.Abort();
+    EXPECT_EQ(Get("aborted"), "");
+}
+
+TEST_F(RealFile, RemovesAndRenames) {
+    Put("old", "old");
+    Put("other", "other");
+    CFile::Rename(Path("old"), Path("new"));
+    EXPECT_EQ(Get("new"), "old");
+    EXPECT_FALSE(std::filesystem::exists(File("old")));
+    EXPECT_EQ(CauseOf([&] { CFile::Rename(Path("old"), Path("x")); }), CFileException::fileNotFound);
+    EXPECT_NE(CauseOf([&] { CFile::Rename(Path("new"), Path("other")); }), -1);
+    EXPECT_EQ(Get("other"), "other") << "no file is replaced";
+    EXPECT_EQ(Get("new"), "old");
+    CFile::Remove(Path("new"));
+    EXPECT_EQ(CountFiles(), 1u);
+    EXPECT_EQ(CauseOf([&] { CFile::Remove(Path("new")); }), CFileException::fileNotFound);
+    EXPECT_NE(CauseOf([&] { CFile::Remove(Path(".")); }), -1);
+    test::Thrown<CInvalidArgException>([] { CFile::Remove(nullptr); });
+    test::Thrown<CInvalidArgException>([] { CFile::Rename(nullptr, L"x"); });
+    test::Thrown<CInvalidArgException>([] { CFile::Rename(L"x", nullptr); });
+
+    CFile file(Path("other"), CFile::modeRead);
+    file.SetFilePath(L"/a/path/for messages");
+    EXPECT_EQ(U(KxString(file.GetFileName())), "for messages");
+    EXPECT_EQ(ReadAll(file), "other");
+    test::Thrown<CInvalidArgException>([&] { file.SetFilePath(nullptr); });
+    EXPECT_EQ(U(KxString(file.GetFilePath())), "/a/path/for messages");
+}
+
+// The size limit of a process stands for a full disk: the system signals it, which would end the process.
+TEST_F(RealFile, AFullDiskIsAnExceptionAndNothingElse) {
+    KxString const path = Path("full");
+    auto const limited = [&](auto body) {
+        return InChild([&] {
+            ::rlimit const limit = {50'000, 50'000};
+            if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return 98;
+            return body();
+        });
+    };
+    auto const isFull = [&](auto call) {
+        try {
+            call();
+        } catch (CFileException* exception) {
+            bool const named = exception->GetFileName() == CString(path);
+            bool const full = exception->GetCause() == CFileException::diskFull && exception->GetOsError() == EFBIG;
+            exception->Delete();
+            return named && full;
+        }
+        return false;
+    };
+    std::string const bytes(60'000, 'x');
+    EXPECT_EQ(limited([&] {
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+        Append(file, bytes);
+        if (!isFull([&] { file.Flush(); })) return 1;
+        if (!isFull([&] { file.Flush(); })) return 2;  // still pending
+        if (file.GetLength() != bytes.size()) return 3;
+        if (!isFull([&] { file.SetLength(70'000); })) return 4;
+        file.SetLength(40'000);  // room again, for what is left
+        file.Flush();
+        if (!isFull([&] { Append(file, std::string(200'000, 'y')); })) return 5;
+        if (file.GetPosition() != bytes.size()) return 6;
+        file.SetLength(40'000);
+        return 0;
+    }), 0);
+    EXPECT_EQ(Get("full"), bytes.substr(0, 40'000));
+    EXPECT_EQ(limited([&] {
+        CFile file(path, CFile::modeWrite | CFile::modeCreate);
+        Append(file, bytes);
+        if (!isFull([&] { file.Close(); })) return 1;
+        return file.IsOpen() ? 2 : 0;
+    }), 0);
+    EXPECT_EQ(limited([&] {
+        CFile file(path, CFile::modeWrite | CFile::modeCreate);
+        Append(file, bytes);
+        return 0;  // the destructor says nothing
+    }), 0);
+    // A thread that holds the signal back must not meet it later.
+    EXPECT_EQ(limited([&] {
+        sigset_t signal;
+        sigemptyset(&signal);
+        sigaddset(&signal, SIGXFSZ);
+        ::sigprocmask(SIG_BLOCK, &signal, nullptr);
+        CFile file(path, CFile::modeWrite | CFile::modeCreate);
+        Append(file, bytes);
+        if (!isFull([&] { file.Flush(); })) return 1;
+        ::sigprocmask(SIG_UNBLOCK, &signal, nullptr);
+        return 0;
+    }), 0);
+}
+
+}  // namespace

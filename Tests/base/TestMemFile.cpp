@@ -1,0 +1,193 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syFile.h"
+
+#include "Support.h"
+
+#include <cstring>
+#include <limits>
+
+namespace {
+
+using namespace KxN;
+
+void Append(CFile& file, std::string_view bytes) {
+    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
+}
+
+std::string ReadAll(CFile& file) {
+    std::string bytes(file.GetLength() + 1, '?');  // one more than there is
+    file.Seek(0, CFile::begin);
+    bytes.resize(file.Read(bytes.data(), static_cast<UINT>(bytes.size())));
+    return bytes;
+}
+
+/// Shows the seams and lets the n-th request for memory fail.
+class WatchedFile : public CMemFile {
+public:
+    using CMemFile::CMemFile;
+    ~WatchedFile() override { Close(); }
+
+    ULONGLONG GetBufferSize() const { return m_bufferSize; }
+    int requestsLeft = std::numeric_limits<int>::max();
+    int blocks = 0;
+
+protected:
+    BYTE* Alloc(ULONGLONG size) override {
+        if (requestsLeft-- <= 0) return nullptr;
+        ++blocks;
+        return CMemFile::Alloc(size);
+    }
+    BYTE* Realloc(BYTE* memory, ULONGLONG size) override {
+        return requestsLeft-- <= 0 ? nullptr : CMemFile::Realloc(memory, size);
+    }
+    void Free(BYTE* memory) override {
+        --blocks;
+        CMemFile::Free(memory);
+    }
+};
+
+TEST(MemFile, GrowsByItsValue) {
+    WatchedFile file(100);
+    EXPECT_EQ(file.GetBufferSize(), 0u);
+    struct {
+        std::size_t count;
+        ULONGLONG length, buffer;
+    } const steps[] = {{1, 1, 100}, {99, 100, 100}, {1, 101, 200}, {250, 351, 400}, {0, 351, 400}};
+    std::string expected;
+    for (auto const& step : steps) {
+        expected += std::string(step.count, static_cast<char>('a' + step.count % 26));
+        Append(file, std::string_view(expected).substr(expected.size() - step.count));
+        EXPECT_EQ(file.GetLength(), step.length);
+        EXPECT_EQ(file.GetPosition(), step.length);
+        EXPECT_EQ(file.GetBufferSize(), step.buffer);
+    }
+    EXPECT_EQ(ReadAll(file), expected);
+    EXPECT_EQ(file.blocks, 1);
+    file.Close();
+    EXPECT_EQ(file.blocks, 0);
+    EXPECT_EQ(file.GetLength(), 0u);
+    EXPECT_TRUE(file.IsOpen()) << "a file in memory can always be used";
+    Append(file, "again");
+    EXPECT_EQ(ReadAll(file), "again");
+}
+
+TEST(MemFile, FillsGapsWithZeros) {
+    CMemFile file(16);
+    Append(file, std::string(16, 'x'));
+    file.SetLength(2);  // what was cut does not come back
+    EXPECT_EQ(file.GetPosition(), 16u);
+    file.Seek(5, CFile::begin);
+    char byte = '?';
+    EXPECT_EQ(file.Read(&byte, 1), 0u);
+    EXPECT_EQ(file.GetLength(), 2u) << "only writing extends";
+    Append(file, "ab");
+    EXPECT_EQ(ReadAll(file), std::string("xx\0\0\0ab", 7));
+    file.SetLength(3);
+    file.SetLength(40);
+    EXPECT_EQ(ReadAll(file), std::string("xx", 2) + std::string(38, '\0'));
+    file.Seek(-2, CFile::end);
+    Append(file, "end");
+    EXPECT_EQ(file.GetLength(), 41u);
+}
+
+TEST(MemFile, RefusesImpossiblePlaces) {
+    CMemFile file;
+    Append(file, "abc");
+    constexpr LONGLONG last = std::numeric_limits<LONGLONG>::max();
+    struct {
+        LONGLONG offset;
+        UINT from;
+    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {0, 3}};
+    for (auto const& seek : bad) {
+        test::Thrown<CFileException>([&] { file.Seek(seek.offset, seek.from); });
+        EXPECT_EQ(file.GetPosition(), 3u);
+    }
+    EXPECT_EQ(file.Seek(last, CFile::begin), static_cast<ULONGLONG>(last));
+    test::Thrown<CFileException>([&] { Append(file, "x"); });
+    file.Seek(last - 10, CFile::begin);
+    test::Thrown<CMemoryException>([&] { Append(file, "x"); });
+    test::Thrown<CMemoryException>([&] { file.SetLength(1ULL << 63); });
+    test::Thrown<CMemoryException>([&] { file.SetLength(~0ULL); });
+    EXPECT_EQ(ReadAll(file), "abc");
+}
+
+TEST(MemFile, KeepsItsBytesWhenThereIsNoMemory) {
+    WatchedFile file(8);
+    file.requestsLeft = 0;
+    test::Thrown<CMemoryException>([&] { Append(file, "x"); });
+    EXPECT_EQ(file.GetLength(), 0u);
+    file.requestsLeft = 1;
+    Append(file, "12345678");
+    test::Thrown<CMemoryException>([&] { Append(file, "9"); });
+    EXPECT_EQ(file.GetPosition(), 8u);
+    test::Thrown<CMemoryException>([&] { file.SetLength(9); });
+    EXPECT_EQ(ReadAll(file), "12345678");
+    file.requestsLeft = 1;
+    Append(file, "9");
+    EXPECT_EQ(ReadAll(file), "123456789");
+
+    // A growth rule that falls short is no reason to write beyond the memory.
+    class Lazy : public CMemFile {
+        void GrowFile(ULONGLONG) override {}
+    } lazy;
+    test::Thrown<CMemoryException>([&] { Append(lazy, "x"); });
+    EXPECT_EQ(lazy.GetLength(), 0u);
+}
+
+TEST(MemFile, WorksInMemoryOfTheCaller) {
+    BYTE memory[] = {'a', 'b', 'c', 'd'};
+    {
+        CMemFile fixed(memory, 4);
+        EXPECT_EQ(ReadAll(fixed), "abcd");
+        fixed.Seek(1, CFile::begin);
+        Append(fixed, "B");
+        EXPECT_EQ(memory[1], 'B');
+        fixed.Seek(0, CFile::end);
+        test::Thrown<CMemoryException>([&] { Append(fixed, "e"); });
+        EXPECT_EQ(ReadAll(fixed), "aBcd");
+    }
+    {
+        CMemFile growing(memory, 4, 16);
+        growing.Seek(0, CFile::end);
+        Append(growing, "e");
+        EXPECT_EQ(ReadAll(growing), "aBcde");
+        growing.Seek(0, CFile::begin);
+        Append(growing, "A");
+        EXPECT_EQ(memory[0], 'a') << "from its growth on the file works in a copy";
+    }
+    CMemFile given(memory, 4);
+    EXPECT_EQ(given.Detach(), memory);
+    EXPECT_EQ(given.GetLength(), 0u);
+}
+
+TEST(MemFile, HandsItsMemoryOn) {
+    CMemFile file;
+    EXPECT_EQ(file.Detach(), nullptr);
+    Append(file, "mine");
+    BYTE* const memory = file.Detach();
+    ASSERT_NE(memory, nullptr);
+    EXPECT_EQ(std::memcmp(memory, "mine", 4), 0);
+    std::free(memory);
+    EXPECT_EQ(file.GetLength(), 0u);
+    EXPECT_EQ(file.GetPosition(), 0u);
+    Append(file, "new");
+    EXPECT_EQ(ReadAll(file), "new");
+    file.SetFilePath(L"/somewhere/name");
+    EXPECT_EQ(test::U(KxString(file.GetFileName())), "name");
+    EXPECT_TRUE(file.Open(L"other", CFile::modeRead));
+    EXPECT_EQ(file.GetLength(), 0u) << "opening empties";
+    EXPECT_EQ(test::U(KxString(file.GetFileName())), "other");
+
+    CSharedFile shared;
+    EXPECT_EQ(shared.GetAllocFlags(), 0x2002u);
+    EXPECT_EQ(shared.Detach(), nullptr);
+    Append(shared, "shared");
+    void* const handle = shared.Detach();
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(std::memcmp(handle, "shared", 6), 0);
+    std::free(handle);
+    EXPECT_EQ(CSharedFile(7, 100).GetAllocFlags(), 7u);
+}
+
+}  // namespace

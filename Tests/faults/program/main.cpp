@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// What an application does with its files, one scenario a run:  iofaults_scenarios <scenario> <file>
+//
+// Exit codes: 0 all went well, 3 an exception of the library, whose text is printed; anything else is a fault.
+#include "hbtools/base/syConfig.h"
+#include "hbtools/base/syDirEntry.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/sySafeFile.h"
+#include "hbtools/persistence/syGeometryTags.h"
+#include "hbtools/persistence/sySimpleTags.h"
+#include "hbtools/persistence/syTagArchive.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace KxN;
+
+// Crosses the buffer of a file in small steps, and has blocks that pass by it.
+constexpr int lines = 12;
+constexpr int pointsOfLine = 1000;
+constexpr int block = 7000;
+
+KxVec3d Point(int i) {
+    return KxVec3d(i * 0.25, -i, 1.0 / (i + 1));
+}
+
+void StoreScan(CFile& file, KxString name) {
+    KxTagArchive archive(&file, 0);
+    archive << KxNullTag(1);
+    archive.LevelDown();
+    archive << KxStringTag(2, name);
+    for (int line = 0; line < lines; ++line) {
+        int const count = line == 5 ? block : pointsOfLine;
+        KxTArray<KxVec3d> points(count);
+        for (int i = 0; i < count; ++i) points[i] = Point(line + i);
+        archive << KxVec3dArrayTag(static_cast<unsigned long>(10 + line), points);
+    }
+    archive.LevelUp();
+    archive.Flush();
+}
+
+bool LoadScan(CFile& file, KxString const& name) {
+    KxTagArchive archive(&file, 1);
+    archive >> KxNullTag(1);
+    archive.LevelDown();
+    bool isSame = true;
+    for (int line = lines - 1; line >= 0; --line) {
+        KxTArray<KxVec3d> points;
+        archive >> KxVec3dArrayTag(static_cast<unsigned long>(10 + line), points);
+        int const count = line == 5 ? block : pointsOfLine;
+        isSame = isSame && points.Size() == count;
+        for (int i = 0; isSame && i < count; ++i) isSame = points[i] == Point(line + i);
+    }
+    KxString loaded;
+    archive >> KxStringTag(2, loaded);
+    return isSame && loaded == name;
+}
+
+int Run(std::string const& scenario, KxString const& path) {
+    KxString const name = L"M\u00fcller 7";
+    if (scenario == "store") {
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+        StoreScan(file, name);
+        file.Close();
+    } else if (scenario == "load") {
+        CFile file(path, CFile::modeRead);
+        if (!LoadScan(file, name)) return 4;
+        file.Close();
+    } else if (scenario == "silent") {  // destructors close
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+        file.Write("pending", 7);
+    } else if (scenario == "cut") {
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate | CFile::modeNoTruncate);
+        file.SetLength(3);
+        file.Close();
+    } else if (scenario == "safe") {
+        std::vector<char> const bytes(100'000, 'n');
+        KxSafeFile file(path);
+        for (int i = 0; i < 3; ++i) file.Write(bytes.data(), bytes.size());
+        file.Commit();
+    } else if (scenario == "whole") {
+        KxSafeFile safe(path);
+        CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
+        StoreScan(file, name);
+        file.Close();
+        safe.Commit();
+    } else if (scenario == "config") {
+        KxConfig config(path);
+        config.SetGroup(L"Scanner");
+        config.WriteKey(L"Port", L"COM2");
+    } else if (scenario == "folder") {
+        if (!KxDirEntry(path).MakeDir(0)) {
+            std::puts("scan: refused");
+            return 3;
+        }
+    } else {
+        return 5;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) return 5;
+    try {
+        return Run(argv[1], KxxFromSystemPath(argv[2]));
+    } catch (CException* exception) {
+        std::puts(KxxToUtf8(CException::TextOf(*exception).View()).c_str());
+        exception->Delete();
+        return 3;
+    }
+}
