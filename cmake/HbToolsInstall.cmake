@@ -64,6 +64,8 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
   "libhbtools${HBTOOLS_SOVERSION} (= ${PROJECT_VERSION}), hbtools-tools (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME hbtools-tools)
+# What is found by looking into the programs comes on top; it knows only packages that are installed.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libhbtools${HBTOOLS_SOVERSION} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_COMPONENT_LIB_DESCRIPTION "${PROJECT_DESCRIPTION} (library)")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (headers)")

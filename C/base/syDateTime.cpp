@@ -73,7 +73,7 @@ void KxDateTime::Set(long long days, long long hundredths) {
 
 unsigned long KxDateTime::GetDate() const {
     if (!m_hasDate) return 0;
-    return static_cast<unsigned long>(GetYear() * 10000 + GetMonth() * 100 + GetDay());
+    return static_cast<unsigned long>(GetYear()) * 10000 + static_cast<unsigned long>(GetMonth() * 100 + GetDay());
 }
 
 void KxDateTime::SetDate(unsigned long date) {

@@ -44,7 +44,7 @@ KxException::KxException(KxString const& file, unsigned long line, unsigned shor
     m_textId = textId;
 }
 
-KxException::KxException(KxException& other)
+KxException::KxException(KxException& other)  // NOLINT(bugprone-copy-constructor-init): a copy is released on its own
     : CException(),
       KxCompatibleException(other),
       m_message(other.GetMessage()),

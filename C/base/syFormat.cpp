@@ -36,6 +36,8 @@ struct Conversion {
 
 using Buffer = fmt::basic_memory_buffer<char, 500>;
 
+constexpr int mostPrecision = 1024;  // whatever the limits allow: the digits of one number are made on the stack
+
 class Formatter {
 public:
     Formatter(std::wstring_view format, FormatArgument const* arguments, std::size_t count)
@@ -89,7 +91,7 @@ private:
         int const width = ParseNumber(0);
         c.left = c.left || width < 0;
         c.width = std::min(std::abs(width), m_limits.formatWidth);
-        if (Accept(L'.')) c.precision = std::clamp(ParseNumber(0), -1, m_limits.formatPrecision);
+        if (Accept(L'.')) c.precision = std::clamp(ParseNumber(0), -1, std::clamp(m_limits.formatPrecision, 0, mostPrecision));
         ParseLength(c);
         if (m_position == m_format.size()) return std::nullopt;
         c.kind = m_format[m_position];
@@ -185,8 +187,10 @@ private:
         Buffer digits;
         if (hex)
             fmt::format_to(std::back_inserter(digits), fmt::runtime(c.kind == L'x' ? "{:x}" : "{:X}"), magnitude);
+        else if (c.kind == L'o')
+            fmt::format_to(std::back_inserter(digits), "{:o}", magnitude);
         else
-            fmt::format_to(std::back_inserter(digits), fmt::runtime(c.kind == L'o' ? "{:o}" : "{}"), magnitude);
+            digits.append(fmt::format_int(magnitude));
 
         bool const integral = std::wstring_view(L"diuxXo").find(c.kind) != std::wstring_view::npos;
         int const precision = integral ? c.precision : -1;
@@ -209,58 +213,66 @@ private:
         if (!std::isfinite(number)) {
             std::string_view const text = std::isnan(number) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
             digits.append(text);
-        } else if (c.kind == L'a' || c.kind == L'A') {
-            char text[1024];
-            auto const end = c.precision < 0 ? std::to_chars(text, text + sizeof text, magnitude, std::chars_format::hex)
-                                             : std::to_chars(text, text + sizeof text, magnitude,
-                                                             std::chars_format::hex, c.precision);
-            digits.append(text, end.ptr);
-            if (upper)
-                for (char& d : digits)
-                    if (d >= 'a' && d <= 'z') d = static_cast<char>(d - 'a' + 'A');
-            prefix = upper ? "0X" : "0x";
         } else {
             FiniteDigits(c, magnitude, precision, digits);
+            if (upper)
+                for (char& digit : digits)
+                    if (digit >= 'a' && digit <= 'z') digit = static_cast<char>(digit - 'a' + 'A');
+            if (c.kind == L'a' || c.kind == L'A') prefix = upper ? "0X" : "0x";
         }
         Number(c, true, std::signbit(number), prefix, 0, digits, std::isfinite(number));
     }
 
+    /// The digits of a conversion, in small letters.
     static void FiniteDigits(Conversion const& c, double magnitude, int precision, Buffer& digits) {
-        auto const out = std::back_inserter(digits);
         switch (c.kind) {
             case L'f':
-            case L'F': fmt::format_to(out, "{:.{}f}", magnitude, precision); break;
-            case L'e': fmt::format_to(out, "{:.{}e}", magnitude, precision); break;
-            case L'E': fmt::format_to(out, "{:.{}E}", magnitude, precision); break;
+            case L'F': Append(digits, magnitude, std::chars_format::fixed, precision); break;
+            case L'e':
+            case L'E': Append(digits, magnitude, std::chars_format::scientific, precision); break;
             case L'g':
             case L'G':
                 if (c.alternative)
-                    FullGeneral(c.kind, magnitude, std::max(precision, 1), digits);
+                    FullGeneral(magnitude, std::max(precision, 1), digits);
                 else
-                    fmt::format_to(out, fmt::runtime(c.kind == L'g' ? "{:.{}g}" : "{:.{}G}"), magnitude, precision);
+                    Append(digits, magnitude, std::chars_format::general, precision);
                 break;
-            default: fmt::format_to(out, "{}", magnitude); return;  // the shortest text that reads back the same
+            case L'a':
+            case L'A':
+                if (c.precision < 0)
+                    Append(digits, magnitude, std::chars_format::hex);
+                else
+                    Append(digits, magnitude, std::chars_format::hex, precision);
+                break;
+            default: fmt::format_to(std::back_inserter(digits), "{}", magnitude); return;  // the shortest that reads back
         }
         std::string_view const text(digits.data(), digits.size());
         if (!c.alternative || text.find('.') != text.npos) return;
-        std::string const exponent(text.substr(std::min(text.find_first_of("eE"), text.size())));
+        std::string const exponent(text.substr(std::min(text.find_first_of("ep"), text.size())));
         digits.resize(digits.size() - exponent.size());
         digits.push_back('.');
         digits.append(exponent);
     }
 
+    /// What std::to_chars writes, which is what the C library prints in the "C" locale.
+    template <class... Precision>
+    static void Append(Buffer& digits, double magnitude, std::chars_format format, Precision... precision) {
+        char text[2048];  // holds the largest number with the largest precision
+        auto const end = std::to_chars(text, text + sizeof text, magnitude, format, precision...);
+        digits.append(text, end.ptr);
+    }
+
     /// %#g: as %g, with all digits of the precision.
-    static void FullGeneral(wchar_t kind, double magnitude, int precision, Buffer& digits) {
-        std::string const scientific = fmt::format(fmt::runtime(kind == L'g' ? "{:.{}e}" : "{:.{}E}"), magnitude, precision - 1);
+    static void FullGeneral(double magnitude, int precision, Buffer& digits) {
+        Append(digits, magnitude, std::chars_format::scientific, precision - 1);
+        std::string_view const text(digits.data(), digits.size());
+        std::size_t const mark = text.find('e');
         int exponent = 0;
-        std::size_t const mark = scientific.find_first_of("eE");
-        bool const isNegative = scientific[mark + 1] == '-';
-        std::from_chars(scientific.data() + mark + 2, scientific.data() + scientific.size(), exponent);
-        if (isNegative) exponent = -exponent;
-        if (exponent < -4 || exponent >= precision)
-            digits.append(scientific);
-        else
-            fmt::format_to(std::back_inserter(digits), "{:.{}f}", magnitude, precision - 1 - exponent);
+        std::from_chars(text.data() + mark + 2, text.data() + text.size(), exponent);
+        if (text[mark + 1] == '-') exponent = -exponent;
+        if (exponent < -4 || exponent >= precision) return;
+        digits.clear();
+        Append(digits, magnitude, std::chars_format::fixed, precision - 1 - exponent);
     }
 
     void Pointer(Conversion const& c, void const* pointer) {
@@ -280,10 +292,16 @@ private:
         }
         if (!c.left) m_out.append(fill, L' ');
         if (sign) m_out += static_cast<wchar_t>(sign);
-        m_out.append(prefix.begin(), prefix.end());
+        Ascii(prefix);
         m_out.append(zeros, L'0');
-        m_out.append(digits.begin(), digits.end());
+        Ascii(std::string_view(digits.data(), digits.size()));
         if (c.left) m_out.append(fill, L' ');
+    }
+
+    void Ascii(std::string_view text) {
+        std::size_t const length = m_out.size();
+        m_out.resize(length + text.size());
+        std::copy(text.begin(), text.end(), m_out.begin() + static_cast<std::ptrdiff_t>(length));
     }
 
     static std::size_t Fill(Conversion const& c, std::size_t length) {

@@ -91,6 +91,11 @@ void CMemFile::Write(void const* buffer, UINT count) {
     m_fileSize = std::max(m_fileSize, last);
 }
 
+BYTE* CMemFile::Touch(ULONGLONG position, UINT count) {
+    bool const isThere = position < m_fileSize && count <= m_fileSize - position;
+    return isThere ? m_buffer + position : nullptr;
+}
+
 void CMemFile::Flush() {}
 
 void CMemFile::MakeRoom(ULONGLONG length) {

@@ -93,17 +93,35 @@ public:
     long const m_most;
 };
 
-/// The state of that name, made if nobody has it. It may be of another kind.
+/// The states that have a name, as long as an object uses them.
+class NamedStates {
+public:
+    /// The state of that name, by whatever kind of object it was made; `made` if there is none.
+    std::shared_ptr<SyncState> Share(wchar_t const* name, std::shared_ptr<SyncState> made) {
+        std::lock_guard const lock(m_mutex);
+        std::erase_if(m_states, [](auto const& entry) { return entry.second.expired(); });
+        std::weak_ptr<SyncState>& entry = m_states[name];
+        std::shared_ptr<SyncState> state = entry.lock();
+        if (!state) entry = state = std::move(made);
+        return state;
+    }
+    static NamedStates& Get() {
+        static NamedStates& states = *new NamedStates;  // lives on for late destructors
+        return states;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::map<std::wstring, std::weak_ptr<SyncState>> m_states;
+};
+
+/// A new state, or that of the name. @throws CInvalidArgException if the name stands for another kind
 template <class State, class... Arguments>
 std::shared_ptr<SyncState> MakeState(wchar_t const* name, Arguments... arguments) {
-    if (!name || !*name) return std::make_shared<State>(arguments...);
-    static std::mutex mutex;
-    static auto& named = *new std::map<std::wstring, std::weak_ptr<SyncState>>;  // lives on for late destructors
-    std::lock_guard const lock(mutex);
-    std::erase_if(named, [](auto const& entry) { return entry.second.expired(); });
-    std::weak_ptr<SyncState>& entry = named[name];
-    std::shared_ptr<SyncState> state = entry.lock();
-    if (!state) entry = state = std::make_shared<State>(arguments...);
+    auto made = std::make_shared<State>(arguments...);
+    if (!name || !*name) return made;
+    std::shared_ptr<SyncState> state = NamedStates::Get().Share(name, std::move(made));
+    if (!dynamic_cast<State*>(state.get())) AfxThrowInvalidArgException();
     return state;
 }
 
@@ -161,13 +179,6 @@ State& As(std::shared_ptr<SyncState> const& state) {
     return static_cast<State&>(*state);
 }
 
-/// Refuses a state of another kind, which a name may stand for.
-template <class State>
-std::shared_ptr<SyncState> Checked(std::shared_ptr<SyncState> state) {
-    if (!dynamic_cast<State*>(state.get())) AfxThrowInvalidArgException();
-    return state;
-}
-
 }  // namespace
 
 }  // namespace KxN::detail
@@ -200,7 +211,17 @@ int CCriticalSection::Lock(unsigned long timeout) {
         m_mutex.lock();
         return 1;
     }
+#ifdef __SANITIZE_THREAD__
+    // The thread sanitizer does not see the timed lock of the system, so under it the lock is tried again and again.
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
+    while (!m_mutex.try_lock()) {
+        if (std::chrono::steady_clock::now() >= deadline) return 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return 1;
+#else
     return m_mutex.try_lock_for(std::chrono::milliseconds(timeout));
+#endif
 }
 
 int CCriticalSection::Unlock() {
@@ -209,7 +230,7 @@ int CCriticalSection::Unlock() {
 }
 
 CMutex::CMutex(int initiallyOwned, wchar_t const* name, SECURITY_ATTRIBUTES*)
-    : CSyncObject(Checked<MutexState>(MakeState<MutexState>(name))) {
+    : CSyncObject(MakeState<MutexState>(name)) {
     // Of a mutex that is there already the first owner stays.
     if (initiallyOwned) CSyncObject::Lock(0);
 }
@@ -227,7 +248,7 @@ int CMutex::Unlock() {
 
 CSemaphore::CSemaphore(long initialCount, long maxCount, wchar_t const* name, SECURITY_ATTRIBUTES*) {
     if (initialCount < 0 || maxCount < 1 || initialCount > maxCount) AfxThrowInvalidArgException();
-    m_state = Checked<SemaphoreState>(MakeState<SemaphoreState>(name, initialCount, maxCount));
+    m_state = MakeState<SemaphoreState>(name, initialCount, maxCount);
 }
 
 int CSemaphore::Unlock() {
@@ -245,7 +266,7 @@ int CSemaphore::Unlock(long count, long* previous) {
 }
 
 CEvent::CEvent(int initiallyOwned, int manualReset, wchar_t const* name, SECURITY_ATTRIBUTES*)
-    : CSyncObject(Checked<EventState>(MakeState<EventState>(name, initiallyOwned != 0, manualReset != 0))) {}
+    : CSyncObject(MakeState<EventState>(name, initiallyOwned != 0, manualReset != 0)) {}
 
 int CEvent::SetEvent() {
     auto& state = As<EventState>(m_state);

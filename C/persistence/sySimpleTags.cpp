@@ -83,9 +83,10 @@ template <class T>
 KxTTag<T>::~KxTTag() = default;
 
 template <class T>
-int KxTTag<T>::ReadData(CFile* file, STag const& header) {
+int KxTTag<T>::ReadData(CFile* file, STag const&) {
+    // The file stands at the payload already: a scalar is worth no second seek.
     T value;
-    ReadTagData(file, header, &value, sizeof value);
+    if (file->Read(&value, sizeof value) != sizeof value) detail::ThrowEndOfFile(*file);
     m_value = value;
     return 1;
 }

@@ -50,24 +50,18 @@ int KxTag::ReadOldVersionData(CFile*, STag const& header) {
 }
 
 int KxTag::ReadTagHeader(CFile* file, ULONGLONG position, STag& header) {
-    bool found = false;
-    if (m_chain) {
-        found = m_chain->Find(*file, m_image.id, position, header);
-    } else {
-        ULONGLONG left = 0;
-        for (;;) {
-            detail::ReadRecord(*file, position, header);
-            found = header.id == m_image.id;
-            if (found || header.nextTag == 0) break;
-            position = header.nextTag;
-            if (left == 0) left = detail::MostRecords(*file) + 1;
-            if (--left == 0) detail::ThrowEndOfFile(*file);
+    if (m_chain) return m_chain->Find(*file, m_image.id, position, header);
+    for (ULONGLONG left = 0;;) {
+        UINT const size = detail::ReadRecord(*file, position, header);
+        if (header.id == m_image.id) {
+            detail::SeekPayload(*file, position, size, header);
+            return 1;
         }
+        if (header.nextTag == 0) return 0;
+        position = header.nextTag;
+        if (left == 0) left = detail::MostRecords(*file) + 1;
+        if (--left == 0) detail::ThrowEndOfFile(*file);
     }
-    if (!found) return 0;
-    // Behind a 30-byte record that was patched by an 18-byte image the payload does not follow directly.
-    file->Seek(static_cast<LONGLONG>(header.dataAddress), CFile::begin);
-    return 1;
 }
 
 void KxTag::ReadTagData(CFile* file, STag const& header, void* buffer, ULONGLONG size) {
@@ -114,6 +108,8 @@ void KxTag::WriteTagData(CFile* file, void const* buffer) {
 }
 
 void KxTag::ChangeLastTagAddress(CFile* file, ULONGLONG firstPosition, ULONGLONG newTag) {
+    // Nearly always the record is the last one and still in the file's buffer.
+    if (detail::LinkInPlace(*file, firstPosition, newTag)) return;
     ULONGLONG const remembered = file->GetPosition();
     STag last;
     bool shortFormSeen = false;

@@ -13,19 +13,19 @@ bool TagChain::Find(CFile& file, std::uint32_t id, ULONGLONG position, STag& rec
     std::size_t number = NumberOf(position);
 
     // In order of writing the wanted record is the one right there.
-    ReadRecord(file, position, record);
-    if (record.id == id) {
-        Remember(record.nextTag, number);
-        return true;
+    if (number >= m_known.size()) {
+        if (ReadAt(file, id, position, record)) {
+            Remember(record.nextTag, number);
+            return true;
+        }
+        if (record.nextTag == 0) return false;
+        if (number == unknown) return WalkPlainly(file, id, record.nextTag, record);
     }
-    if (record.nextTag == 0) return false;
-    if (number == unknown) return WalkPlainly(file, id, record.nextTag, record);
 
     for (std::size_t known = number;;) {
         std::size_t const found = NumberOfKnown(id, known);
         if (found != unknown) {
-            ReadRecord(file, m_known[found].position, record);
-            if (record.id != id) {
+            if (!ReadAt(file, id, m_known[found].position, record)) {
                 // Somebody rewrote the file under us: what we know is worth nothing.
                 ForgetAll();
                 return WalkPlainly(file, id, position, record);
@@ -43,10 +43,17 @@ bool TagChain::Find(CFile& file, std::uint32_t id, ULONGLONG position, STag& rec
     }
 }
 
+// True if the record there is one of the id; the file stands at its payload then.
+bool TagChain::ReadAt(CFile& file, std::uint32_t id, ULONGLONG position, STag& record) {
+    UINT const size = ReadRecord(file, position, record);
+    if (record.id != id) return false;
+    SeekPayload(file, position, size, record);
+    return true;
+}
+
 bool TagChain::WalkPlainly(CFile& file, std::uint32_t id, ULONGLONG position, STag& record) {
     for (ULONGLONG left = MostRecords(file); left > 0; --left) {
-        ReadRecord(file, position, record);
-        if (record.id == id) return true;
+        if (ReadAt(file, id, position, record)) return true;
         if (record.nextTag == 0) return false;
         position = record.nextTag;
     }
@@ -96,8 +103,12 @@ bool TagChain::Extend(CFile& file) {
     STag record;
     if (!m_known.empty()) {
         if (m_lastLink == 0) {
+            // A chain grows only together with its file.
+            ULONGLONG const length = file.GetLength();
+            if (length == m_lengthAtEnd) return false;
             ReadRecord(file, m_known.back().position, record);
             m_lastLink = record.nextTag;
+            m_lengthAtEnd = m_lastLink == 0 ? length : 0;
         }
         if (m_lastLink == 0) return false;
         next = m_lastLink;

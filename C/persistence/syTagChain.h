@@ -18,7 +18,7 @@ public:
     explicit TagChain(ULONGLONG startPosition) : m_start(startPosition), m_hintPosition(startPosition) {}
 
     /// Finds the first record of `id` from `position` on. Found: true, `record` is its image and the file stands
-    /// behind its header. @throws CFileException cause endOfFile for a broken or ring-shaped chain
+    /// at its payload. @throws CFileException cause endOfFile for a broken or ring-shaped chain
     bool Find(CFile& file, std::uint32_t id, ULONGLONG position, STag& record);
 
 private:
@@ -30,6 +30,7 @@ private:
 
     static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
+    bool ReadAt(CFile& file, std::uint32_t id, ULONGLONG position, STag& record);
     bool WalkPlainly(CFile& file, std::uint32_t id, ULONGLONG position, STag& record);
     std::size_t NumberOf(ULONGLONG position) const;
     std::size_t NumberOfKnown(std::uint32_t id, std::size_t from);
@@ -45,6 +46,7 @@ private:
 
     std::vector<Known> m_known;     // the records from the start on, in chain order
     ULONGLONG m_lastLink = 0;   // of the last of them when it was read
+    ULONGLONG m_lengthAtEnd = 0;    // of the file when the last of them was seen to be the end
     std::size_t m_mostRecords = 0;  // bound of the walk; asked of the file again when it is reached
     bool m_rising = true;           // all links so far led forward, so that the positions are sorted
 

@@ -127,7 +127,8 @@ PayloadFinding FindIntArray(CFile& file, STag const& record, ULONGLONG end, ULON
 bool LooksLikeInts(CFile& file, ULONGLONG position, LONGLONG count) {
     std::array<std::int32_t, sampleSize / sizeof(std::int32_t)> words;
     ULONGLONG const bytes = std::min<ULONGLONG>(static_cast<ULONGLONG>(count) * 12, sampleSize);
-    UINT const got = ReadUpTo(file, position, words.data(), static_cast<UINT>(bytes)) / sizeof(std::int32_t);
+    UINT const read = ReadUpTo(file, position, words.data(), static_cast<UINT>(bytes));
+    UINT const got = read / UINT{sizeof(std::int32_t)};
     int ints = 0;
     int floats = 0;
     for (UINT i = 0; i < got; ++i) {

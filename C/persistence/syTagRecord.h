@@ -33,9 +33,19 @@ BYTE* Put(BYTE* bytes, T value) {
 /// @throws CFileException cause endOfFile if it is not whole
 UINT ReadRecord(CFile& file, ULONGLONG position, STag& record);
 
+/// Puts the file to the payload of a record that was just read: behind a 30-byte record that was patched by an
+/// 18-byte image, and in damaged files, it does not follow directly.
+inline void SeekPayload(CFile& file, ULONGLONG position, UINT size, STag const& record) {
+    if (record.dataAddress != position + size) file.Seek(static_cast<LONGLONG>(record.dataAddress), CFile::begin);
+}
+
 /// Writes the image in the 30-byte or the 18-byte form at the file's position.
 /// @throws KxException if the 18-byte form cannot hold it, before anything is written
 void WriteRecord(CFile& file, STag const& record, bool longForm);
+
+/// Sets the link of the record at `position` in the file's buffer. False, with nothing changed, if it is not there,
+/// has a link already, or is one whose head must be written anew.
+bool LinkInPlace(CFile& file, ULONGLONG position, ULONGLONG newTag);
 
 /// How many records a file of this length can hold: a walk that visits more goes round in a ring.
 inline ULONGLONG MostRecords(CFile const& file) {

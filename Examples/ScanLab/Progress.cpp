@@ -3,13 +3,13 @@
 #include "Progress.h"
 
 #include <hbtools/base/syEncoding.h>
+#include <hbtools/base/syTerminal.h>
 
 #include <cstdio>
-#include <unistd.h>
 
 namespace ScanLab {
 
-Progress::Progress(KxN::KxString const& what) : m_what(what), m_isTerminal(::isatty(STDERR_FILENO) == 1) {
+Progress::Progress(KxN::KxString const& what) : m_what(what), m_isTerminal(KxN::KxxIsTerminal(KxN::StandardError)) {
     // What is over at once needs no bar.
     m_next += std::chrono::milliseconds(300);
 }

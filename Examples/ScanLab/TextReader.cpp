@@ -40,10 +40,11 @@ bool IsRemark(std::string_view line) {
     return line.empty() || line.starts_with('#') || line.starts_with("//");
 }
 
-bool AreNumbers(std::vector<std::string_view> const& fields, bool decimalComma) {
+// A line with one number among its first fields is a point, even if the others cannot be read.
+bool AreNames(std::vector<std::string_view> const& fields, bool decimalComma) {
     double value = 0;
     for (std::size_t i = 0; i < 3; ++i)
-        if (!ParseNumber(fields[i], decimalComma, value)) return false;
+        if (ParseNumber(fields[i], decimalComma, value)) return false;
     return true;
 }
 
@@ -86,7 +87,7 @@ void ReadText(ScanSource& source, Scan& scan) {
             isFirst = false;
             double count = 0;
             if (fields.size() == 1 && ParseNumber(fields[0], false, count)) continue;
-            if (fields.size() >= 3 && !AreNumbers(fields, decimalComma)) {
+            if (fields.size() >= 3 && AreNames(fields, decimalComma)) {
                 columns = ColumnsOf(fields);
                 needed = *std::max_element(columns.begin(), columns.end()) + 1;
                 continue;

@@ -285,7 +285,7 @@ int ResolveLinks(std::string const& path, std::string& target) {
         if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : errno;  // no link, or not there
         if (static_cast<std::size_t>(length) == text.size()) return ENAMETOOLONG;
         std::string const link(text.data(), static_cast<std::size_t>(length));
-        target = link.starts_with('/') ? link : DirectoryOf(target) + '/' + link;
+        target = link.starts_with('/') ? link : DirectoryOf(target).append("/").append(link);
     }
     return ELOOP;
 }

@@ -13,6 +13,9 @@
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace KxN {
 
@@ -24,6 +27,63 @@ constexpr std::size_t directSize = 128 * 1024;  // reads and writes from here on
 constexpr ULONGLONG positionLimit = 1ULL << 63;
 // From here on nothing is held in the window, so that no offset in it can leave the limit.
 constexpr ULONGLONG windowLimit = positionLimit - windowCapacity;
+
+// On a page, so that the kernel's copies into it run on whole cache lines.
+constexpr std::align_val_t windowAlignment{pageSize};
+struct WindowDeleter {
+    void operator()(BYTE* window) const { ::operator delete(window, windowAlignment); }
+};
+
+// Copies past the caches: the target is larger than they are and nobody reads it soon.
+void CopyStreaming(BYTE* target, BYTE const* source, std::size_t count) {
+#ifdef __SSE2__
+    std::size_t const head = std::min<std::size_t>(-reinterpret_cast<std::uintptr_t>(target) & 63, count);
+    std::memcpy(target, source, head);
+    std::size_t done = head;
+    for (; count - done >= 64; done += 64) {
+        for (std::size_t i = 0; i < 64; i += 16)
+            _mm_stream_si128(reinterpret_cast<__m128i*>(target + done + i),
+                             _mm_loadu_si128(reinterpret_cast<__m128i const*>(source + done + i)));
+    }
+    _mm_sfence();
+    std::memcpy(target + done, source + done, count - done);
+#else
+    std::memcpy(target, source, count);
+#endif
+}
+
+// The kernel copies two to five times slower where the target lies a few bytes behind the file offset within a page.
+// Then two copies, the first into a window that stays in the processor's cache, are faster than one.
+bool IsSlowTarget(BYTE const* target, ULONGLONG offset) {
+    std::uintptr_t const behind = (reinterpret_cast<std::uintptr_t>(target) - offset) % pageSize;
+    return behind > 0 && behind < 32;
+}
+
+template <class Word>
+inline void CopyWord(BYTE*& target, BYTE const*& source) {
+    Word word;
+    std::memcpy(&word, source, sizeof word);
+    std::memcpy(target, &word, sizeof word);
+    target += sizeof word;
+    source += sizeof word;
+}
+
+// Nearly all reads and writes are heads and scalars: a call for each would cost more than the bytes.
+inline void CopyBytes(BYTE* target, BYTE const* source, std::size_t count) {
+    if (count >= 32) {
+        std::memcpy(target, source, count);
+        return;
+    }
+    // In whole words from the front, as the callers put them together: the processor then passes them on unstored.
+    if (count & 16) {
+        CopyWord<std::uint64_t>(target, source);
+        CopyWord<std::uint64_t>(target, source);
+    }
+    if (count & 8) CopyWord<std::uint64_t>(target, source);
+    if (count & 4) CopyWord<std::uint32_t>(target, source);
+    if (count & 2) CopyWord<std::uint16_t>(target, source);
+    if (count & 1) CopyWord<std::uint8_t>(target, source);
+}
 
 }  // namespace
 
@@ -39,8 +99,12 @@ public:
     }
     [[noreturn]] void FailWith(int cause) const { throw new CFileException(cause, -1, m_owner.m_filePath); }
 
-    std::size_t Read(BYTE* target, std::size_t count);
-    void Write(BYTE const* source, std::size_t count);
+    bool ReadFromWindow(BYTE* target, std::size_t count);
+    bool WriteToWindow(BYTE const* source, std::size_t count);
+    [[gnu::noinline]] std::size_t ReadSlowly(BYTE* target, std::size_t count);
+    [[gnu::noinline]] void WriteSlowly(BYTE const* source, std::size_t count);
+    ULONGLONG SeekFrom(LONGLONG offset, UINT from);
+    BYTE* Touch(ULONGLONG position, std::size_t count);
     /// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
     int TryWriteOut();
     ULONGLONG Length() const;
@@ -51,8 +115,6 @@ public:
     ULONGLONG m_position = 0;
 
 private:
-    std::size_t ReadSlowly(BYTE* target, std::size_t count);
-    void WriteSlowly(BYTE const* source, std::size_t count);
     std::size_t ReadAt(BYTE* target, std::size_t count, ULONGLONG offset) const;
     std::size_t ReadLarge(BYTE* target, std::size_t count, ULONGLONG position);
     void LoadWindow(ULONGLONG position, std::size_t count);
@@ -62,34 +124,41 @@ private:
     void WriteOut() { Check(TryWriteOut()); }
     void Forget() { m_windowSize = 0; }
     void NeedWindow() {
-        if (!m_window) m_window = std::make_unique_for_overwrite<BYTE[]>(windowCapacity);
+        if (!m_window) m_window.reset(static_cast<BYTE*>(::operator new(windowCapacity, windowAlignment)));
     }
-    bool HasChanges() const { return m_changedEnd > m_changedBegin; }
+    bool HasChanges() const { return m_hasChanges; }
+    /// True if nothing lies between the bytes and those that were written here.
+    bool TouchesOwn(ULONGLONG position, std::size_t count) const {
+        return position <= m_ownEnd && position + count >= m_ownBegin;
+    }
+    void AddToOwn(ULONGLONG position, std::size_t count);
 
     CFile const& m_owner;
     detail::Descriptor m_file;
     bool m_canRead;
     bool m_canWrite;
-    std::unique_ptr<BYTE[]> m_window;
+    std::unique_ptr<BYTE, WindowDeleter> m_window;
     ULONGLONG m_windowStart = 0;
     std::size_t m_windowSize = 0;
-    // The one range of the window that is not on disk yet; it holds nothing but bytes that were written here, so
-    // that what others change around it is never overwritten.
-    std::size_t m_changedBegin = 0;
+    bool m_hasChanges = false;
+    std::size_t m_changedBegin = 0;  // range of the window that is not on disk yet, if there is one
     std::size_t m_changedEnd = 0;
     ULONGLONG m_length = 0;  // while there are changes: what is on disk and what is pending
+    // Range of the file that was written here since the last Sync. The changes lie in it, and it alone is ever
+    // written: what others change around it stays.
+    ULONGLONG m_ownBegin = 0;
+    ULONGLONG m_ownEnd = 0;
     std::size_t m_readAhead = pageSize;
     int m_syncError = 0;
 };
 
-inline std::size_t CFile::Stream::Read(BYTE* target, std::size_t count) {
+// The way of nearly all calls: what is asked for lies in the window.
+inline bool CFile::Stream::ReadFromWindow(BYTE* target, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;  // wraps to a large number in front of the window
-    if (m_canRead && inWindow < m_windowSize && count <= m_windowSize - inWindow) {
-        std::memcpy(target, m_window.get() + inWindow, count);
-        m_position += count;
-        return count;
-    }
-    return ReadSlowly(target, count);
+    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return false;
+    CopyBytes(target, m_window.get() + inWindow, count);
+    m_position += count;
+    return true;
 }
 
 // The position moves only when all went well.
@@ -123,11 +192,9 @@ std::size_t CFile::Stream::ReadAt(BYTE* target, std::size_t count, ULONGLONG off
     return got;
 }
 
-// The kernel copies slowly when target and file offset do not fall on the same place of a cache line. Then two
-// copies, the first into a window that stays in the processor's cache, are faster than one.
 std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count, ULONGLONG position) {
     WriteOut();
-    if (((reinterpret_cast<std::uintptr_t>(target) ^ position) & 63) == 0) return ReadAt(target, count, position);
+    if (!IsSlowTarget(target, position)) return ReadAt(target, count, position);
     NeedWindow();
     Forget();
     std::size_t done = 0;
@@ -135,7 +202,7 @@ std::size_t CFile::Stream::ReadLarge(BYTE* target, std::size_t count, ULONGLONG 
         std::size_t const skew = static_cast<std::size_t>((position + done) % pageSize);
         std::size_t const wanted = std::min(count - done, windowCapacity - skew);
         std::size_t const got = ReadAt(m_window.get() + skew, wanted, position + done);
-        std::memcpy(target + done, m_window.get() + skew, got);
+        CopyStreaming(target + done, m_window.get() + skew, got);
         done += got;
         if (got < wanted) break;
     }
@@ -158,22 +225,40 @@ void CFile::Stream::LoadWindow(ULONGLONG position, std::size_t count) {
     m_windowSize = got;
 }
 
-inline void CFile::Stream::Write(BYTE const* source, std::size_t count) {
+void CFile::Stream::AddToOwn(ULONGLONG position, std::size_t count) {
+    bool const touches = TouchesOwn(position, count) && m_ownEnd > 0;
+    m_ownBegin = touches ? std::min(m_ownBegin, position) : position;
+    m_ownEnd = touches ? std::max(m_ownEnd, position + count) : position + count;
+}
+
+// The same for writing: what is changed is one range, so that it goes out in one call.
+inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;
-    // What touches the changed range extends it. Changes are only where writing is allowed.
-    if (HasChanges() && inWindow <= m_changedEnd && count <= windowCapacity - inWindow &&
-        inWindow + count >= m_changedBegin) {
-        std::size_t const first = static_cast<std::size_t>(inWindow);
-        std::size_t const last = first + count;
-        std::memcpy(m_window.get() + first, source, count);
-        m_changedBegin = std::min(m_changedBegin, first);
-        m_changedEnd = std::max(m_changedEnd, last);
-        m_windowSize = std::max(m_windowSize, last);
-        m_position += count;
-        m_length = std::max(m_length, m_position);
-        return;
-    }
-    WriteSlowly(source, count);
+    if (!HasChanges() || inWindow > m_windowSize || count > windowCapacity - inWindow ||
+        !TouchesOwn(m_position, count))
+        return false;
+    std::size_t const first = static_cast<std::size_t>(inWindow);
+    std::size_t const last = first + count;
+    CopyBytes(m_window.get() + first, source, count);
+    m_changedBegin = std::min(m_changedBegin, first);
+    m_changedEnd = std::max(m_changedEnd, last);
+    m_windowSize = std::max(m_windowSize, last);
+    m_ownBegin = std::min(m_ownBegin, m_position);
+    m_position += count;
+    m_ownEnd = std::max(m_ownEnd, m_position);
+    m_length = std::max(m_length, m_position);
+    return true;
+}
+
+inline BYTE* CFile::Stream::Touch(ULONGLONG position, std::size_t count) {
+    ULONGLONG const inWindow = position - m_windowStart;
+    if (!HasChanges() || !m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow ||
+        !TouchesOwn(position, count))
+        return nullptr;
+    m_changedBegin = std::min<std::size_t>(m_changedBegin, inWindow);
+    m_changedEnd = std::max<std::size_t>(m_changedEnd, inWindow + count);
+    AddToOwn(position, count);
+    return m_window.get() + inWindow;
 }
 
 void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
@@ -185,29 +270,36 @@ void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     if (count >= directSize || m_position >= windowLimit) {
         Forget();
         Check(m_file.WriteAt(source, count, m_position));
+        AddToOwn(m_position, count);
         m_position += count;
         return;
     }
     NeedWindow();
-    ULONGLONG const length = isLengthKnown ? m_length : Length();  // others may have written since
+    if (!isLengthKnown) m_length = Length();  // others may have written since
     ULONGLONG const inWindow = m_position - m_windowStart;
-    if (inWindow > m_windowSize || count > windowCapacity - inWindow) {
+    if (m_windowSize == 0 || inWindow > m_windowSize || count > windowCapacity - inWindow) {
         Forget();
         m_windowStart = m_position;
     }
-    m_changedBegin = static_cast<std::size_t>(m_position - m_windowStart);
-    m_changedEnd = m_changedBegin + count;
-    std::memcpy(m_window.get() + m_changedBegin, source, count);
-    m_windowSize = std::max(m_windowSize, m_changedEnd);
-    m_position += count;
-    m_length = std::max(length, m_position);
+    m_changedBegin = m_changedEnd = static_cast<std::size_t>(m_position - m_windowStart);
+    m_hasChanges = true;
+    AddToOwn(m_position, count);
+    WriteToWindow(source, count);
+}
+
+ULONGLONG CFile::Stream::SeekFrom(LONGLONG offset, UINT from) {
+    ULONGLONG const base = from == begin ? 0 : from == current ? m_position : Length();
+    // Unsigned arithmetic: whatever falls below 0 or reaches 2^63 has the upper bit set.
+    ULONGLONG const target = base + static_cast<ULONGLONG>(offset);
+    if (target >= positionLimit || from > end) FailWith(CFileException::badSeek);
+    return m_position = target;
 }
 
 int CFile::Stream::TryWriteOut() {
     if (!HasChanges()) return 0;
     int const error = m_file.WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin,
                                      m_windowStart + m_changedBegin);
-    if (error == 0) m_changedBegin = m_changedEnd = 0;
+    if (error == 0) m_hasChanges = false;
     return error;
 }
 
@@ -226,13 +318,16 @@ void CFile::Stream::SetLength(ULONGLONG newLength) {
     ULONGLONG const held = newLength > m_windowStart ? newLength - m_windowStart : 0;
     m_windowSize = static_cast<std::size_t>(std::min<ULONGLONG>(m_windowSize, held));
     m_changedEnd = std::min(m_changedEnd, m_windowSize);
-    if (!HasChanges()) m_changedBegin = m_changedEnd = 0;
+    m_hasChanges = m_hasChanges && m_changedBegin < m_changedEnd;
     m_length = newLength;
+    m_ownEnd = std::min(m_ownEnd, newLength);
+    m_ownBegin = std::min(m_ownBegin, m_ownEnd);
 }
 
 void CFile::Stream::Sync() {
     WriteOut();
     Forget();
+    m_ownBegin = m_ownEnd = 0;
     if (!m_canWrite) return;
     // The system reports a lost page once only; whoever asks again must not be told that all is well.
     if (m_syncError == 0) m_syncError = m_file.Sync();
@@ -307,13 +402,9 @@ ULONGLONG CFile::GetPosition() const {
 }
 
 ULONGLONG CFile::Seek(LONGLONG offset, UINT from) {
-    Stream& stream = Opened();
-    ULONGLONG const base = from == begin ? 0 : from == current ? stream.m_position : stream.Length();
-    // Unsigned arithmetic: whatever falls below 0 or reaches 2^63 has the upper bit set.
-    ULONGLONG const target = base + static_cast<ULONGLONG>(offset);
-    if (target >= positionLimit || from > end) stream.FailWith(CFileException::badSeek);
-    stream.m_position = target;
-    return target;
+    if (from == begin && offset >= 0 && m_stream) [[likely]]
+        return m_stream->m_position = static_cast<ULONGLONG>(offset);
+    return Opened().SeekFrom(offset, from);
 }
 
 ULONGLONG CFile::GetLength() const {
@@ -325,11 +416,19 @@ void CFile::SetLength(ULONGLONG newLength) {
 }
 
 UINT CFile::Read(void* buffer, UINT count) {
-    return static_cast<UINT>(Opened().Read(static_cast<BYTE*>(buffer), count));
+    if (m_stream && m_stream->ReadFromWindow(static_cast<BYTE*>(buffer), count)) [[likely]]
+        return count;
+    return static_cast<UINT>(Opened().ReadSlowly(static_cast<BYTE*>(buffer), count));
 }
 
 void CFile::Write(void const* buffer, UINT count) {
-    Opened().Write(static_cast<BYTE const*>(buffer), count);
+    if (m_stream && m_stream->WriteToWindow(static_cast<BYTE const*>(buffer), count)) [[likely]]
+        return;
+    Opened().WriteSlowly(static_cast<BYTE const*>(buffer), count);
+}
+
+BYTE* CFile::Touch(ULONGLONG position, UINT count) {
+    return m_stream ? m_stream->Touch(position, count) : nullptr;
 }
 
 void CFile::Flush() {

@@ -56,6 +56,10 @@ public:
     /// Writes all of `count` bytes or throws. What waits in the buffer stays there when the medium refuses it, and
     /// is tried again. Bytes of the file that were not written here are never written over.
     virtual void Write(void const* buffer, UINT count);
+    /// The `count` bytes at `position` for reading and changing in place, where they stand in a buffer that will be
+    /// written anyway; null otherwise, and the caller seeks, reads and writes. The position stays. The pointer is
+    /// valid until the next call of any other operation.
+    virtual BYTE* Touch(ULONGLONG position, UINT count);
     /// Brings everything to the medium, and forgets what was read ahead, so that later reads see what others wrote.
     /// After the medium refused once, the file stays failed: no later Flush reports success.
     virtual void Flush();
@@ -105,6 +109,7 @@ public:
     void SetLength(ULONGLONG newLength) override;
     UINT Read(void* buffer, UINT count) override;
     void Write(void const* buffer, UINT count) override;
+    BYTE* Touch(ULONGLONG position, UINT count) override;
     void Flush() override;
 
 protected:

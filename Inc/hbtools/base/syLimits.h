@@ -19,7 +19,7 @@ struct KxLimits {
     std::size_t textFileBytes = 256u << 20;
     /// Characters that the width of one conversion in a format may ask for.
     int formatWidth = 4096;
-    /// Digits or characters that the precision of one conversion in a format may ask for.
+    /// Digits or characters that the precision of one conversion in a format may ask for; at most 1024.
     int formatPrecision = 512;
 };
 

@@ -116,7 +116,7 @@ public:
 
     /// Assigns `value` to every element; it may be one of them. If an assignment throws, some are assigned already.
     virtual void Fill(T const& value) {
-        T const copy(value);
+        T const copy(value);  // NOLINT(performance-unnecessary-copy-initialization): value may be an element
         std::fill(this->begin(), this->end(), copy);
     }
 };

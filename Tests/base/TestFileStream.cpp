@@ -1,0 +1,154 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syFileStream.h"
+
+#include "Support.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace KxN;
+using namespace std::string_literals;
+using test::U;
+
+class FileStream : public test::TempFolder {};
+
+TEST_F(FileStream, TextIsUtf8InEveryLocale) {
+    struct Dots : std::numpunct<wchar_t> {
+        wchar_t do_decimal_point() const override { return L','; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    std::locale const former = std::locale::global(std::locale(std::locale::classic(), new Dots));
+    {
+        KxoFileStream out(Path("text"), KxFileModeOut);
+        out.Proof(ProofOpen);
+        out << L"Größe " << 12.5 << L' ' << 1234567 << L' ' << KxString(L"\U0001F600€") << std::endl;
+        out.Proof(ProofWrite);
+    }
+    EXPECT_EQ(Get("text"), "Größe 12.5 1234567 \xF0\x9F\x98\x80\xE2\x82\xAC\n");
+    KxiFileStream in(Path("text"));
+    in.Proof(ProofOpen);
+    KxString word, rest;
+    double number = 0;
+    in >> word >> number;
+    EXPECT_TRUE(KxxGetLine(in, rest));
+    in.Proof(ProofRead);
+    EXPECT_EQ(U(word) + "|" + U(rest), "Größe| 1234567 \xF0\x9F\x98\x80\xE2\x82\xAC");
+    EXPECT_EQ(number, 12.5);
+    EXPECT_FALSE(KxxGetLine(in, rest));
+    EXPECT_TRUE(in.eof());
+    std::locale::global(former);
+}
+
+TEST_F(FileStream, InputTakesTheEncodingOfTheFile) {
+    std::string const filler(16 * 1024 - 1, 'x');  // so that characters lie across the pieces that are read
+    std::wstring const wide(filler.begin(), filler.end());
+    std::string utf16 = "\xFF\xFE";
+    for (char c : filler) utf16 += {c, '\0'};
+    struct {
+        std::string bytes;
+        std::wstring text;
+    } const cases[] = {
+        {"", L""},
+        {"\xEF\xBB\xBFä", L"ä"},
+        {"\xE4", L"ä"},
+        {"\xC3", L"Ã"},
+        {filler + "ä€\U0001F600", wide + L"ä€\U0001F600"},
+        {filler + "x" + filler + "\xE4ä", wide + L"x" + wide + L"äÃ¤"},
+        {filler + "\xEF\xBB\xBF\xE4", wide + L"ï»¿ä"},
+        {utf16 + "\x3D\xD8\x00\xDE"s, wide + L"\U0001F600"},
+        {"\xFE\xFF\x00\xE4\x0D"s, L"ä"},
+        {"a\r\nb\rc\0d"s, L"a\r\nb\rc\0d"s},
+    };
+    for (auto const& c : cases) {
+        Put("in", c.bytes);
+        KxiFileStream in(Path("in"));
+        std::wstring const text(std::istreambuf_iterator<wchar_t>(in), {});
+        EXPECT_TRUE(text == c.text) << c.bytes.size();
+        in.clear();
+        in.seekg(0);
+        EXPECT_TRUE(std::wstring(std::istreambuf_iterator<wchar_t>(in), {}) == c.text) << c.bytes.size();
+    }
+}
+
+TEST_F(FileStream, OpenModes) {
+    struct {
+        int mode;
+        std::string before, after;
+    } const cases[] = {
+        {2, "12345", "x"},      {16, "12345", "x"},        {18, "12345", "x"},     {50, "12345", "x"},
+        {34, "12345", "x"},     {6, "12345", "12345x"},    {8, "12345", "12345x"}, {10, "12345", "12345x"},
+        {3, "12345", "x2345"},  {26, "12345", "x"},
+    };
+    for (auto const& c : cases) {
+        Put("f", c.before);
+        KxoFileStream out(Path("f"), c.mode);
+        out << L"x";
+        out.Proof(ProofWrite);
+        EXPECT_EQ(Get("f"), c.after) << c.mode;
+        out.open(Path("f"), 16);  // again, and emptied
+        EXPECT_EQ(Get("f"), "") << c.mode;
+    }
+}
+
+TEST_F(FileStream, BytesGoAsTheyAre) {
+    std::string all;
+    for (int i = 0; i < 40000; ++i) all += static_cast<char>(i * 7);
+    {
+        KxoFileStream out(Path("b"), 50);
+        out << L'\xFF' << L'\x80';
+        out.WriteBytes(all.data(), all.size());
+        out.put(L'\n');
+        out.Proof(ProofWrite);
+        EXPECT_EQ(static_cast<long>(out.tellp()), 40003);
+        out.seekp(1);
+        out.put(L'\x81');
+        out.close();
+        EXPECT_TRUE(out.good());
+    }
+    EXPECT_TRUE(Get("b") == "\xFF\x81" + all + "\n");
+    KxiFileStream in(Path("b"), 33);
+    EXPECT_EQ(in.get(), 0xFF);
+    EXPECT_EQ(in.peek(), 0x81);
+    EXPECT_EQ(static_cast<long>(in.tellg()), 1);
+    in.seekg(2);
+    std::string bytes(all.size(), '\0');
+    EXPECT_EQ(in.ReadBytes(bytes.data(), bytes.size()), all.size());
+    EXPECT_TRUE(bytes == all);
+    in.Proof(ProofRead);
+    EXPECT_EQ(in.ReadBytes(bytes.data(), 6), 1u);
+    test::Thrown<KxFileException>([&] { in.Proof(ProofRead); });
+    in.clear();
+    in.seekg(-1, std::ios_base::end);
+    EXPECT_EQ(in.get(), L'\n');
+    KxoFileStream out(Path("b"), 50);
+    out << L'€';  // no byte
+    test::Thrown<KxFileException>([&] { out.Proof(ProofWrite); });
+}
+
+TEST_F(FileStream, FailuresNameTheFile) {
+    EXPECT_NE(test::Thrown<KxFileException>([&] { KxiFileStream(Path("no")).Proof(ProofOpen); }).find("/no"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(File("no")));
+    ASSERT_EQ(::mkfifo(File("pipe").c_str(), 0600), 0);
+    for (char const* name : {"pipe", ".", "missing/x"}) {
+        test::Thrown<KxFileException>([&] { KxoFileStream(Path(name)).Proof(ProofOpen); });
+        test::Thrown<KxFileException>([&] { KxiFileStream(Path(name)).Proof(ProofOpen); });
+    }
+    rlimit former;
+    ::getrlimit(RLIMIT_FSIZE, &former);
+    rlimit limit = former;
+    limit.rlim_cur = 100;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    KxoFileStream full(Path("full"));
+    full << KxString(std::wstring(200, L'x'));
+    test::Thrown<KxFileException>([&] { full.Proof(ProofWrite); });
+    KxoFileStream closed(Path("closed"));
+    closed << KxString(std::wstring(200, L'x'));
+    closed.close();
+    test::Thrown<KxFileException>([&] { closed.Proof(ProofWrite); });
+    ::setrlimit(RLIMIT_FSIZE, &former);
+}
+
+}  // namespace

@@ -1,0 +1,143 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/sySync.h"
+
+#include "Support.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace KxN;
+using Clock = std::chrono::steady_clock;
+
+int OnAnotherThread(auto call) {
+    int result = -1;
+    std::thread([&] { result = call(); }).join();
+    return result;
+}
+
+TEST(Sync, LocksExcludeAndMayBeTakenAgain) {
+    CCriticalSection section;
+    CMutex mutex;
+    CSyncObject* const locks[] = {&section, &mutex};
+    for (CSyncObject* const lock : locks) {
+        long counter = 0;
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back([&] {
+                for (int i = 0; i < 2000; ++i) {
+                    CSingleLock outer(lock, 1);
+                    CSingleLock inner(lock);
+                    EXPECT_TRUE(inner.Lock(10000) && inner.IsLocked());
+                    ++counter;
+                }
+            });
+        for (auto& thread : threads) thread.join();
+        EXPECT_EQ(counter, 8000);
+
+        CSingleLock held(lock, 1);
+        EXPECT_EQ(held.Lock(), 1);
+        EXPECT_EQ(OnAnotherThread([&] { return CSingleLock(lock).Lock(0) + CSingleLock(lock).Lock(20); }), 0);
+        EXPECT_EQ(held.Unlock(), 1);
+        EXPECT_EQ(held.Unlock(), 0);
+        EXPECT_EQ(OnAnotherThread([&] { return CSingleLock(lock).Lock(0); }), 1);
+    }
+    EXPECT_EQ(mutex.Unlock(), 0);  // not ours
+    CMutex owned(1);
+    EXPECT_EQ(OnAnotherThread([&] { return owned.Unlock() + owned.Lock(0); }), 0);
+    test::Thrown<CInvalidArgException>([] { CSingleLock none(nullptr); });
+}
+
+TEST(Sync, EventsAutoAndManual) {
+    CEvent automatic, manual(0, 1), set(1, 0);
+    EXPECT_EQ(set.Lock(0), 1);
+    EXPECT_EQ(set.Lock(0), 0);
+    manual.SetEvent();
+    EXPECT_EQ(manual.Lock(0) + manual.Lock(0), 2);
+    manual.ResetEvent();
+    auto const start = Clock::now();
+    EXPECT_EQ(manual.Lock(30), 0);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(30));
+    automatic.PulseEvent();  // nobody waits: without effect
+    EXPECT_EQ(automatic.Lock(0), 0);
+
+    // Each set lets exactly one waiter pass.
+    std::atomic<int> passed{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) threads.emplace_back([&] { passed += automatic.Lock(); });
+    for (int expected = 1; expected <= 3; ++expected) {
+        automatic.SetEvent();
+        while (passed < expected) std::this_thread::yield();
+        EXPECT_EQ(automatic.Lock(0), 0);
+    }
+    for (auto& thread : threads) thread.join();
+    // A pulse of a manual event reaches all who wait. Waiting can't be seen from outside, so it is repeated.
+    threads.clear();
+    passed = 0;
+    for (int t = 0; t < 3; ++t) threads.emplace_back([&] { passed += manual.Lock(); });
+    while (passed < 3) manual.PulseEvent();
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(manual.Lock(0), 0);
+}
+
+TEST(Sync, SemaphoresCount) {
+    CSemaphore semaphore(2, 3);
+    long previous = -1;
+    EXPECT_EQ(semaphore.Lock(0) + semaphore.Lock(0) + semaphore.Lock(0), 2);
+    EXPECT_EQ(semaphore.Unlock(4), 0);
+    EXPECT_EQ(semaphore.Unlock(0), 0);
+    EXPECT_EQ(semaphore.Unlock(3, &previous), 1);
+    EXPECT_EQ(previous, 0);
+    EXPECT_EQ(semaphore.Unlock(), 0);
+    test::Thrown<CInvalidArgException>([] { CSemaphore(2, 1); });
+    test::Thrown<CInvalidArgException>([] { CSemaphore(0, 0); });
+}
+
+TEST(Sync, WaitingForSeveral) {
+    CEvent first, second;
+    CMutex mutex;
+    CSyncObject* const objects[] = {&first, &second, &mutex};
+    EXPECT_EQ(KxxWaitForAny(objects, 2, 0), -1);
+    EXPECT_EQ(KxxWaitForAny(objects, 2, 10), -1);
+    EXPECT_EQ(KxxWaitForAny(objects, 3, 0), 2);
+    second.SetEvent();
+    first.SetEvent();
+    EXPECT_EQ(KxxWaitForAny(objects, 3, INFINITE), 0);
+    EXPECT_EQ(KxxWaitForAny(objects, 3, INFINITE), 1);
+    CCriticalSection section;
+    CSyncObject* const mixed[] = {&first, &section};
+    test::Thrown<CInvalidArgException>([&] { KxxWaitForAny(mixed, 2, 0); });
+
+    // No signal is lost or doubled while waiters come, give up and go.
+    std::atomic<long> taken{0};
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    CSemaphore third(0, 1000000), fourth(0, 1000000);
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([&, t] {
+            CSyncObject* const both[] = {t % 2 ? &third : &fourth, t % 2 ? &fourth : &third};
+            while (!stop)
+                if (KxxWaitForAny(both, 2, static_cast<unsigned long>(t)) >= 0) ++taken;
+        });
+    for (int i = 0; i < 5000; ++i) (i % 3 ? third : fourth).Unlock();
+    while (taken < 5000) std::this_thread::yield();
+    stop = true;
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(taken, 5000);
+    EXPECT_EQ(third.Lock(0) + fourth.Lock(0), 0);
+}
+
+TEST(Sync, NamesShare) {
+    CEvent named(0, 1, L"hbtools-test"), same(1, 0, L"hbtools-test"), other(0, 1, L"hbtools-other"), none(0, 1, L"");
+    named.SetEvent();
+    EXPECT_EQ(same.Lock(0) + same.Lock(0), 2);  // manual, as the first one was made
+    EXPECT_EQ(other.Lock(0) + none.Lock(0), 0);
+    test::Thrown<CInvalidArgException>([] { CMutex(0, L"hbtools-test"); });
+    EXPECT_EQ(same.Lock(0), 1);
+}
+
+}  // namespace

@@ -1,0 +1,68 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "ScanFile.h"
+#include "SyntheticPlate.h"
+
+#include "hbtools/base/syException.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <unistd.h>
+
+using namespace KxN;
+using namespace ScanLab;
+
+namespace {
+
+StoredScan Sample() {
+    StoredScan stored;
+    stored.scan = MakeSyntheticPlate(3000);
+    stored.scan.Add(KxVec3d(std::bit_cast<double>(0x7ff8dead0000beefULL), 1.0, 2.0));
+    stored.scan.Add(KxVec3d(0.0, -std::numeric_limits<double>::infinity(), 2.0));
+    stored.plane = FitPlane(stored.scan);
+    stored.deviations = DeviationsFrom(stored.plane, stored.scan);
+    return stored;
+}
+
+}  // namespace
+
+TEST(ScanFile, EveryBitComesBackInBothForms) {
+    std::string const path = (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
+    StoredScan stored = Sample();
+    ASSERT_EQ(stored.scan.notFinite.Size(), 2);
+    for (TagFormat format : {TagFormat32, TagFormat64}) {
+        Store(KxString(path.c_str()), stored, format);
+        StoredScan loaded = Load(KxString(path.c_str()));
+        EXPECT_TRUE(IsSame(stored, loaded));
+        EXPECT_EQ(GetGlobalTagFormat(), TagFormat32);
+        // The comparison sees one bit.
+        loaded.scan.points[7][1] = std::nextafter(loaded.scan.points[7][1], 1e9);
+        EXPECT_FALSE(IsSame(stored, loaded));
+    }
+    std::filesystem::remove(path);
+}
+
+TEST(ScanFile, ThePlaneIgnoresTheBores) {
+    Scan scan = MakeSyntheticPlate(20000);
+    for (KxVec3d& point : scan.points) point[2] += 0.01 * point[0] - 0.02 * point[1] + 5.0;
+    Plane const plane = FitPlane(scan);
+    EXPECT_NEAR(plane.slopeX, 0.01, 1e-5);
+    EXPECT_NEAR(plane.slopeY, -0.02, 1e-5);
+    Core const core = CoreOf(DeviationsFrom(plane, scan));
+    EXPECT_NEAR(core.sigma, 0.0041, 0.0003);  // noise and waviness, 3 um and 4 um / sqrt(2)
+    EXPECT_GT(core.count, 18000);
+}
+
+TEST(ScanFile, DegenerateScansHaveAPlane) {
+    Scan spot;
+    for (int i = 0; i < 5; ++i) spot.Add(KxVec3d(1e8, 2e8, 3.0));
+    Plane const plane = FitPlane(spot);
+    EXPECT_EQ(plane.slopeX, 0.0);
+    EXPECT_EQ(plane.Distance(spot.points[0]), 0.0);
+    KxHistogram const deviations = DeviationsFrom(plane, spot);
+    EXPECT_EQ(Columns(deviations, CoreOf(deviations), 5).NumColumnValues(2), 5);
+}

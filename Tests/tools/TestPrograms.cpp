@@ -1,0 +1,129 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The programs as their users call them: exit codes, one clear line, nothing left behind, JSON that parses.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int code;
+    std::string output;
+};
+
+Outcome Call(std::string const& command) {
+    Outcome outcome{-1, ""};
+    FILE* const pipe = ::popen((std::string("cd ") + HBTOOLS_BINARY_DIR + "/bin && " + command + " 2>&1").c_str(), "r");
+    if (!pipe) return outcome;
+    std::array<char, 4096> buffer;
+    while (std::size_t const got = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        outcome.output.append(buffer.data(), got);
+    int const status = ::pclose(pipe);
+    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+}
+
+class Programs : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "hbtools-programs-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(name.data()), nullptr);
+        folder = name;
+    }
+    void TearDown() override { fs::remove_all(folder); }
+    std::string Path(char const* name) const { return "'" + (folder / name).string() + "'"; }
+    void Write(char const* name, std::string const& bytes) const { std::ofstream(folder / name, std::ios::binary) << bytes; }
+
+    fs::path folder;
+};
+
+std::string const wholeFile("\x01\0\0\0\x64\0\x08\0\0\0\x12\0\0\0\x1a\0\0\0"
+                            "Platte\x1b\0"
+                            "\x02\0\0\0\x64\0\x02\0\0\0\x2c\0\0\0\0\0\0\0\x07\0",
+                            18 + 8 + 18 + 2);
+
+bool HasPython() {
+    return std::system("python3 -c '' >/dev/null 2>&1") == 0;
+}
+
+}  // namespace
+
+TEST_F(Programs, HbtagExitCodesAreAContract) {
+    Write("whole.tag", wholeFile);
+    Write("cut.tag", wholeFile.substr(0, wholeFile.size() - 1));
+    Write("empty.tag", "");
+    Write("foreign.tag", "This is a letter, and no tag file at all.");
+    struct Case {
+        std::string arguments;
+        int code;
+        char const* output;  // part of it
+    };
+    Case const cases[] = {
+        {"ls " + Path("whole.tag"), 0, "text"},
+        {"dump " + Path("whole.tag"), 0, "\"Platte\\x1b\""},
+        {"dump --id 2 " + Path("whole.tag"), 0, "7"},
+        {"verify " + Path("whole.tag"), 0, "2 records, whole"},
+        {"verify " + Path("cut.tag"), 2, "short payload: at 26:"},
+        {"ls " + Path("empty.tag"), 2, "truncated"},
+        {"ls " + Path("foreign.tag"), 3, "is not a tag file"},
+        {"ls " + Path("missing.tag"), 1, "wurde nicht gefunden"},
+        {"ls " + Path("."), 1, "Is a directory"},
+        {"ls /dev/zero", 1, "hbtag: "},
+        {"ls", 1, "FILE is required"},
+        {"", 1, "subcommand"},
+        {"--help", 0, "Exit codes"}};
+    for (Case const& c : cases) {
+        Outcome const outcome = Call("./hbtag " + c.arguments);
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.output;
+        EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
+        EXPECT_EQ(outcome.output.find('\x1b'), std::string::npos) << c.arguments;
+    }
+    EXPECT_NE(Call("./hbtag ls " + Path("whole.tag") + " > /dev/full").code, 0);
+}
+
+TEST_F(Programs, HbtagJsonParsesWholeOrDamaged) {
+    if (!HasPython()) GTEST_SKIP() << "no python3 here";
+    for (std::size_t length = 0; length <= wholeFile.size(); length += 3) {
+        Write("cut.tag", wholeFile.substr(0, length));
+        for (char const* verb : {"ls", "dump", "verify"}) {
+            Outcome const outcome =
+                Call(std::string("./hbtag ") + verb + " --json " + Path("cut.tag") + " | python3 -m json.tool > /dev/null");
+            EXPECT_EQ(outcome.code, 0) << verb << ' ' << length << '\n' << outcome.output;
+        }
+    }
+}
+
+TEST_F(Programs, ScanlabDemoStoresAndCompares) {
+    Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\nnan,1,1\n1,1,0\n");
+    Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv"));
+    EXPECT_EQ(outcome.code, 0) << outcome.output;
+    EXPECT_NE(outcome.output.find("Points      4"), std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("Not finite  1"), std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.output.find("NOT THE SAME"), std::string::npos) << outcome.output;
+    for (char const* name : {"out/scan-32.tag", "out/scan-64.tag"})
+        EXPECT_EQ(Call("./hbtag verify " + Path(name)).code, 0) << name;
+}
+
+TEST_F(Programs, ScanlabSaysInOneLineWhatIsWrongAndLeavesNothing) {
+    Write("broken.ply", "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float z\nend_header\n1 2 3\n");
+    for (std::string const& scan : {Path("missing.csv"), Path("broken.ply"), Path("."), std::string("/dev/null")}) {
+        Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + scan);
+        EXPECT_EQ(outcome.code, 1) << scan;
+        EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1) << outcome.output;
+        EXPECT_FALSE(fs::exists(folder / "out")) << scan;
+    }
+    Outcome const outcome = Call("./scanlab demo --points 1000 --out /dev/null/x");
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_NE(outcome.output.find("the folder cannot be made"), std::string::npos) << outcome.output;
+}
