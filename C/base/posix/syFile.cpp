@@ -24,6 +24,7 @@ namespace {
 constexpr std::size_t windowCapacity = 256 * 1024;
 constexpr std::size_t pageSize = 4096;          // what a read out of order fetches
 constexpr std::size_t directSize = 128 * 1024;  // reads and writes from here on pass by the window
+constexpr std::size_t keptSize = 64 * 1024;     // of a full window, when it moves on
 constexpr ULONGLONG positionLimit = 1ULL << 63;
 // From here on nothing is held in the window, so that no offset in it can leave the limit.
 constexpr ULONGLONG windowLimit = positionLimit - windowCapacity;
@@ -132,6 +133,7 @@ private:
         return position <= m_ownEnd && position + count >= m_ownBegin;
     }
     void AddToOwn(ULONGLONG position, std::size_t count);
+    void Slide(std::size_t place);
 
     CFile const& m_owner;
     detail::Descriptor m_file;
@@ -261,6 +263,14 @@ inline BYTE* CFile::Stream::Touch(ULONGLONG position, std::size_t count) {
     return m_window.get() + inWindow;
 }
 
+// Lets the window begin a little before the place. Whoever appends records often goes back to the last one.
+void CFile::Stream::Slide(std::size_t place) {
+    std::size_t const kept = std::min(place, keptSize);
+    std::memmove(m_window.get(), m_window.get() + place - kept, kept);
+    m_windowStart += place - kept;
+    m_windowSize = kept;
+}
+
 void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     if (!m_canWrite) FailWith(CFileException::accessDenied);
     if (count == 0) return;
@@ -277,9 +287,11 @@ void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
     NeedWindow();
     if (!isLengthKnown) m_length = Length();  // others may have written since
     ULONGLONG const inWindow = m_position - m_windowStart;
-    if (m_windowSize == 0 || inWindow > m_windowSize || count > windowCapacity - inWindow) {
+    if (m_windowSize == 0 || inWindow > m_windowSize) {
         Forget();
         m_windowStart = m_position;
+    } else if (count > windowCapacity - inWindow) {
+        Slide(static_cast<std::size_t>(inWindow));
     }
     m_changedBegin = m_changedEnd = static_cast<std::size_t>(m_position - m_windowStart);
     m_hasChanges = true;
