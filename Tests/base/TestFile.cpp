@@ -10,11 +10,11 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <vector>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -71,8 +71,7 @@ int InChild(Body body) {
         ::_exit(code);
     }
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
     return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
@@ -98,9 +97,9 @@ public:
 
 // Sizes and places gather around the lengths at which the buffer changes its ways.
 TEST_F(RealFile, BehavesAsATextInMemory) {
-    std::array<std::size_t, 16> const sizes = {0,          1,          6,      100,        page - 1,   page,
-                                               page + 1,   5 * page,   direct - 1, direct, direct + 1, window - page,
-                                               window - 1, window,     window + 1, 2 * window + 7};
+    std::array<std::size_t, 16> const sizes = {
+        0,          1,      6,          100,           page - 1,   page,   page + 1,   5 * page,
+        direct - 1, direct, direct + 1, window - page, window - 1, window, window + 1, 2 * window + 7};
     for (unsigned seed = 1; seed <= 12; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
@@ -138,7 +137,8 @@ TEST_F(RealFile, BehavesAsATextInMemory) {
                     std::memset(model.bytes.data() + place, step, count);
                 }
             } else if (action < 96) {
-                std::size_t const length = below(4) ? model.bytes.size() + below(2 * page) : below(model.bytes.size() + 1);
+                std::size_t const length =
+                    below(4) ? model.bytes.size() + below(2 * page) : below(model.bytes.size() + 1);
                 file.SetLength(length);
                 model.bytes.resize(length);
             } else if (action < 97) {
@@ -280,7 +280,8 @@ TEST_F(RealFile, RefusesPositionsThatNoFileHas) {
     struct {
         LONGLONG offset;
         UINT from;
-    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {std::numeric_limits<LONGLONG>::min(), 0}, {0, 3}};
+    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {std::numeric_limits<LONGLONG>::min(), 0},
+                     {0, 3}};
     for (auto const& seek : bad) {
         EXPECT_EQ(CauseOf([&] { file.Seek(seek.offset, seek.from); }), CFileException::badSeek)
             << seek.offset << " from " << seek.from;
@@ -328,7 +329,8 @@ TEST_F(RealFile, RefusesToOpen) {
         {"long name", Path(std::string(5000, 'n')), CFile::modeRead, CFileException::badPath, ENAMETOOLONG},
         {"long name, to create", Path(std::string(300, 'n')), CFile::modeWrite | CFile::modeCreate,
          CFileException::badPath, ENAMETOOLONG},
-        {"no such folder", Path("missing/x"), CFile::modeWrite | CFile::modeCreate, CFileException::fileNotFound, ENOENT},
+        {"no such folder", Path("missing/x"), CFile::modeWrite | CFile::modeCreate, CFileException::fileNotFound,
+         ENOENT},
     };
     for (auto const& row : table) {
         SCOPED_TRACE(row.what);
@@ -493,43 +495,47 @@ TEST_F(RealFile, AFullDiskIsAnExceptionAndNothingElse) {
     };
     std::string const bytes(60'000, 'x');
     EXPECT_EQ(limited([&] {
-        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
-        Append(file, bytes);
-        if (!isFull([&] { file.Flush(); })) return 1;
-        if (!isFull([&] { file.Flush(); })) return 2;  // still pending
-        if (file.GetLength() != bytes.size()) return 3;
-        if (!isFull([&] { file.SetLength(70'000); })) return 4;
-        file.SetLength(40'000);  // room again, for what is left
-        file.Flush();
-        if (!isFull([&] { Append(file, std::string(200'000, 'y')); })) return 5;
-        if (file.GetPosition() != bytes.size()) return 6;
-        file.SetLength(40'000);
-        return 0;
-    }), 0);
+                  CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  if (!isFull([&] { file.Flush(); })) return 1;
+                  if (!isFull([&] { file.Flush(); })) return 2;  // still pending
+                  if (file.GetLength() != bytes.size()) return 3;
+                  if (!isFull([&] { file.SetLength(70'000); })) return 4;
+                  file.SetLength(40'000);  // room again, for what is left
+                  file.Flush();
+                  if (!isFull([&] { Append(file, std::string(200'000, 'y')); })) return 5;
+                  if (file.GetPosition() != bytes.size()) return 6;
+                  file.SetLength(40'000);
+                  return 0;
+              }),
+              0);
     EXPECT_EQ(Get("full"), bytes.substr(0, 40'000));
     EXPECT_EQ(limited([&] {
-        CFile file(path, CFile::modeWrite | CFile::modeCreate);
-        Append(file, bytes);
-        if (!isFull([&] { file.Close(); })) return 1;
-        return file.IsOpen() ? 2 : 0;
-    }), 0);
+                  CFile file(path, CFile::modeWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  if (!isFull([&] { file.Close(); })) return 1;
+                  return file.IsOpen() ? 2 : 0;
+              }),
+              0);
     EXPECT_EQ(limited([&] {
-        CFile file(path, CFile::modeWrite | CFile::modeCreate);
-        Append(file, bytes);
-        return 0;  // the destructor says nothing
-    }), 0);
+                  CFile file(path, CFile::modeWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  return 0;  // the destructor says nothing
+              }),
+              0);
     // A thread that holds the signal back must not meet it later.
     EXPECT_EQ(limited([&] {
-        sigset_t signal;
-        sigemptyset(&signal);
-        sigaddset(&signal, SIGXFSZ);
-        ::sigprocmask(SIG_BLOCK, &signal, nullptr);
-        CFile file(path, CFile::modeWrite | CFile::modeCreate);
-        Append(file, bytes);
-        if (!isFull([&] { file.Flush(); })) return 1;
-        ::sigprocmask(SIG_UNBLOCK, &signal, nullptr);
-        return 0;
-    }), 0);
+                  sigset_t signal;
+                  sigemptyset(&signal);
+                  sigaddset(&signal, SIGXFSZ);
+                  ::sigprocmask(SIG_BLOCK, &signal, nullptr);
+                  CFile file(path, CFile::modeWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  if (!isFull([&] { file.Flush(); })) return 1;
+                  ::sigprocmask(SIG_UNBLOCK, &signal, nullptr);
+                  return 0;
+              }),
+              0);
 }
 
 }  // namespace

@@ -236,8 +236,7 @@ void CFile::Stream::AddToOwn(ULONGLONG position, std::size_t count) {
 // The same for writing: what is changed is one range, so that it goes out in one call.
 inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;
-    if (!HasChanges() || inWindow > m_windowSize || count > windowCapacity - inWindow ||
-        !TouchesOwn(m_position, count))
+    if (!HasChanges() || inWindow > m_windowSize || count > windowCapacity - inWindow || !TouchesOwn(m_position, count))
         return false;
     std::size_t const first = static_cast<std::size_t>(inWindow);
     std::size_t const last = first + count;
@@ -309,8 +308,8 @@ ULONGLONG CFile::Stream::SeekFrom(LONGLONG offset, UINT from) {
 
 int CFile::Stream::TryWriteOut() {
     if (!HasChanges()) return 0;
-    int const error = m_file.WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin,
-                                     m_windowStart + m_changedBegin);
+    int const error =
+        m_file.WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin, m_windowStart + m_changedBegin);
     if (error == 0) m_hasChanges = false;
     return error;
 }
