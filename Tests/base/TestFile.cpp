@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
+#include <limits>
 #include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -120,20 +122,28 @@ TEST_F(RealFile, BehavesAsATextInMemory) {
                 if (model.position + part.size() > 3'000'000) continue;
                 Append(file, part);
                 model.Write(part);
-            } else if (action < 92) {
+            } else if (action < 91) {
                 UINT const from = static_cast<UINT>(below(3));
                 std::size_t const target =
                     isNarrow ? model.bytes.size() / 2 + below(300) : below(model.bytes.size() + (step % 50 ? 1 : 5000));
                 std::size_t const base = from == 0 ? 0 : from == 1 ? model.position : model.bytes.size();
                 model.position = target;
                 ASSERT_EQ(file.Seek(static_cast<LONGLONG>(target) - static_cast<LONGLONG>(base), from), target);
-            } else if (action < 95) {
+            } else if (action < 94) {
+                std::size_t const place = below(model.bytes.size() + 1), count = below(20);
+                if (BYTE* const bytes = file.Touch(place, static_cast<UINT>(count))) {
+                    ASSERT_LE(place + count, model.bytes.size());
+                    ASSERT_EQ(std::memcmp(bytes, model.bytes.data() + place, count), 0) << "step " << step;
+                    std::memset(bytes, step, count);
+                    std::memset(model.bytes.data() + place, step, count);
+                }
+            } else if (action < 96) {
                 std::size_t const length = below(4) ? model.bytes.size() + below(2 * page) : below(model.bytes.size() + 1);
                 file.SetLength(length);
                 model.bytes.resize(length);
-            } else if (action < 96) {
-                file.Flush();
             } else if (action < 97) {
+                file.Flush();
+            } else if (action < 98) {
                 file.Close();
                 ASSERT_EQ(Get("model" + std::to_string(seed)), model.bytes) << "step " << step;
                 ASSERT_TRUE(file.Open(path, CFile::modeReadWrite));
@@ -197,6 +207,39 @@ TEST_F(RealFile, WritersOfDifferentPlacesKeepEachOthersBytes) {
     other.SetLength(5);
     Append(third, "ccc");
     EXPECT_EQ(third.GetLength(), 5u);
+}
+
+// The way of a chain of records: append one, then link the one before it. Counted in calls of the system.
+TEST_F(RealFile, GathersAppendedRecordsAndTheirLinks) {
+    auto const writeCalls = [] {
+        std::ifstream in("/proc/self/io");
+        std::string key;
+        long value = -1;
+        while (in >> key >> value)
+            if (key == "syscw:") return value;
+        return -1L;
+    };
+    if (writeCalls() < 0) GTEST_SKIP() << "this system does not count calls";
+    constexpr int records = 50'000;
+    std::string const record(100, 'r');
+    CFile file(Path("chain"), CFile::modeReadWrite | CFile::modeCreate);
+    long const before = writeCalls();
+    for (int i = 0; i < records; ++i) {
+        Append(file, record);
+        if (i == 0) continue;
+        file.Seek(100LL * (i - 1) + 10, CFile::begin);
+        Append(file, "link");
+        file.Seek(0, CFile::end);
+    }
+    file.Flush();
+    long const calls = writeCalls() - before;
+    EXPECT_LT(calls, 200) << "5 MB through a buffer of 256 KiB";
+    EXPECT_GT(calls, 0);
+    std::string linked = record;
+    linked.replace(10, 4, "link");
+    std::string expected;
+    for (int i = 0; i < records; ++i) expected += i + 1 < records ? linked : record;
+    EXPECT_EQ(ReadAll(file), expected);
 }
 
 TEST_F(RealFile, ReachesBeyondFourGigabytes) {
