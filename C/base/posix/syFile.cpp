@@ -106,6 +106,7 @@ public:
     [[gnu::noinline]] void WriteSlowly(BYTE const* source, std::size_t count);
     ULONGLONG SeekFrom(LONGLONG offset, UINT from);
     BYTE* Touch(ULONGLONG position, std::size_t count);
+    BYTE const* Peek(ULONGLONG position, std::size_t count) const;
     /// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
     int TryWriteOut();
     ULONGLONG Length() const;
@@ -249,6 +250,12 @@ inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) 
     m_ownEnd = std::max(m_ownEnd, m_position);
     m_length = std::max(m_length, m_position);
     return true;
+}
+
+inline BYTE const* CFile::Stream::Peek(ULONGLONG position, std::size_t count) const {
+    ULONGLONG const inWindow = position - m_windowStart;
+    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return nullptr;
+    return m_window.get() + inWindow;
 }
 
 inline BYTE* CFile::Stream::Touch(ULONGLONG position, std::size_t count) {
@@ -440,6 +447,10 @@ void CFile::Write(void const* buffer, UINT count) {
 
 BYTE* CFile::Touch(ULONGLONG position, UINT count) {
     return m_stream ? m_stream->Touch(position, count) : nullptr;
+}
+
+BYTE const* CFile::Peek(ULONGLONG position, UINT count) {
+    return m_stream ? m_stream->Peek(position, count) : nullptr;
 }
 
 void CFile::Flush() {
