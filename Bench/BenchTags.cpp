@@ -482,7 +482,8 @@ void AnyOrderOurs(benchmark::State& state) {
         }
         if (sum != 0.5 * n * (n - 1.0)) state.SkipWithError("wrong values");
     }
-    state.counters["ns each"] = benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns each"] =
+        benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 // What one would write by hand: an index of the positions, then one pread for each.
@@ -524,8 +525,18 @@ void AnyOrderHdf5(benchmark::State& state) {
         H5Fclose(h5);
     }
 }
-BENCHMARK(AnyOrderHdf5<Order::reverse>)->Name("reverse read/HDF5")->Arg(1000)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(AnyOrderHdf5<Order::random>)->Name("random read/HDF5")->Arg(1000)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(AnyOrderHdf5<Order::reverse>)
+    ->Name("reverse read/HDF5")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(AnyOrderHdf5<Order::random>)
+    ->Name("random read/HDF5")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {

@@ -75,7 +75,8 @@ UINT CArchive::Read(void* buffer, UINT count) {
     BYTE* target = static_cast<BYTE*>(buffer);
     UINT left = count;
     while (left > 0) {
-        UINT const ready = static_cast<UINT>(std::min<std::size_t>(left, static_cast<std::size_t>(m_limit - m_current)));
+        UINT const ready =
+            static_cast<UINT>(std::min<std::size_t>(left, static_cast<std::size_t>(m_limit - m_current)));
         if (ready > 0) {
             std::memcpy(target, m_current, ready);
             m_current += ready;
@@ -110,8 +111,7 @@ void CArchive::ReadBlock(void* buffer, ULONGLONG count) {
     BYTE* target = static_cast<BYTE*>(buffer);
     while (count > 0) {
         UINT const part = static_cast<UINT>(std::min<ULONGLONG>(count, callLimit));
-        if (Read(target, part) != part)
-            Fail(CArchiveException::endOfFile);
+        if (Read(target, part) != part) Fail(CArchiveException::endOfFile);
         target += part;
         count -= part;
     }
@@ -142,8 +142,7 @@ void CArchive::FillBuffer(UINT count) {
     m_current = m_buffer;
     m_limit = m_buffer + ready;
     if (count <= m_bufferSize) m_limit += m_file->Read(m_limit, m_bufferSize - static_cast<UINT>(ready));
-    if (static_cast<std::size_t>(m_limit - m_current) < count)
-        Fail(CArchiveException::endOfFile);
+    if (static_cast<std::size_t>(m_limit - m_current) < count) Fail(CArchiveException::endOfFile);
 }
 
 ULONGLONG CArchive::ReadCount() {

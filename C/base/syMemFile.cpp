@@ -96,6 +96,10 @@ BYTE* CMemFile::Touch(ULONGLONG position, UINT count) {
     return isThere ? m_buffer + position : nullptr;
 }
 
+BYTE const* CMemFile::Peek(ULONGLONG position, UINT count) {
+    return Touch(position, count);
+}
+
 void CMemFile::Flush() {}
 
 void CMemFile::MakeRoom(ULONGLONG length) {

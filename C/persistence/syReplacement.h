@@ -26,6 +26,7 @@ public:
     UINT Read(void* buffer, UINT count) override;
     void Write(void const* buffer, UINT count) override;
     BYTE* Touch(ULONGLONG, UINT) override { return nullptr; }
+    BYTE const* Peek(ULONGLONG, UINT) override { return nullptr; }
     void Flush() override;
     CString GetFileName() const override { return m_file.GetFileName(); }
     CString GetFilePath() const override { return m_file.GetFilePath(); }

@@ -77,12 +77,6 @@ void KxNumeratedTag::WriteData(CFile* file) {
 }
 
 template <class T>
-KxTTag<T>::KxTTag(unsigned long id, T& value, KxVersion version) : KxTag(id, version, sizeof(T), 0, 0), m_value(value) {}
-
-template <class T>
-KxTTag<T>::~KxTTag() = default;
-
-template <class T>
 int KxTTag<T>::ReadData(CFile* file, STag const&) {
     // The file stands at the payload already: a scalar is worth no second seek.
     T value;

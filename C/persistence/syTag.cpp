@@ -31,12 +31,6 @@ void SetGlobalTagFormat(TagFormat format) {
     g_tagFormat = format;
 }
 
-KxTag::KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress,
-             unsigned long nextTag)
-    : m_image(static_cast<std::uint32_t>(id), version, dataSize, dataAddress, nextTag) {}
-
-KxTag::~KxTag() = default;
-
 int KxTag::Read(CFile* file, ULONGLONG position) {
     STag header;
     if (!ReadTagHeader(file, position, header)) return 0;

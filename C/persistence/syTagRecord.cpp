@@ -14,22 +14,19 @@ void ThrowEndOfFile(CFile const& file) {
 
 // Heads are taken apart and put together as 64-bit words, so that the bytes pass from and to the file's buffer in the
 // pieces in which they were stored: fields that straddle such pieces cost several times their size.
-UINT ReadRecord(CFile& file, ULONGLONG position, STag& record) {
-    BYTE bytes[STag::fileSize];
-    // Positions from 2^63 on turn negative here, and the file refuses them.
-    file.Seek(static_cast<LONGLONG>(position), CFile::begin);
-    if (file.Read(bytes, STag32::fileSize) != STag32::fileSize) ThrowEndOfFile(file);
+namespace {
+
+// The fields of a head; `bytes` holds 18 or, for a long one, 30 of them.
+inline UINT TakeApart(BYTE const* bytes, STag& record) {
     std::uint64_t const first = Load<std::uint64_t>(bytes);
     std::uint64_t const second = Load<std::uint64_t>(bytes + 8);
     std::uint64_t const tail = Load<std::uint16_t>(bytes + 16);
     record.id = static_cast<std::uint32_t>(first);
     record.version = static_cast<std::uint16_t>(first >> 32);
     if (record.version & longFormMark) {
-        constexpr UINT rest = STag::fileSize - STag32::fileSize;
-        if (file.Read(bytes + STag32::fileSize, rest) != rest) ThrowEndOfFile(file);
-        record.version &= longFormVersion;
         std::uint64_t const third = Load<std::uint64_t>(bytes + 18);
         std::uint64_t const last = Load<std::uint32_t>(bytes + 26);
+        record.version &= longFormVersion;
         record.dataSize = first >> 48 | second << 16;
         record.dataAddress = second >> 48 | tail << 16 | third << 32;
         record.nextTag = third >> 32 | last << 32;
@@ -39,6 +36,25 @@ UINT ReadRecord(CFile& file, ULONGLONG position, STag& record) {
     record.dataAddress = second >> 16 & limit32;
     record.nextTag = second >> 48 | tail << 16;
     return STag32::fileSize;
+}
+
+}  // namespace
+
+UINT ReadRecord(CFile& file, ULONGLONG position, STag& record) {
+    if (BYTE const* const there = file.Peek(position, STag::fileSize)) [[likely]] {
+        UINT const size = TakeApart(there, record);
+        file.Seek(static_cast<LONGLONG>(position + size), CFile::begin);
+        return size;
+    }
+    BYTE bytes[STag::fileSize];
+    // Positions from 2^63 on turn negative here, and the file refuses them.
+    file.Seek(static_cast<LONGLONG>(position), CFile::begin);
+    if (file.Read(bytes, STag32::fileSize) != STag32::fileSize) ThrowEndOfFile(file);
+    if (Load<std::uint16_t>(bytes + 4) & longFormMark) {
+        constexpr UINT rest = STag::fileSize - STag32::fileSize;
+        if (file.Read(bytes + STag32::fileSize, rest) != rest) ThrowEndOfFile(file);
+    }
+    return TakeApart(bytes, record);
 }
 
 void WriteRecord(CFile& file, STag const& record, bool longForm) {

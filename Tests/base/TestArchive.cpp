@@ -123,7 +123,8 @@ TEST(Archive, NumbersAreLittleEndianAndOfTheirStoredWidth) {
     double value = 0;
     bool flag = false;
     archive >> value >> flag;
-    EXPECT_EQ(Stored([&](CArchive& to) { to << value; }), "01 00 00 00 00 00 f0 7f") << "a signalling NaN keeps its bits";
+    EXPECT_EQ(Stored([&](CArchive& to) { to << value; }), "01 00 00 00 00 00 f0 7f")
+        << "a signalling NaN keeps its bits";
     EXPECT_TRUE(flag) << "any byte but 0";
 }
 
@@ -448,8 +449,8 @@ TEST(Archive, RandomValuesComeBackThroughEveryBufferSize) {
         {
             CArchive archive(&file, CArchive::store, size);
             for (int i = 0; i < 2000; ++i)
-                archive << static_cast<BYTE>(i) << i * 1.5 << KxString(std::wstring(static_cast<std::size_t>(i % 300), L'z'))
-                        << static_cast<short>(-i);
+                archive << static_cast<BYTE>(i) << i * 1.5
+                        << KxString(std::wstring(static_cast<std::size_t>(i % 300), L'z')) << static_cast<short>(-i);
         }
         file.Seek(0, CFile::begin);
         CArchive archive(&file, CArchive::load, size);

@@ -58,8 +58,8 @@ std::vector<Row> Tree() {
         Of<KxOperationException, KxRuntimeException>("Eine unzulässige Operation wurde ausgeführt"),
         Of<KxRangeException, KxRuntimeException>("Ein Wert liegt außerhalb des zulässigen Bereichs"),
         Of<KxAllocException, KxRuntimeException>("Eine Speicheranforderung ist fehlgeschlagen"),
-        Of<KxMemoryException, KxAllocException>(
-            "Der Speicher reicht nicht aus: 5000000000 Bytes wurden angefordert", 5'000'000'000UL),
+        Of<KxMemoryException, KxAllocException>("Der Speicher reicht nicht aus: 5000000000 Bytes wurden angefordert",
+                                                5'000'000'000UL),
         Of<KxFileException, KxRuntimeException>("näme", file, 7UL, name),
         Of<KxFileNotExistException, KxFileException>("Die Datei \"näme\" existiert nicht", file, 7UL, name),
         Of<KxDirEntryException, KxFileException>(
@@ -67,9 +67,11 @@ std::vector<Row> Tree() {
             28UL),
         Of<KxDllException, KxRuntimeException>("Ein Fehler ist im Modul \"näme\" aufgetreten (Code 3)", name, 3UL),
         Of<KxDllLoadException, KxDllException>("Das Modul \"näme\" konnte nicht geladen werden (Code 3)", name, 3UL),
-        Of<KxDllFreeException, KxDllException>("Das Modul \"näme\" konnte nicht freigegeben werden (Code 3)", name, 3UL),
+        Of<KxDllFreeException, KxDllException>("Das Modul \"näme\" konnte nicht freigegeben werden (Code 3)", name,
+                                               3UL),
         Of<KxDllProcAddrException, KxDllException>(
-            "Die Funktion \"function\" wurde im Modul \"näme\" nicht gefunden (Code 3)", name, KxString(L"function"), 3UL),
+            "Die Funktion \"function\" wurde im Modul \"näme\" nicht gefunden (Code 3)", name, KxString(L"function"),
+            3UL),
         Of<KxNotImplementedException, KxRuntimeException>("näme", file, 7UL, name),
         Of<KxReadKeywordException, KxRuntimeException>("Der Schlüssel 'näme' konnte nicht gelesen werden", file, 7UL,
                                                        name),
@@ -249,7 +251,8 @@ TEST(Exception, TextIsCutToTheBuffer) {
     struct {
         unsigned size;
         wchar_t const* text;
-    } const table[] = {{1, L""}, {3, L"Gr"}, {5, L"Gr\u00f6\u00df"}, {6, L"Gr\u00f6\u00dfe"}, {100, L"Gr\u00f6\u00dfe"}};
+    } const table[] = {
+        {1, L""}, {3, L"Gr"}, {5, L"Gr\u00f6\u00df"}, {6, L"Gr\u00f6\u00dfe"}, {100, L"Gr\u00f6\u00dfe"}};
     for (auto const& row : table) {
         std::vector<wchar_t> buffer(row.size + 1, L'#');
         unsigned help = 99;
@@ -305,7 +308,8 @@ TEST(Exception, FrameworkExceptionsSpeak) {
     auto const text = [](CException&& exception) { return U(CException::TextOf(exception)); };
     EXPECT_EQ(text(CException()), "Ein Fehler ist aufgetreten");
     EXPECT_EQ(text(CInvalidArgException()), "Ein Argument ist unzulässig");
-    EXPECT_EQ(text(COleException(-2147221040)), "Ein Fehler der Objektschnittstelle ist aufgetreten (Code -2147221040)");
+    EXPECT_EQ(text(COleException(-2147221040)),
+              "Ein Fehler der Objektschnittstelle ist aufgetreten (Code -2147221040)");
     EXPECT_EQ(text(CFileException(CFileException::badSeek, -1, L"n")),
               "In der Datei \"n\" wurde auf eine unzulässige Position gesetzt");
     EXPECT_EQ(text(CFileException(99, -1, L"n")), "Beim Zugriff auf die Datei \"n\" ist ein Fehler aufgetreten");

@@ -7,12 +7,14 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
+#include <limits>
 #include <random>
+#include <vector>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -69,8 +71,7 @@ int InChild(Body body) {
         ::_exit(code);
     }
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
     return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
@@ -96,9 +97,9 @@ public:
 
 // Sizes and places gather around the lengths at which the buffer changes its ways.
 TEST_F(RealFile, BehavesAsATextInMemory) {
-    std::array<std::size_t, 16> const sizes = {0,          1,          6,      100,        page - 1,   page,
-                                               page + 1,   5 * page,   direct - 1, direct, direct + 1, window - page,
-                                               window - 1, window,     window + 1, 2 * window + 7};
+    std::array<std::size_t, 16> const sizes = {
+        0,          1,      6,          100,           page - 1,   page,   page + 1,   5 * page,
+        direct - 1, direct, direct + 1, window - page, window - 1, window, window + 1, 2 * window + 7};
     for (unsigned seed = 1; seed <= 12; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::mt19937 random(seed);
@@ -120,20 +121,29 @@ TEST_F(RealFile, BehavesAsATextInMemory) {
                 if (model.position + part.size() > 3'000'000) continue;
                 Append(file, part);
                 model.Write(part);
-            } else if (action < 92) {
+            } else if (action < 91) {
                 UINT const from = static_cast<UINT>(below(3));
                 std::size_t const target =
                     isNarrow ? model.bytes.size() / 2 + below(300) : below(model.bytes.size() + (step % 50 ? 1 : 5000));
                 std::size_t const base = from == 0 ? 0 : from == 1 ? model.position : model.bytes.size();
                 model.position = target;
                 ASSERT_EQ(file.Seek(static_cast<LONGLONG>(target) - static_cast<LONGLONG>(base), from), target);
-            } else if (action < 95) {
-                std::size_t const length = below(4) ? model.bytes.size() + below(2 * page) : below(model.bytes.size() + 1);
+            } else if (action < 94) {
+                std::size_t const place = below(model.bytes.size() + 1), count = below(20);
+                if (BYTE* const bytes = file.Touch(place, static_cast<UINT>(count))) {
+                    ASSERT_LE(place + count, model.bytes.size());
+                    ASSERT_EQ(std::memcmp(bytes, model.bytes.data() + place, count), 0) << "step " << step;
+                    std::memset(bytes, step, count);
+                    std::memset(model.bytes.data() + place, step, count);
+                }
+            } else if (action < 96) {
+                std::size_t const length =
+                    below(4) ? model.bytes.size() + below(2 * page) : below(model.bytes.size() + 1);
                 file.SetLength(length);
                 model.bytes.resize(length);
-            } else if (action < 96) {
-                file.Flush();
             } else if (action < 97) {
+                file.Flush();
+            } else if (action < 98) {
                 file.Close();
                 ASSERT_EQ(Get("model" + std::to_string(seed)), model.bytes) << "step " << step;
                 ASSERT_TRUE(file.Open(path, CFile::modeReadWrite));
@@ -199,6 +209,39 @@ TEST_F(RealFile, WritersOfDifferentPlacesKeepEachOthersBytes) {
     EXPECT_EQ(third.GetLength(), 5u);
 }
 
+// The way of a chain of records: append one, then link the one before it. Counted in calls of the system.
+TEST_F(RealFile, GathersAppendedRecordsAndTheirLinks) {
+    auto const writeCalls = [] {
+        std::ifstream in("/proc/self/io");
+        std::string key;
+        long value = -1;
+        while (in >> key >> value)
+            if (key == "syscw:") return value;
+        return -1L;
+    };
+    if (writeCalls() < 0) GTEST_SKIP() << "this system does not count calls";
+    constexpr int records = 50'000;
+    std::string const record(100, 'r');
+    CFile file(Path("chain"), CFile::modeReadWrite | CFile::modeCreate);
+    long const before = writeCalls();
+    for (int i = 0; i < records; ++i) {
+        Append(file, record);
+        if (i == 0) continue;
+        file.Seek(100LL * (i - 1) + 10, CFile::begin);
+        Append(file, "link");
+        file.Seek(0, CFile::end);
+    }
+    file.Flush();
+    long const calls = writeCalls() - before;
+    EXPECT_LT(calls, 200) << "5 MB through a buffer of 256 KiB";
+    EXPECT_GT(calls, 0);
+    std::string linked = record;
+    linked.replace(10, 4, "link");
+    std::string expected;
+    for (int i = 0; i < records; ++i) expected += i + 1 < records ? linked : record;
+    EXPECT_EQ(ReadAll(file), expected);
+}
+
 TEST_F(RealFile, ReachesBeyondFourGigabytes) {
     constexpr LONGLONG far = (1LL << 32) + 12345;
     {
@@ -237,7 +280,8 @@ TEST_F(RealFile, RefusesPositionsThatNoFileHas) {
     struct {
         LONGLONG offset;
         UINT from;
-    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {std::numeric_limits<LONGLONG>::min(), 0}, {0, 3}};
+    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {std::numeric_limits<LONGLONG>::min(), 0},
+                     {0, 3}};
     for (auto const& seek : bad) {
         EXPECT_EQ(CauseOf([&] { file.Seek(seek.offset, seek.from); }), CFileException::badSeek)
             << seek.offset << " from " << seek.from;
@@ -285,7 +329,8 @@ TEST_F(RealFile, RefusesToOpen) {
         {"long name", Path(std::string(5000, 'n')), CFile::modeRead, CFileException::badPath, ENAMETOOLONG},
         {"long name, to create", Path(std::string(300, 'n')), CFile::modeWrite | CFile::modeCreate,
          CFileException::badPath, ENAMETOOLONG},
-        {"no such folder", Path("missing/x"), CFile::modeWrite | CFile::modeCreate, CFileException::fileNotFound, ENOENT},
+        {"no such folder", Path("missing/x"), CFile::modeWrite | CFile::modeCreate, CFileException::fileNotFound,
+         ENOENT},
     };
     for (auto const& row : table) {
         SCOPED_TRACE(row.what);
@@ -450,43 +495,47 @@ TEST_F(RealFile, AFullDiskIsAnExceptionAndNothingElse) {
     };
     std::string const bytes(60'000, 'x');
     EXPECT_EQ(limited([&] {
-        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
-        Append(file, bytes);
-        if (!isFull([&] { file.Flush(); })) return 1;
-        if (!isFull([&] { file.Flush(); })) return 2;  // still pending
-        if (file.GetLength() != bytes.size()) return 3;
-        if (!isFull([&] { file.SetLength(70'000); })) return 4;
-        file.SetLength(40'000);  // room again, for what is left
-        file.Flush();
-        if (!isFull([&] { Append(file, std::string(200'000, 'y')); })) return 5;
-        if (file.GetPosition() != bytes.size()) return 6;
-        file.SetLength(40'000);
-        return 0;
-    }), 0);
+                  CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  if (!isFull([&] { file.Flush(); })) return 1;
+                  if (!isFull([&] { file.Flush(); })) return 2;  // still pending
+                  if (file.GetLength() != bytes.size()) return 3;
+                  if (!isFull([&] { file.SetLength(70'000); })) return 4;
+                  file.SetLength(40'000);  // room again, for what is left
+                  file.Flush();
+                  if (!isFull([&] { Append(file, std::string(200'000, 'y')); })) return 5;
+                  if (file.GetPosition() != bytes.size()) return 6;
+                  file.SetLength(40'000);
+                  return 0;
+              }),
+              0);
     EXPECT_EQ(Get("full"), bytes.substr(0, 40'000));
     EXPECT_EQ(limited([&] {
-        CFile file(path, CFile::modeWrite | CFile::modeCreate);
-        Append(file, bytes);
-        if (!isFull([&] { file.Close(); })) return 1;
-        return file.IsOpen() ? 2 : 0;
-    }), 0);
+                  CFile file(path, CFile::modeWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  if (!isFull([&] { file.Close(); })) return 1;
+                  return file.IsOpen() ? 2 : 0;
+              }),
+              0);
     EXPECT_EQ(limited([&] {
-        CFile file(path, CFile::modeWrite | CFile::modeCreate);
-        Append(file, bytes);
-        return 0;  // the destructor says nothing
-    }), 0);
+                  CFile file(path, CFile::modeWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  return 0;  // the destructor says nothing
+              }),
+              0);
     // A thread that holds the signal back must not meet it later.
     EXPECT_EQ(limited([&] {
-        sigset_t signal;
-        sigemptyset(&signal);
-        sigaddset(&signal, SIGXFSZ);
-        ::sigprocmask(SIG_BLOCK, &signal, nullptr);
-        CFile file(path, CFile::modeWrite | CFile::modeCreate);
-        Append(file, bytes);
-        if (!isFull([&] { file.Flush(); })) return 1;
-        ::sigprocmask(SIG_UNBLOCK, &signal, nullptr);
-        return 0;
-    }), 0);
+                  sigset_t signal;
+                  sigemptyset(&signal);
+                  sigaddset(&signal, SIGXFSZ);
+                  ::sigprocmask(SIG_BLOCK, &signal, nullptr);
+                  CFile file(path, CFile::modeWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  if (!isFull([&] { file.Flush(); })) return 1;
+                  ::sigprocmask(SIG_UNBLOCK, &signal, nullptr);
+                  return 0;
+              }),
+              0);
 }
 
 }  // namespace

@@ -9,22 +9,22 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
 #include <string>
+#include <vector>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-constexpr int shortCount = 0;  // instead of an error number
+constexpr int shortCount = 0;       // instead of an error number
 constexpr unsigned hangAfter = 60;  // seconds
 
 struct Fault {
@@ -74,7 +74,8 @@ protected:
             ::setenv("LD_PRELOAD", HBTOOLS_IOFAULTS, 1);
             // The run-time library of the sanitizer comes second: calls go through it behind the fault.
             char const* const options = std::getenv("ASAN_OPTIONS");
-            ::setenv("ASAN_OPTIONS", ((options ? options + std::string(":") : "") + "verify_asan_link_order=0").c_str(), 1);
+            ::setenv("ASAN_OPTIONS", ((options ? options + std::string(":") : "") + "verify_asan_link_order=0").c_str(),
+                     1);
             ::setenv("HBTOOLS_IOFAULTS_UNDER", Data().c_str(), 1);
             ::setenv("HBTOOLS_IOFAULTS_MARK", mark.c_str(), 1);
             ::setenv("HBTOOLS_IOFAULTS_CALL", fault.call.c_str(), 1);
@@ -89,8 +90,7 @@ protected:
             ::_exit(127);
         }
         int status = 0;
-        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-        }
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
         Outcome outcome;
         outcome.code = WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
         outcome.wasReached = fs::exists(mark);
@@ -128,8 +128,8 @@ struct CallErrors {
     std::vector<int> errors;
 };
 std::vector<CallErrors> const allErrors = {
-    {"open", {EMFILE, EROFS, ENOSPC}},    {"read", {EIO}},          {"write", {ENOSPC, EIO, EDQUOT}},
-    {"fsync", {EIO, ENOSPC, EDQUOT}},     {"close", {EIO, EDQUOT}}, {"truncate", {EIO, EROFS}},
+    {"open", {EMFILE, EROFS, ENOSPC}}, {"read", {EIO}},          {"write", {ENOSPC, EIO, EDQUOT}},
+    {"fsync", {EIO, ENOSPC, EDQUOT}},  {"close", {EIO, EDQUOT}}, {"truncate", {EIO, EROFS}},
     {"rename", {EROFS, EIO, EXDEV}},
 };
 
@@ -166,17 +166,20 @@ TEST_F(Faults, SavesLeaveTheOldFileOrTheNewOne) {
                     for (char const* const times : TimesOf(error, errors)) {
                         reached += FailEach(row.scenario, old, call, error, times, [&](Outcome const& outcome) {
                             if (outcome.code == 0) {
-                                EXPECT_EQ(outcome.bytes, fresh);  // the fault did not matter, such as closing what was read
+                                EXPECT_EQ(outcome.bytes,
+                                          fresh);  // the fault did not matter, such as closing what was read
                             } else {
                                 ExpectRefusal(outcome);
-                                EXPECT_TRUE(outcome.bytes == fresh || outcome.bytes == (exists ? row.old : "")) << outcome.bytes.size();
+                                EXPECT_TRUE(outcome.bytes == fresh || outcome.bytes == (exists ? row.old : ""))
+                                    << outcome.bytes.size();
                             }
                             for (std::string const& name : outcome.files) EXPECT_EQ(name, "scan.dat");
                         });
                         if (HasFailure()) return;
                     }
                 }
-                EXPECT_EQ(reached > 0, row.reached.contains(call) && (exists || call != row.onlyWhenOld)) << row.scenario << ": " << call;
+                EXPECT_EQ(reached > 0, row.reached.contains(call) && (exists || call != row.onlyWhenOld))
+                    << row.scenario << ": " << call;
             }
         }
     }
@@ -228,8 +231,8 @@ TEST_F(Faults, InterruptionsAndShortCountsChangeNothing) {
     struct {
         char const* scenario;
         std::string const* content;
-    } const table[] = {{"store", nullptr}, {"store", &old},  {"load", &scan},  {"cut", &scan},
-                       {"silent", nullptr}, {"safe", &old},  {"whole", &old},  {"config", &ini}};
+    } const table[] = {{"store", nullptr},  {"store", &old}, {"load", &scan}, {"cut", &scan},
+                       {"silent", nullptr}, {"safe", &old},  {"whole", &old}, {"config", &ini}};
     for (auto const& row : table) {
         Outcome const plain = Run(row.scenario, row.content, {});
         ASSERT_EQ(plain.code, 0) << plain.text;

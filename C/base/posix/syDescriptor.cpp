@@ -8,8 +8,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <limits>
+#include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -113,9 +113,8 @@ int Descriptor::Open(std::string const& path, unsigned flags) {
 int Descriptor::Read(void* buffer, std::size_t count, std::size_t& got) {
     got = 0;
     while (got < count) {
-        ssize_t const part = Repeat([&] {
-            return ::read(m_number, static_cast<char*>(buffer) + got, std::min(count - got, callLimit));
-        });
+        ssize_t const part = Repeat(
+            [&] { return ::read(m_number, static_cast<char*>(buffer) + got, std::min(count - got, callLimit)); });
         if (part < 0) return errno;
         if (part == 0) return 0;
         got += static_cast<std::size_t>(part);
@@ -124,7 +123,8 @@ int Descriptor::Read(void* buffer, std::size_t count, std::size_t& got) {
 }
 
 int Descriptor::Write(void const* data, std::size_t count) {
-    return WriteParts(data, count, [this](char const* part, std::size_t size) { return ::write(m_number, part, size); });
+    return WriteParts(data, count,
+                      [this](char const* part, std::size_t size) { return ::write(m_number, part, size); });
 }
 
 int Descriptor::ReadAt(void* buffer, std::size_t count, unsigned long long offset, std::size_t& got) const {
@@ -231,9 +231,8 @@ int PartFile::Create(std::string const& target) {
     mode_t const mode = ::lstat(target.c_str(), &old) == 0 ? 0600 : 0666;
     for (int attempt = 0; attempt < 100; ++attempt) {
         std::string const path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
-        int const number = Repeat([&] {
-            return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-        });
+        int const number =
+            Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
         if (number >= 0) {
             m_file = Descriptor(number);
             m_target = target;

@@ -24,10 +24,10 @@ namespace {
 constexpr std::size_t windowCapacity = 256 * 1024;
 constexpr std::size_t pageSize = 4096;          // what a read out of order fetches
 constexpr std::size_t directSize = 128 * 1024;  // reads and writes from here on pass by the window
+constexpr std::size_t keptSize = 64 * 1024;     // of a full window, when it moves on
 constexpr ULONGLONG positionLimit = 1ULL << 63;
 // From here on nothing is held in the window, so that no offset in it can leave the limit.
 constexpr ULONGLONG windowLimit = positionLimit - windowCapacity;
-constexpr std::size_t smallSize = 32;  // reads and writes below it are copied in words
 
 // On a page, so that the kernel's copies into it run on whole cache lines.
 constexpr std::align_val_t windowAlignment{pageSize};
@@ -69,8 +69,12 @@ inline void CopyWord(BYTE*& target, BYTE const*& source) {
     source += sizeof word;
 }
 
-// Nearly all reads and writes are heads and scalars of a few bytes: a call for each would cost more than they do.
-inline void CopySmall(BYTE* target, BYTE const* source, std::size_t count) {
+// Nearly all reads and writes are heads and scalars: a call for each would cost more than the bytes.
+inline void CopyBytes(BYTE* target, BYTE const* source, std::size_t count) {
+    if (count >= 32) {
+        std::memcpy(target, source, count);
+        return;
+    }
     // In whole words from the front, as the callers put them together: the processor then passes them on unstored.
     if (count & 16) {
         CopyWord<std::uint64_t>(target, source);
@@ -100,8 +104,9 @@ public:
     bool WriteToWindow(BYTE const* source, std::size_t count);
     [[gnu::noinline]] std::size_t ReadSlowly(BYTE* target, std::size_t count);
     [[gnu::noinline]] void WriteSlowly(BYTE const* source, std::size_t count);
-    [[gnu::noinline]] ULONGLONG SeekFrom(LONGLONG offset, UINT from);
+    ULONGLONG SeekFrom(LONGLONG offset, UINT from);
     BYTE* Touch(ULONGLONG position, std::size_t count);
+    BYTE const* Peek(ULONGLONG position, std::size_t count) const;
     /// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
     int TryWriteOut();
     ULONGLONG Length() const;
@@ -123,20 +128,13 @@ private:
     void NeedWindow() {
         if (!m_window) m_window.reset(static_cast<BYTE*>(::operator new(windowCapacity, windowAlignment)));
     }
-    bool HasChanges() const { return m_changedEnd > m_changedBegin; }
-    /// True if `count` bytes at a place of the window extend the changed range without a gap. Changes are only where
-    /// writing is allowed.
-    bool TouchesChanges(ULONGLONG inWindow, std::size_t count) const {
-        return HasChanges() && inWindow <= m_changedEnd && count <= windowCapacity - inWindow &&
-               inWindow + count >= m_changedBegin;
+    bool HasChanges() const { return m_hasChanges; }
+    /// True if nothing lies between the bytes and those that were written here.
+    bool TouchesOwn(ULONGLONG position, std::size_t count) const {
+        return position <= m_ownEnd && position + count >= m_ownBegin;
     }
-    void TakeChange(std::size_t first, std::size_t count) {
-        m_changedBegin = std::min(m_changedBegin, first);
-        m_changedEnd = std::max(m_changedEnd, first + count);
-        m_windowSize = std::max(m_windowSize, first + count);
-        m_position += count;
-        m_length = std::max(m_length, m_position);
-    }
+    void AddToOwn(ULONGLONG position, std::size_t count);
+    void Slide(std::size_t place);
 
     CFile const& m_owner;
     detail::Descriptor m_file;
@@ -145,20 +143,23 @@ private:
     std::unique_ptr<BYTE, WindowDeleter> m_window;
     ULONGLONG m_windowStart = 0;
     std::size_t m_windowSize = 0;
-    // The one range of the window that is not on disk yet; it holds nothing but bytes that were written here, so
-    // that what others change around it is never overwritten.
-    std::size_t m_changedBegin = 0;
+    bool m_hasChanges = false;
+    std::size_t m_changedBegin = 0;  // range of the window that is not on disk yet, if there is one
     std::size_t m_changedEnd = 0;
     ULONGLONG m_length = 0;  // while there are changes: what is on disk and what is pending
+    // Range of the file that was written here since the last Sync. The changes lie in it, and it alone is ever
+    // written: what others change around it stays.
+    ULONGLONG m_ownBegin = 0;
+    ULONGLONG m_ownEnd = 0;
     std::size_t m_readAhead = pageSize;
     int m_syncError = 0;
 };
 
-// The way of nearly all calls: a few bytes that lie in the window.
+// The way of nearly all calls: what is asked for lies in the window.
 inline bool CFile::Stream::ReadFromWindow(BYTE* target, std::size_t count) {
     ULONGLONG const inWindow = m_position - m_windowStart;  // wraps to a large number in front of the window
-    if (count >= smallSize || !m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return false;
-    CopySmall(target, m_window.get() + inWindow, count);
+    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return false;
+    CopyBytes(target, m_window.get() + inWindow, count);
     m_position += count;
     return true;
 }
@@ -227,13 +228,81 @@ void CFile::Stream::LoadWindow(ULONGLONG position, std::size_t count) {
     m_windowSize = got;
 }
 
+void CFile::Stream::AddToOwn(ULONGLONG position, std::size_t count) {
+    bool const touches = TouchesOwn(position, count) && m_ownEnd > 0;
+    m_ownBegin = touches ? std::min(m_ownBegin, position) : position;
+    m_ownEnd = touches ? std::max(m_ownEnd, position + count) : position + count;
+}
+
+// The same for writing: what is changed is one range, so that it goes out in one call.
+inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) {
+    ULONGLONG const inWindow = m_position - m_windowStart;
+    if (!HasChanges() || inWindow > m_windowSize || count > windowCapacity - inWindow || !TouchesOwn(m_position, count))
+        return false;
+    std::size_t const first = static_cast<std::size_t>(inWindow);
+    std::size_t const last = first + count;
+    CopyBytes(m_window.get() + first, source, count);
+    m_changedBegin = std::min(m_changedBegin, first);
+    m_changedEnd = std::max(m_changedEnd, last);
+    m_windowSize = std::max(m_windowSize, last);
+    m_ownBegin = std::min(m_ownBegin, m_position);
+    m_position += count;
+    m_ownEnd = std::max(m_ownEnd, m_position);
+    m_length = std::max(m_length, m_position);
+    return true;
+}
+
+inline BYTE const* CFile::Stream::Peek(ULONGLONG position, std::size_t count) const {
+    ULONGLONG const inWindow = position - m_windowStart;
+    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow) return nullptr;
+    return m_window.get() + inWindow;
+}
+
 inline BYTE* CFile::Stream::Touch(ULONGLONG position, std::size_t count) {
     ULONGLONG const inWindow = position - m_windowStart;
-    if (!m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow || !TouchesChanges(inWindow, count))
+    if (!HasChanges() || !m_canRead || inWindow >= m_windowSize || count > m_windowSize - inWindow ||
+        !TouchesOwn(position, count))
         return nullptr;
     m_changedBegin = std::min<std::size_t>(m_changedBegin, inWindow);
     m_changedEnd = std::max<std::size_t>(m_changedEnd, inWindow + count);
+    AddToOwn(position, count);
     return m_window.get() + inWindow;
+}
+
+// Lets the window begin a little before the place. Whoever appends records often goes back to the last one.
+void CFile::Stream::Slide(std::size_t place) {
+    std::size_t const kept = std::min(place, keptSize);
+    std::memmove(m_window.get(), m_window.get() + place - kept, kept);
+    m_windowStart += place - kept;
+    m_windowSize = kept;
+}
+
+void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
+    if (!m_canWrite) FailWith(CFileException::accessDenied);
+    if (count == 0) return;
+    if (count > positionLimit - 1 - m_position) FailWith(CFileException::badSeek);
+    bool const isLengthKnown = HasChanges();
+    WriteOut();
+    if (count >= directSize || m_position >= windowLimit) {
+        Forget();
+        Check(m_file.WriteAt(source, count, m_position));
+        AddToOwn(m_position, count);
+        m_position += count;
+        return;
+    }
+    NeedWindow();
+    if (!isLengthKnown) m_length = Length();  // others may have written since
+    ULONGLONG const inWindow = m_position - m_windowStart;
+    if (m_windowSize == 0 || inWindow > m_windowSize) {
+        Forget();
+        m_windowStart = m_position;
+    } else if (count > windowCapacity - inWindow) {
+        Slide(static_cast<std::size_t>(inWindow));
+    }
+    m_changedBegin = m_changedEnd = static_cast<std::size_t>(m_position - m_windowStart);
+    m_hasChanges = true;
+    AddToOwn(m_position, count);
+    WriteToWindow(source, count);
 }
 
 ULONGLONG CFile::Stream::SeekFrom(LONGLONG offset, UINT from) {
@@ -244,52 +313,11 @@ ULONGLONG CFile::Stream::SeekFrom(LONGLONG offset, UINT from) {
     return m_position = target;
 }
 
-// The same for writing, where the bytes extend what is pending.
-inline bool CFile::Stream::WriteToWindow(BYTE const* source, std::size_t count) {
-    ULONGLONG const inWindow = m_position - m_windowStart;
-    if (count >= smallSize || !TouchesChanges(inWindow, count)) return false;
-    CopySmall(m_window.get() + inWindow, source, count);
-    TakeChange(static_cast<std::size_t>(inWindow), count);
-    return true;
-}
-
-void CFile::Stream::WriteSlowly(BYTE const* source, std::size_t count) {
-    if (!m_canWrite) FailWith(CFileException::accessDenied);
-    if (count == 0) return;
-    if (count > positionLimit - 1 - m_position) FailWith(CFileException::badSeek);
-    if (ULONGLONG const place = m_position - m_windowStart; TouchesChanges(place, count)) {
-        std::memcpy(m_window.get() + place, source, count);
-        TakeChange(static_cast<std::size_t>(place), count);
-        return;
-    }
-    bool const isLengthKnown = HasChanges();
-    WriteOut();
-    if (count >= directSize || m_position >= windowLimit) {
-        Forget();
-        Check(m_file.WriteAt(source, count, m_position));
-        m_position += count;
-        return;
-    }
-    NeedWindow();
-    ULONGLONG const length = isLengthKnown ? m_length : Length();  // others may have written since
-    ULONGLONG const inWindow = m_position - m_windowStart;
-    if (inWindow > m_windowSize || count > windowCapacity - inWindow) {
-        Forget();
-        m_windowStart = m_position;
-    }
-    m_changedBegin = static_cast<std::size_t>(m_position - m_windowStart);
-    m_changedEnd = m_changedBegin + count;
-    std::memcpy(m_window.get() + m_changedBegin, source, count);
-    m_windowSize = std::max(m_windowSize, m_changedEnd);
-    m_position += count;
-    m_length = std::max(length, m_position);
-}
-
 int CFile::Stream::TryWriteOut() {
     if (!HasChanges()) return 0;
-    int const error = m_file.WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin,
-                                     m_windowStart + m_changedBegin);
-    if (error == 0) m_changedBegin = m_changedEnd = 0;
+    int const error =
+        m_file.WriteAt(m_window.get() + m_changedBegin, m_changedEnd - m_changedBegin, m_windowStart + m_changedBegin);
+    if (error == 0) m_hasChanges = false;
     return error;
 }
 
@@ -308,13 +336,16 @@ void CFile::Stream::SetLength(ULONGLONG newLength) {
     ULONGLONG const held = newLength > m_windowStart ? newLength - m_windowStart : 0;
     m_windowSize = static_cast<std::size_t>(std::min<ULONGLONG>(m_windowSize, held));
     m_changedEnd = std::min(m_changedEnd, m_windowSize);
-    if (!HasChanges()) m_changedBegin = m_changedEnd = 0;
+    m_hasChanges = m_hasChanges && m_changedBegin < m_changedEnd;
     m_length = newLength;
+    m_ownEnd = std::min(m_ownEnd, newLength);
+    m_ownBegin = std::min(m_ownBegin, m_ownEnd);
 }
 
 void CFile::Stream::Sync() {
     WriteOut();
     Forget();
+    m_ownBegin = m_ownEnd = 0;
     if (!m_canWrite) return;
     // The system reports a lost page once only; whoever asks again must not be told that all is well.
     if (m_syncError == 0) m_syncError = m_file.Sync();
@@ -416,6 +447,10 @@ void CFile::Write(void const* buffer, UINT count) {
 
 BYTE* CFile::Touch(ULONGLONG position, UINT count) {
     return m_stream ? m_stream->Touch(position, count) : nullptr;
+}
+
+BYTE const* CFile::Peek(ULONGLONG position, UINT count) {
+    return m_stream ? m_stream->Peek(position, count) : nullptr;
 }
 
 void CFile::Flush() {

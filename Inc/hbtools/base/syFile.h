@@ -60,6 +60,8 @@ public:
     /// written anyway; null otherwise, and the caller seeks, reads and writes. The position stays. The pointer is
     /// valid until the next call of any other operation.
     virtual BYTE* Touch(ULONGLONG position, UINT count);
+    /// The same for reading only: the bytes where they stand in a buffer, or null.
+    virtual BYTE const* Peek(ULONGLONG position, UINT count);
     /// Brings everything to the medium, and forgets what was read ahead, so that later reads see what others wrote.
     /// After the medium refused once, the file stays failed: no later Flush reports success.
     virtual void Flush();
@@ -110,6 +112,7 @@ public:
     UINT Read(void* buffer, UINT count) override;
     void Write(void const* buffer, UINT count) override;
     BYTE* Touch(ULONGLONG position, UINT count) override;
+    BYTE const* Peek(ULONGLONG position, UINT count) override;
     void Flush() override;
 
 protected:

@@ -110,7 +110,7 @@ public:
     enum Cause {
         none = 0,
         genericException = 1,
-        readOnly = 2,   ///< Storing into an archive that loads.
+        readOnly = 2,  ///< Storing into an archive that loads.
         endOfFile = 3,
         writeOnly = 4,  ///< Loading from an archive that stores.
         badIndex = 5,

@@ -62,8 +62,9 @@ private:
 template <class T>
 class KX_API KxTTag : public KxTag {
 public:
-    KxTTag(unsigned long id, T& value, KxVersion version = KxVersion(100));
-    ~KxTTag() override;
+    KxTTag(unsigned long id, T& value, KxVersion version = KxVersion(100))
+        : KxTag(id, version, sizeof(T), 0, 0), m_value(value) {}
+    ~KxTTag() override = default;
 
 protected:
     int ReadData(CFile* file, STag const& header) override;

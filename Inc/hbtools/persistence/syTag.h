@@ -81,8 +81,8 @@ public:
     virtual ~KxTag() = 0;
 
 protected:
-    KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress,
-          unsigned long nextTag);
+    KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress, unsigned long nextTag)
+        : m_image(static_cast<std::uint32_t>(id), version, dataSize, dataAddress, nextTag) {}
     KxTag(KxTag const& other) : m_image(other.m_image) {}
     KxTag& operator=(KxTag const& other) {
         m_image = other.m_image;
@@ -126,5 +126,7 @@ private:
     STag m_image;
     detail::TagChain* m_chain = nullptr;  // what the archive remembers of the level, while it calls Read or Replace
 };
+
+inline KxTag::~KxTag() = default;
 
 }  // namespace KxN

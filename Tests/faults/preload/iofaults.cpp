@@ -17,9 +17,9 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <string_view>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -100,7 +100,11 @@ Function* Real(char const* name, Function*) {
 }
 
 /// The function of that name behind this one.
-#define REAL(name) ([] { static auto* const real = Real(#name, &::name); return real; }())
+#define REAL(name)                                      \
+    ([] {                                               \
+        static auto* const real = Real(#name, &::name); \
+        return real;                                    \
+    }())
 
 /// Counts of one byte, once the fault is reached.
 template <class Call>
@@ -120,20 +124,20 @@ mode_t ModeOf(int flags, va_list arguments) {
 
 extern "C" {
 
-#define DEFINE_OPEN(name)                                           \
-    int name(char const* path, int flags, ...) {                    \
-        va_list arguments;                                          \
-        va_start(arguments, flags);                                 \
-        mode_t const mode = ModeOf(flags, arguments);               \
-        va_end(arguments);                                          \
+#define DEFINE_OPEN(name)                                                \
+    int name(char const* path, int flags, ...) {                         \
+        va_list arguments;                                               \
+        va_start(arguments, flags);                                      \
+        mode_t const mode = ModeOf(flags, arguments);                    \
+        va_end(arguments);                                               \
         return IsHit("open", path) ? -1 : REAL(name)(path, flags, mode); \
     }
-#define DEFINE_OPENAT(name)                                                     \
-    int name(int folder, char const* path, int flags, ...) {                    \
-        va_list arguments;                                                      \
-        va_start(arguments, flags);                                             \
-        mode_t const mode = ModeOf(flags, arguments);                           \
-        va_end(arguments);                                                      \
+#define DEFINE_OPENAT(name)                                                      \
+    int name(int folder, char const* path, int flags, ...) {                     \
+        va_list arguments;                                                       \
+        va_start(arguments, flags);                                              \
+        mode_t const mode = ModeOf(flags, arguments);                            \
+        va_end(arguments);                                                       \
         return IsHit("open", path) ? -1 : REAL(name)(folder, path, flags, mode); \
     }
 DEFINE_OPEN(open)
@@ -147,10 +151,10 @@ ssize_t read(int descriptor, void* buffer, std::size_t count) {
 ssize_t write(int descriptor, void const* buffer, std::size_t count) {
     return Move("write", descriptor, count, [&](std::size_t part) { return REAL(write)(descriptor, buffer, part); });
 }
-#define DEFINE_AT(name, call, buffer_type)                                                                    \
-    ssize_t name(int descriptor, buffer_type buffer, std::size_t count, off_t offset) {                       \
-        return Move(call, descriptor, count,                                                                  \
-                    [&](std::size_t part) { return REAL(name)(descriptor, buffer, part, offset); });          \
+#define DEFINE_AT(name, call, buffer_type)                                                           \
+    ssize_t name(int descriptor, buffer_type buffer, std::size_t count, off_t offset) {              \
+        return Move(call, descriptor, count,                                                         \
+                    [&](std::size_t part) { return REAL(name)(descriptor, buffer, part, offset); }); \
     }
 DEFINE_AT(pread, "read", void*)
 DEFINE_AT(pread64, "read", void*)
