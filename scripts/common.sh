@@ -21,7 +21,8 @@ libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
 libcli11-dev command lines of the tools'
 packages_test='
-libgtest-dev the tests'
+libgtest-dev the tests
+python3 the tests of JSON output'
 packages_fuzz='
 clang the compiler with the fuzzing engine
 libclang-rt-14-dev the fuzzing engine and its sanitizers'
