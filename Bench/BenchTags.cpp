@@ -110,7 +110,12 @@ void CloudWriteOurs(benchmark::State& state) {
         stream.Close();
     }
 }
-BENCHMARK(CloudWriteOurs)->Name("cloud write/hbtools")->Arg(cloudSize)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteOurs)
+    ->Name("cloud write/hbtools")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void CloudWritePlain(benchmark::State& state) {
     TemporaryFile const file("cloud.raw");
@@ -121,7 +126,12 @@ void CloudWritePlain(benchmark::State& state) {
         ::close(descriptor);
     }
 }
-BENCHMARK(CloudWritePlain)->Name("cloud write/write")->Arg(cloudSize)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWritePlain)
+    ->Name("cloud write/write")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 #ifdef HBTOOLS_BENCH_HDF5
 void CloudWriteHdf5(benchmark::State& state) {
@@ -138,7 +148,12 @@ void CloudWriteHdf5(benchmark::State& state) {
         H5Fclose(h5);
     }
 }
-BENCHMARK(CloudWriteHdf5)->Name("cloud write/HDF5")->Arg(cloudSize)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteHdf5)
+    ->Name("cloud write/HDF5")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 #ifdef HBTOOLS_BENCH_CEREAL
@@ -151,7 +166,12 @@ void CloudWriteCereal(benchmark::State& state) {
         archive(cloudSize, cereal::binary_data(Cloud().Data(), cloudBytes));
     }
 }
-BENCHMARK(CloudWriteCereal)->Name("cloud write/cereal")->Arg(cloudSize)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteCereal)
+    ->Name("cloud write/cereal")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 #ifdef HBTOOLS_BENCH_BOOST
@@ -164,7 +184,12 @@ void CloudWriteBoost(benchmark::State& state) {
         archive << boost::serialization::make_array(&Cloud()[0][0], std::size_t{3} * cloudSize);
     }
 }
-BENCHMARK(CloudWriteBoost)->Name("cloud write/Boost")->Arg(cloudSize)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteBoost)
+    ->Name("cloud write/Boost")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 // ---- ten million points, read into memory that is there; the second argument shifts the payload in the file ----

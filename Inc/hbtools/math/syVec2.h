@@ -172,8 +172,7 @@ public:
     constexpr KxVec2d(double x, double y) : m_values{x, y} {}
     KxVec2d(KxVec2f const& vector) : m_values{vector[0], vector[1]} {}
     KxVec2d(KxVec2s const& vector) : KxVec2d(KxVec2i(vector)) {}
-    KxVec2d(KxVec2i const& vector)
-        : m_values{static_cast<double>(vector[0]), static_cast<double>(vector[1])} {}
+    KxVec2d(KxVec2i const& vector) : m_values{static_cast<double>(vector[0]), static_cast<double>(vector[1])} {}
     KxVec2d& operator=(KxVec2f const& vector) { return *this = KxVec2d(vector); }
     KxVec2d& operator=(KxVec2s const& vector) { return *this = KxVec2d(vector); }
     KxVec2d& operator=(KxVec2i const& vector) { return *this = KxVec2d(vector); }
