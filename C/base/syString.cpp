@@ -73,6 +73,11 @@ String& String::operator+=(String const& text) {
     return *this;
 }
 
+String& String::operator+=(wchar_t character) {
+    m_text += character;
+    return *this;
+}
+
 String& String::operator+=(int number) {
     m_text += Decimal(number);
     return *this;

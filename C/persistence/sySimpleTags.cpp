@@ -7,11 +7,24 @@
 #include "hbtools/persistence/syTagArchive.h"
 #include "persistence/syBlockArchive.h"
 #include "persistence/syInnerTags.h"
+#include "persistence/syTagChain.h"
 #include "persistence/syTagRecord.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace KxN {
+
+namespace {
+
+// Lengths in files count UTF-16 units: a character above the BMP is two.
+unsigned long LengthInUnits(std::wstring_view text) {
+    auto const pairs = std::count_if(text.begin(), text.end(), [](wchar_t c) { return c > 0xffff; });
+    return static_cast<unsigned long>(text.size()) + static_cast<unsigned long>(pairs);
+}
+
+}  // namespace
 
 KxNullTag::KxNullTag(unsigned long id, KxVersion version) : KxTag(id, version, 0, 0, 0) {}
 
@@ -24,7 +37,7 @@ int KxNullTag::ReadData(CFile*, STag const&) {
 void KxNullTag::WriteData(CFile*) {}
 
 KxStringTag::KxStringTag(unsigned long id, KxString& text, KxVersion version)
-    : KxTag(id, version, static_cast<unsigned long>(text.Len()) + 1, 0, 0), m_text(text) {}
+    : KxTag(id, version, LengthInUnits(text.View()) + 1, 0, 0), m_text(text) {}
 
 KxStringTag::~KxStringTag() = default;
 
@@ -35,9 +48,19 @@ int KxStringTag::ReadData(CFile* file, STag const& header) {
     }
     ULONGLONG const length = file->GetLength();
     if (header.dataAddress > length || header.dataSize > length - header.dataAddress) detail::ThrowEndOfFile(*file);
-    std::string bytes(header.dataSize, '\0');
-    ReadTagData(file, header, bytes.data(), header.dataSize);
-    bytes.resize(std::strlen(bytes.c_str()));
+    // In pieces up to the terminator: what is declared behind it costs no memory.
+    constexpr ULONGLONG pieceSize = 1 << 20;
+    std::string bytes;
+    std::size_t end = std::string::npos;
+    for (ULONGLONG left = header.dataSize; left > 0 && end == std::string::npos;) {
+        std::size_t const piece = static_cast<std::size_t>(std::min(left, pieceSize));
+        std::size_t const done = bytes.size();
+        bytes.resize(done + piece);
+        if (file->Read(bytes.data() + done, static_cast<UINT>(piece)) != piece) detail::ThrowEndOfFile(*file);
+        end = bytes.find('\0', done);
+        left -= piece;
+    }
+    if (end != std::string::npos) bytes.resize(end);
     m_text = KxString(KxxWidenNarrow(bytes));
     return 1;
 }
@@ -56,6 +79,15 @@ KxNumeratedTag::KxNumeratedTag(unsigned long id, unsigned long& number, KxVersio
 KxNumeratedTag::~KxNumeratedTag() = default;
 
 int KxNumeratedTag::Read(CFile* file, ULONGLONG position) {
+    // Each search goes on where the former ended. Without an archive that remembers the chain, a ring would be walked
+    // once for each record of the id.
+    detail::TagChain chain(position);
+    detail::TagChain* const former = std::exchange(m_chain, m_chain ? m_chain : &chain);
+    struct Restore {
+        detail::TagChain*& place;
+        detail::TagChain* value;
+        ~Restore() { place = value; }
+    } const restore{m_chain, former};
     ULONGLONG left = 0;
     for (;;) {
         if (!KxTag::Read(file, position)) return 0;

@@ -49,13 +49,21 @@ private:
     bool TakeRecord(Level& level, SxTagRecord& record);
     void FollowLink(Level& level, int number);
     void TakePayload(int number, ULONGLONG end);
+    void FaultCycleAt(ULONGLONG position, ULONGLONG target, ULONGLONG rest) {
+        Fault(FaultCycle, position, target, rest,
+              L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is refused",
+              position, target);
+        m_isBroken = true;
+    }
     void FaultShared(ULONGLONG position, ULONGLONG target) {
         Fault(FaultOverlap, position, target, 0, L"the record at %llu leads to %llu, which another chain has already",
               position, target);
     }
     void FindOverlaps();
     enum class Visit { none, sameChain, otherChain };
+    void RememberVisits();
     Visit VisitOf(ULONGLONG position, int parent);
+    bool LeadsTo(ULONGLONG from, ULONGLONG position);
     template <class... Arguments>
     void Fault(TagFaultKind kind, ULONGLONG position, ULONGLONG target, ULONGLONG lost, wchar_t const* format,
                Arguments const&... arguments);
@@ -207,11 +215,28 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
     return true;
 }
 
-KxTagInspector::Walk::Visit KxTagInspector::Walk::VisitOf(ULONGLONG position, int parent) {
-    if (!m_hasVisited) {
-        for (SxTagRecord const& record : m_records) m_visited.emplace(record.position, record.parent);
-        m_hasVisited = true;
+// From here on it is asked whether a place was met before: a link has left the order of the file.
+void KxTagInspector::Walk::RememberVisits() {
+    if (m_hasVisited) return;
+    for (SxTagRecord const& record : m_records) m_visited.emplace(record.position, record.parent);
+    m_hasVisited = true;
+}
+
+// True if the links from one record come to the other within a few thousand steps.
+bool KxTagInspector::Walk::LeadsTo(ULONGLONG from, ULONGLONG position) {
+    constexpr int steps = 4096;
+    for (int i = 0; i < steps && detail::IsRecordAt(m_file, from, m_size); ++i) {
+        if (from == position) return true;
+        STag record;
+        detail::ReadRecord(m_file, from, record);
+        if (record.nextTag == 0) return false;
+        from = record.nextTag;
     }
+    return false;
+}
+
+KxTagInspector::Walk::Visit KxTagInspector::Walk::VisitOf(ULONGLONG position, int parent) {
+    RememberVisits();
     auto const found = m_visited.find(position);
     if (found == m_visited.end()) return Visit::none;
     return found->second == parent ? Visit::sameChain : Visit::otherChain;
@@ -236,15 +261,13 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
         m_isBroken = true;
     } else if (next <= record.position) {
         switch (VisitOf(next, record.parent)) {
-            case Visit::sameChain:
-                Fault(
-                    FaultCycle, record.position, next, rest,
-                    L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is "
-                    L"refused",
-                    record.position, next);
-                m_isBroken = true;
+            case Visit::sameChain: FaultCycleAt(record.position, next, rest); break;
+            case Visit::otherChain:
+                if (LeadsTo(next, record.position))
+                    FaultCycleAt(record.position, next, rest);
+                else
+                    FaultShared(record.position, next);
                 break;
-            case Visit::otherChain: FaultShared(record.position, next); break;
             case Visit::none:
                 Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu",
                       record.position, next);
@@ -256,7 +279,8 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
               L"the record at %llu leads to %llu, into its own head or payload; the rest of its level is out of reach",
               record.position, next);
         m_isBroken = true;
-    } else if (next > level.end) {
+    } else if (next >= level.end) {
+        RememberVisits();
         Fault(FaultOverlap, record.position, next, 0,
               L"the record at %llu leads to %llu, out of the payload of its parent, which ends at %llu",
               record.position, next, level.end);

@@ -24,6 +24,8 @@ struct Field {
 
 struct Header {
     std::vector<Field> fields;
+    unsigned long long width = 0;
+    unsigned long long height = 0;
     unsigned long long points = 0;
     std::string data;
 };
@@ -62,12 +64,18 @@ Header ReadHeader(ScanSource& source) {
             for (std::size_t i = 0; i < words.size(); ++i)
                 header.fields[i].count = SmallNumber(source, words[i], 65536);
         } else if (key == "WIDTH" || key == "HEIGHT") {
-            cells *= std::min<unsigned long long>(SmallNumber(source, words[0], mostPoints), 1ULL << 31);
+            unsigned long long& side = key == "WIDTH" ? header.width : header.height;
+            if (side > 0) source.FailInLine(KxString(L"a second line of ") + KxString(key.c_str()));
+            side = SmallNumber(source, words[0], mostPoints);
+            if (side > mostPoints / cells) source.FailInLine(L"there are more points than a file can hold");
+            cells *= side;
         } else if (key == "POINTS") {
             header.points = SmallNumber(source, words[0], mostPoints);
         } else if (key == "DATA") {
             header.data = words[0];
             if (header.points == 0) header.points = cells;
+            if (header.width > 0 && header.height > 0 && header.points != cells)
+                source.Fail(L"POINTS of the PCD header is not WIDTH times HEIGHT");
             return header;
         }
     }
@@ -144,6 +152,7 @@ void ReadPcd(ScanSource& source, Scan& scan) {
             scan.Add(point);
             ++i;
         }
+        source.CheckEnd();
         return;
     }
     if (header.data != "binary")
@@ -160,6 +169,7 @@ void ReadPcd(ScanSource& source, Scan& scan) {
                 NumberOf(source, bytes.data() + places[k].offset, header.fields[places[k].field]);
         scan.Add(point);
     }
+    if (source.Remaining() > 0) source.Fail(L"there is more behind the last point that is promised");
 }
 
 }  // namespace ScanLab

@@ -137,7 +137,9 @@ void Skip(ScanSource& source, Header const& header, Element const& element) {
     bool const swap = header.form == Header::Form::big;
     for (unsigned long long i = 0; i < element.count; ++i) {
         if (header.form == Header::Form::text) {
-            if (!source.ReadLine(line)) source.Fail(L"the PLY file ends in front of its vertices");
+            do {
+                if (!source.ReadLine(line)) source.Fail(L"the PLY file ends in front of its vertices");
+            } while (Trimmed(line).empty());
             continue;
         }
         for (Property const& property : element.properties) {
@@ -200,8 +202,8 @@ void ReadBinaryVertices(ScanSource& source, Element const& vertex, std::array<st
         for (std::size_t i = 0; i < columns[k]; ++i) offsets[k] += SizeOf(vertex.properties[i].type);
         types[k] = vertex.properties[columns[k]].type;
     }
-    constexpr std::size_t atATime = 4096;
-    std::vector<unsigned char> bytes(stride * atATime);
+    std::size_t const atATime = std::clamp<std::size_t>((std::size_t{1} << 20) / stride, 1, 4096);
+    std::vector<unsigned char> bytes(stride * std::min<unsigned long long>(atATime, vertex.count));
     for (unsigned long long done = 0; done < vertex.count;) {
         std::size_t const part = static_cast<std::size_t>(std::min<unsigned long long>(atATime, vertex.count - done));
         source.ReadBytes(bytes.data(), part * stride);
@@ -235,6 +237,10 @@ void ReadPly(ScanSource& source, Scan& scan) {
             ReadTextVertices(source, element, columns, scan);
         else
             ReadBinaryVertices(source, element, columns, swap, scan);
+        if (&element == &header.elements.back()) {
+            if (isText) source.CheckEnd();
+            if (source.Remaining() > 0) source.Fail(L"there is more behind the last point that is promised");
+        }
         return;
     }
     source.Fail(L"the PLY file has no vertices");

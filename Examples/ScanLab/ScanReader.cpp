@@ -41,7 +41,7 @@ void ScanSource::Rewind() {
     m_file.Seek(0, CFile::begin);
     m_taken = m_lineNumber = 0;
     m_begin = m_end = 0;
-    m_afterReturn = false;
+    m_afterReturn = m_hasPairs = false;
 }
 
 // Brings more bytes behind those that are not used up yet. False at the end of the file.
@@ -61,6 +61,7 @@ bool ScanSource::ReadLine(std::string_view& line) {
             if (m_buffer[m_begin] == '\n') {
                 ++m_begin;
                 ++m_taken;
+                m_hasPairs = true;
             }
             m_afterReturn = false;
         }
@@ -88,7 +89,8 @@ bool ScanSource::ReadLine(std::string_view& line) {
 
 void ScanSource::ReadBytes(void* target, std::size_t count) {
     if (m_afterReturn && m_begin == m_end) Fill();
-    if (m_afterReturn && m_begin < m_end && m_buffer[m_begin] == '\n') {
+    // Behind a lone CR the same byte is the first of the data.
+    if (m_afterReturn && m_hasPairs && m_begin < m_end && m_buffer[m_begin] == '\n') {
         ++m_begin;
         ++m_taken;
     }
@@ -109,6 +111,12 @@ void ScanSource::ReadBytes(void* target, std::size_t count) {
         to += part;
         left -= part;
     }
+}
+
+void ScanSource::CheckEnd() {
+    std::string_view line;
+    while (ReadLine(line))
+        if (!Trimmed(line).empty()) Fail(L"there is more behind the last point that is promised");
 }
 
 void ScanSource::Fail(KxString const& reason) const {

@@ -28,6 +28,8 @@ public:
     bool ReadLine(std::string_view& line);
     /// `count` bytes, or an error that says what is missing.
     void ReadBytes(void* target, std::size_t count);
+    /// Only blank lines may follow.
+    void CheckEnd();
     /// Bytes that are still to come.
     unsigned long long Remaining() const { return m_size - m_taken; }
     unsigned long long Size() const { return m_size; }
@@ -52,6 +54,7 @@ private:
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
     bool m_afterReturn = false;  // the last line ended in CR: a LF that follows belongs to it
+    bool m_hasPairs = false;     // a line ended in CR LF
 };
 
 /// The number at the front of a field, which must be one whole: blanks around it, a sign, nan and inf are taken, also

@@ -48,8 +48,8 @@ bool AreNames(std::vector<std::string_view> const& fields, bool decimalComma) {
     return true;
 }
 
-// The columns of x, y and z by the names of a header line, otherwise the first three.
-std::array<std::size_t, 3> ColumnsOf(std::vector<std::string_view> const& names) {
+// The columns of x, y and z by the names of a header line, the first three if it names none of them.
+std::array<std::size_t, 3> ColumnsOf(ScanSource const& source, std::vector<std::string_view> const& names) {
     std::array<std::size_t, 3> columns = {0, 1, 2};
     std::array<bool, 3> found = {};
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -61,8 +61,10 @@ std::array<std::size_t, 3> ColumnsOf(std::vector<std::string_view> const& names)
         columns[static_cast<std::size_t>(letter - 'x')] = i;
         found[static_cast<std::size_t>(letter - 'x')] = true;
     }
-    if (found[0] && found[1] && found[2]) return columns;
-    return {0, 1, 2};
+    if (!found[0] && !found[1] && !found[2]) return {0, 1, 2};
+    for (std::size_t i = 0; i < 3; ++i)
+        if (!found[i]) source.FailInLine(KxxFormat(L"there is no column %c", L"xyz"[i]));
+    return columns;
 }
 
 }  // namespace
@@ -75,6 +77,7 @@ void ReadText(ScanSource& source, Scan& scan) {
     std::size_t needed = 3;
     Separator separator = Separator::blank;
     bool isFirst = true;
+    double promised = -1;
     bool knowsSeparator = false;
     while (source.ReadLine(line)) {
         if (source.LineNumber() == 1 && line.starts_with("\xef\xbb\xbf")) line.remove_prefix(3);
@@ -85,10 +88,9 @@ void ReadText(ScanSource& source, Scan& scan) {
         bool const decimalComma = separator == Separator::semicolon;
         if (isFirst) {
             isFirst = false;
-            double count = 0;
-            if (fields.size() == 1 && ParseNumber(fields[0], false, count)) continue;
+            if (fields.size() == 1 && ParseNumber(fields[0], false, promised)) continue;
             if (fields.size() >= 3 && AreNames(fields, decimalComma)) {
-                columns = ColumnsOf(fields);
+                columns = ColumnsOf(source, fields);
                 needed = *std::max_element(columns.begin(), columns.end()) + 1;
                 continue;
             }
@@ -109,6 +111,9 @@ void ReadText(ScanSource& source, Scan& scan) {
         }
         scan.Add(point);
     }
+    double const present = static_cast<double>(scan.points.Size()) + scan.notFinite.Size();
+    if (promised >= 0 && promised != present)
+        source.Fail(KxxFormat(L"%g points are promised and %g are there", promised, present));
 }
 
 }  // namespace ScanLab

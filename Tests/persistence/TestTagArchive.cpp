@@ -370,6 +370,24 @@ TEST(TagArchive, ReadingByIdCostsTheSameStepsWhateverTheOrderAndLength) {
     }
 }
 
+TEST(TagArchive, ANumeratedTagOnARingEndsInLinearTime) {
+    long perRecord[2] = {0, 0};
+    for (int size : {0, 1}) {
+        int const count = size == 0 ? 1000 : 10000;
+        CountingFile file;
+        StoreInts(file, count, Plus1000);
+        std::uint32_t const second = 22;  // a record has 18 + 4 bytes; the link of the last leads to the second
+        file.Seek(static_cast<LONGLONG>(file.GetLength()) - 8, CFile::begin);
+        file.Write(&second, sizeof second);
+        file.steps = 0;
+        unsigned long absent = 99;
+        KxNumeratedTag tag(1001, absent);
+        EXPECT_EQ(Thrown([&] { tag.Read(&file, 0); }), "file 14");
+        perRecord[size] = file.steps / count;
+    }
+    EXPECT_LE(perRecord[1], perRecord[0] + 1);
+}
+
 TEST(TagArchive, ReplacingAndAppendingManyIdsStaysLinear) {
     long perTag[2] = {0, 0};
     for (int size : {0, 1}) {

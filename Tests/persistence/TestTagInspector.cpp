@@ -170,6 +170,15 @@ TEST(TagInspector, BackwardLinksAndSharedTailsAreNamed) {
                         "04000000 6400 00000000 48000000 00000000"));
     EXPECT_EQ(shared.state, TagFileDamaged);
     EXPECT_NE(shared.faults.find("overlap@18>54"), std::string::npos) << shared.faults;
+    // The same where the link leads exactly to the end of the parent's payload; and a ring through two levels.
+    EXPECT_EQ(Inspect(FromHex("01000000 6400 00000000 12000000 24000000 02000000 6400 00000000 24000000 24000000"
+                              "03000000 6400 00000000 36000000 00000000"))
+                  .faults,
+              "overlap@18>36-0 ");
+    EXPECT_EQ(Inspect(FromHex("01000000 6400 00000000 12000000 24000000 02000000 6400 00000000 24000000 24000000"
+                              "03000000 6400 00000000 36000000 12000000"))
+                  .faults,
+              "overlap@18>36-0 cycle@36>18-0 ");
 }
 
 TEST(TagInspector, EveryCutIsSeenAndEveryFlippedBitIsSurvived) {

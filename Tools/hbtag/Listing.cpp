@@ -72,11 +72,25 @@ std::string JsonValue(std::string const& value) {
     return out + "]";
 }
 
+// A scalar may be either of two: "int 5, float 7e-45" becomes an object of both.
+std::string JsonScalar(std::string const& value) {
+    std::size_t const comma = value.find(", ");
+    if (comma == std::string::npos) return JsonNumber(value);
+    auto const member = [](std::string_view part) {
+        std::size_t const blank = part.find(' ');
+        return fmt::format("\"{}\": {}", part.substr(0, blank), JsonNumber(part.substr(blank + 1)));
+    };
+    std::string_view const both = value;
+    return fmt::format("{{{}, {}}}", member(both.substr(0, comma)), member(both.substr(comma + 2)));
+}
+
 void PrintJsonPayload(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record) {
     LONGLONG const all = KxTagInspector::NumValues(record);
     LONGLONG const shown = options.values < 0 ? all : std::min(all, options.values);
     if (record.kind == PayloadText || record.kind == PayloadScalar) {
-        output.Print(", \"value\": {}", Quoted(inspector.PayloadText(record, 0, 1, L"")));
+        KxString const value = inspector.PayloadText(record, 0, 1, L"");
+        output.Print(", \"value\": {}",
+                     record.kind == PayloadText ? Quoted(value) : JsonScalar(KxxToUtf8(value.View())));
         return;
     }
     output.Print(", \"values\": [");

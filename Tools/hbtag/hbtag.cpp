@@ -5,6 +5,7 @@
 // part, 3 not a tag file.
 #include "Listing.h"
 
+#include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
 #include <hbtools/base/syFile.h>
 
@@ -36,7 +37,7 @@ int main(int argc, char** argv) {
     app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not a tag file.");
     hbtag::Options options;
     std::string path;
-    unsigned long id = 0;
+    std::uint32_t id = 0;
 
     auto const verb = [&](char const* name, char const* text) {
         CLI::App* command = app.add_subcommand(name, text);
@@ -47,9 +48,10 @@ int main(int argc, char** argv) {
     CLI::App* ls = verb("ls", "Lists the records as a tree: position, id, version, form, size, link, payload");
     CLI::App* dump = verb("dump", "Lists the records with their payloads, decoded where the kind is known");
     CLI::App* verify = verb("verify", "Walks everything and names each fault with its place and cost");
-    ls->add_option("--id", id, "Only records of this id");
-    dump->add_option("--id", id, "Only records of this id");
-    dump->add_option("--values", options.values, "Values shown of each payload, -1 for all")->capture_default_str();
+    ls->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
+    dump->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
+    dump->add_option("--values", options.values, "Values shown of each payload, -1 for all")
+        ->check(CLI::Range(-1LL, 1LL << 40))->capture_default_str();
 
     try {
         app.parse(argc, argv);
@@ -61,7 +63,7 @@ int main(int argc, char** argv) {
     if (ls->count("--id") + dump->count("--id") > 0) options.id = id;
 
     try {
-        return Run(options, KxN::KxString(path.c_str()));
+        return Run(options, KxN::KxString(KxN::KxxFromSystemPath(path)));
     } catch (KxN::CException* exception) {
         fmt::print(stderr, "hbtag: {}\n", hbtag::Escaped(KxN::CException::TextOf(*exception)));
         exception->Delete();

@@ -71,6 +71,7 @@ public:
     operator short() const;
 
     String& operator+=(String const& text);
+    String& operator+=(wchar_t character);
     String& operator+=(int number);
     String& operator+=(unsigned long number);
 
@@ -103,6 +104,7 @@ public:
     friend bool operator==(String const& a, String const& b) { return a.m_text == b.m_text; }
     friend bool operator==(String const& a, wchar_t const* b) { return a.m_text == (b ? b : L""); }
     friend auto operator<=>(String const& a, String const& b) { return a.m_text <=> b.m_text; }
+    friend auto operator<=>(String const& a, wchar_t const* b) { return a.m_text <=> std::wstring_view(b ? b : L""); }
 
 protected:
     std::wstring m_text;
@@ -190,6 +192,7 @@ public:
     KxString& operator=(CString const& text);
     KxString& operator=(wchar_t const* text);
     KxString& operator=(std::wstring&& text);
+    KxString& operator=(wchar_t character) { return *this = KxString(character); }
     KxString(KxString const&) = default;
     KxString(KxString&&) = default;
     KxString& operator=(KxString const&) = default;
@@ -232,6 +235,13 @@ KX_API KxString operator+(KxString const& a, KxString const& b);
 KX_API KxString operator+(KxString const& a, wchar_t const* b);
 KX_API KxString operator+(wchar_t const* a, KxString const& b);
 KX_API KxString operator+(KxString const& a, KxTools::String const& b);
+inline KxString operator+(KxString const& a, wchar_t b) {
+    return a + KxString(b);
+}
+template <std::same_as<CString> T>  // nothing else converts to one here
+bool operator==(KxString const& a, T const& b) {
+    return a.View() == b.View();
+}
 KX_API KxString operator+(KxTools::String const& a, KxString const& b);
 
 }  // namespace KxN

@@ -17,7 +17,7 @@ public:
     constexpr KxVersion(unsigned short number = 100) : m_number(number) {}
 
     constexpr unsigned short GetValue() const { return m_number; }
-    constexpr operator unsigned short() const { return m_number; }
+    constexpr explicit operator unsigned short() const { return m_number; }
     /// "3.01" for 301.
     KxString GetText() const { return KxxFormat(L"%d.%02d", m_number / 100, m_number % 100); }
 

@@ -122,6 +122,7 @@ public:
 
 private:
     friend class KxTagArchive;
+    friend class KxNumeratedTag;
 
     STag m_image;
     detail::TagChain* m_chain = nullptr;  // what the archive remembers of the level, while it calls Read or Replace
