@@ -21,6 +21,18 @@ constexpr ULONGLONG callLimit = 1U << 30;  // one CFile call moves a UINT of byt
 
 TagFormat g_tagFormat = TagFormat32;
 
+// Walks from `position` to the last record of the chain. True if a record in the short form was met on the way.
+bool FindLast(CFile& file, ULONGLONG& position, STag& last) {
+    bool shortFormSeen = false;
+    for (ULONGLONG left = 0;;) {
+        shortFormSeen |= detail::ReadRecord(file, position, last) == STag32::fileSize;
+        if (last.nextTag == 0) return shortFormSeen;
+        position = last.nextTag;
+        if (left == 0) left = detail::MostRecords(file) + 1;
+        if (--left == 0) detail::ThrowEndOfFile(file);
+    }
+}
+
 }  // namespace
 
 TagFormat GetGlobalTagFormat() {
@@ -72,6 +84,14 @@ void KxTag::ReadTagData(CFile* file, STag const& header, void* buffer, ULONGLONG
 
 ULONGLONG KxTag::Append(CFile* file, ULONGLONG lastTagPosition) {
     ULONGLONG const position = file->Seek(0, CFile::end);
+    if (position > detail::limit32 && lastTagPosition != position) {
+        // Whether the chain can lead here is asked before anything is written.
+        STag last;
+        ULONGLONG lastPosition = lastTagPosition;
+        if (FindLast(*file, lastPosition, last))
+            throw new KxException(sourceName, __LINE__, KxString(KxResId(text::FileTooLarge)));
+        file->Seek(static_cast<LONGLONG>(position), CFile::begin);
+    }
     WriteTagHeader(file, position);
     WriteData(file);
     ULONGLONG const behind = file->GetPosition();
@@ -106,15 +126,7 @@ void KxTag::ChangeLastTagAddress(CFile* file, ULONGLONG firstPosition, ULONGLONG
     if (detail::LinkInPlace(*file, firstPosition, newTag)) return;
     ULONGLONG const remembered = file->GetPosition();
     STag last;
-    bool shortFormSeen = false;
-    ULONGLONG left = 0;
-    for (;;) {
-        shortFormSeen |= detail::ReadRecord(*file, firstPosition, last) == STag32::fileSize;
-        if (last.nextTag == 0) break;
-        firstPosition = last.nextTag;
-        if (left == 0) left = detail::MostRecords(*file) + 1;
-        if (--left == 0) detail::ThrowEndOfFile(*file);
-    }
+    bool const shortFormSeen = FindLast(*file, firstPosition, last);
     file->Seek(static_cast<LONGLONG>(firstPosition), CFile::begin);
     last.nextTag = newTag;
     // Once one record of the chain was short, the last one is written short, whatever it was: readers of such

@@ -78,6 +78,10 @@ TEST_F(LargeTagFiles, TheShortFormRefusesBeforeItDamagesAnything) {
         exception->Delete();
     }
     EXPECT_EQ(file.GetLength(), length);
+    // Nor does a long record behind a short one, whose link would not reach it.
+    FormatScope const scope(TagFormat64);
+    EXPECT_EQ(Thrown([&] { archive << KxTTag<int>(2, value); }), "KxException");
+    EXPECT_EQ(file.GetLength(), length);
     file.Seek(0, CFile::begin);
     BYTE head[18];
     ASSERT_EQ(file.Read(head, sizeof head), sizeof head);

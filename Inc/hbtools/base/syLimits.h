@@ -13,8 +13,6 @@ namespace KxN {
 struct KxLimits {
     /// Levels of objects, property lists and elements within one another.
     int nestingDepth = 4096;
-    /// Bytes of one line of a configuration file, without its line end.
-    std::size_t configLineBytes = 4096;
     /// Bytes of a configuration file, or of another text file that is read whole.
     std::size_t textFileBytes = 256u << 20;
     /// Characters that the width of one conversion in a format may ask for.
