@@ -139,7 +139,8 @@ TEST_F(DirEntryFiles, CopiesAreWholeOrNotThere) {
     EXPECT_EQ(KxDirEntry(Path("no")).CopyTo(KxDirEntry(Path("y")), 1), static_cast<unsigned long>(ENOENT));
     EXPECT_EQ(source.CopyTo(source, 1), static_cast<unsigned long>(EINVAL));
     EXPECT_EQ(source.CopyTo(KxDirEntry(m_folder.wstring().c_str()), 1), static_cast<unsigned long>(EISDIR));
-    EXPECT_EQ(KxDirEntry(m_folder.wstring().c_str()).CopyTo(KxDirEntry(Path("y")), 1), static_cast<unsigned long>(EISDIR));
+    EXPECT_EQ(KxDirEntry(m_folder.wstring().c_str()).CopyTo(KxDirEntry(Path("y")), 1),
+              static_cast<unsigned long>(EISDIR));
     fs::create_symlink("source", File("link"));
     EXPECT_EQ(source.CopyTo(KxDirEntry(Path("link")), 1), static_cast<unsigned long>(EINVAL));
     ASSERT_EQ(::mkfifo(File("pipe").c_str(), 0600), 0);

@@ -46,12 +46,14 @@ std::string RandomSpec(std::mt19937& random, std::string_view flags, unsigned mo
 
 TEST(Format, FloatsAsTheCLibraryPrintsThem) {
     std::mt19937 random(1);
-    double const special[] = {0.0, -0.0, 0.5, 1.5, 2.5, 1e15, 1e16, 999999.5, 9.9999995, 1e-5, 0.0001, 1e-300, 5e-324,
-                              DBL_MAX, -DBL_MAX, 0.1, 1.0 / 3, 100.0, 123456789.0, 1e22, 1e23, INFINITY, -INFINITY, NAN};
+    double const special[] = {0.0,       -0.0,  0.5,         1.5,    2.5,    1e15,     1e16,      999999.5,
+                              9.9999995, 1e-5,  0.0001,      1e-300, 5e-324, DBL_MAX,  -DBL_MAX,  0.1,
+                              1.0 / 3,   100.0, 123456789.0, 1e22,   1e23,   INFINITY, -INFINITY, NAN};
     for (int i = 0; i < 60000; ++i) {
         double value = special[random() % std::size(special)];
         if (i % 3 == 0) value = std::bit_cast<double>((std::uint64_t{random()} << 32) | random());
-        if (i % 3 == 1) value = static_cast<double>(static_cast<std::int32_t>(random())) / (1 + static_cast<int>(random() % 1000));
+        if (i % 3 == 1)
+            value = static_cast<double>(static_cast<std::int32_t>(random())) / (1 + static_cast<int>(random() % 1000));
         if (std::isnan(value)) value = NAN;
         std::string spec = RandomSpec(random, "-+ #0", 40, 40);
         if (random() % 2) spec += 'l';
@@ -70,7 +72,8 @@ TEST(Format, IntegersAsTheCLibraryPrintsThem) {
     std::mt19937 random(2);
     int const special[] = {0, 1, -1, 7, -8, 255, INT_MAX, INT_MIN, 65535};
     for (int i = 0; i < 40000; ++i) {
-        int const value = i % 2 ? special[random() % std::size(special)] : static_cast<int>(random() >> (random() % 32));
+        int const value =
+            i % 2 ? special[random() % std::size(special)] : static_cast<int>(random() >> (random() % 32));
         std::string const spec = RandomSpec(random, "-+ #0", 30, 25);
         std::string const isSigned = spec + "di"[random() % 2];
         ASSERT_EQ(Ours(isSigned, value), Theirs(isSigned, value)) << isSigned << ' ' << value;

@@ -91,7 +91,7 @@ TEST(String, TokensPartsAndSearch) {
         int count;
         std::string first, second, last;
     } const cases[] = {
-        {L"", 0, "", "", ""}, {L"a", 1, "a", "", "a"}, {L"a;b", 2, "a", "b", "b"},
+        {L"", 0, "", "", ""},  {L"a", 1, "a", "", "a"},    {L"a;b", 2, "a", "b", "b"},
         {L";", 2, "", "", ""}, {L"a;;c", 3, "a", "", "c"}, {L"a;", 2, "a", "", ""},
     };
     for (auto const& c : cases) {
@@ -179,7 +179,8 @@ TEST(String, ConversionsBetweenTheKinds) {
     CString trimmed(L" \t x y\r\n");
     EXPECT_TRUE(trimmed.Trim() == L"x y");
     EXPECT_EQ(CString(L"a/b/c").ReverseFind(L'/'), 3);
-    EXPECT_TRUE(CString(L"abc").Right(2) == L"bc" && CString(L"abc").Mid(1, 1) == L"b" && CString(L"abc").Left(9) == L"abc");
+    EXPECT_TRUE(CString(L"abc").Right(2) == L"bc" && CString(L"abc").Mid(1, 1) == L"b" &&
+                CString(L"abc").Left(9) == L"abc");
     EXPECT_EQ(CStringA("\xE4").CompareNoCase(CStringA("\xC4")), 0);
 }
 
@@ -187,7 +188,8 @@ TEST(Resources, TextsByNumber) {
     EXPECT_EQ(U(KxString(KxResId(6002))), "Die Dateigröße überschreitet das erlaubte Maximum von 4 GBytes");
     KxString text;
     text.SPrintf(KxString(KxResId(6151)), L"class KxN::KxNullTag", 7, L"a.scan");
-    EXPECT_EQ(U(text), "Das benötigte Tag vom Typ \"class KxN::KxNullTag\" ( ID = 7 ) existiert nicht in der Datei \"a.scan\"");
+    EXPECT_EQ(U(text),
+              "Das benötigte Tag vom Typ \"class KxN::KxNullTag\" ( ID = 7 ) existiert nicht in der Datei \"a.scan\"");
     EXPECT_EQ(KxString(KxResId(1)).Len() + KxString(KxResId(65535)).Len(), 0);
     EXPECT_EQ(KxString(KxResId(6002, nullptr)).Len(), 0);
     static constexpr SxStringResource texts[] = {{1, "eins"}, {65535, "letzter"}};

@@ -25,16 +25,14 @@ constexpr int SizeOf = sizeof(Vector) / sizeof(ScalarOf<Vector>);
 template <class Vector>
 std::string Text(Vector const& vector) {
     std::string text;
-    for (int i = 0; i < SizeOf<Vector>; ++i) {
-        text.append(i ? " " : "").append(::testing::PrintToString(vector[i]));
-    }
+    for (int i = 0; i < SizeOf<Vector>; ++i) text.append(i ? " " : "").append(::testing::PrintToString(vector[i]));
     return text;
 }
 
 template <class Vector>
 class Vectors : public ::testing::Test {};
-using AllVectors = ::testing::Types<KxVec2s, KxVec2i, KxVec2f, KxVec2d, KxVec3i, KxVec3f, KxVec3d, KxVec4i, KxVec4f,
-                                    KxVec4d>;
+using AllVectors =
+    ::testing::Types<KxVec2s, KxVec2i, KxVec2f, KxVec2d, KxVec3i, KxVec3f, KxVec3d, KxVec4i, KxVec4f, KxVec4d>;
 TYPED_TEST_SUITE(Vectors, AllVectors);
 
 /// Out of line, since a compiler that sees what stood there before may drop it as having no value.
@@ -97,11 +95,8 @@ TYPED_TEST(Vectors, HaveSumsDifferencesAndAccess) {
         sum.Negate();
         EXPECT_EQ(sum[1], -17);
     }
-    if constexpr (requires { TypeParam::Zero; }) {
-        for (int i = 0; i < Size; ++i) {
-            EXPECT_EQ(TypeParam::Zero[i], Scalar(0));
-        }
-    }
+    if constexpr (requires { TypeParam::Zero; })
+        for (int i = 0; i < Size; ++i) EXPECT_EQ(TypeParam::Zero[i], Scalar(0));
 }
 
 TEST(Vectors, SharedConstants) {
@@ -143,10 +138,10 @@ TEST(Vectors, EqualityIsNotUniform) {
         {"2d", &AreEqual<KxVec2d>, true, false, false, false},
         {"4d", &AreEqual<KxVec4d>, true, false, false, false},
         {"3d", &AreEqual<KxVec3d>, false, false, false, true},
-        {"3d-3f", [](double a, double b) { return KxVec3d(0, 0, a) == KxVec3f(0, 0, static_cast<float>(b)); },
-         true, true, false, true},
-        {"3f-3d", [](double a, double b) { return !(KxVec3f(0, 0, static_cast<float>(b)) != KxVec3d(0, 0, a)); },
-         true, true, false, true},
+        {"3d-3f", [](double a, double b) { return KxVec3d(0, 0, a) == KxVec3f(0, 0, static_cast<float>(b)); }, true,
+         true, false, true},
+        {"3f-3d", [](double a, double b) { return !(KxVec3f(0, 0, static_cast<float>(b)) != KxVec3d(0, 0, a)); }, true,
+         true, false, true},
     };
     double const above = std::nextafter(KxMath::Epsilon, 1.0);
     for (auto const& c : cases) {
