@@ -36,12 +36,13 @@ TEST(DirEntry, PartsOfAPath) {
     };
     for (auto const& c : cases) {
         KxDirEntry const entry(c.path);
+        SCOPED_TRACE(c.full);
         EXPECT_EQ(U(entry.GetFull()), c.full);
-        EXPECT_EQ(U(entry.GetName()), c.name) << c.full;
-        EXPECT_EQ(U(entry.GetBase()), c.base) << c.full;
-        EXPECT_EQ(U(entry.GetExtension(L'.')), c.extension) << c.full;
-        EXPECT_EQ(U(entry.GetPath().GetFull()), c.parent) << c.full;
-        EXPECT_EQ(entry.IsAbs(), c.isAbsolute) << c.full;
+        EXPECT_EQ(U(entry.GetName()), c.name);
+        EXPECT_EQ(U(entry.GetBase()), c.base);
+        EXPECT_EQ(U(entry.GetExtension(L'.')), c.extension);
+        EXPECT_EQ(U(entry.GetPath().GetFull()), c.parent);
+        EXPECT_EQ(entry.IsAbs(), c.isAbsolute);
         KxDirEntry cut = entry;
         EXPECT_EQ(U(cut.CutName(KxTools::FSYS_STYLE_HOST)), c.name);
         EXPECT_EQ(U(cut.GetFull()), c.parent);

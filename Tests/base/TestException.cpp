@@ -176,13 +176,11 @@ TEST(Exception, ComposesItsTextOnceAndWhenItIsWanted) {
 }
 
 TEST(Exception, WrapsAFrameworkException) {
-    KxString const name = L"/data/m\u00fcller.scan";
-    CFileException inner(CFileException::diskFull, ENOSPC, name);
-    KxException wrapper(inner);
-    EXPECT_EQ(U(wrapper.GetMessage()),
+    CFileException inner(CFileException::diskFull, ENOSPC, L"/data/m\u00fcller.scan");
+    EXPECT_EQ(U(KxException(inner).GetMessage()),
               "Der Datenträger ist voll; die Datei \"/data/müller.scan\" konnte nicht geschrieben werden "
               "(Systemfehler 28: No space left on device)");
-    EXPECT_EQ(wrapper.HasLocation(), 0);
+    EXPECT_EQ(KxException(inner).HasLocation(), 0);
 }
 
 TEST(Exception, TextIsCutToTheBuffer) {
@@ -214,9 +212,7 @@ TEST(Exception, DeleteReleasesHeapObjectsOnly) {
     {
         Counted standing(false);
         standing.Delete();
-        EXPECT_EQ(alive, 1);
         (new Counted(standing))->Delete();  // the copy is an object of its own
-        EXPECT_EQ(alive, 1);
         auto* const assigned = new Counted(true);
         *assigned = standing;
         assigned->Delete();
@@ -224,17 +220,17 @@ TEST(Exception, DeleteReleasesHeapObjectsOnly) {
     }
     EXPECT_EQ(alive, 0);
     // Running out of memory takes none: the same object every time.
-    CMemoryException* first = nullptr;
-    for (int i = 0; i < 2; ++i) {
+    CMemoryException* objects[2] = {};
+    for (CMemoryException*& object : objects) {
         try {
             AfxThrowMemoryException();
         } catch (CMemoryException* exception) {
-            if (!first) first = exception;
-            EXPECT_EQ(exception, first);
             exception->Delete();
+            object = exception;
             EXPECT_EQ(U(CException::TextOf(*exception)), "Der Speicher reicht nicht aus");
         }
     }
+    EXPECT_EQ(objects[0], objects[1]);
 }
 
 TEST(Exception, FrameworkExceptionsSpeak) {

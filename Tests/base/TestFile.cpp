@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -241,21 +242,15 @@ TEST_F(RealFile, RefusesPositionsThatNoFileHas) {
     CFile file(Path("seek"), CFile::modeReadWrite | CFile::modeCreate);
     Append(file, "abc");
     constexpr LONGLONG last = std::numeric_limits<LONGLONG>::max();
-    struct {
-        LONGLONG offset;
-        UINT from;
-    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {std::numeric_limits<LONGLONG>::min(), 0},
-                     {0, 3}};
-    for (auto const& seek : bad) {
-        EXPECT_EQ(CauseOf([&] { file.Seek(seek.offset, seek.from); }), CFileException::badSeek)
-            << seek.offset << " from " << seek.from;
+    std::pair<LONGLONG, UINT> const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {-last - 1, 0}, {0, 3}};
+    for (auto const& [offset, from] : bad) {
+        EXPECT_EQ(CauseOf([&] { file.Seek(offset, from); }), CFileException::badSeek) << offset << " from " << from;
         EXPECT_EQ(file.GetPosition(), 3u);
     }
     // The last position is a position, with nothing to read and no room to write.
     for (LONGLONG const place : {last, last - 1, last - 5000, last - 300'000}) {
         EXPECT_EQ(file.Seek(place, CFile::begin), static_cast<ULONGLONG>(place));
-        EXPECT_EQ(ReadSome(file, 10), "") << place;
-        EXPECT_EQ(ReadSome(file, 300'000), "") << place;
+        EXPECT_EQ(ReadSome(file, 10) + ReadSome(file, 300'000), "") << place;
         EXPECT_NE(CauseOf([&] { Append(file, std::string(300'001, 'x')); }), -1) << place;
         EXPECT_EQ(file.GetPosition(), static_cast<ULONGLONG>(place));
     }
@@ -316,12 +311,11 @@ TEST_F(RealFile, RefusesToOpen) {
 TEST_F(RealFile, OpensNamesOfEveryKind) {
     for (std::string const name : {"line\nfeed", "caf\xc3\xa9", "caf\xe9", "\xff\xfe\x80", "%s%n", "blank "}) {
         SCOPED_TRACE(name);
-        {
-            CFile file(Path(name), CFile::modeWrite | CFile::modeCreate);
-            Append(file, name);
-            EXPECT_EQ(KxxToSystemPath(file.GetFileName().View()), name);
-            EXPECT_EQ(KxxToSystemPath(file.GetFilePath().View()), File(name).string());
-        }
+        CFile file(Path(name), CFile::modeWrite | CFile::modeCreate);
+        Append(file, name);
+        EXPECT_EQ(KxxToSystemPath(file.GetFileName().View()), name);
+        EXPECT_EQ(KxxToSystemPath(file.GetFilePath().View()), File(name).string());
+        file.Close();
         EXPECT_EQ(Get(name), name);
     }
     // A link to a file is that file.
