@@ -110,7 +110,12 @@ void CloudWriteOurs(benchmark::State& state) {
         stream.Close();
     }
 }
-BENCHMARK(CloudWriteOurs)->Name("cloud write/hbtools")->Arg(cloudSize)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteOurs)
+    ->Name("cloud write/hbtools")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 void CloudWritePlain(benchmark::State& state) {
     TemporaryFile const file("cloud.raw");
@@ -121,7 +126,12 @@ void CloudWritePlain(benchmark::State& state) {
         ::close(descriptor);
     }
 }
-BENCHMARK(CloudWritePlain)->Name("cloud write/write")->Arg(cloudSize)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWritePlain)
+    ->Name("cloud write/write")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 #ifdef HBTOOLS_BENCH_HDF5
 void CloudWriteHdf5(benchmark::State& state) {
@@ -138,7 +148,12 @@ void CloudWriteHdf5(benchmark::State& state) {
         H5Fclose(h5);
     }
 }
-BENCHMARK(CloudWriteHdf5)->Name("cloud write/HDF5")->Arg(cloudSize)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteHdf5)
+    ->Name("cloud write/HDF5")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 #ifdef HBTOOLS_BENCH_CEREAL
@@ -151,7 +166,12 @@ void CloudWriteCereal(benchmark::State& state) {
         archive(cloudSize, cereal::binary_data(Cloud().Data(), cloudBytes));
     }
 }
-BENCHMARK(CloudWriteCereal)->Name("cloud write/cereal")->Arg(cloudSize)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteCereal)
+    ->Name("cloud write/cereal")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 #ifdef HBTOOLS_BENCH_BOOST
@@ -164,7 +184,12 @@ void CloudWriteBoost(benchmark::State& state) {
         archive << boost::serialization::make_array(&Cloud()[0][0], std::size_t{3} * cloudSize);
     }
 }
-BENCHMARK(CloudWriteBoost)->Name("cloud write/Boost")->Arg(cloudSize)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(CloudWriteBoost)
+    ->Name("cloud write/Boost")
+    ->Arg(cloudSize)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 // ---- ten million points, read into memory that is there; the second argument shifts the payload in the file ----
@@ -252,7 +277,7 @@ void CloudReadHdf5(benchmark::State& state) {
 void Offsets(benchmark::internal::Benchmark* benchmark) {
     // Payload offsets in the file that are 40, 41, 47 and 64 modulo 64.
     for (int shift : {63, 0, 6, 23}) benchmark->Args({cloudSize, shift});
-    benchmark->UseRealTime()->Unit(benchmark::kMillisecond);
+    benchmark->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 BENCHMARK(CloudReadOurs)->Name("cloud read/hbtools")->Apply(Offsets);
 BENCHMARK(CloudReadPlain<false>)->Name("cloud read/read")->Apply(Offsets);
@@ -482,7 +507,8 @@ void AnyOrderOurs(benchmark::State& state) {
         }
         if (sum != 0.5 * n * (n - 1.0)) state.SkipWithError("wrong values");
     }
-    state.counters["ns each"] = benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns each"] =
+        benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 // What one would write by hand: an index of the positions, then one pread for each.
@@ -524,8 +550,18 @@ void AnyOrderHdf5(benchmark::State& state) {
         H5Fclose(h5);
     }
 }
-BENCHMARK(AnyOrderHdf5<Order::reverse>)->Name("reverse read/HDF5")->Arg(1000)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(AnyOrderHdf5<Order::random>)->Name("random read/HDF5")->Arg(1000)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(AnyOrderHdf5<Order::reverse>)
+    ->Name("reverse read/HDF5")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(AnyOrderHdf5<Order::random>)
+    ->Name("random read/HDF5")
+    ->Arg(1000)
+    ->Arg(10000)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 #endif
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {

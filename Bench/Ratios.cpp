@@ -48,7 +48,6 @@ Ratios::Cell* Ratios::Find(std::string const& name) {
     std::string const topic = name.substr(0, first);
     std::string const who = name.substr(first + 1, second - first - 1);
     std::string const size = second < name.size() ? name.substr(second + 1) : std::string();
-    if (who != ours && std::find(m_peers.begin(), m_peers.end(), who) == m_peers.end()) m_peers.push_back(who);
     auto row =
         std::find_if(m_rows.begin(), m_rows.end(), [&](Row const& r) { return r.topic == topic && r.size == size; });
     if (row == m_rows.end()) row = m_rows.insert(m_rows.end(), Row{topic, size, {}});
@@ -71,48 +70,41 @@ std::string Ratios::Table() const {
         return std::forward_as_tuple(a.topic, a.size.size(), a.size) <
                std::forward_as_tuple(b.topic, b.size.size(), b.size);
     });
-    auto peers = m_peers;
-    std::sort(peers.begin(), peers.end());
-
-    std::vector<std::vector<std::string>> lines{{"topic", "n", ours}};
-    for (auto const& peer : peers) {
-        lines[0].push_back(peer);
-        lines[0].push_back("ours/" + peer);
-    }
+    // One line for each peer: what is measured differs from topic to topic, and so do the peers.
+    std::vector<std::vector<std::string>> lines{{"topic", "n", ours, "peer", "its time", "ours/peer"}};
     for (auto const& row : rows) {
-        auto const time = [&](std::string const& who) -> double {
-            auto const cell = row.cells.find(who);
-            return cell == row.cells.end() || cell->second.failed || cell->second.seconds.empty()
-                       ? -1
-                       : Median(cell->second.seconds);
+        auto const time = [](Cell const& cell) {
+            return cell.failed || cell.seconds.empty() ? -1 : Median(cell.seconds);
         };
-        auto const text = [&](std::string const& who) -> std::string {
-            auto const cell = row.cells.find(who);
-            if (cell == row.cells.end()) return "";
-            return time(who) < 0 ? "failed" : FormatSeconds(time(who));
+        auto const text = [&](Cell const& cell) {
+            return time(cell) < 0 ? std::string("failed") : FormatSeconds(time(cell));
         };
-        std::vector<std::string> line{row.topic, row.size, text(ours)};
-        for (auto const& peer : peers) {
-            line.push_back(text(peer));
-            line.push_back(
-                time(ours) >= 0 && time(peer) > 0 ? Number(time(ours) / time(peer), std::chars_format::fixed, 2) : "");
+        auto const own = row.cells.find(ours);
+        std::string const ownText = own == row.cells.end() ? "" : text(own->second);
+        bool const isAlone = own != row.cells.end() && row.cells.size() == 1;
+        if (isAlone) lines.push_back({row.topic, row.size, ownText, "", "", ""});
+        for (auto const& [who, cell] : row.cells) {
+            if (who == ours) continue;
+            bool const isRatio = own != row.cells.end() && time(own->second) >= 0 && time(cell) > 0;
+            lines.push_back({row.topic, row.size, ownText, who, text(cell),
+                             isRatio ? Number(time(own->second) / time(cell), std::chars_format::fixed, 2) : ""});
         }
-        lines.push_back(std::move(line));
     }
 
     std::vector<std::size_t> widths(lines[0].size());
     for (auto const& line : lines)
         for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
+    auto const isText = [](std::size_t column) { return column < 2 || column == 3; };
     std::string table;
     for (std::size_t l = 0; l < lines.size(); ++l) {
         for (std::size_t i = 0; i < widths.size(); ++i) {
             std::string const gap(widths[i] - lines[l][i].size(), ' ');
-            table += "| " + (i < 2 ? lines[l][i] + gap : gap + lines[l][i]) + " ";
+            table += "| " + (isText(i) ? lines[l][i] + gap : gap + lines[l][i]) + " ";
         }
         table += "|\n";
         if (l > 0) continue;
         for (std::size_t i = 0; i < widths.size(); ++i)
-            table += "|" + std::string(widths[i] + 1, '-') + (i < 2 ? "-" : ":");
+            table += "|" + std::string(widths[i] + 1, '-') + (isText(i) ? "-" : ":");
         table += "|\n";
     }
     return table;

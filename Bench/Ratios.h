@@ -37,7 +37,6 @@ private:
     Cell* Find(std::string const& name);
 
     std::vector<Row> m_rows;
-    std::vector<std::string> m_peers;
 };
 
 /// A time with the unit that suits it: "12.3 us".

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Runs the benchmarks in random order, five repetitions each unless told otherwise, and prints the table of ratios.
+// Runs the benchmarks in random order, three repetitions each unless told otherwise, and prints the table of ratios.
 // Exits with 1 if a benchmark reported an error.
 #include "Ratios.h"
 
@@ -50,8 +50,8 @@ std::string ProcessorName() {
 
 int main(int argc, char** argv) {
     // Defaults come first, so that the command line overrides them.
-    std::string defaults[] = {"--benchmark_repetitions=5", "--benchmark_enable_random_interleaving=true",
-                              "--benchmark_min_time=0.1"};
+    std::string defaults[] = {"--benchmark_repetitions=3", "--benchmark_enable_random_interleaving=true",
+                              "--benchmark_min_time=0.05"};
     std::vector<char*> arguments{argv[0]};
     for (auto& text : defaults) arguments.push_back(text.data());
     arguments.insert(arguments.end(), argv + 1, argv + argc);

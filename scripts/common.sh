@@ -21,7 +21,8 @@ libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
 libcli11-dev command lines of the tools'
 packages_test='
-libgtest-dev the tests'
+libgtest-dev the tests
+python3 the tests of JSON output'
 packages_fuzz='
 clang the compiler with the fuzzing engine
 libclang-rt-14-dev the fuzzing engine and its sanitizers'
@@ -58,9 +59,17 @@ need() {
         root=(sudo)
     fi
     say "installing ${#missing[@]} packages with apt-get"
-    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q update </dev/null >&2
-    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends \
-        "${missing[@]}" </dev/null >&2
+    mkdir -p build
+    local log=build/packages.log options=(-q -o DPkg::Lock::Timeout=300)
+    # An index that cannot be renewed matters only if a package cannot be had, and that is what is said then.
+    if ! {
+        "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get "${options[@]}" update || true
+        "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get "${options[@]}" install -y --no-install-recommends \
+            "${missing[@]}"
+    } </dev/null >"$log" 2>&1; then
+        cat "$log" >&2
+        die "the packages could not be installed"
+    fi
 }
 
 # configure <preset>
@@ -72,8 +81,29 @@ configure() {
 build() {
     local preset=$1
     shift
-    configure "$preset"
-    cmake --build "build/$preset" --parallel "$jobs" ${1:+--target "$@"} >&2
+    configure "$preset" && cmake --build "build/$preset" --parallel "$jobs" ${1:+--target "$@"} >&2
+}
+
+# build_quietly <preset> [target]...: the same for jobs whose output is something else. One line if anything is really
+# built, the whole log if that fails; it stays in build/<preset>/build.log.
+build_quietly() {
+    local log=build/$1/build.log
+    mkdir -p "build/$1"
+    if ! build "$@" 2>&1 | tee "$log" | announce; then
+        cat "$log" >&2
+        die "the build failed; its log is $log"
+    fi
+}
+
+# Tells that something is built when the first step of ninja does so; steps that look for work do not count.
+announce() {
+    local line said=
+    while IFS= read -r line; do
+        case $line in
+        '['*'] Re-'*) ;;
+        '['*'] '*) [ -n "$said" ] || say "building ..."; said=1 ;;
+        esac
+    done
 }
 
 passed=0

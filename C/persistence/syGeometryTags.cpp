@@ -93,16 +93,24 @@ int Read2dArray(CFile* file, KxT2dArray<VEC>& values) {
 
 // Constructor, destructor and the two operations of a kind, told by one reading and one writing expression over
 // `file` and `m_value`.
-#define HBTOOLS_DEFINE_TAG(NAME, VALUE, READ, WRITE)                                    \
+#define HBTOOLS_DEFINE_TAG(NAME, VALUE, READ, WRITE)                                            \
     NAME::NAME(unsigned long id, VALUE& value) : KxTag(id, version, 0, 0, 0), m_value(value) {} \
-    NAME::~NAME() = default;                                                            \
-    int NAME::ReadData(CFile* file, STag const&) { return READ; }                       \
-    void NAME::WriteData(CFile* file) { WRITE; }
+    NAME::~NAME() = default;                                                                    \
+    int NAME::ReadData(CFile* file, STag const&) {                                              \
+        return READ;                                                                            \
+    }                                                                                           \
+    void NAME::WriteData(CFile* file) {                                                         \
+        WRITE;                                                                                  \
+    }
 
-HBTOOLS_DEFINE_TAG(KxVec2sTag, KxVec2s, ReadVector(file, m_value, inner::vec2s), WriteVector(file, m_value, inner::vec2s))
-HBTOOLS_DEFINE_TAG(KxVec2dTag, KxVec2d, ReadVector(file, m_value, inner::vec2d), WriteVector(file, m_value, inner::vec2d))
-HBTOOLS_DEFINE_TAG(KxVec3dTag, KxVec3d, ReadVector(file, m_value, inner::vec3d), WriteVector(file, m_value, inner::vec3d))
-HBTOOLS_DEFINE_TAG(KxVec3fTag, KxVec3f, ReadVector(file, m_value, inner::vec3f), WriteVector(file, m_value, inner::vec3f))
+HBTOOLS_DEFINE_TAG(KxVec2sTag, KxVec2s, ReadVector(file, m_value, inner::vec2s),
+                   WriteVector(file, m_value, inner::vec2s))
+HBTOOLS_DEFINE_TAG(KxVec2dTag, KxVec2d, ReadVector(file, m_value, inner::vec2d),
+                   WriteVector(file, m_value, inner::vec2d))
+HBTOOLS_DEFINE_TAG(KxVec3dTag, KxVec3d, ReadVector(file, m_value, inner::vec3d),
+                   WriteVector(file, m_value, inner::vec3d))
+HBTOOLS_DEFINE_TAG(KxVec3fTag, KxVec3f, ReadVector(file, m_value, inner::vec3f),
+                   WriteVector(file, m_value, inner::vec3f))
 
 HBTOOLS_DEFINE_TAG(KxVec2sArrayTag, KxTArray<KxVec2s>, ReadArray(file, m_value), WriteArray(file, m_value))
 HBTOOLS_DEFINE_TAG(KxVec3iArrayTag, KxTArray<KxVec3i>, ReadArray(file, m_value), WriteArray(file, m_value))

@@ -114,8 +114,8 @@ bool TagChain::Extend(CFile& file) {
         next = m_lastLink;
     }
     if (m_known.size() >= m_mostRecords) {
-        m_mostRecords = static_cast<std::size_t>(
-            std::min<ULONGLONG>(MostRecords(file), std::numeric_limits<std::uint32_t>::max()));
+        m_mostRecords =
+            static_cast<std::size_t>(std::min<ULONGLONG>(MostRecords(file), std::numeric_limits<std::uint32_t>::max()));
         if (m_known.size() >= m_mostRecords) ThrowEndOfFile(file);
     }
     ReadRecord(file, next, record);

@@ -45,7 +45,7 @@ private:
     std::size_t m_hintNumber = 0;
 
     std::vector<Known> m_known;     // the records from the start on, in chain order
-    ULONGLONG m_lastLink = 0;   // of the last of them when it was read
+    ULONGLONG m_lastLink = 0;       // of the last of them when it was read
     ULONGLONG m_lengthAtEnd = 0;    // of the file when the last of them was seen to be the end
     std::size_t m_mostRecords = 0;  // bound of the walk; asked of the file again when it is reached
     bool m_rising = true;           // all links so far led forward, so that the positions are sorted

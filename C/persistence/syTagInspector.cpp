@@ -161,7 +161,8 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
     ULONGLONG const position = level.next;
     ULONGLONG const source = level.source >= 0 ? m_records[level.source].position : position;
     if (m_budget == 0) {
-        Fault(FaultCycle, source, position, m_size - m_reached, L"the chains visit more records than the file can hold");
+        Fault(FaultCycle, source, position, m_size - m_reached,
+              L"the chains visit more records than the file can hold");
         for (Level& open : m_levels) open.next = chainEnd;
         return false;
     }
@@ -169,8 +170,8 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
     if (detail::IsRecordAt(m_file, position, m_size)) {
         record.isLongForm = detail::ReadRecord(m_file, position, record.image) == STag::fileSize;
     } else if (m_size - position < STag32::fileSize || IsCutRecord(position)) {
-        Fault(FaultTruncated, position, 0, m_size - position, L"the file ends inside the head of a record at %llu: %llu bytes are there",
-              position, m_size - position);
+        Fault(FaultTruncated, position, 0, m_size - position,
+              L"the file ends inside the head of a record at %llu: %llu bytes are there", position, m_size - position);
         Reached(m_size);
         return false;
     } else {
@@ -184,8 +185,9 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
         }
         record.isLongForm = isLong;
         ULONGLONG const behind = position + (isLong ? STag::fileSize : STag32::fileSize);
-        bool const linkIsSound = record.image.nextTag == 0 || (record.image.nextTag > position &&
-                                                               detail::IsRecordAt(m_file, record.image.nextTag, m_size));
+        bool const linkIsSound =
+            record.image.nextTag == 0 ||
+            (record.image.nextTag > position && detail::IsRecordAt(m_file, record.image.nextTag, m_size));
         if (!linkIsSound || behind > level.end) {
             Fault(FaultNoRecord, source, position, level.end - std::min(position, level.end),
                   L"the record at %llu leads to %llu, where no record stands; the rest of its level is out of reach",
@@ -193,7 +195,8 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
             return false;
         }
         Fault(FaultAddress, position, record.image.dataAddress, 0,
-              L"the payload of the record at %llu is said to stand at %llu instead of %llu; readers take what stands there",
+              L"the payload of the record at %llu is said to stand at %llu instead of %llu; readers take what stands "
+              L"there",
               position, record.image.dataAddress, behind);
         record.image.dataAddress = behind;
     }
@@ -227,16 +230,18 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
         // the last of its chain
     } else if (next >= m_size) {
         Fault(FaultDanglingLink, record.position, next, rest,
-              L"the record at %llu leads to %llu, behind the end of the file at %llu; the rest of its level is out of reach",
+              L"the record at %llu leads to %llu, behind the end of the file at %llu; the rest of its level is out of "
+              L"reach",
               record.position, next, m_size);
         m_isBroken = true;
     } else if (next <= record.position) {
         switch (VisitOf(next, record.parent)) {
             case Visit::sameChain:
-                Fault(FaultCycle, record.position, next, rest,
-                      L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is "
-                      L"refused",
-                      record.position, next);
+                Fault(
+                    FaultCycle, record.position, next, rest,
+                    L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is "
+                    L"refused",
+                    record.position, next);
                 m_isBroken = true;
                 break;
             case Visit::otherChain: FaultShared(record.position, next); break;
@@ -253,8 +258,8 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
         m_isBroken = true;
     } else if (next > level.end) {
         Fault(FaultOverlap, record.position, next, 0,
-              L"the record at %llu leads to %llu, out of the payload of its parent, which ends at %llu", record.position,
-              next, level.end);
+              L"the record at %llu leads to %llu, out of the payload of its parent, which ends at %llu",
+              record.position, next, level.end);
     } else if (m_hasVisited && VisitOf(next, record.parent) != Visit::none) {
         FaultShared(record.position, next);
     } else {
@@ -271,7 +276,8 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     if (image.dataAddress > m_size || image.dataSize > limit - std::min(image.dataAddress, limit)) {
         ULONGLONG const there = limit - std::min(image.dataAddress, limit);
         Fault(FaultShortPayload, position, 0, image.dataSize - there,
-              L"the payload of the record at %llu promises %llu bytes and %llu are there", position, image.dataSize, there);
+              L"the payload of the record at %llu promises %llu bytes and %llu are there", position, image.dataSize,
+              there);
         m_records[number].kind = PayloadBytes;
         m_records[number].payloadSize = there;
         Reached(limit);
@@ -290,8 +296,8 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     if (!detail::IsRecordAt(m_file, nested, limit)) return;
     if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
     if (record.depth + 1 >= KxxLimits().nestingDepth) {
-        Fault(FaultDepth, position, nested, limit - nested, L"the record at %llu is nested deeper than %d levels", position,
-              KxxLimits().nestingDepth);
+        Fault(FaultDepth, position, nested, limit - nested, L"the record at %llu is nested deeper than %d levels",
+              position, KxxLimits().nestingDepth);
         Reached(limit);
         return;
     }
@@ -303,8 +309,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
 void KxTagInspector::Walk::FindOverlaps() {
     std::vector<std::pair<ULONGLONG, ULONGLONG>> heads;
     for (SxTagRecord const& record : m_records)
-        heads.emplace_back(record.position,
-                           record.position + (record.isLongForm ? STag::fileSize : STag32::fileSize));
+        heads.emplace_back(record.position, record.position + (record.isLongForm ? STag::fileSize : STag32::fileSize));
     std::sort(heads.begin(), heads.end());
     for (std::size_t i = 1; i < heads.size(); ++i)
         if (heads[i].first < heads[i - 1].second)
@@ -372,10 +377,10 @@ wchar_t const* KxxPayloadKindName(TagPayloadKind kind) {
 }
 
 wchar_t const* KxxTagFaultName(TagFaultKind kind) {
-    static wchar_t const* const names[] = {L"truncated",     L"dangling link", L"cycle",         L"backward link",
-                                           L"link into a record", L"link to no record", L"wrong address",
-                                           L"short payload", L"impossible count", L"overlap",     L"trailing bytes",
-                                           L"nested too deep"};
+    static wchar_t const* const names[] = {L"truncated",     L"dangling link",      L"cycle",
+                                           L"backward link", L"link into a record", L"link to no record",
+                                           L"wrong address", L"short payload",      L"impossible count",
+                                           L"overlap",       L"trailing bytes",     L"nested too deep"};
     return names[kind];
 }
 

@@ -83,10 +83,10 @@ PayloadFinding FindVector(CFile& file, STag const& record, ULONGLONG end, ULONGL
     return finding;
 }
 
-PayloadFinding FindDoubleTags(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget,
-                              TagPayloadKind kind) {
+PayloadFinding FindDoubleTags(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget, TagPayloadKind kind) {
     InnerChain chain(file, record.dataAddress, end, budget);
-    if (!chain.Take(inner::arrayCount, sizeof(int))) return Broken(kind, record, end, L"the count tag of an array is cut");
+    if (!chain.Take(inner::arrayCount, sizeof(int)))
+        return Broken(kind, record, end, L"the count tag of an array is cut");
     int const count = ReadNumber<int>(file, chain.PayloadAddress());
     int present = 0;
     while (present < count && chain.Take(inner::arrayElement, sizeof(double))) ++present;
@@ -160,8 +160,8 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
     if (count > 0) {
         ULONGLONG const each = room / static_cast<ULONGLONG>(count);
         if (room % static_cast<ULONGLONG>(count) == 0 && (each == 4 || each == 12 || each == 24)) {
-            finding.kind = each == 4    ? PayloadVec2sArray
-                           : each == 24 ? PayloadVec3dArray
+            finding.kind = each == 4                                            ? PayloadVec2sArray
+                           : each == 24                                         ? PayloadVec3dArray
                            : LooksLikeInts(file, record.dataAddress + 4, count) ? PayloadVec3iArray
                                                                                 : PayloadVec3fArray;
             return finding;
@@ -182,9 +182,10 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
     ULONGLONG const most = atEnd ? 24 : 4;  // only at the end of the file can the rest have been cut off
     if (count < 0 || static_cast<ULONGLONG>(count) > room / most) {
         finding.faultKind = count < 0 || static_cast<ULONGLONG>(count) > room / 4 ? FaultCount : FaultShortPayload;
-        finding.fault.SPrintf(L"the payload of %llu bytes has the shape of no kind; as an array it promises %lld elements, "
-                              L"which are at least %lld bytes",
-                              size, count, count < 0 ? 0LL : count * 4 + 4);
+        finding.fault.SPrintf(
+            L"the payload of %llu bytes has the shape of no kind; as an array it promises %lld elements, "
+            L"which are at least %lld bytes",
+            size, count, count < 0 ? 0LL : count * 4 + 4);
         finding.lostBytes = size;
     }
     finding.count = 0;
@@ -211,8 +212,8 @@ bool IsText(CFile& file, STag const& record) {
 bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end) {
     if (position > end || end - position < STag32::fileSize) return false;
     BYTE bytes[STag::fileSize];
-    UINT const got = ReadUpTo(file, position, bytes,
-                              static_cast<UINT>(std::min<ULONGLONG>(STag::fileSize, end - position)));
+    UINT const got =
+        ReadUpTo(file, position, bytes, static_cast<UINT>(std::min<ULONGLONG>(STag::fileSize, end - position)));
     if (got < STag32::fileSize) return false;
     if (Load<std::uint16_t>(bytes + 4) & longFormMark)
         return got == STag::fileSize && Load<std::uint64_t>(bytes + 14) == position + STag::fileSize;

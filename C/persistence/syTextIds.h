@@ -6,11 +6,6 @@
 
 namespace KxN::text {
 
-enum TagId : unsigned short {
-    VersionNeeds64 = 2201,
-    ReplaceTooLong = 2202,
-    FileTooLarge = 6002,
-    TagMissing = 6151
-};
+enum TagId : unsigned short { VersionNeeds64 = 2201, ReplaceTooLong = 2202, FileTooLarge = 6002, TagMissing = 6151 };
 
 }  // namespace KxN::text

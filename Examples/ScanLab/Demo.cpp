@@ -50,10 +50,8 @@ void PrintScan(Scan const& scan, double seconds) {
     Print(L"Scan        %s (%s)\n", scan.name, scan.source);
     Print(L"Points      %d, in %.2f s (%.1f million a second)\n", scan.points.Size(), seconds,
           scan.points.Size() / seconds / 1e6);
-    if (scan.notFinite.Size() > 0)
-        Print(L"Not finite  %d points, kept apart\n", scan.notFinite.Size());
-    for (int i = 0; i < 3; ++i)
-        Print(L"%c           %12.4f to %12.4f\n", L"xyz"[i], low[i], high[i]);
+    if (scan.notFinite.Size() > 0) Print(L"Not finite  %d points, kept apart\n", scan.notFinite.Size());
+    for (int i = 0; i < 3; ++i) Print(L"%c           %12.4f to %12.4f\n", L"xyz"[i], low[i], high[i]);
 }
 
 void PrintDeviations(StoredScan const& stored) {

@@ -14,7 +14,7 @@ namespace {
 constexpr int histogramBlock = 4096;
 constexpr double coreWidth = 3.0;  // sigmas to each side
 constexpr int fitPasses = 6;
-}
+}  // namespace
 
 double Plane::Distance(KxVec3d const& point) const {
     double const height = point[2] - center[2] - slopeX * (point[0] - center[0]) - slopeY * (point[1] - center[1]);

@@ -59,7 +59,8 @@ Header ReadHeader(ScanSource& source) {
         } else if (key == "TYPE") {
             for (std::size_t i = 0; i < words.size(); ++i) header.fields[i].type = words[i][0];
         } else if (key == "COUNT") {
-            for (std::size_t i = 0; i < words.size(); ++i) header.fields[i].count = SmallNumber(source, words[i], 65536);
+            for (std::size_t i = 0; i < words.size(); ++i)
+                header.fields[i].count = SmallNumber(source, words[i], 65536);
         } else if (key == "WIDTH" || key == "HEIGHT") {
             cells *= std::min<unsigned long long>(SmallNumber(source, words[0], mostPoints), 1ULL << 31);
         } else if (key == "POINTS") {
@@ -155,7 +156,8 @@ void ReadPcd(ScanSource& source, Scan& scan) {
         source.ReadBytes(bytes.data(), stride);
         KxVec3d point;
         for (std::size_t k = 0; k < 3; ++k)
-            point[static_cast<int>(k)] = NumberOf(source, bytes.data() + places[k].offset, header.fields[places[k].field]);
+            point[static_cast<int>(k)] =
+                NumberOf(source, bytes.data() + places[k].offset, header.fields[places[k].field]);
         scan.Add(point);
     }
 }

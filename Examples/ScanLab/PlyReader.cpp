@@ -22,9 +22,9 @@ enum class Type { int8, uint8, int16, uint16, int32, uint32, float32, float64 };
 
 std::optional<Type> TypeOf(std::string_view name) {
     static constexpr std::pair<std::string_view, Type> names[] = {
-        {"char", Type::int8},     {"int8", Type::int8},       {"uchar", Type::uint8},   {"uint8", Type::uint8},
-        {"short", Type::int16},   {"int16", Type::int16},     {"ushort", Type::uint16}, {"uint16", Type::uint16},
-        {"int", Type::int32},     {"int32", Type::int32},     {"uint", Type::uint32},   {"uint32", Type::uint32},
+        {"char", Type::int8},     {"int8", Type::int8},       {"uchar", Type::uint8},    {"uint8", Type::uint8},
+        {"short", Type::int16},   {"int16", Type::int16},     {"ushort", Type::uint16},  {"uint16", Type::uint16},
+        {"int", Type::int32},     {"int32", Type::int32},     {"uint", Type::uint32},    {"uint32", Type::uint32},
         {"float", Type::float32}, {"float32", Type::float32}, {"double", Type::float64}, {"float64", Type::float64}};
     for (auto const& [text, type] : names)
         if (text == name) return type;
@@ -115,7 +115,8 @@ Header ReadHeader(ScanSource& source) {
             bool const isList = words[1] == "list" && words.size() >= 5;
             auto const type = TypeOf(words[isList ? 3 : 1]);
             auto const countType = isList ? TypeOf(words[2]) : std::nullopt;
-            if (!type || (isList && !countType)) source.FailInLine(KxString(L"unknown PLY property \"") + Excerpt(line) + L"\"");
+            if (!type || (isList && !countType))
+                source.FailInLine(KxString(L"unknown PLY property \"") + Excerpt(line) + L"\"");
             header.elements.back().properties.push_back({std::string(words[isList ? 4 : 2]), *type, countType});
         } else {
             source.FailInLine(KxString(L"unknown line in the PLY header: \"") + Excerpt(line) + L"\"");
@@ -165,7 +166,8 @@ void CheckCount(ScanSource const& source, unsigned long long count, unsigned lon
     source.Fail(reason);
 }
 
-void ReadTextVertices(ScanSource& source, Element const& vertex, std::array<std::size_t, 3> const& columns, Scan& scan) {
+void ReadTextVertices(ScanSource& source, Element const& vertex, std::array<std::size_t, 3> const& columns,
+                      Scan& scan) {
     CheckCount(source, vertex.count, 2 * vertex.properties.size());
     std::string_view line;
     std::vector<std::string_view> fields;

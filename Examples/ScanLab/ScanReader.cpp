@@ -31,7 +31,11 @@ void Scan::Add(KxVec3d const& point) {
 }
 
 ScanSource::ScanSource(KxString const& path)
-    : m_path(path), m_file(path, CFile::modeRead), m_progress(L"Reading"), m_size(m_file.GetLength()), m_buffer(blockSize) {}
+    : m_path(path),
+      m_file(path, CFile::modeRead),
+      m_progress(L"Reading"),
+      m_size(m_file.GetLength()),
+      m_buffer(blockSize) {}
 
 void ScanSource::Rewind() {
     m_file.Seek(0, CFile::begin);

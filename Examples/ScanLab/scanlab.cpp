@@ -26,13 +26,16 @@ void PrintError(KxN::KxString text) {
 int main(int argc, char** argv) {
     CLI::App app("ScanLab: scans, tag files and what lies between them.");
     app.require_subcommand(1);
-    CLI::App* demo = app.add_subcommand("demo", "Stores a scan in tag files of both forms, reads it back and compares every bit");
+    CLI::App* demo =
+        app.add_subcommand("demo", "Stores a scan in tag files of both forms, reads it back and compares every bit");
     std::string scan;
     std::string folder = ".";
     int points = 1000000;
     demo->add_option("SCAN", scan, "PLY, PCD, XYZ or CSV file; without one a synthetic plate is measured");
     demo->add_option("--out", folder, "Folder for the tag files")->capture_default_str();
-    demo->add_option("--points", points, "Points of the synthetic plate")->check(CLI::Range(1, 80000000))->capture_default_str();
+    demo->add_option("--points", points, "Points of the synthetic plate")
+        ->check(CLI::Range(1, 80000000))
+        ->capture_default_str();
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

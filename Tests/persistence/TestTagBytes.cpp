@@ -103,8 +103,9 @@ TEST(TagBytes, NestedLevel) {
 }
 
 TEST(TagBytes, AppendingToAnExistingChainPatchesItsLastRecord) {
-    auto const file = FileOf(FromHex("0a000000 6400 02000000 12000000 14000000 0100"
-                                     "0b000000 6400 02000000 26000000 00000000 0200"));
+    auto const file =
+        FileOf(FromHex("0a000000 6400 02000000 12000000 14000000 0100"
+                       "0b000000 6400 02000000 26000000 00000000 0200"));
     KxTagArchive archive(file.get(), 0);
     short three = 3;
     archive << KxTTag<short>(12, three);
@@ -132,10 +133,11 @@ TEST(TagBytes, MixedFormsFollowTheStickyRule) {
         archive << KxTTag<short>(3, three);
     }
     // The second record was 30 bytes; its head is now an 18-byte image that still tells where the payload is.
-    std::string const expected = "01000000 6400 02000000 12000000 14000000 0100"
-                                 "02000000 6400 02000000 32000000 34000000"
-                                 "000000000000 000000000000 0200"
-                                 "03000000 6480 0200000000000000 5200000000000000 0000000000000000 0300";
+    std::string const expected =
+        "01000000 6400 02000000 12000000 14000000 0100"
+        "02000000 6400 02000000 32000000 34000000"
+        "000000000000 000000000000 0200"
+        "03000000 6480 0200000000000000 5200000000000000 0000000000000000 0300";
     std::string hex = HexOf(file);
     // Twelve bytes of the former image remain between head and payload; they mean nothing.
     hex.replace(76, 24, std::string(24, '0'));

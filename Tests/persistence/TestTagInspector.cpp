@@ -125,15 +125,17 @@ TEST(TagInspector, NamesEachKindOfDamage) {
         {"dangling link", "01000000 6400 00000000 12000000 ff000000", TagFileDamaged, "dangling link@0>255-0 "},
         {"self ring", "01000000 6400 00000000 12000000 12000000 02000000 6400 00000000 24000000 12000000",
          TagFileDamaged, "cycle@18>18-0 "},
-        {"ring", "01000000 6400 00000000 12000000 12000000 02000000 6400 00000000 24000000 24000000"
-                 "03000000 6400 00000000 36000000 12000000",
+        {"ring",
+         "01000000 6400 00000000 12000000 12000000 02000000 6400 00000000 24000000 24000000"
+         "03000000 6400 00000000 36000000 12000000",
          TagFileDamaged, "cycle@36>18-0 "},
         {"into the head", "01000000 6400 00000000 12000000 05000000", TagFileDamaged, "link into a record@0>5-0 "},
         {"into the payload",
          "01000000 6400 08000000 12000000 14000000 0000000000000000 02000000 6400 00000000 2c000000 00000000",
          TagFileDamaged, "link into a record@0>20-18 "},
-        {"link to no record", "01000000 6400 02000000 12000000 14000000 0000"
-                              "ffffffff ffffffff ffffffff ffffffff ffff ffffffff ffffffff ffffffff",
+        {"link to no record",
+         "01000000 6400 02000000 12000000 14000000 0000"
+         "ffffffff ffffffff ffffffff ffffffff ffff ffffffff ffffffff ffffffff",
          TagFileDamaged, "link to no record@0>20-30 "},
         {"short payload", "01000000 6400 08000000 12000000 00000000 000000", TagFileDamaged, "short payload@0>0-5 "},
         {"negative count", "01000000 6400 00000000 12000000 00000000 ffffffff 00", TagFileDamaged,
@@ -153,17 +155,19 @@ TEST(TagInspector, NamesEachKindOfDamage) {
 
 TEST(TagInspector, BackwardLinksAndSharedTailsAreNamed) {
     // 0 -> 39 -> 21 -> end: readable, but backward.
-    Findings const backward = Inspect(FromHex("01000000 6400 02000000 12000000 27000000 0100 ff"
-                                              "02000000 6400 00000000 27000000 00000000"
-                                              "03000000 6400 00000000 39000000 15000000"));
+    Findings const backward =
+        Inspect(FromHex("01000000 6400 02000000 12000000 27000000 0100 ff"
+                        "02000000 6400 00000000 27000000 00000000"
+                        "03000000 6400 00000000 39000000 15000000"));
     EXPECT_EQ(backward.state, TagFileDamaged);
     EXPECT_EQ(backward.faults, "backward link@39>21-0 ");
     EXPECT_EQ(backward.records, "1:scalar:0 3:marker:0 2:marker:0 ");
     // A child's link leads out of its parent to the parent's neighbour.
-    Findings const shared = Inspect(FromHex("01000000 6400 00000000 12000000 24000000"
-                                            "02000000 6400 00000000 24000000 36000000"
-                                            "03000000 6400 00000000 36000000 00000000"
-                                            "04000000 6400 00000000 48000000 00000000"));
+    Findings const shared =
+        Inspect(FromHex("01000000 6400 00000000 12000000 24000000"
+                        "02000000 6400 00000000 24000000 36000000"
+                        "03000000 6400 00000000 36000000 00000000"
+                        "04000000 6400 00000000 48000000 00000000"));
     EXPECT_EQ(shared.state, TagFileDamaged);
     EXPECT_NE(shared.faults.find("overlap@18>54"), std::string::npos) << shared.faults;
 }

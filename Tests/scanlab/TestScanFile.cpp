@@ -31,7 +31,8 @@ StoredScan Sample() {
 }  // namespace
 
 TEST(ScanFile, EveryBitComesBackInBothForms) {
-    std::string const path = (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
+    std::string const path =
+        (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
     StoredScan stored = Sample();
     ASSERT_EQ(stored.scan.notFinite.Size(), 2);
     for (TagFormat format : {TagFormat32, TagFormat64}) {

@@ -74,8 +74,9 @@ std::string PlyHeader(char const* format, char const* count) {
 }
 
 std::string PcdHeader(char const* points, char const* data) {
-    return std::string("# .PCD v0.7 - Point Cloud Data file format\nVERSION 0.7\nFIELDS intensity x y z\nSIZE 1 4 8 2\n"
-                       "TYPE U F F I\nCOUNT 2 1 1 1\nWIDTH ") +
+    return std::string(
+               "# .PCD v0.7 - Point Cloud Data file format\nVERSION 0.7\nFIELDS intensity x y z\nSIZE 1 4 8 2\n"
+               "TYPE U F F I\nCOUNT 2 1 1 1\nWIDTH ") +
            points + "\nHEIGHT 1\nVIEWPOINT 0 0 0 1 0 0 0\nPOINTS " + points + "\nDATA " + data + "\n";
 }
 
@@ -111,8 +112,9 @@ TEST(ScanReader, Ply) {
         return Bytes<unsigned char>(255, big) + Bytes(1.5F, big) + Bytes(2.5, big) + Bytes<short>(-3, big) +
                Bytes<unsigned char>(0, big) + Bytes(4.0F, big) + Bytes(std::nan(""), big) + Bytes<short>(6, big);
     };
-    std::string const skipped = "ply\nformat binary_little_endian 1.0\nelement camera 2\nproperty list uchar short a\n"
-                                "element vertex 1\nproperty float x\nproperty float y\nproperty float z\nend_header\n";
+    std::string const skipped =
+        "ply\nformat binary_little_endian 1.0\nelement camera 2\nproperty list uchar short a\n"
+        "element vertex 1\nproperty float x\nproperty float y\nproperty float z\nend_header\n";
     Check({{"text", PlyHeader("ascii", "2") + values, "2,0: 4 5 6"},
            {"little-endian", PlyHeader("binary_little_endian", "2") + binary(false), "1,1: 1.5 2.5 -3"},
            {"big-endian", PlyHeader("binary_big_endian", "2") + binary(true), "1,1: 1.5 2.5 -3"},
@@ -121,7 +123,8 @@ TEST(ScanReader, Ply) {
             "1,0: 1 2 3"},
            {"text cut", PlyHeader("ascii", "4") + "0 1 2 3\n0 4 5 6\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n",
             "4 points are promised and 2 are there"},
-           {"a count that lies", PlyHeader("ascii", "4000000000") + values, "4000000000 points are promised and 31 bytes are there"},
+           {"a count that lies", PlyHeader("ascii", "4000000000") + values,
+            "4000000000 points are promised and 31 bytes are there"},
            {"binary cut", PlyHeader("binary_little_endian", "3") + binary(false),
             "3 points are promised and 30 bytes are there"},
            {"a count of 2^64-1", PlyHeader("binary_little_endian", "18446744073709551615") + binary(false),
@@ -147,7 +150,8 @@ TEST(ScanReader, Pcd) {
             "9000000000000000000 points are promised and 16 bytes are there"},
            {"compressed", PcdHeader("2", "binary_compressed") + point,
             "PCD data of the kind \"binary_compressed\" are not supported"},
-           {"a size of 9", "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 9\n", "line 3: \"9\" is no number that a PCD header has here"},
+           {"a size of 9", "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 9\n",
+            "line 3: \"9\" is no number that a PCD header has here"},
            {"sizes missing", "VERSION 0.7\nFIELDS x y z\nSIZE 4 4\n",
             "line 3: the PCD header has not as many entries as fields"},
            {"no z", "VERSION 0.7\nFIELDS x y\nPOINTS 1\nDATA ascii\n1 2\n", "the PCD points have no field z"},

@@ -43,15 +43,18 @@ protected:
     }
     void TearDown() override { fs::remove_all(folder); }
     std::string Path(char const* name) const { return "'" + (folder / name).string() + "'"; }
-    void Write(char const* name, std::string const& bytes) const { std::ofstream(folder / name, std::ios::binary) << bytes; }
+    void Write(char const* name, std::string const& bytes) const {
+        std::ofstream(folder / name, std::ios::binary) << bytes;
+    }
 
     fs::path folder;
 };
 
-std::string const wholeFile("\x01\0\0\0\x64\0\x08\0\0\0\x12\0\0\0\x1a\0\0\0"
-                            "Platte\x1b\0"
-                            "\x02\0\0\0\x64\0\x02\0\0\0\x2c\0\0\0\0\0\0\0\x07\0",
-                            18 + 8 + 18 + 2);
+std::string const wholeFile(
+    "\x01\0\0\0\x64\0\x08\0\0\0\x12\0\0\0\x1a\0\0\0"
+    "Platte\x1b\0"
+    "\x02\0\0\0\x64\0\x02\0\0\0\x2c\0\0\0\0\0\0\0\x07\0",
+    18 + 8 + 18 + 2);
 
 bool HasPython() {
     return std::system("python3 -c '' >/dev/null 2>&1") == 0;
@@ -69,20 +72,19 @@ TEST_F(Programs, HbtagExitCodesAreAContract) {
         int code;
         char const* output;  // part of it
     };
-    Case const cases[] = {
-        {"ls " + Path("whole.tag"), 0, "text"},
-        {"dump " + Path("whole.tag"), 0, "\"Platte\\x1b\""},
-        {"dump --id 2 " + Path("whole.tag"), 0, "7"},
-        {"verify " + Path("whole.tag"), 0, "2 records, whole"},
-        {"verify " + Path("cut.tag"), 2, "short payload: at 26:"},
-        {"ls " + Path("empty.tag"), 2, "truncated"},
-        {"ls " + Path("foreign.tag"), 3, "is not a tag file"},
-        {"ls " + Path("missing.tag"), 1, "wurde nicht gefunden"},
-        {"ls " + Path("."), 1, "Is a directory"},
-        {"ls /dev/zero", 1, "hbtag: "},
-        {"ls", 1, "FILE is required"},
-        {"", 1, "subcommand"},
-        {"--help", 0, "Exit codes"}};
+    Case const cases[] = {{"ls " + Path("whole.tag"), 0, "text"},
+                          {"dump " + Path("whole.tag"), 0, "\"Platte\\x1b\""},
+                          {"dump --id 2 " + Path("whole.tag"), 0, "7"},
+                          {"verify " + Path("whole.tag"), 0, "2 records, whole"},
+                          {"verify " + Path("cut.tag"), 2, "short payload: at 26:"},
+                          {"ls " + Path("empty.tag"), 2, "truncated"},
+                          {"ls " + Path("foreign.tag"), 3, "is not a tag file"},
+                          {"ls " + Path("missing.tag"), 1, "wurde nicht gefunden"},
+                          {"ls " + Path("."), 1, "Is a directory"},
+                          {"ls /dev/zero", 1, "hbtag: "},
+                          {"ls", 1, "FILE is required"},
+                          {"", 1, "subcommand"},
+                          {"--help", 0, "Exit codes"}};
     for (Case const& c : cases) {
         Outcome const outcome = Call("./hbtag " + c.arguments);
         EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.output;
@@ -97,8 +99,8 @@ TEST_F(Programs, HbtagJsonParsesWholeOrDamaged) {
     for (std::size_t length = 0; length <= wholeFile.size(); length += 3) {
         Write("cut.tag", wholeFile.substr(0, length));
         for (char const* verb : {"ls", "dump", "verify"}) {
-            Outcome const outcome =
-                Call(std::string("./hbtag ") + verb + " --json " + Path("cut.tag") + " | python3 -m json.tool > /dev/null");
+            Outcome const outcome = Call(std::string("./hbtag ") + verb + " --json " + Path("cut.tag") +
+                                         " | python3 -m json.tool > /dev/null");
             EXPECT_EQ(outcome.code, 0) << verb << ' ' << length << '\n' << outcome.output;
         }
     }
@@ -116,7 +118,9 @@ TEST_F(Programs, ScanlabDemoStoresAndCompares) {
 }
 
 TEST_F(Programs, ScanlabSaysInOneLineWhatIsWrongAndLeavesNothing) {
-    Write("broken.ply", "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float z\nend_header\n1 2 3\n");
+    Write("broken.ply",
+          "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float "
+          "z\nend_header\n1 2 3\n");
     for (std::string const& scan : {Path("missing.csv"), Path("broken.ply"), Path("."), std::string("/dev/null")}) {
         Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + scan);
         EXPECT_EQ(outcome.code, 1) << scan;

@@ -72,8 +72,7 @@ private:
         }
         bool const idEnds = digits < line.size() && (IsBlank(line[digits]) || line[digits] == '"');
         if (digits == 0 || (digits < line.size() && !idEnds)) return Error("expected an id from 1 to 65535");
-        if (id < 1 || id > 65535)
-            return Error("id " + std::string(line.substr(0, digits)) + " is not from 1 to 65535");
+        if (id < 1 || id > 65535) return Error("id " + std::string(line.substr(0, digits)) + " is not from 1 to 65535");
         line.remove_prefix(digits);
         SkipBlanks(line);
         if (line.empty() || line.front() != '"') return Error("expected a text in double quotes");
@@ -159,9 +158,14 @@ std::string Source(std::map<unsigned, Entry> const& entries, std::string const& 
     std::string source =
         "// Made by hbres. Do not edit.\n#include \"hbtools/base/syResource.h\"\n\n"
         "#define LOCAL __attribute__((visibility(\"hidden\")))\n"
-        "LOCAL extern KxN::SxStringResource const " + symbol + "[];\n"
-        "LOCAL extern std::size_t const " + symbol + "Count;\n\n"
-        "KxN::SxStringResource const " + symbol + "[] = {\n";
+        "LOCAL extern KxN::SxStringResource const " +
+        symbol +
+        "[];\n"
+        "LOCAL extern std::size_t const " +
+        symbol +
+        "Count;\n\n"
+        "KxN::SxStringResource const " +
+        symbol + "[] = {\n";
     for (auto const& [id, entry] : entries)
         source += "    {" + std::to_string(id) + ", " + Literal(entry.text) + "},\n";
     if (entries.empty()) source += "    {0, \"\"},\n";  // an array has at least one element; the count says none

@@ -49,10 +49,12 @@ void PrintText(Output& output, Options const& options, KxTagInspector& inspector
     } else if (record.kind == PayloadBytes || record.kind == PayloadUnknown) {
         LONGLONG const bytes = options.values < 0 ? all : std::min<LONGLONG>(all, 4 * options.values);
         for (LONGLONG i = 0; i < bytes; i += 32)
-            output.Print("{}{}\n", margin, Escaped(inspector.PayloadText(record, i, std::min<LONGLONG>(32, bytes - i), L" ")));
+            output.Print("{}{}\n", margin,
+                         Escaped(inspector.PayloadText(record, i, std::min<LONGLONG>(32, bytes - i), L" ")));
         if (bytes < all) output.Print("{}... {} bytes more\n", margin, all - bytes);
     } else {
-        for (LONGLONG i = 0; i < shown; ++i) output.Print("{}{}\n", margin, Escaped(inspector.PayloadText(record, i, 1, L"")));
+        for (LONGLONG i = 0; i < shown; ++i)
+            output.Print("{}{}\n", margin, Escaped(inspector.PayloadText(record, i, 1, L"")));
         if (shown < all) output.Print("{}... {} more\n", margin, all - shown);
     }
 }
@@ -88,11 +90,12 @@ void PrintJsonPayload(Output& output, Options const& options, KxTagInspector& in
 
 void PrintJson(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record,
                int number) {
-    output.Print("    {{\"number\": {}, \"parent\": {}, \"depth\": {}, \"position\": {}, \"id\": {}, \"version\": {}, "
-                 "\"form\": {}, \"size\": {}, \"address\": {}, \"next\": {}, \"extent\": {}, \"kind\": {}, \"count\": {}",
-                 number, record.parent, record.depth, record.position, record.image.id, record.image.version,
-                 record.isLongForm ? 64 : 32, record.image.dataSize, record.image.dataAddress, record.image.nextTag,
-                 record.extent, Quoted(KxxPayloadKindName(record.kind)), record.count);
+    output.Print(
+        "    {{\"number\": {}, \"parent\": {}, \"depth\": {}, \"position\": {}, \"id\": {}, \"version\": {}, "
+        "\"form\": {}, \"size\": {}, \"address\": {}, \"next\": {}, \"extent\": {}, \"kind\": {}, \"count\": {}",
+        number, record.parent, record.depth, record.position, record.image.id, record.image.version,
+        record.isLongForm ? 64 : 32, record.image.dataSize, record.image.dataAddress, record.image.nextTag,
+        record.extent, Quoted(KxxPayloadKindName(record.kind)), record.count);
     if (record.width > 0) output.Print(", \"width\": {}", record.width);
     if (options.payloads) PrintJsonPayload(output, options, inspector, record);
     output.Print("}}");
@@ -125,9 +128,9 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
     auto const wanted = [&](SxTagRecord const& record) { return !options.id || record.image.id == *options.id; };
     auto const& records = inspector.Records();
     if (options.json) {
-        output.Print("{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"start\": {},\n  \"recordCount\": {},\n",
-                     Quoted(name), inspector.GetFileSize(), StateName(state), inspector.GetStartPosition(),
-                     records.Size());
+        output.Print(
+            "{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"start\": {},\n  \"recordCount\": {},\n",
+            Quoted(name), inspector.GetFileSize(), StateName(state), inspector.GetStartPosition(), records.Size());
         if (!options.faultsOnly) {
             output.Print("  \"records\": [");
             bool first = true;

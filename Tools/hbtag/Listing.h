@@ -14,10 +14,10 @@ namespace hbtag {
 
 struct Options {
     bool json = false;
-    bool payloads = false;                   // dump
-    bool faultsOnly = false;                 // verify
-    std::optional<unsigned long> id;         // only records of this id
-    long long values = 8;                    // shown of each payload; negative for all
+    bool payloads = false;            // dump
+    bool faultsOnly = false;          // verify
+    std::optional<unsigned long> id;  // only records of this id
+    long long values = 8;             // shown of each payload; negative for all
 };
 
 /// Prints a file that was inspected.

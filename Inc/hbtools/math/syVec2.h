@@ -14,6 +14,7 @@
 
 namespace KxN {
 
+class KxVec2i;
 class KxVec2f;
 
 class KX_API KxVec2s {
@@ -25,7 +26,7 @@ public:
     explicit KxVec2s(short const* values) : m_values{values[0], values[1]} {}
     constexpr KxVec2s(short x, short y) : m_values{x, y} {}
     /// Keeps the low 16 bits of each component.
-    explicit KxVec2s(class KxVec2i const& vector);
+    explicit KxVec2s(KxVec2i const& vector);
 
     void SetValues(short x, short y) { *this = KxVec2s(x, y); }
     void SetValues(short const* values) { detail::CopyTo(m_values, values); }
@@ -171,8 +172,7 @@ public:
     constexpr KxVec2d(double x, double y) : m_values{x, y} {}
     KxVec2d(KxVec2f const& vector) : m_values{vector[0], vector[1]} {}
     KxVec2d(KxVec2s const& vector) : KxVec2d(KxVec2i(vector)) {}
-    KxVec2d(KxVec2i const& vector)
-        : m_values{static_cast<double>(vector[0]), static_cast<double>(vector[1])} {}
+    KxVec2d(KxVec2i const& vector) : m_values{static_cast<double>(vector[0]), static_cast<double>(vector[1])} {}
     KxVec2d& operator=(KxVec2f const& vector) { return *this = KxVec2d(vector); }
     KxVec2d& operator=(KxVec2s const& vector) { return *this = KxVec2d(vector); }
     KxVec2d& operator=(KxVec2i const& vector) { return *this = KxVec2d(vector); }

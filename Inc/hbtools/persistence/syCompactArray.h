@@ -26,9 +26,9 @@ public:
         for (unsigned n = 0; n < m_bitCount.size(); ++n)
             m_bitCount[n] = static_cast<std::uint16_t>((n & 1) + (n == 0 ? 0U : m_bitCount[n / 2]));
     }
-    std::uint32_t SingleBit(int i) const { return m_singleBit[static_cast<unsigned>(i)]; }      ///< Bit i, 0 to 31.
-    std::uint32_t BitsToHere(int i) const { return m_bitsToHere[static_cast<unsigned>(i)]; }    ///< Bits 0 to i.
-    std::uint16_t BitCount(unsigned n) const { return m_bitCount[n]; }                          ///< n up to 65535.
+    std::uint32_t SingleBit(int i) const { return m_singleBit[static_cast<unsigned>(i)]; }    ///< Bit i, 0 to 31.
+    std::uint32_t BitsToHere(int i) const { return m_bitsToHere[static_cast<unsigned>(i)]; }  ///< Bits 0 to i.
+    std::uint16_t BitCount(unsigned n) const { return m_bitCount[n]; }                        ///< n up to 65535.
     /// Set bits of a whole mask.
     int BitCount32(std::uint32_t mask) const { return BitCount(mask >> 16) + BitCount(mask & 0xffff); }
 

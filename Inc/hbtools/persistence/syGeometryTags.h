@@ -21,18 +21,18 @@
 namespace KxN {
 
 /// A tag bound to a value of type `VALUE`, version 100, whose payload is told by the class that derives from it.
-#define HBTOOLS_GEOMETRY_TAG(NAME, VALUE)                          \
-    class KX_API NAME : public KxTag {                             \
-    public:                                                        \
-        NAME(unsigned long id, VALUE& value);                      \
-        ~NAME() override;                                          \
-                                                                   \
-    protected:                                                     \
-        int ReadData(CFile* file, STag const& header) override;    \
-        void WriteData(CFile* file) override;                      \
-                                                                   \
-    private:                                                       \
-        VALUE& m_value;                                            \
+#define HBTOOLS_GEOMETRY_TAG(NAME, VALUE)                       \
+    class KX_API NAME : public KxTag {                          \
+    public:                                                     \
+        NAME(unsigned long id, VALUE& value);                   \
+        ~NAME() override;                                       \
+                                                                \
+    protected:                                                  \
+        int ReadData(CFile* file, STag const& header) override; \
+        void WriteData(CFile* file) override;                   \
+                                                                \
+    private:                                                    \
+        VALUE& m_value;                                         \
     }
 
 HBTOOLS_GEOMETRY_TAG(KxVec2sTag, KxVec2s);  ///< Inner tags 208016, 208017.
@@ -44,9 +44,9 @@ HBTOOLS_GEOMETRY_TAG(KxVec2sArrayTag, KxTArray<KxVec2s>);
 HBTOOLS_GEOMETRY_TAG(KxVec3iArrayTag, KxTArray<KxVec3i>);
 HBTOOLS_GEOMETRY_TAG(KxVec3fArrayTag, KxTArray<KxVec3f>);
 HBTOOLS_GEOMETRY_TAG(KxVec3dArrayTag, KxTArray<KxVec3d>);
-HBTOOLS_GEOMETRY_TAG(KxVec3dListTag, KxTList<KxVec3d>);         ///< In list order.
-HBTOOLS_GEOMETRY_TAG(KxVec3f2dArrayTag, KxT2dArray<KxVec3f>);   ///< Row after row.
-HBTOOLS_GEOMETRY_TAG(KxVec3d2dArrayTag, KxT2dArray<KxVec3d>);   ///< Row after row.
+HBTOOLS_GEOMETRY_TAG(KxVec3dListTag, KxTList<KxVec3d>);        ///< In list order.
+HBTOOLS_GEOMETRY_TAG(KxVec3f2dArrayTag, KxT2dArray<KxVec3f>);  ///< Row after row.
+HBTOOLS_GEOMETRY_TAG(KxVec3d2dArrayTag, KxT2dArray<KxVec3d>);  ///< Row after row.
 /// Dense in the file: writing gives every position an element, with the marker where there was none.
 HBTOOLS_GEOMETRY_TAG(KxVec3fCompactArrayTag, KxCompactArray<KxVec3f>);
 /// The values in order of addition; reading clears the histogram and adds them again. Inner tag 208009.

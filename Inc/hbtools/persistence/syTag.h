@@ -81,8 +81,7 @@ public:
     virtual ~KxTag() = 0;
 
 protected:
-    KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress,
-          unsigned long nextTag)
+    KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress, unsigned long nextTag)
         : m_image(static_cast<std::uint32_t>(id), version, dataSize, dataAddress, nextTag) {}
     KxTag(KxTag const& other) : m_image(other.m_image) {}
     KxTag& operator=(KxTag const& other) {

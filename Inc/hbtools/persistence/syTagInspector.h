@@ -27,16 +27,16 @@ enum TagFileState { TagFileWhole = 0, TagFileDamaged = 2, TagFileForeign = 3 };
 /// list of points, vectors of float and of int.
 enum TagPayloadKind {
     PayloadNone,
-    PayloadText,     ///< dataSize bytes, printable, with a terminating zero
-    PayloadScalar,   ///< 2, 4 or 8 bytes
-    PayloadBytes,    ///< dataSize bytes that are neither
+    PayloadText,    ///< dataSize bytes, printable, with a terminating zero
+    PayloadScalar,  ///< 2, 4 or 8 bytes
+    PayloadBytes,   ///< dataSize bytes that are neither
     PayloadVec2s,
     PayloadVec2d,
     PayloadVec3d,
     PayloadVec3f,
-    PayloadIntArray,       ///< count tag and ints
-    PayloadDoubleTags,     ///< count tag and one tag for each double
-    PayloadHistogram,      ///< the same inside one more tag
+    PayloadIntArray,    ///< count tag and ints
+    PayloadDoubleTags,  ///< count tag and one tag for each double
+    PayloadHistogram,   ///< the same inside one more tag
     PayloadVec2sArray,
     PayloadVec3fArray,
     PayloadVec3iArray,
@@ -52,32 +52,32 @@ KX_API wchar_t const* KxxPayloadKindName(TagPayloadKind kind);
 
 /// One record of the file.
 struct SxTagRecord {
-    ULONGLONG position;      ///< Where its head stands.
-    STag image;              ///< The head as read.
-    ULONGLONG extent;        ///< Bytes from dataAddress to the next record of the level, or to the level's end.
-    ULONGLONG payloadSize;   ///< Bytes of them that the kind explains; nested records come behind these.
-    LONGLONG count;          ///< Elements of an array, width * height of a 2-D array.
-    int width;               ///< Of a 2-D array.
-    int parent;              ///< Index of the record whose payload it is nested in, or -1.
-    int depth;               ///< 0 on the first level.
+    ULONGLONG position;     ///< Where its head stands.
+    STag image;             ///< The head as read.
+    ULONGLONG extent;       ///< Bytes from dataAddress to the next record of the level, or to the level's end.
+    ULONGLONG payloadSize;  ///< Bytes of them that the kind explains; nested records come behind these.
+    LONGLONG count;         ///< Elements of an array, width * height of a 2-D array.
+    int width;              ///< Of a 2-D array.
+    int parent;             ///< Index of the record whose payload it is nested in, or -1.
+    int depth;              ///< 0 on the first level.
     TagPayloadKind kind;
-    bool isLongForm;         ///< 30 bytes rather than 18.
-    bool hasLevel;           ///< Records are nested behind the payload.
+    bool isLongForm;  ///< 30 bytes rather than 18.
+    bool hasLevel;    ///< Records are nested behind the payload.
 };
 
 enum TagFaultKind {
-    FaultTruncated,      ///< The file ends inside a record's head.
-    FaultDanglingLink,   ///< A link behind the end of the file.
-    FaultCycle,          ///< A link to a record of the same chain: the chain never ends.
-    FaultBackwardLink,   ///< A link to an earlier place.
-    FaultIntoRecord,     ///< A link into the middle of a record.
-    FaultNoRecord,       ///< A link to bytes that are no record.
-    FaultAddress,        ///< dataAddress does not lead to the payload.
-    FaultShortPayload,   ///< Less payload than dataSize or a count promises.
-    FaultCount,          ///< A count that no payload of this size can have.
-    FaultOverlap,        ///< A record that belongs to two chains.
-    FaultTrailing,       ///< Bytes at the end that belong to no record.
-    FaultDepth           ///< Nested deeper than KxLimits allows.
+    FaultTruncated,     ///< The file ends inside a record's head.
+    FaultDanglingLink,  ///< A link behind the end of the file.
+    FaultCycle,         ///< A link to a record of the same chain: the chain never ends.
+    FaultBackwardLink,  ///< A link to an earlier place.
+    FaultIntoRecord,    ///< A link into the middle of a record.
+    FaultNoRecord,      ///< A link to bytes that are no record.
+    FaultAddress,       ///< dataAddress does not lead to the payload.
+    FaultShortPayload,  ///< Less payload than dataSize or a count promises.
+    FaultCount,         ///< A count that no payload of this size can have.
+    FaultOverlap,       ///< A record that belongs to two chains.
+    FaultTrailing,      ///< Bytes at the end that belong to no record.
+    FaultDepth          ///< Nested deeper than KxLimits allows.
 };
 
 /// "truncated", "dangling link", ...

@@ -1,0 +1,4 @@
+// [README
+#include <hbtools/hbtools.h>
+int answer = 42;
+// README]
