@@ -88,7 +88,7 @@ TEST(Format, IntegersAsTheCLibraryPrintsThem) {
     EXPECT_EQ(Ours("%lx %llx %x", -1L, -1LL, -4294967297LL), "ffffffff ffffffffffffffff fffffffeffffffff");
 }
 
-TEST(Format, TextsAndCharacters) {
+TEST(Format, TextsMisfitsAndHostileFormats) {
     KxString const umlaut(L"Größe");
     CString const framework(L"Rahmen");
     CStringA const narrow("eng");
@@ -107,14 +107,7 @@ TEST(Format, TextsAndCharacters) {
         {"(null) (null)", Ours("%s %s", static_cast<wchar_t const*>(nullptr), static_cast<char const*>(nullptr))},
         {"1 0 3.01", Ours("%d %d %s", true, false, KxVersion(301).GetText())},
         {"0x10 0x0", Ours("%p %p", reinterpret_cast<void*>(16), static_cast<void*>(nullptr))},
-    };
-    for (auto const& c : cases) EXPECT_EQ(c.found, c.expected);
-}
-
-TEST(Format, ArgumentsThatDoNotFitAreShown) {
-    struct {
-        std::string expected, found;
-    } const cases[] = {
+        // Arguments that do not fit are shown.
         {"4294967295 18446744073709551615", Ours("%d %d", UINT_MAX, ULLONG_MAX)},
         {"12 -3.5 0.1 1e+300", Ours("%s %s %s %s", 12, -3.5, 0.1, 1e300)},
         {"[   12]", Ours("[%5s]", 12)},
@@ -122,14 +115,7 @@ TEST(Format, ArgumentsThatDoNotFitAreShown) {
         {"-1", Ours("%u", -1)},
         {"text", Ours("%d", L"text")},
         {"text", Ours("%lf", "text")},
-    };
-    for (auto const& c : cases) EXPECT_EQ(c.found, c.expected);
-}
-
-TEST(Format, HostileFormats) {
-    struct {
-        std::string expected, found;
-    } const cases[] = {
+        // Hostile formats.
         {"%s", Ours("%s")},
         {"a %-08.3lf b", Ours("a %-08.3lf b")},
         {"1 %d %s", Ours("%d %d %s", 1)},
