@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What the tests of this room share: texts as UTF-8, so that failures are readable, and a folder of their own.
+// What the tests of this room share: texts as UTF-8, so that failures are readable, what a call throws, the bytes of
+// files, a folder of their own, and a disk that is full.
 #pragma once
 
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
+#include "hbtools/base/syFile.h"
 #include "hbtools/base/syString.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +17,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <sys/resource.h>
 
 namespace test {
 
@@ -45,7 +48,6 @@ protected:
         std::ifstream in(File(name), std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), {});
     }
-    /// Names in the folder, without those named.
     std::size_t CountFiles() const {
         return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_folder), {}));
     }
@@ -67,5 +69,49 @@ std::string Thrown(Call call) {
     ADD_FAILURE() << "nothing was thrown";
     return {};
 }
+
+/// The cause of the file or archive exception that the call throws, -1 if it throws none.
+template <class EXCEPTION, class Call>
+int CauseOf(Call call, std::string* name = nullptr) {
+    try {
+        call();
+    } catch (EXCEPTION* exception) {
+        int const cause = exception->GetCause();
+        if (name) *name = U(KxN::KxString(exception->GetFileName()));
+        exception->Delete();
+        return cause;
+    }
+    return -1;
+}
+
+inline void Append(KxN::CFile& file, std::string_view bytes) {
+    file.Write(bytes.data(), static_cast<KxN::UINT>(bytes.size()));
+}
+
+inline std::string ReadSome(KxN::CFile& file, std::size_t count) {
+    std::string bytes(count, '?');
+    bytes.resize(file.Read(bytes.data(), static_cast<KxN::UINT>(count)));
+    return bytes;
+}
+
+inline std::string ReadAll(KxN::CFile& file) {
+    file.Seek(0, KxN::CFile::begin);
+    return ReadSome(file, file.GetLength() + 1);  // one more than there is
+}
+
+/// Limits the length of files that this process may write, as a full disk does.
+class SizeLimit {
+public:
+    explicit SizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &m_former);
+        rlimit limit = m_former;
+        limit.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~SizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_former); }
+
+private:
+    rlimit m_former;
+};
 
 }  // namespace test

@@ -74,7 +74,8 @@ TEST_F(ConfigFile, Syntax) {
     for (auto const& c : cases) EXPECT_EQ(Read(config, c.group, c.key), c.value) << U(c.key);
     config.SetGroup(L"Scanner");
     EXPECT_EQ(config.GetKeyCount(), 6);
-    EXPECT_EQ(U(config.GetKeyName(0)) + U(config.ReadKey(5)) + U(config.GetKeyName(6)) + U(config.ReadKey(65535)), "Portsecond");
+    EXPECT_EQ(U(config.GetKeyName(0)) + U(config.ReadKey(5)) + U(config.GetKeyName(6)) + U(config.ReadKey(65535)),
+              "Portsecond");
     EXPECT_EQ(config.GetGroupCount(), 4);
     EXPECT_EQ(U(config.GetGroup(2)) + U(config.GetGroup(4)), "SCANNER");
     EXPECT_EQ(U(config.ReadKey(L"Empty")) + U(config.ReadKey(L"missing")), "");
@@ -107,7 +108,7 @@ TEST_F(ConfigFile, WritingChangesNothingElse) {
         {"; \xE4\n[G]\nA=1\n", L"G", L"A", L"ö€", "; \xE4\n[G]\nA=\xF6\x80\n"},
         {"; \xE4\x81\n[G]\nA=1\n", L"G", L"A", L"\u0142", "; ä\xC2\x81\n[G]\nA=\u0142\n"},
         {"\xFF\xFE[\0G\0]\0\r\0\n\0A\0=\0\x31\0"s, L"G", L"A", L"ä", "\xFF\xFE[\0G\0]\0\r\0\n\0A\0=\0\xE4\0"s},
-// Two characters with the bytes of line feeds, which are none.
+        // Two characters with the bytes of line feeds, which are none.
         {"\xFF\xFE[\0G\0]\0\n\0\n\n\n\r"s, L"G", L"A", L"1", "\xFF\xFE[\0G\0]\0\n\0\n\n\n\r\n\0A\0=\0\x31\0\n\0"s},
         {"\xFE\xFF\0[\0G\0]\0\n\0A\0=\0\x31?"s, L"G", L"A", L"2", "\xFE\xFF\0[\0G\0]\0\n\0A\0=\0\x32?"s},
     };

@@ -36,12 +36,13 @@ TEST(DirEntry, PartsOfAPath) {
     };
     for (auto const& c : cases) {
         KxDirEntry const entry(c.path);
+        SCOPED_TRACE(c.full);
         EXPECT_EQ(U(entry.GetFull()), c.full);
-        EXPECT_EQ(U(entry.GetName()), c.name) << c.full;
-        EXPECT_EQ(U(entry.GetBase()), c.base) << c.full;
-        EXPECT_EQ(U(entry.GetExtension(L'.')), c.extension) << c.full;
-        EXPECT_EQ(U(entry.GetPath().GetFull()), c.parent) << c.full;
-        EXPECT_EQ(entry.IsAbs(), c.isAbsolute) << c.full;
+        EXPECT_EQ(U(entry.GetName()), c.name);
+        EXPECT_EQ(U(entry.GetBase()), c.base);
+        EXPECT_EQ(U(entry.GetExtension(L'.')), c.extension);
+        EXPECT_EQ(U(entry.GetPath().GetFull()), c.parent);
+        EXPECT_EQ(entry.IsAbs(), c.isAbsolute);
         KxDirEntry cut = entry;
         EXPECT_EQ(U(cut.CutName(KxTools::FSYS_STYLE_HOST)), c.name);
         EXPECT_EQ(U(cut.GetFull()), c.parent);
@@ -139,7 +140,8 @@ TEST_F(DirEntryFiles, CopiesAreWholeOrNotThere) {
     EXPECT_EQ(KxDirEntry(Path("no")).CopyTo(KxDirEntry(Path("y")), 1), static_cast<unsigned long>(ENOENT));
     EXPECT_EQ(source.CopyTo(source, 1), static_cast<unsigned long>(EINVAL));
     EXPECT_EQ(source.CopyTo(KxDirEntry(m_folder.wstring().c_str()), 1), static_cast<unsigned long>(EISDIR));
-    EXPECT_EQ(KxDirEntry(m_folder.wstring().c_str()).CopyTo(KxDirEntry(Path("y")), 1), static_cast<unsigned long>(EISDIR));
+    EXPECT_EQ(KxDirEntry(m_folder.wstring().c_str()).CopyTo(KxDirEntry(Path("y")), 1),
+              static_cast<unsigned long>(EISDIR));
     fs::create_symlink("source", File("link"));
     EXPECT_EQ(source.CopyTo(KxDirEntry(Path("link")), 1), static_cast<unsigned long>(EINVAL));
     ASSERT_EQ(::mkfifo(File("pipe").c_str(), 0600), 0);

@@ -25,11 +25,11 @@ TEST(Encoding, Utf8EachWayAndIllFormed) {
         {"a\0b"s, L"a\0b"s, true},
         {"\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF", L"\uD7FF\uE000\U0010FFFF", true},
         {"\xC3", L"\uFFFD", false},
-        {"x\xE2\x82y", L"x\uFFFDy", false},                // cut sequence: one mark
+        {"x\xE2\x82y", L"x\uFFFDy", false},  // cut sequence: one mark
         {"\xF0\x9F\x98", L"\uFFFD", false},
-        {"\xC0\xAF", L"\uFFFD\uFFFD", false},              // overlong
-        {"\xE0\x80\x80", L"\uFFFD\uFFFD\uFFFD", false},    // overlong
-        {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", false},    // surrogate
+        {"\xC0\xAF", L"\uFFFD\uFFFD", false},            // overlong
+        {"\xE0\x80\x80", L"\uFFFD\uFFFD\uFFFD", false},  // overlong
+        {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", false},  // surrogate
         {"\xF4\x90\x80\x80", L"\uFFFD\uFFFD\uFFFD\uFFFD", false},
         {"\xFF\x80", L"\uFFFD\uFFFD", false},
         {"12345678\xE4", L"12345678\uFFFD", false},

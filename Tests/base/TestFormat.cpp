@@ -46,12 +46,14 @@ std::string RandomSpec(std::mt19937& random, std::string_view flags, unsigned mo
 
 TEST(Format, FloatsAsTheCLibraryPrintsThem) {
     std::mt19937 random(1);
-    double const special[] = {0.0, -0.0, 0.5, 1.5, 2.5, 1e15, 1e16, 999999.5, 9.9999995, 1e-5, 0.0001, 1e-300, 5e-324,
-                              DBL_MAX, -DBL_MAX, 0.1, 1.0 / 3, 100.0, 123456789.0, 1e22, 1e23, INFINITY, -INFINITY, NAN};
+    double const special[] = {0.0,       -0.0,  0.5,         1.5,    2.5,    1e15,     1e16,      999999.5,
+                              9.9999995, 1e-5,  0.0001,      1e-300, 5e-324, DBL_MAX,  -DBL_MAX,  0.1,
+                              1.0 / 3,   100.0, 123456789.0, 1e22,   1e23,   INFINITY, -INFINITY, NAN};
     for (int i = 0; i < 60000; ++i) {
         double value = special[random() % std::size(special)];
         if (i % 3 == 0) value = std::bit_cast<double>((std::uint64_t{random()} << 32) | random());
-        if (i % 3 == 1) value = static_cast<double>(static_cast<std::int32_t>(random())) / (1 + static_cast<int>(random() % 1000));
+        if (i % 3 == 1)
+            value = static_cast<double>(static_cast<std::int32_t>(random())) / (1 + static_cast<int>(random() % 1000));
         if (std::isnan(value)) value = NAN;
         std::string spec = RandomSpec(random, "-+ #0", 40, 40);
         if (random() % 2) spec += 'l';
@@ -70,7 +72,8 @@ TEST(Format, IntegersAsTheCLibraryPrintsThem) {
     std::mt19937 random(2);
     int const special[] = {0, 1, -1, 7, -8, 255, INT_MAX, INT_MIN, 65535};
     for (int i = 0; i < 40000; ++i) {
-        int const value = i % 2 ? special[random() % std::size(special)] : static_cast<int>(random() >> (random() % 32));
+        int const value =
+            i % 2 ? special[random() % std::size(special)] : static_cast<int>(random() >> (random() % 32));
         std::string const spec = RandomSpec(random, "-+ #0", 30, 25);
         std::string const isSigned = spec + "di"[random() % 2];
         ASSERT_EQ(Ours(isSigned, value), Theirs(isSigned, value)) << isSigned << ' ' << value;
@@ -85,7 +88,7 @@ TEST(Format, IntegersAsTheCLibraryPrintsThem) {
     EXPECT_EQ(Ours("%lx %llx %x", -1L, -1LL, -4294967297LL), "ffffffff ffffffffffffffff fffffffeffffffff");
 }
 
-TEST(Format, TextsAndCharacters) {
+TEST(Format, TextsMisfitsAndHostileFormats) {
     KxString const umlaut(L"Größe");
     CString const framework(L"Rahmen");
     CStringA const narrow("eng");
@@ -104,14 +107,7 @@ TEST(Format, TextsAndCharacters) {
         {"(null) (null)", Ours("%s %s", static_cast<wchar_t const*>(nullptr), static_cast<char const*>(nullptr))},
         {"1 0 3.01", Ours("%d %d %s", true, false, KxVersion(301).GetText())},
         {"0x10 0x0", Ours("%p %p", reinterpret_cast<void*>(16), static_cast<void*>(nullptr))},
-    };
-    for (auto const& c : cases) EXPECT_EQ(c.found, c.expected);
-}
-
-TEST(Format, ArgumentsThatDoNotFitAreShown) {
-    struct {
-        std::string expected, found;
-    } const cases[] = {
+        // Arguments that do not fit are shown.
         {"4294967295 18446744073709551615", Ours("%d %d", UINT_MAX, ULLONG_MAX)},
         {"12 -3.5 0.1 1e+300", Ours("%s %s %s %s", 12, -3.5, 0.1, 1e300)},
         {"[   12]", Ours("[%5s]", 12)},
@@ -119,14 +115,7 @@ TEST(Format, ArgumentsThatDoNotFitAreShown) {
         {"-1", Ours("%u", -1)},
         {"text", Ours("%d", L"text")},
         {"text", Ours("%lf", "text")},
-    };
-    for (auto const& c : cases) EXPECT_EQ(c.found, c.expected);
-}
-
-TEST(Format, HostileFormats) {
-    struct {
-        std::string expected, found;
-    } const cases[] = {
+        // Hostile formats.
         {"%s", Ours("%s")},
         {"a %-08.3lf b", Ours("a %-08.3lf b")},
         {"1 %d %s", Ours("%d %d %s", 1)},

@@ -10,17 +10,8 @@
 namespace {
 
 using namespace KxN;
-
-void Append(CFile& file, std::string_view bytes) {
-    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
-}
-
-std::string ReadAll(CFile& file) {
-    std::string bytes(file.GetLength() + 1, '?');  // one more than there is
-    file.Seek(0, CFile::begin);
-    bytes.resize(file.Read(bytes.data(), static_cast<UINT>(bytes.size())));
-    return bytes;
-}
+using test::Append;
+using test::ReadAll;
 
 /// Shows the seams and lets the n-th request for memory fail.
 class WatchedFile : public CMemFile {
@@ -50,20 +41,16 @@ protected:
 TEST(MemFile, GrowsByItsValue) {
     WatchedFile file(100);
     EXPECT_EQ(file.GetBufferSize(), 0u);
-    struct {
-        std::size_t count;
-        ULONGLONG length, buffer;
-    } const steps[] = {{1, 1, 100}, {99, 100, 100}, {1, 101, 200}, {250, 351, 400}, {0, 351, 400}};
     std::string expected;
-    for (auto const& step : steps) {
-        expected += std::string(step.count, static_cast<char>('a' + step.count % 26));
-        Append(file, std::string_view(expected).substr(expected.size() - step.count));
-        EXPECT_EQ(file.GetLength(), step.length);
-        EXPECT_EQ(file.GetPosition(), step.length);
-        EXPECT_EQ(file.GetBufferSize(), step.buffer);
+    for (auto const& [count, buffer] : {std::pair{1, 100u}, {99, 100}, {1, 200}, {250, 400}, {0, 400}}) {
+        std::string const part(static_cast<std::size_t>(count), static_cast<char>('a' + count % 26));
+        Append(file, part);
+        expected += part;
+        EXPECT_EQ(file.GetLength(), expected.size());
+        EXPECT_EQ(file.GetPosition(), expected.size());
+        EXPECT_EQ(file.GetBufferSize(), buffer);
     }
     EXPECT_EQ(ReadAll(file), expected);
-    EXPECT_EQ(file.blocks, 1);
     file.Close();
     EXPECT_EQ(file.blocks, 0);
     EXPECT_EQ(file.GetLength(), 0u);
@@ -95,12 +82,9 @@ TEST(MemFile, RefusesImpossiblePlaces) {
     CMemFile file;
     Append(file, "abc");
     constexpr LONGLONG last = std::numeric_limits<LONGLONG>::max();
-    struct {
-        LONGLONG offset;
-        UINT from;
-    } const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {0, 3}};
-    for (auto const& seek : bad) {
-        test::Thrown<CFileException>([&] { file.Seek(seek.offset, seek.from); });
+    std::pair<LONGLONG, UINT> const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {0, 3}};
+    for (auto const& [offset, from] : bad) {
+        test::Thrown<CFileException>([&] { file.Seek(offset, from); });
         EXPECT_EQ(file.GetPosition(), 3u);
     }
     EXPECT_EQ(file.Seek(last, CFile::begin), static_cast<ULONGLONG>(last));
@@ -137,57 +121,41 @@ TEST(MemFile, KeepsItsBytesWhenThereIsNoMemory) {
 
 TEST(MemFile, WorksInMemoryOfTheCaller) {
     BYTE memory[] = {'a', 'b', 'c', 'd'};
-    {
-        CMemFile fixed(memory, 4);
-        EXPECT_EQ(ReadAll(fixed), "abcd");
-        fixed.Seek(1, CFile::begin);
-        Append(fixed, "B");
-        EXPECT_EQ(memory[1], 'B');
-        fixed.Seek(0, CFile::end);
-        test::Thrown<CMemoryException>([&] { Append(fixed, "e"); });
-        EXPECT_EQ(ReadAll(fixed), "aBcd");
-    }
-    {
-        CMemFile growing(memory, 4, 16);
-        growing.Seek(0, CFile::end);
-        Append(growing, "e");
-        EXPECT_EQ(ReadAll(growing), "aBcde");
-        growing.Seek(0, CFile::begin);
-        Append(growing, "A");
-        EXPECT_EQ(memory[0], 'a') << "from its growth on the file works in a copy";
-    }
-    CMemFile given(memory, 4);
-    EXPECT_EQ(given.Detach(), memory);
-    EXPECT_EQ(given.GetLength(), 0u);
+    CMemFile fixed(memory, 4), growing(memory, 4, 16);
+    fixed.Seek(1, CFile::begin);
+    Append(fixed, "B");
+    EXPECT_EQ(memory[1], 'B');
+    fixed.Seek(0, CFile::end);
+    test::Thrown<CMemoryException>([&] { Append(fixed, "e"); });
+    EXPECT_EQ(ReadAll(fixed), "aBcd");
+    growing.Seek(0, CFile::end);
+    Append(growing, "e");
+    growing.Seek(0, CFile::begin);
+    Append(growing, "A");
+    EXPECT_EQ(ReadAll(growing), "ABcde");
+    EXPECT_EQ(memory[0], 'a') << "from its growth on the file works in a copy";
+    EXPECT_EQ(fixed.Detach(), memory);
+    EXPECT_EQ(fixed.GetLength(), 0u);
 }
 
 TEST(MemFile, HandsItsMemoryOn) {
     CMemFile file;
-    EXPECT_EQ(file.Detach(), nullptr);
-    Append(file, "mine");
-    BYTE* const memory = file.Detach();
-    ASSERT_NE(memory, nullptr);
-    EXPECT_EQ(std::memcmp(memory, "mine", 4), 0);
-    std::free(memory);
-    EXPECT_EQ(file.GetLength(), 0u);
-    EXPECT_EQ(file.GetPosition(), 0u);
-    Append(file, "new");
-    EXPECT_EQ(ReadAll(file), "new");
-    file.SetFilePath(L"/somewhere/name");
-    EXPECT_EQ(test::U(KxString(file.GetFileName())), "name");
-    EXPECT_TRUE(file.Open(L"other", CFile::modeRead));
-    EXPECT_EQ(file.GetLength(), 0u) << "opening empties";
-    EXPECT_EQ(test::U(KxString(file.GetFileName())), "other");
-
     CSharedFile shared;
     EXPECT_EQ(shared.GetAllocFlags(), 0x2002u);
     EXPECT_EQ(shared.Detach(), nullptr);
-    Append(shared, "shared");
-    void* const handle = shared.Detach();
-    ASSERT_NE(handle, nullptr);
-    EXPECT_EQ(std::memcmp(handle, "shared", 6), 0);
-    std::free(handle);
-    EXPECT_EQ(CSharedFile(7, 100).GetAllocFlags(), 7u);
+    for (CMemFile* memoryFile : {&file, static_cast<CMemFile*>(&shared)}) {
+        Append(*memoryFile, "mine");
+        void* const memory = memoryFile == &file ? file.Detach() : shared.Detach();
+        ASSERT_NE(memory, nullptr);
+        EXPECT_EQ(std::memcmp(memory, "mine", 4), 0);
+        std::free(memory);
+        EXPECT_EQ(memoryFile->GetLength() + memoryFile->GetPosition(), 0u);
+        Append(*memoryFile, "new");
+        EXPECT_EQ(ReadAll(*memoryFile), "new");
+    }
+    EXPECT_TRUE(file.Open(L"/somewhere/other", CFile::modeRead));
+    EXPECT_EQ(file.GetLength(), 0u) << "opening empties";
+    EXPECT_EQ(test::U(KxString(file.GetFileName())), "other");
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,21 +29,6 @@ protected:
         }
         return 0;
     }
-};
-
-/// Limits the length of files that this process may write.
-class SizeLimit {
-public:
-    explicit SizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &m_former);
-        rlimit limit = m_former;
-        limit.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_former); }
-
-private:
-    rlimit m_former;
 };
 
 TEST_F(SafeFile, ReplacesWholeAndKeepsWhatBelongsToTheFile) {
@@ -86,14 +70,19 @@ TEST_F(SafeFile, FailuresLeaveTheOldFileAndNothingElse) {
         KxString path;
         unsigned long code;
     } const cases[] = {
-        {Path("protected"), EACCES},    {Path("loop"), ELOOP},     {Path("pipe"), EINVAL},
-        {Path("no/file"), ENOENT},      {Path("file/x"), ENOTDIR}, {Path("."), EISDIR},
-        {KxString(), ENOENT},           {Path(std::string(300, 'n')), ENAMETOOLONG},
+        {Path("protected"), EACCES},
+        {Path("loop"), ELOOP},
+        {Path("pipe"), EINVAL},
+        {Path("no/file"), ENOENT},
+        {Path("file/x"), ENOTDIR},
+        {Path("."), EISDIR},
+        {KxString(), ENOENT},
+        {Path(std::string(300, 'n')), ENAMETOOLONG},
         {Path("") + L"a" + KxString(std::wstring(1, L'\0')), EINVAL},
     };
     for (auto const& c : cases) EXPECT_EQ(Save(c.path, "new"), c.code) << test::U(c.path);
     {
-        SizeLimit const limit(1000);
+        test::SizeLimit const limit(1000);
         EXPECT_EQ(Save(Path("file"), std::string(5000, 'x')), static_cast<unsigned long>(EFBIG));  // and we live on
     }
     EXPECT_EQ(Get("file"), "old");

@@ -72,7 +72,6 @@ TEST(String, NumbersFromText) {
 }
 
 TEST(String, NumbersToText) {
-    EXPECT_EQ(U(KxTools::String(-5)), "-5");
     EXPECT_EQ(U(KxTools::String(4294967295u)), "4294967295");
     EXPECT_EQ(U(KxTools::String(18446744073709551615ul)), "18446744073709551615");
     EXPECT_EQ(U(KxTools::String(static_cast<short>(-32768))), "-32768");
@@ -80,9 +79,7 @@ TEST(String, NumbersToText) {
     text += 5;
     text += 6ul;
     text += KxString(L"x");
-    EXPECT_EQ(U(text), "n56x");
-    EXPECT_EQ(U(KxVersion(301).GetText()), "3.01");
-    static_assert(std::is_trivially_copyable_v<KxVersion> && sizeof(KxVersion) == 2 && KxVersion() == KxVersion(100));
+    EXPECT_EQ(U(text) + U(KxVersion(301).GetText()), "n56x3.01");
 }
 
 TEST(String, TokensPartsAndSearch) {
@@ -91,7 +88,7 @@ TEST(String, TokensPartsAndSearch) {
         int count;
         std::string first, second, last;
     } const cases[] = {
-        {L"", 0, "", "", ""}, {L"a", 1, "a", "", "a"}, {L"a;b", 2, "a", "b", "b"},
+        {L"", 0, "", "", ""},  {L"a", 1, "a", "", "a"},    {L"a;b", 2, "a", "b", "b"},
         {L";", 2, "", "", ""}, {L"a;;c", 3, "a", "", "c"}, {L"a;", 2, "a", "", ""},
     };
     for (auto const& c : cases) {
@@ -163,23 +160,18 @@ TEST(String, Comparison) {
 TEST(String, ConversionsBetweenTheKinds) {
     KxString const text(L"Maß");
     CString const framework = text;
-    CStringA const narrow(text);
-    EXPECT_EQ(narrow.View(), "Ma\xDF");
-    EXPECT_EQ(U(KxString(framework)), "Maß");
+    EXPECT_EQ(CStringA(text).View(), "Ma\xDF");
     KxString assigned;
     assigned = framework;
-    assigned = assigned + text + L"!" + KxTools::String(1);
-    EXPECT_EQ(U(assigned), "MaßMaß!1");
-    EXPECT_EQ(U(L"<" + text + KxTools::String(L">")), "<Maß>");
-    EXPECT_EQ(U(KxString("Ma\xDF")), "Maß");
-    EXPECT_EQ(U(KxString("Ma\xC3\x9F")), "Maß");
+    assigned = L"<" + assigned + text + KxTools::String(1);
+    EXPECT_EQ(U(assigned), "<MaßMaß1");
+    EXPECT_EQ(U(KxString("Ma\xDF")) + U(KxString("Ma\xC3\x9F")), "MaßMaß");
     EXPECT_EQ(KxString(static_cast<char const*>(nullptr)).Len(), 0);
     EXPECT_EQ(KxString(static_cast<wchar_t const*>(nullptr)).Len(), 0);
     EXPECT_STREQ(static_cast<wchar_t const*>(KxString()), L"");
-    CString trimmed(L" \t x y\r\n");
-    EXPECT_TRUE(trimmed.Trim() == L"x y");
-    EXPECT_EQ(CString(L"a/b/c").ReverseFind(L'/'), 3);
-    EXPECT_TRUE(CString(L"abc").Right(2) == L"bc" && CString(L"abc").Mid(1, 1) == L"b" && CString(L"abc").Left(9) == L"abc");
+    CString const abc(L"abc");
+    EXPECT_TRUE(abc.Right(2) == L"bc" && abc.Mid(1, 1) == L"b" && abc.Left(9) == L"abc" && abc.ReverseFind(L'c') == 2);
+    EXPECT_TRUE(CString(L" \t x y\r\n").Trim() == L"x y");
     EXPECT_EQ(CStringA("\xE4").CompareNoCase(CStringA("\xC4")), 0);
 }
 
@@ -187,7 +179,8 @@ TEST(Resources, TextsByNumber) {
     EXPECT_EQ(U(KxString(KxResId(6002))), "Die Dateigröße überschreitet das erlaubte Maximum von 4 GBytes");
     KxString text;
     text.SPrintf(KxString(KxResId(6151)), L"class KxN::KxNullTag", 7, L"a.scan");
-    EXPECT_EQ(U(text), "Das benötigte Tag vom Typ \"class KxN::KxNullTag\" ( ID = 7 ) existiert nicht in der Datei \"a.scan\"");
+    EXPECT_EQ(U(text),
+              "Das benötigte Tag vom Typ \"class KxN::KxNullTag\" ( ID = 7 ) existiert nicht in der Datei \"a.scan\"");
     EXPECT_EQ(KxString(KxResId(1)).Len() + KxString(KxResId(65535)).Len(), 0);
     EXPECT_EQ(KxString(KxResId(6002, nullptr)).Len(), 0);
     static constexpr SxStringResource texts[] = {{1, "eins"}, {65535, "letzter"}};

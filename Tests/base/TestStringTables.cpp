@@ -24,7 +24,9 @@ protected:
 };
 
 TEST_F(StringTables, OrderedTextsWithEscapes) {
-    ASSERT_EQ(Compile("\xEF\xBB\xBF# comment\r\n\n ; comment\n 300 \"b\\n\\t\\r\\\"\\\\?\"\r\n7\"\xC3\xA4 # ;\" # comment\n65535 \"\""), 0)
+    ASSERT_EQ(Compile("\xEF\xBB\xBF# comment\r\n\n ; comment\n 300 \"b\\n\\t\\r\\\"\\\\?\"\r\n7\"\xC3\xA4 # ;\" # "
+                      "comment\n65535 \"\""),
+              0)
         << m_errors;
     std::string const source = Get("out.cpp");
     std::size_t const first = source.find("{7, \"\\303\\244 # ;\"},\n");

@@ -17,12 +17,8 @@ struct Fragile {
     static inline int copiesLeft = -1;  // -1: no limit
 
     static void Spend() {
-        if (copiesLeft == 0) {
-            throw std::runtime_error("copy");
-        }
-        if (copiesLeft > 0) {
-            --copiesLeft;
-        }
+        if (copiesLeft == 0) throw std::runtime_error("copy");
+        if (copiesLeft > 0) --copiesLeft;
     }
 
     Fragile() { ++live; }
@@ -51,9 +47,7 @@ struct Fragile {
 
 private:
     static void SpendMove() {
-        if constexpr (!NoexceptMove) {
-            Spend();
-        }
+        if constexpr (!NoexceptMove) Spend();
     }
 };
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "Faults.h"
-#include "hbtools/base/syValues.h"
 #include "hbtools/core/syBuf.h"
 
 #include <gtest/gtest.h>
@@ -25,9 +24,7 @@ TYPED_TEST_SUITE(Arrays, AllArrays);
 template <class Container>
 std::string Text(Container const& container) {
     std::string text;
-    for (auto const& element : container) {
-        text += "[" + element + "]";
-    }
+    for (auto const& element : container) text += "[" + element + "]";
     return text;
 }
 
@@ -50,19 +47,6 @@ TYPED_TEST(Arrays, ResizeKeepsTheLeadingElements) {
     copy.Resize(0);
     EXPECT_EQ(copy.Size(), 0U);
     EXPECT_EQ(copy.begin(), copy.end());
-}
-
-TEST(KxTMem, ZeroLengthIsANullPointer) {
-    KxTMem<double> mem(5);
-    EXPECT_EQ(std::accumulate(mem.begin(), mem.end(), 0.0), 0.0);
-    double const* const before = mem.Data();
-    mem.Resize(5);
-    EXPECT_EQ(mem.Data(), before);
-    mem.Resize(0);
-    EXPECT_EQ(mem.Data(), nullptr);
-    KxTArray<int> array(3);
-    array.Resize(0);
-    EXPECT_EQ(array.Data(), nullptr);
 }
 
 TEST(KxTMem, ResizeIsTheFirstVirtualOperationAndFillTheThird) {
@@ -91,14 +75,10 @@ TYPED_TEST(ArraysOfFragile, AFailureLeavesTheArrayAsItWas) {
     using Element = std::remove_reference_t<decltype(std::declval<TypeParam&>()[0])>;
     {
         TypeParam array(5);
-        for (int i = 0; i < 5; ++i) {
-            *(array.begin() + i) = Element(i);
-        }
+        for (int i = 0; i < 5; ++i) *(array.begin() + i) = Element(i);
         auto const isWhole = [&array] {
             EXPECT_EQ(array.Size(), 5U);
-            for (int i = 0; i < 5; ++i) {
-                EXPECT_EQ(*(array.begin() + i), Element(i)) << i;
-            }
+            for (int i = 0; i < 5; ++i) EXPECT_EQ(*(array.begin() + i), Element(i)) << i;
         };
         EXPECT_EQ(FailAtEachCopy<Element>([&array] { TypeParam copy(array); }, isWhole), 5);
         TypeParam target(2);
@@ -110,43 +90,40 @@ TYPED_TEST(ArraysOfFragile, AFailureLeavesTheArrayAsItWas) {
     EXPECT_EQ(Element::live, 0);
 }
 
-TEST(KxTArray, ANegativeCountIsRefused) {
+TEST(KxTArray, AnImpossibleCountIsRefusedAndNoneIsNull) {
     KxTArray<int> array(2);
     KxTDynArray<int> grown(2);
     EXPECT_THROW(array.Resize(-1), std::bad_array_new_length);
     EXPECT_THROW(KxTArray<int>(-5), std::bad_array_new_length);
     EXPECT_THROW(grown.Resize(-1), std::bad_array_new_length);
     EXPECT_EQ(array.Size() + grown.Size(), 4);
+    array.Resize(0);
+    EXPECT_EQ(array.Data(), nullptr);
+    KxTMem<double> mem(5);
+    EXPECT_EQ(std::accumulate(mem.begin(), mem.end(), 0.0), 0.0);
+    mem.Resize(0);
+    EXPECT_EQ(mem.Data(), nullptr);
 }
 
 TEST(KxTDynArray, GrowsAtConstantCostPerElement) {
-    for (int const n : {1000, 10000}) {
-        KxTDynArray<int> array;
-        int allocations = 0;
-        for (int i = 0; i < n; ++i) {
-            int const before = array.Capacity();
-            array.Add(i);
-            allocations += array.Capacity() != before;
-        }
-        EXPECT_LE(allocations, 12) << n;
-        EXPECT_EQ(array[n - 1], n - 1);
-    }
+    KxTDynArray<int> array;
     KxTBlockMem<int> block;
     int moves = 0;
     for (int i = 1; i <= 10000; ++i) {
-        int const* const before = block.Data();
+        int const before = array.Capacity();
+        int const* const place = block.Data();
+        array.Add(i);
         block.Resize(i);
-        moves += block.Data() != before;
+        moves += (array.Capacity() != before) + (block.Data() != place);
     }
-    EXPECT_LE(moves, 12);
+    EXPECT_LE(moves, 24);
+    EXPECT_EQ(array[9999], 10000);
 }
 
 TEST(KxTDynArray, AddTakesItsOwnElementsAndLosesNothing) {
     KxTDynArray<std::string> array;
     array.Add("a text too long for the object itself");
-    for (int i = 0; i < 100; ++i) {
-        array.Add(array[0]);
-    }
+    for (int i = 0; i < 100; ++i) array.Add(array[0]);
     EXPECT_EQ(array[100], array[0]);
     array.Clear();
     EXPECT_GE(array.Capacity(), 101);
@@ -156,28 +133,13 @@ TEST(KxTDynArray, AddTakesItsOwnElementsAndLosesNothing) {
     using Element = Fragile<false>;
     {
         KxTDynArray<Element> fragile;
-        for (int i = 0; i < 8; ++i) {
-            fragile.Add(Element(i));
-        }
+        for (int i = 0; i < 8; ++i) fragile.Add(Element(i));
         ASSERT_EQ(fragile.Capacity(), 8);
-        FailAtEachCopy<Element>([&] { fragile.Add(fragile[3]); }, [&] {
-            ASSERT_EQ(fragile.Size(), 8);
-            EXPECT_EQ(fragile[7], Element(7));
-        });
+        FailAtEachCopy<Element>([&] { fragile.Add(fragile[3]); },
+                                [&] { ASSERT_TRUE(fragile.Size() == 8 && fragile[7] == Element(7)); });
         EXPECT_EQ(fragile[8], Element(3));
     }
     EXPECT_EQ(Element::live, 0);
-}
-
-TEST(Values, MembersStandInTheOrderOfTheConstructor) {
-    KxTRectangle<short> const rectangle(1, 2, 3, 4);
-    EXPECT_EQ(rectangle.left * 1000 + rectangle.top * 100 + rectangle.right * 10 + rectangle.bottom, 1234);
-    EXPECT_EQ((KxTRange<long>(-1, 5).maximum), 5);
-    EXPECT_EQ((KxTFloatRange<double>(-1, 5).minimum), -1);
-    EXPECT_NE((KxTPair<int>(1, 2)), (KxTPair<int>(2, 1)));
-    EXPECT_EQ((KxTSize<short>(3, 4).height), 4);
-    EXPECT_EQ((KxTCoor<float>(1, 2, 3).z), 3.0F);
-    EXPECT_EQ((KxTCoor<float>()), (KxTCoor<float>(0, 0, 0)));
 }
 
 }  // namespace

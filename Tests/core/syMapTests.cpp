@@ -20,17 +20,13 @@ KxTIntegerHashFunction<int> const g_intHash;
 template <class Map>
 std::string Order(Map const& map) {
     std::string text;
-    for (auto const& element : map) {
-        text += std::to_string(element.key) + "=" + std::to_string(element.value) + " ";
-    }
+    for (auto const& element : map) text += std::to_string(element.key) + "=" + std::to_string(element.value) + " ";
     return text;
 }
 
 KxTMap<int, int> Sample(KxTHashFunction<int> const* hash, int buckets) {
     KxTMap<int, int> map(hash, buckets);
-    for (int const key : {3, 1, 4, 11, 15, 92, 65}) {
-        map[key] = key * 10;
-    }
+    for (int const key : {3, 1, 4, 11, 15, 92, 65}) map[key] = key * 10;
     return map;
 }
 
@@ -39,9 +35,7 @@ TEST(KxTMap, IteratesBucketByBucketTheLaterFirst) {
     EXPECT_EQ(Order(Sample(nullptr, 10)), "65=650 92=920 15=150 11=110 4=40 1=10 3=30 ");
     EXPECT_EQ(Order(Sample(&g_intHash, 0)), "65=650 92=920 15=150 11=110 4=40 1=10 3=30 ");
     KxTMap<int, int> negative(&g_intHash, 10);
-    negative[-1] = 1;  // 4294967295 % 10 is 5
-    negative[4] = 2;
-    negative[6] = 3;
+    negative[-1] = 1, negative[4] = 2, negative[6] = 3;  // 4294967295 % 10 is 5
     EXPECT_EQ(Order(negative), "4=2 -1=1 6=3 ");
 }
 
@@ -99,28 +93,20 @@ TEST(KxTMap, FindsInsertsAndRemoves) {
 TEST(KxTMap, StringsCompareByTheirText) {
     KxStringHashFunction const hash;
     KxTMap<CString, int> map(&hash, 11);
-    CString const key(L"Deutsch");
-    CString const shared(key);
-    map[key] = 1;
+    map[CString(L"Deutsch")] = 1;
     map[CString(L"deutsch")] = 2;
-    EXPECT_EQ(map[shared] * 10 + map[CString(L"Deutsch")], 11);
-    EXPECT_EQ(map.Count(), 2);
+    EXPECT_EQ(map[CString(L"Deutsch")] * 10 + map.Count(), 12);
 }
 
 TEST(KxTMap, AFailureLeavesTheMapAsItWas) {
     using Value = Fragile<false>;
     {
-        KxTMap<int, Value> map(&g_intHash, 5);
-        KxTMap<int, Value> target(&g_intHash, 5);
-        for (int i = 0; i < 9; ++i) {
-            map[i] = Value(i);
-        }
+        KxTMap<int, Value> map(&g_intHash, 5), target(&g_intHash, 5);
+        for (int i = 0; i < 9; ++i) map[i] = Value(i);
         target[100] = Value(1);
         FailAtEachCopy<Value>([&] { KxTMap<int, Value> copy(map); }, [] { ASSERT_EQ(Value::live, 10); });
-        FailAtEachCopy<Value>([&] { target = map; }, [&target] {
-            ASSERT_EQ(target.Count(), 1);
-            ASSERT_EQ(target.Find(100)->value, Value(1));
-        });
+        FailAtEachCopy<Value>([&] { target = map; },
+                              [&] { ASSERT_TRUE(target.Count() == 1 && target.Find(100)->value == Value(1)); });
         EXPECT_EQ(target.Find(8)->value, Value(8));
     }
     EXPECT_EQ(Value::live, 0);
@@ -137,12 +123,10 @@ TEST(HashFunctions, HaveTheirFixedValues) {
         {L"\u00FC", 5381 * 33 + 0xFC},
         {L"\U0001F600", (5381U * 33 + 0xD83D) * 33 + 0xDE00},  // two units in every stored form
         {L"\U0010FFFF", (5381U * 33 + 0xDBFF) * 33 + 0xDFFF},
-        {L"hello, world", 0xB0E4250DU},        // wraps at 32 bits
+        {L"hello, world", 0xB0E4250DU},  // wraps at 32 bits
     };
     KxStringHashFunction const stringHash;
-    for (auto const& c : texts) {
-        EXPECT_EQ(stringHash.Value(CString(c.text)), c.value);
-    }
+    for (auto const& c : texts) EXPECT_EQ(stringHash.Value(CString(c.text)), c.value);
     EXPECT_EQ(KxTIntegerHashFunction<short>().Value(-2), 0xFFFFFFFEU);
     EXPECT_EQ(KxTIntegerHashFunction<int>().Value(-2), 0xFFFFFFFEU);
     EXPECT_EQ(KxTIntegerHashFunction<long>().Value(-2), 0xFFFFFFFEU);

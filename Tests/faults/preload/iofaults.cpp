@@ -4,7 +4,7 @@
 // Preloaded into a program, this lets one of its calls of the system fail. The environment says which:
 //
 //     HBTOOLS_IOFAULTS_UNDER   only files below this folder, and the folder itself, are touched
-//     HBTOOLS_IOFAULTS_CALL    open, read, write, fsync, rename, close, truncate or mkdir
+//     HBTOOLS_IOFAULTS_CALL    open, read, write, copy, fsync, rename, chmod, close, truncate or mkdir
 //     HBTOOLS_IOFAULTS_NUMBER  which of these calls fails, counted from 1
 //     HBTOOLS_IOFAULTS_ERROR   the system error number; 0: reads and writes move one byte instead
 //     HBTOOLS_IOFAULTS_TIMES   once, lasting (that call and all later ones), alternating (that one, not the next, ...)
@@ -161,6 +161,11 @@ DEFINE_AT(pread64, "read", void*)
 DEFINE_AT(pwrite, "write", void const*)
 DEFINE_AT(pwrite64, "write", void const*)
 
+ssize_t copy_file_range(int from, off_t* fromOffset, int to, off_t* toOffset, std::size_t count, unsigned flags) {
+    return Move("copy", to, count,
+                [&](std::size_t part) { return REAL(copy_file_range)(from, fromOffset, to, toOffset, part, flags); });
+}
+
 int fsync(int descriptor) {
     return IsHit("fsync", descriptor) ? -1 : REAL(fsync)(descriptor);
 }
@@ -187,6 +192,9 @@ int renameat(int fromFolder, char const* from, int toFolder, char const* to) noe
 }
 int renameat2(int fromFolder, char const* from, int toFolder, char const* to, unsigned flags) noexcept {
     return IsHit("rename", from) ? -1 : REAL(renameat2)(fromFolder, from, toFolder, to, flags);
+}
+int fchmod(int descriptor, mode_t mode) noexcept {
+    return IsHit("chmod", descriptor) ? -1 : REAL(fchmod)(descriptor, mode);
 }
 int mkdir(char const* path, mode_t mode) noexcept {
     return IsHit("mkdir", path) ? -1 : REAL(mkdir)(path, mode);
