@@ -50,9 +50,10 @@ private:
     void FollowLink(Level& level, int number);
     void TakePayload(int number, ULONGLONG end);
     void FaultCycleAt(ULONGLONG position, ULONGLONG target, ULONGLONG rest) {
-        Fault(FaultCycle, position, target, rest,
-              L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is refused",
-              position, target);
+        Fault(
+            FaultCycle, position, target, rest,
+            L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is refused",
+            position, target);
         m_isBroken = true;
     }
     void FaultShared(ULONGLONG position, ULONGLONG target) {

@@ -42,7 +42,8 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? 0 : 1;
     }
     try {
-        int const result = ScanLab::RunDemo(KxN::KxString(KxN::KxxFromSystemPath(scan)), KxN::KxString(KxN::KxxFromSystemPath(folder)), points);
+        int const result = ScanLab::RunDemo(KxN::KxString(KxN::KxxFromSystemPath(scan)),
+                                            KxN::KxString(KxN::KxxFromSystemPath(folder)), points);
         if (std::fflush(stdout) == 0) return result;
         std::fputs("scanlab: the report could not be written\n", stderr);
     } catch (KxN::CException* exception) {

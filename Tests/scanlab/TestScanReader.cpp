@@ -95,6 +95,9 @@ TEST(ScanReader, Text) {
            {"a count in front", "2\n1 2 3\n4 5 6\n", "2,0: 4 5 6"},
            {"not finite", "nan 1 2\n1 2 3\n1 inf 2\n1.#IND 0 0\n-1.#INF 0 0\n", "1,4: 1 2 3"},
            {"plus signs and exponents", "+1.5e1 -2E-1 .5\n", "1,0: 15 -0.2 0.5"},
+           {"a header without z", "x,y,i\n1,2,3\n", "line 1: there is no column z"},
+           {"a count that lies", "999999\n1 2 3\n", "999999 points are promised and 1 are there"},
+           {"a damaged first line", "12a 2 3\n4 5 6\n", "line 1: \"12a\" is not a number"},
            {"a word", "1 2 3\n4 five 6\n", "line 2: \"five\" is not a number"},
            {"hexadecimal", "1 2 3\n4 0x5 6\n", "line 2: \"0x5\" is not a number"},
            {"too large, and no header", "1 2 1e999\n1 2 3\n", "line 1: \"1e999\" is not a number"},
@@ -115,9 +118,17 @@ TEST(ScanReader, Ply) {
     std::string const skipped =
         "ply\nformat binary_little_endian 1.0\nelement camera 2\nproperty list uchar short a\n"
         "element vertex 1\nproperty float x\nproperty float y\nproperty float z\nend_header\n";
+    // CR alone ends the header's lines, and the first byte of the data is a line feed.
+    std::string carriage =
+        "ply\nformat binary_little_endian 1.0\nelement vertex 1\nproperty char x\nproperty char y\n"
+        "property char z\nend_header\n";
+    std::replace(carriage.begin(), carriage.end(), '\n', '\r');
     Check({{"text", PlyHeader("ascii", "2") + values, "2,0: 4 5 6"},
+           {"CR and a line feed", carriage + "\n\1\2", "1,0: 10 1 2"},
+           {"surplus bytes", carriage + "\n\1\2\3", "there is more behind the last point that is promised"},
            {"little-endian", PlyHeader("binary_little_endian", "2") + binary(false), "1,1: 1.5 2.5 -3"},
            {"big-endian", PlyHeader("binary_big_endian", "2") + binary(true), "1,1: 1.5 2.5 -3"},
+           {"more than promised", PlyHeader("ascii", "1") + "255 1.5 2.5 -3\n3 0 1 2\n", "1,0: 1.5 2.5 -3"},
            {"elements in front",
             skipped + std::string("\x01\x07\x07\x00", 4) + Bytes(1.0F, false) + Bytes(2.0F, false) + Bytes(3.0F, false),
             "1,0: 1 2 3"},
@@ -145,6 +156,10 @@ TEST(ScanReader, Pcd) {
     std::string const point = std::string(2, '\1') + Bytes(1.5F, false) + Bytes(2.5, false) + Bytes<short>(-3, false);
     Check({{"text", PcdHeader("2", "ascii") + "1 1 1.5 2.5 -3\n0 0 nan 5 6\n", "1,1: 1.5 2.5 -3"},
            {"binary", PcdHeader("2", "binary") + point + point, "2,0: 1.5 2.5 -3"},
+           {"more than promised", PcdHeader("1", "binary") + point + point,
+            "there is more behind the last point that is promised"},
+           {"sides that contradict", "VERSION 0.7\nFIELDS x y z\nWIDTH 3\nHEIGHT 1\nPOINTS 2\nDATA ascii\n",
+            "POINTS of the PCD header is not WIDTH times HEIGHT"},
            {"binary cut", PcdHeader("2", "binary") + point, "2 points are promised and 16 bytes are there"},
            {"a count that lies", PcdHeader("9000000000000000000", "binary") + point,
             "9000000000000000000 points are promised and 16 bytes are there"},

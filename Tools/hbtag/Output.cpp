@@ -14,8 +14,8 @@ namespace {
 
 // Controls, and the marks that reorder or hide text on a terminal.
 bool MustEscape(wchar_t c) {
-    return c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x061c || c == 0x200e || c == 0x200f || (c >= 0x2028 && c <= 0x202e) ||
-           (c >= 0x2066 && c <= 0x2069) || c == 0xfeff || (c >= 0xd800 && c <= 0xdfff);
+    return c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x061c || c == 0x200e || c == 0x200f ||
+           (c >= 0x2028 && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069) || c == 0xfeff || (c >= 0xd800 && c <= 0xdfff);
 }
 
 }  // namespace

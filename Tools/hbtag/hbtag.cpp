@@ -51,7 +51,8 @@ int main(int argc, char** argv) {
     ls->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
     dump->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
     dump->add_option("--values", options.values, "Values shown of each payload, -1 for all")
-        ->check(CLI::Range(-1LL, 1LL << 40))->capture_default_str();
+        ->check(CLI::Range(-1LL, 1LL << 40))
+        ->capture_default_str();
 
     try {
         app.parse(argc, argv);
