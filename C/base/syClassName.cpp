@@ -3,11 +3,11 @@
 #include "hbtools/base/syClassName.h"
 
 #include <cstdlib>
-#include <cxxabi.h>
 #include <memory>
 #include <mutex>
 #include <typeindex>
 #include <unordered_map>
+#include <cxxabi.h>
 
 namespace KxN {
 
@@ -15,8 +15,8 @@ namespace {
 
 KxString MakeName(std::type_info const& type) {
     int status = 0;
-    std::unique_ptr<char, decltype(&std::free)> const name(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+    std::unique_ptr<char, decltype(&std::free)> const name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
+                                                           &std::free);
     return KxString(L"class ") + KxString(name ? name.get() : type.name());
 }
 

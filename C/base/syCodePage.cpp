@@ -88,7 +88,8 @@ std::unique_ptr<CodePage> MakeCodePage(unsigned codePage) {
         int32_t const length = ucnv_toUChars(converter.get(), units, 4, &byte, 1, &error);
         bool const known = U_SUCCESS(error) && length == 1 && units[0] != 0xFFFD;
         // As in Windows-1252: what is open among the controls stands for the control of the same number.
-        characters[i] = known ? static_cast<wchar_t>(units[0]) : static_cast<wchar_t>(i >= 0x80 && i < 0xA0 ? i : 0xFFFD);
+        characters[i] =
+            known ? static_cast<wchar_t>(units[0]) : static_cast<wchar_t>(i >= 0x80 && i < 0xA0 ? i : 0xFFFD);
     }
     return std::make_unique<CodePage>(characters);
 }

@@ -122,8 +122,8 @@ KxString TextOrEmpty(std::wstring const* text) {
 }
 
 [[noreturn]] void ThrowNotStored(int error, KxString const& key, KxString const& group, KxString const& path) {
-    KxString const reason = error == KxTools::notStorable ? KxString(KxResId(text::KeyNotStorable))
-                                                          : KxString(std::strerror(error));
+    KxString const reason =
+        error == KxTools::notStorable ? KxString(KxResId(text::KeyNotStorable)) : KxString(std::strerror(error));
     KxString message;
     message.SPrintf(KxString(KxResId(text::KeyNotStored)), key, group, path, reason);
     throw new KxFileException(L"syConfig", __LINE__, message);

@@ -13,8 +13,12 @@ namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 
-constexpr bool IsSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
-constexpr char32_t Code(wchar_t c) { return static_cast<char32_t>(c); }
+constexpr bool IsSurrogate(char32_t c) {
+    return c >= 0xD800 && c <= 0xDFFF;
+}
+constexpr char32_t Code(wchar_t c) {
+    return static_cast<char32_t>(c);
+}
 
 /// Number of ASCII bytes at the start.
 std::size_t AsciiPrefix(std::string_view bytes) {
@@ -94,8 +98,12 @@ std::array<wchar_t, 256> MakeLatinMap() {
     return map;
 }
 
-wchar_t IcuUpper(wchar_t c) { return static_cast<wchar_t>(u_toupper(static_cast<UChar32>(c))); }
-wchar_t IcuLower(wchar_t c) { return static_cast<wchar_t>(u_tolower(static_cast<UChar32>(c))); }
+wchar_t IcuUpper(wchar_t c) {
+    return static_cast<wchar_t>(u_toupper(static_cast<UChar32>(c)));
+}
+wchar_t IcuLower(wchar_t c) {
+    return static_cast<wchar_t>(u_tolower(static_cast<UChar32>(c)));
+}
 
 }  // namespace
 

@@ -47,7 +47,9 @@ KxString Reason(int error, ProofMode mode) {
 /// Both streams' Proof.
 void ThrowIfFailed(std::wios const& stream, KxFileBuffer const& buffer, ProofMode mode) {
     if (!stream.fail()) return;
-    unsigned short const id = mode == ProofOpen ? text::OpenFailed : mode == ProofWrite ? text::WriteFailed : text::ReadFailed;
+    unsigned short const id = mode == ProofOpen    ? text::OpenFailed
+                              : mode == ProofWrite ? text::WriteFailed
+                                                   : text::ReadFailed;
     KxString message;
     message.SPrintf(KxString(KxResId(id)), buffer.GetPathName(), Reason(buffer.GetError(), mode));
     throw new KxFileException(L"syFileStream", __LINE__, message);
@@ -60,8 +62,8 @@ struct KxFileBuffer::File {
     bool isBinary = false;
     bool isEncodingKnown = false;
     KxTextEncoding encoding = KxTextEncoding::Utf8;
-    std::string held;        // bytes read that are not whole characters yet
-    std::wstring decoded;    // what stands in the get area
+    std::string held;                    // bytes read that are not whole characters yet
+    std::wstring decoded;                // what stands in the get area
     std::array<wchar_t, chunk> pending;  // the put area
 };
 

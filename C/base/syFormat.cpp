@@ -15,9 +15,15 @@
 
 namespace KxN::detail {
 
-std::wstring_view ViewOf(KxTools::String const& text) { return text.View(); }
-std::wstring_view ViewOf(CStringT<wchar_t> const& text) { return text.View(); }
-std::string_view ViewOf(CStringT<char> const& text) { return text.View(); }
+std::wstring_view ViewOf(KxTools::String const& text) {
+    return text.View();
+}
+std::wstring_view ViewOf(CStringT<wchar_t> const& text) {
+    return text.View();
+}
+std::string_view ViewOf(CStringT<char> const& text) {
+    return text.View();
+}
 
 namespace {
 
@@ -81,17 +87,24 @@ private:
         Conversion c;
         ++m_position;  // the percent sign
         for (bool more = true; more;) {
-            if (Accept(L'-')) c.left = true;
-            else if (Accept(L'+')) c.plus = true;
-            else if (Accept(L' ')) c.blank = true;
-            else if (Accept(L'#')) c.alternative = true;
-            else if (Accept(L'0')) c.zero = true;
-            else more = false;
+            if (Accept(L'-'))
+                c.left = true;
+            else if (Accept(L'+'))
+                c.plus = true;
+            else if (Accept(L' '))
+                c.blank = true;
+            else if (Accept(L'#'))
+                c.alternative = true;
+            else if (Accept(L'0'))
+                c.zero = true;
+            else
+                more = false;
         }
         int const width = ParseNumber(0);
         c.left = c.left || width < 0;
         c.width = std::min(std::abs(width), m_limits.formatWidth);
-        if (Accept(L'.')) c.precision = std::clamp(ParseNumber(0), -1, std::clamp(m_limits.formatPrecision, 0, mostPrecision));
+        if (Accept(L'.'))
+            c.precision = std::clamp(ParseNumber(0), -1, std::clamp(m_limits.formatPrecision, 0, mostPrecision));
         ParseLength(c);
         if (m_position == m_format.size()) return std::nullopt;
         c.kind = m_format[m_position];
@@ -147,8 +160,9 @@ private:
         if (auto const* const character = std::get_if<wchar_t>(&argument)) return Character(c, *character);
         if (auto const* const number = std::get_if<double>(&argument)) return Floating(c, *number);
         if (auto const* const number = std::get_if<long long>(&argument))
-            return Integer(c, *number < 0, *number < 0 ? 0 - static_cast<unsigned long long>(*number)
-                                                       : static_cast<unsigned long long>(*number));
+            return Integer(
+                c, *number < 0,
+                *number < 0 ? 0 - static_cast<unsigned long long>(*number) : static_cast<unsigned long long>(*number));
         if (auto const* const number = std::get_if<unsigned long long>(&argument)) return Integer(c, false, *number);
         Pointer(c, std::get<void const*>(argument));
     }
@@ -244,7 +258,9 @@ private:
                 else
                     Append(digits, magnitude, std::chars_format::hex, precision);
                 break;
-            default: fmt::format_to(std::back_inserter(digits), "{}", magnitude); return;  // the shortest that reads back
+            default:
+                fmt::format_to(std::back_inserter(digits), "{}", magnitude);
+                return;  // the shortest that reads back
         }
         std::string_view const text(digits.data(), digits.size());
         if (!c.alternative || text.find('.') != text.npos) return;

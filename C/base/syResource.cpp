@@ -18,10 +18,8 @@ constinit CDynLinkLibrary* const g_pHbToolsModule = &g_hbToolsModule;
 
 std::string_view CDynLinkLibrary::FindText(unsigned short id) const {
     SxStringResource const* const end = m_texts + *m_count;
-    SxStringResource const* const found =
-        std::lower_bound(m_texts, end, id, [](SxStringResource const& entry, unsigned short key) {
-            return entry.id < key;
-        });
+    SxStringResource const* const found = std::lower_bound(
+        m_texts, end, id, [](SxStringResource const& entry, unsigned short key) { return entry.id < key; });
     return found != end && found->id == id ? std::string_view(found->text) : std::string_view();
 }
 

@@ -37,7 +37,9 @@ wchar_t Same(wchar_t character) {
 
 template <wchar_t (*Map)(wchar_t)>
 StringCompare CompareMapped(std::wstring_view a, std::wstring_view b, int count) {
-    std::size_t const most = count < 0 ? 0 : count == WholeText ? std::wstring_view::npos : static_cast<std::size_t>(count);
+    std::size_t const most = count < 0            ? 0
+                             : count == WholeText ? std::wstring_view::npos
+                                                  : static_cast<std::size_t>(count);
     a = a.substr(0, most);
     b = b.substr(0, most);
     std::size_t const common = std::min(a.size(), b.size());

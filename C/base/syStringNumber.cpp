@@ -10,8 +10,12 @@
 
 namespace {
 
-bool IsDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
-bool IsSign(wchar_t c) { return c == L'+' || c == L'-'; }
+bool IsDigit(wchar_t c) {
+    return c >= L'0' && c <= L'9';
+}
+bool IsSign(wchar_t c) {
+    return c == L'+' || c == L'-';
+}
 
 std::size_t CountDigits(std::wstring_view text) {
     std::size_t count = 0;
@@ -103,8 +107,8 @@ T ReadFloat(std::wstring_view text) {
 namespace KxTools {
 
 String::operator long() const {
-    return static_cast<long>(ReadInteger(m_text, std::numeric_limits<std::int32_t>::min(),
-                                         std::numeric_limits<std::int32_t>::max()));
+    return static_cast<long>(
+        ReadInteger(m_text, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
 }
 
 String::operator unsigned long() const {
@@ -112,8 +116,8 @@ String::operator unsigned long() const {
 }
 
 String::operator short() const {
-    return static_cast<short>(ReadInteger(m_text, std::numeric_limits<short>::min(),
-                                          std::numeric_limits<short>::max()));
+    return static_cast<short>(
+        ReadInteger(m_text, std::numeric_limits<short>::min(), std::numeric_limits<short>::max()));
 }
 
 }  // namespace KxTools

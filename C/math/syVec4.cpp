@@ -9,8 +9,7 @@ namespace KxN {
 template <class Vector, class Scalar, std::size_t Components>
 constexpr bool IsExactly =
     sizeof(Vector) == Components * sizeof(Scalar) && alignof(Vector) == alignof(Scalar) &&
-    std::is_trivially_copyable_v<Vector> && std::is_standard_layout_v<Vector> &&
-    std::is_trivially_destructible_v<Vector>;
+    std::is_trivially_copyable_v<Vector>&& std::is_standard_layout_v<Vector>&& std::is_trivially_destructible_v<Vector>;
 
 static_assert(IsExactly<KxVec2s, short, 2> && IsExactly<KxVec2i, int, 2>);
 static_assert(IsExactly<KxVec2f, float, 2> && IsExactly<KxVec2d, double, 2>);

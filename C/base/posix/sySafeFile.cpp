@@ -7,9 +7,9 @@
 #include "hbtools/base/syException.h"
 
 #include <cerrno>
+#include <vector>
 #include <sys/stat.h>
 #include <sys/xattr.h>
-#include <vector>
 
 namespace KxN {
 

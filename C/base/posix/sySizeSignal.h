@@ -23,8 +23,7 @@ public:
         int const keep = errno;
         if (m_take) {
             timespec const now = {0, 0};
-            while (sigtimedwait(&m_signal, nullptr, &now) < 0 && errno == EINTR) {
-            }
+            while (sigtimedwait(&m_signal, nullptr, &now) < 0 && errno == EINTR) {}
         }
         pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
         errno = keep;

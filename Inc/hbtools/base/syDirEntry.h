@@ -78,7 +78,7 @@ public:
     int GetKind() const { return m_isDirectory ? 1 : 0; }
     bool Exists() const { return m_exists; }
     bool IsFile() const { return m_isFile; }
-    unsigned long long GetSize() const { return m_size; }  ///< Bytes, 0 unless it is a file.
+    unsigned long long GetSize() const { return m_size; }       ///< Bytes, 0 unless it is a file.
     KxN::KxDateTime GetModified() const { return m_modified; }  ///< Local time, not set if nothing is there.
 
 private:

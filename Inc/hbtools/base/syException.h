@@ -242,7 +242,8 @@ private:
 /// A stored version is not the one that is needed.
 class KX_API KxVersionException : public KxRuntimeException {
 public:
-    KxVersionException(KxString const& file, unsigned long line, KxString const& name, KxVersion found, KxVersion needed);
+    KxVersionException(KxString const& file, unsigned long line, KxString const& name, KxVersion found,
+                       KxVersion needed);
     KxString GetName() const { return m_name; }
     KxVersion GetFound() const { return m_found; }
     KxVersion GetNeeded() const { return m_needed; }

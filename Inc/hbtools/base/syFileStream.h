@@ -29,10 +29,10 @@ namespace KxN {
 /// Open modes; the sum of what applies. Do not renumber.
 enum KxFileMode {
     KxFileModeIn = 1,
-    KxFileModeOut = 2,       ///< Empties the file unless In, AtEnd or Append is given as well.
-    KxFileModeAtEnd = 4,     ///< Keeps what is there and starts behind it.
-    KxFileModeAppend = 8,    ///< Keeps what is there; every write goes to the end.
-    KxFileModeTruncate = 16, ///< Empties the file.
+    KxFileModeOut = 2,        ///< Empties the file unless In, AtEnd or Append is given as well.
+    KxFileModeAtEnd = 4,      ///< Keeps what is there and starts behind it.
+    KxFileModeAppend = 8,     ///< Keeps what is there; every write goes to the end.
+    KxFileModeTruncate = 16,  ///< Empties the file.
     KxFileModeBinary = 32
 };
 

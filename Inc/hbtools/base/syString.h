@@ -138,9 +138,18 @@ public:
     C GetAt(int index) const { return m_text[static_cast<std::size_t>(index)]; }
     void SetAt(int index, C character) { m_text[static_cast<std::size_t>(index)] = character; }
 
-    CStringT& operator+=(CStringT const& text) { m_text += text.m_text; return *this; }
-    CStringT& operator+=(C const* text) { if (text) m_text += text; return *this; }
-    CStringT& operator+=(C character) { m_text += character; return *this; }
+    CStringT& operator+=(CStringT const& text) {
+        m_text += text.m_text;
+        return *this;
+    }
+    CStringT& operator+=(C const* text) {
+        if (text) m_text += text;
+        return *this;
+    }
+    CStringT& operator+=(C character) {
+        m_text += character;
+        return *this;
+    }
 
     /// Negative, 0 or positive, by code; the second form without regard to case.
     int Compare(CStringT const& other) const { return m_text.compare(other.m_text); }
@@ -154,15 +163,21 @@ public:
     int Find(CStringT const& text, int from = 0) const;
     int Find(C character, int from = 0) const;
     int ReverseFind(C character) const;
-    CStringT& TrimLeft();   ///< Blanks, tabs and line ends.
+    CStringT& TrimLeft();  ///< Blanks, tabs and line ends.
     CStringT& TrimRight();
     CStringT& Trim() { return TrimRight().TrimLeft(); }
 
     friend bool operator==(CStringT const& a, CStringT const& b) { return a.m_text == b.m_text; }
     friend bool operator==(CStringT const& a, C const* b) { return a.m_text == (b ? b : std::basic_string<C>()); }
     friend auto operator<=>(CStringT const& a, CStringT const& b) { return a.m_text <=> b.m_text; }
-    friend CStringT operator+(CStringT a, CStringT const& b) { a += b; return a; }
-    friend CStringT operator+(CStringT a, C const* b) { a += b; return a; }
+    friend CStringT operator+(CStringT a, CStringT const& b) {
+        a += b;
+        return a;
+    }
+    friend CStringT operator+(CStringT a, C const* b) {
+        a += b;
+        return a;
+    }
     friend CStringT operator+(C const* a, CStringT const& b) { return CStringT(a) += b; }
 
 private:
@@ -206,9 +221,13 @@ public:
     wchar_t& operator[](int index) { return m_text[static_cast<std::size_t>(index)]; }
     wchar_t operator[](int index) const { return m_text[static_cast<std::size_t>(index)]; }
     template <std::integral T>
-    wchar_t& operator[](T index) { return m_text[static_cast<std::size_t>(index)]; }
+    wchar_t& operator[](T index) {
+        return m_text[static_cast<std::size_t>(index)];
+    }
     template <std::integral T>
-    wchar_t operator[](T index) const { return m_text[static_cast<std::size_t>(index)]; }
+    wchar_t operator[](T index) const {
+        return m_text[static_cast<std::size_t>(index)];
+    }
 
     /// Replaces the content by a formatted text; see syFormat.h. Arguments may be the string itself.
     template <class... Arguments>

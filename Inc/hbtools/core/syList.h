@@ -41,8 +41,7 @@ private:
         Walker() = default;
         explicit Walker(SNode* node) : m_node(node) {}
         template <class Other>
-            requires std::is_same_v<Other const, E>
-        Walker(Walker<Other> const& other) : m_node(other.m_node) {}
+        requires std::is_same_v<Other const, E> Walker(Walker<Other> const& other) : m_node(other.m_node) {}
 
         E& operator*() const { return m_node->value; }
         E* operator->() const { return &m_node->value; }

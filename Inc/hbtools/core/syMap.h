@@ -52,8 +52,7 @@ private:
             SkipEmptyBuckets();
         }
         template <class Other>
-            requires std::is_same_v<Other const, E>
-        Walker(Walker<Other> const& other)
+        requires std::is_same_v<Other const, E> Walker(Walker<Other> const& other)
             : m_element(other.m_element), m_bucket(other.m_bucket), m_end(other.m_end) {}
 
         E& operator*() const { return *m_element; }

@@ -56,8 +56,7 @@ class KX_API KxTSVQueue {
         Walker() = default;
         explicit Walker(SBlock const* block) { Enter(block); }
         template <class Other>
-            requires std::is_same_v<Other const, E>
-        Walker(Walker<Other> const& other)
+        requires std::is_same_v<Other const, E> Walker(Walker<Other> const& other)
             : m_element(other.m_element), m_blockEnd(other.m_blockEnd), m_block(other.m_block) {}
 
         E& operator*() const { return *m_element; }

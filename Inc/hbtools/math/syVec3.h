@@ -180,12 +180,8 @@ public:
         return KxVec3d(KxMath::Abs(m_values[0]), KxMath::Abs(m_values[1]), KxMath::Abs(m_values[2]));
     }
     /// Component by component; Div does not look for zeros.
-    KxVec3d Mult(KxVec3d const& v) const {
-        return KxVec3d(m_values[0] * v[0], m_values[1] * v[1], m_values[2] * v[2]);
-    }
-    KxVec3d Div(KxVec3d const& v) const {
-        return KxVec3d(m_values[0] / v[0], m_values[1] / v[1], m_values[2] / v[2]);
-    }
+    KxVec3d Mult(KxVec3d const& v) const { return KxVec3d(m_values[0] * v[0], m_values[1] * v[1], m_values[2] * v[2]); }
+    KxVec3d Div(KxVec3d const& v) const { return KxVec3d(m_values[0] / v[0], m_values[1] / v[1], m_values[2] / v[2]); }
     double Dot(KxVec3d const& vector) const { return detail::DotWidened(m_values, vector.m_values); }
     double Dot(KxVec3f const& vector) const { return Dot(KxVec3d(vector)); }
     KxVec3d Cross(KxVec3d const& vector) const {

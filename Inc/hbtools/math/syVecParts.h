@@ -47,9 +47,15 @@ constexpr S Difference(S a, S b) {
 constexpr int Scaled(int a, int factor) {
     return static_cast<int>(static_cast<unsigned int>(a) * static_cast<unsigned int>(factor));
 }
-constexpr short Scaled(short a, double factor) { return static_cast<short>(KxMath::Truncate(a * factor)); }
-constexpr float Scaled(float a, double factor) { return static_cast<float>(static_cast<double>(a) * factor); }
-constexpr double Scaled(double a, double factor) { return a * factor; }
+constexpr short Scaled(short a, double factor) {
+    return static_cast<short>(KxMath::Truncate(a * factor));
+}
+constexpr float Scaled(float a, double factor) {
+    return static_cast<float>(static_cast<double>(a) * factor);
+}
+constexpr double Scaled(double a, double factor) {
+    return a * factor;
+}
 
 template <class S, std::size_t N>
 void AddTo(S (&a)[N], S const (&b)[N]) {
