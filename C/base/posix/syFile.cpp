@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t windowCapacity = 256 * 1024;
 constexpr std::size_t pageSize = 4096;          // what a read out of order fetches
 constexpr std::size_t directSize = 128 * 1024;  // reads and writes from here on pass by the window
-constexpr std::size_t keptSize = 64 * 1024;     // of a full window, when it moves on
+constexpr std::size_t keptSize = 8 * 1024;      // of a full window, when it moves on
 constexpr ULONGLONG positionLimit = 1ULL << 63;
 // From here on nothing is held in the window, so that no offset in it can leave the limit.
 constexpr ULONGLONG windowLimit = positionLimit - windowCapacity;
