@@ -145,7 +145,8 @@ TEST(Archive, TextLengthPrefixHasItsForms) {
         for (bool const wide : {false, true}) {
             std::string const hex = (wide ? "ff fe ff " : "") + std::string(prefix), bytes = FromHex(hex);
             SCOPED_TRACE(hex);
-            EXPECT_EQ(Stored([&](CArchive& archive) { AfxWriteStringLength(archive, length, wide); }), hex);
+            EXPECT_EQ(Stored([&, size = length](CArchive& archive) { AfxWriteStringLength(archive, size, wide); }),
+                      hex);
             int charSize = 0;
             for (std::size_t cut = 0; cut < bytes.size(); ++cut) {  // every prefix that is cut says so
                 Source part(bytes.substr(0, cut));

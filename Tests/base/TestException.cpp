@@ -323,3 +323,10 @@ TEST(ClassName, IsTheTextThatFilesHold) {
 }
 
 }  // namespace
+
+TEST(Exceptions, RuntimeClassesKnowTheirAncestors) {
+    CRuntimeClass const derived = {"Derived", &CObject::classCObject, nullptr};
+    EXPECT_TRUE(derived.IsDerivedFrom(&CObject::classCObject) && derived.IsDerivedFrom(&derived));
+    EXPECT_FALSE(CObject::classCObject.IsDerivedFrom(&derived));
+    EXPECT_TRUE(CException().IsKindOf(&CObject::classCObject));
+}

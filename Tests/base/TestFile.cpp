@@ -244,7 +244,8 @@ TEST_F(RealFile, RefusesPositionsThatNoFileHas) {
     constexpr LONGLONG last = std::numeric_limits<LONGLONG>::max();
     std::pair<LONGLONG, UINT> const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {-last - 1, 0}, {0, 3}};
     for (auto const& [offset, from] : bad) {
-        EXPECT_EQ(CauseOf([&] { file.Seek(offset, from); }), CFileException::badSeek) << offset << " from " << from;
+        EXPECT_EQ(CauseOf([&, to = offset, origin = from] { file.Seek(to, origin); }), CFileException::badSeek)
+            << offset << " from " << from;
         EXPECT_EQ(file.GetPosition(), 3u);
     }
     // The last position is a position, with nothing to read and no room to write.

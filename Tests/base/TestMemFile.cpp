@@ -84,7 +84,7 @@ TEST(MemFile, RefusesImpossiblePlaces) {
     constexpr LONGLONG last = std::numeric_limits<LONGLONG>::max();
     std::pair<LONGLONG, UINT> const bad[] = {{-1, 0}, {-4, 1}, {-4, 2}, {last, 1}, {last, 2}, {0, 3}};
     for (auto const& [offset, from] : bad) {
-        test::Thrown<CFileException>([&] { file.Seek(offset, from); });
+        test::Thrown<CFileException>([&, to = offset, origin = from] { file.Seek(to, origin); });
         EXPECT_EQ(file.GetPosition(), 3u);
     }
     EXPECT_EQ(file.Seek(last, CFile::begin), static_cast<ULONGLONG>(last));

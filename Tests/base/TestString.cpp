@@ -189,3 +189,11 @@ TEST(Resources, TextsByNumber) {
 }
 
 }  // namespace
+
+TEST(String, CharactersAreNoNumbersAndComparisonsTakeAnyText) {
+    KxString text(L"a");
+    text += L'x';
+    EXPECT_TRUE(text == L"ax" && text + L'y' == L"axy" && text < L"b" && text == CString(L"ax"));
+    text = L'z';
+    EXPECT_TRUE(text == L"z");
+}

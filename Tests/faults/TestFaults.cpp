@@ -165,7 +165,8 @@ TEST_F(Faults, SavesLeaveTheOldFileOrTheNewOne) {
             std::string const fresh = Run(row.scenario, old, {}).bytes;
             ASSERT_FALSE(fresh.empty());
             ASSERT_NE(fresh, row.old);
-            for (auto const& [call, errors] : allErrors) {
+            for (auto const& [theCall, errors] : allErrors) {
+                auto const& call = theCall;  // a lambda cannot hold the binding itself
                 int reached = 0, refused = 0, runs = 0;
                 for (int const error : errors) {
                     for (char const* const times : TimesOf(error, errors)) {
