@@ -50,6 +50,7 @@ enum Id : unsigned short {
     FrameworkOle = 2072,
     FrameworkException = 2073,
     SystemReason = 2074,
+    SecondApplication = 2080,
     OpenFailed = 2101,
     ReadFailed = 2102,
     WriteFailed = 2103,

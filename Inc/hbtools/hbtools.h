@@ -28,6 +28,7 @@
 #include "hbtools/base/syTypes.h"
 #include "hbtools/base/syValues.h"
 #include "hbtools/base/syVersion.h"
+#include "hbtools/base/syWinApp.h"
 
 #include "hbtools/core/syArray.h"
 #include "hbtools/core/syBlockHeap.h"

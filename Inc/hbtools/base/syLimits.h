@@ -19,6 +19,8 @@ struct KxLimits {
     int formatWidth = 4096;
     /// Digits or characters that the precision of one conversion in a format may ask for; at most 1024.
     int formatPrecision = 512;
+    /// Calls that may wait in the main thread's queue.
+    std::size_t postedCalls = 1u << 20;
 };
 
 /// The limits of this process.
