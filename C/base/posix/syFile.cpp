@@ -104,12 +104,14 @@ public:
     bool WriteToWindow(BYTE const* source, std::size_t count);
     [[gnu::noinline]] std::size_t ReadSlowly(BYTE* target, std::size_t count);
     [[gnu::noinline]] void WriteSlowly(BYTE const* source, std::size_t count);
-    ULONGLONG SeekFrom(LONGLONG offset, UINT from);
+    [[gnu::noinline]] ULONGLONG SeekFrom(LONGLONG offset, UINT from);
+    ULONGLONG SeekBehindChanges() { return m_position = m_length; }
     BYTE* Touch(ULONGLONG position, std::size_t count);
     BYTE const* Peek(ULONGLONG position, std::size_t count) const;
     /// Writes the changes out; if that fails they stay pending, so that a later attempt can save them.
     int TryWriteOut();
     ULONGLONG Length() const;
+    bool HasChanges() const { return m_hasChanges; }
     void SetLength(ULONGLONG newLength);
     void Sync();
     void Close();
@@ -128,7 +130,6 @@ private:
     void NeedWindow() {
         if (!m_window) m_window.reset(static_cast<BYTE*>(::operator new(windowCapacity, windowAlignment)));
     }
-    bool HasChanges() const { return m_hasChanges; }
     /// True if nothing lies between the bytes and those that were written here.
     bool TouchesOwn(ULONGLONG position, std::size_t count) const {
         return position <= m_ownEnd && position + count >= m_ownBegin;
@@ -420,8 +421,11 @@ ULONGLONG CFile::GetPosition() const {
 }
 
 ULONGLONG CFile::Seek(LONGLONG offset, UINT from) {
-    if (from == begin && offset >= 0 && m_stream) [[likely]]
-        return m_stream->m_position = static_cast<ULONGLONG>(offset);
+    // Records are appended one by one: the end is known while there is something to write out.
+    if (m_stream) [[likely]] {
+        if (from == begin && offset >= 0) return m_stream->m_position = static_cast<ULONGLONG>(offset);
+        if (from == end && offset == 0 && m_stream->HasChanges()) return m_stream->SeekBehindChanges();
+    }
     return Opened().SeekFrom(offset, from);
 }
 
