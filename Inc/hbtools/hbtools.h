@@ -42,7 +42,10 @@
 
 #include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syMath.h"
+#include "hbtools/math/syMathMatrix.h"
+#include "hbtools/math/syMatrix.h"
 #include "hbtools/math/syRangeHistogram.h"
+#include "hbtools/math/syVec.h"
 #include "hbtools/math/syVec2.h"
 #include "hbtools/math/syVec3.h"
 #include "hbtools/math/syVec4.h"
