@@ -52,6 +52,7 @@
 #include "hbtools/math/syVecParts.h"
 
 #include "hbtools/persistence/sy2dArray.h"
+#include "hbtools/persistence/syBinFileHeader.h"
 #include "hbtools/persistence/syCompactArray.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/sySimpleTags.h"
