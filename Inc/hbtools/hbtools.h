@@ -45,6 +45,7 @@
 #include "hbtools/math/syMathMatrix.h"
 #include "hbtools/math/syMatrix.h"
 #include "hbtools/math/syRangeHistogram.h"
+#include "hbtools/math/sySparseMatrix.h"
 #include "hbtools/math/syVec.h"
 #include "hbtools/math/syVec2.h"
 #include "hbtools/math/syVec3.h"
