@@ -42,8 +42,11 @@
 
 #include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syMath.h"
+#include "hbtools/math/syMathException.h"
 #include "hbtools/math/syMathMatrix.h"
 #include "hbtools/math/syMatrix.h"
+#include "hbtools/math/syMatrix3.h"
+#include "hbtools/math/syMatrix4.h"
 #include "hbtools/math/syRangeHistogram.h"
 #include "hbtools/math/sySparseMatrix.h"
 #include "hbtools/math/syVec.h"
