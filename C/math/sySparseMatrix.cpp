@@ -15,13 +15,6 @@ bool IsNonZero(double value) {
     return value < 0.0 || value > 0.0;
 }
 
-template <class T>
-void AddTo(KxTDynArray<T>& array, T value) {
-    if (array.Size() + 1 >= array.Capacity()) [[unlikely]]
-        array.Reserve(std::max(array.Capacity() + array.Capacity() / 2, array.Size() + 1));
-    array.Add(value);
-}
-
 /// The triples arranged by rows, in their order within each row, for many products with vectors of one size.
 class RowForm {
 public:
@@ -138,10 +131,8 @@ void KxSparseMatrix::Reserve(int capacity) {
     m_columns.Reserve(capacity);
 }
 
-void KxSparseMatrix::Add(int row, int column, double value) {
-    AddTo(m_values, value);
-    AddTo(m_rows, row);
-    AddTo(m_columns, column);
+void KxSparseMatrix::Grow() {
+    Reserve(std::max(m_values.Capacity() + m_values.Capacity() / 2, m_values.Size() + 1));
 }
 
 KxVec KxSparseMatrix::operator*(KxVec const& vector) const {

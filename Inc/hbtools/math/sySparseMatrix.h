@@ -26,7 +26,13 @@ public:
     void Clear();  ///< Removes all triples and frees their memory.
     /// Makes room for that many triples.
     void Reserve(int capacity);
-    void Add(int row, int column, double value);
+    void Add(int row, int column, double value) {
+        if (m_values.Size() + 1 >= m_values.Capacity()) [[unlikely]]
+            Grow();
+        m_values.Add(value);
+        m_rows.Add(row);
+        m_columns.Add(column);
+    }
 
     /// The product, of the size of `vector`, summed in the order of the triples.
     KxVec operator*(KxVec const& vector) const;
@@ -39,7 +45,9 @@ public:
     static void Solve(KxSparseMatrix const& A, KxMatrix& X, KxMatrix const& B);
 
 private:
-    KxTDynArray<double> m_values;
+    void Grow();
+
+    KxTDynArray<double> m_values;  // the three have one length and one capacity
     KxTDynArray<int> m_rows;
     KxTDynArray<int> m_columns;
 };
