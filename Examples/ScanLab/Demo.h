@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The main job from end to end: a scan goes into tag files of both forms, comes back, and is compared bit by bit.
+// The main job from end to end: a plane is fitted to a scan, the scan is aligned with a second measurement, goes into tag
+// files of both forms, comes back, and is compared bit by bit. Pictures of the deviations stand beside the files.
 #pragma once
 
 #include <hbtools/base/syString.h>
@@ -11,5 +12,8 @@ namespace ScanLab {
 /// `scanPath` empty: a synthetic plate of `points` points. The files go into `folder`, which is made if need be.
 /// Prints a report; returns the exit code.
 int RunDemo(KxN::KxString const& scanPath, KxN::KxString const& folder, int points);
+
+/// Brings the moving scan onto the fixed one and saves a picture of what is left over. Returns the exit code.
+int RunAlign(KxN::KxString const& fixedPath, KxN::KxString const& movingPath, KxN::KxString const& folder);
 
 }  // namespace ScanLab

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Deviations.h"
 
-#include <hbtools/math/syMath.h>
+#include <hbtools/math/syMatrix3.h>
 
 #include <limits>
 
@@ -17,49 +17,61 @@ constexpr int fitPasses = 6;
 }  // namespace
 
 double Plane::Distance(KxVec3d const& point) const {
-    double const height = point[2] - center[2] - slopeX * (point[0] - center[0]) - slopeY * (point[1] - center[1]);
-    return height / KxMath::Sqrt(1.0 + slopeX * slopeX + slopeY * slopeY);
+    KxVec3d offset(point);
+    offset -= center;
+    return normal.Dot(offset);
 }
 
-namespace {
+// Centre and products are kept up to date point by point, so that the place of the scan in space costs no digits.
+void PlaneSums::Add(KxVec3d const& point) {
+    ++m_count;
+    KxVec3d before(point);
+    before -= m_center;
+    for (int i = 0; i < 3; ++i) m_center[i] += before[i] / m_count;
+    KxVec3d after(point);
+    after -= m_center;
+    for (int i = 0; i < 3; ++i)
+        for (int j = i; j < 3; ++j) m_products[i][j] += before[i] * after[j];
+}
 
-// The plane of the points that lie within `limit` of the former plane.
-Plane FitOnce(Scan const& scan, Plane const& former, double limit) {
-    Plane plane;
-    plane.center = KxVec3d::Zero;
-    double n = 0;
-    for (KxVec3d const& point : scan.points) {
-        if (KxMath::Abs(former.Distance(point)) > limit) continue;
-        n += 1.0;
-        for (int i = 0; i < 3; ++i) plane.center[i] += (point[i] - plane.center[i]) / n;
+Plane PlaneSums::Fit() const {
+    constexpr double thin = 1e-12;  // second axis of a line in its first
+    Plane plane{m_center, KxVec3d::ZUnit};
+    auto const& p = m_products;
+    KxMatrix3 const products(p[0][0], p[0][1], p[0][2], p[0][1], p[1][1], p[1][2], p[0][2], p[1][2], p[2][2]);
+    double extents[3];
+    KxVec3d components[3];  // [i][j]: component i of axis j
+    products.Jacobi(extents, components);
+    int least = 0, most = 0;
+    for (int j = 1; j < 3; ++j) {
+        if (extents[j] < extents[least]) least = j;
+        if (extents[j] > extents[most]) most = j;
     }
-    double xx = 0, xy = 0, yy = 0, xz = 0, yz = 0;
-    for (KxVec3d const& point : scan.points) {
-        if (KxMath::Abs(former.Distance(point)) > limit) continue;
-        double const x = point[0] - plane.center[0];
-        double const y = point[1] - plane.center[1];
-        double const z = point[2] - plane.center[2];
-        xx += x * x;
-        xy += x * y;
-        yy += y * y;
-        xz += x * z;
-        yz += y * z;
+    if (!(extents[most] > 0)) return plane;
+    auto const axis = [&components](int j) { return KxVec3d(components[0][j], components[1][j], components[2][j]); };
+    if (extents[3 - least - most] > thin * extents[most]) {
+        plane.normal = axis(least);
+    } else {
+        KxVec3d along = axis(most);
+        along *= along[2];
+        plane.normal -= along;
+        if (plane.normal.Length() < 1e-6) plane.normal = KxVec3d::YUnit;  // the line stands upright
     }
-    double const determinant = xx * yy - xy * xy;
-    if (determinant > 1e-12 * xx * yy) {
-        plane.slopeX = (xz * yy - yz * xy) / determinant;
-        plane.slopeY = (yz * xx - xz * xy) / determinant;
-    }
+    plane.normal.Normalize();
+    int upward = 2;
+    while (upward > 0 && KxMath::Abs(plane.normal[upward]) < thin) --upward;
+    if (plane.normal[upward] < 0) plane.normal.Negate();
     return plane;
 }
 
-}  // namespace
-
 Plane FitPlane(Scan const& scan) {
-    Plane plane{KxVec3d::Zero, 0, 0};
+    Plane plane;
     double limit = std::numeric_limits<double>::infinity();
     for (int pass = 0; pass < fitPasses; ++pass) {
-        plane = FitOnce(scan, plane, limit);
+        PlaneSums sums;
+        for (KxVec3d const& point : scan.points)
+            if (KxMath::Abs(plane.Distance(point)) <= limit) sums.Add(point);
+        plane = sums.Fit();
         Core const core = CoreOf(DeviationsFrom(plane, scan), 1);
         if (!(core.sigma > 0)) break;
         limit = coreWidth * core.sigma;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Deviations of a scan from the plane z = a x + b y + c that fits it best in z, and their histogram.
+// Deviations of a scan from the plane that fits it best, and their histogram.
 #pragma once
 
 #include "Scan.h"
@@ -12,12 +12,26 @@
 namespace ScanLab {
 
 struct Plane {
-    KxN::KxVec3d center;  // of the points
-    double slopeX = 0;
-    double slopeY = 0;
+    KxN::KxVec3d center = KxN::KxVec3d::Zero;  // of the points
+    KxN::KxVec3d normal = KxN::KxVec3d::ZUnit;
 
     /// Signed distance of a point along the normal, in the unit of the scan.
     double Distance(KxN::KxVec3d const& point) const;
+};
+
+/// The sums from which planes are made: add points, then ask.
+class PlaneSums {
+public:
+    void Add(KxN::KxVec3d const& point);
+    int Count() const { return m_count; }
+    /// The plane with the least sum of squared distances. Its normal points up, or along y or x if it lies flat. Points on
+    /// a line give the plane through it that is nearest to level; a spot, or nothing, the level plane.
+    Plane Fit() const;
+
+private:
+    int m_count = 0;
+    KxN::KxVec3d m_center = KxN::KxVec3d::Zero;
+    double m_products[3][3] = {};  // of the distances from the centre; upper triangle
 };
 
 /// Mean and sigma of the values that belong together, that is without those beyond 3 sigma.
@@ -27,8 +41,8 @@ struct Core {
     int count;
 };
 
-/// Least squares about the centre, again and again without what lies beyond 3 sigma, so that bores and edges do not
-/// tilt it. A scan that is a line or a spot gives a plane parallel to x and y.
+/// Least squares of the distances, again and again without what lies beyond 3 sigma, so that bores and edges do not
+/// tilt it.
 Plane FitPlane(Scan const& scan);
 KxN::KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan);
 /// `passes`: how often outliers are left out at most.

@@ -14,11 +14,23 @@ namespace ScanLab {
 struct Scan {
     KxN::KxString name;
     KxN::KxString source;  // "PLY, binary little-endian", ...
+    KxN::KxString unit;    // of the coordinates, as it is written behind a number; empty if the source does not tell
     KxN::KxTDynArray<KxN::KxVec3d> points;
     KxN::KxTDynArray<KxN::KxVec3d> notFinite;
 
     /// Puts a point where it belongs.
     void Add(KxN::KxVec3d const& point);
 };
+
+/// The box around the points.
+struct Box {
+    KxN::KxVec3d low;
+    KxN::KxVec3d high;
+
+    KxN::KxVec3d Middle() const { return KxN::KxVec3d::Lerp(low, high, 0.5); }
+    double Diagonal() const { return low.Distance(high); }
+};
+/// Of a scan with points.
+Box BoxOf(Scan const& scan);
 
 }  // namespace ScanLab

@@ -26,10 +26,10 @@ enum Id : unsigned long {
     pointsId = 1002,
     measuredId = 1003,
     notFiniteId = 1004,
+    unitId = 1005,
     deviationsMarker = 1010,
     centerId = 1011,
-    slopeXId = 1012,
-    slopeYId = 1013,
+    normalId = 1012,
     histogramId = 1014
 };
 
@@ -78,10 +78,11 @@ void Store(KxString const& path, StoredScan& stored, TagFormat format) {
     archive << KxStringTag(nameId, scan.name) << KxVec3dArrayTag(pointsId, points)
             << KxTTag<long long>(measuredId, measured);
     if (notFinite.Size() > 0) archive << KxVec3dArrayTag(notFiniteId, notFinite);
+    if (scan.unit.Len() > 0) archive << KxStringTag(unitId, scan.unit);
     archive << KxNullTag(deviationsMarker);
     archive.LevelDown();
-    archive << KxVec3dTag(centerId, stored.plane.center) << KxTTag<double>(slopeXId, stored.plane.slopeX)
-            << KxTTag<double>(slopeYId, stored.plane.slopeY) << KxHistogramTag(histogramId, stored.deviations);
+    archive << KxVec3dTag(centerId, stored.plane.center) << KxVec3dTag(normalId, stored.plane.normal)
+            << KxHistogramTag(histogramId, stored.deviations);
     archive.LevelUp();
     archive.LevelUp();
     file.Close();
@@ -104,13 +105,13 @@ StoredScan Load(KxString const& path) {
     archive.LevelDown();
     archive >> KxNullTag(deviationsMarker);
     archive.LevelDown();
-    archive >> KxHistogramTag(histogramId, stored.deviations) >> KxTTag<double>(slopeYId, stored.plane.slopeY) >>
-        KxTTag<double>(slopeXId, stored.plane.slopeX) >> KxVec3dTag(centerId, stored.plane.center);
+    archive >> KxHistogramTag(histogramId, stored.deviations) >> KxVec3dTag(normalId, stored.plane.normal) >>
+        KxVec3dTag(centerId, stored.plane.center);
     archive.LevelUp();
     archive >> KxTTag<long long>(measuredId, measured) >> KxVec3dArrayTag(pointsId, points) >>
         KxStringTag(nameId, stored.scan.name);
     archive.SetOptionalTagsMode();
-    archive >> KxVec3dArrayTag(notFiniteId, notFinite);
+    archive >> KxVec3dArrayTag(notFiniteId, notFinite) >> KxStringTag(unitId, stored.scan.unit);
     archive.LevelUp();
 
     TakeArray(stored.scan.points, points);
@@ -121,6 +122,7 @@ StoredScan Load(KxString const& path) {
 bool IsSame(StoredScan const& a, StoredScan const& b) {
     // Names are narrow text in the file: a character that the code page lacks became '?'.
     if (KxxToNarrow(a.scan.name.View()) != KxxToNarrow(b.scan.name.View())) return false;
+    if (KxxToNarrow(a.scan.unit.View()) != KxxToNarrow(b.scan.unit.View())) return false;
     if (!SamePoints(a.scan.points, b.scan.points) || !SamePoints(a.scan.notFinite, b.scan.notFinite)) return false;
     if (std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
     if (a.deviations.Count() != b.deviations.Count()) return false;

@@ -6,11 +6,12 @@
 //     1000 marker              a scan
 //       1001 text              its name
 //       1002 array of points   x, y, z in the unit of the scan
+//       1005 text              unit of the coordinates; optional
 //       1003 64-bit integer    number of points that were measured, finite or not
 //       1004 array of points   those with a coordinate that is no finite number; optional
 //       1010 marker            deviations from the plane of best fit
 //         1011 vector          a point of the plane
-//         1012 scalars         its slope along x; 1013 along y
+//         1012 vector          its normal
 //         1014 histogram       the deviations in the order of the points
 #pragma once
 

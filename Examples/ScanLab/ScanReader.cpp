@@ -23,13 +23,6 @@ constexpr std::size_t longestLine = 1 << 16;
 
 }  // namespace
 
-void Scan::Add(KxVec3d const& point) {
-    if (std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]))
-        points.Add(point);
-    else
-        notFinite.Add(point);
-}
-
 ScanSource::ScanSource(KxString const& path)
     : m_path(path),
       m_file(path, CFile::modeRead),

@@ -21,7 +21,6 @@ constexpr double width = 100.0;   // mm, along y
 constexpr double inset = 20.0;    // mm, of the bores from the edges
 constexpr double boreRadius = 6.0;
 constexpr double sinkRadius = 10.0;
-constexpr double sinkDepth = 4.0;
 constexpr double waviness = 0.004;
 constexpr double pitch = 12.5;
 constexpr double noise = 0.003;
@@ -59,6 +58,7 @@ Scan MakeSyntheticPlate(int count) {
     Scan scan;
     scan.name = KxString(L"Platte mit Bohrungen");
     scan.source = KxString(L"synthetic");
+    scan.unit = KxString(L"mm");
     scan.points.Reserve(count);
     Progress progress(L"Measuring");
     Random random;
@@ -69,7 +69,8 @@ Scan MakeSyntheticPlate(int count) {
         double const y = (i / columns % rows + random.Uniform()) * width / rows;
         double const distance = DistanceToNearestBore(x, y);
         if (distance < boreRadius) continue;  // the beam falls through
-        double const surface = distance < sinkRadius ? -sinkDepth : waviness * KxMath::Sin(KxMath::TwoPi * x / pitch);
+        double const surface =
+            distance < sinkRadius ? distance - sinkRadius : waviness * KxMath::Sin(KxMath::TwoPi * x / pitch);
         scan.points.Add(KxVec3d(x, y, surface + noise * random.Normal()));
         if (i % 4096 == 0) progress.Show(static_cast<unsigned>(scan.points.Size()), static_cast<unsigned>(count));
     }

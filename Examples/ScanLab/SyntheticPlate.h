@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// A scan of a machined plate as a line scanner would deliver it: 160 x 100 mm, four counterbored bores, a milled
+// A scan of a machined plate as a line scanner would deliver it: 160 x 100 mm, four bores with countersinks of 90 degrees, a milled
 // waviness of 4 um and measuring noise of 3 um (one sigma). The same count gives the same points, bit for bit.
 #pragma once
 

@@ -26,8 +26,11 @@ void PrintError(KxN::KxString text) {
 int main(int argc, char** argv) {
     CLI::App app("ScanLab: scans, tag files and what lies between them.");
     app.require_subcommand(1);
-    CLI::App* demo =
-        app.add_subcommand("demo", "Stores a scan in tag files of both forms, reads it back and compares every bit");
+    CLI::App* demo = app.add_subcommand(
+        "demo", "Fits, aligns and stores a scan in tag files of both forms, reads it back and compares every bit");
+    CLI::App* align = app.add_subcommand("align", "Brings a scan onto another one and draws what is left over");
+    std::string fixed;
+    std::string moving;
     std::string scan;
     std::string folder = ".";
     int points = 1000000;
@@ -36,14 +39,18 @@ int main(int argc, char** argv) {
     demo->add_option("--points", points, "Points of the synthetic plate")
         ->check(CLI::Range(1, 80000000))
         ->capture_default_str();
+    align->add_option("FIXED", fixed, "The scan that stays")->required();
+    align->add_option("MOVING", moving, "The scan that is moved")->required();
+    align->add_option("--out", folder, "Folder for the picture")->capture_default_str();
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? 0 : 1;
     }
     try {
-        int const result = ScanLab::RunDemo(KxN::KxString(KxN::KxxFromSystemPath(scan)),
-                                            KxN::KxString(KxN::KxxFromSystemPath(folder)), points);
+        auto const path = [](std::string const& name) { return KxN::KxString(KxN::KxxFromSystemPath(name)); };
+        int const result = align->parsed() ? ScanLab::RunAlign(path(fixed), path(moving), path(folder))
+                                           : ScanLab::RunDemo(path(scan), path(folder), points);
         if (std::fflush(stdout) == 0) return result;
         std::fputs("scanlab: the report could not be written\n", stderr);
     } catch (KxN::CException* exception) {

@@ -1,0 +1,174 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Alignment.h"
+
+#include "Deviations.h"
+#include "Neighbours.h"
+#include "Progress.h"
+
+#include <hbtools/base/syException.h>
+
+#include <algorithm>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+constexpr int mostCompared = 20000;  // points of the moving scan in each step
+constexpr int mostSteps = 40;        // on each level
+constexpr int fewestNeighbours = 6;
+constexpr double coreWidth = 3.0;  // sigmas
+
+/// Every n-th point, so that `most` are left at most.
+KxTArray<KxVec3d> Thinned(KxTDynArray<KxVec3d> const& points, int most) {
+    int const step = std::max(1, (points.Size() + most - 1) / most);
+    KxTArray<KxVec3d> thinned((points.Size() + step - 1) / step);
+    for (int i = 0; i < thinned.Size(); ++i) thinned[i] = points[i * step];
+    return thinned;
+}
+
+/// The fixed scan as a surface: the plane through the neighbours of a point.
+class Surface {
+public:
+    Surface(KxTArray<KxVec3d> points, double cell)
+        : m_points(std::move(points)),
+          m_neighbours(m_points, cell),
+          m_planes(m_points.Size()),
+          m_states(m_points.Size()) {}
+    Surface(Surface const&) = delete;
+    Surface& operator=(Surface const&) = delete;
+
+    /// The plane near `place`; null where there is no surface.
+    Plane const* Near(KxVec3d const& place) {
+        int const nearest = m_neighbours.Nearest(place);
+        if (nearest < 0) return nullptr;
+        if (m_states[nearest] == unknown) {
+            PlaneSums sums;
+            m_neighbours.Near(m_points[nearest], [&](int index, double) { sums.Add(m_points[index]); });
+            m_planes[nearest] = sums.Fit();
+            m_states[nearest] = sums.Count() >= fewestNeighbours ? surface : nothing;
+        }
+        return m_states[nearest] == surface ? &m_planes[nearest] : nullptr;
+    }
+
+private:
+    enum State : unsigned char { unknown, surface, nothing };
+
+    KxTArray<KxVec3d> m_points;
+    Neighbours m_neighbours;
+    KxTArray<Plane> m_planes;
+    KxTArray<unsigned char> m_states;
+};
+
+/// The small motion that lowers the sum of squared distances most: a turn about the middle and a shift, six unknowns.
+class MotionSums {
+public:
+    MotionSums() : m_products(6, 6), m_sides(6, 0.0) {}
+
+    void Add(KxVec3d const& arm, KxVec3d const& normal, double distance) {
+        KxVec3d const turn = arm.Cross(normal);
+        double const row[6] = {turn[0], turn[1], turn[2], normal[0], normal[1], normal[2]};
+        for (int i = 0; i < 6; ++i) {
+            for (int j = 0; j < 6; ++j) m_products[i][j] += row[i] * row[j];
+            m_sides[i] -= row[i] * distance;
+        }
+    }
+
+    /// What the surface does not hold, as a plane does not hold a shift along itself, stays where it is.
+    KxMatrix4 Solve(KxVec3d const& middle) const {
+        KxMatrix products = m_products;
+        for (int i = 0; i < 6; ++i) products[i][i] += 1e-9 * (i < 3 ? m_products[i][i] + 1e-300 : m_products.Trace());
+        KxVec x;
+        if (!KxMatrix::SolveEquationSystem(products, x, m_sides)) return KxMatrix4::Identity;
+        KxVec3d const turn(x[0], x[1], x[2]);
+        KxVec3d back(middle);
+        back.Negate();
+        KxVec3d shift(x[3], x[4], x[5]);
+        shift += middle;
+        return KxMatrix4::ATranslation(shift) * KxMatrix4::ARotation(turn, turn.Length()) *
+               KxMatrix4::ATranslation(back);
+    }
+
+private:
+    KxMatrix m_products;
+    KxVec m_sides;
+};
+
+/// One step on one level. Returns the root of the mean squared distance; -1 if hardly anything is near the surface.
+double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion, double limit, KxVec3d const& middle) {
+    KxVec3d const turned = motion * middle;
+    MotionSums sums;
+    double squares = 0;
+    int count = 0;
+    for (KxVec3d const& point : points) {
+        KxVec3d const place = motion * point;
+        Plane const* const plane = surface.Near(place);
+        if (!plane) continue;
+        double const distance = plane->Distance(place);
+        if (KxMath::Abs(distance) > limit) continue;
+        KxVec3d arm(place);
+        arm -= turned;
+        sums.Add(arm, plane->normal, distance);
+        squares += distance * distance;
+        ++count;
+    }
+    if (count < fewestPoints / 4) return -1;
+    motion = sums.Solve(turned) * motion;
+    return KxMath::Sqrt(squares / count);
+}
+
+}  // namespace
+
+Alignment Align(Scan const& moving, Scan const& fixed) {
+    if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints)
+        throw new KxException(L"Alignment", __LINE__,
+                              KxxFormat(L"An alignment needs %d points of each scan", fewestPoints));
+    KxVec3d const middle = BoxOf(moving).Middle();
+    double const size = BoxOf(fixed).Diagonal();
+    // Surfaces are sheets: this many points lie about so far apart.
+    double const finest = 2.5 * size / KxMath::Sqrt(fixed.points.Size());
+    KxTArray<KxVec3d> const points = Thinned(moving.points, mostCompared);
+
+    Alignment result;
+    Progress progress(L"Aligning");
+    int done = 0;
+    double cell = KxMath::Max(size / 16, finest);
+    for (bool last = false; !last; cell = KxMath::Max(cell / 4, finest)) {
+        last = cell <= finest;
+        double const needed = KxMath::Sqr(2.5 * size / cell);
+        Surface surface(Thinned(fixed.points, static_cast<int>(KxMath::Min(8 * needed, double(fixed.points.Size())))),
+                        cell);
+        double limit = cell, former = 0;
+        for (int step = 0; step < mostSteps; ++step) {
+            double const rms = Step(surface, points, result.motion, limit, middle);
+            progress.Show(static_cast<unsigned>(++done), 4 * mostSteps);
+            if (rms < 0)
+                throw new KxException(L"Alignment", __LINE__, KxString(L"The two scans have no surface in common"));
+            limit = KxMath::Min(cell, coreWidth * rms + 1e-12 * size);
+            if (step > 2 && KxMath::Abs(rms - former) <= 1e-6 * rms) break;
+            former = rms;
+        }
+        if (!last) continue;
+        for (KxVec3d const& point : points) {
+            KxVec3d const place = result.motion * point;
+            if (Plane const* const plane = surface.Near(place)) result.deviations.Add(plane->Distance(place));
+        }
+    }
+    result.compared = points.Size();
+    result.steps = done;
+    return result;
+}
+
+Scan HalfOf(Scan const& scan, int first, KxMatrix4 const& motion) {
+    Scan half;
+    half.name = scan.name;
+    half.source = scan.source;
+    half.unit = scan.unit;
+    half.points.Reserve(scan.points.Size() / 2 + 1);
+    for (int i = first; i < scan.points.Size(); i += 2) half.points.Add(motion * scan.points[i]);
+    return half;
+}
+
+}  // namespace ScanLab

@@ -1,0 +1,171 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "HistogramPicture.h"
+
+#include "Deviations.h"
+
+#include <hbtools/base/syEncoding.h>
+#include <hbtools/base/syFile.h>
+#include <hbtools/base/syFormat.h>
+#include <hbtools/base/sySafeFile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+// The drawing in its own units.
+constexpr double width = 900, height = 520;
+constexpr double left = 90, right = 860, top = 90, bottom = 430;
+constexpr int columns = 60;
+constexpr double shownSigmas = 4.5;
+constexpr double limitSigmas = 3.0;
+
+std::wstring Escaped(KxString const& text) {
+    std::wstring out;
+    for (wchar_t const c : text.View()) {
+        if (c == L'<')
+            out += L"&lt;";
+        else if (c == L'&')
+            out += L"&amp;";
+        else
+            out +=
+                c < 0x20 || (c >= 0x7f && c < 0xa0) || (c >= 0xd800 && c < 0xe000) || (c & 0xfffe) == 0xfffe ? L'?' : c;
+    }
+    return out;
+}
+
+/// 1, 2 or 5 times a power of ten, so that about `parts` of them make `range`.
+double NiceStep(double range, int parts) {
+    double const rough = range / parts;
+    double const power = std::pow(10.0, std::floor(std::log10(rough)));
+    double const factor = rough / power;
+    return power * (factor < 1.5 ? 1 : factor < 3.5 ? 2 : factor < 7.5 ? 5 : 10);
+}
+
+class Picture {
+public:
+    template <class... Arguments>
+    void Add(wchar_t const* format, Arguments const&... arguments) {
+        m_text += KxxFormat(format, arguments...);
+    }
+    void Line(double x0, double y0, double x1, double y1, wchar_t const* style) {
+        Add(L"<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" %s/>\n", x0, y0, x1, y1, style);
+    }
+    void Text(double x, double y, wchar_t const* anchor, std::wstring const& text, wchar_t const* style = L"") {
+        Add(L"<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"%s\" %s>%s</text>\n", x, y, anchor, style, text);
+    }
+    std::wstring const& Get() const { return m_text; }
+
+private:
+    std::wstring m_text;
+};
+
+}  // namespace
+
+void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, KxString const& title,
+                          KxString const& unit) {
+    Core const core = CoreOf(deviations);
+    double const sigma = core.sigma > 0 ? core.sigma : 1.0;
+    double const low = core.mean - shownSigmas * sigma, high = core.mean + shownSigmas * sigma;
+    KxRangeHistogram counts(low, high, columns);
+    int outside = 0;
+    for (double const value : deviations.Values()) {
+        if (value < low || value > high)
+            ++outside;
+        else
+            counts.AddValue(value, 1);
+    }
+    int highest = 1;
+    for (int i = 0; i < columns; ++i) highest = std::max(highest, counts.NumColumnValues(i));
+    double const peak = 1.05 * highest;
+    auto const x = [&](double value) { return left + (value - low) / (high - low) * (right - left); };
+    auto const y = [&](double count) { return bottom - count / peak * (bottom - top); };
+    std::wstring const u = unit.Len() > 0 ? L" " + Escaped(unit) : std::wstring();
+
+    Picture p;
+    p.Add(
+        L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        L"<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %.0f %.0f\" font-family=\"sans-serif\" "
+        L"font-size=\"13\">\n"
+        L"<rect width=\"%.0f\" height=\"%.0f\" fill=\"white\"/>\n",
+        width, height, width, height);
+    p.Text(left, 34, L"start", Escaped(title), L"font-size=\"18\" font-weight=\"bold\"");
+    p.Text(
+        left, 58, L"start",
+        KxxFormat(
+            L"%d points; mean %.4g%s, \u03c3 %.4g%s (without what lies beyond 3\u03c3: %.2f %%); from %.4g to %.4g%s",
+            deviations.Count(), core.mean, u, core.sigma, u,
+            deviations.Count() > 0 ? 100.0 * (deviations.Count() - core.count) / deviations.Count() : 0.0,
+            deviations.Min(), deviations.Max(), u));
+
+    double const countStep = std::max(1.0, NiceStep(peak, 5));
+    for (double count = 0; count <= peak; count += countStep) {
+        p.Line(left, y(count), right, y(count), L"stroke=\"#ddd\"");
+        p.Text(left - 8, y(count) + 4, L"end", KxxFormat(L"%.0f", count));
+    }
+    for (int i = 0; i < columns; ++i) {
+        int const count = counts.NumColumnValues(i);
+        if (count == 0) continue;
+        bool const isInside = KxMath::Abs(counts.ColumnCenter(i) - core.mean) <= limitSigmas * sigma;
+        double const x0 = x(low + (high - low) * i / columns), x1 = x(low + (high - low) * (i + 1) / columns);
+        p.Add(L"<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\"/>\n", x0 + 0.5, y(count),
+              x1 - x0 - 1.0, bottom - y(count), isInside ? L"#4a7ebb" : L"#c0504d");
+    }
+    // What a normal distribution with this mean and sigma would give.
+    double const area = core.count * (high - low) / columns / (sigma * KxMath::Sqrt(KxMath::TwoPi));
+    p.Add(L"<polyline fill=\"none\" stroke=\"#333\" stroke-width=\"1.5\" points=\"");
+    for (int i = 0; i <= 120; ++i) {
+        double const value = low + (high - low) * i / 120;
+        p.Add(L"%.1f,%.1f ", x(value), KxMath::Max(top, y(area * KxMath::Gaussian(value - core.mean, sigma))));
+    }
+    p.Add(L"\"/>\n");
+
+    p.Line(left, bottom, right, bottom, L"stroke=\"black\"");
+    double const step = NiceStep(high - low, 8);
+    for (double tick = std::ceil(low / step) * step; tick <= high; tick += step) {
+        double const value = KxMath::Abs(tick) < step * 1e-6 ? 0.0 : tick;
+        p.Line(x(value), bottom, x(value), bottom + 6, L"stroke=\"black\"");
+        p.Text(x(value), bottom + 21, L"middle", KxxFormat(L"%.6g", value));
+    }
+    p.Text((left + right) / 2, bottom + 46, L"middle",
+           unit.Len() > 0 ? L"deviation [" + Escaped(unit) + L"]" : std::wstring(L"deviation [unit of the scan]"));
+    p.Add(L"<text transform=\"translate(24 %.1f) rotate(-90)\" text-anchor=\"middle\">points</text>\n",
+          (top + bottom) / 2);
+
+    struct Mark {
+        double sigmas;
+        wchar_t const* name;
+        wchar_t const* style;
+    };
+    for (Mark const& mark :
+         {Mark{0, L"mean", L"stroke=\"#008000\" stroke-width=\"2\""},
+          Mark{-1, L"\u22121\u03c3", L"stroke=\"#008000\" stroke-dasharray=\"3 3\""},
+          Mark{1, L"+1\u03c3", L"stroke=\"#008000\" stroke-dasharray=\"3 3\""},
+          Mark{-limitSigmas, L"\u22123\u03c3", L"stroke=\"#c00000\" stroke-width=\"1.5\" stroke-dasharray=\"8 4\""},
+          Mark{limitSigmas, L"+3\u03c3", L"stroke=\"#c00000\" stroke-width=\"1.5\" stroke-dasharray=\"8 4\""}}) {
+        double const value = core.mean + mark.sigmas * core.sigma;
+        p.Line(x(value), top - 4, x(value), bottom, mark.style);
+        p.Text(x(value), top - 10, L"middle", mark.name);
+        if (mark.sigmas == limitSigmas || mark.sigmas == -limitSigmas)
+            p.Text(x(value), bottom + 66, L"middle", KxxFormat(L"limit %.4g%s", value, u), L"fill=\"#c00000\"");
+    }
+    if (outside > 0)
+        p.Text(right, bottom + 84, L"end", KxxFormat(L"%d points lie beyond the picture", outside),
+               L"font-size=\"12\"");
+    p.Add(L"</svg>\n");
+
+    std::string const bytes = KxxToUtf8(p.Get());
+    KxSafeFile whole(path);
+    CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
+    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
+    file.Close();
+    whole.Commit();
+}
+
+}  // namespace ScanLab

@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Neighbours.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+constexpr int bits = 21;  // of a key for each axis
+constexpr std::int64_t most = (std::int64_t{1} << bits) - 2;
+}  // namespace
+
+Neighbours::Neighbours(KxTArray<KxVec3d> const& points, double cell)
+    : m_points(points), m_cell(cell), m_low(points.Size() > 0 ? points[0] : KxVec3d::Zero), m_entries(points.Size()) {
+    for (KxVec3d const& point : points)
+        for (int i = 0; i < 3; ++i) m_low[i] = KxMath::Min(m_low[i], point[i]);
+    for (int i = 0; i < points.Size(); ++i)
+        m_entries[i] = {Key(Coordinate(points[i][0], 0), Coordinate(points[i][1], 1), Coordinate(points[i][2], 2)), i};
+    std::sort(m_entries.begin(), m_entries.end(), [](Entry const& a, Entry const& b) { return a.key < b.key; });
+}
+
+// From 1 on, so that there is room for a neighbour below; what lies farther than the keys reach shares the last cube.
+std::int64_t Neighbours::Coordinate(double value, int axis) const {
+    double const cubes = (value - m_low[axis]) / m_cell;
+    return cubes < 0                            ? (cubes < -1 ? -1 : 0)
+           : cubes >= static_cast<double>(most) ? most
+                                                : static_cast<std::int64_t>(cubes) + 1;
+}
+
+std::uint64_t Neighbours::Key(std::int64_t x, std::int64_t y, std::int64_t z) {
+    auto const part = [](std::int64_t c) {
+        return static_cast<std::uint64_t>(std::clamp<std::int64_t>(c, 0, most + 1));
+    };
+    return part(x) << 2 * bits | part(y) << bits | part(z);
+}
+
+Neighbours::Entries Neighbours::Range(std::uint64_t first, std::uint64_t last) const {
+    Entry const* const begin = std::lower_bound(m_entries.begin(), m_entries.end(), first,
+                                                [](Entry const& e, std::uint64_t k) { return e.key < k; });
+    Entry const* end = begin;
+    while (end != m_entries.end() && end->key <= last) ++end;
+    return {begin, end};
+}
+
+int Neighbours::Nearest(KxVec3d const& place) const {
+    int nearest = -1;
+    double least = std::numeric_limits<double>::infinity();
+    Near(place, [&](int index, double squared) {
+        if (squared < least) {
+            least = squared;
+            nearest = index;
+        }
+    });
+    return nearest;
+}
+
+}  // namespace ScanLab
