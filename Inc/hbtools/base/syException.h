@@ -118,11 +118,15 @@ protected:
     using KxRuntimeException::KxRuntimeException;
 };
 
-/// A request for memory failed.
+/// A request for memory failed. When there is none left for the exception either, it is made in a reserve of the
+/// process, which has room for as many as a program's threads may hold at once.
 class KX_API KxMemoryException : public KxAllocException {
 public:
     explicit KxMemoryException(unsigned long size) : m_size(size) {}
     unsigned long GetSize() const { return m_size; }  ///< Bytes asked for.
+
+    static void* operator new(std::size_t size);  ///< @throws std::bad_alloc if the reserve is used up too
+    static void operator delete(void* memory) noexcept;
 
 protected:
     void BuildMessage() override;
