@@ -6,9 +6,12 @@
 #include "hbtools/base/syException.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <initializer_list>
 #include <string_view>
+#include <system_error>
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 namespace KxN {
@@ -17,12 +20,15 @@ namespace {
 
 constexpr int mode = RTLD_NOW | RTLD_LOCAL;
 
+/// The folder of the module that holds this code, with the slash; empty if it is unknown.
 std::string FolderOf(void const* code) {
     Dl_info info{};
-    if (::dladdr(code, &info) == 0 || !info.dli_fname) return {};
-    std::string_view const path = info.dli_fname;
-    auto const slash = path.rfind('/');
-    return path.starts_with('/') && slash != path.npos ? std::string(path.substr(0, slash + 1)) : std::string();
+    link_map* module = nullptr;
+    if (::dladdr1(code, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) == 0 || !module) return {};
+    std::string path = module->l_name;
+    std::error_code ignored;
+    if (path.empty()) path = std::filesystem::read_symlink("/proc/self/exe", ignored);  // the program itself
+    return path.starts_with('/') ? path.substr(0, path.rfind('/') + 1) : std::string();
 }
 
 /// "Optics.dll", then "libOptics.so".
