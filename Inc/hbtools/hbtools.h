@@ -10,9 +10,11 @@
 #include "hbtools/base/syCollections.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syDateTime.h"
+#include "hbtools/base/syDelayLoad.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
+#include "hbtools/base/syFault.h"
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syFileStream.h"
 #include "hbtools/base/syFormat.h"
@@ -47,6 +49,8 @@
 #include "hbtools/math/syVec3.h"
 #include "hbtools/math/syVec4.h"
 #include "hbtools/math/syVecParts.h"
+
+#include "hbtools/diagnostics/syHandlers.h"
 
 #include "hbtools/persistence/sy2dArray.h"
 #include "hbtools/persistence/syCompactArray.h"

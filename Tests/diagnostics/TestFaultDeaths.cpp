@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -17,142 +18,101 @@ using namespace test;
 
 namespace {
 
-HB_UNSEEN int Overflow(int depth) {
+/// A process that ended by the signal. The run-time libraries of the sanitizers take the signal and exit instead.
+struct DiedOf {
+    int signal;
+    bool operator()(int status) const {
+        if (HB_SANITIZED && WIFEXITED(status)) return WEXITSTATUS(status) != 0;
+        return WIFSIGNALED(status) && WTERMSIG(status) == signal;
+    }
+};
+
+__attribute__((noinline)) int Overflow(int depth) {
     char volatile room[512];
     room[0] = static_cast<char>(depth);
     return depth < 0 ? 0 : Overflow(depth + 1) + room[0];
 }
 
 struct FaultsAtTheEnd {
-    ~FaultsAtTheEnd() { ReadInt(Null()); }
+    ~FaultsAtTheEnd() { ReadNull(); }
 };
 
-void FaultyTranslator(unsigned int, EXCEPTION_POINTERS*) {
-    asm volatile("ud2");
+void CopyFromNull() {
+    std::size_t volatile size = 77;
+    static char to[100];
+    std::string const hasDestructor(size, 'x');
+    std::memcpy(to, Null(), size);
+}
+void FreeNothing() {
+    void* volatile pointer = Null() + 4;
+    std::free(pointer);
 }
 
-void Quietly(void (*body)()) {
-    try {
-        body();
-    } catch (KxException* exception) {
-        exception->Delete();
-        std::_Exit(77);  // it was translated
-    }
+template <class Body>
+void OnThread(Body body) {
+    std::thread([body] { EXPECT_EQ(ClassThrown(body), "none"); }).join();
 }
 
-struct DeathCase {
+struct {
     char const* name;
     int signal;
     void (*body)();
-};
-
-DeathCase const deathCases[] = {
-    {"no guard", SIGSEGV, [] { ReadInt(Null()); }},
-    {"after the guard", SIGSEGV,
-     [] {
-         { KxSEHandler const guard(FLOAT_ALL); }
-         ReadInt(Null());
-     }},
-    {"another thread", SIGSEGV,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         std::thread([] { Quietly([] { ReadInt(Null()); }); }).join();
-     }},
-    {"a code without a class", SIGILL,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         asm volatile("ud2");
-     }},
-    {"a signal that was sent", SIGFPE,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         ::raise(SIGFPE);
-     }},
-    {"stack overflow", SIGSEGV,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         Overflow(0);
-     }},
-    {"stack overflow of a thread", SIGSEGV,
-     [] {
-         std::thread([] {
-             KxSEHandler const guard(FLOAT_ALL);
-             Quietly([] { Overflow(0); });
-         }).join();
-     }},
+    bool isGuarded = true;
+    // clang-format off
+} const deaths[] = {
+    {"no guard", SIGSEGV, ReadNull, false},
+    {"after the guard", SIGSEGV, [] { { KxSEHandler const guard; } ReadNull(); }, false},
+    {"another thread", SIGSEGV, [] { OnThread(ReadNull); }},
+    {"a code without a class", SIGILL, [] { asm volatile("ud2"); }},
+    {"a signal that was sent", SIGFPE, [] { ::raise(SIGFPE); }},
+    {"stack overflow", SIGSEGV, [] { Overflow(0); }},
+    {"stack overflow of a thread", SIGSEGV, [] { OnThread([] { KxSEHandler const guard; Overflow(0); }); }},
     {"in the translator", SIGILL,
-     [] {
-         KxSEHandler const guard(FaultyTranslator, FLOAT_ALL);
-         ReadInt(Null());
-     }},
-    {"in a destructor", SIGABRT,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         FaultsAtTheEnd const end;
-     }},
-    {"in a noexcept function", SIGABRT,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         []() noexcept { ReadInt(Null()); }();
-     }},
-    {"through a function of C", SIGABRT,  // the compiler knows that it throws nothing
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         std::size_t volatile size = 77;
-         static char to[100];
-         FaultsAtTheEnd const end;
-         std::memcpy(to, Null(), size);
-     }},
+     [] { KxSEHandler const guard([](unsigned int, EXCEPTION_POINTERS*) { asm volatile("ud2"); }, 0); ReadNull(); }},
+    {"in a destructor", SIGABRT, [] { FaultsAtTheEnd const end; }},
+    {"in a noexcept function", SIGABRT, [] { []() noexcept { ReadNull(); }(); }},
+    {"through a function of C", SIGABRT, CopyFromNull},  // the compiler knows that it throws nothing
 #if !HB_SANITIZED  // their allocators tell what is wrong and exit
-    {"within malloc", SIGSEGV,
-     [] {
-         KxSEHandler const guard(FLOAT_ALL);
-         void* volatile pointer = Null() + 4;
-         std::free(pointer);
-     }},
+    {"within malloc", SIGSEGV, FreeNothing},
 #endif
 };
+// clang-format on
 
 TEST(FaultDeathTest, Table) {
-    for (DeathCase const& c : deathCases) {
+    for (auto const& c : deaths) {
         SCOPED_TRACE(c.name);
-        EXPECT_EXIT(
-            {
-                PrepareDeath();
-                Quietly(c.body);
-                std::_Exit(0);
-            },
-            DiedOf{c.signal}, "");
+        auto const body = [&c] {
+            PrepareDeath();
+            KxSEHandler const guard(FLOAT_ALL);
+            if (!c.isGuarded) KxxSetFaultTranslator(nullptr);
+            ClassThrown(c.body);
+            std::_Exit(0);  // nothing happened, or it was translated
+        };
+        EXPECT_EXIT(body(), DiedOf{c.signal}, "");
     }
-}
-
-void SkipIllegal(int, siginfo_t*, void* native) {
-    static_cast<ucontext_t*>(native)->uc_mcontext.gregs[REG_RIP] += 2;
 }
 
 // What was installed before the first guard gets the faults that are not translated, with the processor as it was.
 TEST(FaultDeathTest, FormerHandlerGoesOn) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process without a guard so far
-    EXPECT_EXIT(
-        {
-            struct sigaction action {};
-            action.sa_sigaction = SkipIllegal;
-            action.sa_flags = SA_SIGINFO;
-            ::sigaction(SIGILL, &action, nullptr);
-            KxSEHandler const guard;
-            double wide = 1.5;
-            long kept = 41;
-            for (int i = 0; i < 3; ++i)
-                asm volatile(
-                    "fld1; movsd %0, %%xmm15; mov %1, %%r11; ud2; mov %%r11, %1; inc %1; movsd %%xmm15, %0; fstp "
-                    "%%st(0)"
-                    : "+x"(wide), "+r"(kept)::"r11", "xmm15", "cc");
-            std::string const later = ClassThrown([] { ReadInt(Null()); });
-            bool const isRight = wide == 1.5 && kept == 44 && KxxControlFloat(0, 0) == FLOAT_INEXACT &&
-                                 later == "KxAccessViolationException";
-            std::_Exit(isRight ? 42 : 1);
-        },
-        testing::ExitedWithCode(42), "");
+    auto const body = [] {
+        struct sigaction action {};
+        action.sa_flags = SA_SIGINFO;
+        action.sa_sigaction = [](int, siginfo_t*, void* context) {
+            static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP] += 2;  // behind the ud2
+        };
+        ::sigaction(SIGILL, &action, nullptr);
+        KxSEHandler const guard;
+        double wide = 1.5;
+        long kept = 41;
+        for (int i = 0; i < 3; ++i)
+            asm volatile(
+                "fld1; movsd %0, %%xmm15; mov %1, %%r11; ud2; lea 1(%%r11), %1; movsd %%xmm15, %0; fstp %%st(0)"
+                : "+x"(wide), "+r"(kept)::"r11", "xmm15");
+        bool const isSame = wide == 1.5 && kept == 44 && KxxControlFloat(0, 0) == FLOAT_INEXACT;
+        std::_Exit(isSame && ClassThrown(ReadNull) == "KxAccessViolationException" ? 42 : 1);
+    };
+    EXPECT_EXIT(body(), testing::ExitedWithCode(42), "");
 }
 
 class Application : public KxWinApp {
@@ -160,67 +120,29 @@ public:
     void Abort() override { std::_Exit(43); }
 };
 
+[[noreturn]] void Exit44() {
+    std::_Exit(44);
+}
+
 TEST(HandlerDeathTest, TerminateAndUnexpected) {
+    // clang-format off
     struct {
-        char const* name;
-        void (*body)();
         int code;
+        void (*body)();
     } const cases[] = {
-        {"application",
-         [] {
-             Application const application;
-             KxTerminateHandler const guard;
-             std::terminate();
-         },
-         43},
-        {"uncaught fault",
-         [] {
-             Application const application;
-             KxTerminateHandler const guard;
-             std::thread([] {
-                 KxSEHandler const faults(FLOAT_ALL);
-                 ReadInt(Null());
-             }).join();
-         },
-         43},
-        {"own",
-         [] {
-             KxTerminateHandler const guard([] { std::_Exit(44); });
-             { KxTerminateHandler const inner; }
-             std::terminate();
-         },
-         44},
-        {"unexpected",
-         [] {
-             KxTerminateHandler const end([] { std::_Exit(45); });
-             KxUnexpectedHandler const guard;
-             KxxUnexpected();
-         },
-         45},
-        {"own unexpected",
-         [] {
-             KxUnexpectedHandler const guard([] { std::_Exit(46); });
-             { KxUnexpectedHandler const inner; }
-             KxxUnexpected();
-         },
-         46},
+        {43, [] { Application const application; KxTerminateHandler const guard; std::terminate(); }},
+        {43, [] { Application const application; KxTerminateHandler const guard;
+                  std::thread([] { KxSEHandler const faults; ReadNull(); }).join(); }},
+        {44, [] { KxTerminateHandler const guard(Exit44); { KxTerminateHandler const inner; } std::terminate(); }},
+        {44, [] { KxTerminateHandler const end(Exit44); KxUnexpectedHandler const guard; KxxUnexpected(); }},
+        {44, [] { KxUnexpectedHandler const guard(Exit44); { KxUnexpectedHandler const inner; } KxxUnexpected(); }},
     };
-    for (auto const& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EXIT(
-            {
-                PrepareDeath();
-                c.body();
-            },
-            testing::ExitedWithCode(c.code), "");
-    }
-    EXPECT_EXIT(
-        {
-            PrepareDeath();
-            KxTerminateHandler const guard;
-            std::terminate();
-        },
-        DiedOf{SIGABRT}, "");
+    // clang-format on
+    PrepareDeath();
+    for (auto const& c : cases) EXPECT_EXIT(c.body(), testing::ExitedWithCode(c.code), "");
+    KxTerminateHandler const guard;
+    EXPECT_EXIT(std::terminate(), DiedOf{SIGABRT}, "");
+    ::alarm(0);
 }
 
 }  // namespace

@@ -4,9 +4,7 @@
 
 #include "hbtools/base/syDelayLoad.h"
 
-#include <cerrno>
-#include <limits>
-#include <memory>
+#include <cstdlib>
 #include <new>
 #include <thread>
 
@@ -15,37 +13,30 @@ using namespace test;
 
 namespace {
 
-[[noreturn]] void ThrowOne(unsigned int, EXCEPTION_POINTERS*) {
-    throw 1;
-}
-[[noreturn]] void ThrowTwo(unsigned int, EXCEPTION_POINTERS*) {
-    throw 2;
+template <int number>
+[[noreturn]] void Throw(unsigned int, EXCEPTION_POINTERS*) {
+    throw number;
 }
 
 /// What the translator in force throws; 0 for the library's.
 int Translator() {
     try {
-        ReadInt(Null());
+        return ClassThrown(ReadNull) == "KxAccessViolationException" ? 0 : -1;
     } catch (int number) {
         return number;
-    } catch (KxException* exception) {
-        exception->Delete();
-        return 0;
     }
-    return -1;
 }
 
 TEST(SEHandler, Nesting) {
-    KxSEHandler const outer(ThrowOne, FLOAT_ALL);
+    KxSEHandler const outer(Throw<1>, FLOAT_ALL);
     {
-        KxSEHandler inner(ThrowTwo, FLOAT_ALL);
-        EXPECT_EQ(Translator(), 2);
+        KxSEHandler inner(Throw<2>, FLOAT_ALL);
         {
             KxSEHandler const library(FLOAT_ALL);
             EXPECT_EQ(Translator(), 0);
             std::thread([] {
-                KxSEHandler const own(ThrowTwo, FLOAT_ALL);
-                EXPECT_EQ(Translator(), 2);
+                KxSEHandler const own(Throw<3>, FLOAT_ALL);
+                EXPECT_EQ(Translator(), 3);
             }).join();
             EXPECT_EQ(Translator(), 0);
         }
@@ -53,8 +44,7 @@ TEST(SEHandler, Nesting) {
         KxSEHandler const third(FLOAT_ALL);
         inner = third;  // now it puts back what `third` replaced
     }
-    EXPECT_EQ(Translator(), 2);
-    EXPECT_EQ(KxxSetFaultTranslator(ThrowOne), ThrowTwo);
+    EXPECT_EQ(KxxSetFaultTranslator(Throw<1>), Throw<2>);
 }
 
 TEST(SEHandler, ControlWord) {
@@ -87,10 +77,12 @@ TEST(SEHandler, ControlWord) {
 
 #if !HB_SANITIZED  // their own operator new never calls a handler
 
+/// What the exception says was asked for: 1 for std::bad_alloc, 0 if there is none.
 template <class Call>
 unsigned long SizeThrown(Call call) {
     try {
-        call();
+        auto* const memory = call();
+        asm volatile("" ::"r"(memory));  // or the compiler leaves out a request that nobody uses
     } catch (KxMemoryException* exception) {
         unsigned long const size = exception->GetSize();
         exception->Delete();
@@ -101,127 +93,108 @@ unsigned long SizeThrown(Call call) {
     return 0;
 }
 
-/// Keeps the compiler from leaving out a request whose memory is not used.
-template <class T>
-T* Used(T* memory) {
-    asm volatile("" ::"r"(memory) : "memory");
-    return memory;
-}
-
-struct alignas(64) Wide {
-    char bytes[64];
-};
-
 TEST(NewHandler, TellsTheSize) {
-    std::size_t volatile const huge = std::size_t{1} << 62;
-    auto const plain = [&] { delete[] Used(new char[huge]); };
-    EXPECT_EQ(SizeThrown(plain), 1u);  // std::bad_alloc
-    static int calls;
-    calls = 0;
+    constexpr std::size_t size = std::size_t{1} << 62;
+    std::size_t volatile const huge = size;
+    std::align_val_t const wide{64};
+    auto const plain = [&] { return ::operator new(huge); };
+    EXPECT_EQ(SizeThrown(plain), 1u);
     {
         KxNewHandler const guard;
-        EXPECT_EQ(SizeThrown(plain), std::size_t{1} << 62);
-        EXPECT_EQ(SizeThrown([&] { ::operator delete(Used(::operator new(huge + 1))); }), (std::size_t{1} << 62) + 1);
-        EXPECT_EQ(SizeThrown([&] { delete[] Used(new Wide[huge / 64]); }), std::size_t{1} << 62);
-        EXPECT_EQ(new (std::nothrow) char[huge], nullptr);
-        EXPECT_EQ(new (std::nothrow) Wide[huge / 64], nullptr);
-        {
-            KxNewHandler const inner(
-                [](unsigned long long size) { return size == (1ULL << 62) && ++calls < 3 ? 1 : 0; });
-            EXPECT_EQ(SizeThrown(plain), 1u);  // tried again twice, then given up
-            EXPECT_EQ(calls, 3);
-        }
-        EXPECT_EQ(SizeThrown(plain), std::size_t{1} << 62);
+        EXPECT_EQ(SizeThrown(plain), size);
+        EXPECT_EQ(SizeThrown([&] { return ::operator new[](huge + 1); }), size + 1);
+        EXPECT_EQ(SizeThrown([&] { return ::operator new(huge, wide); }), size);
+        EXPECT_EQ(SizeThrown([&] { return ::operator new[](huge + 1, wide); }), size + 1);
+        EXPECT_EQ(SizeThrown([&] { return ::operator new(huge, std::nothrow); }), 0u);
+        EXPECT_EQ(SizeThrown([&] { return ::operator new[](huge, wide, std::nothrow); }), 0u);
+        static int calls;
+        calls = 0;
+        KxNewHandler const inner([](unsigned long long asked) { return asked == size && ++calls < 3 ? 1 : 0; });
+        EXPECT_EQ(SizeThrown(plain), 1u);  // tried again twice, then given up
+        EXPECT_EQ(calls, 3);
     }
     EXPECT_EQ(SizeThrown(plain), 1u);
     EXPECT_EQ(std::get_new_handler(), nullptr);
-    std::unique_ptr<Wide[]> const wide(new Wide[3]);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(wide.get()) % 64, 0u);
+    void* const aligned = ::operator new(1, wide);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(aligned) % 64, 0u);
+    ::operator delete(aligned, wide);
 }
 
+// No memory at all is left, not even for the exceptions.
 [[noreturn]] void UseUpMemory() {
     PrepareDeath();
     KxNewHandler const guard;
     rlimit const limit = {64 << 20, RLIM_INFINITY};
     ::setrlimit(RLIMIT_AS, &limit);
-    for (std::size_t size = 1 << 20; size >= 16; size = size > 1024 ? size / 2 : size - 8)  // all that was freed too
-        while (Used(std::malloc(size))) {}
+    void* (*volatile take)(std::size_t) = std::malloc;
+    for (std::size_t size = 1 << 20; size >= 16; size = size > 1024 ? size / 2 : size - 8)
+        while (take(size)) {}
     int caught = 0;
-    KxMemoryException* held[40];
-    for (auto*& exception : held) {
-        exception = nullptr;
+    auto const request = [] { return ::operator new(100); };
+    auto const nest = [&](auto const& self, int depth) -> void {  // exceptions that live at the same time
         try {
-            ::operator delete(Used(::operator new(100)));
-        } catch (KxMemoryException* thrown) {
-            exception = thrown;
-            caught += thrown->GetSize() == 100;
+            request();
+        } catch (KxMemoryException* exception) {
+            if (depth > 0) self(self, depth - 1);
+            caught += exception->GetSize() == 100;
+            exception->Delete();
         }
-    }
-    for (auto* exception : held)
-        if (exception) exception->Delete();
-    for (int i = 0; i < 200; ++i) caught += SizeThrown([] { ::operator delete(Used(::operator new(100))); }) == 100;
+    };
+    nest(nest, 39);
+    for (int i = 0; i < 200; ++i) caught += SizeThrown(request) == 100;
     std::_Exit(caught == 240 ? 42 : 1);
 }
-
-// No memory at all is left, not even for the exceptions.
 TEST(NewHandlerDeathTest, Reserve) {
     EXPECT_EXIT(UseUpMemory(), testing::ExitedWithCode(42), "");
 }
 
 #endif
 
-template <class EXCEPTION, class Call>
-unsigned long CodeThrown(Call call, std::string* function = nullptr) {
+/// The text and the system error number of what asking for the function throws.
+template <class KEY>
+std::string Asked(KxString const& name, KEY key) {
+    KxDelayLoadedModule module(name);
     try {
-        call();
-    } catch (EXCEPTION* exception) {
-        unsigned long const code = exception->GetCode();
-        if constexpr (requires { exception->GetFunction(); })
-            if (function) *function = KxxToUtf8(exception->GetFunction().View());
+        module.GetFunction(key);
+    } catch (KxDllProcAddrException* exception) {
+        std::string const text =
+            KxxToUtf8(exception->GetFunction().View()) + " " + std::to_string(exception->GetCode());
         exception->Delete();
-        return code;
+        return text;
+    } catch (KxDllLoadException* exception) {
+        EXPECT_EQ(exception->GetName(), name);
+        std::string const text = std::to_string(exception->GetCode());
+        exception->Delete();
+        return text;
     }
-    return 0;
+    return "found";
 }
 
 TEST(DelayLoad, ModulesAndFunctions) {
-    auto const all = [] {
-        KxString const folder = KxxFromSystemPath(HBTOOLS_DELAYED_FOLDER);
-        for (KxString const& name :
-             {KxString(L"Delayed.dll"), KxString(L"libDelayed.so"), folder + L"/libDelayed.so"}) {
+    unsigned short const seven = 7, eight = 8;
+    KxString const path = KxxFromSystemPath(HBTOOLS_DELAYED_FOLDER "/libDelayed.so");
+    auto const all = [&] {
+        for (KxString const& name : {KxString(L"Delayed.dll"), KxString(L"libDelayed.so"), path}) {
             KxDelayLoadedModule module(name);
             EXPECT_EQ(module.GetFunction<int(int)>("Twice")(21), 42);
-            EXPECT_EQ(module.GetFunction<int()>(static_cast<unsigned short>(8))(), 8);
-            std::string function;
-            EXPECT_EQ(CodeThrown<KxDllProcAddrException>([&] { module.GetFunction("Thrice"); }, &function), ENOSYS);
-            EXPECT_EQ(function, "Thrice");
-            unsigned short const seven = 7;
-            EXPECT_EQ(CodeThrown<KxDllProcAddrException>([&] { module.GetFunction(seven); }, &function), ENOSYS);
-            EXPECT_EQ(function, "Ordinal 7");
+            EXPECT_EQ(module.GetFunction<int()>(eight)(), 8);
+            EXPECT_EQ(Asked(name, "Thrice"), "Thrice 38");  // ENOSYS
+            EXPECT_EQ(Asked(name, seven), "Ordinal 7 38");
         }
-        struct {
-            KxString name;
-            unsigned long code;
-        } const missing[] = {{L"NoSuch.dll", ENOENT},
-                             {L"", ENOENT},
-                             {L"bin/libDelayed.so", ENOENT},
-                             {L"/nowhere/libDelayed.so", ENOENT},
-                             {KxxFromSystemPath(HBTOOLS_SOURCE_DIR "/LICENSE"), ENOEXEC}};
-        for (auto const& c : missing) {
-            KxDelayLoadedModule module(c.name);
-            EXPECT_EQ(CodeThrown<KxDllLoadException>([&] { module.GetFunction("Twice"); }), c.code);
-        }
+        for (wchar_t const* name : {L"NoSuch.dll", L"", L"bin/libDelayed.so", L"/nowhere/libDelayed.so"})
+            EXPECT_EQ(Asked(name, "Twice"), "2");                                          // ENOENT
+        EXPECT_EQ(Asked(KxxFromSystemPath(HBTOOLS_SOURCE_DIR "/LICENSE"), "Twice"), "8");  // ENOEXEC
     };
     all();
     KxSEHandler const guard(FLOAT_ALL);
     all();
-    // With a translator of the caller's the fault arrives there.
-    KxxSetFaultTranslator([](unsigned int code, EXCEPTION_POINTERS* pointers) {
-        auto const* record = reinterpret_cast<KxDelayLoadRecord const*>(pointers->record->parameters[0]);
-        if (code == 0xC06D007F && !record->isByName && record->ordinal == 7) throw 7;
-    });
-    KxDelayLoadedModule module(L"Delayed.dll");
-    EXPECT_THROW(module.GetFunction(static_cast<unsigned short>(7)), int);
+    KxSEHandler const own(
+        [](unsigned int code, EXCEPTION_POINTERS* pointers) {
+            auto const* record = reinterpret_cast<KxDelayLoadRecord const*>(pointers->record->parameters[0]);
+            if (code == 0xC06D007F && !record->isByName && record->ordinal == 7) throw 7;
+        },
+        FLOAT_ALL);
+    EXPECT_THROW(Asked(path, seven), int);
 }
 
 }  // namespace

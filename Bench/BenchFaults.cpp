@@ -1,0 +1,95 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// What faults and guards cost. A translated fault stands beside a plain throw of the same exception, a loop under a
+// guard beside the same loop without one, operator new beside malloc.
+#include "hbtools/base/syException.h"
+#include "hbtools/diagnostics/syHandlers.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+using namespace KxN;
+
+namespace {
+
+__attribute__((noinline)) int Read(int const volatile* from) {
+    return *from;
+}
+__attribute__((noinline)) int Throw() {
+    throw new KxAccessViolationException();
+}
+
+template <class Call>
+void Catch(benchmark::State& state, Call call) {
+    for (auto _ : state) {
+        try {
+            benchmark::DoNotOptimize(call());
+            state.SkipWithError("nothing was thrown");
+        } catch (KxAccessViolationException* exception) {
+            exception->Delete();
+        }
+    }
+}
+
+void Fault(benchmark::State& state) {
+    KxSEHandler const guard(FLOAT_ALL);
+    int const* volatile null = nullptr;
+    Catch(state, [&] { return Read(null); });
+}
+void PlainThrow(benchmark::State& state) {
+    Catch(state, Throw);
+}
+
+void Guard(benchmark::State& state) {
+    for (auto _ : state) {
+        KxSEHandler const guard(FLOAT_ALL);
+        benchmark::ClobberMemory();
+    }
+}
+
+/// Distances of points from the origin, with the guard outside as in an application.
+void Loop(benchmark::State& state) {
+    std::vector<double> const points(static_cast<std::size_t>(state.range(0)), 1.25);
+    for (auto _ : state) {
+        double sum = 0;
+        for (std::size_t i = 0; i + 2 < points.size(); i += 3)
+            sum += points[i] * points[i] + points[i + 1] * points[i + 1] + points[i + 2] * points[i + 2];
+        benchmark::DoNotOptimize(sum);
+    }
+}
+void GuardedLoop(benchmark::State& state) {
+    {
+        KxSEHandler const guard;
+        Loop(state);
+    }
+    KxxControlFloat(FLOAT_ALL, FLOAT_ALL);
+}
+
+void New(benchmark::State& state) {
+    for (auto _ : state) {
+        void* memory = ::operator new(static_cast<std::size_t>(state.range(0)));
+        benchmark::DoNotOptimize(memory);
+        ::operator delete(memory);
+    }
+}
+void Malloc(benchmark::State& state) {
+    for (auto _ : state) {
+        void* memory = std::malloc(static_cast<std::size_t>(state.range(0)));
+        benchmark::DoNotOptimize(memory);
+        std::free(memory);
+    }
+}
+
+BENCHMARK(Fault)->Name("fault/hbtools");
+BENCHMARK(PlainThrow)->Name("fault/throw");
+BENCHMARK(Guard)->Name("guard/hbtools");
+BENCHMARK(GuardedLoop)->Name("guarded loop/hbtools")->Arg(30000);
+BENCHMARK(Loop)->Name("guarded loop/no guard")->Arg(30000);
+BENCHMARK(New)->Name("new/hbtools")->Arg(48);
+BENCHMARK(Malloc)->Name("new/malloc")->Arg(48);
+
+}  // namespace
