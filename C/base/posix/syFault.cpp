@@ -30,9 +30,6 @@
 #include <unistd.h>
 #include <unwind.h>
 
-// The sanitizers' view of the memory below a stack pointer does not hold in the handler.
-#define HB_PLAIN __attribute__((no_sanitize("address", "thread", "undefined")))
-
 namespace KxN::detail {
 
 /// Below the stack of the thread while its translator runs. The trampoline knows where the registers are.
@@ -149,10 +146,6 @@ void FindStack(Thread& thread) {
     ::pthread_attr_destroy(&attributes);
     thread.stackEnd = reinterpret_cast<std::uintptr_t>(begin) + size;
     thread.stackBegin = reinterpret_cast<std::uintptr_t>(begin) + guard;
-}
-
-HB_PLAIN void CopyBytes(void* to, void const* from, std::size_t count) {
-    asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(count) : : "memory");
 }
 
 /// Bytes of the floating-point state of a signal's context, wide registers included.
@@ -290,7 +283,7 @@ bool IsInAllocator() {
     struct Search {
         int frames;
         bool isFound;
-    } search = {16, false};
+    } search = {8, false};
     ::_Unwind_Backtrace(
         [](_Unwind_Context* context, void* argument) {
             auto& state = *static_cast<Search*>(argument);

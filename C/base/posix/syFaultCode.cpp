@@ -4,8 +4,6 @@
 
 #include "base/posix/syFloatControl.h"
 
-#include <cstring>
-
 namespace KxN::detail {
 
 namespace {
@@ -64,15 +62,10 @@ Prefixes SkipPrefixes(Bytes& code) {
     return prefixes;
 }
 
-template <class T>
-T Load(void const* from) {
-    T value;
-    std::memcpy(&value, from, sizeof value);
-    return value;
-}
-
-std::uintptr_t Extended(Bytes code, unsigned int bytes) {
-    auto const value = bytes == 1 ? Load<std::int8_t>(code) : Load<std::int32_t>(code);
+/// A signed number of one or four bytes within the instruction.
+std::uintptr_t Displacement(Bytes code, unsigned int bytes) {
+    std::int32_t value = static_cast<std::int8_t>(*code);
+    if (bytes == 4) CopyBytes(&value, code, sizeof value);
     return static_cast<std::uintptr_t>(static_cast<std::intptr_t>(value));
 }
 
@@ -99,7 +92,7 @@ std::uintptr_t OperandAddress(ucontext_t const& context, Bytes code, Prefixes co
     } else {
         address = Register(context, base | (prefixes.rex & 1U) << 3);
     }
-    if (displacement) address += Extended(code, displacement);
+    if (displacement) address += Displacement(code, displacement);
     if (prefixes.isAddress32) address &= 0xFFFFFFFF;
     if (prefixes.isThreadBased) {
         std::uintptr_t block = 0;
@@ -121,7 +114,7 @@ unsigned int DecodeDivision(ucontext_t const& context, Bytes code) {
         bool const isHighByte = bytes == 1 && !prefixes.rex && number >= 4;  // ah, ch, dh, bh
         divisor = isHighByte ? Register(context, number - 4) >> 8 : Register(context, number);
     } else {
-        std::memcpy(&divisor, reinterpret_cast<void const*>(OperandAddress(context, code, prefixes)), bytes);
+        CopyBytes(&divisor, reinterpret_cast<void const*>(OperandAddress(context, code, prefixes)), bytes);
     }
     if (bytes < 8) divisor &= (std::uint64_t{1} << 8 * bytes) - 1;
     return divisor == 0 ? FAULT_INT_DIVIDE_BY_ZERO : FAULT_INT_OVERFLOW;

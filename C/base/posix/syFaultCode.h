@@ -10,7 +10,15 @@
 #include <csignal>
 #include <ucontext.h>
 
+// What runs in the signal handler looks at memory that the sanitizers hold for nobody's.
+#define HB_PLAIN __attribute__((no_sanitize("address", "thread", "undefined")))
+
 namespace KxN::detail {
+
+/// Copies with one instruction: no call, and nothing that a sanitizer watches.
+HB_PLAIN inline void CopyBytes(void* to, void const* from, std::size_t count) {
+    asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(count) : : "memory");
+}
 
 struct Fault {
     EXCEPTION_RECORD record;
