@@ -21,6 +21,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
+#include <dlfcn.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/auxv.h>
@@ -278,26 +279,30 @@ void Install() {
     }
 }
 
-/// Whether the fault lies within the allocator, whose lock may be held: the exception could not be made.
-bool IsInAllocator() {
+/// The entries of the allocator.
+std::uintptr_t const g_allocator[] = {
+    reinterpret_cast<std::uintptr_t>(&std::malloc),         reinterpret_cast<std::uintptr_t>(&std::free),
+    reinterpret_cast<std::uintptr_t>(&std::realloc),        reinterpret_cast<std::uintptr_t>(&std::calloc),
+    reinterpret_cast<std::uintptr_t>(&std::aligned_alloc),  reinterpret_cast<std::uintptr_t>(&::memalign),
+    reinterpret_cast<std::uintptr_t>(&::posix_memalign),    reinterpret_cast<std::uintptr_t>(&::malloc_trim),
+    reinterpret_cast<std::uintptr_t>(&::malloc_usable_size)};
+
+/// Whether the fault lies within the allocator, whose lock may be held: the exception could not be made. Asked on the
+/// stack of the thread. Takes no lock.
+bool IsInAllocator(void* address) {
+    dl_find_object module{};
+    if (::_dl_find_object(reinterpret_cast<void*>(g_allocator[0]), &module) != 0) return false;
+    if (address < module.dlfo_map_start || address >= module.dlfo_map_end) return false;  // as nearly always
     struct Search {
-        int frames;
-        bool isFound;
-    } search = {8, false};
+        int frames = 10;
+        bool isFound = false;
+    } search;
     ::_Unwind_Backtrace(
         [](_Unwind_Context* context, void* argument) {
             auto& state = *static_cast<Search*>(argument);
             std::uintptr_t const function = ::_Unwind_GetRegionStart(context);
-            static std::uintptr_t const allocator[] = {reinterpret_cast<std::uintptr_t>(&std::malloc),
-                                                       reinterpret_cast<std::uintptr_t>(&std::free),
-                                                       reinterpret_cast<std::uintptr_t>(&std::realloc),
-                                                       reinterpret_cast<std::uintptr_t>(&std::calloc),
-                                                       reinterpret_cast<std::uintptr_t>(&std::aligned_alloc),
-                                                       reinterpret_cast<std::uintptr_t>(&::memalign),
-                                                       reinterpret_cast<std::uintptr_t>(&::posix_memalign),
-                                                       reinterpret_cast<std::uintptr_t>(&::malloc_trim),
-                                                       reinterpret_cast<std::uintptr_t>(&::malloc_usable_size)};
-            state.isFound = std::find(std::begin(allocator), std::end(allocator), function) != std::end(allocator);
+            state.isFound =
+                std::find(std::begin(g_allocator), std::end(g_allocator), function) != std::end(g_allocator);
             return state.isFound || --state.frames == 0 ? _URC_END_OF_STACK : _URC_NO_REASON;
         },
         &search);
@@ -356,7 +361,7 @@ void KxxRaiseFault(unsigned int code, std::initializer_list<std::uintptr_t> para
 void hbFaultTranslate(KxN::detail::FaultFrame* frame) {
     using namespace KxN;
     Translating const translating(*frame);
-    if (IsInAllocator()) return;
+    if (IsInAllocator(frame->fault.record.address)) return;
     EXCEPTION_POINTERS pointers = {&frame->fault.record, &frame->context};
     t_thread.translator(frame->fault.record.code, &pointers);
 }
