@@ -151,6 +151,16 @@ struct FaultsAtTheEnd {
     ~FaultsAtTheEnd() { count += ClassThrown(ReadNull) == "KxAccessViolationException"; }
 };
 
+// The handler shares the stack of the thread when its own was taken away.
+TEST(Faults, WithoutSignalStack) {
+    KxSEHandler const guard(FLOAT_ALL);
+    stack_t none{}, former{};
+    none.ss_flags = SS_DISABLE;
+    ::sigaltstack(&none, &former);
+    EXPECT_EQ(ClassThrown(ReadNull), "KxAccessViolationException");
+    ::sigaltstack(&former, nullptr);
+}
+
 // In loops of the library and while unwinding, again and again, on threads with small stacks.
 TEST(Faults, InThreads) {
     static std::atomic<int> caught;

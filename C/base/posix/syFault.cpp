@@ -158,26 +158,34 @@ HB_PLAIN std::size_t StateSize(_libc_fpstate const& state) {
     return words[0] == isExtended ? words[1] : plain;
 }
 
+/// Where the frame goes, with the floating-point state behind it. Null if the stack at the fault is used up, or is none
+/// of the thread's own.
+HB_PLAIN FaultFrame* FindRoom(Thread const& thread, Fault const& fault, std::uintptr_t stack, std::size_t stateSize) {
+    if (stack > thread.stackEnd || stack < thread.stackBegin) return nullptr;
+    std::uintptr_t const address = fault.record.parameters[1];
+    bool const isBelow = address < thread.stackBegin && address >= thread.stackBegin - signalStackSize;
+    if (fault.record.code == FAULT_ACCESS_VIOLATION && isBelow) return nullptr;
+    std::uintptr_t end = stack - redZone;
+    auto const here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    if (here < end && here >= thread.stackBegin) end = here - 4096;  // somebody took the handler's stack away
+    std::uintptr_t const place = (end - sizeof(FaultFrame) - stateSize) & ~std::uintptr_t{63};
+    if (end < thread.stackBegin || place < thread.stackBegin + roomForTranslator) return nullptr;
+    return reinterpret_cast<FaultFrame*>(place);
+}
+
 /// Takes the fault to the trampoline. False if the thread does not translate it.
 HB_PLAIN bool Redirect(int signal, siginfo_t const& info, ucontext_t& context) {
-    Thread& thread = t_thread;
+    Thread const& thread = t_thread;
     if (!thread.translator || thread.isTranslating) return false;
     Fault fault;
     if (!DecodeFault(signal, info, context, fault)) return false;
-
     auto& registers = context.uc_mcontext.gregs;
     auto stack = static_cast<std::uintptr_t>(registers[REG_RSP]);
     _libc_fpstate& state = *context.uc_mcontext.fpregs;
     std::size_t const stateSize = StateSize(state);
-    std::size_t const needed = redZone + sizeof(FaultFrame) + stateSize + roomForTranslator;
-    // A stack that is used up, or one that is not the thread's own.
-    if (stack > thread.stackEnd || stack < thread.stackBegin + needed) return false;
-    if (fault.record.code == FAULT_ACCESS_VIOLATION && fault.record.parameters[1] < thread.stackBegin &&
-        fault.record.parameters[1] >= thread.stackBegin - signalStackSize)
-        return false;
+    FaultFrame* const frame = FindRoom(thread, fault, stack, stateSize);
+    if (!frame) return false;
 
-    auto* const frame =
-        reinterpret_cast<FaultFrame*>((stack - redZone - sizeof(FaultFrame) - stateSize) & ~std::uintptr_t{63});
     CopyBytes(&frame->info, &info, sizeof info);
     CopyBytes(&frame->registers, &context.uc_mcontext, sizeof frame->registers);
     frame->registers.fpregs = reinterpret_cast<_libc_fpstate*>(frame + 1);
