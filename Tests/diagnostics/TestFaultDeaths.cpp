@@ -138,11 +138,9 @@ TEST(HandlerDeathTest, TerminateAndUnexpected) {
         {44, [] { KxUnexpectedHandler const guard(Exit44); { KxUnexpectedHandler const inner; } KxxUnexpected(); }},
     };
     // clang-format on
-    PrepareDeath();
-    for (auto const& c : cases) EXPECT_EXIT(c.body(), testing::ExitedWithCode(c.code), "");
+    for (auto const& c : cases) EXPECT_EXIT((PrepareDeath(), c.body()), testing::ExitedWithCode(c.code), "");
     KxTerminateHandler const guard;
-    EXPECT_EXIT(std::terminate(), DiedOf{SIGABRT}, "");
-    ::alarm(0);
+    EXPECT_EXIT((PrepareDeath(), std::terminate()), DiedOf{SIGABRT}, "");
 }
 
 }  // namespace
