@@ -3,6 +3,8 @@
 
 #include "hbtools/math/syVec3.h"
 
+#include "hbtools/math/syVec.h"
+
 namespace KxN {
 
 namespace {
@@ -24,5 +26,11 @@ constinit KxVec3d const KxVec3d::YUnit(0, 1, 0);
 constinit KxVec3d const KxVec3d::ZUnit(0, 0, 1);
 constinit KxVec3d const KxVec3d::Invalid(Marker, Marker, Marker);
 constinit KxVec3d const KxVec3d::Infinity(Marker, Marker, Marker);
+
+KxVec3d::KxVec3d(KxVec const& vector) : KxVec3d(vector.Values()) {}
+
+KxVec KxVec3d::ToVector() const {
+    return KxVec(KxTArray<double>(m_values, 3));
+}
 
 }  // namespace KxN

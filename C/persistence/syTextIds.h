@@ -6,6 +6,13 @@
 
 namespace KxN::text {
 
-enum TagId : unsigned short { VersionNeeds64 = 2201, ReplaceTooLong = 2202, FileTooLarge = 6002, TagMissing = 6151 };
+enum TagId : unsigned short {
+    VersionNeeds64 = 2201,
+    ReplaceTooLong = 2202,
+    HeaderBigEndian = 6000,
+    HeaderLength = 6001,
+    FileTooLarge = 6002,
+    TagMissing = 6151
+};
 
 }  // namespace KxN::text

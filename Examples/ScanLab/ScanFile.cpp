@@ -4,6 +4,7 @@
 
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
+#include <hbtools/persistence/syBinFileHeader.h>
 #include <hbtools/persistence/syGeometryTags.h>
 #include <hbtools/persistence/sySimpleTags.h>
 #include <hbtools/persistence/syTagArchive.h>
@@ -16,6 +17,8 @@ namespace ScanLab {
 using namespace KxN;
 
 namespace {
+
+constexpr unsigned short headerLen = 512;
 
 enum Id : unsigned long {
     scanMarker = 1000,
@@ -68,7 +71,9 @@ void Store(KxString const& path, StoredScan& stored, TagFormat format) {
     long long measured = static_cast<long long>(points.Size()) + notFinite.Size();
 
     KxTagArchive archive(&file, 0);
-    archive << KxNullTag(scanMarker);
+    KxBinHeader header(headerLen);
+    header.SetDateTime(KxDateTime::Now());
+    archive << header << KxNullTag(scanMarker);
     archive.LevelDown();
     archive << KxStringTag(nameId, scan.name) << KxVec3dArrayTag(pointsId, points)
             << KxTTag<long long>(measuredId, measured);
@@ -91,6 +96,10 @@ StoredScan Load(KxString const& path) {
     long long measured = 0;
 
     KxTagArchive archive(&file, 1);
+    KxBinHeader header(headerLen);
+    archive >> header;
+    if (!header.IsIntel() || header.GetLen() != headerLen)
+        throw new KxFileException(L"ScanFile", __LINE__, path + L" is not a scan file");
     archive >> KxNullTag(scanMarker);
     archive.LevelDown();
     archive >> KxNullTag(deviationsMarker);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// A scan with its deviations as a tag file:
+// A scan with its deviations as a tag file, behind a header with the moment of writing:
 //
 //     1000 marker              a scan
 //       1001 text              its name

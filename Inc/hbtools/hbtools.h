@@ -44,7 +44,14 @@
 
 #include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syMath.h"
+#include "hbtools/math/syMathException.h"
+#include "hbtools/math/syMathMatrix.h"
+#include "hbtools/math/syMatrix.h"
+#include "hbtools/math/syMatrix3.h"
+#include "hbtools/math/syMatrix4.h"
 #include "hbtools/math/syRangeHistogram.h"
+#include "hbtools/math/sySparseMatrix.h"
+#include "hbtools/math/syVec.h"
 #include "hbtools/math/syVec2.h"
 #include "hbtools/math/syVec3.h"
 #include "hbtools/math/syVec4.h"
@@ -53,6 +60,7 @@
 #include "hbtools/diagnostics/syHandlers.h"
 
 #include "hbtools/persistence/sy2dArray.h"
+#include "hbtools/persistence/syBinFileHeader.h"
 #include "hbtools/persistence/syCompactArray.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/sySimpleTags.h"

@@ -106,6 +106,28 @@ TEST_F(Programs, HbtagJsonParsesWholeOrDamaged) {
     }
 }
 
+TEST_F(Programs, HbtagShowsTheHeader) {
+    std::string header("\x49\x49\x64\0\0\2TQ\1\0\2\0\3\0\xfe\xff\5\0\x7e\x51\1\0\x4f\xdb\x34\1\0\0\xc0\x3f\1\0", 32);
+    header.resize(512);
+    header[128 + 6] = '\xf0';
+    header[128 + 7] = '\x3f';
+    std::string tag = wholeFile.substr(26);
+    tag.replace(10, 2, "\x12\2");
+    Write("head.tag", header + tag);
+    Outcome const text = Call("./hbtag ls " + Path("head.tag"));
+    EXPECT_EQ(text.code, 0);
+    EXPECT_NE(
+        text.output.find("header: version 100, company \"TQ\", data type 1, element size 2, blocks 3, size -2 x 5\n"
+                         "        31.12.2024 23:59:58, mask 1.5, tags of 64 bits, matrix 1, 0, 0, 0; 0, 0, 0, 0; "),
+        std::string::npos)
+        << text.output;
+    if (!HasPython()) return;
+    Outcome const json = Call("./hbtag ls --json " + Path("head.tag") +
+                              " | python3 -c 'import json, sys; h = json.load(sys.stdin)[\"header\"]; "
+                              "print(h[\"time\"], h[\"width\"], h[\"matrix\"][0])'");
+    EXPECT_EQ(json.output, "31.12.2024 23:59:58 -2 [1, 0, 0, 0]\n");
+}
+
 TEST_F(Programs, ScanlabDemoStoresAndCompares) {
     Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\nnan,1,1\n1,1,0\n");
     Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv"));

@@ -3,6 +3,7 @@
 #include "Listing.h"
 
 #include <hbtools/base/syEncoding.h>
+#include <hbtools/persistence/syBinFileHeader.h>
 
 #include <algorithm>
 
@@ -135,16 +136,62 @@ void PrintFaults(Output& output, Options const& options, KxTagInspector const& i
     }
 }
 
+std::string MatrixText(KxTMatrix4x4<double> const& matrix, std::string_view betweenRows) {
+    std::string text;
+    for (unsigned long r = 0; r < 4; ++r)
+        for (unsigned long c = 0; c < 4; ++c)
+            text += fmt::format("{}{}",
+                                c > 0   ? ", "
+                                : r > 0 ? betweenRows
+                                        : "",
+                                JsonNumber(fmt::format("{}", matrix[r][c])));
+    return text;
+}
+
+bool IsIdentity(KxTMatrix4x4<double> const& matrix) {
+    for (unsigned long i = 0; i < 16; ++i)
+        if (matrix[i / 4][i % 4] != (i % 5 == 0 ? 1 : 0)) return false;
+    return true;
+}
+
+// The block in front of the first chain.
+void PrintHeader(Output& output, Options const& options, KxString const& name) {
+    KxBinHeader header(512);
+    header.Read(name);
+    KxTSize<short> const size = header.GetSize();
+    KxDateTime const time = header.GetDateTime();
+    KxString const moment = time.IsValid() ? time.GetDateText() + L" " + time.GetTimeText() : KxString();
+    KxTMatrix4x4<double> const matrix = header.GetTrafoMatrix();
+    int const form = header.GetTagFormat() == TagFormat32 ? 32 : 64;
+    if (options.json) {
+        output.Print(
+            "  \"header\": {{\"version\": {}, \"company\": {}, \"dataType\": {}, \"elementSize\": {}, \"maxBlocks\": "
+            "{}, "
+            "\"width\": {}, \"height\": {}, \"time\": {}, \"mask\": {}, \"form\": {}, \"matrix\": [[{}]]}},\n",
+            header.GetVersion(), Quoted(header.GetCompanyID()), header.GetDataType(), header.GetElementSize(),
+            header.GetMaxBlocks(), size.width, size.height, Quoted(moment),
+            JsonNumber(fmt::format("{}", header.GetMaskValue())), form, MatrixText(matrix, "], ["));
+        return;
+    }
+    output.Print("header: version {}, company {}, data type {}, element size {}, blocks {}, size {} x {}\n",
+                 header.GetVersion(), Quoted(header.GetCompanyID()), header.GetDataType(), header.GetElementSize(),
+                 header.GetMaxBlocks(), size.width, size.height);
+    output.Print("        {}, mask {}, tags of {} bits, matrix {}\n", !moment ? "no time" : Escaped(moment),
+                 header.GetMaskValue(), form, IsIdentity(matrix) ? "identity" : MatrixText(matrix, "; "));
+}
+
 }  // namespace
 
 void Print(Output& output, Options const& options, KxString const& name, KxTagInspector& inspector,
            TagFileState state) {
     auto const wanted = [&](SxTagRecord const& record) { return !options.id || record.image.id == *options.id; };
     auto const& records = inspector.Records();
+    bool const hasHeader = inspector.GetStartPosition() > 0;
     if (options.json) {
         output.Print(
             "{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"start\": {},\n  \"recordCount\": {},\n",
             Quoted(name), inspector.GetFileSize(), StateName(state), inspector.GetStartPosition(), records.Size());
+        if (hasHeader && !options.faultsOnly) PrintHeader(output, options, name);
         if (!options.faultsOnly) {
             output.Print("  \"records\": [");
             bool first = true;
@@ -162,6 +209,7 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
     }
     output.Print("{}: {} bytes, {} records, {}\n", Escaped(name), inspector.GetFileSize(), records.Size(),
                  StateName(state));
+    if (hasHeader && !options.faultsOnly) PrintHeader(output, options, name);
     if (!options.faultsOnly && records.Size() > 0) {
         output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}\n", "position", "id", "version", "form", "size",
                      "next", "payload");

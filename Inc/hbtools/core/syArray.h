@@ -47,6 +47,18 @@ public:
         }
     }
 
+    /// Gives the block, made by new[], to the caller; the array is empty then.
+    T* Detach() noexcept {
+        m_count = 0;
+        return std::exchange(m_data, nullptr);
+    }
+    /// Frees the present block and owns `block`, made by new[] with `count` elements.
+    void Attach(T* block, int count) noexcept {
+        if (block != m_data) delete[] m_data;
+        m_data = block;
+        m_count = count;
+    }
+
     T* Data() { return m_data; }
     T const* Data() const { return m_data; }
     T& operator[](int index) { return m_data[index]; }

@@ -15,6 +15,7 @@
 
 namespace KxN {
 
+class KxVec;
 class KxVec4f;
 class KxVec4d;
 
@@ -161,6 +162,10 @@ public:
     KxVec3d(KxVec3f const& vector) : m_values{vector[0], vector[1], vector[2]} {}
     explicit KxVec3d(KxVec4f const& vector);  ///< The homogeneous division of KxVec4f,
     explicit KxVec3d(KxVec4d const& vector);  ///< of KxVec4d.
+    /// The first three elements, which must be there.
+    KxVec3d(KxVec const& vector);
+    KxVec3d& operator=(KxVec const& vector) { return *this = KxVec3d(vector); }
+    KxVec ToVector() const;
 
     void SetValues(double x, double y, double z) { *this = KxVec3d(x, y, z); }
     void SetValues(double const* values) { detail::CopyTo(m_values, values); }

@@ -22,7 +22,7 @@ class TagChain;
 
 /// Form of the records that are written: 18 bytes with 32-bit positions, or 30 bytes with 64-bit ones. Readers take
 /// both, also mixed in one chain.
-enum TagFormat { TagFormat32 = 0, TagFormat64 = 1 };
+enum TagFormat : int { TagFormat32 = 0, TagFormat64 = 1 };
 
 /// The form in force in the process, TagFormat32 at start. Set it before any thread writes: there is no lock.
 KX_API TagFormat GetGlobalTagFormat();

@@ -62,6 +62,8 @@ private:
     KxString m_fileName;
 };
 
+class KxBinHeader;
+
 class KX_API KxTagArchive {
 public:
     /// Begins the first level at the file's position. Bit 0 of `mode` means loading, bit 2 is reported by
@@ -86,6 +88,12 @@ public:
     KxTagArchive& operator>>(KxTag&& tag) { return *this >> tag; }
     KxTagArchive& operator<<(KxTagArchive& (*function)(KxTagArchive&)) { return function(*this); }
     KxTagArchive& operator>>(KxTagArchive& (*function)(KxTagArchive&)) { return function(*this); }
+
+    /// Stores or loads GetLen bytes of a file's header at the file's position, see syBinFileHeader.h. The present level
+    /// begins right behind it, its mode as of a new archive that stores (0) or loads (1): set modes afterwards. Neither
+    /// byte order nor length are checked, and a missing end counts as zeros.
+    KxTagArchive& operator<<(KxBinHeader& header);
+    KxTagArchive& operator>>(KxBinHeader& header);
 
     /// Begins a level at the file's position, that is behind the marker just stored or read, in necessary mode. If
     /// the last read did not find its tag, all reads of the new level do nothing until LevelUp.
@@ -136,6 +144,7 @@ private:
 
     STagLevel& Top() const { return *m_top; }
     void Push(ULONGLONG position, std::uint32_t mode);
+    void BeginChain(std::uint32_t mode);
     CFile& OpenFile() const;
 
     unsigned long m_mode;
