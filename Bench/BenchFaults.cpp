@@ -2,15 +2,15 @@
 // SPDX-License-Identifier: MIT
 //
 // What faults and guards cost. A translated fault stands beside a plain throw of the same exception, a loop under a
-// guard beside the same loop without one, operator new beside malloc.
+// guard beside the same loop without one, operator new beside that of the language's own library.
 #include "hbtools/base/syException.h"
 #include "hbtools/diagnostics/syHandlers.h"
 
 #include <benchmark/benchmark.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <vector>
+#include <dlfcn.h>
 #include <ucontext.h>
 
 using namespace KxN;
@@ -82,19 +82,25 @@ void GuardedLoop(benchmark::State& state) {
     KxxControlFloat(FLOAT_ALL, FLOAT_ALL);
 }
 
-void New(benchmark::State& state) {
+template <class Take, class Give>
+void Request(benchmark::State& state, Take take, Give give) {
     for (auto _ : state) {
-        void* memory = ::operator new(static_cast<std::size_t>(state.range(0)));
+        void* memory = take(static_cast<std::size_t>(state.range(0)));
         benchmark::DoNotOptimize(memory);
-        ::operator delete(memory);
+        give(memory);
     }
 }
-void Malloc(benchmark::State& state) {
-    for (auto _ : state) {
-        void* memory = std::malloc(static_cast<std::size_t>(state.range(0)));
-        benchmark::DoNotOptimize(memory);
-        std::free(memory);
-    }
+void New(benchmark::State& state) {
+    Request(
+        state, [](std::size_t size) { return ::operator new(size); }, [](void* memory) { ::operator delete(memory); });
+}
+/// What the operators would be without the library.
+void NewOfLanguage(benchmark::State& state) {
+    void* const library = ::dlopen("libstdc++.so.6", RTLD_NOW);
+    auto const take = reinterpret_cast<void* (*)(std::size_t)>(::dlsym(library, "_Znwm"));
+    auto const give = reinterpret_cast<void (*)(void*)>(::dlsym(library, "_ZdlPv"));
+    if (!take || !give) return state.SkipWithError("not found");
+    Request(state, take, give);
 }
 
 BENCHMARK(Fault)->Name("fault/hbtools");
@@ -104,6 +110,6 @@ BENCHMARK(Guard)->Name("guard/hbtools");
 BENCHMARK(GuardedLoop)->Name("guarded loop/hbtools")->Arg(30000);
 BENCHMARK(Loop)->Name("guarded loop/no guard")->Arg(30000);
 BENCHMARK(New)->Name("new/hbtools")->Arg(48);
-BENCHMARK(Malloc)->Name("new/malloc")->Arg(48);
+BENCHMARK(NewOfLanguage)->Name("new/libstdc++")->Arg(48);
 
 }  // namespace
