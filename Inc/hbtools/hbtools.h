@@ -12,6 +12,7 @@
 #include "hbtools/base/syDateTime.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syEncryption.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syFileStream.h"
@@ -46,6 +47,13 @@
 #include "hbtools/math/syVec3.h"
 #include "hbtools/math/syVec4.h"
 #include "hbtools/math/syVecParts.h"
+
+#include "hbtools/config/syConfigFast.h"
+#include "hbtools/config/syConfigFastMT.h"
+#include "hbtools/config/syConfigMT.h"
+#include "hbtools/config/syConfigValues.h"
+#include "hbtools/config/syConfiguration.h"
+#include "hbtools/config/syEnum.h"
 
 #include "hbtools/persistence/sy2dArray.h"
 #include "hbtools/persistence/syCompactArray.h"
