@@ -52,7 +52,17 @@ void ConfigDocument::Parse(std::string_view bytes) {
     if (m_lineEnd.empty()) m_lineEnd = L"\n";
 }
 
-std::string ConfigDocument::GetBytes() const {
+std::string ConfigDocument::GetBytes() {
+    std::string bytes = Joined();
+    // Without the lines that told its encoding, a file could be taken for one in another.
+    if (m_encoding == KxTextEncoding::Windows1252 && KxxDetectEncoding(bytes) != m_encoding) {
+        ConvertToUtf8();
+        bytes = Joined();
+    }
+    return bytes;
+}
+
+std::string ConfigDocument::Joined() const {
     std::string bytes(KxxMarkOf(m_encoding));
     for (auto const& section : m_sections)
         for (Line const& line : section->lines) bytes += line.bytes;

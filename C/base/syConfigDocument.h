@@ -19,7 +19,8 @@ public:
     ConfigDocument() { Parse({}); }
 
     void Parse(std::string_view bytes);
-    std::string GetBytes() const;
+    /// The bytes of the file; read again, they give the same texts.
+    std::string GetBytes();
 
     std::size_t GetGroupCount() const { return m_sections.size() - 1; }
     std::wstring_view GetGroupName(std::size_t index) const { return m_sections[index + 1]->name; }
@@ -53,6 +54,7 @@ private:
 
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
 
+    std::string Joined() const;
     std::size_t FindPlace(std::wstring_view group) const;
     Section const* FindSection(std::wstring_view group) const;
     Line const* FindKeyLine(std::wstring_view group, std::size_t index) const;
