@@ -148,7 +148,6 @@ private:
     std::size_t m_groupDuplicates = 0;
     std::vector<ConfigLine*> m_table;  // chains; the size is a power of two
     int m_tableShift = 0;
-    std::size_t m_seed = 0;
     std::size_t m_indexed = 0;
 };
 

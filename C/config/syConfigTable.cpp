@@ -3,43 +3,17 @@
 //
 // The table of names. Only the first line of a name stands in it, so that a file of equal names makes no long chains.
 #include "config/syConfigLines.h"
-#include "hbtools/base/syEncoding.h"
+
+#include "base/syNameHash.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <random>
+#include <utility>
 
 namespace KxN::detail {
 
 namespace {
-
-constexpr std::size_t multiplier = 0x9E3779B97F4A7C15u;
-
-wchar_t Upper(wchar_t c) {
-    if (c < 0x80) return c >= L'a' && c <= L'z' ? c - 0x20 : c;
-    return KxxToUpper(c);
-}
-
-/// Another start in each process, so that no file can be made whose names collide.
-std::size_t Seed() {
-    static std::size_t const seed = (std::size_t{std::random_device()()} << 32) ^ std::random_device()();
-    return seed;
-}
-
-std::size_t HashOf(std::wstring_view name, std::size_t seed) {
-    std::size_t hash = seed;
-    for (wchar_t const c : name) {
-        hash = (hash ^ static_cast<std::uint32_t>(Upper(c))) * multiplier;
-        hash ^= hash >> 32;
-    }
-    return hash;
-}
-
-bool IsEqual(std::wstring_view a, std::wstring_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                              [](wchar_t x, wchar_t y) { return x == y || Upper(x) == Upper(y); });
-}
 
 ConfigSection const* ScopeOf(ConfigLine const* line) {
     return line->kind == ConfigLine::Key ? line->section : nullptr;
@@ -48,18 +22,17 @@ ConfigSection const* ScopeOf(ConfigLine const* line) {
 }  // namespace
 
 std::size_t ConfigLines::BucketOf(ConfigSection const* scope, std::size_t hash) const {
-    return ((hash ^ reinterpret_cast<std::uintptr_t>(scope)) * multiplier) >> m_tableShift;
+    return ((hash ^ reinterpret_cast<std::uintptr_t>(scope)) * NameHash::multiplier) >> m_tableShift;
 }
 
 ConfigLine* ConfigLines::Lookup(ConfigSection const* scope, std::wstring_view name) const {
-    std::size_t const hash = HashOf(name, m_seed);
+    std::size_t const hash = NameHash()(name);
     for (ConfigLine* line = m_table[BucketOf(scope, hash)]; line; line = line->nextInBucket)
-        if (line->hash == hash && ScopeOf(line) == scope && IsEqual(line->name, name)) return line;
+        if (line->hash == hash && ScopeOf(line) == scope && NameEqual()(line->name, name)) return line;
     return nullptr;
 }
 
 void ConfigLines::MakeTable(std::size_t count) {
-    m_seed = Seed();
     m_table.assign(std::bit_ceil(std::max<std::size_t>(16, count)), nullptr);
     m_tableShift = 64 - std::countr_zero(m_table.size());
     for (ConfigLine* line = m_first; line; line = line->next) {
@@ -88,7 +61,7 @@ void ConfigLines::TakeFromTable(ConfigLine* line) {
 void ConfigLines::AddKey(ConfigLine* line, std::size_t position) {
     std::vector<ConfigLine*>& keys = line->section->keys;
     keys.insert(keys.begin() + static_cast<std::ptrdiff_t>(position), line);
-    line->hash = HashOf(line->name, m_seed);
+    line->hash = NameHash()(line->name);
     line->isIndexed = false;
     ConfigLine* const first = Lookup(line->section, line->name);
     if (first) {
@@ -109,7 +82,7 @@ void ConfigLines::UnindexKey(ConfigLine* line) {
     TakeFromTable(line);
     if (section->duplicates == 0) return;
     auto const next = std::find_if(section->keys.begin(), section->keys.end(), [&](ConfigLine const* key) {
-        return key->hash == line->hash && IsEqual(key->name, line->name);
+        return key->hash == line->hash && NameEqual()(key->name, line->name);
     });
     if (next == section->keys.end()) return;
     --section->duplicates;
@@ -117,7 +90,7 @@ void ConfigLines::UnindexKey(ConfigLine* line) {
 }
 
 void ConfigLines::IndexGroup(ConfigLine* line) {
-    line->hash = HashOf(line->name, m_seed);
+    line->hash = NameHash()(line->name);
     if (Lookup(nullptr, line->name))
         ++m_groupDuplicates;
     else
@@ -133,7 +106,7 @@ void ConfigLines::UnindexGroup(ConfigLine* line) {
     TakeFromTable(line);
     if (m_groupDuplicates == 0) return;
     auto const next = std::find_if(m_sections.begin() + 1, m_sections.end(), [&](auto const& section) {
-        return section->head->hash == line->hash && IsEqual(section->head->name, line->name);
+        return section->head->hash == line->hash && NameEqual()(section->head->name, line->name);
     });
     if (next == m_sections.end()) return;
     --m_groupDuplicates;
