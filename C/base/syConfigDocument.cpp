@@ -125,10 +125,20 @@ ConfigDocument::Section& ConfigDocument::AddSection(std::wstring_view name) {
     return *m_sections.back();
 }
 
+/// Most groups of a file are never asked for a name, so only those that are get a table.
+ConfigDocument::Table const& ConfigDocument::Section::Index() const {
+    if (isIndexed) return keysByName;
+    keysByName.clear();
+    keysByName.reserve(keys.size());
+    for (std::size_t const place : keys) keysByName.try_emplace(lines[place].name, place);
+    isIndexed = true;
+    return keysByName;
+}
+
 /// Adds a line at the end of the section.
 void ConfigDocument::Append(Section& section, Line line) {
     if (line.kind == Key) {
-        section.keysByName.try_emplace(line.name, section.lines.size());
+        if (section.isIndexed) section.keysByName.try_emplace(line.name, section.lines.size());
         section.keys.push_back(section.lines.size());
     }
     section.lines.push_back(line);
@@ -154,7 +164,7 @@ std::size_t ConfigDocument::GetKeyCount(std::wstring_view group) const {
 std::optional<std::wstring_view> ConfigDocument::FindValue(std::wstring_view group, std::wstring_view key) const {
     Section const* const section = FindSection(group);
     if (!section) return {};
-    auto const found = section->keysByName.find(key);
+    auto const found = section->Index().find(key);
     if (found == section->keysByName.end()) return {};
     return section->lines[found->second].value;
 }
@@ -209,7 +219,7 @@ void ConfigDocument::EndLine(Line& line) {
 bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::wstring_view value) {
     std::size_t const place = FindPlace(group);
     if (place != none) {
-        auto const found = m_sections[place]->keysByName.find(key);
+        auto const found = m_sections[place]->Index().find(key);
         if (found != m_sections[place]->keysByName.end())
             return ChangeValue(m_sections[place]->lines[found->second], value);
     }
@@ -229,7 +239,7 @@ bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::
     Encode(std::wstring(key) + L"=" + std::wstring(value) + m_lineEnd, bytes);
     // What stands behind are blank lines, so no place in the tables moves.
     Line const line = MakeLine(std::move(bytes));
-    section.keysByName.try_emplace(line.name, at);
+    if (section.isIndexed) section.keysByName.try_emplace(line.name, at);
     section.keys.push_back(at);
     section.lines.insert(section.lines.begin() + static_cast<std::ptrdiff_t>(at), line);
     return true;

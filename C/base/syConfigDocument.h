@@ -57,7 +57,10 @@ private:
         std::wstring_view name;
         std::vector<Line> lines;        // the group's own line first, except in the section in front of all groups
         std::vector<std::size_t> keys;  // places of the key lines
-        Table keysByName;               // to the first place
+        mutable Table keysByName;       // to the first place; made when it is first asked
+        mutable bool isIndexed = false;
+
+        Table const& Index() const;
     };
 
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
