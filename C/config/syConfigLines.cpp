@@ -29,7 +29,7 @@ void ConfigLines::SetGroup(KxString const& group) {
         Own own;
         try {
             own = Make(ConfigLine::Group, {}, group, KxString(), LineEnd());
-        } catch (KxFileException* exception) {  // a name that no file can hold is the name of an empty group
+        } catch (KxException* exception) {  // what cannot be in the file is empty to readers; Write tells why
             exception->Delete();
             m_group = group;
             m_current = nullptr;
@@ -61,8 +61,7 @@ ConfigLine* ConfigLines::Find(std::size_t index) {
 }
 
 void ConfigLines::Write(KxString const& key, KxString const& value) {
-    if (!m_current) SetGroup(m_group);
-    if (!m_current) ThrowNotStorable(m_group.View(), key);
+    NeedCurrent();
     ConfigLine* const line = Find(key.View());
     if (!line) return InsertKey(m_current, m_current->lastNotBlank, key, value);
     if (line->value == value.View()) return;
@@ -79,10 +78,15 @@ void ConfigLines::Write(KxString const& key, KxString const& value) {
     m_isChanged = true;
 }
 
+/// Makes the current group if it is not there. @throws what keeps it from being made
+void ConfigLines::NeedCurrent() {
+    if (!m_current) SetGroup(m_group);
+    if (!m_current) Make(ConfigLine::Group, m_group.View(), m_group, KxString(), {});
+}
+
 void ConfigLines::Insert(KxString const& key, KxString const& value) {
     if (m_cursor) return InsertKey(m_cursor->section, m_cursor, key, value);
-    if (!m_current) SetGroup(m_group);
-    if (!m_current) ThrowNotStorable(m_group.View(), key);
+    NeedCurrent();
     InsertKey(m_current, m_current->lastNotBlank, key, value);
 }
 
@@ -192,6 +196,7 @@ ConfigLines::Own ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view grou
                                    KxString const& value, std::string_view lineEnd) {
     using namespace KxTools;
     CStringA const password = GetEncryptedEncryptionPassword();
+    KxString const key = kind == ConfigLine::Key ? name : KxString();
     KxString const storedName = KxxEncryptString(password, name, 1);
     std::wstring text(storedName.View());
     if (kind == ConfigLine::Group)
@@ -204,7 +209,7 @@ ConfigLines::Own ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view grou
     constexpr std::wstring_view lineEnds(L"\n\r\0", 3);
     if (parsed.kind != kind || parsed.name != storedName.View() || text.find_first_of(lineEnds) != text.npos ||
         text.starts_with(L'\xFEFF'))
-        ThrowNotStorable(group, name);
+        ThrowNotStorable(group, key);
 
     auto own = std::make_unique<ConfigLine::Own>();
     bool const fits = KxxEncodeText(text, m_encoding, own->bytes);
@@ -212,7 +217,7 @@ ConfigLines::Own ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view grou
     KxTextEncoding const encoding = fits ? m_encoding : KxTextEncoding::Utf8;
     if (own->bytes.size() + lineEnd.size() - LineEndLength(lineEnd) > longestLine ||
         KxxDecodeText(own->bytes, encoding) != text)
-        ThrowNotStorable(group, name);
+        ThrowNotStorable(group, key);
     if (!fits) ConvertToUtf8();
     own->bytes += lineEnd;
     own->name = name.View();

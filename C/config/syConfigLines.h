@@ -109,6 +109,7 @@ private:
 
     void Link(ConfigLine* line, ConfigLine* behind);
     void Unlink(ConfigLine* line);
+    void NeedCurrent();
     ConfigSection* AddSection(ConfigLine* head);
     ConfigSection* FindSection(std::wstring_view group) const;
     ConfigSection* SectionBefore(ConfigSection const* section) const;

@@ -51,7 +51,7 @@ public:
     KxString GetPathName() const;
     KxString GetGroup() const;
     /// Selects a group and puts the cursor on it. One that does not exist is made at the end of the list; it reaches
-    /// the file with the next change.
+    /// the file with the next change. A name that no line can hold is that of an empty group.
     void SetGroup(KxString const& group);
 
     /// The value of a key of the current group; empty, or the default, if the key is missing.
@@ -72,7 +72,8 @@ public:
 
     /// Sets a value, or adds the key behind the last line of its group that is not blank. An equal value changes nothing.
     /// The name keeps the spelling that it has in the file; blanks around a value are lost.
-    /// @throws KxFileException for what no line can hold, such as a line feed or 4096 bytes; nothing is changed then
+    /// @throws KxFileException for what no line can hold, such as a line feed or 4096 bytes, KxEncryptionException while
+    /// encryption is on without a password; nothing is changed then
     void WriteKey(KxString const& key, KxString const& value);
     /// Adds a key behind the cursor, where a look-up may or may not find it first; without a cursor as WriteKey would.
     /// @throws KxFileException as WriteKey

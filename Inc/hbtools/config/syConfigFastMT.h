@@ -48,7 +48,7 @@ public:
     unsigned short GetGroupCount() const;
     KxString GetGroup(unsigned short index) const;
 
-    /// As in KxConfigFast; the result is 1. @throws KxFileException for what no line can hold
+    /// The result is 1.
     int WriteKey(KxString const& key, KxString const& value);
     void InsertKey(KxString const& key, KxString const& value);
     void DeleteGroup(KxString const& group);

@@ -157,7 +157,7 @@ public:
     KxTRange<unsigned short> ReadRangeUSHORT(KxString const& key, int ordered) const;
 
     /// Writes a value: mind the order, the value comes first. Fails for what no line can hold and for a file that cannot
-    /// be written.
+    /// be written. @throws KxEncryptionException, in KxConfigMT, while encryption is on without a password
     int Write(KxString const& value, KxString const& key);
     int Write(wchar_t const* value, KxString const& key) { return Write(KxString(value), key); }
     template <class T>
