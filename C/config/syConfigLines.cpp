@@ -204,8 +204,10 @@ ConfigLines::Own ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view grou
     else
         text.append(L"=").append(KxxEncryptString(password, value, 0, ConfigContext(group, name.View())).View());
 
+    // A carriage return of the line end may keep a blank in front of it, so it takes part.
+    std::wstring const whole = lineEnd.size() > LineEndLength(lineEnd) ? text + L"\r" : text;
     ConfigLine parsed;
-    Classify(parsed, text);
+    Classify(parsed, whole);
     constexpr std::wstring_view lineEnds(L"\n\r\0", 3);
     if (parsed.kind != kind || parsed.name != storedName.View() || text.find_first_of(lineEnds) != text.npos ||
         text.starts_with(L'\xFEFF'))
@@ -235,8 +237,10 @@ std::string ConfigLines::LineEnd() const {
 void ConfigLines::EndLine(ConfigLine* line) {
     if (LineEndLength(line->bytes) > 0) return;
     std::string end = LineEnd();
-    if (line->bytes.size() + end.size() - LineEndLength(end) > longestLine)
-        end.erase(0, end.size() - LineEndLength(end));
+    std::wstring const text = KxxDecodeText(line->bytes, m_encoding);
+    bool const isTooLong = line->bytes.size() + end.size() - LineEndLength(end) > longestLine;
+    // A carriage return must not change what the line is.
+    if (isTooLong || Trimmed(text) != Trimmed(text + L"\r")) end.erase(0, end.size() - LineEndLength(end));
     if (!line->own) line->own = std::make_unique<ConfigLine::Own>();
     line->own->bytes = std::string(line->bytes) + end;
     line->bytes = line->own->bytes;

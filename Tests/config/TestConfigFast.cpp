@@ -124,6 +124,7 @@ TYPED_TEST(ConfigFast, ChangesLeaveTheRestAlone) {
         {"[G]\nA=1\n\n \n[H]\n", write(L"G", L"B", L"2"), "[G]\nA=1\nB=2\n\n \n[H]\n"},
         {"\n[H]\n", write(L"", L"B", L"2"), "B=2\n\n[H]\n"},
         {"[G]\nA=1\nA=2\n[G]\nA=3\n", write(L"G", L"A", L"9"), "[G]\nA=9\nA=2\n[G]\nA=3\n"},
+        {"A=1\r\nB=2 ", write(L"", L"C", L"3"), this->isMT ? "A=1\r\nB=2 \nC=3\r\n" : "A=1\r\nB=2 \r\nC=3\r\n"},
         {"rubbish\n[G\n[G]\n", write(L"G", L"A", L"9"), "rubbish\n[G\n[G]\nA=9\n"},
         {"[G]\nA=1\n" + tooLong + "\n[H]", write(L"G", L"B", L"2"), "[G]\nA=1\nB=2\n" + tooLong + "\n[H]"},
         {"[G]\nA=1\0\xFF\n;\x81\xE4\n"s, write(L"G", L"B", L"ö"), "[G]\nA=1\0\xFF\n;\x81\xE4\nB=\xF6\n"s},
