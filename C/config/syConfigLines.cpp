@@ -106,17 +106,17 @@ void ConfigLines::InsertKey(ConfigSection* section, ConfigLine* behind, KxString
     ConfigLine* solid = behind;
     while (solid && solid->section == section && solid->isBlank) solid = solid->previous;
     if (solid && solid->section != section) solid = nullptr;
-    if (solid == section->lastNotBlank) {
-        section->lastNotBlank = line;
-    } else {  // keys from here on follow the new one
+    bool const isLast = solid == section->lastNotBlank;
+    if (!isLast) {  // keys from here on follow the new one
         ConfigLine const* before = behind;
         while (before && before->section == section && before->kind == ConfigLine::Other) before = before->previous;
         bool const isFirst = !before || before->section != section || before->kind != ConfigLine::Key;
         auto const found = std::find(section->keys.begin(), section->keys.end(), before);
         position = isFirst ? 0 : static_cast<std::size_t>(found - section->keys.begin()) + 1;
     }
-    Link(line, behind);
     AddKey(line, position);
+    Link(line, behind);
+    if (isLast) section->lastNotBlank = line;
     m_current = FindSection(m_group.View());
     m_cursor = line;
     m_isChanged = true;
@@ -126,7 +126,11 @@ void ConfigLines::DeleteCurrent() {
     ConfigLine* const line = m_cursor;
     if (!line) return;
     ConfigSection* const section = line->section;
-    m_cursor = line->previous;
+    ConfigSection* const before = line->kind == ConfigLine::Group ? SectionBefore(section) : nullptr;
+    if (before) {  // nothing throws after this
+        before->keys.reserve(before->keys.size() + section->keys.size());
+        ReserveTable();
+    }
     if (line->kind == ConfigLine::Key) {
         section->keys.erase(std::find(section->keys.begin(), section->keys.end(), line));
         UnindexKey(line);
@@ -136,8 +140,7 @@ void ConfigLines::DeleteCurrent() {
         while (last && last->section == section && last->isBlank) last = last->previous;
         section->lastNotBlank = last && last->section == section ? last : nullptr;
     }
-    if (line->kind == ConfigLine::Group) {  // its lines belong to the group before now
-        ConfigSection* const before = SectionBefore(section);
+    if (before) {  // its lines belong to the group before now
         for (ConfigLine* const key : section->keys)
             if (key->isIndexed) TakeFromTable(key);
         for (ConfigLine* other = line->next; other && other->section == section; other = other->next)
@@ -147,6 +150,7 @@ void ConfigLines::DeleteCurrent() {
         std::unique_ptr<ConfigSection> const taken = TakeSection(section);
         UnindexGroup(line);
     }
+    m_cursor = line->previous;
     Unlink(line);
     m_current = FindSection(m_group.View());
     m_isChanged = true;
@@ -249,7 +253,8 @@ void ConfigLines::EndLine(ConfigLine* line) {
 /// @throws KxFileException when a line would become too long to be read again
 void ConfigLines::ConvertToUtf8() {
     std::vector<std::string> converted;
-    for (ConfigLine const* line = m_first; line; line = line->next) {
+    for (ConfigLine* line = m_first; line; line = line->next) {
+        if (!line->own) line->own = std::make_unique<ConfigLine::Own>();
         converted.push_back(KxxToUtf8(KxxDecodeText(line->bytes, m_encoding)));
         std::string const& bytes = converted.back();
         if (bytes.size() - LineEndLength(bytes) > longestLine) ThrowNotStorable({}, KxString(line->name));
@@ -258,7 +263,6 @@ void ConfigLines::ConvertToUtf8() {
     m_rest = m_ownRest;
     auto bytes = converted.begin();
     for (ConfigLine* line = m_first; line; line = line->next) {
-        if (!line->own) line->own = std::make_unique<ConfigLine::Own>();
         line->own->bytes = std::move(*bytes++);
         line->bytes = line->own->bytes;
     }
@@ -306,6 +310,7 @@ void ConfigLines::Unlink(ConfigLine* line) {
 }
 
 ConfigSection* ConfigLines::AddSection(ConfigLine* head) {
+    ReserveTable();
     m_sections.push_back(std::make_unique<ConfigSection>());
     m_sections.back()->head = head;
     if (head) IndexGroup(head);

@@ -120,6 +120,7 @@ private:
     // The table of names: of groups with no scope, of keys with their section.
     ConfigLine* Lookup(ConfigSection const* scope, std::wstring_view name) const;
     std::size_t BucketOf(ConfigSection const* scope, std::size_t hash) const;
+    void ReserveTable();
     void AddToTable(ConfigLine* line);
     void TakeFromTable(ConfigLine* line);
     void IndexGroup(ConfigLine* line);

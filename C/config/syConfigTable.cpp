@@ -33,7 +33,7 @@ ConfigLine* ConfigLines::Lookup(ConfigSection const* scope, std::wstring_view na
 }
 
 void ConfigLines::MakeTable(std::size_t count) {
-    m_table.assign(std::bit_ceil(std::max<std::size_t>(16, count)), nullptr);
+    m_table = std::vector<ConfigLine*>(std::bit_ceil(std::max<std::size_t>(16, count)));
     m_tableShift = 64 - std::countr_zero(m_table.size());
     for (ConfigLine* line = m_first; line; line = line->next) {
         if (!line->isIndexed) continue;
@@ -42,8 +42,13 @@ void ConfigLines::MakeTable(std::size_t count) {
     }
 }
 
+/// Makes room for one more, so that AddToTable never throws.
+void ConfigLines::ReserveTable() {
+    if (m_indexed >= 2 * m_table.size()) MakeTable(2 * m_indexed);
+}
+
 void ConfigLines::AddToTable(ConfigLine* line) {
-    if (++m_indexed > 2 * m_table.size()) MakeTable(m_indexed);
+    ++m_indexed;
     ConfigLine*& bucket = m_table[BucketOf(ScopeOf(line), line->hash)];
     line->nextInBucket = std::exchange(bucket, line);
     line->isIndexed = true;
@@ -60,6 +65,7 @@ void ConfigLines::TakeFromTable(ConfigLine* line) {
 /// Adds a key at that place among those of its section.
 void ConfigLines::AddKey(ConfigLine* line, std::size_t position) {
     std::vector<ConfigLine*>& keys = line->section->keys;
+    ReserveTable();
     keys.insert(keys.begin() + static_cast<std::ptrdiff_t>(position), line);
     line->hash = NameHash()(line->name);
     line->isIndexed = false;
