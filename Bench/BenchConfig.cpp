@@ -15,7 +15,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #ifdef HBTOOLS_BENCH_GLIB
 #include <glib.h>
@@ -44,7 +47,7 @@ public:
     }
     /// A file of that many groups.
     std::string File(int groups) const {
-        std::string const path = (m_path / std::to_string(groups)).string();
+        std::string path = (m_path / std::to_string(groups)).string();
         if (std::filesystem::exists(path)) return path;
         std::ofstream out(path);
         for (int g = 0; g < groups; ++g) {
@@ -78,6 +81,21 @@ std::string KeyName(int group, int key) {
     return "Parameter" + std::to_string(group) + "-" + std::to_string(key);
 }
 
+/// Names of all keys of a group.
+std::vector<std::string> KeyNames(int group) {
+    std::vector<std::string> names;
+    names.reserve(keys);
+    for (int k = 0; k < keys; ++k) names.push_back(KeyName(group, k));
+    return names;
+}
+
+std::vector<KxString> WideKeyNames(int group) {
+    std::vector<KxString> names;
+    names.reserve(keys);
+    for (std::string const& name : KeyNames(group)) names.push_back(Wide(name));
+    return names;
+}
+
 std::string ValueText(int group, int key) {
     return "measured value " + std::to_string(group * key) + ".25 mm";
 }
@@ -98,8 +116,7 @@ void LookUpOurs(benchmark::State& state) {
     int const group = static_cast<int>(state.range(0)) - 1;
     KxConfigFast config(Wide(InMemory().File(group + 1)));
     config.SetGroup(Wide("Group" + std::to_string(group)));
-    std::vector<KxString> names;
-    for (int k = 0; k < keys; ++k) names.push_back(Wide(KeyName(group, k)));
+    std::vector<KxString> const names = WideKeyNames(group);
     if (config.ReadKey(names[7]).View() != Wide(ValueText(group, 7)).View()) state.SkipWithError("wrong value");
     std::size_t i = 0;
     for (auto _ : state) {
@@ -137,8 +154,7 @@ BENCHMARK(SaveOursInMemory)->Name("config-save-unsynced/hbtools")->Arg(200)->Use
 template <class CONFIG>
 void ReadThousand(benchmark::State& state, auto make, bool isOpenedInTime) {
     KxString const path = Wide(InMemory().File(200));
-    std::vector<KxString> names;
-    for (int k = 0; k < keys; ++k) names.push_back(Wide(KeyName(100, k)));
+    std::vector<KxString> const names = WideKeyNames(100);
     auto const read = [&](CONFIG& config) {
         config.SetGroup(L"Group100");
         for (std::size_t i = 0; i < 1000; ++i) benchmark::DoNotOptimize(config.ReadKey(names[i % names.size()]));
@@ -200,8 +216,7 @@ void LookUpGlib(benchmark::State& state) {
     int const group = static_cast<int>(state.range(0)) - 1;
     KeyFile const file = Load(state, InMemory().File(group + 1));
     std::string const groupName = "Group" + std::to_string(group);
-    std::vector<std::string> names;
-    for (int k = 0; k < keys; ++k) names.push_back(KeyName(group, k));
+    std::vector<std::string> const names = KeyNames(group);
     std::size_t i = 0;
     for (auto _ : state) {
         char* const value = g_key_file_get_string(file.get(), groupName.c_str(), names[i].c_str(), nullptr);

@@ -39,7 +39,8 @@ constexpr int base64 = sodium_base64_VARIANT_URLSAFE_NO_PADDING;
 constexpr std::size_t keySize = crypto_aead_xchacha20poly1305_ietf_KEYBYTES;
 constexpr std::size_t nonceSize = crypto_aead_xchacha20poly1305_ietf_NPUBBYTES;
 constexpr std::size_t tagSize = crypto_aead_xchacha20poly1305_ietf_ABYTES;
-static_assert(keySize == crypto_kdf_KEYBYTES && keySize == crypto_generichash_BYTES);
+static_assert(keySize == crypto_kdf_KEYBYTES);
+static_assert(keySize == crypto_generichash_BYTES);
 
 // Files have no room for a salt of their own, and every process must make the same key. Do not change.
 constexpr unsigned char salt[crypto_pwhash_SALTBYTES + 1] = "hbTools.config.1";

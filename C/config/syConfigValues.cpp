@@ -92,7 +92,7 @@ void KxConfigurationException::SetSpecMessage(KxString const& message) {
 void KxConfigurationException::BuildMessage() {
     if (HasSpecMessage()) {
         m_message = GetSpecMessage();
-        KxException::BuildMessage();
+        KxException::BuildMessage();  // NOLINT(bugprone-parent-virtual-call): not the text of key and group
     } else {
         KxReadKeywordException::BuildMessage();
     }
