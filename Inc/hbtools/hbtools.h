@@ -13,6 +13,7 @@
 #include "hbtools/base/syDelayLoad.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syEncryption.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syFault.h"
 #include "hbtools/base/syFile.h"
@@ -56,6 +57,13 @@
 #include "hbtools/math/syVec3.h"
 #include "hbtools/math/syVec4.h"
 #include "hbtools/math/syVecParts.h"
+
+#include "hbtools/config/syConfigFast.h"
+#include "hbtools/config/syConfigFastMT.h"
+#include "hbtools/config/syConfigMT.h"
+#include "hbtools/config/syConfigValues.h"
+#include "hbtools/config/syConfiguration.h"
+#include "hbtools/config/syEnum.h"
 
 #include "hbtools/diagnostics/syHandlers.h"
 
