@@ -37,7 +37,10 @@
 #include "hbtools/core/syList.h"
 #include "hbtools/core/syMap.h"
 #include "hbtools/core/syMem.h"
+#include "hbtools/core/syRefCounter.h"
 #include "hbtools/core/sySVQueue.h"
+#include "hbtools/core/sySignal.h"
+#include "hbtools/core/sySmartPointer.h"
 
 #include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syMath.h"
@@ -46,6 +49,9 @@
 #include "hbtools/math/syVec3.h"
 #include "hbtools/math/syVec4.h"
 #include "hbtools/math/syVecParts.h"
+
+#include "hbtools/diagnostics/syExceptionMgr.h"
+#include "hbtools/diagnostics/syExceptionQueueOutput.h"
 
 #include "hbtools/persistence/sy2dArray.h"
 #include "hbtools/persistence/syCompactArray.h"

@@ -1,0 +1,235 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "diagnostics/syDebugFile.h"
+
+#include "diagnostics/syLogText.h"
+#include "diagnostics/syTextIds.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syResource.h"
+#include "hbtools/base/sySafeFile.h"
+
+#include <charconv>
+#include <ctime>
+#include <utility>
+
+namespace KxN::detail {
+
+namespace {
+
+constexpr char separatorLine[] = "______________________________________________________________________\r\n";
+constexpr char lineEnd[] = "\r\n";
+
+struct Clock {
+    std::time_t second = -1;
+    std::string date, time;
+};
+
+/// The texts of the present second. They are made once a second: making them costs more than writing an entry.
+Clock const& Now() {
+    thread_local Clock clock;
+    std::time_t const second = std::time(nullptr);
+    if (second != clock.second) {
+        KxDateTime const now = KxDateTime::FromUnixTime(second);
+        clock.date = KxxToUtf8(now.GetDateText().View());
+        clock.time = KxxToUtf8(now.GetTimeText().View());
+        clock.second = second;
+    }
+    return clock;
+}
+
+/// In a handler: the exception with its text, as the root of the tree.
+[[noreturn]] void ThrowWrapped(CException* exception) {
+    auto wrapped = std::make_unique<KxException>(*exception);
+    exception->Delete();
+    throw wrapped.release();
+}
+
+}  // namespace
+
+DebugFile::DebugFile() {
+    unsigned short const ids[] = {text::DatePrefix, text::TimePrefix, text::FilePrefix, text::LinePrefix};
+    for (int i = 0; i < 4; ++i) {
+        m_prefixes[i] = KxString(KxResId(ids[i]));
+        m_prefixBytes[i] = KxxToUtf8(m_prefixes[i].View());
+    }
+}
+
+void DebugFile::Open(KxString const& path, unsigned long maxEntries) {
+    auto stream = std::make_unique<KxoFileStream>(path, KxFileModeOut);
+    try {
+        stream->Proof(ProofOpen);
+    } catch (CException* exception) {
+        ThrowWrapped(exception);
+    }
+    DebugFile const fresh;  // with the texts of the present language
+    CSingleLock const lock(&m_lock, 1);
+    for (int i = 0; i < 4; ++i) {
+        m_prefixes[i] = fresh.m_prefixes[i];
+        m_prefixBytes[i] = fresh.m_prefixBytes[i];
+    }
+    m_path = path;
+    m_stream = std::move(stream);
+    m_maxEntries = maxEntries;
+    m_rewriteLimit = static_cast<unsigned long>(static_cast<double>(maxEntries) * 1.5);
+    m_entries.clear();
+    m_written.clear();
+    m_sinceRewrite = 0;
+    m_isFailureTold = false;
+}
+
+std::string DebugFile::TakeInfo() {
+    std::lock_guard const lock(m_infoLock);
+    m_hasInfo = false;
+    return std::exchange(m_info, {});
+}
+
+void DebugFile::SetInfo(KxString const& info) {
+    std::string bytes = KxxToUtf8(info.View());
+    std::lock_guard const lock(m_infoLock);
+    m_hasInfo = !bytes.empty();
+    m_info = std::move(bytes);
+}
+
+std::string DebugFile::Compose(DebugEntry const& entry) {
+    std::string bytes;
+    bytes.reserve(160 + static_cast<std::size_t>(entry.text.Len()));
+    if (entry.hasSeparator) bytes += separatorLine;
+    if (entry.hasDate) {
+        Clock const& now = Now();
+        bytes.append(m_prefixBytes[0]).append(now.date).append(m_prefixBytes[1]).append(now.time).append(lineEnd);
+    }
+    bytes.append(KxxToUtf8(entry.text.View())).append(lineEnd);
+    if (entry.extendedInfo) bytes.append(KxxToUtf8(entry.extendedInfo->View())).append(lineEnd);
+    if (entry.sourceFile) {
+        bytes.append(m_prefixBytes[2]).append(KxxToUtf8(entry.sourceFile->View()));
+        bytes.append(m_prefixBytes[3]).append(std::to_string(entry.line)).append(lineEnd);
+    }
+    if (m_hasInfo) {
+        std::string const info = TakeInfo();
+        if (!info.empty()) bytes.append(info).append(lineEnd);
+    }
+    return bytes;
+}
+
+void DebugFile::Write(DebugEntry const& entry) {
+    if (m_isSuppressed) return;
+    std::string bytes = Compose(entry);
+    CSingleLock const lock(&m_lock, 1);
+    if (!m_isDelayed) {
+        WriteBytes(bytes);
+        m_written += bytes;
+    }
+    m_entries.push_back(std::move(bytes));
+    ++m_sinceRewrite;
+    CheckSize();
+}
+
+/// Hands bytes to the system in one call. Whoever reports a failure must not get another one for it.
+void DebugFile::WriteBytes(std::string const& bytes) {
+    if (!m_stream) return;
+    if (!m_stream->is_open()) m_stream->open(m_path, KxFileModeAppend);
+    m_stream->WriteBytes(bytes.data(), bytes.size());
+    if (m_stream->good()) [[likely]] {
+        m_isFailureTold = false;
+        return;
+    }
+    try {
+        m_stream->Proof(ProofWrite);
+    } catch (CException* exception) {
+        TellFailure(exception);
+    }
+    m_stream->clear();  // the next entry may find room again
+}
+
+/// Once until writing succeeds again.
+void DebugFile::TellFailure(CException* exception) noexcept {
+    if (std::exchange(m_isFailureTold, true))
+        exception->Delete();
+    else
+        TellOnStandardError(exception);
+}
+
+void DebugFile::CheckSize() {
+    CSingleLock const lock(&m_lock, 1);
+    if (m_entries.size() > m_maxEntries) m_entries.pop_front();
+    if (m_sinceRewrite <= m_rewriteLimit) return;
+    m_sinceRewrite = m_maxEntries;
+    if (m_isDelayed) return;
+    try {
+        Rewrite();
+    } catch (CException* exception) {
+        TellFailure(exception);
+    }
+}
+
+void DebugFile::Reopen(int mode) {
+    if (m_stream->is_open()) m_stream->close();
+    m_stream->clear();
+    m_stream->open(m_path, mode);
+    try {
+        m_stream->Proof(ProofOpen);
+    } catch (CException* exception) {
+        m_stream->clear();
+        ThrowWrapped(exception);
+    }
+}
+
+/// Makes the file hold the kept entries. A new file takes its place, so that nobody ever finds less in it; where none
+/// can be made, it is emptied and written again.
+void DebugFile::Rewrite() {
+    std::string bytes;
+    for (std::string const& entry : m_entries) bytes += entry;
+    m_written = bytes;
+    if (!m_stream) return;
+    if (bytes.empty()) return Reopen(KxFileModeTruncate);
+    try {
+        KxxSaveFile(m_path, bytes);
+    } catch (CException* exception) {
+        exception->Delete();
+        Reopen(KxFileModeTruncate);
+        m_stream->WriteBytes(bytes.data(), bytes.size());
+        try {
+            m_stream->Proof(ProofWrite);
+        } catch (CException* failure) {
+            m_stream->clear();
+            ThrowWrapped(failure);
+        }
+        return;
+    }
+    Reopen(KxFileModeAppend);
+}
+
+void DebugFile::Flush() {
+    CSingleLock const lock(&m_lock, 1);
+    Rewrite();
+}
+
+void DebugFile::Reset() {
+    CSingleLock const lock(&m_lock, 1);
+    if (m_stream) Reopen(KxFileModeTruncate);
+}
+
+// What is switched off still gets its notice, and what is switched on again gets it first of all.
+void DebugFile::Suppress(bool suppress) {
+    if (!suppress) m_isSuppressed = false;
+    Write({KxString(KxResId(suppress ? text::SuppressOn : text::SuppressOff))});
+    if (suppress) m_isSuppressed = true;
+}
+
+void DebugFile::Delay(bool delay) {
+    if (!delay) m_isDelayed = false;
+    Write({KxString(KxResId(delay ? text::DelayOn : text::DelayOff))});
+    if (delay) m_isDelayed = true;
+}
+
+KxString DebugFile::GetInfo() {
+    CSingleLock const lock(&m_lock, 1);
+    return KxString(KxxWidenUtf8(m_written));
+}
+
+KxString DebugFile::GetPath() {
+    CSingleLock const lock(&m_lock, 1);
+    return m_path;
+}
+
+}  // namespace KxN::detail
