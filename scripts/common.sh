@@ -35,6 +35,8 @@ libbenchmark-dev the benchmarks
 libhdf5-dev a peer of the archives
 libcereal-dev a peer of the archives
 libboost-serialization-dev a peer of the archives
+libboost-dev a peer of the signals
+libspdlog-dev a peer of the debug file
 libeigen3-dev a peer of the mathematics'
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'; }

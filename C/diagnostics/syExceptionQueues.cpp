@@ -209,8 +209,7 @@ void KxExceptionManager::SortQ(Queue* queue) const {
     std::stable_sort(entries.begin(), entries.end(), [this](KxException const* a, KxException const* b) {
         if (m_sortOrder == SORT_LEV_GRP && a->GetErrorLevel() != b->GetErrorLevel())
             return a->GetErrorLevel() < b->GetErrorLevel();
-        int const groups =
-            m_sortOrder == SORT_TIM ? 0 : a->GetExceptionGroup().ICompare(b->GetExceptionGroup());
+        int const groups = m_sortOrder == SORT_TIM ? 0 : a->GetExceptionGroup().ICompare(b->GetExceptionGroup());
         if (groups != 0 || m_sortOrder == SORT_LEV_GRP) return groups < 0;
         return a->GetDateTime() < b->GetDateTime();
     });

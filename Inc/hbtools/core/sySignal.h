@@ -121,9 +121,7 @@ private:
 
     struct SlotDescriptor {
         void call(A argument) { stub(object, std::forward<A>(argument), *this); }
-        bool operator==(SlotDescriptor const& other) const {
-            return object == other.object && method == other.method;
-        }
+        bool operator==(SlotDescriptor const& other) const { return object == other.object && method == other.method; }
 
         void* object;
         void (*stub)(void* object, A argument, SlotDescriptor& descriptor);

@@ -1,0 +1,266 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+
+#include "hbtools/base/syObject.h"
+#include "hbtools/core/sySignal.h"
+#include "hbtools/core/sySmartPointer.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+using namespace KxN;
+
+namespace {
+
+std::string g_calls;
+
+/// A slot with a name, which writes down that it was called and then does what it was told.
+struct Receiver {
+    explicit Receiver(char theName) : name(theName) {}
+    virtual ~Receiver() = default;
+    virtual void On(int value) {
+        g_calls += name + std::to_string(value) + " ";
+        if (action) action();
+    }
+    int OnConst(int value) const { return g_calls += name + std::to_string(-value) + " ", 0; }
+
+    char name;
+    std::function<void()> action;
+};
+
+struct Left {
+    virtual ~Left() = default;
+};
+struct Derived : Left, Receiver {  // the base with the slot stands behind another one
+    Derived() : Receiver('d') {}
+    void On(int value) override { g_calls += "derived" + std::to_string(value) + " "; }
+};
+
+std::function<void()> g_freeAction;
+void Free(int value) {
+    g_calls += "f" + std::to_string(value) + " ";
+    if (g_freeAction) g_freeAction();
+}
+void OtherFree(long value) {
+    g_calls += "o" + std::to_string(value) + " ";
+}
+
+std::string Emitted(KxTSignal<int>& signal, int value = 1) {
+    g_calls.clear();
+    signal.Emit(value);
+    return g_calls;
+}
+
+}  // namespace
+
+TEST(Signals, ObjectsComeFirstInTheOrderOfConnection) {
+    KxTSignal<int> signal;
+    Receiver a('a'), b('b');
+    Derived derived;
+    signal.Emit(0);
+    signal.Connect(&Free);
+    signal.Connect(&b, &Receiver::On);
+    signal.Connect(&a, &Receiver::On);
+    signal.Connect(&a, &Receiver::OnConst);
+    signal.Connect(&derived, &Receiver::On);
+    signal.Connect(&OtherFree);
+    EXPECT_EQ(signal.NumSlots(), 6);
+    EXPECT_EQ(Emitted(signal), "b1 a1 a-1 derived1 f1 o1 ");
+    EXPECT_EQ(Emitted(signal, 2), "b2 a2 a-2 derived2 f2 o2 ");
+
+    KxTSignal<int> copy(signal);
+    EXPECT_EQ(copy.NumSlots(), 0);
+    copy.Connect(&Free);
+    copy = signal;
+    EXPECT_EQ(copy.NumSlots(), 1);
+
+    for (int i = 0; i < 2; ++i) {  // the second time changes nothing
+        signal.Disconnect(&a, &Receiver::On);
+        signal.Disconnect(&Free);
+        EXPECT_EQ(Emitted(signal), "b1 a-1 derived1 o1 ");
+    }
+    signal.Disconnect(&derived, &Receiver::On);
+    signal.Connect(&b, &Receiver::On);
+    EXPECT_EQ(Emitted(signal), "b1 a-1 b1 o1 ");
+    signal.Disconnect(&b, &Receiver::On);
+    EXPECT_EQ(Emitted(signal), "a-1 o1 ");
+}
+
+TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
+    // Slot b of a, b, c, f does something once; "again" is the next emission.
+    struct {
+        char const* name;
+        std::function<void(KxTSignal<int>&, Receiver* slots)> action;
+        std::string first, again;
+    } const cases[] = {
+        {"disconnects itself", [](auto& s, Receiver* r) { s.Disconnect(&r[1], &Receiver::On); }, "a1 b1 c1 f1 ",
+         "a1 c1 f1 "},
+        {"disconnects the one before", [](auto& s, Receiver* r) { s.Disconnect(&r[0], &Receiver::On); }, "a1 b1 c1 f1 ",
+         "b1 c1 f1 "},
+        {"disconnects the one behind", [](auto& s, Receiver* r) { s.Disconnect(&r[2], &Receiver::On); }, "a1 b1 f1 ",
+         "a1 b1 f1 "},
+        {"disconnects a free one", [](auto& s, Receiver*) { s.Disconnect(&Free); }, "a1 b1 c1 ", "a1 b1 c1 "},
+        {"connects", [](auto& s, Receiver* r) { s.Connect(&r[3], &Receiver::On); }, "a1 b1 c1 d1 f1 ",
+         "a1 b1 c1 d1 f1 "},
+        {"swaps, with an equal count",
+         [](auto& s, Receiver* r) {
+             s.Disconnect(&r[0], &Receiver::On);
+             s.Connect(&r[3], &Receiver::On);
+         },
+         "a1 b1 c1 d1 f1 ", "b1 c1 d1 f1 "},
+        {"disconnects all",
+         [](auto& s, Receiver* r) {
+             for (int i = 0; i < 3; ++i) s.Disconnect(&r[i], &Receiver::On);
+             s.Disconnect(&Free);
+         },
+         "a1 b1 ", ""},
+        {"emits", [](auto& s, Receiver*) { s.Emit(9); }, "a1 b1 a9 b9 c9 f9 ", "a1 b1 c1 f1 "},
+        {"emits and changes",
+         [](auto& s, Receiver* r) {
+             s.Emit(9);
+             s.Connect(&r[3], &Receiver::On);
+         },
+         "a1 b1 a9 b9 c9 f9 d1 ", "a1 b1 c1 d1 f1 "},
+    };
+    for (auto const& c : cases) {
+        KxTSignal<int> signal;
+        Receiver slots[] = {Receiver('a'), Receiver('b'), Receiver('c'), Receiver('d')};
+        for (int i = 0; i < 3; ++i) signal.Connect(&slots[i], &Receiver::On);
+        signal.Connect(&Free);
+        slots[1].action = [&] {
+            auto const action = std::move(slots[1].action);
+            slots[1].action = nullptr;
+            c.action(signal, slots);
+        };
+        EXPECT_EQ(Emitted(signal), c.first) << c.name;
+        EXPECT_EQ(Emitted(signal), c.again) << c.name;
+    }
+}
+
+TEST(Signals, EndInASlotEndsAllEmissions) {
+    for (bool const isFree : {false, true}) {
+        auto signal = std::make_unique<KxTSignal<int>>();
+        Receiver a('a'), b('b');
+        signal->Connect(&a, &Receiver::On);
+        signal->Connect(&b, &Receiver::On);
+        signal->Connect(&Free);
+        a.action = [&] {
+            a.action = nullptr;
+            signal->Emit(2);  // returns into this emission, which is over too
+        };
+        auto const end = [&] { signal.reset(); };
+        if (isFree)
+            g_freeAction = end;
+        else
+            b.action = end;
+        g_calls.clear();
+        signal->Emit(1);
+        g_freeAction = nullptr;
+        EXPECT_EQ(g_calls, isFree ? "a1 a2 b2 f2 " : "a1 a2 b2 ");
+        EXPECT_EQ(signal, nullptr);
+    }
+}
+
+TEST(Signals, AThrowingSlotKeepsNoOtherFromBeingCalled) {
+    KxTSignal<int> signal;
+    Receiver slots[] = {Receiver('a'), Receiver('b'), Receiver('c')};
+    for (Receiver& slot : slots) signal.Connect(&slot, &Receiver::On);
+    signal.Connect(&Free);
+    // The first leaves; a framework exception that does not is released, as the leak check sees.
+    slots[0].action = [] { throw std::runtime_error("first"); };
+    slots[1].action = [] { AfxThrowInvalidArgException(); };
+    slots[2].action = [] { throw 7; };
+    for (int i = 0; i < 2; ++i) {
+        g_calls.clear();
+        try {
+            signal.Emit(1);
+            ADD_FAILURE();
+        } catch (std::runtime_error const& error) {
+            EXPECT_STREQ(error.what(), "first");
+        }
+        EXPECT_EQ(g_calls, "a1 b1 c1 f1 ");
+    }
+    slots[0].action = nullptr;
+    try {
+        signal.Emit(1);
+        ADD_FAILURE();
+    } catch (CInvalidArgException* exception) {
+        exception->Delete();
+    }
+    slots[1].action = slots[2].action = nullptr;
+    EXPECT_EQ(Emitted(signal), "a1 b1 c1 f1 ");
+}
+
+TEST(Signals, ArgumentsReachEverySlotWhole) {
+    struct Sink {
+        void Take(std::string text) { taken += std::move(text); }
+        void Change(int& number) { ++number; }
+        std::string taken;
+    } x, y;
+    KxTSignal<std::string> texts;
+    texts.Connect(&x, &Sink::Take);
+    texts.Connect(&y, &Sink::Take);
+    texts.Emit(std::string(40, 't'));
+    EXPECT_EQ(x.taken + y.taken, std::string(80, 't'));
+    KxTSignal<int&> numbers;
+    numbers.Connect(&x, &Sink::Change);
+    numbers.Connect(&y, &Sink::Change);
+    int number = 5;
+    numbers.Emit(number);
+    EXPECT_EQ(number, 7);
+}
+
+namespace {
+
+struct Counted : KxRefCounter {
+    explicit Counted(int& theLive) : live(theLive) { ++live; }
+    Counted(Counted const& other) : KxRefCounter(other), live(other.live) { ++live; }
+    Counted& operator=(Counted const&) = default;
+    ~Counted() override { --live; }
+    int& live;
+};
+
+}  // namespace
+
+TEST(RefCounters, TheLastReferenceDeletes) {
+    int live = 0;
+    auto* object = new Counted(live);
+    object->Ref();
+    object->Ref();
+    auto* copy = new Counted(*object);
+    EXPECT_EQ(copy->GetRefCounterValue(), 0);
+    static_cast<KxRefCounter&>(*copy) = *object;
+    EXPECT_EQ(copy->GetRefCounterValue(), 0);
+    copy->Unref();  // one that was never referenced deletes itself too
+    EXPECT_EQ(live, 1);
+    object->Unref();
+    EXPECT_EQ(live, 1);
+    object->Unref();
+    EXPECT_EQ(live, 0);
+}
+
+TEST(RefCounters, SmartPointersShare) {
+    int live = 0;
+    {
+        KxTSmartPointer<Counted> none, first(new Counted(live));
+        EXPECT_TRUE(!none && none.Get() == nullptr && none == nullptr && first && first != none);
+        KxTSmartPointer<Counted> second(first);
+        EXPECT_EQ(first->GetRefCounterValue(), 2);
+        second = *&second;
+        second = second.Get();
+        EXPECT_TRUE(second == first && second == first.Get() && !(second < first));
+        EXPECT_EQ((*second).GetRefCounterValue(), 2);
+        KxTSmartPointer<Counted> moved(std::move(second));
+        EXPECT_EQ(moved->GetRefCounterValue(), 2);
+        second = new Counted(live);
+        moved = second;
+        first = none;
+        EXPECT_EQ(live, 1) << "the first object went with its last reference";
+        EXPECT_EQ(second->GetRefCounterValue(), 2);
+    }
+    EXPECT_EQ(live, 0);
+}
