@@ -8,7 +8,6 @@
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 
-#include <charconv>
 #include <ctime>
 #include <utility>
 
@@ -72,7 +71,8 @@ void DebugFile::Open(KxString const& path, unsigned long maxEntries) {
     m_maxEntries = maxEntries;
     m_rewriteLimit = static_cast<unsigned long>(static_cast<double>(maxEntries) * 1.5);
     m_entries.clear();
-    m_written.clear();
+    m_bytes.clear();
+    m_dropped = m_droppedBytes = 0;
     m_sinceRewrite = 0;
     m_isFailureTold = false;
 }
@@ -113,15 +113,14 @@ std::string DebugFile::Compose(DebugEntry const& entry) {
 
 void DebugFile::Write(DebugEntry const& entry) {
     if (m_isSuppressed) return;
-    std::string bytes = Compose(entry);
+    std::string const bytes = Compose(entry);
     CSingleLock const lock(&m_lock, 1);
-    if (!m_isDelayed) {
-        WriteBytes(bytes);
-        m_written += bytes;
-    }
-    m_entries.push_back(std::move(bytes));
+    bool const isWritten = !m_isDelayed;
+    if (isWritten) WriteBytes(bytes);
+    m_bytes += bytes;
+    m_entries.push_back({bytes.size(), isWritten});
     ++m_sinceRewrite;
-    CheckSize();
+    LimitSize();
 }
 
 /// Hands bytes to the system in one call. Whoever reports a failure must not get another one for it.
@@ -151,15 +150,25 @@ void DebugFile::TellFailure(CException* exception) noexcept {
 
 void DebugFile::CheckSize() {
     CSingleLock const lock(&m_lock, 1);
-    if (m_entries.size() > m_maxEntries) m_entries.pop_front();
+    LimitSize();
+}
+
+void DebugFile::LimitSize() {
+    if (m_entries.size() - m_dropped > m_maxEntries) m_droppedBytes += m_entries[m_dropped++].size;
     if (m_sinceRewrite <= m_rewriteLimit) return;
     m_sinceRewrite = m_maxEntries;
-    if (m_isDelayed) return;
+    if (m_isDelayed) return ForgetDropped();
     try {
         Rewrite();
     } catch (CException* exception) {
         TellFailure(exception);
     }
+}
+
+void DebugFile::ForgetDropped() {
+    m_entries.erase(m_entries.begin(), m_entries.begin() + static_cast<std::ptrdiff_t>(m_dropped));
+    m_bytes.erase(0, m_droppedBytes);
+    m_dropped = m_droppedBytes = 0;
 }
 
 void DebugFile::Reopen(int mode) {
@@ -177,10 +186,10 @@ void DebugFile::Reopen(int mode) {
 /// Makes the file hold the kept entries. A new file takes its place, so that nobody ever finds less in it; where none
 /// can be made, it is emptied and written again.
 void DebugFile::Rewrite() {
-    std::string bytes;
-    for (std::string const& entry : m_entries) bytes += entry;
-    m_written = bytes;
+    ForgetDropped();
     if (!m_stream) return;
+    for (Entry& entry : m_entries) entry.isWritten = true;
+    std::string const& bytes = m_bytes;
     if (bytes.empty()) return Reopen(KxFileModeTruncate);
     try {
         KxxSaveFile(m_path, bytes);
@@ -224,7 +233,13 @@ void DebugFile::Delay(bool delay) {
 
 KxString DebugFile::GetInfo() {
     CSingleLock const lock(&m_lock, 1);
-    return KxString(KxxWidenUtf8(m_written));
+    std::string bytes;
+    std::size_t position = 0;
+    for (Entry const& entry : m_entries) {
+        if (entry.isWritten) bytes.append(m_bytes, position, entry.size);
+        position += entry.size;
+    }
+    return KxString(KxxWidenUtf8(bytes));
 }
 
 KxString DebugFile::GetPath() {

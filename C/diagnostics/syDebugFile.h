@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The debug file with its last entries. Entries are held as the bytes that they are in the file, a quarter of what
-// wide text would take. Any thread may call any operation; the lock is held for the file and the entries only, never
+// The debug file with its last entries. They are held one behind the other as the bytes that they are in the file, a
+// quarter of what wide text would take, so that keeping an entry costs no allocation and rewriting the file is one
+// write of what is kept. Any thread may call any operation; the lock is held for the file and the entries only, never
 // while an entry is composed.
 #pragma once
 
@@ -49,10 +50,17 @@ public:
     KxString const& GetPrefix(int index) const { return m_prefixes[index]; }
 
 private:
+    struct Entry {
+        std::size_t size;
+        bool isWritten;  // else it waits for Flush
+    };
+
     std::string Compose(DebugEntry const& entry);
     std::string TakeInfo();
     void WriteBytes(std::string const& bytes);
     void Reopen(int mode);
+    void LimitSize();
+    void ForgetDropped();
     void Rewrite();
     void TellFailure(CException* exception) noexcept;
 
@@ -61,8 +69,10 @@ private:
     KxString m_path;
     KxString m_prefixes[4];  // date, time, file, line
     std::string m_prefixBytes[4];
-    std::deque<std::string> m_entries;
-    std::string m_written;  // since the file was last rewritten
+    std::deque<Entry> m_entries;  // since the file was last rewritten
+    std::string m_bytes;          // of all of them
+    std::size_t m_dropped = 0;    // the first entries, which are kept no longer, and the size of their bytes
+    std::size_t m_droppedBytes = 0;
     std::atomic<unsigned long> m_maxEntries = 0;
     unsigned long m_rewriteLimit = 0;
     unsigned long m_sinceRewrite = 0;
