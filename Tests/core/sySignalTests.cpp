@@ -24,20 +24,13 @@ struct Receiver {
     virtual ~Receiver() = default;
     virtual void On(int value) {
         g_calls += name + std::to_string(value) + " ";
-        if (action) action();
+        auto const now = action;  // it may take itself away
+        if (now) now();
     }
     int OnConst(int value) const { return g_calls += name + std::to_string(-value) + " ", 0; }
 
     char name;
     std::function<void()> action;
-};
-
-struct Left {
-    virtual ~Left() = default;
-};
-struct Derived : Left, Receiver {  // the base with the slot stands behind another one
-    Derived() : Receiver('d') {}
-    void On(int value) override { g_calls += "derived" + std::to_string(value) + " "; }
 };
 
 std::function<void()> g_freeAction;
@@ -60,17 +53,15 @@ std::string Emitted(KxTSignal<int>& signal, int value = 1) {
 TEST(Signals, ObjectsComeFirstInTheOrderOfConnection) {
     KxTSignal<int> signal;
     Receiver a('a'), b('b');
-    Derived derived;
     signal.Emit(0);
     signal.Connect(&Free);
     signal.Connect(&b, &Receiver::On);
     signal.Connect(&a, &Receiver::On);
     signal.Connect(&a, &Receiver::OnConst);
-    signal.Connect(&derived, &Receiver::On);
     signal.Connect(&OtherFree);
-    EXPECT_EQ(signal.NumSlots(), 6);
-    EXPECT_EQ(Emitted(signal), "b1 a1 a-1 derived1 f1 o1 ");
-    EXPECT_EQ(Emitted(signal, 2), "b2 a2 a-2 derived2 f2 o2 ");
+    EXPECT_EQ(signal.NumSlots(), 5);
+    EXPECT_EQ(Emitted(signal), "b1 a1 a-1 f1 o1 ");
+    EXPECT_EQ(Emitted(signal, 2), "b2 a2 a-2 f2 o2 ");
 
     KxTSignal<int> copy(signal);
     EXPECT_EQ(copy.NumSlots(), 0);
@@ -81,9 +72,8 @@ TEST(Signals, ObjectsComeFirstInTheOrderOfConnection) {
     for (int i = 0; i < 2; ++i) {  // the second time changes nothing
         signal.Disconnect(&a, &Receiver::On);
         signal.Disconnect(&Free);
-        EXPECT_EQ(Emitted(signal), "b1 a-1 derived1 o1 ");
+        EXPECT_EQ(Emitted(signal), "b1 a-1 o1 ");
     }
-    signal.Disconnect(&derived, &Receiver::On);
     signal.Connect(&b, &Receiver::On);
     EXPECT_EQ(Emitted(signal), "b1 a-1 b1 o1 ");
     signal.Disconnect(&b, &Receiver::On);
@@ -91,40 +81,20 @@ TEST(Signals, ObjectsComeFirstInTheOrderOfConnection) {
 }
 
 TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
-    // Slot b of a, b, c, f does something once; "again" is the next emission.
+    // What slot b of a, b, c, f does once: + and - connect and disconnect a slot, ! emits 9. Then the next emission.
     struct {
-        char const* name;
-        std::function<void(KxTSignal<int>&, Receiver* slots)> action;
-        std::string first, again;
+        char const *actions, *first, *again;
     } const cases[] = {
-        {"disconnects itself", [](auto& s, Receiver* r) { s.Disconnect(&r[1], &Receiver::On); }, "a1 b1 c1 f1 ",
-         "a1 c1 f1 "},
-        {"disconnects the one before", [](auto& s, Receiver* r) { s.Disconnect(&r[0], &Receiver::On); }, "a1 b1 c1 f1 ",
-         "b1 c1 f1 "},
-        {"disconnects the one behind", [](auto& s, Receiver* r) { s.Disconnect(&r[2], &Receiver::On); }, "a1 b1 f1 ",
-         "a1 b1 f1 "},
-        {"disconnects a free one", [](auto& s, Receiver*) { s.Disconnect(&Free); }, "a1 b1 c1 ", "a1 b1 c1 "},
-        {"connects", [](auto& s, Receiver* r) { s.Connect(&r[3], &Receiver::On); }, "a1 b1 c1 d1 f1 ",
-         "a1 b1 c1 d1 f1 "},
-        {"swaps, with an equal count",
-         [](auto& s, Receiver* r) {
-             s.Disconnect(&r[0], &Receiver::On);
-             s.Connect(&r[3], &Receiver::On);
-         },
-         "a1 b1 c1 d1 f1 ", "b1 c1 d1 f1 "},
-        {"disconnects all",
-         [](auto& s, Receiver* r) {
-             for (int i = 0; i < 3; ++i) s.Disconnect(&r[i], &Receiver::On);
-             s.Disconnect(&Free);
-         },
-         "a1 b1 ", ""},
-        {"emits", [](auto& s, Receiver*) { s.Emit(9); }, "a1 b1 a9 b9 c9 f9 ", "a1 b1 c1 f1 "},
-        {"emits and changes",
-         [](auto& s, Receiver* r) {
-             s.Emit(9);
-             s.Connect(&r[3], &Receiver::On);
-         },
-         "a1 b1 a9 b9 c9 f9 d1 ", "a1 b1 c1 d1 f1 "},
+        {"-b", "a1 b1 c1 f1 ", "a1 c1 f1 "},
+        {"-a", "a1 b1 c1 f1 ", "b1 c1 f1 "},
+        {"-c", "a1 b1 f1 ", "a1 b1 f1 "},
+        {"-f", "a1 b1 c1 ", "a1 b1 c1 "},
+        {"+d", "a1 b1 c1 d1 f1 ", "a1 b1 c1 d1 f1 "},
+        {"-a+d", "a1 b1 c1 d1 f1 ", "b1 c1 d1 f1 "},  // the count is as before
+        {"-a-b-c-f", "a1 b1 ", ""},
+        {"-b+b", "a1 b1 c1 b1 f1 ", "a1 c1 b1 f1 "},
+        {"!", "a1 b1 a9 b9 c9 f9 ", "a1 b1 c1 f1 "},
+        {"!+d", "a1 b1 a9 b9 c9 f9 d1 ", "a1 b1 c1 d1 f1 "},
     };
     for (auto const& c : cases) {
         KxTSignal<int> signal;
@@ -132,12 +102,22 @@ TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
         for (int i = 0; i < 3; ++i) signal.Connect(&slots[i], &Receiver::On);
         signal.Connect(&Free);
         slots[1].action = [&] {
-            auto const action = std::move(slots[1].action);
             slots[1].action = nullptr;
-            c.action(signal, slots);
+            for (char const* action = c.actions; *action; ++action) {
+                if (*action == '!') signal.Emit(9);
+                if (*action != '+' && *action != '-') continue;
+                bool const connects = *action++ == '+';
+                Receiver* const slot = &slots[(*action - 'a') % 5];
+                if (*action == 'f')
+                    signal.Disconnect(&Free);
+                else if (connects)
+                    signal.Connect(slot, &Receiver::On);
+                else
+                    signal.Disconnect(slot, &Receiver::On);
+            }
         };
-        EXPECT_EQ(Emitted(signal), c.first) << c.name;
-        EXPECT_EQ(Emitted(signal), c.again) << c.name;
+        EXPECT_EQ(Emitted(signal), c.first) << c.actions;
+        EXPECT_EQ(Emitted(signal), c.again) << c.actions;
     }
 }
 
@@ -184,14 +164,7 @@ TEST(Signals, AThrowingSlotKeepsNoOtherFromBeingCalled) {
         }
         EXPECT_EQ(g_calls, "a1 b1 c1 f1 ");
     }
-    slots[0].action = nullptr;
-    try {
-        signal.Emit(1);
-        ADD_FAILURE();
-    } catch (CInvalidArgException* exception) {
-        exception->Delete();
-    }
-    slots[1].action = slots[2].action = nullptr;
+    slots[0].action = slots[1].action = slots[2].action = nullptr;
     EXPECT_EQ(Emitted(signal), "a1 b1 c1 f1 ");
 }
 

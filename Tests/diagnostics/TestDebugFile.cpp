@@ -96,44 +96,35 @@ TEST_F(DebugFile, HoldsTheLastEntries) {
     struct {
         int written, first;
     } const cases[] = {{15, 1}, {16, 7}, {21, 7}, {22, 13}, {100, 91}};
-    for (bool const isDelayed : {false, true}) {
-        for (auto const& c : cases) {
-            Initialize(m_manager, base + "MaxEntries=10\n");
-            if (isDelayed) m_manager.DelayedWritingToDebugFile(1), m_manager.ResetDebugFile();
-            for (int i = 1; i <= c.written; ++i) m_manager.WriteToDebugFile(KxTools::String(i), 0, 0);
-            if (isDelayed) {
-                EXPECT_EQ(Debug(), "");
-                m_manager.Flush();
-                m_manager.DelayedWritingToDebugFile(0);
-                m_manager.ResetDebugFile();  // without the notice
-                continue;
-            }
-            std::string expected;
-            for (int i = c.first; i <= c.written; ++i) expected += std::to_string(i) + "\r\n";
-            EXPECT_EQ(Debug(), expected) << c.written;
-            EXPECT_EQ(U(m_manager.GetDebugInfo()), expected) << c.written;
-            m_manager.Flush();
-            expected.clear();
-            for (int i = std::max(1, c.written - 9); i <= c.written; ++i) expected += std::to_string(i) + "\r\n";
-            EXPECT_EQ(Debug(), expected) << c.written;
-        }
+    auto const numbers = [](int first, int last) {
+        std::string text;
+        for (int i = first; i <= last; ++i) text += std::to_string(i) + "\r\n";
+        return text;
+    };
+    for (auto const& c : cases) {
+        Initialize(m_manager, base + "MaxEntries=10\n");
+        for (int i = 1; i <= c.written; ++i) m_manager.WriteToDebugFile(KxTools::String(i), 0, 0);
+        EXPECT_EQ(Debug(), numbers(c.first, c.written));
+        EXPECT_EQ(U(m_manager.GetDebugInfo()), numbers(c.first, c.written));
+        m_manager.DelayedWritingToDebugFile(1);
+        for (int i = 1; i <= c.written; ++i) m_manager.WriteToDebugFile(KxTools::String(i), 0, 0);
+        m_manager.Flush();
+        EXPECT_EQ(Debug(), numbers(c.written - 9, c.written));
+        m_manager.DelayedWritingToDebugFile(0);
     }
     Initialize(m_manager, base + "MaxEntries=0\n");
     m_manager.WriteToDebugFile(L"gone", 0, 0);
     EXPECT_EQ(Debug() + U(m_manager.GetDebugInfo()), "");
 }
 
-TEST_F(DebugFile, EndAndBeginWriteWhatIsPending) {
-    {
-        KxExceptionManager manager;
-        manager.WriteToDebugFile(L"before Initialize", 1, 1);
-        manager.Flush();
-        manager.ResetDebugFile();
-        Initialize(manager, base);
-        manager.DelayedWritingToDebugFile(1);
-        manager.ResetDebugFile();
-        manager.WriteToDebugFile(L"cached", 0, 0);
-    }
+TEST_F(DebugFile, TheEndWritesWhatIsPending) {
+    auto manager = std::make_unique<KxExceptionManager>();
+    manager->WriteToDebugFile(L"before Initialize", 1, 1);
+    manager->Flush();
+    Initialize(*manager, base);
+    manager->DelayedWritingToDebugFile(1);
+    manager->WriteToDebugFile(L"cached", 0, 0);
+    manager.reset();
     EXPECT_TRUE(Debug().ends_with("Flush.\r\ncached\r\n"));
 }
 

@@ -42,7 +42,6 @@ TEST_F(ExceptionMgr, SettingsOfTheIniFile) {
         manager.BlockGroupReading(L"x");
         manager.BlockGroupWriting(L"x");
         Initialize(manager, row.lines);
-        manager.ChangeBackupTiming(manager.GetBackupTiming());
         EXPECT_EQ(manager.IsActive(), row.active) << row.lines;
         EXPECT_EQ(manager.GetReadMinLevel(), row.readLevel) << row.lines;
         EXPECT_EQ(manager.GetWriteMinLevel(), row.writeLevel) << row.lines;
