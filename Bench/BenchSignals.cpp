@@ -43,6 +43,7 @@ BENCHMARK(EmitOurs)->Name("emit/hbtools")->Arg(1)->Arg(10);
 void EmitFunctions(benchmark::State& state) {
     std::vector<Receiver> receivers(static_cast<std::size_t>(state.range(0)));
     std::vector<std::function<void(int)>> slots;
+    slots.reserve(receivers.size());
     for (Receiver& receiver : receivers) slots.emplace_back([&receiver](int value) { receiver.On(value); });
     benchmark::DoNotOptimize(slots.data());
     Measure(state, receivers, [&](int value) {

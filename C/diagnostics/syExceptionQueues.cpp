@@ -45,8 +45,8 @@ bool IsOlder(KxException const& exception, KxDateTime const& bound) {
 
 }  // namespace
 
-KxExceptionManagerException::KxExceptionManagerException(KxDateTime dateTime, KxString group, ErrorLevel level,
-                                                         KxString message)
+KxExceptionManagerException::KxExceptionManagerException(KxDateTime const& dateTime, KxString const& group,
+                                                         ErrorLevel level, KxString const& message)
     : KxException(message) {
     SetDateTime(dateTime);
     SetExceptionGroup(group);

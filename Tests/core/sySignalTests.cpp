@@ -192,7 +192,7 @@ namespace {
 struct Counted : KxRefCounter {
     explicit Counted(int& theLive) : live(theLive) { ++live; }
     Counted(Counted const& other) : KxRefCounter(other), live(other.live) { ++live; }
-    Counted& operator=(Counted const&) = default;
+    Counted& operator=(Counted const&) = delete;
     ~Counted() override { --live; }
     int& live;
 };

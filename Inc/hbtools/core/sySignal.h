@@ -172,7 +172,7 @@ private:
     void Add(KxTList<D*>& slots, D const& slot) {
         auto fresh = std::make_unique<D>(slot);
         slots.AddTail(fresh.get());
-        fresh.release();
+        static_cast<void>(fresh.release());
         Mark(changed);
     }
 

@@ -50,7 +50,8 @@ enum PurgeCriterium { PURGE_BY_DATE = 0, PURGE_BY_GROUP = 1, PURGE_BY_LEVEL = 2 
 /// A kept entry: what remains of an exception.
 class KX_API KxExceptionManagerException : public KxException {
 public:
-    KxExceptionManagerException(KxDateTime dateTime, KxString group, ErrorLevel level, KxString message);
+    KxExceptionManagerException(KxDateTime const& dateTime, KxString const& group, ErrorLevel level,
+                                KxString const& message);
     KxExceptionManagerException(KxExceptionManagerException& other);
     KxExceptionManagerException& operator=(KxExceptionManagerException& other);
 
@@ -146,9 +147,9 @@ public:
     SortOrder ChangeSortOrder(SortOrder order);
     BackupTiming ChangeBackupTiming(BackupTiming timing);
 
-    void SetOldestReadDateTime(KxDateTime dateTime) { m_oldestRead = dateTime; }
+    void SetOldestReadDateTime(KxDateTime const& dateTime) { m_oldestRead = dateTime; }
     KxDateTime GetOldestReadDateTime() const { return m_oldestRead; }
-    void SetOldestPurgeDateTime(KxDateTime dateTime) { m_oldestPurge = dateTime; }
+    void SetOldestPurgeDateTime(KxDateTime const& dateTime) { m_oldestPurge = dateTime; }
     KxDateTime GetOldestPurgeDateTime() const { return m_oldestPurge; }
 
     unsigned long GetMaxErrorCount() const { return m_maxErrorCount; }
