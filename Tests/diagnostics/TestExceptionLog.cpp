@@ -37,10 +37,9 @@ TEST_F(ExceptionLog, Bytes) {
     KxString const day(KxTools::String(located.GetDateTime().GetDate()));
     KxString const time(KxTools::String(located.GetDateTime().GetTime()));
     std::string const bytes = Get("syexcmgr.bas");
-    EXPECT_TRUE(std::regex_match(
-        bytes.substr(0, bytes.find("[0]")),
-        std::regex("\\[General\\]\nFile=Quandelmeter Exceptions Log\nTotalCount=3\nDate=\\d{8}\nTime=\\d{1,8}\n")))
-        << bytes;
+    EXPECT_EQ(Masked(bytes.substr(0, bytes.find("[0]"))),
+              "[General]\nFile=Quandelmeter Exceptions Log\nTotalCount=N\nDate=N\nTime=N\n");
+    EXPECT_NE(bytes.find("TotalCount=3\n"), std::string::npos);
     EXPECT_EQ(bytes.substr(bytes.find("[0]")),
               "[0]\nDate=20241231\nTime=12000000\nGroup=T\xC3\xBCr\nLevel=EXCEPT_USER\nMessage=eins\n"
               "[1]\nDate=20241231\nTime=1\nGroup=T\xC3\x9CR\nLevel=EXCEPT_NONFATAL\nMessage=Mitternacht\n"
