@@ -8,6 +8,7 @@
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 
+#include <cerrno>
 #include <ctime>
 #include <utility>
 
@@ -183,29 +184,29 @@ void DebugFile::Reopen(int mode) {
     }
 }
 
-/// Makes the file hold the kept entries. A new file takes its place, so that nobody ever finds less in it; where none
-/// can be made, it is emptied and written again.
+/// Makes the file hold the kept entries. A new file takes its place, so that nobody ever finds less in it, and a full
+/// disk leaves the former one. Only where the directory may not be changed it is emptied and written again.
 void DebugFile::Rewrite() {
     ForgetDropped();
     if (!m_stream) return;
-    for (Entry& entry : m_entries) entry.isWritten = true;
-    std::string const& bytes = m_bytes;
-    if (bytes.empty()) return Reopen(KxFileModeTruncate);
+    if (m_bytes.empty()) return Reopen(KxFileModeTruncate);
     try {
-        KxxSaveFile(m_path, bytes);
-    } catch (CException* exception) {
+        KxxSaveFile(m_path, m_bytes);
+        Reopen(KxFileModeAppend);
+    } catch (KxDirEntryException* exception) {
+        unsigned long const code = exception->GetCode();
+        if (code != EACCES && code != EPERM && code != EROFS) ThrowWrapped(exception);
         exception->Delete();
         Reopen(KxFileModeTruncate);
-        m_stream->WriteBytes(bytes.data(), bytes.size());
+        m_stream->WriteBytes(m_bytes.data(), m_bytes.size());
         try {
             m_stream->Proof(ProofWrite);
         } catch (CException* failure) {
             m_stream->clear();
             ThrowWrapped(failure);
         }
-        return;
     }
-    Reopen(KxFileModeAppend);
+    for (Entry& entry : m_entries) entry.isWritten = true;
 }
 
 void DebugFile::Flush() {

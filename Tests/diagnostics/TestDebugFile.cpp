@@ -142,7 +142,7 @@ TEST_F(DebugFile, AFullDiskIsToldOnceAndThrowsNothing) {
     EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
     EXPECT_NE(told.find("Debug.log"), std::string::npos) << told;
     m_manager.WriteToDebugFile(L"again", 0, 0);
-    EXPECT_TRUE(Debug().ends_with("again\r\n")) << Debug();
+    EXPECT_EQ(Debug(), U(first) + "\r\nagain\r\n");
     m_manager.Flush();
     std::string const refused = dated + "refused\r\n";
     EXPECT_EQ(Debug(), U(first) + "\r\n" + refused + refused + refused + "again\r\n") << "kept until there was room";

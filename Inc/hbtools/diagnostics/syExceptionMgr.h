@@ -118,8 +118,8 @@ public:
     /// Non-zero: from now on entries are kept in memory until Flush; 0 ends that, without writing what was kept.
     void DelayedWritingToDebugFile(int delay);
     /// Makes the debug file hold the kept entries, the last GetMaxEntries(), and nothing else. A reader sees the former
-    /// content or the new one, whole. Where the directory allows no new file, it is emptied and written again.
-    /// @throws KxException if it cannot be written
+    /// content or the new one, whole; only where the directory may not be changed it is emptied and written again.
+    /// @throws KxException if it cannot be written; with a full disk it is as it was
     void Flush();
     /// Empties the debug file; kept entries stay in memory. Nothing before Initialize.
     /// @throws KxException if it cannot be opened; writing tries again
