@@ -36,6 +36,8 @@ libbenchmark-dev the benchmarks
 libhdf5-dev a peer of the archives
 libcereal-dev a peer of the archives
 libboost-serialization-dev a peer of the archives
+libboost-dev a peer of the signals
+libspdlog-dev a peer of the debug file
 libeigen3-dev a peer of the mathematics
 libglib2.0-dev a peer of the configuration files
 libinih-dev a peer of the configuration files'

@@ -48,6 +48,9 @@ public:
         m_isChanged = false;
     }
 
+    /// Why the file could not be read: a system error number, or 0.
+    int GetReadError() const { return m_error; }
+
     int Write(KxN::KxString const& path, std::wstring_view group, std::wstring_view key, std::wstring_view value) {
         Refresh();
         if (m_error != 0) return m_error;  // writing would replace what could not be read
@@ -157,6 +160,14 @@ unsigned short KxConfig::GetGroupCount() const {
 KxString KxConfig::GetGroup(unsigned short index) const {
     auto const& lines = Current().lines;
     return index < lines.GetGroupCount() ? KxString(lines.GetGroupName(index)) : KxString();
+}
+
+void KxConfig::ProofRead() const {
+    int const error = Current().GetReadError();
+    if (error == 0) return;
+    KxString message;
+    message.SPrintf(KxString(KxResId(text::ReadFailed)), m_path, std::strerror(error));
+    throw new KxFileException(L"syConfig", __LINE__, message);
 }
 
 void KxConfig::WriteKey(KxString const& key, KxString const& value) {

@@ -54,6 +54,7 @@ KxException::KxException(KxException& other)  // NOLINT(bugprone-copy-constructo
       m_srcFileName(other.m_srcFileName),
       m_srcLine(other.m_srcLine),
       m_hasLocation(other.m_hasLocation),
+      m_hasExtendedInfo(other.m_hasExtendedInfo),
       m_errorLevel(other.m_errorLevel),
       m_dateTime(other.m_dateTime),
       m_group(other.m_group),
@@ -66,6 +67,7 @@ KxException::KxException(CException& other)
         m_srcFileName = known->m_srcFileName;
         m_srcLine = known->m_srcLine;
         m_hasLocation = known->m_hasLocation;
+        m_hasExtendedInfo = known->m_hasExtendedInfo;
         m_errorLevel = known->m_errorLevel;
         m_dateTime = known->m_dateTime;
         m_group = known->m_group;
@@ -78,6 +80,7 @@ KxException& KxException::operator=(KxException& other) {
     m_srcFileName = other.m_srcFileName;
     m_srcLine = other.m_srcLine;
     m_hasLocation = other.m_hasLocation;
+    m_hasExtendedInfo = other.m_hasExtendedInfo;
     m_errorLevel = other.m_errorLevel;
     m_dateTime = other.m_dateTime;
     m_group = other.m_group;

@@ -41,7 +41,10 @@
 #include "hbtools/core/syList.h"
 #include "hbtools/core/syMap.h"
 #include "hbtools/core/syMem.h"
+#include "hbtools/core/syRefCounter.h"
 #include "hbtools/core/sySVQueue.h"
+#include "hbtools/core/sySignal.h"
+#include "hbtools/core/sySmartPointer.h"
 
 #include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syMath.h"
@@ -66,6 +69,8 @@
 #include "hbtools/config/syEnum.h"
 
 #include "hbtools/diagnostics/syHandlers.h"
+#include "hbtools/diagnostics/syExceptionMgr.h"
+#include "hbtools/diagnostics/syExceptionQueueOutput.h"
 
 #include "hbtools/persistence/sy2dArray.h"
 #include "hbtools/persistence/syBinFileHeader.h"

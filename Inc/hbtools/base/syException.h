@@ -53,6 +53,9 @@ public:
     void SetExceptionGroup(KxString const& group) { m_group = group; }
     /// The extra lines that a log writes below the entry: the run-time class of the exception.
     virtual KxString GetExtendedInfo();
+    /// Whether a log writes them; 0 unless set.
+    int HasExtendedInfo() const { return m_hasExtendedInfo; }
+    void SetExtendedInfo(int hasExtendedInfo) { m_hasExtendedInfo = hasExtendedInfo; }
 
 protected:
     /// For classes whose text is a string resource of this library.
@@ -63,6 +66,8 @@ protected:
     /// Composes the final text into m_message; an override does so and then calls its base.
     virtual void BuildMessage();
     KxString ComposeText() override;
+    /// For classes that stand for a failure of another moment.
+    void SetDateTime(KxDateTime const& dateTime) { m_dateTime = dateTime; }
 
     KxString m_message;
 
@@ -70,6 +75,7 @@ private:
     KxString m_srcFileName;
     unsigned long m_srcLine = 0;
     int m_hasLocation = 0;
+    int m_hasExtendedInfo = 0;
     ErrorLevel m_errorLevel = EXCEPT_UNKNOWN;
     KxDateTime m_dateTime;
     KxString m_group;
