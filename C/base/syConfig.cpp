@@ -42,6 +42,12 @@ public:
         std::string bytes;
         m_error = KxN::detail::ReadWholeFile(m_systemPath, KxN::KxxLimits().textFileBytes, bytes);
         if (m_error == ENOENT) m_error = 0;
+        // Each line takes many times the byte that it may consist of.
+        auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+        if (lineFeeds > KxN::KxxLimits().configLines) {
+            m_error = EFBIG;
+            bytes = {};
+        }
         lines.Parse(std::move(bytes));
         m_stamp = stamp;
         m_isRead = true;

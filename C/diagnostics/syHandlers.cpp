@@ -2,10 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/diagnostics/syHandlers.h"
 
+#include "diagnostics/syTextIds.h"
+#include "hbtools/base/syClassName.h"
 #include "hbtools/base/syDelayLoad.h"
 #include "hbtools/base/syException.h"
+#include "hbtools/base/syResource.h"
 #include "hbtools/base/syWinApp.h"
+#include "hbtools/diagnostics/syExceptionMgr.h"
 
+#include <atomic>
 #include <cstdlib>
 
 namespace KxN {
@@ -65,7 +70,41 @@ int OutOfMemory(unsigned long long size) {
     throw new KxMemoryException(static_cast<unsigned long>(size));
 }
 
+/// What is on its way while the process ends, or empty.
+KxString TextInFlight() {
+    std::exception_ptr const inFlight = std::current_exception();
+    if (!inFlight) return KxString(KxResId(text::Terminated));
+    KxString what;
+    try {
+        std::rethrow_exception(inFlight);
+    } catch (CException* exception) {  // it stays whoever threw it; there is nobody left to need it
+        what = CException::TextOf(*exception) + L" (" + KxxClassName(typeid(*exception)) + L")";
+    } catch (std::exception const& exception) {
+        what = KxString(exception.what());
+    } catch (...) {
+        what = KxString(L"?");
+    }
+    KxString message;
+    message.SPrintf(KxString(KxResId(text::TerminatedBy)), what);
+    return message;
+}
+
+/// Brings the reason into log and debug file while that is still possible. Once: a failure in here ends at once.
+void ReportEnd() noexcept {
+    static std::atomic_flag isReported;
+    if (!pExceptionMgr || isReported.test_and_set()) return;
+    try {
+        KxException end(TextInFlight());
+        end.SetErrorLevel(EXCEPT_FATAL);
+        end.SetExceptionGroup(KxString(KxResId(text::TerminatedGroup)));
+        pExceptionMgr->WriteToDebugFile(end, 1);
+        pExceptionMgr->AddExceptionToLog(end);
+    } catch (...) {  // nobody is left to hear of it
+    }
+}
+
 void Terminate() {
+    ReportEnd();
     if (KxWinApp* const application = GetpApp()) {
         application->GetPrimaryLanguage();  // a leftover; nobody needs the result
         application->Abort();

@@ -3,6 +3,7 @@
 //
 // Faults that are not translated end the process by their signal, at once, or reach the handler that was there before.
 #include "FaultTest.h"
+#include "ManagerTest.h"
 
 #include "hbtools/base/syWinApp.h"
 
@@ -141,6 +142,27 @@ TEST(HandlerDeathTest, TerminateAndUnexpected) {
     for (auto const& c : cases) EXPECT_EXIT((PrepareDeath(), c.body()), testing::ExitedWithCode(c.code), "");
     KxTerminateHandler const guard;
     EXPECT_EXIT((PrepareDeath(), std::terminate()), DiedOf{SIGABRT}, "");
+}
+
+using TerminateReportDeathTest = test::ManagerTest;
+
+TEST_F(TerminateReportDeathTest, TheLogTellsWhatEndedTheProcess) {
+    EXPECT_EXIT(
+        {
+            PrepareDeath();
+            KxExceptionManager manager;
+            Initialize(manager, "ErrorCount=10\nBackupTiming=SAVE_AFTER_FATAL\n");
+            pExceptionMgr = &manager;
+            KxTerminateHandler const guard;
+            std::thread([] { throw new KxException(L"zu weit"); }).join();
+        },
+        DiedOf{SIGABRT}, "");
+    std::string const text =
+        "Das Programm wird beendet; niemand hat diese Ausnahme gefangen: zu weit (class KxN::KxException)";
+    EXPECT_NE(Get("syexcmgr.bas").find("Group=Programmende\nLevel=EXCEPT_FATAL\nMessage=" + text + "\n"),
+              std::string::npos)
+        << Get("syexcmgr.bas");
+    EXPECT_NE(Debug().find("DATUM: D, ZEIT: T\r\n" + text + "\r\n"), std::string::npos) << Debug();
 }
 
 }  // namespace

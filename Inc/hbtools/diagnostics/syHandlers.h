@@ -57,7 +57,8 @@ private:
     KxOutOfMemoryHandler m_former;
 };
 
-/// Hands a process that cannot go on to KxWinApp::Abort; without an application object it aborts as usual.
+/// Brings the reason into the log and the debug file of pExceptionMgr, if there is one, and hands a process that cannot
+/// go on to KxWinApp::Abort; without an application object it aborts as usual.
 /// Process-wide, any thread.
 class KX_API KxTerminateHandler {
 public:
