@@ -8,7 +8,7 @@ if(TARGET hbtools)
   install(TARGETS hbtools EXPORT hbtools
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT lib NAMELINK_COMPONENT dev)
 endif()
-foreach(tool hbres hbtag scanlab)
+foreach(tool hbres hblog hbtag scanlab)
   if(TARGET ${tool})
     set(export)
     if(tool STREQUAL "hbres")

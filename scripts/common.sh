@@ -19,6 +19,7 @@ ccache to compile nothing twice
 pkg-config finding libraries, and a test of hbtools.pc
 libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
+libsodium-dev encryption of configuration values
 libcli11-dev command lines of the tools'
 packages_test='
 libgtest-dev the tests
@@ -35,7 +36,11 @@ libbenchmark-dev the benchmarks
 libhdf5-dev a peer of the archives
 libcereal-dev a peer of the archives
 libboost-serialization-dev a peer of the archives
-libeigen3-dev a peer of the mathematics'
+libboost-dev a peer of the signals
+libspdlog-dev a peer of the debug file
+libeigen3-dev a peer of the mathematics
+libglib2.0-dev a peer of the configuration files
+libinih-dev a peer of the configuration files'
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
 

@@ -29,26 +29,36 @@ unsigned short Counted(std::size_t count) {
 
 class Config::Document {
 public:
+    explicit Document(std::wstring_view path) : m_systemPath(KxN::KxxToSystemPath(path)) {}
+
     KxN::detail::ConfigDocument lines;
     int updates = 0;  // depth of updates
 
     /// Reads the file if it is not the one that was read last.
-    void Refresh(KxN::KxString const& path) {
+    void Refresh() {
         if (updates > 0) return;
-        std::string const system = KxN::KxxToSystemPath(path.View());
-        KxN::detail::FileStamp const stamp = KxN::detail::StampOf(system);
+        KxN::detail::FileStamp const stamp = KxN::detail::StampOf(m_systemPath);
         if (m_isRead && !m_stamp.isYoung && stamp == m_stamp) return;
         std::string bytes;
-        m_error = KxN::detail::ReadWholeFile(system, KxN::KxxLimits().textFileBytes, bytes);
+        m_error = KxN::detail::ReadWholeFile(m_systemPath, KxN::KxxLimits().textFileBytes, bytes);
         if (m_error == ENOENT) m_error = 0;
-        lines.Parse(bytes);
+        // Each line takes many times the byte that it may consist of.
+        auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+        if (lineFeeds > KxN::KxxLimits().configLines) {
+            m_error = EFBIG;
+            bytes = {};
+        }
+        lines.Parse(std::move(bytes));
         m_stamp = stamp;
         m_isRead = true;
         m_isChanged = false;
     }
 
+    /// Why the file could not be read: a system error number, or 0.
+    int GetReadError() const { return m_error; }
+
     int Write(KxN::KxString const& path, std::wstring_view group, std::wstring_view key, std::wstring_view value) {
-        Refresh(path);
+        Refresh();
         if (m_error != 0) return m_error;  // writing would replace what could not be read
         if (!KxN::detail::ConfigDocument::CanHold(group, key, value)) return notStorable;
         if (lines.Write(group, key, value)) m_isChanged = true;
@@ -70,18 +80,19 @@ public:
     }
 
 private:
+    std::string m_systemPath;
     bool m_isRead = false;
     bool m_isChanged = false;
     int m_error = 0;
     KxN::detail::FileStamp m_stamp;
 };
 
-Config::Config(String const& path) : m_path(path), m_document(std::make_unique<Document>()) {}
+Config::Config(String const& path) : m_path(path), m_document(std::make_unique<Document>(path.View())) {}
 
 Config::~Config() = default;
 
 Config::Document& Config::Current() const {
-    m_document->Refresh(m_path);
+    m_document->Refresh();
     return *m_document;
 }
 
@@ -98,7 +109,7 @@ unsigned char Config::WriteKey(String const& key, String const& value) {
 }
 
 void Config::BeginUpdate() {
-    m_document->Refresh(m_path);
+    m_document->Refresh();
     ++m_document->updates;
 }
 
@@ -117,8 +128,8 @@ namespace KxN {
 
 namespace {
 
-KxString TextOrEmpty(std::wstring const* text) {
-    return text ? KxString(*text) : KxString();
+KxString TextOrEmpty(std::optional<std::wstring_view> text) {
+    return KxString(text.value_or(std::wstring_view()));
 }
 
 [[noreturn]] void ThrowNotStored(int error, KxString const& key, KxString const& group, KxString const& path) {
@@ -136,7 +147,7 @@ KxString KxConfig::ReadKey(KxString const& key) const {
 }
 
 KxString KxConfig::ReadKey(KxString const& key, KxString const& defaultValue) const {
-    std::wstring const* const value = Current().lines.FindValue(m_group.View(), key.View());
+    std::optional<std::wstring_view> const value = Current().lines.FindValue(m_group.View(), key.View());
     return value ? KxString(*value) : defaultValue;
 }
 
@@ -155,6 +166,14 @@ unsigned short KxConfig::GetGroupCount() const {
 KxString KxConfig::GetGroup(unsigned short index) const {
     auto const& lines = Current().lines;
     return index < lines.GetGroupCount() ? KxString(lines.GetGroupName(index)) : KxString();
+}
+
+void KxConfig::ProofRead() const {
+    int const error = Current().GetReadError();
+    if (error == 0) return;
+    KxString message;
+    message.SPrintf(KxString(KxResId(text::ReadFailed)), m_path, std::strerror(error));
+    throw new KxFileException(L"syConfig", __LINE__, message);
 }
 
 void KxConfig::WriteKey(KxString const& key, KxString const& value) {

@@ -18,41 +18,56 @@ std::wstring_view Trimmed(std::wstring_view text) {
     return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-std::wstring Upper(std::wstring_view text) {
-    std::wstring upper(text);
-    std::transform(upper.begin(), upper.end(), upper.begin(), KxxToUpper);
-    return upper;
-}
-
 bool IsUtf16(KxTextEncoding encoding) {
     return encoding == KxTextEncoding::Utf16LE || encoding == KxTextEncoding::Utf16BE;
 }
 
 }  // namespace
 
-void ConfigDocument::Parse(std::string_view bytes) {
+void ConfigDocument::Parse(std::string read) {
     m_sections.clear();
     m_sectionsByName.clear();
+    m_madeBytes.clear();
+    m_madeTexts.clear();
     m_tail.clear();
     m_lineEnd.clear();
+    m_bytes = std::move(read);
+    std::string_view bytes = m_bytes;
     m_encoding = KxxDetectEncoding(bytes);
     bytes.remove_prefix(KxxMarkLength(m_encoding));
     if (IsUtf16(m_encoding) && bytes.size() % 2 != 0) {
         m_tail = bytes.back();
         bytes.remove_suffix(1);
     }
+    // No encoding has a line feed within another character, so lines of bytes and lines of text go in step.
+    m_text = KxxDecodeText(bytes, m_encoding);
+    std::wstring_view text = m_text;
     Section* section = &AddSection({});
     while (!bytes.empty()) {
         std::size_t const length = LineLength(bytes);
-        Line line = MakeLine(std::string(bytes.substr(0, length)));
+        std::size_t const end = std::min(text.find(L'\n'), text.size() - 1) + 1;
+        Line const line = MakeLine(bytes.substr(0, length), text.substr(0, end));
+        if (m_lineEnd.empty() && text[end - 1] == L'\n')
+            m_lineEnd = text.substr(0, end).ends_with(L"\r\n") ? L"\r\n" : L"\n";
         bytes.remove_prefix(length);
+        text.remove_prefix(end);
         if (line.kind == Group) section = &AddSection(line.name);
-        Append(*section, std::move(line));
+        Append(*section, line);
     }
     if (m_lineEnd.empty()) m_lineEnd = L"\n";
 }
 
-std::string ConfigDocument::GetBytes() const {
+std::string ConfigDocument::GetBytes() {
+    std::string bytes = Joined();
+    // Without the lines that told its encoding, a file could be taken for one in another.
+    if (m_encoding == KxTextEncoding::Windows1252 && KxxDetectEncoding(bytes) != m_encoding) {
+        ConvertToUtf8();
+        bytes = Joined();
+    }
+    return bytes;
+}
+
+std::string ConfigDocument::Joined() const {
     std::string bytes(KxxMarkOf(m_encoding));
     for (auto const& section : m_sections)
         for (Line const& line : section->lines) bytes += line.bytes;
@@ -75,11 +90,15 @@ std::wstring ConfigDocument::TextOf(Line const& line) const {
     return KxxDecodeText(line.bytes, m_encoding);
 }
 
-ConfigDocument::Line ConfigDocument::MakeLine(std::string bytes) const {
+/// A line that is kept here.
+ConfigDocument::Line ConfigDocument::MakeLine(std::string bytes) {
+    std::string const& keptBytes = m_madeBytes.emplace_back(std::move(bytes));
+    return MakeLine(keptBytes, m_madeTexts.emplace_back(KxxDecodeText(keptBytes, m_encoding)));
+}
+
+ConfigDocument::Line ConfigDocument::MakeLine(std::string_view bytes, std::wstring_view text) {
     Line line;
-    line.bytes = std::move(bytes);
-    std::wstring const decoded = TextOf(line);
-    std::wstring_view text = decoded;
+    line.bytes = bytes;
     if (text.ends_with(L'\n')) text.remove_suffix(1);
     text = Trimmed(text);
     std::size_t const equals = text.find(L'=');
@@ -99,33 +118,36 @@ ConfigDocument::Line ConfigDocument::MakeLine(std::string bytes) const {
     return line;
 }
 
-ConfigDocument::Section& ConfigDocument::AddSection(std::wstring name) {
-    if (!m_sections.empty()) m_sectionsByName.try_emplace(Upper(name), m_sections.size());
+ConfigDocument::Section& ConfigDocument::AddSection(std::wstring_view name) {
+    if (!m_sections.empty()) m_sectionsByName.try_emplace(name, m_sections.size());
     m_sections.push_back(std::make_unique<Section>());
-    m_sections.back()->name = std::move(name);
+    m_sections.back()->name = name;
     return *m_sections.back();
+}
+
+/// Most groups of a file are never asked for a name, so only those that are get a table.
+ConfigDocument::Table const& ConfigDocument::Section::Index() const {
+    if (isIndexed) return keysByName;
+    keysByName.clear();
+    keysByName.reserve(keys.size());
+    for (std::size_t const place : keys) keysByName.try_emplace(lines[place].name, place);
+    isIndexed = true;
+    return keysByName;
 }
 
 /// Adds a line at the end of the section.
 void ConfigDocument::Append(Section& section, Line line) {
-    if (m_lineEnd.empty()) {
-        std::wstring const text = TextOf(line);
-        if (text.ends_with(L"\r\n"))
-            m_lineEnd = L"\r\n";
-        else if (text.ends_with(L'\n'))
-            m_lineEnd = L"\n";
-    }
     if (line.kind == Key) {
-        section.keysByName.try_emplace(Upper(line.name), section.lines.size());
+        if (section.isIndexed) section.keysByName.try_emplace(line.name, section.lines.size());
         section.keys.push_back(section.lines.size());
     }
-    section.lines.push_back(std::move(line));
+    section.lines.push_back(line);
 }
 
 /// Place of the section of a group; none if there is none.
 std::size_t ConfigDocument::FindPlace(std::wstring_view group) const {
     if (group.empty() && !m_sections[0]->keys.empty()) return 0;
-    auto const found = m_sectionsByName.find(Upper(group));
+    auto const found = m_sectionsByName.find(group);
     return found != m_sectionsByName.end() ? found->second : group.empty() ? 0 : none;
 }
 
@@ -139,11 +161,12 @@ std::size_t ConfigDocument::GetKeyCount(std::wstring_view group) const {
     return section ? section->keys.size() : 0;
 }
 
-std::wstring const* ConfigDocument::FindValue(std::wstring_view group, std::wstring_view key) const {
+std::optional<std::wstring_view> ConfigDocument::FindValue(std::wstring_view group, std::wstring_view key) const {
     Section const* const section = FindSection(group);
-    if (!section) return nullptr;
-    auto const found = section->keysByName.find(Upper(key));
-    return found == section->keysByName.end() ? nullptr : &section->lines[found->second].value;
+    if (!section) return {};
+    auto const found = section->Index().find(key);
+    if (found == section->keysByName.end()) return {};
+    return section->lines[found->second].value;
 }
 
 ConfigDocument::Line const* ConfigDocument::FindKeyLine(std::wstring_view group, std::size_t index) const {
@@ -151,14 +174,14 @@ ConfigDocument::Line const* ConfigDocument::FindKeyLine(std::wstring_view group,
     return section && index < section->keys.size() ? &section->lines[section->keys[index]] : nullptr;
 }
 
-std::wstring const* ConfigDocument::FindValue(std::wstring_view group, std::size_t index) const {
+std::optional<std::wstring_view> ConfigDocument::FindValue(std::wstring_view group, std::size_t index) const {
     Line const* const line = FindKeyLine(group, index);
-    return line ? &line->value : nullptr;
+    return line ? std::optional(line->value) : std::nullopt;
 }
 
-std::wstring const* ConfigDocument::FindName(std::wstring_view group, std::size_t index) const {
+std::optional<std::wstring_view> ConfigDocument::FindName(std::wstring_view group, std::size_t index) const {
     Line const* const line = FindKeyLine(group, index);
-    return line ? &line->name : nullptr;
+    return line ? std::optional(line->name) : std::nullopt;
 }
 
 bool ConfigDocument::CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value) {
@@ -181,19 +204,22 @@ void ConfigDocument::Encode(std::wstring_view text, std::string& bytes) {
 
 void ConfigDocument::ConvertToUtf8() {
     for (auto const& section : m_sections)
-        for (Line& line : section->lines) line.bytes = KxxToUtf8(TextOf(line));
+        for (Line& line : section->lines) line.bytes = m_madeBytes.emplace_back(KxxToUtf8(TextOf(line)));
     m_encoding = KxTextEncoding::Utf8;
 }
 
 /// Gives the last line of a file the line end that it lacks.
 void ConfigDocument::EndLine(Line& line) {
-    if (!TextOf(line).ends_with(L'\n')) KxxEncodeText(m_lineEnd, m_encoding, line.bytes);
+    if (TextOf(line).ends_with(L'\n')) return;
+    std::string& bytes = m_madeBytes.emplace_back(line.bytes);
+    KxxEncodeText(m_lineEnd, m_encoding, bytes);
+    line.bytes = bytes;
 }
 
 bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::wstring_view value) {
     std::size_t const place = FindPlace(group);
     if (place != none) {
-        auto const found = m_sections[place]->keysByName.find(Upper(key));
+        auto const found = m_sections[place]->Index().find(key);
         if (found != m_sections[place]->keysByName.end())
             return ChangeValue(m_sections[place]->lines[found->second], value);
     }
@@ -202,7 +228,8 @@ bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::
     if (place == none) {
         if (!m_sections.back()->lines.empty()) EndLine(m_sections.back()->lines.back());
         Encode(L"[" + std::wstring(group) + L"]" + m_lineEnd, bytes);
-        Append(AddSection(std::wstring(group)), MakeLine(std::move(bytes)));
+        Line const line = MakeLine(std::move(bytes));
+        Append(AddSection(line.name), line);
         bytes.clear();
     }
     Section& section = *m_sections[place == none ? m_sections.size() - 1 : place];
@@ -211,9 +238,10 @@ bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::
     if (at > 0) EndLine(section.lines[at - 1]);
     Encode(std::wstring(key) + L"=" + std::wstring(value) + m_lineEnd, bytes);
     // What stands behind are blank lines, so no place in the tables moves.
-    section.keysByName.try_emplace(Upper(key), at);
+    Line const line = MakeLine(std::move(bytes));
+    if (section.isIndexed) section.keysByName.try_emplace(line.name, at);
     section.keys.push_back(at);
-    section.lines.insert(section.lines.begin() + static_cast<std::ptrdiff_t>(at), MakeLine(std::move(bytes)));
+    section.lines.insert(section.lines.begin() + static_cast<std::ptrdiff_t>(at), line);
     return true;
 }
 
@@ -227,8 +255,8 @@ bool ConfigDocument::ChangeValue(Line& line, std::wstring_view value) {
     changed.append(value).append(end);
     std::string bytes;
     Encode(changed, bytes);
-    line.bytes = std::move(bytes);
-    line.value = Trimmed(value);
+    line.bytes = m_madeBytes.emplace_back(std::move(bytes));
+    line.value = m_madeTexts.emplace_back(Trimmed(value));
     return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -115,9 +116,15 @@ std::wstring KxxWidenUtf8(std::string_view bytes) {
 }
 
 std::string KxxToUtf8(std::wstring_view text) {
+    // Most texts are ASCII to their end, and what comes before the first other character needs no look at lengths.
+    std::size_t const plain = static_cast<std::size_t>(
+        std::find_if(text.begin(), text.end(), [](wchar_t c) { return Code(c) >= 0x80; }) - text.begin());
     std::string bytes;
-    bytes.reserve(text.size() + text.size() / 8);
-    for (wchar_t const c : text) {
+    bytes.reserve(plain + (text.size() - plain) * 9 / 8);
+    bytes.resize(plain);
+    std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(plain), bytes.begin(),
+                   [](wchar_t c) { return static_cast<char>(c); });
+    for (wchar_t const c : text.substr(plain)) {
         char32_t const code = Code(c);
         AppendUtf8(bytes, IsSurrogate(code) || code > 0x10FFFF ? replacement : code);
     }

@@ -6,7 +6,10 @@
 #include "hbtools/base/syClassName.h"
 #include "hbtools/base/syResource.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <typeinfo>
 
 namespace KxN {
@@ -51,6 +54,7 @@ KxException::KxException(KxException& other)  // NOLINT(bugprone-copy-constructo
       m_srcFileName(other.m_srcFileName),
       m_srcLine(other.m_srcLine),
       m_hasLocation(other.m_hasLocation),
+      m_hasExtendedInfo(other.m_hasExtendedInfo),
       m_errorLevel(other.m_errorLevel),
       m_dateTime(other.m_dateTime),
       m_group(other.m_group),
@@ -63,6 +67,7 @@ KxException::KxException(CException& other)
         m_srcFileName = known->m_srcFileName;
         m_srcLine = known->m_srcLine;
         m_hasLocation = known->m_hasLocation;
+        m_hasExtendedInfo = known->m_hasExtendedInfo;
         m_errorLevel = known->m_errorLevel;
         m_dateTime = known->m_dateTime;
         m_group = known->m_group;
@@ -75,6 +80,7 @@ KxException& KxException::operator=(KxException& other) {
     m_srcFileName = other.m_srcFileName;
     m_srcLine = other.m_srcLine;
     m_hasLocation = other.m_hasLocation;
+    m_hasExtendedInfo = other.m_hasExtendedInfo;
     m_errorLevel = other.m_errorLevel;
     m_dateTime = other.m_dateTime;
     m_group = other.m_group;
@@ -119,6 +125,33 @@ KxLogicException::KxLogicException() : KxException(text::LogicError) {}
 KxOperationException::KxOperationException() : KxRuntimeException(text::OperationError) {}
 KxRangeException::KxRangeException() : KxRuntimeException(text::RangeError) {}
 KxAllocException::KxAllocException() : KxRuntimeException(text::AllocError) {}
+
+namespace {
+
+struct Reserve {
+    static constexpr std::size_t count = 64;
+    alignas(KxMemoryException) unsigned char memory[count][sizeof(KxMemoryException)];
+    std::atomic<bool> isTaken[count];
+};
+constinit Reserve g_reserve = {};
+
+}  // namespace
+
+void* KxMemoryException::operator new(std::size_t size) {
+    if (void* const memory = std::malloc(size)) return memory;  // not through the handler that makes us
+    if (size == sizeof(KxMemoryException))
+        for (std::size_t i = 0; i < Reserve::count; ++i)
+            if (!g_reserve.isTaken[i].exchange(true)) return g_reserve.memory[i];
+    throw std::bad_alloc();
+}
+
+void KxMemoryException::operator delete(void* memory) noexcept {
+    std::ptrdiff_t const offset = static_cast<unsigned char*>(memory) - g_reserve.memory[0];
+    if (memory && offset >= 0 && static_cast<std::size_t>(offset) < sizeof g_reserve.memory)
+        g_reserve.isTaken[static_cast<std::size_t>(offset) / sizeof(KxMemoryException)] = false;
+    else
+        std::free(memory);
+}
 
 void KxMemoryException::BuildMessage() {
     m_message = Format(text::OutOfMemory, m_size);

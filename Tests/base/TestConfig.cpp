@@ -108,6 +108,8 @@ TEST_F(ConfigFile, WritingChangesNothingElse) {
         {"; \xE4\n[G]\nA=1\n", L"G", L"A", L"ö€", "; \xE4\n[G]\nA=\xF6\x80\n"},
         {"; \xE4\x81\n[G]\nA=1\n", L"G", L"A", L"\u0142", "; ä\xC2\x81\n[G]\nA=\u0142\n"},
         {"\xFF\xFE[\0G\0]\0\r\0\n\0A\0=\0\x31\0"s, L"G", L"A", L"ä", "\xFF\xFE[\0G\0]\0\r\0\n\0A\0=\0\xE4\0"s},
+        // Without the line that told the encoding the file would read as another text.
+        {"A=\xE4\nB=\xC3\xA4\n", L"", L"A", L"1", "A=1\nB=\xC3\x83\xC2\xA4\n"},
         // Two characters with the bytes of line feeds, which are none.
         {"\xFF\xFE[\0G\0]\0\n\0\n\n\n\r"s, L"G", L"A", L"1", "\xFF\xFE[\0G\0]\0\n\0\n\n\n\r\n\0A\0=\0\x31\0\n\0"s},
         {"\xFE\xFF\0[\0G\0]\0\n\0A\0=\0\x31?"s, L"G", L"A", L"2", "\xFE\xFF\0[\0G\0]\0\n\0A\0=\0\x32?"s},

@@ -128,6 +128,76 @@ TEST_F(Programs, HbtagShowsTheHeader) {
     EXPECT_EQ(json.output, "31.12.2024 23:59:58 -2 [1, 0, 0, 0]\n");
 }
 
+TEST_F(Programs, HblogShowsWhatIsThere) {
+    std::string const entry =
+        "Date=20241231\nTime=12000000\nGroup=T\xC3\xBCr\nLevel=EXCEPT_USER\nMessage=a\xEF\xBF\xBF\x1b[31mb\n";
+    std::string const head = "[General]\nFile=Quandelmeter Exceptions Log\nTotalCount=";
+    Write("log", head + "2\n[0]\n" + entry + "[1]\nDate=20250101\nTime=1\nGroup=X\nLevel=EXCEPT_FATAL\nMessage=c\n");
+    Write("lying.log", head + "4294967295\n[0]\n" + entry + "[2]\nMessage=whole \xF0\x9F\x98\x80\n");
+    Write("foreign", "[General]\nTotalCount=1\n[0]\n" + entry);
+    std::string const line = std::string(70, '_') + "\r\n";
+    std::string const profile =
+        "PROFILE;0x1A2B;12:00:00;enter;Load;;;;\r\n" + line +
+        "DATE: 31.12.2024, TIME: 12:00:01\r\nPROFILE;0x1A2B;12:00:01;read;Load;12:00:00;812;;\r\n"
+        "DATUM: 31.12.2024, ZEIT: 12:00:02\r\nPROFILE;0x1A2B;12:00:02;leave;Load;12:00:00;1650;838;\r\n";
+    Write("debug", line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n" + profile + "DATEI: x.cpp, ZEILE: 7\r\n");
+    Write("cut.debug", line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n\x1b]0;cut");
+    Write("empty", "");
+    struct Case {
+        std::string arguments;
+        int code;
+        char const* output;  // part of it; the last part for one that begins with '$'
+    };
+    Case const cases[] = {
+        {"log " + Path("log"), 0,
+         "2024-12-31 12:00:00  USER      T\xC3\xBCr  a\n    \\x1b[31mb\n2025-01-01 00:00:00  FATAL     X  c\n"},
+        {"log --level except_fatal " + Path("log"), 0, "$\n2025-01-01 00:00:00  FATAL     X  c\n"},
+        {"log --group 'T\xC3\x9CR' --json " + Path("log"), 0, "\"message\":\"a\\u000a\\u001b[31mb\"}],\"faults\":[]}"},
+        {"log --until 2024-12-31 " + Path("log"), 0, "x1b[31mb\n"},
+        {"log --since '2025-01-01T00:00:01' " + Path("log"), 0, "$\n"},
+        {"log --last 0 " + Path("log"), 0, "$\n"},
+        {"log " + Path("lying.log"), 2, "entry 2 has no date and time\n"},
+        {"log " + Path("lying.log"), 2, "4294967293 of 4294967295 entries are missing\n"},
+        {"log " + Path("foreign"), 3, "is not an exception log"},
+        {"log " + Path("missing"), 1, "existiert nicht"},
+        {"log " + Path("."), 1, "hblog: "},
+        {"log --level grave " + Path("log"), 1, "user, nonfatal or fatal"},
+        {"log --since 31.13.2024 " + Path("log"), 1, "a date is"},
+        {"debug --last 1 " + Path("debug"), 0,
+         "$\n2024-12-31 12:00:02  PROFILE;0x1A2B;12:00:02;leave;Load;12:00:00;1650;838;  <x.cpp:7>\n"},
+        {"debug --json --until '31.12.2024 12:00:00' " + Path("debug"), 0, "\"count\":3,\"entries\":[\n{\"line\":1,"},
+        {"debug " + Path("cut.debug"), 2, "2024-12-31 12:00:00  \\x1b]0;cut\n"},
+        {"debug " + Path("empty"), 0, "$\n"},
+        {"debug " + Path("log"), 3, "is not a debug file"},
+        {"debug /dev/zero", 1, "hblog: "},
+        {"profile -o " + Path("trace.json") + " " + Path("debug"), 0,
+         "Load      0x1a2b         1          1650        1650.0          1650\n"},
+        {"profile -o " + Path("no/trace.json") + " " + Path("debug"), 1, "trace.json"},
+        {"profile " + Path("cut.debug"), 2, "total ms"},
+        {"profile", 1, "FILE is required"},
+    };
+    for (Case const& c : cases) {
+        Outcome outcome = Call("./hblog " + c.arguments);
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.output;
+        EXPECT_EQ(outcome.output.find('\x1b'), std::string::npos) << c.arguments;
+        if (*c.output == '$')
+            EXPECT_EQ("$\n" + outcome.output, c.output) << c.arguments;
+        else
+            EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
+    }
+    std::ifstream trace(folder / "trace.json");
+    std::string const json(std::istreambuf_iterator<char>(trace), {});
+    EXPECT_EQ(json,
+              "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[\n"
+              "{\"name\":\"Load\",\"ph\":\"X\",\"pid\":1,\"tid\":6699,\"ts\":43200000000,\"dur\":1650000},\n"
+              "{\"name\":\"read\",\"cat\":\"Load\",\"ph\":\"i\",\"s\":\"t\",\"pid\":1,\"tid\":6699,\"ts\":43200812000}"
+              "\n]}\n");
+    if (!HasPython()) return;
+    for (std::string const& file :
+         {"log --json " + Path("lying.log"), "debug --json " + Path("cut.debug"), "profile --json " + Path("debug")})
+        EXPECT_EQ(Call("./hblog " + file + " | python3 -m json.tool > /dev/null").code, 0) << file;
+}
+
 TEST_F(Programs, ScanlabDemoStoresAndCompares) {
     Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\nnan,1,1\n1,1,0\n");
     Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv"));

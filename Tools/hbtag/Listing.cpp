@@ -9,6 +9,10 @@
 
 namespace hbtag {
 
+using tool::Escaped;
+using tool::JsonNumber;
+using tool::Quoted;
+
 using namespace KxN;
 
 namespace {

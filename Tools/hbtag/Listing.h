@@ -4,13 +4,15 @@
 // What the tool's verbs print, as text for people and as JSON for scripts.
 #pragma once
 
-#include "Output.h"
+#include "../common/Output.h"
 
 #include <hbtools/persistence/syTagInspector.h>
 
 #include <optional>
 
 namespace hbtag {
+
+using tool::Output;
 
 struct Options {
     bool json = false;

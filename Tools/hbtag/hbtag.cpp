@@ -16,16 +16,17 @@
 
 namespace {
 
-constexpr int exitUsage = 1;
+using tool::Escaped;
+using tool::exitUsage;
 
 int Run(hbtag::Options const& options, KxN::KxString const& path) {
     KxN::CFile file(path, KxN::CFile::modeRead);
     KxN::KxTagInspector inspector(&file);
     KxN::TagFileState const state = inspector.Inspect();
-    hbtag::Output output;
+    tool::Output output("hbtag");
     Print(output, options, path, inspector, state);
     if (!output.Finish()) return exitUsage;
-    if (state == KxN::TagFileForeign) fmt::print(stderr, "hbtag: {} is not a tag file\n", hbtag::Escaped(path));
+    if (state == KxN::TagFileForeign) fmt::print(stderr, "hbtag: {} is not a tag file\n", Escaped(path));
     return state;
 }
 
@@ -66,7 +67,7 @@ int main(int argc, char** argv) {
     try {
         return Run(options, KxN::KxString(KxN::KxxFromSystemPath(path)));
     } catch (KxN::CException* exception) {
-        fmt::print(stderr, "hbtag: {}\n", hbtag::Escaped(KxN::CException::TextOf(*exception)));
+        fmt::print(stderr, "hbtag: {}\n", Escaped(KxN::CException::TextOf(*exception)));
         exception->Delete();
     } catch (std::exception const& exception) {
         fmt::print(stderr, "hbtag: {}\n", exception.what());

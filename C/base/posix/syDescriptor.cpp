@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <limits>
 #include <fcntl.h>
 #include <sys/random.h>
@@ -33,14 +34,11 @@ auto Repeat(Call call) {
 /// Writes all of it; `put` is the system call for one part: it gets the part's begin and its length.
 template <class Put>
 int WriteParts(void const* data, std::size_t count, Put put) {
-    SizeSignalGuard guard;
+    SurviveSizeSignal();
     for (std::size_t done = 0; done < count;) {
         ssize_t const part =
             Repeat([&] { return put(static_cast<char const*>(data) + done, std::min(count - done, callLimit)); });
-        if (part < 0) {
-            if (errno == EFBIG) guard.TakePending();
-            return errno;
-        }
+        if (part < 0) return errno;
         if (part == 0) return EIO;
         done += static_cast<std::size_t>(part);
     }
@@ -166,9 +164,8 @@ int Descriptor::GetLength(unsigned long long& length) const {
 }
 
 int Descriptor::SetLength(unsigned long long length) {
-    SizeSignalGuard guard;
+    SurviveSizeSignal();
     if (Repeat([&] { return ::ftruncate(m_number, static_cast<off_t>(length)); }) == 0) return 0;
-    if (errno == EFBIG) guard.TakePending();
     return errno;
 }
 
@@ -222,6 +219,7 @@ int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes)
 }
 
 int PartFile::Create(std::string const& target) {
+    SurviveSizeSignal();  // whoever writes into the new file
     Discard();
     std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
     if (name == target.size()) return target.empty() ? ENOENT : EISDIR;

@@ -2,38 +2,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cerrno>
 #include <csignal>
-#include <ctime>
 
 namespace KxN::detail {
 
-/// Keeps a write beyond the file size limit from ending the process: the signal is held back and, once the write
-/// has reported that limit, taken, also from a thread that holds it back itself and would meet it later.
-class SizeSignalGuard {
-public:
-    SizeSignalGuard() {
-        sigemptyset(&m_signal);
-        sigaddset(&m_signal, SIGXFSZ);
-        pthread_sigmask(SIG_BLOCK, &m_signal, &m_former);
-    }
-    SizeSignalGuard(SizeSignalGuard const&) = delete;
-    SizeSignalGuard& operator=(SizeSignalGuard const&) = delete;
-    ~SizeSignalGuard() {
-        int const keep = errno;
-        if (m_take) {
-            timespec const now = {0, 0};
-            while (sigtimedwait(&m_signal, nullptr, &now) < 0 && errno == EINTR) {}
-        }
-        pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
-        errno = keep;
-    }
-    void TakePending() { m_take = true; }
-
-private:
-    sigset_t m_signal;
-    sigset_t m_former;
-    bool m_take = false;
-};
+/// Lets a write beyond the file size limit fail instead of ending the process. The signal's default action is replaced
+/// once, at the first write, by a handler that does nothing; a handler of the application stays, and programs that are
+/// started get the default again. Holding the signal back around each write would cost half as much as the write.
+inline void SurviveSizeSignal() {
+    [[maybe_unused]] static bool const isDone = [] {
+        struct sigaction present {};
+        if (::sigaction(SIGXFSZ, nullptr, &present) != 0) return false;
+        if ((present.sa_flags & SA_SIGINFO) || present.sa_handler != SIG_DFL) return true;
+        struct sigaction nothing {};
+        nothing.sa_handler = [](int) {};
+        nothing.sa_flags = SA_RESTART;
+        return ::sigaction(SIGXFSZ, &nothing, nullptr) == 0;
+    }();
+}
 
 }  // namespace KxN::detail

@@ -87,6 +87,10 @@ public:
     /// As Config::EndUpdate. @throws KxFileException
     void EndUpdate();
 
+    /// For those to whom a file that cannot be read is no empty one. A missing file is fine.
+    /// @throws KxFileException if the file is there but cannot be read
+    void ProofRead() const;
+
     KxString GetPathName() const { return m_path; }
 };
 

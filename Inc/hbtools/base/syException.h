@@ -53,6 +53,9 @@ public:
     void SetExceptionGroup(KxString const& group) { m_group = group; }
     /// The extra lines that a log writes below the entry: the run-time class of the exception.
     virtual KxString GetExtendedInfo();
+    /// Whether a log writes them; 0 unless set.
+    int HasExtendedInfo() const { return m_hasExtendedInfo; }
+    void SetExtendedInfo(int hasExtendedInfo) { m_hasExtendedInfo = hasExtendedInfo; }
 
 protected:
     /// For classes whose text is a string resource of this library.
@@ -63,6 +66,8 @@ protected:
     /// Composes the final text into m_message; an override does so and then calls its base.
     virtual void BuildMessage();
     KxString ComposeText() override;
+    /// For classes that stand for a failure of another moment.
+    void SetDateTime(KxDateTime const& dateTime) { m_dateTime = dateTime; }
 
     KxString m_message;
 
@@ -70,6 +75,7 @@ private:
     KxString m_srcFileName;
     unsigned long m_srcLine = 0;
     int m_hasLocation = 0;
+    int m_hasExtendedInfo = 0;
     ErrorLevel m_errorLevel = EXCEPT_UNKNOWN;
     KxDateTime m_dateTime;
     KxString m_group;
@@ -118,11 +124,15 @@ protected:
     using KxRuntimeException::KxRuntimeException;
 };
 
-/// A request for memory failed.
+/// A request for memory failed. When there is none left for the exception either, it is made in a reserve of the
+/// process, which has room for as many as a program's threads may hold at once.
 class KX_API KxMemoryException : public KxAllocException {
 public:
     explicit KxMemoryException(unsigned long size) : m_size(size) {}
     unsigned long GetSize() const { return m_size; }  ///< Bytes asked for.
+
+    static void* operator new(std::size_t size);  ///< @throws std::bad_alloc if the reserve is used up too
+    static void operator delete(void* memory) noexcept;
 
 protected:
     void BuildMessage() override;

@@ -15,6 +15,8 @@ struct KxLimits {
     int nestingDepth = 4096;
     /// Bytes of a configuration file, or of another text file that is read whole.
     std::size_t textFileBytes = 256u << 20;
+    /// Lines of a configuration file. The fast classes leave those behind them in the file unread; KxConfig refuses it.
+    std::size_t configLines = 4u << 20;
     /// Characters that the width of one conversion in a format may ask for.
     int formatWidth = 4096;
     /// Digits or characters that the precision of one conversion in a format may ask for; at most 1024.

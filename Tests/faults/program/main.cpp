@@ -8,6 +8,7 @@
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/sySafeFile.h"
+#include "hbtools/diagnostics/syExceptionMgr.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTagArchive.h"
@@ -101,6 +102,14 @@ int Run(std::string const& scenario, KxString const& path) {
         KxConfig config(path);
         config.SetGroup(L"Scanner");
         config.WriteKey(L"Port", L"COM2");
+    } else if (scenario == "log") {  // loads a log, which saves it, and adds to it
+        KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
+        KxxSaveFile(ini, "[Initialization]\nBackupTiming=SAVE_ALL_CHANGES\nFileName=" + KxxToUtf8(path.View()) + "\n");
+        KxExceptionManager manager;
+        manager.Initialize(ini);
+        KxExceptionManagerException entry(KxDateTime(2024, 12, 31, 23, 59, 58), L"Scanner", EXCEPT_FATAL, name);
+        manager.AddExceptionToLog(entry);
+        manager.ChangeBackupTiming(static_cast<BackupTiming>(3));  // the destructor has nobody to tell
     } else if (scenario == "folder") {
         return KxDirEntry(path).MakeDir(0) ? 0 : Refused();
     } else {

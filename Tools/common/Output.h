@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Standard output of the tool: gathered in blocks, and a failure to write is an error. Whatever comes from a file is
+// Standard output of a tool: gathered in blocks, and a failure to write is an error. Whatever comes from a file is
 // escaped, so that a hostile name cannot steer a terminal or break a JSON text.
 #pragma once
 
@@ -12,10 +12,15 @@
 #include <string>
 #include <string_view>
 
-namespace hbtag {
+namespace tool {
+
+/// Exit codes of every tool.
+enum ExitCode { exitWhole = 0, exitUsage = 1, exitDamaged = 2, exitForeign = 3 };
 
 class Output {
 public:
+    /// `program` begins the line on standard error.
+    explicit Output(char const* program) : m_program(program) {}
     template <class... Arguments>
     void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
         fmt::format_to(std::back_inserter(m_text), format, std::forward<Arguments>(arguments)...);
@@ -28,6 +33,7 @@ private:
     static constexpr std::size_t blockSize = 1 << 16;
     void Write();
 
+    char const* m_program;
     std::string m_text;
     bool m_failed = false;
 };
@@ -40,4 +46,4 @@ std::string Quoted(KxN::KxString const& text);
 /// A number for JSON; what is no number there (nan, inf) as a string.
 std::string JsonNumber(std::string_view digits);
 
-}  // namespace hbtag
+}  // namespace tool

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace hbtag {
+namespace tool {
 
 namespace {
 
@@ -28,7 +28,7 @@ void Output::Write() {
 bool Output::Finish() {
     Write();
     if (std::fflush(stdout) != 0) m_failed = true;
-    if (m_failed) fmt::print(stderr, "hbtag: the output could not be written: {}\n", std::strerror(errno));
+    if (m_failed) fmt::print(stderr, "{}: the output could not be written: {}\n", m_program, std::strerror(errno));
     return !m_failed;
 }
 
@@ -70,4 +70,4 @@ std::string JsonNumber(std::string_view digits) {
     return isNumber ? std::string(digits) : fmt::format("\"{}\"", digits);
 }
 
-}  // namespace hbtag
+}  // namespace tool

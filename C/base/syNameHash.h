@@ -1,0 +1,44 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Names without regard to case as keys of hash tables, without a copy in capitals. The hash starts from another number
+// in each process, so that no file can be made whose names all collide.
+#pragma once
+
+#include "hbtools/base/syEncoding.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string_view>
+
+namespace KxN::detail {
+
+inline wchar_t UpperOfName(wchar_t c) {
+    if (c < 0x80) return c >= L'a' && c <= L'z' ? c - 0x20 : c;
+    return KxxToUpper(c);
+}
+
+struct NameHash {
+    static constexpr std::size_t multiplier = 0x9E3779B97F4A7C15u;
+
+    std::size_t operator()(std::wstring_view name) const {
+        static std::size_t const seed = (std::size_t{std::random_device()()} << 32) ^ std::random_device()();
+        std::size_t hash = seed;
+        for (wchar_t const c : name) {
+            hash = (hash ^ static_cast<std::uint32_t>(UpperOfName(c))) * multiplier;
+            hash ^= hash >> 32;
+        }
+        return hash;
+    }
+};
+
+struct NameEqual {
+    bool operator()(std::wstring_view a, std::wstring_view b) const {
+        return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](wchar_t x, wchar_t y) {
+                   return x == y || UpperOfName(x) == UpperOfName(y);
+               });
+    }
+};
+
+}  // namespace KxN::detail

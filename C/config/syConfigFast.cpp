@@ -1,0 +1,99 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/config/syConfigFast.h"
+
+#include "config/syConfigLines.h"
+#include "hbtools/base/syObject.h"
+
+namespace KxN {
+
+using detail::ConfigLine;
+
+KxConfigFast::KxConfigFast(KxString const& path)
+    : m_file(std::make_unique<detail::ConfigFile<SConfigItem>>(path, detail::ConfigTrim::Mixed)) {}
+
+KxConfigFast::~KxConfigFast() {
+    try {
+        Flush();
+    } catch (CException* exception) {
+        exception->Delete();
+    } catch (...) {  // NOLINT(bugprone-empty-catch): a destructor has nobody to tell
+    }
+}
+
+KxString KxConfigFast::GetPathName() const {
+    return m_file->GetPath();
+}
+
+KxString KxConfigFast::GetGroup() const {
+    return m_file->GetGroup();
+}
+
+void KxConfigFast::SetGroup(KxString const& group) {
+    m_file->SetGroup(group);
+}
+
+KxString KxConfigFast::ReadKey(KxString const& key) {
+    return TextOrEmpty(m_file->Find(key.View()), &ConfigLine::value);
+}
+
+KxString KxConfigFast::ReadKey(KxString const& key, KxString const& defaultValue) {
+    ConfigLine const* const line = m_file->Find(key.View());
+    return line ? KxString(line->value) : defaultValue;
+}
+
+KxString KxConfigFast::ReadKey(unsigned short index) {
+    return TextOrEmpty(m_file->Find(std::size_t{index}), &ConfigLine::value);
+}
+
+KxString KxConfigFast::GetKeyName(unsigned short index) {
+    return TextOrEmpty(m_file->Find(std::size_t{index}), &ConfigLine::name);
+}
+
+unsigned short KxConfigFast::GetKeyCount() {
+    return detail::Counted(m_file->GetKeyCount());
+}
+
+unsigned short KxConfigFast::GetGroupCount() {
+    return detail::Counted(m_file->GetGroupCount());
+}
+
+KxString KxConfigFast::GetGroup(unsigned short index) {
+    return index < m_file->GetGroupCount() ? KxString(m_file->GetGroupName(index)) : KxString();
+}
+
+KxConfigFast::SConfigItem* KxConfigFast::FindKey(KxString const& key) {
+    return m_file->Show(m_file->Find(key.View()));
+}
+
+KxConfigFast::SConfigItem* KxConfigFast::FindKey(unsigned short index) {
+    return m_file->Show(m_file->Find(std::size_t{index}));
+}
+
+void KxConfigFast::WriteKey(KxString const& key, KxString const& value) {
+    m_file->Write(key, value);
+}
+
+void KxConfigFast::InsertKey(KxString const& key, KxString const& value) {
+    m_file->Insert(key, value);
+}
+
+void KxConfigFast::DeleteCurItem() {
+    m_file->Forget();
+    m_file->DeleteCurrent();
+}
+
+void KxConfigFast::DeleteGroup(KxString const& group) {
+    m_file->Forget();
+    m_file->DeleteGroup(group);
+}
+
+void KxConfigFast::Update(KxConfigFast& other) {
+    m_file->Update(*other.m_file);
+}
+
+void KxConfigFast::Flush() {
+    m_file->Flush();
+}
+
+}  // namespace KxN

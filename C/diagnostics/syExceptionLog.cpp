@@ -1,0 +1,122 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The log file: text that KxConfig reads, written whole.
+//
+//     [General]
+//     File=Quandelmeter Exceptions Log
+//     TotalCount=1
+//     Date=20241231        the moment of saving
+//     Time=23595800
+//     [0]                  one group for each entry, numbered in the order of the queues
+//     Date=20241231
+//     Time=23595799
+//     Group=Scanner
+//     Level=EXCEPT_FATAL
+//     Message=first line<U+FFFF>second line
+#include "diagnostics/syLogText.h"
+#include "hbtools/base/syConfig.h"
+#include "hbtools/base/syDirEntry.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/sySafeFile.h"
+#include "hbtools/diagnostics/syExceptionMgr.h"
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace KxN {
+
+namespace {
+
+constexpr wchar_t lineMark = 0xFFFF;  // stands for a line end within a value
+
+/// The text as one line.
+std::string Encoded(KxString text) {
+    text.ConvertLineEnd(KxTools::LineEndLF);
+    text.SearchAndReplace(L'\n', lineMark, 0);
+    return KxxToUtf8(text.View());
+}
+
+KxString Decoded(KxString text) {
+    text.SearchAndReplace(lineMark, L'\n', 0);
+    text.ConvertLineEnd(KxTools::GetSystemLineEnd());
+    return text;
+}
+
+void AppendLine(std::string& bytes, char const* key, std::string_view value) {
+    bytes.append(key).append(1, '=').append(value).append(1, '\n');
+}
+
+void AppendMoment(std::string& bytes, KxDateTime const& moment, bool isEntry) {
+    AppendLine(bytes, "Date", std::to_string(moment.GetDate()));
+    long time = moment.GetTime();
+    if (isEntry && time == 0) time = 1;  // midnight itself would be taken for no time at all
+    AppendLine(bytes, "Time", std::to_string(time));
+}
+
+}  // namespace
+
+std::string KxExceptionManager::ComposeLog() const {
+    std::string bytes = "[General]\n";
+    AppendLine(bytes, "File", "Quandelmeter Exceptions Log");
+    AppendLine(bytes, "TotalCount", std::to_string(GetTotalCount()));
+    AppendMoment(bytes, KxDateTime::Now(), false);
+    unsigned long number = 0;
+    for (Queue const* queue : m_groups) {
+        for (KxException* entry : *queue) {
+            bytes.append(1, '[').append(std::to_string(number++)).append("]\n");
+            AppendMoment(bytes, entry->GetDateTime(), true);
+            AppendLine(bytes, "Group", Encoded(entry->GetExceptionGroup()));
+            AppendLine(bytes, "Level", KxxToUtf8(detail::LevelName(entry->GetErrorLevel())));
+            AppendLine(bytes, "Message", Encoded(entry->GetMessage()));
+        }
+    }
+    return bytes;
+}
+
+void KxExceptionManager::SaveExcGrpLst() {
+    if (m_backupTiming > SAVE_ON_DEMAND) return;
+    KxxSaveFile(m_logFileName, ComposeLog());
+}
+
+void KxExceptionManager::LoadExcGrpLst() {
+    KxConfig config(m_logFileName);
+    config.BeginUpdate();  // one look at the file for all entries
+    config.ProofRead();
+    config.SetGroup(L"General");
+    // The count is only what the file says: it holds no more groups than fit in its bytes.
+    unsigned long long const size = KxTools::FileStat(KxDirEntry(m_logFileName)).GetSize();
+    unsigned long long const count = std::min<unsigned long long>(
+        std::min<unsigned long>(config.ReadKey(L"TotalCount"), m_maxErrorCount), size / sizeof "[0]");
+
+    std::vector<std::unique_ptr<KxExceptionManagerException>> entries;
+    for (unsigned long long number = 0; number < count; ++number) {
+        config.SetGroup(KxString(std::to_wstring(number)));
+        KxDateTime moment;
+        unsigned long const date = config.ReadKey(L"Date");
+        long const time = config.ReadKey(L"Time");
+        if (date == 0 || time == 0) continue;
+        moment.SetDateTime(date, time);
+        KxString const level = config.ReadKey(L"Level");
+        KxString const group = Decoded(config.ReadKey(L"Group"));
+        KxString const message = Decoded(config.ReadKey(L"Message"));
+        if (!moment.IsValid() || !level || !group || !message) continue;
+        entries.push_back(
+            std::make_unique<KxExceptionManagerException>(moment, group, detail::LevelOf(level), message));
+    }
+
+    // Saving in between would write over what is not added yet.
+    m_hasToSave = false;
+    m_isLoading = true;
+    try {
+        for (auto const& entry : entries) AddExceptionToLog(*entry);
+    } catch (...) {
+        m_isLoading = false;
+        throw;
+    }
+    m_isLoading = false;
+    if (m_hasToSave) SaveExcGrpLst();
+}
+
+}  // namespace KxN

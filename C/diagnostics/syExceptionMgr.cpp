@@ -1,0 +1,209 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The manager's life, its settings and its debug entries; queues and filters are in syExceptionQueues.cpp, the log
+// file in syExceptionLog.cpp.
+#include "hbtools/diagnostics/syExceptionMgr.h"
+
+#include "diagnostics/syDebugFile.h"
+#include "diagnostics/syLogText.h"
+#include "hbtools/base/syConfig.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace KxN {
+
+KxExceptionManager* pExceptionMgr = nullptr;
+
+namespace {
+
+constexpr BackupTiming noBackup = static_cast<BackupTiming>(3);
+
+/// The place of the text among the names, or `otherwise`.
+int IndexOf(KxString const& text, std::initializer_list<wchar_t const*> names, int otherwise) {
+    int index = 0;
+    for (wchar_t const* name : names) {
+        if (text.ICompare(name) == 0) return index;
+        ++index;
+    }
+    return otherwise;
+}
+
+/// The date so many days ago, else the date that is a number of its own; 0 if neither is set.
+unsigned long DateOf(KxConfig const& config, wchar_t const* daysKey, wchar_t const* dateKey) {
+    unsigned long const days = config.ReadKey(daysKey);
+    KxDateTime date;
+    if (days != 0)
+        date = KxDateTime::Now().AddDays(-static_cast<long>(days));
+    else
+        date.SetDate(config.ReadKey(dateKey));
+    return date.GetDate();
+}
+
+KxDateTime Midnight(unsigned long date) {
+    KxDateTime result;
+    result.SetDateTime(date, 0);
+    return result;
+}
+
+}  // namespace
+
+/// What an ini file says.
+struct KxExceptionManager::Settings {
+    KxString debugFile;
+    KxString maxEntries;
+    KxString errorCount;
+    KxString blockedReading, blockedWriting;
+    ErrorLevel readMinLevel, writeMinLevel;
+    SortOrder sortOrder;
+    BackupTiming backupTiming;
+    unsigned long purgeDate, readDate;
+    KxString logFile;
+};
+
+KxExceptionManager::KxExceptionManager() {
+    try {
+        m_debugFile = std::make_unique<detail::DebugFile>();
+    } catch (std::bad_alloc const&) {
+        throw new KxMemoryException(sizeof(detail::DebugFile));
+    }
+}
+
+KxExceptionManager::~KxExceptionManager() {
+    if (pExceptionMgr == this) pExceptionMgr = nullptr;
+    try {
+        if (m_isInitialized) {
+            if (m_debugFile->IsDelayed()) Flush();
+            KxExceptionManager::SaveExcGrpLst();
+        }
+    } catch (CException* exception) {
+        detail::TellOnStandardError(exception);
+    } catch (std::exception const&) {  // no memory to compose the log; the former one stays
+    }
+    KxExceptionManager::ClearExceptionGroupList();
+}
+
+KxExceptionManager::Settings KxExceptionManager::ReadSettings(KxString const& iniFile) {
+    KxDirEntry const path = detail::ExistingIniFile(iniFile, L"syExceptionMgr");
+    KxConfig config(path.GetFull());
+    config.BeginUpdate();  // one look at the file for all keys
+    config.ProofRead();
+    config.SetGroup(L"Initialization");
+    Settings settings{};
+    settings.debugFile = detail::BesideIniFile(path, config.ReadKey(L"DebugFileName", L"Debug.log"));
+    settings.maxEntries = config.ReadKey(L"MaxEntries", L"10000");
+    settings.errorCount = config.ReadKey(L"ErrorCount");
+    settings.blockedReading = config.ReadKey(L"BlockGroupReading");
+    settings.blockedWriting = config.ReadKey(L"BlockGroupWriting");
+    settings.readMinLevel = detail::LevelOf(config.ReadKey(L"BlockLevelReading"));
+    settings.writeMinLevel = detail::LevelOf(config.ReadKey(L"BlockLevelWriting"));
+    settings.sortOrder = static_cast<SortOrder>(
+        IndexOf(config.ReadKey(L"SortOrder"), {L"SORT_GRP_TIM", L"SORT_TIM", L"SORT_LEV_GRP"}, SORT_TIM));
+    settings.backupTiming = static_cast<BackupTiming>(IndexOf(
+        config.ReadKey(L"BackupTiming"), {L"SAVE_ALL_CHANGES", L"SAVE_AFTER_FATAL", L"SAVE_ON_DEMAND"}, noBackup));
+    settings.purgeDate = DateOf(config, L"MinWriteDays", L"MinWriteDate");
+    settings.readDate = DateOf(config, L"MinReadDays", L"MinReadDate");
+    KxString const logName = config.ReadKey(L"FileName");
+    settings.logFile = detail::BesideIniFile(path, !logName ? KxString(L"syexcmgr.bas") : logName);
+    return settings;
+}
+
+void KxExceptionManager::Apply(Settings const& settings) {
+    ClearExceptionGroupList();
+    if (settings.errorCount.Len() > 0) m_maxErrorCount = settings.errorCount;
+    m_isActive = m_maxErrorCount != 0;
+    // The lists of the ini file empty the lists and add nothing, since nothing is blocked while this runs. It has
+    // always been so, and files rely on it; blocking is asked for afterwards.
+    PassAllGroupsReading();
+    for (int i = 0; i < settings.blockedReading.GetTokenCount(L','); ++i)
+        BlockGroupReading(settings.blockedReading.GetToken(i, L','));
+    PassAllGroupsWriting();
+    for (int i = 0; i < settings.blockedWriting.GetTokenCount(L','); ++i)
+        BlockGroupWriting(settings.blockedWriting.GetToken(i, L','));
+    m_readMinLevel = settings.readMinLevel;
+    m_writeMinLevel = settings.writeMinLevel;
+    m_sortOrder = settings.sortOrder;
+    m_backupTiming = settings.backupTiming;
+    if (settings.purgeDate != 0) m_oldestPurge = Midnight(settings.purgeDate);
+    if (settings.readDate != 0) m_oldestRead = Midnight(settings.readDate);
+    m_logFileName = settings.logFile;
+}
+
+void KxExceptionManager::Initialize(KxString const& iniFile) {
+    Settings const settings = ReadSettings(iniFile);
+    unsigned long const maxEntries =
+        settings.maxEntries.IsIntNum() ? static_cast<unsigned long>(settings.maxEntries) : GetMaxEntries();
+    m_debugFile->Open(settings.debugFile, maxEntries);
+    m_isInitializing = 1;
+    try {
+        Apply(settings);
+        m_isInitialized = 1;
+        m_isInitializing = 0;
+        if (KxDirEntry(m_logFileName).Exists(1)) LoadExcGrpLst();
+        PurgeExceptionsByCount();
+        PurgeExceptionsByDate();
+        PurgeExceptionsByGroup();
+        PurgeExceptionsByLevel();
+    } catch (...) {
+        // What could not be loaded must not be replaced by what little is known here.
+        m_isInitialized = m_isInitializing = 0;
+        m_backupTiming = noBackup;
+        throw;
+    }
+}
+
+void KxExceptionManager::WriteToDebugFile(KxException& exception, int separator) {
+    KxString const message = exception.GetMessage();
+    KxString const extendedInfo = exception.HasExtendedInfo() ? exception.GetExtendedInfo() : KxString();
+    KxString const sourceFile = exception.GetSrcFileName();
+    m_debugFile->Write({message, true, separator != 0, exception.HasExtendedInfo() ? &extendedInfo : nullptr,
+                        exception.HasLocation() ? &sourceFile : nullptr, exception.GetSrcLine()});
+}
+
+void KxExceptionManager::WriteToDebugFile(KxString const& text, int withDate, int separator) {
+    m_debugFile->Write({text, withDate != 0, separator != 0});
+}
+
+void KxExceptionManager::WriteToDebugFile(KxString const& text, unsigned long line, KxString const& file, int withDate,
+                                          int separator) {
+    m_debugFile->Write({text, withDate != 0, separator != 0, nullptr, &file, line});
+}
+
+void KxExceptionManager::AddInfo(KxString const& info) {
+    m_debugFile->SetInfo(info);
+}
+
+void KxExceptionManager::SuppressWritingToDebugFile(int suppress) {
+    m_debugFile->Suppress(suppress != 0);
+}
+
+void KxExceptionManager::DelayedWritingToDebugFile(int delay) {
+    m_debugFile->Delay(delay != 0);
+}
+
+void KxExceptionManager::Flush() {
+    m_debugFile->Flush();
+}
+
+void KxExceptionManager::ResetDebugFile() {
+    m_debugFile->Reset();
+}
+
+void KxExceptionManager::CheckQueueAndFileSize() {
+    m_debugFile->CheckSize();
+}
+
+KxString KxExceptionManager::GetDebugInfo() {
+    return m_debugFile->GetInfo();
+}
+
+KxString KxExceptionManager::GetDebugFileName() {
+    return m_debugFile->GetPath();
+}
+
+unsigned long KxExceptionManager::GetMaxEntries() const {
+    return m_debugFile->GetMaxEntries();
+}
+
+}  // namespace KxN

@@ -1,0 +1,62 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// A module that is loaded when one of its functions is first needed, for parts that an installation may lack. A module
+// or a function that is not there is a fault: the thread's translator throws a KxDllLoadException or a
+// KxDllProcAddrException for it, and where the thread has none the same exception is thrown without it.
+//
+// A module object may be used by several threads. It unloads the module when it is destroyed; its functions must not
+// be called any more then.
+//
+//     KxN::KxDelayLoadedModule optics(L"Optics.dll");
+//     optics.GetFunction<double(double)>("Refraction")(1.33);
+#pragma once
+
+#include "hbtools/base/syFault.h"
+#include "hbtools/base/syString.h"
+
+#include <mutex>
+#include <string>
+
+namespace KxN {
+
+class KX_API KxDelayLoadedModule {
+public:
+    /// Loads nothing yet. A name with a folder must be an absolute path. One without, such as "Optics.dll", is looked
+    /// for as it stands and then as "libOptics.so" (the end ".dll" is dropped), each first in the folder of the module
+    /// that calls this constructor, then where the system looks for libraries. The working directory is no such place.
+    explicit KxDelayLoadedModule(KxString const& name);
+    KxDelayLoadedModule(KxDelayLoadedModule const&) = delete;
+    KxDelayLoadedModule& operator=(KxDelayLoadedModule const&) = delete;
+    ~KxDelayLoadedModule();
+
+    KxString const& GetName() const { return m_name; }
+
+    /// The exported function of that name in UTF-8. Never null.
+    /// @throws KxDllLoadException with ENOENT if the module is nowhere, ENOEXEC if it is there and cannot be loaded;
+    /// KxDllProcAddrException with ENOSYS if it has no such function
+    void* GetFunction(char const* name);
+    /// The function that the module exports as "Ordinal<number>", since numbers are no names to the system.
+    /// @throws the same; the text of the exception calls it "Ordinal 7"
+    void* GetFunction(unsigned short ordinal);
+
+    /// The same with the type of the function.
+    template <class FUNCTION, class KEY>
+    FUNCTION* GetFunction(KEY key) {
+        return reinterpret_cast<FUNCTION*>(GetFunction(key));
+    }
+
+private:
+    void* Load();
+    void* Find(char const* symbol, KxDelayLoadRecord record);
+
+    KxString m_name;
+    std::string m_folder;  // of the caller
+    std::mutex m_mutex;    // guards the handle while it is made
+    void* m_handle = nullptr;
+};
+
+/// What an exception calls the function of the record: its name, or "Ordinal " and the number.
+KX_API KxString KxxDelayLoadFunctionName(KxDelayLoadRecord const& record);
+
+}  // namespace KxN

@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// KxConfigFast holds a configuration file in memory: it is read once, by the constructor, and written by Flush or the
+// destructor if something has changed. A look-up takes the same time in small and large files.
+//
+//     KxConfigFast config(path);
+//     config.SetGroup(L"Scanner");
+//     config.WriteKey(L"Port", L"COM2");
+//     config.Flush();
+//
+// Each line is one item: a group "[name]", a key "name=value", or another, such as a comment after ';'. Lines are
+// trimmed of blanks, tabs and carriage returns at both ends. Names compare without regard to case, and of equal names
+// the first counts. The empty group is that of the keys in front of all groups. What is not changed is written as it
+// was read: comments, order, line ends and encoding (see syTextEncoding.h). A line of more than 4096 bytes ends the
+// reading; from there on the file is kept as it is.
+//
+// A file that is missing or cannot be read is empty; the latter is never written. Flush replaces the whole file in one
+// safe step (see sySafeFile.h); of two objects on one file the last to flush wins. Names and values are encrypted
+// while EncryptionOn holds (see syEncryption.h). One thread at a time: reading moves the cursor too.
+#pragma once
+
+#include "hbtools/base/syString.h"
+
+#include <memory>
+
+namespace KxN {
+
+namespace detail {
+template <class ITEM>
+class ConfigFile;
+}
+
+class KX_API KxConfigFast {
+public:
+    /// One line as it stands in memory, for reading.
+    struct SConfigItem {
+        int kind = 0;      ///< 0 other, 1 group, 2 key.
+        CStringA rawLine;  ///< The bytes of the line without its line end.
+        KxString name;     ///< Of a group or a key, decrypted.
+        KxString value;    ///< Of a key, decrypted.
+    };
+
+    /// Reads the file. @throws KxEncryptionException for a text that cannot be decrypted, naming file, group and key
+    explicit KxConfigFast(KxString const& path);
+    KxConfigFast(KxConfigFast const&) = delete;
+    KxConfigFast& operator=(KxConfigFast const&) = delete;
+    /// Flushes what has changed. What cannot be written is lost without a word: call Flush where it matters.
+    ~KxConfigFast();
+
+    KxString GetPathName() const;
+    KxString GetGroup() const;
+    /// Selects a group and puts the cursor on it. One that does not exist is made at the end of the list; it reaches
+    /// the file with the next change. A name that no line can hold is that of an empty group.
+    void SetGroup(KxString const& group);
+
+    /// The value of a key of the current group; empty, or the default, if the key is missing.
+    KxString ReadKey(KxString const& key);
+    KxString ReadKey(KxString const& key, KxString const& defaultValue);
+    /// Value and name of the key of that index in the current group, counted from 0; empty if there is none.
+    KxString ReadKey(unsigned short index);
+    KxString GetKeyName(unsigned short index);
+    unsigned short GetKeyCount();  ///< Of the current group, at most 65535.
+    unsigned short GetGroupCount();
+    /// Name of the group of that index in the order of the file, all of them even where names are equal.
+    KxString GetGroup(unsigned short index);
+
+    /// The item of a key of the current group, on which the cursor then stands; null, and no cursor, if there is none.
+    /// It belongs to the object, stays until an item is deleted, and shows what was there when it was asked for.
+    SConfigItem* FindKey(KxString const& key);
+    SConfigItem* FindKey(unsigned short index);
+
+    /// Sets a value, or adds the key behind the last line of its group that is not blank. An equal value changes nothing.
+    /// The name keeps the spelling that it has in the file; blanks around a value are lost.
+    /// @throws KxFileException for what no line can hold, such as a line feed or 4096 bytes, KxEncryptionException while
+    /// encryption is on without a password; nothing is changed then
+    void WriteKey(KxString const& key, KxString const& value);
+    /// Adds a key behind the cursor, where a look-up may or may not find it first; without a cursor as WriteKey would.
+    /// @throws KxFileException as WriteKey
+    void InsertKey(KxString const& key, KxString const& value);
+    /// Deletes the item under the cursor, which goes to the one in front. The keys of a deleted group line belong to
+    /// the group before. Without a cursor nothing happens.
+    void DeleteCurItem();
+    /// Deletes the group and all behind it up to the next one. If it was the current one, the current group is empty.
+    void DeleteGroup(KxString const& group);
+    /// Merges another object: for each of its groups SetGroup, for each of its keys WriteKey. @throws KxFileException
+    void Update(KxConfigFast& other);
+
+    /// Writes the file if something has changed. @throws KxFileException; the file is as it was, and the change is kept
+    void Flush();
+
+private:
+    std::unique_ptr<detail::ConfigFile<SConfigItem>> m_file;
+};
+
+}  // namespace KxN

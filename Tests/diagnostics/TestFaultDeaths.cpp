@@ -1,0 +1,168 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Faults that are not translated end the process by their signal, at once, or reach the handler that was there before.
+#include "FaultTest.h"
+#include "ManagerTest.h"
+
+#include "hbtools/base/syWinApp.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+#include <sys/wait.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+using namespace KxN;
+using namespace test;
+
+namespace {
+
+/// A process that ended by the signal. The run-time libraries of the sanitizers take the signal and exit instead.
+struct DiedOf {
+    int signal;
+    bool operator()(int status) const {
+        if (HB_SANITIZED && WIFEXITED(status)) return WEXITSTATUS(status) != 0;
+        return WIFSIGNALED(status) && WTERMSIG(status) == signal;
+    }
+};
+
+__attribute__((noinline)) int Overflow(int depth) {
+    char volatile room[512];
+    room[0] = static_cast<char>(depth);
+    return depth < 0 ? 0 : Overflow(depth + 1) + room[0];
+}
+
+struct FaultsAtTheEnd {
+    ~FaultsAtTheEnd() { ReadNull(); }
+};
+
+void CopyFromNull() {
+    std::size_t volatile size = 77;
+    static char to[100];
+    std::string const hasDestructor(size, 'x');
+    std::memcpy(to, Null(), size);
+}
+[[maybe_unused]] void FreeNothing() {
+    void* volatile pointer = Null() + 4;
+    std::free(pointer);
+}
+
+template <class Body>
+void OnThread(Body body) {
+    std::thread([body] { EXPECT_EQ(ClassThrown(body), "none"); }).join();
+}
+
+struct {
+    char const* name;
+    int signal;
+    void (*body)();
+    bool isGuarded = true;
+    // clang-format off
+} const deaths[] = {
+    {"no guard", SIGSEGV, ReadNull, false},
+    {"after the guard", SIGSEGV, [] { { KxSEHandler const guard; } ReadNull(); }, false},
+    {"another thread", SIGSEGV, [] { OnThread(ReadNull); }},
+    {"a code without a class", SIGILL, [] { asm volatile("ud2"); }},
+    {"a signal that was sent", SIGFPE, [] { ::raise(SIGFPE); }},
+    {"stack overflow", SIGSEGV, [] { Overflow(0); }},
+    {"stack overflow of a thread", SIGSEGV, [] { OnThread([] { KxSEHandler const guard; Overflow(0); }); }},
+    {"in the translator", SIGILL,
+     [] { KxSEHandler const guard([](unsigned int, EXCEPTION_POINTERS*) { asm volatile("ud2"); }, 0); ReadNull(); }},
+    {"in a destructor", SIGABRT, [] { FaultsAtTheEnd const end; }},
+    {"in a noexcept function", SIGABRT, [] { []() noexcept { ReadNull(); }(); }},
+    {"through a function of C", SIGABRT, CopyFromNull},  // the compiler knows that it throws nothing
+#if !HB_SANITIZED  // their allocators jump on into themselves, which leaves no trace
+    {"within malloc", SIGSEGV, FreeNothing},
+#endif
+};
+// clang-format on
+
+TEST(FaultDeathTest, Table) {
+    for (auto const& c : deaths) {
+        SCOPED_TRACE(c.name);
+        auto const body = [&c] {
+            PrepareDeath();
+            KxSEHandler const guard(FLOAT_ALL);
+            if (!c.isGuarded) KxxSetFaultTranslator(nullptr);
+            ClassThrown(c.body);
+            std::_Exit(0);  // nothing happened, or it was translated
+        };
+        EXPECT_EXIT(body(), DiedOf{c.signal}, "");
+    }
+}
+
+// What was installed before the first guard gets the faults that are not translated, with the processor as it was.
+TEST(FaultDeathTest, FormerHandlerGoesOn) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process without a guard so far
+    auto const body = [] {
+        struct sigaction action {};
+        action.sa_flags = SA_SIGINFO;
+        action.sa_sigaction = [](int, siginfo_t*, void* context) {
+            static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP] += 2;  // behind the ud2
+        };
+        ::sigaction(SIGILL, &action, nullptr);
+        KxSEHandler const guard;
+        double wide = 1.5;
+        long kept = 41;
+        for (int i = 0; i < 3; ++i)
+            asm volatile(
+                "fld1; movsd %0, %%xmm15; mov %1, %%r11; ud2; lea 1(%%r11), %1; movsd %%xmm15, %0; fstp %%st(0)"
+                : "+x"(wide), "+r"(kept)::"r11", "xmm15");
+        bool const isSame = wide == 1.5 && kept == 44 && KxxControlFloat(0, 0) == FLOAT_INEXACT;
+        std::_Exit(isSame && ClassThrown(ReadNull) == "KxAccessViolationException" ? 42 : 1);
+    };
+    EXPECT_EXIT(body(), testing::ExitedWithCode(42), "");
+}
+
+class Application : public KxWinApp {
+public:
+    void Abort() override { std::_Exit(43); }
+};
+
+[[noreturn]] void Exit44() {
+    std::_Exit(44);
+}
+
+TEST(HandlerDeathTest, TerminateAndUnexpected) {
+    // clang-format off
+    struct {
+        int code;
+        void (*body)();
+    } const cases[] = {
+        {43, [] { Application const application; KxTerminateHandler const guard; std::terminate(); }},
+        {43, [] { Application const application; KxTerminateHandler const guard;
+                  std::thread([] { KxSEHandler const faults; ReadNull(); }).join(); }},
+        {44, [] { KxTerminateHandler const guard(Exit44); { KxTerminateHandler const inner; } std::terminate(); }},
+        {44, [] { KxTerminateHandler const end(Exit44); KxUnexpectedHandler const guard; KxxUnexpected(); }},
+        {44, [] { KxUnexpectedHandler const guard(Exit44); { KxUnexpectedHandler const inner; } KxxUnexpected(); }},
+    };
+    // clang-format on
+    for (auto const& c : cases) EXPECT_EXIT((PrepareDeath(), c.body()), testing::ExitedWithCode(c.code), "");
+    KxTerminateHandler const guard;
+    EXPECT_EXIT((PrepareDeath(), std::terminate()), DiedOf{SIGABRT}, "");
+}
+
+using TerminateReportDeathTest = test::ManagerTest;
+
+TEST_F(TerminateReportDeathTest, TheLogTellsWhatEndedTheProcess) {
+    EXPECT_EXIT(
+        {
+            PrepareDeath();
+            KxExceptionManager manager;
+            Initialize(manager, "ErrorCount=10\nBackupTiming=SAVE_AFTER_FATAL\n");
+            pExceptionMgr = &manager;
+            KxTerminateHandler const guard;
+            std::thread([] { throw new KxException(L"zu weit"); }).join();
+        },
+        DiedOf{SIGABRT}, "");
+    std::string const text =
+        "Das Programm wird beendet; niemand hat diese Ausnahme gefangen: zu weit (class KxN::KxException)";
+    EXPECT_NE(Get("syexcmgr.bas").find("Group=Programmende\nLevel=EXCEPT_FATAL\nMessage=" + text + "\n"),
+              std::string::npos)
+        << Get("syexcmgr.bas");
+    EXPECT_NE(Debug().find("DATUM: D, ZEIT: T\r\n" + text + "\r\n"), std::string::npos) << Debug();
+}
+
+}  // namespace
