@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "hbtools/math/syMath.h"
+
+namespace KxN::detail {
+
+/// sqrt(a^2 + b^2) without overflow or underflow on the way.
+inline double Hypotenuse(double a, double b) {
+    double const x = KxMath::Abs(a), y = KxMath::Abs(b);
+    double const larger = x > y ? x : y, smaller = x > y ? y : x;
+    if (larger == 0.0) return 0.0;
+    double const ratio = smaller / larger;
+    return larger * KxMath::Sqrt(1.0 + ratio * ratio);
+}
+
+/// The size of `value` with the sign of `sign`; a zero of any sign, and NaN, count as told by the comparison.
+inline double WithSign(double value, double sign) {
+    return sign >= 0.0 ? KxMath::Abs(value) : -KxMath::Abs(value);
+}
+
+}  // namespace KxN::detail

@@ -1,0 +1,157 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Both steps work on the transposed matrix of the transformation: what they combine are its columns, which then lie in
+// one piece.
+#include "hbtools/math/syMatrix.h"
+#include "math/syDenseKernels.h"
+#include "math/syHypotenuse.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace KxN {
+
+namespace {
+
+using detail::Hypotenuse;
+using detail::WithSign;
+
+/// Reduces the symmetric n * n matrix q to tridiagonal form d, e from its last row up. q becomes the transposed matrix of
+/// the transformation.
+void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
+    auto const row = [=](int r) { return q + static_cast<std::ptrdiff_t>(r) * stride; };
+    if (n == 0) return;
+    for (int i = n - 1; i > 0; --i) {
+        double* const u = row(i);
+        double scale = 0, h = 0;
+        if (i > 1)
+            for (int k = 0; k < i; ++k) scale += KxMath::Abs(u[k]);
+        d[i] = 0.0;
+        if (i == 1 || scale == 0.0) {
+            e[i] = u[i - 1];
+            continue;
+        }
+        for (int k = 0; k < i; ++k) {
+            u[k] /= scale;
+            h += u[k] * u[k];
+        }
+        double const f = u[i - 1];
+        double const g = -WithSign(KxMath::Sqrt(h), f);
+        e[i] = scale * g;
+        h -= f * g;
+        u[i - 1] = f - g;
+        // e[0..i) = A u / h, by the lower triangle alone
+        std::fill_n(e, i, 0.0);
+        for (int j = 0; j < i; ++j) {
+            double const* const a = row(j);
+            e[j] += detail::DenseDot(a, u, j + 1);
+            for (int k = 0; k < j; ++k) e[k] += a[k] * u[j];
+        }
+        for (int j = 0; j < i; ++j) e[j] /= h;
+        double const half = detail::DenseDot(e, u, i) / (h + h);
+        for (int j = 0; j < i; ++j) e[j] -= half * u[j];
+        for (int j = 0; j < i; ++j) {
+            double* const a = row(j);
+            for (int k = 0; k <= j; ++k) a[k] -= u[j] * e[k] + e[j] * u[k];
+        }
+        d[i] = h;
+    }
+    e[0] = 0.0;
+    for (int i = 0; i < n; ++i) {
+        double* const u = row(i);
+        if (i > 0 && d[i] != 0.0)
+            for (int j = 0; j < i; ++j) {
+                double* const column = row(j);
+                double const g = detail::DenseDot(column, u, i) / d[i];
+                for (int k = 0; k < i; ++k) column[k] -= g * u[k];
+            }
+        d[i] = u[i];
+        std::fill_n(u, i, 0.0);
+        u[i] = 1.0;
+        for (int j = 0; j < i; ++j) row(j)[i] = 0.0;
+    }
+}
+
+/// The eigenvalues of the tridiagonal matrix d, e into d; q has n rows of `length`, which are rotated with them.
+bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
+    if (n < 1) return true;
+    for (int i = 1; i < n; ++i) e[i - 1] = e[i];
+    e[n - 1] = 0.0;
+    int const limit = std::max(2 * n, 32);
+    for (int l = 0; l < n; ++l) {
+        for (int iteration = 0;; ++iteration) {
+            int m = l;
+            for (; m < n - 1; ++m) {
+                double const sum = KxMath::Abs(d[m]) + KxMath::Abs(d[m + 1]);
+                if (KxMath::Abs(e[m]) + sum == sum) break;
+            }
+            if (m == l) break;
+            if (iteration == limit) return false;
+            double g = (d[l + 1] - d[l]) / (2.0 * e[l]);
+            g = d[m] - d[l] + e[l] / (g + WithSign(Hypotenuse(g, 1.0), g));
+            double s = 1.0, c = 1.0, p = 0.0;
+            int i = m - 1;
+            for (; i >= l; --i) {
+                double const f = s * e[i], b = c * e[i];
+                double r = Hypotenuse(f, g);
+                e[i + 1] = r;
+                if (r == 0.0) {
+                    d[i + 1] -= p;
+                    e[m] = 0.0;
+                    break;
+                }
+                s = f / r;
+                c = g / r;
+                g = d[i + 1] - p;
+                r = (d[i] - g) * s + 2.0 * c * b;
+                p = s * r;
+                d[i + 1] = g + p;
+                g = c * r - b;
+                double* const left = q + static_cast<std::ptrdiff_t>(i) * length;
+                for (int k = 0; k < length; ++k) {
+                    double const upper = left[length + k];
+                    left[length + k] = s * left[k] + c * upper;
+                    left[k] = c * left[k] - s * upper;
+                }
+            }
+            if (i >= l) continue;
+            d[l] -= p;
+            e[l] = g;
+            e[m] = 0.0;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+void KxMatrix::TridiagonalizeHouseholder(KxVec* diagonal, KxVec* offDiagonal) {
+    int const n = std::min(m_width, m_height);
+    diagonal->Resize(n);
+    offDiagonal->Resize(n);
+    Tridiagonalize(Data(), m_width, n, diagonal->Data(), offDiagonal->Data());
+    for (int r = 1; r < n; ++r)
+        for (int c = 0; c < r; ++c) std::swap(m_rows[r][c], m_rows[c][r]);
+}
+
+bool KxMatrix::QLAlgorithm(KxVec& diagonal, KxVec& offDiagonal) {
+    if (m_width < 1) return true;
+    KxMatrix columns = Transpose();
+    bool const isDone = ImplicitQl(columns.Data(), m_height, m_width, diagonal.Data(), offDiagonal.Data());
+    *this = columns.Transpose();
+    return isDone;
+}
+
+KxMatrix KxMatrix::EigenVectors(KxVec* eigenvalues) const {
+    KxMatrix columns(*this);
+    int const n = std::min(m_width, m_height);
+    KxVec d(n), e(n);
+    Tridiagonalize(columns.Data(), m_width, n, d.Data(), e.Data());
+    ImplicitQl(columns.Data(), m_width, n, d.Data(), e.Data());
+    if (eigenvalues) *eigenvalues = d;
+    return columns.Transpose();
+}
+
+}  // namespace KxN
