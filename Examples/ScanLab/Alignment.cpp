@@ -9,6 +9,7 @@
 #include <hbtools/base/syException.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace ScanLab {
 
@@ -17,12 +18,14 @@ using namespace KxN;
 namespace {
 
 constexpr int mostCompared = 20000;  // points of the moving scan in each step
+constexpr int fewCompared = 3000;    // on all levels but the finest
 constexpr int mostSteps = 40;        // on each level
 constexpr int fewestNeighbours = 6;
-constexpr double coreWidth = 3.0;  // sigmas
+constexpr double neighbourhood = 4.0;  // in distances of neighbours: a dozen of them lie within
 
 /// Every n-th point, so that `most` are left at most.
-KxTArray<KxVec3d> Thinned(KxTDynArray<KxVec3d> const& points, int most) {
+template <class Points>
+KxTArray<KxVec3d> Thinned(Points const& points, int most) {
     int const step = std::max(1, (points.Size() + most - 1) / most);
     KxTArray<KxVec3d> thinned((points.Size() + step - 1) / step);
     for (int i = 0; i < thinned.Size(); ++i) thinned[i] = points[i * step];
@@ -76,8 +79,9 @@ public:
         }
     }
 
-    /// What the surface does not hold, as a plane does not hold a shift along itself, stays where it is.
-    KxMatrix4 Solve(KxVec3d const& middle) const {
+    /// What the surface does not hold, as a plane does not hold a shift along itself, stays where it is. `way` gets how far
+    /// a point at the distance `reach` moves.
+    KxMatrix4 Solve(KxVec3d const& middle, double reach, double& way) const {
         KxMatrix products = m_products;
         for (int i = 0; i < 6; ++i) products[i][i] += 1e-9 * (i < 3 ? m_products[i][i] + 1e-300 : m_products.Trace());
         KxVec x;
@@ -86,6 +90,7 @@ public:
         KxVec3d back(middle);
         back.Negate();
         KxVec3d shift(x[3], x[4], x[5]);
+        way = shift.Length() + turn.Length() * reach;
         shift += middle;
         return KxMatrix4::ATranslation(shift) * KxMatrix4::ARotation(turn, turn.Length()) *
                KxMatrix4::ATranslation(back);
@@ -96,11 +101,27 @@ private:
     KxVec m_sides;
 };
 
-/// One step on one level. Returns the root of the mean squared distance; -1 if hardly anything is near the surface.
-double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion, double limit, KxVec3d const& middle) {
-    KxVec3d const turned = motion * middle;
+/// How far the points of a surface lie apart: the median distance of some to their nearest one.
+double Spacing(KxTArray<KxVec3d> const& points) {
+    constexpr int asked = 200;
+    KxTArray<KxVec3d> const some = Thinned(points, asked);
+    KxTArray<double> distances(some.Size());
+    for (int i = 0; i < some.Size(); ++i) {
+        double least = std::numeric_limits<double>::infinity();
+        for (KxVec3d const& other : points) {
+            double const squared = some[i].SquaredDistance(other);
+            if (squared > 0) least = KxMath::Min(least, squared);
+        }
+        distances[i] = KxMath::Sqrt(least);
+    }
+    std::nth_element(distances.begin(), distances.begin() + distances.Size() / 2, distances.end());
+    return distances[distances.Size() / 2];
+}
+
+/// One step on one level. Returns how far the motion took points; -1 if hardly anything is near the surface.
+double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion, double limit, Box const& box) {
+    KxVec3d const turned = motion * box.Middle();
     MotionSums sums;
-    double squares = 0;
     int count = 0;
     for (KxVec3d const& point : points) {
         KxVec3d const place = motion * point;
@@ -111,12 +132,12 @@ double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion
         KxVec3d arm(place);
         arm -= turned;
         sums.Add(arm, plane->normal, distance);
-        squares += distance * distance;
         ++count;
     }
     if (count < fewestPoints / 4) return -1;
-    motion = sums.Solve(turned) * motion;
-    return KxMath::Sqrt(squares / count);
+    double way = 0;
+    motion = sums.Solve(turned, box.Diagonal() / 2, way) * motion;
+    return way;
 }
 
 }  // namespace
@@ -125,11 +146,11 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints)
         throw new KxException(L"Alignment", __LINE__,
                               KxxFormat(L"An alignment needs %d points of each scan", fewestPoints));
-    KxVec3d const middle = BoxOf(moving).Middle();
+    Box const box = BoxOf(moving);
     double const size = BoxOf(fixed).Diagonal();
-    // Surfaces are sheets: this many points lie about so far apart.
-    double const finest = 2.5 * size / KxMath::Sqrt(fixed.points.Size());
+    KxTArray<KxVec3d> const all(fixed.points.Data(), fixed.points.Size());
     KxTArray<KxVec3d> const points = Thinned(moving.points, mostCompared);
+    double const finest = KxMath::Max(neighbourhood * Spacing(all), 1e-9 * size);
 
     Alignment result;
     Progress progress(L"Aligning");
@@ -137,18 +158,18 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     double cell = KxMath::Max(size / 16, finest);
     for (bool last = false; !last; cell = KxMath::Max(cell / 4, finest)) {
         last = cell <= finest;
-        double const needed = KxMath::Sqr(2.5 * size / cell);
-        Surface surface(Thinned(fixed.points, static_cast<int>(KxMath::Min(8 * needed, double(fixed.points.Size())))),
-                        cell);
-        double limit = cell, former = 0;
+        // Coarse planes need few points, and few are enough to find a coarse motion.
+        KxTArray<KxVec3d> const compared = last ? points : Thinned(points, fewCompared);
+        double const needed = 2 * KxMath::Sqr(2.5 * size / cell);
+        Surface surface(last ? all : Thinned(all, static_cast<int>(KxMath::Min(needed, double(all.Size())))), cell);
         for (int step = 0; step < mostSteps; ++step) {
-            double const rms = Step(surface, points, result.motion, limit, middle);
+            // What lies farther off belongs to no common surface. It must not be cut at the noise: the few points on
+            // slopes are the ones that hold a flat part in place.
+            double const way = Step(surface, compared, result.motion, step < 4 ? cell : cell / 4, box);
             progress.Show(static_cast<unsigned>(++done), 4 * mostSteps);
-            if (rms < 0)
+            if (way < 0)
                 throw new KxException(L"Alignment", __LINE__, KxString(L"The two scans have no surface in common"));
-            limit = KxMath::Min(cell, coreWidth * rms + 1e-12 * size);
-            if (step > 2 && KxMath::Abs(rms - former) <= 1e-6 * rms) break;
-            former = rms;
+            if (step > 4 && way < (last ? 1e-7 : 1e-5) * size) break;
         }
         if (!last) continue;
         for (KxVec3d const& point : points) {

@@ -11,9 +11,9 @@
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
+#include <hbtools/diagnostics/syProfile.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 
 namespace ScanLab {
@@ -22,7 +22,6 @@ using namespace KxN;
 
 namespace {
 
-constexpr int histogramColumns = 21;
 constexpr int barLength = 48;
 
 template <class... Arguments>
@@ -30,14 +29,14 @@ void Print(wchar_t const* format, Arguments const&... arguments) {
     std::fputs(KxxToUtf8(KxxFormat(format, arguments...)).c_str(), stdout);
 }
 
-class StopWatch {
+/// A stop watch that runs, for rates: never 0.
+class RunningWatch {
 public:
-    double Seconds() const {
-        return std::max(1e-9, std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count());
-    }
+    RunningWatch() { m_watch.Start(); }
+    double Seconds() { return std::max(1e-9, m_watch.GetSeconds()); }
 
 private:
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    KxStopWatch m_watch;
 };
 
 void PrintScan(Scan const& scan, double seconds) {
@@ -49,7 +48,7 @@ void PrintScan(Scan const& scan, double seconds) {
     for (int i = 0; i < 3; ++i) Print(L"%c           %12.4f to %12.4f\n", L"xyz"[i], box.low[i], box.high[i]);
 }
 
-void PrintDeviations(StoredScan const& stored) {
+void PrintDeviations(StoredScan const& stored, int histogramColumns) {
     KxHistogram const& deviations = stored.deviations;
     Core const core = CoreOf(deviations);
     KxVec3d const& normal = stored.plane.normal;
@@ -71,10 +70,10 @@ void PrintDeviations(StoredScan const& stored) {
 
 // One form there and back. False if what came back is not what went.
 bool StoreAndCompare(KxString const& path, StoredScan& stored, TagFormat format) {
-    StopWatch const storing;
+    RunningWatch storing;
     Store(path, stored, format);
     double const storeSeconds = storing.Seconds();
-    StopWatch const loading;
+    RunningWatch loading;
     StoredScan const loaded = Load(path);
     double const loadSeconds = loading.Seconds();
     double const megabytes = static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()) / 1e6;
@@ -124,7 +123,7 @@ void AlignHalves(Scan const& scan, KxString const& folder) {
     KxMatrix4 const motion = KxMatrix4::ATranslation(shift) *
                              KxMatrix4::ARotation(KxVec3d(1, 2, 3), 0.5 * KxMath::DegToRad) *
                              KxMatrix4::ATranslation(back);
-    StopWatch const aligning;
+    RunningWatch aligning;
     Alignment const alignment = Align(HalfOf(scan, 1, motion), HalfOf(scan, 0, KxMatrix4::Identity));
     Print(L"\nTwo measurements, the second moved by %.3g in %.3g\n", (motion * middle).Distance(middle), size);
     PrintAlignment(alignment, scan.unit, aligning.Seconds());
@@ -143,7 +142,7 @@ void AlignHalves(Scan const& scan, KxString const& folder) {
 
 int RunAlign(KxString const& fixedPath, KxString const& movingPath, KxString const& folder) {
     Scan const fixed = ReadScan(fixedPath), moving = ReadScan(movingPath);
-    StopWatch const aligning;
+    RunningWatch aligning;
     Alignment const alignment = Align(moving, fixed);
     MakeFolder(folder);
     PrintAlignment(alignment, fixed.unit, aligning.Seconds());
@@ -156,21 +155,25 @@ int RunAlign(KxString const& fixedPath, KxString const& movingPath, KxString con
     return 0;
 }
 
-int RunDemo(KxString const& scanPath, KxString const& folder, int points) {
-    StopWatch const reading;
+int RunDemo(KxString const& scanPath, KxString const& folder, Settings const& settings) {
+    KxProfileLogger profile(L"demo");
+    RunningWatch reading;
     StoredScan stored;
-    stored.scan = !scanPath ? MakeSyntheticPlate(points) : ReadScan(scanPath);
+    stored.scan = !scanPath ? MakeSyntheticPlate(settings.points) : ReadScan(scanPath);
+    profile.Mark(L"scan");
     PrintScan(stored.scan, reading.Seconds());
     stored.plane = FitPlane(stored.scan);
     stored.deviations = DeviationsFrom(stored.plane, stored.scan);
-    PrintDeviations(stored);
+    PrintDeviations(stored, settings.histogramColumns);
 
+    profile.Mark(L"plane");
     MakeFolder(folder);
     KxString const picture = PathIn(folder, L"deviations.svg");
     SaveHistogramPicture(picture, stored.deviations, stored.scan.name + L": deviations from the plane of best fit",
                          stored.scan.unit);
     Print(L"%s\n", picture);
     AlignHalves(stored.scan, folder);
+    profile.Mark(L"alignment");
 
     bool same = true;
     for (auto [format, name] : {std::pair{TagFormat32, L"scan-32.tag"}, std::pair{TagFormat64, L"scan-64.tag"}}) {

@@ -2,26 +2,16 @@
 // SPDX-License-Identifier: MIT
 //
 // ScanLab, a small application on top of the library.
+#include "Application.h"
 #include "Demo.h"
 
 #include <hbtools/base/syEncoding.h>
-#include <hbtools/base/syException.h>
 
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <exception>
-
-namespace {
-
-// One line, without control characters that a file name could bring along.
-void PrintError(KxN::KxString text) {
-    for (int i = 0; i < text.Len(); ++i)
-        if (text[i] < 0x20 || (text[i] >= 0x7f && text[i] < 0xa0)) text[i] = L'?';
-    std::fprintf(stderr, "scanlab: %s\n", KxN::KxxToUtf8(text.View()).c_str());
-}
-
-}  // namespace
+#include <memory>
 
 int main(int argc, char** argv) {
     CLI::App app("ScanLab: scans, tag files and what lies between them.");
@@ -33,12 +23,13 @@ int main(int argc, char** argv) {
     std::string moving;
     std::string scan;
     std::string folder = ".";
-    int points = 1000000;
+    std::string ini;
+    int points = 0;
+    app.add_option("--ini", ini, "Settings; log and debug file stand beside it");
     demo->add_option("SCAN", scan, "PLY, PCD, XYZ or CSV file; without one a synthetic plate is measured");
     demo->add_option("--out", folder, "Folder for the tag files")->capture_default_str();
-    demo->add_option("--points", points, "Points of the synthetic plate")
-        ->check(CLI::Range(1, 80000000))
-        ->capture_default_str();
+    demo->add_option("--points", points, "Points of the synthetic plate, instead of those in the settings")
+        ->check(CLI::Range(1, 80000000));
     align->add_option("FIXED", fixed, "The scan that stays")->required();
     align->add_option("MOVING", moving, "The scan that is moved")->required();
     align->add_option("--out", folder, "Folder for the picture")->capture_default_str();
@@ -47,18 +38,25 @@ int main(int argc, char** argv) {
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? 0 : 1;
     }
+    auto const path = [](std::string const& name) { return KxN::KxString(KxN::KxxFromSystemPath(name)); };
+    std::unique_ptr<ScanLab::Application> application;
     try {
-        auto const path = [](std::string const& name) { return KxN::KxString(KxN::KxxFromSystemPath(name)); };
+        application = std::make_unique<ScanLab::Application>(path(ini));
+        ScanLab::Settings settings = application->GetSettings();
+        if (points > 0) settings.points = points;
         int const result = align->parsed() ? ScanLab::RunAlign(path(fixed), path(moving), path(folder))
-                                           : ScanLab::RunDemo(path(scan), path(folder), points);
+                                           : ScanLab::RunDemo(path(scan), path(folder), settings);
         if (std::fflush(stdout) == 0) return result;
-        std::fputs("scanlab: the report could not be written\n", stderr);
+        ScanLab::PrintError(KxN::KxString(L"the report could not be written"));
     } catch (KxN::CException* exception) {
         std::fflush(stdout);
-        PrintError(KxN::CException::TextOf(*exception));
+        if (application)
+            application->Report(*exception);
+        else
+            ScanLab::PrintError(KxN::CException::TextOf(*exception));
         exception->Delete();
     } catch (std::exception const& exception) {
-        PrintError(KxN::KxString(exception.what()));
+        ScanLab::PrintError(KxN::KxString(exception.what()));
     }
     return 1;
 }

@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Application.h"
+
+#include <hbtools/base/syDirEntry.h>
+#include <hbtools/base/syEncoding.h>
+#include <hbtools/config/syConfigMT.h>
+#include <hbtools/config/syConfiguration.h>
+#include <hbtools/diagnostics/syProfile.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+constexpr wchar_t const* group = L"ScanLab";
+
+KxString UsersIniFile() {
+    char const* const settings = std::getenv("XDG_CONFIG_HOME");
+    if (settings && *settings == '/') return KxxFromSystemPath(settings) + L"/scanlab/scanlab.ini";
+    char const* const home = std::getenv("HOME");
+    if (home && *home == '/') return KxxFromSystemPath(home) + L"/.config/scanlab/scanlab.ini";
+    throw new KxException(KxString(L"there is no folder for settings: neither XDG_CONFIG_HOME nor HOME is set"));
+}
+
+/// What a new ini file holds: every setting of the application and of the exception manager.
+void MakeIniFile(KxString const& path) {
+    Settings const defaults;
+    KxConfigMT config(path, 1);
+    config.SetGroup(group);
+    config.Write(defaults.points, L"Points");
+    config.Write(defaults.histogramColumns, L"HistogramColumns");
+    config.Write(defaults.profiling ? 1 : 0, L"Profiling", KxEnumBOOL(), 1);
+    config.SetGroup(L"Initialization");
+    struct Default {
+        wchar_t const* key;
+        wchar_t const* value;
+    };
+    for (Default const& d : {Default{L"FileName", L"scanlab.log"}, Default{L"DebugFileName", L"scanlab.debug"},
+                             Default{L"ErrorCount", L"200"}, Default{L"MaxEntries", L"1000"},
+                             Default{L"SortOrder", L"SORT_TIM"}, Default{L"BackupTiming", L"SAVE_ALL_CHANGES"}})
+        config.Write(KxString(d.value), d.key);
+    config.Flush();
+}
+
+Settings ReadSettings(KxString const& path) {
+    Settings settings;
+    KxConfiguration config(path, 1);
+    config.SetGroup(group, 3);
+    config.Read(settings.points, L"Points", KxTRange<int>(1, 80000000));
+    config.Read(settings.histogramColumns, L"HistogramColumns", KxTRange<int>(3, 101));
+    settings.profiling = config.ReadBOOL(L"Profiling") != 0;
+    return settings;
+}
+
+}  // namespace
+
+void PrintError(KxString text) {
+    for (int i = 0; i < text.Len(); ++i)
+        if (text[i] < 0x20 || (text[i] >= 0x7f && text[i] < 0xa0)) text[i] = text[i] == L'\n' ? L' ' : L'?';
+    std::fprintf(stderr, "scanlab: %s\n", KxxToUtf8(text.View()).c_str());
+}
+
+Application::Application(KxString const& iniFile) {
+    try {
+        KxString const path = iniFile.Len() > 0 ? iniFile : UsersIniFile();
+        if (!KxDirEntry(path).Exists(1)) MakeIniFile(path);
+        auto manager = std::make_unique<KxExceptionManager>();
+        manager->Initialize(path);
+        m_settings = ReadSettings(path);
+        m_manager = std::move(manager);
+    } catch (CException* exception) {
+        if (iniFile.Len() > 0) throw;  // the user named it
+        PrintError(KxString(L"running without settings and log: ") + CException::TextOf(*exception));
+        exception->Delete();
+    }
+    pExceptionMgr = m_manager.get();
+    KxProfileLogger::SetProfilingState(m_settings.profiling);
+}
+
+Application::~Application() {
+    KxProfileLogger::SetProfilingState(false);
+    pExceptionMgr = nullptr;
+}
+
+void Application::Report(CException& exception) {
+    PrintError(CException::TextOf(exception));
+    if (!m_manager) return;
+    try {
+        auto* const known = dynamic_cast<KxException*>(&exception);
+        KxException failure = known ? KxException(*known) : KxException(exception);
+        failure.SetExceptionGroup(group);
+        if (failure.GetErrorLevel() == EXCEPT_UNKNOWN) failure.SetErrorLevel(EXCEPT_NONFATAL);
+        m_manager->WriteToDebugFile(failure, 1);
+        m_manager->AddExceptionToLog(failure);
+    } catch (CException* second) {
+        PrintError(CException::TextOf(*second));
+        second->Delete();
+    }
+}
+
+}  // namespace ScanLab
