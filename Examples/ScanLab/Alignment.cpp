@@ -82,8 +82,13 @@ public:
     /// What the surface does not hold, as a plane does not hold a shift along itself, stays where it is. `way` gets how far
     /// a point at the distance `reach` moves.
     KxMatrix4 Solve(KxVec3d const& middle, double reach, double& way) const {
+        constexpr double damping = 1e-9;
         KxMatrix products = m_products;
-        for (int i = 0; i < 6; ++i) products[i][i] += 1e-9 * (i < 3 ? m_products[i][i] + 1e-300 : m_products.Trace());
+        for (int block = 0; block < 6; block += 3) {
+            double sum = 0;
+            for (int i = block; i < block + 3; ++i) sum += m_products[i][i];
+            for (int i = block; i < block + 3; ++i) products[i][i] += damping * sum;
+        }
         KxVec x;
         if (!KxMatrix::SolveEquationSystem(products, x, m_sides)) return KxMatrix4::Identity;
         KxVec3d const turn(x[0], x[1], x[2]);

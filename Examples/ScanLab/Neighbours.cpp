@@ -26,9 +26,9 @@ Neighbours::Neighbours(KxTArray<KxVec3d> const& points, double cell)
 // From 1 on, so that there is room for a neighbour below; what lies farther than the keys reach shares the last cube.
 std::int64_t Neighbours::Coordinate(double value, int axis) const {
     double const cubes = (value - m_low[axis]) / m_cell;
-    return cubes < 0                            ? (cubes < -1 ? -1 : 0)
-           : cubes >= static_cast<double>(most) ? most
-                                                : static_cast<std::int64_t>(cubes) + 1;
+    if (!(cubes >= -1)) return -1;
+    if (cubes >= static_cast<double>(most)) return most;
+    return cubes < 0 ? 0 : static_cast<std::int64_t>(cubes) + 1;
 }
 
 std::uint64_t Neighbours::Key(std::int64_t x, std::int64_t y, std::int64_t z) {

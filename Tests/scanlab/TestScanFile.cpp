@@ -11,6 +11,7 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <vector>
 #include <unistd.h>
 
 using namespace KxN;
@@ -51,19 +52,34 @@ TEST(ScanFile, ThePlaneIgnoresTheBores) {
     Scan scan = MakeSyntheticPlate(20000);
     for (KxVec3d& point : scan.points) point[2] += 0.01 * point[0] - 0.02 * point[1] + 5.0;
     Plane const plane = FitPlane(scan);
-    EXPECT_NEAR(plane.slopeX, 0.01, 1e-5);
-    EXPECT_NEAR(plane.slopeY, -0.02, 1e-5);
+    KxVec3d truth(-0.01, 0.02, 1.0);
+    truth.Normalize();
+    EXPECT_LT(plane.normal.Distance(truth), 1e-5);
     Core const core = CoreOf(DeviationsFrom(plane, scan));
     EXPECT_NEAR(core.sigma, 0.0041, 0.0003);  // noise and waviness, 3 um and 4 um / sqrt(2)
     EXPECT_GT(core.count, 18000);
 }
 
-TEST(ScanFile, DegenerateScansHaveAPlane) {
-    Scan spot;
-    for (int i = 0; i < 5; ++i) spot.Add(KxVec3d(1e8, 2e8, 3.0));
-    Plane const plane = FitPlane(spot);
-    EXPECT_EQ(plane.slopeX, 0.0);
-    EXPECT_EQ(plane.Distance(spot.points[0]), 0.0);
-    KxHistogram const deviations = DeviationsFrom(plane, spot);
-    EXPECT_EQ(Columns(deviations, CoreOf(deviations), 5).NumColumnValues(2), 5);
+TEST(ScanFile, EveryScanHasAPlane) {
+    struct Case {
+        std::vector<KxVec3d> points;
+        KxVec3d normal;
+    };
+    for (Case const& c : {
+             Case{{{1, 2, 3}}, {0, 0, 1}},                                                           // a spot
+             Case{{{1, 2, 3}, {1, 2, 3}}, {0, 0, 1}},                                                // twice
+             Case{{{0, 0, 0}, {1, 0, 1}, {2, 0, 2}}, {-0.7071067811865476, 0, 0.7071067811865476}},  // a slanting line
+             Case{{{5, 5, 0}, {5, 5, 9}}, {0, 1, 0}},                                                // an upright line
+             Case{{{0, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0, 1, 1}}, {1, 0, 0}},                          // an upright plane
+             Case{{{1e8, 0, 0}, {1e8 + 1, 0, 1}, {1e8, 1, 0}, {1e8 + 1, 1, 1}},
+                  {-0.7071067811865476, 0, 0.7071067811865476}},
+         }) {
+        Scan scan;
+        for (KxVec3d const& point : c.points) scan.Add(point);
+        Plane const plane = FitPlane(scan);
+        EXPECT_LT(plane.normal.Distance(c.normal), 1e-7);
+        for (KxVec3d const& point : c.points) EXPECT_LT(std::fabs(plane.Distance(point)), 1e-7);
+        KxHistogram const deviations = DeviationsFrom(plane, scan);
+        EXPECT_EQ(CoreOf(deviations).count, deviations.Count());
+    }
 }

@@ -40,6 +40,7 @@ protected:
         std::string name = (fs::temp_directory_path() / "hbtools-programs-XXXXXX").string();
         ASSERT_NE(::mkdtemp(name.data()), nullptr);
         folder = name;
+        ::setenv("XDG_CONFIG_HOME", name.c_str(), 1);  // settings and log of the application
     }
     void TearDown() override { fs::remove_all(folder); }
     std::string Path(char const* name) const { return "'" + (folder / name).string() + "'"; }
@@ -58,6 +59,32 @@ std::string const wholeFile(
 
 bool HasPython() {
     return std::system("python3 -c '' >/dev/null 2>&1") == 0;
+}
+
+TEST_F(Programs, ScanlabKeepsItsFailuresInALog) {
+    Write("broken.ply",
+          "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float "
+          "z\nend_header\n1 2 3\n");
+    EXPECT_EQ(Call("./scanlab demo --out " + Path("out") + " " + Path("broken.ply")).code, 1);
+    Outcome const log = Call("./hblog log " + Path("scanlab/scanlab.log"));
+    EXPECT_EQ(log.code, 0);
+    EXPECT_NE(log.output.find("NONFATAL  ScanLab  <ScanReader, "), std::string::npos) << log.output;
+    EXPECT_NE(log.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
+        << log.output;
+    Outcome const debug = Call("./hblog debug " + Path("scanlab/scanlab.debug"));
+    EXPECT_NE(debug.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
+        << debug.output;
+
+    Write("own.ini", "[ScanLab]\nPoints=12x\nHistogramColumns=21\nProfiling=FALSE\n");
+    Outcome const bad = Call("./scanlab --ini " + Path("own.ini") + " demo --out " + Path("out"));
+    EXPECT_EQ(bad.code, 1);
+    for (char const* part : {"Points", "[ScanLab]", "own.ini", "12x"})
+        EXPECT_NE(bad.output.find(part), std::string::npos) << bad.output;
+
+    Write("prof.ini", "[ScanLab]\nPoints=2000\nHistogramColumns=21\nProfiling=TRUE\n[Initialization]\nErrorCount=5\n");
+    EXPECT_EQ(Call("./scanlab --ini " + Path("prof.ini") + " demo --out " + Path("out")).code, 0);
+    Outcome const profile = Call("./hblog profile " + Path("Debug.log"));
+    EXPECT_NE(profile.output.find("demo"), std::string::npos) << profile.output;
 }
 
 }  // namespace

@@ -1,0 +1,93 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Alignment.h"
+#include "HistogramPicture.h"
+#include "Neighbours.h"
+#include "SyntheticPlate.h"
+
+#include "hbtools/base/syException.h"
+
+#include "../base/Support.h"
+
+#include <random>
+#include <set>
+
+using namespace KxN;
+using namespace ScanLab;
+
+namespace {
+
+TEST(Neighbours, FindsExactlyWhatIsNear) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> number(-3, 3);
+    KxTArray<KxVec3d> points(500);
+    for (KxVec3d& point : points) point = KxVec3d(number(random), number(random), number(random));
+    for (double const cell : {0.1, 0.7, 10.0}) {
+        Neighbours const neighbours(points, cell);
+        for (int i = 0; i < 100; ++i) {
+            KxVec3d const place(2 * number(random), number(random), number(random));
+            std::set<int> expected, found;
+            int nearest = -1;
+            for (int k = 0; k < points.Size(); ++k) {
+                if (points[k].Distance(place) > cell) continue;
+                expected.insert(k);
+                if (nearest < 0 || points[k].Distance(place) < points[nearest].Distance(place)) nearest = k;
+            }
+            neighbours.Near(place, [&](int k, double) { EXPECT_TRUE(found.insert(k).second); });
+            EXPECT_EQ(found, expected);
+            EXPECT_EQ(neighbours.Nearest(place), nearest);
+        }
+    }
+    EXPECT_EQ(Neighbours(KxTArray<KxVec3d>(), 1).Nearest(KxVec3d::Zero), -1);
+}
+
+TEST(Alignment, FindsAKnownMotion) {
+    Scan const plate = MakeSyntheticPlate(40000);
+    KxVec3d const far(1000, -2000, 500);
+    for (double const turn : {0.0, 0.5, -1.0}) {
+        KxMatrix4 const motion = KxMatrix4::ATranslation(KxVec3d(0.8, -0.6, 0.4)) * KxMatrix4::ATranslation(far) *
+                                 KxMatrix4::ARotation(KxVec3d(1, -1, 2), turn * KxMath::DegToRad);
+        Alignment const alignment = Align(HalfOf(plate, 1, motion), HalfOf(plate, 0, KxMatrix4::ATranslation(far)));
+        // Noise of 3 um: the whole is found ten times better than its points.
+        for (KxVec3d const& corner : {KxVec3d(0, 0, 0), KxVec3d(160, 0, 0), KxVec3d(160, 100, 0)}) {
+            KxVec3d expected(corner);
+            expected += far;
+            EXPECT_LT((alignment.motion * (motion * corner)).Distance(expected), 0.01) << turn;
+        }
+        EXPECT_GT(alignment.deviations.Count(), 15000);
+    }
+}
+
+TEST(Alignment, RefusesWhatCannotBeAligned) {
+    Scan const plate = MakeSyntheticPlate(4000), few = MakeSyntheticPlate(fewestPoints - 1);
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(few, plate); }), "An alignment needs 200 points of each scan");
+    Scan const away = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(1000, 0, 0)));
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(away, plate); }), "The two scans have no surface in common");
+    Scan flat;  // nothing holds it in its plane: it stays where it is
+    for (int i = 0; i < 2500; ++i) flat.Add(KxVec3d(i % 50, i / 50, 0));
+    Alignment const slid = Align(flat, flat);
+    EXPECT_LT((slid.motion * KxVec3d(25, 25, 0)).Distance(KxVec3d(25, 25, 0)), 1e-6);
+}
+
+class Picture : public test::TempFolder {};
+
+TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
+    KxHistogram deviations;
+    for (int i = -50; i <= 50; ++i)
+        for (int k = 0; k < 51 - std::abs(i); ++k) deviations.Add(i * 0.001 + 0.25);
+    SaveHistogramPicture(Path("a.svg"), deviations, L"A < B & \"C\"\x07", L"mm");
+    std::string const text = Get("a.svg");
+    // Triangle of half width 51: sigma^2 = (51^2 - 1) / 6 = 433.3 steps
+    for (char const* part : {"A &lt; B &amp; \"C\"?", "2601 points; mean 0.25 mm, \u03c3 0.02082 mm", "deviation [mm]",
+                             ">mean<", "limit 0.1876 mm", "limit 0.3124 mm", "from 0.2 to 0.3 mm", ">0.24<"})
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    EXPECT_EQ(text.find("#c0504d"), std::string::npos);  // nothing beyond the limits
+    KxHistogram same;
+    same.Add(1);
+    SaveHistogramPicture(Path("a.svg"), same, L"", L"");
+    EXPECT_NE(Get("a.svg").find("deviation [unit of the scan]"), std::string::npos);
+    EXPECT_EQ(Get("a.svg").find("nan"), std::string::npos);
+    EXPECT_EQ(CountFiles(), 1u);
+}
+
+}  // namespace
