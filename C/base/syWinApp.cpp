@@ -52,15 +52,17 @@ int KxWinApp::PostCallLink(KxTools::Link const& link, void* argument) {
     if (!link.IsSet()) return 0;
     std::lock_guard const lock(m_mutex);
     if (m_posted.size() >= KxxLimits().postedCalls) return 0;
-    m_posted.push_back({link, argument});
+    m_posted.push_back({link, argument, m_numPosted});
+    ++m_numPosted;
     return 1;
 }
 
 void KxWinApp::Reschedule() {
     if (t_thread != this) return;
     std::unique_lock lock(m_mutex);
-    // A call that reschedules takes from the same queue: it ends when what waited is done, by whomever.
-    for (std::size_t waiting = m_posted.size(); waiting > 0 && !m_posted.empty(); --waiting) {
+    // A call that reschedules takes from the same queue; what is posted meanwhile has a later number.
+    unsigned long long const end = m_numPosted;
+    while (!m_posted.empty() && m_posted.front().number < end) {
         PostedCall const call = m_posted.front();
         m_posted.pop_front();
         lock.unlock();

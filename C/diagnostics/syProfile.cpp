@@ -7,6 +7,7 @@
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
 #include <atomic>
+#include <exception>
 
 namespace KxN {
 
@@ -25,6 +26,7 @@ void Quietly(Call call) {
         call();
     } catch (CException* exception) {
         exception->Delete();
+    } catch (std::exception const&) {  // memory ran out
     }
 }
 

@@ -8,8 +8,10 @@
 
 #include "../base/Support.h"
 
+#include <csignal>
 #include <regex>
 #include <thread>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -118,6 +120,37 @@ TEST(PerfCounter, ABusyThreadShowsInItsProcess) {
     EXPECT_GT(value, 0);
 }
 
+TEST(PerfCounter, ATotalOutlivesItsProcesses) {
+    KxPerfQuery query;
+    int time = -1, count = -1;
+    ASSERT_EQ(query.AddCounter(L"\\Process(_Total)\\% Processor Time", time), PERF_SUCCESS);
+    ASSERT_EQ(query.AddCounter(L"\\Process(_Total)\\Thread Count", count), PERF_SUCCESS);
+    pid_t const child = ::fork();
+    if (child == 0) {
+        timespec used = {};
+        do {
+            ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+        } while (used.tv_sec == 0 && used.tv_nsec < 100'000'000);
+        ::raise(SIGSTOP);
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, WUNTRACED);
+    double with = 0, without = 0, value = -1;
+    query.Collect();
+    EXPECT_EQ(query.GetValue(time, value), PERF_SUCCESS);
+    EXPECT_GT(value, 0);  // a process that came later counts
+    query.GetValue(count, with);
+    ::kill(child, SIGCONT);
+    ::waitpid(child, &status, 0);
+    query.Collect();
+    EXPECT_EQ(query.GetValue(time, value), PERF_SUCCESS);
+    EXPECT_GE(value, 0);  // one that has gone takes nothing back
+    query.GetValue(count, without);
+    EXPECT_GT(with, 1);
+    EXPECT_GT(without, 1);
+}
+
 TEST(PerfCounter, FailuresNameTheCounter) {
     struct Case {
         wchar_t const* path;
@@ -179,6 +212,8 @@ TEST_F(Instrumentation, CheckPointFromFileTellsDifferences) {
     std::string const line = own + "ID Process: Begin: " + number + ",  End: " + number + ",  Difference: 0.000000\r\n";
     EXPECT_EQ(U(point.Difference()), "Performance Checkpoint Difference: \r\n" + line + line);
     test::Thrown<KxFileNotExistException>([&] { point.CreateCounterFromINIFile(Path("missing.ini")); });
+    EXPECT_NE(test::Thrown<KxFileException>([&] { point.CreateCounterFromINIFile(Path("")); }).find(m_folder.string()),
+              std::string::npos);  // a folder
 }
 
 TEST_F(Instrumentation, ProfilePrintsMarksAndTheirSum) {

@@ -123,6 +123,7 @@ enum StatField {
 struct Process {
     int number = 0;
     std::string start;
+    double value = 0;  // as it was read last, of a total
 
     explicit Process(int process) : number(process) {
         std::vector<std::string> const stat = StatOf(process);
@@ -135,7 +136,9 @@ struct Process {
 /// Where an instance of an object is found.
 struct Instance {
     std::string processor;           // the line of /proc/stat
-    std::vector<Process> processes;  // one, or all
+    std::vector<Process> processes;  // the one, or those that were there at the last reading
+    bool isTotal = false;            // of processes: whichever there are
+    double total = 0;                // what all processes have done since the first reading
 };
 
 /// One reading: a number, and for a ratio what it is related to.
@@ -144,12 +147,12 @@ struct Sample {
     double base = 0;
 };
 
-using Reader = long (*)(Instance const& instance, int what, Sample& sample);
+using Reader = long (*)(Instance& instance, int what, Sample& sample);
 
 // Fields of a processor's line that count as busy, each a bit: user, nice, system, idle, iowait, irq, softirq, steal.
 constexpr int userFields = 0x03, systemFields = 0x64, idleFields = 0x18, busyFields = 0xE7;
 
-long ReadProcessor(Instance const& instance, int fields, Sample& sample) {
+long ReadProcessor(Instance& instance, int fields, Sample& sample) {
     std::vector<std::string> const ticks = LineOf(ReadProc("stat"), instance.processor);
     if (ticks.size() < 8) return PERF_NO_INSTANCE;
     for (std::size_t i = 0; i < 8; ++i) {
@@ -161,7 +164,7 @@ long ReadProcessor(Instance const& instance, int fields, Sample& sample) {
 
 enum MemoryField { memoryAvailable, memoryCached, memoryCommitted, memoryLimit, memoryCommittedShare, memoryFaults };
 
-long ReadMemory(Instance const&, int what, Sample& sample) {
+long ReadMemory(Instance&, int what, Sample& sample) {
     if (what == memoryFaults) {
         sample.base = Seconds();
         return Value(ReadProc("vmstat"), "pgfault", sample.value) ? PERF_SUCCESS : PERF_NO_DATA;
@@ -179,7 +182,7 @@ long ReadMemory(Instance const&, int what, Sample& sample) {
 
 enum SystemField { systemProcesses, systemThreads, systemUpTime, systemSwitches, systemQueue };
 
-long ReadSystem(Instance const&, int what, Sample& sample) {
+long ReadSystem(Instance&, int what, Sample& sample) {
     sample.base = Seconds();
     switch (what) {
         case systemProcesses: sample.value = static_cast<double>(AllProcesses().size()); return PERF_SUCCESS;
@@ -259,17 +262,32 @@ bool ReadOneProcess(Process const& process, int what, double& value) {
     }
 }
 
-long ReadProcess(Instance const& instance, int what, Sample& sample) {
-    bool const isTime = what <= processSystemTicks;
-    sample.base = Seconds() * (isTime ? TicksPerSecond() : 1);
-    bool any = false;
-    for (Process const& process : instance.processes) {
-        double value = 0;
-        if (!ReadOneProcess(process, what, value)) continue;
-        sample.value += value;
-        any = true;
+/// Adds up what each process has done since the last reading, so that one that ends takes nothing back; numbers that do
+/// not grow are those of the processes that are there.
+void ReadAllProcesses(Instance& instance, int what, bool isGrowing, Sample& sample) {
+    std::vector<Process> former = std::exchange(instance.processes, {});
+    for (int const number : AllProcesses()) {
+        Process process(number);
+        if (!ReadOneProcess(process, what, process.value)) continue;
+        auto const known = std::lower_bound(former.begin(), former.end(), number,
+                                            [](Process const& p, int n) { return p.number < n; });
+        bool const isKnown = known != former.end() && known->number == number && known->start == process.start;
+        instance.total += process.value - (isKnown ? known->value : 0);
+        sample.value += process.value;
+        instance.processes.push_back(std::move(process));
     }
-    return any ? PERF_SUCCESS : PERF_NO_INSTANCE;
+    if (isGrowing) sample.value = instance.total;
+}
+
+long ReadProcess(Instance& instance, int what, Sample& sample) {
+    bool const isTime = what <= processSystemTicks;
+    bool const isGrowing = isTime || what == processFaults || what >= processBytesRead;
+    sample.base = Seconds() * (isTime ? TicksPerSecond() : 1);
+    if (instance.isTotal) {
+        ReadAllProcesses(instance, what, isGrowing, sample);
+        return PERF_SUCCESS;
+    }
+    return ReadOneProcess(instance.processes.front(), what, sample.value) ? PERF_SUCCESS : PERF_NO_INSTANCE;
 }
 
 /// How readings make the value: the last one times a factor, or the change since the reading before it.
@@ -355,11 +373,8 @@ long Split(KxString const& text, Path& path) {
 }
 
 long FindProcesses(KxString const& name, Instance& instance) {
-    std::vector<int> const all = AllProcesses();
-    if (IsSame(name, L"_Total")) {
-        for (int const process : all) instance.processes.emplace_back(process);
-        return PERF_SUCCESS;
-    }
+    instance.isTotal = IsSame(name, L"_Total");
+    if (instance.isTotal) return PERF_SUCCESS;
     std::wstring_view program = name.View();
     unsigned long wanted = 0;
     std::size_t const mark = program.rfind(L'#');
@@ -368,7 +383,7 @@ long FindProcesses(KxString const& name, Instance& instance) {
         program = program.substr(0, mark);
     }
     KxString const key(program);
-    for (int const process : all) {
+    for (int const process : AllProcesses()) {
         if (!IsSame(ProgramOf(process), key) || wanted-- > 0) continue;
         instance.processes.emplace_back(process);
         return PERF_SUCCESS;

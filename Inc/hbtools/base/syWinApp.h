@@ -70,9 +70,11 @@ private:
     struct PostedCall {
         KxTools::Link link;
         void* argument;
+        unsigned long long number;
     };
-    std::mutex m_mutex;  // guards what is posted
+    std::mutex m_mutex;  // guards what follows
     std::deque<PostedCall> m_posted;
+    unsigned long long m_numPosted = 0;  // in all; numbers the calls
 };
 
 /// The process's application object; null if there is none.
