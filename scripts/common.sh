@@ -23,7 +23,8 @@ libsodium-dev encryption of configuration values
 libcli11-dev command lines of the tools'
 packages_test='
 libgtest-dev the tests
-python3 the tests of JSON output'
+python3 the tests of JSON output
+chromium the test of the page that hbtag makes'
 packages_fuzz='
 clang the compiler with the fuzzing engine
 libclang-rt-14-dev the fuzzing engine and its sanitizers'

@@ -225,6 +225,27 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         EXPECT_EQ(Call("./hblog " + file + " | python3 -m json.tool > /dev/null").code, 0) << file;
 }
 
+TEST_F(Programs, HbtagMakesAPageForABrowser) {
+    Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\n1,1,0\n");
+    ASSERT_EQ(Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv")).code, 0);
+    std::string const page = (folder / "page.html").string();
+    EXPECT_EQ(Call("./hbtag tree --html " + Path("out/scan-64.tag") + " > '" + page + "'").code, 0);
+    std::ifstream in(page, std::ios::binary);
+    std::string const text(std::istreambuf_iterator<char>(in), {});
+    for (char const* outside : {"src=", "href=", "http:", "https:", "import ", "fetch("})
+        EXPECT_EQ(text.find(outside), std::string::npos) << outside;
+    EXPECT_NE(text.find("\"count\": 4, \"step\": 1, \"center\": [0.5, 0.5, 0]"), std::string::npos);
+    if (std::system("chromium --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no chromium here";
+    Outcome const shown =
+        Call("timeout 60 chromium --headless=new --no-sandbox --virtual-time-budget=5000 --user-data-dir=" +
+             Path("profile") + " --dump-dom 'file://" + page + "' 2>/dev/null");
+    for (char const* part : {"<span class=\"id\">1000</span> <span class=\"kind\">marker</span>",
+                             "<div class=\"value\">scan</div>", "<span class=\"kind\">array of KxVec3d</span>",
+                             "<td>whole</td>", ">4 points</span>", "<option value=\"deviation\">"})
+        EXPECT_NE(shown.output.find(part), std::string::npos) << part << '\n'
+                                                              << shown.output.substr(shown.output.find("<body"), 6000);
+}
+
 TEST_F(Programs, ScanlabDemoStoresAndCompares) {
     Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\nnan,1,1\n1,1,0\n");
     Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv"));

@@ -11,6 +11,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tool {
 
@@ -19,21 +20,24 @@ enum ExitCode { exitWhole = 0, exitUsage = 1, exitDamaged = 2, exitForeign = 3 }
 
 class Output {
 public:
-    /// `program` begins the line on standard error.
-    explicit Output(char const* program) : m_program(program) {}
+    enum Target { standardOutput, held };
+    /// `program` begins the line on standard error. What is held is not written but taken.
+    explicit Output(char const* program, Target target = standardOutput) : m_program(program), m_target(target) {}
     template <class... Arguments>
     void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
         fmt::format_to(std::back_inserter(m_text), format, std::forward<Arguments>(arguments)...);
-        if (m_text.size() > blockSize) Write();
+        if (m_text.size() > blockSize && m_target == standardOutput) Write();
     }
     /// Writes what is left. False if anything could not be written; a line on standard error says so.
     bool Finish();
+    std::string Take() { return std::exchange(m_text, {}); }
 
 private:
     static constexpr std::size_t blockSize = 1 << 16;
     void Write();
 
     char const* m_program;
+    Target m_target;
     std::string m_text;
     bool m_failed = false;
 };

@@ -18,6 +18,7 @@ struct Options {
     bool json = false;
     bool payloads = false;            // dump
     bool faultsOnly = false;          // verify
+    bool page = false;                // tree --html
     std::optional<unsigned long> id;  // only records of this id
     long long values = 8;             // shown of each payload; negative for all
 };

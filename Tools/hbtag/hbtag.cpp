@@ -4,6 +4,7 @@
 // hbtag looks into tag files. Exit codes: 0 whole, 1 usage or a file that cannot be read, 2 damaged but readable in
 // part, 3 not a tag file.
 #include "Listing.h"
+#include "Page.h"
 
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
@@ -24,7 +25,10 @@ int Run(hbtag::Options const& options, KxN::KxString const& path) {
     KxN::KxTagInspector inspector(&file);
     KxN::TagFileState const state = inspector.Inspect();
     tool::Output output("hbtag");
-    Print(output, options, path, inspector, state);
+    if (options.page)
+        hbtag::PrintPage(output, path, file, inspector, state);
+    else
+        Print(output, options, path, inspector, state);
     if (!output.Finish()) return exitUsage;
     if (state == KxN::TagFileForeign) fmt::print(stderr, "hbtag: {} is not a tag file\n", Escaped(path));
     return state;
@@ -49,6 +53,8 @@ int main(int argc, char** argv) {
     CLI::App* ls = verb("ls", "Lists the records as a tree: position, id, version, form, size, link, payload");
     CLI::App* dump = verb("dump", "Lists the records with their payloads, decoded where the kind is known");
     CLI::App* verify = verb("verify", "Walks everything and names each fault with its place and cost");
+    CLI::App* tree = verb("tree", "Lists the records as ls does, or writes a page for a browser");
+    tree->add_flag("--html", options.page, "Write one page with the tree, and the points of all arrays in space");
     ls->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
     dump->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
     dump->add_option("--values", options.values, "Values shown of each payload, -1 for all")

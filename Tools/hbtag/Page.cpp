@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Page.h"
+
+#include "Listing.h"
+
+#include <hbtools/math/syHistogram.h>
+#include <hbtools/persistence/syGeometryTags.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+namespace hbtag {
+
+using namespace KxN;
+
+namespace {
+
+constexpr int mostShown = 250000;  // points of one array: what a browser draws smoothly
+constexpr int shownValues = 8;     // of other payloads
+
+std::string Base64(void const* data, std::size_t size) {
+    constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    auto const* bytes = static_cast<unsigned char const*>(data);
+    std::string text;
+    text.reserve((size + 2) / 3 * 4);
+    for (std::size_t i = 0; i < size; i += 3) {
+        unsigned const left = static_cast<unsigned>(std::min<std::size_t>(3, size - i));
+        unsigned const group = static_cast<unsigned>(bytes[i]) << 16 | (left > 1 ? bytes[i + 1] : 0U) << 8 |
+                               (left > 2 ? bytes[i + 2] : 0U);
+        for (unsigned k = 0; k < 4; ++k) text += k <= left ? digits[group >> (18 - 6 * k) & 63] : '=';
+    }
+    return text;
+}
+
+/// The points of an array record as doubles.
+struct Points {
+    std::vector<KxVec3d> list;
+
+    template <class Array>
+    void Take(Array const& array, int count) {
+        list.reserve(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) list.emplace_back(array[i][0], array[i][1], array[i][2]);
+    }
+};
+
+template <class Tag, class Point>
+Points ReadArray(CFile& file, SxTagRecord const& record) {
+    KxTArray<Point> array;
+    Points points;
+    if (Tag(record.image.id, array).Read(&file, record.position)) points.Take(array, array.Size());
+    return points;
+}
+
+template <class Tag, class Point>
+Points ReadGrid(CFile& file, SxTagRecord const& record) {
+    KxT2dArray<Point> grid(0, 0);
+    Points points;
+    if (Tag(record.image.id, grid).Read(&file, record.position)) points.Take(grid.Data(), grid.Width() * grid.Height());
+    return points;
+}
+
+Points ReadPoints(CFile& file, SxTagRecord const& record) {
+    switch (record.kind) {
+        case PayloadVec3fArray: return ReadArray<KxVec3fArrayTag, KxVec3f>(file, record);
+        case PayloadVec3iArray: return ReadArray<KxVec3iArrayTag, KxVec3i>(file, record);
+        case PayloadVec3dArray: return ReadArray<KxVec3dArrayTag, KxVec3d>(file, record);
+        case PayloadVec3f2dArray: return ReadGrid<KxVec3f2dArrayTag, KxVec3f>(file, record);
+        case PayloadVec3d2dArray: return ReadGrid<KxVec3d2dArrayTag, KxVec3d>(file, record);
+        default: return {};
+    }
+}
+
+/// The record of a histogram with a value for each point; -1 if there is none.
+int FindDeviations(KxTagInspector const& inspector, LONGLONG count) {
+    auto const& records = inspector.Records();
+    for (int i = 0; i < records.Size(); ++i)
+        if (records[i].kind == PayloadHistogram && records[i].count == count) return i;
+    return -1;
+}
+
+std::vector<double> ReadDeviations(CFile& file, SxTagRecord const& record) {
+    KxHistogram histogram;
+    std::vector<double> values;
+    if (KxHistogramTag(record.image.id, histogram).Read(&file, record.position))
+        values.assign(histogram.Values().begin(), histogram.Values().end());
+    return values;
+}
+
+void PrintCloud(tool::Output& output, int number, Points const& points, std::vector<double> const& deviations) {
+    std::size_t const count = points.list.size();
+    std::size_t const step = std::max<std::size_t>(1, (count + mostShown - 1) / mostShown);
+    KxVec3d low(std::numeric_limits<double>::infinity(), 0, 0), high;
+    low = KxVec3d(low[0], low[0], low[0]);
+    high = KxVec3d(-low[0], -low[0], -low[0]);
+    auto const isFinite = [](KxVec3d const& p) {
+        return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
+    };
+    for (KxVec3d const& point : points.list) {
+        if (!isFinite(point)) continue;
+        for (int i = 0; i < 3; ++i) {
+            low[i] = KxMath::Min(low[i], point[i]);
+            high[i] = KxMath::Max(high[i], point[i]);
+        }
+    }
+    if (!(low[0] <= high[0])) return;
+    KxVec3d const center = KxVec3d::Lerp(low, high, 0.5);
+    std::vector<float> places, values;
+    for (std::size_t i = 0; i < count; i += step) {
+        KxVec3d const& point = points.list[i];
+        if (!isFinite(point)) continue;
+        for (int k = 0; k < 3; ++k) places.push_back(static_cast<float>(point[k] - center[k]));
+        if (deviations.size() == count) values.push_back(static_cast<float>(deviations[i]));
+    }
+    output.Print(
+        "{{\"record\": {}, \"count\": {}, \"step\": {}, \"center\": [{}, {}, {}], \"low\": {}, \"high\": {}, "
+        "\"points\": \"{}\", \"values\": \"{}\"}}",
+        number, count, step, center[0], center[1], center[2], low[2], high[2],
+        Base64(places.data(), places.size() * sizeof(float)), Base64(values.data(), values.size() * sizeof(float)));
+}
+
+}  // namespace
+
+void PrintPage(tool::Output& output, KxString const& name, CFile& file, KxTagInspector& inspector, TagFileState state) {
+    Options options;
+    options.json = true;
+    options.payloads = true;
+    options.values = shownValues;
+    tool::Output json("hbtag", tool::Output::held);
+    Print(json, options, name, inspector, state);
+    auto const& records = inspector.Records();
+    std::string clouds;
+    for (int i = 0; i < records.Size(); ++i) {
+        Points const points = ReadPoints(file, records[i]);
+        if (points.list.empty()) continue;
+        int const found = FindDeviations(inspector, static_cast<LONGLONG>(points.list.size()));
+        std::vector<double> deviations;
+        if (found >= 0) deviations = ReadDeviations(file, records[found]);
+        tool::Output cloud("hbtag", tool::Output::held);
+        PrintCloud(cloud, i, points, deviations);
+        std::string const text = cloud.Take();
+        if (!text.empty()) clouds += (clouds.empty() ? "" : ",\n") + text;
+    }
+    // A text of the file must not end the script that holds it.
+    std::string data = json.Take();
+    for (std::size_t at = 0; (at = data.find('<', at)) != std::string::npos;) data.replace(at, 1, "\\u003c");
+    output.Print(
+        "{}<script type=\"application/json\" id=\"file\">{}</script>\n"
+        "<script type=\"application/json\" id=\"clouds\">[{}]</script>\n{}",
+        pageHead, data, clouds, pageTail);
+}
+
+}  // namespace hbtag
