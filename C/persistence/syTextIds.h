@@ -12,6 +12,9 @@ enum TagId : unsigned short {
     HeaderBigEndian = 6000,
     HeaderLength = 6001,
     FileTooLarge = 6002,
+    ObjectNotMade = 6111,
+    ObjectInFileNotMade = 6112,
+    WrongObjectType = 6132,
     TagMissing = 6151
 };
 

@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// KxPersistentObject: an object that stores itself in a CArchive with the name and the version of its class, so that Load
+// makes the right one and lets it read itself. With SupportCyclicReferences a second reference to an object is stored as
+// its number, and two pointers to one object are two pointers to one object again; a reader needs no setting.
+//
+//     KxPersistentObject::InitializeReferenceMap();       // before each run of storing, and of loading
+//     plate.Store(archive);
+//
+// Damaged streams raise CArchiveException, KxArchiveException or KxVersionException; what a failed load had made is gone,
+// unless a reference to it was handed out. Objects within one another deeper than KxLimits::nestingDepth are refused with
+// a CArchiveException, in storing and in loading. Switch, numbers and maps belong to the process and have no lock: one run
+// at a time.
+#pragma once
+
+#include "hbtools/base/syArchive.h"
+#include "hbtools/base/syVersion.h"
+#include "hbtools/persistence/syDynamicObject.h"
+
+namespace KxN {
+
+class KX_API KxPersistentObject : public KxDynamicObject {
+public:
+    ~KxPersistentObject() override = 0;
+    /// Reads or writes the object's own data, according to the archive's direction. The base does nothing.
+    virtual void Serialize(CArchive& archive);
+    /// Reads data of another version. @throws KxVersionException unless it is overridden
+    virtual void SerializeOldVersion(CArchive& archive, KxVersion version);
+    virtual KxVersion GetVersion() const = 0;
+
+    /// Non-zero: objects are numbered from now on when they are stored. 0 at the start.
+    static void SupportCyclicReferences(int enable);
+    /// Forgets all numbers and objects of former runs.
+    static void InitializeReferenceMap();
+
+    /// @throws CArchiveException cause readOnly if the archive loads, CFileException
+    void Store(CArchive& archive) const;
+    /// A new object, which is the caller's, or for a second reference the object that this run has made already.
+    /// @throws CArchiveException cause writeOnly if the archive stores, endOfFile; KxArchiveException if nobody knows the
+    /// class, or it is none of this kind; KxVersionException
+    static KxPersistentObject* Load(CArchive& archive);
+
+protected:
+    KxPersistentObject() = default;
+    KxPersistentObject(KxPersistentObject const&) = default;
+    KxPersistentObject& operator=(KxPersistentObject const&) = default;
+
+    /// Loads an object that its caller shall own: a second reference, which somebody owns already, is refused.
+    /// @throws as Load, and KxArchiveException for a second reference
+    static KxPersistentObject* LoadOwned(CArchive& archive);
+
+private:
+    static KxPersistentObject* LoadObject(CArchive& archive, bool mayRefer);
+};
+
+}  // namespace KxN
