@@ -236,8 +236,8 @@ KxMatrix operator-(KxMatrix const& a, KxMatrix const& b) {
 
 KxMatrix operator*(KxMatrix const& a, KxMatrix const& b) {
     KxMatrix result(b.Width(), a.Height());
-    detail::DenseProduct(result.Data(), result.Width(), a.Data(), a.Width(), b.Data(), b.Width(), a.Height(), b.Width(),
-                         a.Width());
+    detail::Kernels().product(false, result.Data(), b.Width(), a.Data(), a.Width(), b.Data(), b.Width(), a.Height(),
+                              b.Width(), a.Width());
     return result;
 }
 
@@ -252,7 +252,8 @@ KxMatrix operator*(KxMatrix const& matrix, double factor) {
 
 KxVec operator*(KxMatrix const& matrix, KxVec const& vector) {
     KxVec result{KxTArray<double>(matrix.Height())};
-    for (int r = 0; r < matrix.Height(); ++r) result[r] = detail::DenseDot(matrix[r], vector.Data(), matrix.Width());
+    for (int r = 0; r < matrix.Height(); ++r)
+        result[r] = detail::Kernels().dot(matrix[r], vector.Data(), matrix.Width());
     return result;
 }
 

@@ -46,11 +46,11 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
         std::fill_n(e, i, 0.0);
         for (int j = 0; j < i; ++j) {
             double const* const a = row(j);
-            e[j] += detail::DenseDot(a, u, j + 1);
+            e[j] += detail::Kernels().dot(a, u, j + 1);
             for (int k = 0; k < j; ++k) e[k] += a[k] * u[j];
         }
         for (int j = 0; j < i; ++j) e[j] /= h;
-        double const half = detail::DenseDot(e, u, i) / (h + h);
+        double const half = detail::Kernels().dot(e, u, i) / (h + h);
         for (int j = 0; j < i; ++j) e[j] -= half * u[j];
         for (int j = 0; j < i; ++j) {
             double* const a = row(j);
@@ -64,7 +64,7 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
         if (i > 0 && d[i] != 0.0)
             for (int j = 0; j < i; ++j) {
                 double* const column = row(j);
-                double const g = detail::DenseDot(column, u, i) / d[i];
+                double const g = detail::Kernels().dot(column, u, i) / d[i];
                 for (int k = 0; k < i; ++k) column[k] -= g * u[k];
             }
         d[i] = u[i];

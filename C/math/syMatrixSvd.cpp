@@ -75,7 +75,7 @@ private:
                     double h = 0;
                     g = Reflect(u, count, scale, h);
                     for (int j = l; j < m_n; ++j)
-                        AddScaled(m_a[j] + i, detail::DenseDot(u, m_a[j] + i, count) / h, u, count);
+                        AddScaled(m_a[j] + i, detail::Kernels().dot(u, m_a[j] + i, count) / h, u, count);
                     Scale(u, scale, count);
                 }
             }
@@ -129,7 +129,7 @@ private:
                     for (int k = 0; k < count; ++k) u[k] = m_a[l + k][i];
                     for (int k = 0; k < count; ++k) v[l + k] = u[k] / u[0] / g;
                     for (int j = l; j < m_n; ++j)
-                        AddScaled(m_v[j] + l, detail::DenseDot(u, m_v[j] + l, count), v + l, count);
+                        AddScaled(m_v[j] + l, detail::Kernels().dot(u, m_v[j] + l, count), v + l, count);
                 }
                 for (int j = l; j < m_n; ++j) v[j] = m_v[j][i] = 0.0;
             }
@@ -147,7 +147,7 @@ private:
             if (g != 0.0) {
                 g = 1.0 / g;
                 for (int j = i + 1; j < m_n; ++j) {
-                    double const sum = detail::DenseDot(u + 1, m_a[j] + i + 1, count - 1);
+                    double const sum = detail::Kernels().dot(u + 1, m_a[j] + i + 1, count - 1);
                     AddScaled(m_a[j] + i, sum / u[0] * g, u, count);
                 }
                 Scale(u, g, count);
