@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <immintrin.h>
 #include <iterator>
+#include <immintrin.h>
 
 namespace KxN::detail {
 
@@ -145,8 +145,7 @@ HBTOOLS_BODY void SubtractSomeRows(double* __restrict x, double const* __restric
     }
 }
 
-HBTOOLS_BODY void SubtractRowsBody(double* x, double const* l, int stride, double const* factors, int rows,
-                                   int count) {
+HBTOOLS_BODY void SubtractRowsBody(double* x, double const* l, int stride, double const* factors, int rows, int count) {
     for (; rows >= 4; rows -= 4, factors += 4, l += Offset(4, stride))
         SubtractSomeRows<4>(x, l, stride, factors, count);
     if (rows & 2) {
@@ -262,8 +261,7 @@ HBTOOLS_BODY void RotateBody(double* rows, int stride, int length, RotationChain
     int i = 0;
     for (; i + 4 * lanes <= length; i += 4 * lanes)
         RotateStripBody<lanes, 4>(rows + i, stride, chains, chainCount, rotations);
-    for (; i + lanes <= length; i += lanes)
-        RotateStripBody<lanes, 1>(rows + i, stride, chains, chainCount, rotations);
+    for (; i + lanes <= length; i += lanes) RotateStripBody<lanes, 1>(rows + i, stride, chains, chainCount, rotations);
     for (; i < length; ++i) {
         Rotation const* rotation = rotations;
         for (int chain = 0; chain < chainCount; ++chain) {
@@ -395,17 +393,17 @@ struct Compiled<body> {
 
 }  // namespace
 
-constexpr DenseKernels plainKernels = {
-    Compiled<DotBody<2>>::Plain,           Compiled<AddScaledBody>::Plain,      Compiled<FirstLargestBody<2>>::Plain,
-    Product<PlainTile>,                    Compiled<EliminateBody<2>>::Plain,   Compiled<SubtractRowsBody>::Plain,
-    Compiled<SolveTriangleBody<2>>::Plain, Compiled<ReflectRowsBody<2>>::Plain, Compiled<AddRowsBody>::Plain,
-    Compiled<RotateBody<2>>::Plain};
+constexpr DenseKernels plainKernels = {Compiled<DotBody<2>>::Plain,           Compiled<AddScaledBody>::Plain,
+                                       Compiled<FirstLargestBody<2>>::Plain,  Product<PlainTile>,
+                                       Compiled<EliminateBody<2>>::Plain,     Compiled<SubtractRowsBody>::Plain,
+                                       Compiled<SolveTriangleBody<2>>::Plain, Compiled<ReflectRowsBody<2>>::Plain,
+                                       Compiled<AddRowsBody>::Plain,          Compiled<RotateBody<2>>::Plain};
 
-constexpr DenseKernels wideKernels = {
-    Compiled<DotBody<4>>::Wide,           Compiled<AddScaledBody>::Wide,      Compiled<FirstLargestBody<4>>::Wide,
-    Product<WideTile>,                    Compiled<EliminateBody<4>>::Wide,   Compiled<SubtractRowsBody>::Wide,
-    Compiled<SolveTriangleBody<4>>::Wide, Compiled<ReflectRowsBody<4>>::Wide, Compiled<AddRowsBody>::Wide,
-    Compiled<RotateBody<4>>::Wide};
+constexpr DenseKernels wideKernels = {Compiled<DotBody<4>>::Wide,           Compiled<AddScaledBody>::Wide,
+                                      Compiled<FirstLargestBody<4>>::Wide,  Product<WideTile>,
+                                      Compiled<EliminateBody<4>>::Wide,     Compiled<SubtractRowsBody>::Wide,
+                                      Compiled<SolveTriangleBody<4>>::Wide, Compiled<ReflectRowsBody<4>>::Wide,
+                                      Compiled<AddRowsBody>::Wide,          Compiled<RotateBody<4>>::Wide};
 
 DenseKernels const& Kernels() {
     static DenseKernels const& best =
