@@ -18,6 +18,12 @@ namespace {
 
 #define HBTOOLS_BODY [[gnu::always_inline]] inline
 #define HBTOOLS_WIDE [[gnu::target("avx2,fma")]]
+// Loops over the registers of a group must be gone before the compiler decides what stays in registers.
+#ifdef __clang__
+#define HBTOOLS_UNROLL _Pragma("unroll")
+#else
+#define HBTOOLS_UNROLL _Pragma("GCC unroll 8")
+#endif
 
 /// `lanes` numbers in one register.
 template <int lanes>
@@ -61,7 +67,7 @@ HBTOOLS_BODY double DotBody(double const* a, double const* b, int count) {
     if (count >= parts) {
         Several<V, groups> sums = {};
         for (; i + parts <= count; i += parts) {
-            for (int g = 0; g < groups; ++g) {
+            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) {
                 V x, y;
                 std::memcpy(&x, a + i + g * lanes, sizeof x);
                 std::memcpy(&y, b + i + g * lanes, sizeof y);
@@ -137,10 +143,10 @@ template <int rows>
 HBTOOLS_BODY void SubtractSomeRows(double* __restrict x, double const* __restrict l, int stride, double const* factors,
                                    int count) {
     Several<double, rows> f;
-    for (int k = 0; k < rows; ++k) f[k] = factors[k];
+    HBTOOLS_UNROLL for (int k = 0; k < rows; ++k) f[k] = factors[k];
     for (int i = 0; i < count; ++i) {
         double value = x[i];
-        for (int k = 0; k < rows; ++k) value -= l[k * stride + i] * f[k];
+        HBTOOLS_UNROLL for (int k = 0; k < rows; ++k) value -= l[k * stride + i] * f[k];
         x[i] = value;
     }
 }
@@ -156,15 +162,16 @@ HBTOOLS_BODY void SubtractRowsBody(double* x, double const* l, int stride, doubl
     if (rows & 1) SubtractSomeRows<1>(x, l, stride, factors, count);
 }
 
-template <int lanes, bool isLower, bool isDivided>
-HBTOOLS_BODY void SolveStripBody(double const* t, int strideT, double* b, int strideB, int rows) {
-    using V = typename Group<lanes>::Type;
+/// Some neighbouring columns. knownRows is 0 where the number of rows is not known in advance.
+template <class V, bool isLower, bool isDivided, int knownRows>
+HBTOOLS_BODY void SolveStrip(double const* t, int strideT, double* b, int strideB, int someRows) {
+    int const rows = knownRows ? knownRows : someRows;
     V x[triangleRows];
-    for (int step = 0; step < rows; ++step) {
+    HBTOOLS_UNROLL for (int step = 0; step < rows; ++step) {
         int const r = isLower ? step : rows - 1 - step;
         V v;
         std::memcpy(&v, b + Offset(r, strideB), sizeof v);
-        for (int known = 0; known < step; ++known) {
+        HBTOOLS_UNROLL for (int known = 0; known < step; ++known) {
             int const k = isLower ? known : rows - 1 - known;
             v -= t[Offset(r, strideT) + k] * x[k];
         }
@@ -176,24 +183,14 @@ HBTOOLS_BODY void SolveStripBody(double const* t, int strideT, double* b, int st
 
 template <int lanes, bool isLower, bool isDivided>
 HBTOOLS_BODY void SolveOneTriangle(double const* t, int strideT, double* b, int strideB, int rows, int columns) {
+    using V = typename Group<lanes>::Type;
     int c = 0;
     if (rows == triangleRows)
         for (; c + lanes <= columns; c += lanes)
-            SolveStripBody<lanes, isLower, isDivided>(t, strideT, b + c, strideB, triangleRows);
+            SolveStrip<V, isLower, isDivided, triangleRows>(t, strideT, b + c, strideB, rows);
     else
-        for (; c + lanes <= columns; c += lanes)
-            SolveStripBody<lanes, isLower, isDivided>(t, strideT, b + c, strideB, rows);
-    for (; c < columns; ++c) {
-        for (int step = 0; step < rows; ++step) {
-            int const r = isLower ? step : rows - 1 - step;
-            double v = b[Offset(r, strideB) + c];
-            for (int known = 0; known < step; ++known) {
-                int const k = isLower ? known : rows - 1 - known;
-                v -= t[Offset(r, strideT) + k] * b[Offset(k, strideB) + c];
-            }
-            b[Offset(r, strideB) + c] = isDivided ? v / t[Offset(r, strideT) + r] : v;
-        }
-    }
+        for (; c + lanes <= columns; c += lanes) SolveStrip<V, isLower, isDivided, 0>(t, strideT, b + c, strideB, rows);
+    for (; c < columns; ++c) SolveStrip<double, isLower, isDivided, 0>(t, strideT, b + c, strideB, rows);
 }
 
 template <int lanes>
@@ -242,7 +239,7 @@ HBTOOLS_BODY void RotateStripBody(double* rows, int stride, RotationChain const*
         for (int k = chains[chain].count; k > 0; --k, ++rotation) {
             double const c = rotation->c, s = rotation->s;
             double* const next = at + step;
-            for (int g = 0; g < groups; ++g) {
+            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) {
                 V y;
                 std::memcpy(&y, next + g * lanes, sizeof y);
                 V const turned = x[g] * c + y * s;
@@ -287,7 +284,7 @@ struct PlainTile {
 
     static void Multiply(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* packed,
                          int rows, int count, int inner) {
-        for (int r = 0; r < rows; ++r) {
+        HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) {
             using V = Group<2>::Type;
             V sums[2] = {};
             for (int k = 0; k < inner; ++k) {
@@ -315,21 +312,21 @@ struct WideTile {
                                           double const* packed, int count, int inner) {
         using V = Group<4>::Type;
         Several<Several<V, groups>, rows> sums;
-        for (int r = 0; r < rows; ++r)
-            for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_setzero_pd();
+        HBTOOLS_UNROLL for (int r = 0; r < rows; ++r)
+            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_setzero_pd();
         for (int k = 0; k < inner; ++k, packed += columns) {
             Several<V, groups> b;
-            for (int g = 0; g < groups; ++g) b[g] = _mm256_loadu_pd(packed + 4 * g);
-            for (int r = 0; r < rows; ++r) {
+            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) b[g] = _mm256_loadu_pd(packed + 4 * g);
+            HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) {
                 __m256d const factor = _mm256_broadcast_sd(a + Offset(r, strideA) + k);
-                for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_fmadd_pd(factor, b[g], sums[r][g]);
+                HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_fmadd_pd(factor, b[g], sums[r][g]);
             }
         }
         // The last group of columns may be partly outside.
         __m256i const inside =
             _mm256_cmpgt_epi64(_mm256_set1_epi64x(count - 4 * (groups - 1)), _mm256_set_epi64x(3, 2, 1, 0));
-        for (int r = 0; r < rows; ++r) {
-            for (int g = 0; g < groups; ++g) {
+        HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) {
+            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) {
                 double* const target = c + Offset(r, strideC) + 4 * g;
                 bool const isLast = g == groups - 1;
                 __m256d const old = isLast ? _mm256_maskload_pd(target, inside) : _mm256_loadu_pd(target);
