@@ -226,6 +226,49 @@ HBTOOLS_BODY void AddRowsBody(double* __restrict sums, double const* rows, int s
     for (; r < rowCount; ++r) AddScaledBody(sums, factors[r], rows + Offset(r, stride), count);
 }
 
+template <int lanes>
+HBTOOLS_BODY void SymmetricProductBody(double* product, double const* rows, int stride, double const* u, int count) {
+    using V = typename Group<lanes>::Type;
+    constexpr int groups = parts / lanes;
+    for (int r = 0; r < count; ++r) {
+        // Each element of the triangle is used twice while it is at hand: in its row, and in that of its mirror image.
+        double const* const row = rows + Offset(r, stride);
+        double const factor = u[r];
+        double sum = 0;
+        int i = 0;
+        if (r >= parts) {
+            Several<V, groups> sums = {};
+            for (; i + parts <= r; i += parts) {
+                HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) {
+                    V x, y, z;
+                    std::memcpy(&x, row + i + g * lanes, sizeof x);
+                    std::memcpy(&y, u + i + g * lanes, sizeof y);
+                    std::memcpy(&z, product + i + g * lanes, sizeof z);
+                    sums[g] += x * y;
+                    z += factor * x;
+                    std::memcpy(product + i + g * lanes, &z, sizeof z);
+                }
+            }
+            double all[parts];
+            std::memcpy(all, sums, sizeof all);
+            sum = SumOfParts(all);
+        }
+        for (; i < r; ++i) {
+            sum += row[i] * u[i];
+            product[i] += factor * row[i];
+        }
+        product[r] = sum + row[r] * factor;
+    }
+}
+
+HBTOOLS_BODY void SymmetricUpdateBody(double* rows, int stride, double const* u, double const* v, int count) {
+    for (int r = 0; r < count; ++r) {
+        double* __restrict const row = rows + Offset(r, stride);
+        double const f = u[r], g = v[r];
+        for (int i = 0; i <= r; ++i) row[i] -= f * v[i] + g * u[i];
+    }
+}
+
 /// The columns of one strip: the row that the next rotation shares with this one stays in registers.
 template <int lanes, int groups>
 HBTOOLS_BODY void RotateStripBody(double* rows, int stride, RotationChain const* chains, int chainCount,
@@ -312,8 +355,8 @@ struct WideTile {
                                           double const* packed, int count, int inner) {
         using V = Group<4>::Type;
         Several<Several<V, groups>, rows> sums;
-        HBTOOLS_UNROLL for (int r = 0; r < rows; ++r)
-            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_setzero_pd();
+        HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] =
+            _mm256_setzero_pd();
         for (int k = 0; k < inner; ++k, packed += columns) {
             Several<V, groups> b;
             HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) b[g] = _mm256_loadu_pd(packed + 4 * g);
@@ -394,18 +437,29 @@ constexpr DenseKernels plainKernels = {Compiled<DotBody<2>>::Plain,           Co
                                        Compiled<FirstLargestBody<2>>::Plain,  Product<PlainTile>,
                                        Compiled<EliminateBody<2>>::Plain,     Compiled<SubtractRowsBody>::Plain,
                                        Compiled<SolveTriangleBody<2>>::Plain, Compiled<ReflectRowsBody<2>>::Plain,
-                                       Compiled<AddRowsBody>::Plain,          Compiled<RotateBody<2>>::Plain};
+                                       Compiled<AddRowsBody>::Plain,          Compiled<SymmetricProductBody<2>>::Plain,
+                                       Compiled<SymmetricUpdateBody>::Plain,  Compiled<RotateBody<2>>::Plain};
 
 constexpr DenseKernels wideKernels = {Compiled<DotBody<4>>::Wide,           Compiled<AddScaledBody>::Wide,
                                       Compiled<FirstLargestBody<4>>::Wide,  Product<WideTile>,
                                       Compiled<EliminateBody<4>>::Wide,     Compiled<SubtractRowsBody>::Wide,
                                       Compiled<SolveTriangleBody<4>>::Wide, Compiled<ReflectRowsBody<4>>::Wide,
-                                      Compiled<AddRowsBody>::Wide,          Compiled<RotateBody<4>>::Wide};
+                                      Compiled<AddRowsBody>::Wide,          Compiled<SymmetricProductBody<4>>::Wide,
+                                      Compiled<SymmetricUpdateBody>::Wide,  Compiled<RotateBody<4>>::Wide};
 
 DenseKernels const& Kernels() {
     static DenseKernels const& best =
         __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? wideKernels : plainKernels;
     return best;
+}
+
+void Transpose(double const* from, int strideFrom, double* to, int strideTo, int rows, int columns) {
+    constexpr int tile = 16;  // rows and columns that stay in the nearest cache together
+    for (int top = 0; top < rows; top += tile)
+        for (int left = 0; left < columns; left += tile)
+            for (int r = top; r < std::min(top + tile, rows); ++r)
+                for (int c = left; c < std::min(left + tile, columns); ++c)
+                    to[Offset(c, strideTo) + r] = from[Offset(r, strideFrom) + c];
 }
 
 }  // namespace KxN::detail

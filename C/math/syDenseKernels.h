@@ -42,6 +42,10 @@ struct DenseKernels {
     void (*reflectRows)(double* rows, int stride, int rowCount, double const* u, double h, double const* v, int count);
     /// sums += the sum of factors[i] * row i
     void (*addRows)(double* sums, double const* rows, int stride, int rowCount, double const* factors, int count);
+    /// product = A u, where the lower triangle of `rows` is that of the symmetric matrix A.
+    void (*symmetricProduct)(double* product, double const* rows, int stride, double const* u, int count);
+    /// A -= u v^T + v u^T in the lower triangle.
+    void (*symmetricUpdate)(double* rows, int stride, double const* u, double const* v, int count);
     /// Rotates rows of a matrix, chain after chain.
     void (*rotate)(double* rows, int stride, int length, RotationChain const* chains, int chainCount,
                    Rotation const* rotations);
@@ -52,5 +56,8 @@ constexpr int triangleRows = 8;
 extern DenseKernels const plainKernels;
 /// The best for this processor.
 DenseKernels const& Kernels();
+
+/// `to` gets the columns of `from` as rows.
+void Transpose(double const* from, int strideFrom, double* to, int strideTo, int rows, int columns);
 
 }  // namespace KxN::detail

@@ -160,12 +160,8 @@ KxMatrix& KxMatrix::operator-=(KxMatrix const& other) {
 }
 
 KxMatrix KxMatrix::Transpose() const {
-    constexpr int tile = 16;  // rows and columns that stay in the nearest cache together
     KxMatrix result(m_height, m_width);
-    for (int top = 0; top < m_height; top += tile)
-        for (int left = 0; left < m_width; left += tile)
-            for (int r = top; r < std::min(top + tile, m_height); ++r)
-                for (int c = left; c < std::min(left + tile, m_width); ++c) result.m_rows[c][r] = m_rows[r][c];
+    detail::Transpose(Data(), m_width, result.Data(), m_height, m_height, m_width);
     return result;
 }
 

@@ -6,6 +6,7 @@
 #include "hbtools/math/syMatrix.h"
 #include "math/syDenseKernels.h"
 #include "math/syHypotenuse.h"
+#include "math/syRotationList.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -23,6 +24,7 @@ using detail::WithSign;
 void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
     auto const row = [=](int r) { return q + static_cast<std::ptrdiff_t>(r) * stride; };
     if (n == 0) return;
+    detail::DenseKernels const& kernels = detail::Kernels();
     for (int i = n - 1; i > 0; --i) {
         double* const u = row(i);
         double scale = 0, h = 0;
@@ -42,31 +44,18 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
         e[i] = scale * g;
         h -= f * g;
         u[i - 1] = f - g;
-        // e[0..i) = A u / h, by the lower triangle alone
-        std::fill_n(e, i, 0.0);
-        for (int j = 0; j < i; ++j) {
-            double const* const a = row(j);
-            e[j] += detail::Kernels().dot(a, u, j + 1);
-            for (int k = 0; k < j; ++k) e[k] += a[k] * u[j];
-        }
+        // A becomes A - u v^T - v u^T, where v = A u / h - (u^T A u / 2 h^2) u stands in e.
+        kernels.symmetricProduct(e, q, stride, u, i);
         for (int j = 0; j < i; ++j) e[j] /= h;
-        double const half = detail::Kernels().dot(e, u, i) / (h + h);
+        double const half = kernels.dot(e, u, i) / (h + h);
         for (int j = 0; j < i; ++j) e[j] -= half * u[j];
-        for (int j = 0; j < i; ++j) {
-            double* const a = row(j);
-            for (int k = 0; k <= j; ++k) a[k] -= u[j] * e[k] + e[j] * u[k];
-        }
+        kernels.symmetricUpdate(q, stride, u, e, i);
         d[i] = h;
     }
     e[0] = 0.0;
     for (int i = 0; i < n; ++i) {
         double* const u = row(i);
-        if (i > 0 && d[i] != 0.0)
-            for (int j = 0; j < i; ++j) {
-                double* const column = row(j);
-                double const g = detail::Kernels().dot(column, u, i) / d[i];
-                for (int k = 0; k < i; ++k) column[k] -= g * u[k];
-            }
+        if (i > 0 && d[i] != 0.0) kernels.reflectRows(q, stride, i, u, -d[i], u, i);
         d[i] = u[i];
         std::fill_n(u, i, 0.0);
         u[i] = 1.0;
@@ -80,6 +69,7 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
     for (int i = 1; i < n; ++i) e[i - 1] = e[i];
     e[n - 1] = 0.0;
     int const limit = std::max(2 * n, 32);
+    detail::RotationList rotations(detail::Kernels(), q, length, length);
     for (int l = 0; l < n; ++l) {
         for (int iteration = 0;; ++iteration) {
             int m = l;
@@ -88,11 +78,15 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
                 if (KxMath::Abs(e[m]) + sum == sum) break;
             }
             if (m == l) break;
-            if (iteration == limit) return false;
+            if (iteration == limit) {
+                rotations.Make();
+                return false;
+            }
             double g = (d[l + 1] - d[l]) / (2.0 * e[l]);
             g = d[m] - d[l] + e[l] / (g + WithSign(Hypotenuse(g, 1.0), g));
             double s = 1.0, c = 1.0, p = 0.0;
             int i = m - 1;
+            rotations.Begin(m, -1);
             for (; i >= l; --i) {
                 double const f = s * e[i], b = c * e[i];
                 double r = Hypotenuse(f, g);
@@ -109,12 +103,7 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
                 p = s * r;
                 d[i + 1] = g + p;
                 g = c * r - b;
-                double* const left = q + static_cast<std::ptrdiff_t>(i) * length;
-                for (int k = 0; k < length; ++k) {
-                    double const upper = left[length + k];
-                    left[length + k] = s * left[k] + c * upper;
-                    left[k] = c * left[k] - s * upper;
-                }
+                rotations.Add(c, s);
             }
             if (i >= l) continue;
             d[l] -= p;
@@ -122,6 +111,7 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
             e[m] = 0.0;
         }
     }
+    rotations.Make();
     return true;
 }
 

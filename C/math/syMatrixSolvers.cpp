@@ -18,6 +18,14 @@ using detail::Scratch;
 using Work = Scratch<double, few * few>;
 using Places = Scratch<int, 2 * few>;
 
+std::ptrdiff_t Offset(int row, int stride) {
+    return static_cast<std::ptrdiff_t>(row) * stride;
+}
+
+std::ptrdiff_t Square(int n) {
+    return Offset(n, n);
+}
+
 bool IsNonZero(double value) {
     return value < 0.0 || value > 0.0;
 }
@@ -26,7 +34,7 @@ bool IsNonZero(double value) {
 void CopySquare(KxMatrix const& matrix, double* square) {
     int const n = matrix.Height(), width = std::min(n, matrix.Width());
     for (int r = 0; r < n; ++r) {
-        double* const row = square + static_cast<std::ptrdiff_t>(r) * n;
+        double* const row = square + Offset(r, n);
         std::fill(std::copy_n(matrix[r], width, row), row + n, 0.0);
     }
 }
@@ -36,10 +44,10 @@ class FullFactors {
 public:
     /// `lu` has room for the factors.
     FullFactors(KxMatrix const& matrix, double* lu)
-        : m_n(matrix.Height()), m_work(m_n * m_n), m_rows(m_n), m_columns(m_n), m_lu(lu) {
+        : m_n(matrix.Height()), m_work(Square(m_n)), m_rows(m_n), m_columns(m_n), m_lu(lu) {
         if (matrix.Width() != m_n) return;
-        std::copy_n(matrix.Data(), m_n * m_n, m_work.Data());
-        Places order(2 * m_n);
+        std::copy_n(matrix.Data(), Square(m_n), m_work.Data());
+        Places order(Offset(m_n, 2));
         m_isRegular = detail::FactorFully(detail::Kernels(), m_work.Data(), m_n, m_rows.Data(), m_columns.Data(),
                                           order.Data(), lu);
     }
@@ -52,7 +60,7 @@ public:
         detail::InvertLower(detail::Kernels(), true, m_lu, inverse, m_n);
         detail::SolveTriangle(detail::Kernels(), false, false, m_lu, m_n, inverse, m_n, m_n, m_n);
         for (int k = 0; k < m_n; ++k)
-            for (int c = 0; c < m_n; ++c) m_lu[m_columns[k] * m_n + m_rows[c]] = inverse[k * m_n + c];
+            for (int c = 0; c < m_n; ++c) m_lu[Offset(m_columns[k], m_n) + m_rows[c]] = inverse[Offset(k, m_n) + c];
     }
 
     KxMatrix Solve(KxMatrix const& right) {
@@ -75,7 +83,7 @@ private:
 
 /// LU in place of the n * n elements. Follows the exchanges in *permutation and *sign, which may be null.
 void Factor(double* square, int n, int* permutation, int* sign) {
-    Scratch<double, few * detail::triangleRows> work(n * detail::triangleRows);
+    Scratch<double, few * detail::triangleRows> work(Offset(n, detail::triangleRows));
     Scratch<int, few> pivots(n);
     detail::FactorLU(detail::Kernels(), square, n, pivots.Data(), work.Data());
     if (permutation)
@@ -120,7 +128,7 @@ KxMatrix KxMatrix::LUDecomposition(KxTArray<int>* permutation, int* sign) const 
 
 KxMatrix KxMatrix::LUInverse() const {
     int const n = m_height;
-    Work lu(n * n), row(n);
+    Work lu(Square(n)), row(n);
     Scratch<int, few> permutation(n);
     CopySquare(*this, lu.Data());
     Factor(lu.Data(), n, permutation.Data(), nullptr);
@@ -136,16 +144,16 @@ KxMatrix KxMatrix::LUInverse() const {
 
 double KxMatrix::Determinant() const {
     int sign = 1;
-    Work lu(m_height * m_height);
+    Work lu(Square(m_height));
     CopySquare(*this, lu.Data());
     Factor(lu.Data(), m_height, nullptr, &sign);
     double product = sign;
-    for (int i = 0; i < m_height; ++i) product *= lu[i * m_height + i];
+    for (int i = 0; i < m_height; ++i) product *= lu[Offset(i, m_height) + i];
     return product;
 }
 
 bool KxMatrix::SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
-    Work lu(A.m_height * A.m_height);
+    Work lu(Square(A.m_height));
     FullFactors factors(A, lu.Data());
     if (!factors.IsRegular()) return false;
     X = factors.Solve(B);
