@@ -77,10 +77,39 @@ void InvertLower(DenseKernels const& kernels, bool isDivided, double const* t, i
     InvertLower(kernels, isDivided, left + half, strideT, below, strideB, n - half, lead + half);
 }
 
+/// LU as it is defined, row by row. knownSize is 0 where n is not known in advance.
+template <int knownSize>
+void FactorSmall(double* a, int someSize, int* pivots) {
+    int const n = knownSize ? knownSize : someSize;
+    for (int k = 0; k < n; ++k) {
+        int at = k;
+        double largest = 0.0;
+        for (int r = k; r < n; ++r) {
+            if (!(std::abs(a[r * n + k]) > largest)) continue;
+            largest = std::abs(a[r * n + k]);
+            at = r;
+        }
+        pivots[k] = at;
+        if (at != k)
+            for (int c = 0; c < n; ++c) std::swap(a[k * n + c], a[at * n + c]);
+        for (int r = k + 1; r < n; ++r) {
+            double const factor = a[r * n + k] /= a[k * n + k];
+            for (int c = k + 1; c < n; ++c) a[r * n + c] -= factor * a[k * n + c];
+        }
+    }
+}
+
 }  // namespace
 
 void FactorLU(DenseKernels const& kernels, double* a, int n, int* pivots, double* work) {
-    FactorColumns(kernels, a, n, n, n, pivots, work);
+    if (n == 3)
+        FactorSmall<3>(a, n, pivots);
+    else if (n == 4)
+        FactorSmall<4>(a, n, pivots);
+    else if (n <= triangleRows)
+        FactorSmall<0>(a, n, pivots);
+    else
+        FactorColumns(kernels, a, n, n, n, pivots, work);
 }
 
 void SolveTriangle(DenseKernels const& kernels, bool isLower, bool isDivided, double const* t, int strideT, double* b,

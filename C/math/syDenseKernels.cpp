@@ -325,17 +325,17 @@ constexpr int height = 192;  // rows of a that stay in the next one meanwhile
 struct PlainTile {
     static constexpr int columns = 4;
 
-    static void Multiply(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* packed,
-                         int rows, int count, int inner) {
+    static void Multiply(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* b,
+                         int strideB, int rows, int count, int inner) {
         HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) {
             using V = Group<2>::Type;
             V sums[2] = {};
             for (int k = 0; k < inner; ++k) {
                 double const factor = a[Offset(r, strideA) + k];
                 for (int g = 0; g < 2; ++g) {
-                    V b;
-                    std::memcpy(&b, packed + k * columns + 2 * g, sizeof b);
-                    sums[g] += factor * b;
+                    V v;
+                    std::memcpy(&v, b + Offset(k, strideB) + 2 * g, sizeof v);
+                    sums[g] += factor * v;
                 }
             }
             double* const target = c + Offset(r, strideC);
@@ -352,17 +352,17 @@ struct WideTile {
 
     template <int rows, int groups>
     HBTOOLS_WIDE static void MultiplyRows(bool isSubtracted, double* c, int strideC, double const* a, int strideA,
-                                          double const* packed, int count, int inner) {
+                                          double const* b, int strideB, int count, int inner) {
         using V = Group<4>::Type;
         Several<Several<V, groups>, rows> sums;
         HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] =
             _mm256_setzero_pd();
-        for (int k = 0; k < inner; ++k, packed += columns) {
-            Several<V, groups> b;
-            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) b[g] = _mm256_loadu_pd(packed + 4 * g);
+        for (int k = 0; k < inner; ++k, b += strideB) {
+            Several<V, groups> v;
+            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) v[g] = _mm256_loadu_pd(b + 4 * g);
             HBTOOLS_UNROLL for (int r = 0; r < rows; ++r) {
                 __m256d const factor = _mm256_broadcast_sd(a + Offset(r, strideA) + k);
-                HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_fmadd_pd(factor, b[g], sums[r][g]);
+                HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) sums[r][g] = _mm256_fmadd_pd(factor, v[g], sums[r][g]);
             }
         }
         // The last group of columns may be partly outside.
@@ -382,21 +382,27 @@ struct WideTile {
         }
     }
 
-    static void Multiply(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* packed,
-                         int rows, int count, int inner) {
+    static void Multiply(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* b,
+                         int strideB, int rows, int count, int inner) {
         using Function = decltype(&MultiplyRows<1, 1>);
         static constexpr Function functions[tileRows][3] = {
             {MultiplyRows<1, 1>, MultiplyRows<1, 2>, MultiplyRows<1, 3>},
             {MultiplyRows<2, 1>, MultiplyRows<2, 2>, MultiplyRows<2, 3>},
             {MultiplyRows<3, 1>, MultiplyRows<3, 2>, MultiplyRows<3, 3>},
             {MultiplyRows<4, 1>, MultiplyRows<4, 2>, MultiplyRows<4, 3>}};
-        functions[rows - 1][(count - 1) / 4](isSubtracted, c, strideC, a, strideA, packed, count, inner);
+        functions[rows - 1][(count - 1) / 4](isSubtracted, c, strideC, a, strideA, b, strideB, count, inner);
     }
 };
 
 template <class Tile>
 void Product(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* b, int strideB,
              int rows, int columns, int inner) {
+    if (rows <= 2 * tileRows && columns <= Tile::columns && columns % 4 == 0) {
+        for (int r = 0; r < rows; r += tileRows)
+            Tile::Multiply(isSubtracted, c + Offset(r, strideC), strideC, a + Offset(r, strideA), strideA, b, strideB,
+                           std::min(tileRows, rows - r), columns, inner);
+        return;
+    }
     alignas(64) double packed[depth * Tile::columns];
     for (int k = 0; k < inner; k += depth) {
         int const deep = std::min(depth, inner - k);
@@ -415,7 +421,7 @@ void Product(bool isSubtracted, double* c, int strideC, double const* a, int str
                 }
                 for (int r = top; r < end; r += tileRows)
                     Tile::Multiply(isSubtracted, c + Offset(r, strideC) + left, strideC, a + Offset(r, strideA) + k,
-                                   strideA, packed, std::min(tileRows, end - r), count, deep);
+                                   strideA, packed, Tile::columns, std::min(tileRows, end - r), count, deep);
             }
         }
     }
