@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 namespace KxN::detail {
 
@@ -99,7 +100,57 @@ void FactorSmall(double* a, int someSize, int* pivots) {
     }
 }
 
+/// knownSize is 0 where n is not known in advance.
+template <int knownSize>
+bool InvertSquare(double* a, int someSize, double* b, int width) {
+    int const n = knownSize ? knownSize : someSize;
+    bool isDone[smallSize] = {};
+    int rows[smallSize], columns[smallSize];
+    for (int step = 0; step < n; ++step) {
+        double largest = 0.0;
+        int row = -1, column = -1;
+        for (int r = 0; r < n; ++r) {
+            if (isDone[r]) continue;
+            for (int c = 0; c < n; ++c) {
+                if (isDone[c] || !(std::abs(a[r * n + c]) > largest)) continue;
+                largest = std::abs(a[r * n + c]);
+                row = r;
+                column = c;
+            }
+        }
+        if (row < 0) return false;
+        isDone[column] = true;
+        rows[step] = row;
+        columns[step] = column;
+        double* const pivotRow = a + column * n;
+        double* const right = b + Offset(column, width);
+        if (row != column) {
+            for (int c = 0; c < n; ++c) std::swap(a[row * n + c], pivotRow[c]);
+            std::swap_ranges(right, right + width, b + Offset(row, width));
+        }
+        double const pivot = std::exchange(pivotRow[column], 1.0);
+        for (int c = 0; c < n; ++c) pivotRow[c] /= pivot;
+        for (int c = 0; c < width; ++c) right[c] /= pivot;
+        for (int r = 0; r < n; ++r) {
+            if (r == column) continue;
+            double const factor = std::exchange(a[r * n + column], 0.0);
+            for (int c = 0; c < n; ++c) a[r * n + c] -= factor * pivotRow[c];
+            for (int c = 0; c < width; ++c) b[Offset(r, width) + c] -= factor * right[c];
+        }
+    }
+    for (int step = n - 1; step >= 0; --step)
+        if (rows[step] != columns[step])
+            for (int r = 0; r < n; ++r) std::swap(a[r * n + rows[step]], a[r * n + columns[step]]);
+    return true;
+}
+
 }  // namespace
+
+bool InvertSmall(double* a, int n, double* b, int width) {
+    if (n == 3) return InvertSquare<3>(a, n, b, width);
+    if (n == 4) return InvertSquare<4>(a, n, b, width);
+    return InvertSquare<0>(a, n, b, width);
+}
 
 void FactorLU(DenseKernels const& kernels, double* a, int n, int* pivots, double* work) {
     if (n == 3)

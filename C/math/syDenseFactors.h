@@ -19,8 +19,14 @@ void SolveTriangle(DenseKernels const& kernels, bool isLower, bool isDivided, do
 /// The inverse of the lower triangle of t into b, which must be zero above the diagonal and is overwritten.
 void InvertLower(DenseKernels const& kernels, bool isDivided, double const* t, double* b, int n);
 
-/// Elimination with full pivoting: the first largest value of what is left, by rows and columns, is next; the row that
-/// has its column's number takes the place of its row. False as soon as the largest is zero or there is none.
+/// Gauss-Jordan elimination with full pivoting of at most smallSize rows: a becomes its inverse and b, of `width`
+/// columns, the solution. False, with both in between, as soon as the largest of what is left is zero or there is none.
+bool InvertSmall(double* a, int n, double* b, int width);
+
+constexpr int smallSize = 8;
+
+/// The same pivots for any size, as factors: the first largest value of what is left, by rows and columns, is next; the row that
+/// has its column's number takes the place of its row. False as above.
 /// On success a P = L U with the pivots in L: lu holds L, and U above the diagonal; step k took row rows[k] and column
 /// columns[k]. a is destroyed; lu may be null. `order` has 2 * n elements.
 bool FactorFully(DenseKernels const& kernels, double* a, int n, int* rows, int* columns, int* order, double* lu);

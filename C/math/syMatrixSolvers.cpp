@@ -12,7 +12,7 @@ namespace KxN {
 
 namespace {
 
-constexpr std::size_t few = 8;  // rows of a matrix for which all working memory is on the stack
+constexpr std::size_t few = detail::smallSize;  // rows of a matrix for which all working memory is on the stack
 
 using detail::Scratch;
 using Work = Scratch<double, few * few>;
@@ -94,6 +94,54 @@ void Factor(double* square, int n, int* permutation, int* sign) {
     }
 }
 
+/// Into `inverse`, of height * height elements.
+void InvertByLU(KxMatrix const& matrix, double* inverse) {
+    int const n = matrix.Height();
+    Work lu(Square(n)), row(n);
+    Scratch<int, few> permutation(n);
+    CopySquare(matrix, lu.Data());
+    Factor(lu.Data(), n, permutation.Data(), nullptr);
+    detail::InvertLower(detail::Kernels(), false, lu.Data(), inverse, n);
+    detail::SolveTriangle(detail::Kernels(), false, true, lu.Data(), n, inverse, n, n, n);
+    for (int r = 0; r < n; ++r) {
+        double* const target = inverse + Offset(r, n);
+        std::copy_n(target, n, row.Data());
+        for (int c = 0; c < n; ++c) target[permutation[c]] = row[c];
+    }
+}
+
+double LargestSum(double const* square, int n) {
+    double largest = 0;
+    for (int r = 0; r < n; ++r) {
+        double sum = 0;
+        for (int c = 0; c < n; ++c) sum += KxMath::Abs(square[Offset(r, n) + c]);
+        largest = KxMath::Max(largest, sum);
+    }
+    return largest;
+}
+
+/// Into `inverse` by LU; false if the square matrix is singular. Full pivoting, which decides that, costs more than the
+/// inverse. It is left out where it cannot find a zero: it is as exact for a matrix at most n^3 roundings away, and the
+/// nearest singular one is farther than that unless the condition, which the inverse tells, is far above the bound here.
+bool InvertRegular(KxMatrix const& matrix, double* inverse) {
+    int const n = matrix.Height();
+    if (n > detail::smallSize) {
+        InvertByLU(matrix, inverse);
+        double const size = LargestSum(matrix.Data(), n), condition = size * LargestSum(inverse, n);
+        if (size > 1e-200 && condition < 1e14 / (static_cast<double>(n) * n * n)) return true;
+    }
+    if (matrix.IsSingular()) return false;
+    if (n <= detail::smallSize) InvertByLU(matrix, inverse);
+    return true;
+}
+
+/// x = the n * n elements times b, which may be x.
+void MultiplyInto(KxVec& x, double const* square, int n, KxVec const& b) {
+    KxVec result{KxTArray<double>(n)};
+    for (int r = 0; r < n; ++r) result[r] = detail::Kernels().dot(square + Offset(r, n), b.Data(), n);
+    x = std::move(result);
+}
+
 /// Row form of a solver on matrices: one column in, one column out. x stays as it is where there is no result.
 template <class Solve>
 bool SolveColumn(Solve solve, KxMatrix const& A, KxVec& x, KxVec const& b) {
@@ -111,6 +159,10 @@ bool KxMatrix::IsSingular() const {
 }
 
 KxMatrix KxMatrix::GaussJordanInverse() const {
+    if (m_width == m_height && m_height <= detail::smallSize) {
+        KxMatrix inverse(*this);
+        return detail::InvertSmall(inverse.Data(), m_height, nullptr, 0) ? inverse : KxMatrix();
+    }
     KxMatrix inverse(m_width, m_height);
     FullFactors factors(*this, inverse.Data());
     if (!factors.IsRegular()) return {};
@@ -127,18 +179,8 @@ KxMatrix KxMatrix::LUDecomposition(KxTArray<int>* permutation, int* sign) const 
 }
 
 KxMatrix KxMatrix::LUInverse() const {
-    int const n = m_height;
-    Work lu(Square(n)), row(n);
-    Scratch<int, few> permutation(n);
-    CopySquare(*this, lu.Data());
-    Factor(lu.Data(), n, permutation.Data(), nullptr);
-    KxMatrix inverse(n, n);
-    detail::InvertLower(detail::Kernels(), false, lu.Data(), inverse.Data(), n);
-    detail::SolveTriangle(detail::Kernels(), false, true, lu.Data(), n, inverse.Data(), n, n, n);
-    for (int r = 0; r < n; ++r) {
-        std::copy_n(inverse[r], n, row.Data());
-        for (int c = 0; c < n; ++c) inverse[r][permutation[c]] = row[c];
-    }
+    KxMatrix inverse(m_height, m_height);
+    InvertByLU(*this, inverse.Data());
     return inverse;
 }
 
@@ -153,7 +195,15 @@ double KxMatrix::Determinant() const {
 }
 
 bool KxMatrix::SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
-    Work lu(Square(A.m_height));
+    int const n = A.m_height;
+    Work lu(Square(n));
+    if (A.m_width == n && n <= detail::smallSize) {
+        KxMatrix result(B);
+        std::copy_n(A.Data(), n * n, lu.Data());
+        if (!detail::InvertSmall(lu.Data(), n, result.Data(), B.m_width)) return false;
+        X = std::move(result);
+        return true;
+    }
     FullFactors factors(A, lu.Data());
     if (!factors.IsRegular()) return false;
     X = factors.Solve(B);
@@ -170,7 +220,10 @@ bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxMatrix& X, KxMatrix co
 }
 
 bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxVec& x, KxVec const& b) {
-    return SolveColumn([](auto&&... of) { return SolveEquationSystemLU(of...); }, A, x, b);
+    Work inverse(Square(A.m_height));
+    InvertByLU(A, inverse.Data());
+    MultiplyInto(x, inverse.Data(), A.m_height, b);
+    return true;
 }
 
 bool KxMatrix::SolveEquationSystemSVD(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
@@ -192,12 +245,22 @@ bool KxMatrix::SolveEquationSystemSVD(KxMatrix const& A, KxVec& x, KxVec const& 
 }
 
 bool KxMatrix::SolveEquationSystem(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
-    bool const isUnique = A.m_width == A.m_height && !A.IsSingular();
-    return isUnique ? SolveEquationSystemLU(A, X, B) : SolveEquationSystemSVD(A, X, B);
+    if (A.m_width != A.m_height) return SolveEquationSystemSVD(A, X, B);
+    Work inverse(Square(A.m_height));
+    if (!InvertRegular(A, inverse.Data())) return SolveEquationSystemSVD(A, X, B);
+    KxMatrix result(B.m_width, A.m_height);
+    detail::Kernels().product(false, result.Data(), B.m_width, inverse.Data(), A.m_height, B.Data(), B.m_width,
+                              A.m_height, B.m_width, A.m_height);
+    X = std::move(result);
+    return true;
 }
 
 bool KxMatrix::SolveEquationSystem(KxMatrix const& A, KxVec& x, KxVec const& b) {
-    return SolveColumn([](auto&&... of) { return SolveEquationSystem(of...); }, A, x, b);
+    if (A.m_width != A.m_height) return SolveEquationSystemSVD(A, x, b);
+    Work inverse(Square(A.m_height));
+    if (!InvertRegular(A, inverse.Data())) return SolveEquationSystemSVD(A, x, b);
+    MultiplyInto(x, inverse.Data(), A.m_height, b);
+    return true;
 }
 
 }  // namespace KxN
