@@ -7,6 +7,7 @@
 #include "math/syDenseKernels.h"
 #include "math/syHypotenuse.h"
 #include "math/syRotationList.h"
+#include "math/syScratch.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -17,7 +18,10 @@ namespace KxN {
 namespace {
 
 using detail::Hypotenuse;
+using detail::Scratch;
 using detail::WithSign;
+
+constexpr std::size_t few = 8;  // rows of a matrix for which all working memory is on the stack
 
 /// Reduces the symmetric n * n matrix q to tridiagonal form d, e from its last row up. q becomes the transposed matrix of
 /// the transformation.
@@ -63,13 +67,13 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
     }
 }
 
-/// The eigenvalues of the tridiagonal matrix d, e into d; q has n rows of `length`, which are rotated with them.
-bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
+/// The eigenvalues of the tridiagonal matrix d, e into d; the n rows of q are rotated with them.
+bool ImplicitQl(double* q, int stride, int n, double* d, double* e) {
     if (n < 1) return true;
     for (int i = 1; i < n; ++i) e[i - 1] = e[i];
     e[n - 1] = 0.0;
     int const limit = std::max(2 * n, 32);
-    detail::RotationList rotations(detail::Kernels(), q, length, length);
+    detail::RotationList rotations(q, stride);
     for (int l = 0; l < n; ++l) {
         for (int iteration = 0;; ++iteration) {
             int m = l;
@@ -115,6 +119,29 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
     return true;
 }
 
+/// The columns of a matrix as rows that can be rotated.
+class Columns {
+public:
+    Columns(int count, int length)
+        : m_length(length), m_count(count), m_values(static_cast<std::ptrdiff_t>(count) * m_stride) {
+        std::fill_n(m_values.Data(), static_cast<std::ptrdiff_t>(count) * m_stride, 0.0);
+    }
+
+    double* Data() { return m_values.Data(); }
+    int Stride() const { return m_stride; }
+    double* operator[](int column) { return m_values.Data() + static_cast<std::ptrdiff_t>(column) * m_stride; }
+    void Take(KxMatrix const& matrix) {
+        detail::Transpose(matrix.Data(), m_count, m_values.Data(), m_stride, m_length, m_count);
+    }
+    void Give(KxMatrix& matrix) {
+        detail::Transpose(m_values.Data(), m_stride, matrix.Data(), m_count, m_count, m_length);
+    }
+
+private:
+    int m_length, m_count, m_stride = detail::RotatedStride(m_length);
+    Scratch<double, few * few> m_values;
+};
+
 }  // namespace
 
 void KxMatrix::TridiagonalizeHouseholder(KxVec* diagonal, KxVec* offDiagonal) {
@@ -128,20 +155,27 @@ void KxMatrix::TridiagonalizeHouseholder(KxVec* diagonal, KxVec* offDiagonal) {
 
 bool KxMatrix::QLAlgorithm(KxVec& diagonal, KxVec& offDiagonal) {
     if (m_width < 1) return true;
-    KxMatrix columns = Transpose();
-    bool const isDone = ImplicitQl(columns.Data(), m_height, m_width, diagonal.Data(), offDiagonal.Data());
-    *this = columns.Transpose();
+    Columns columns(m_width, m_height);
+    columns.Take(*this);
+    bool const isDone = ImplicitQl(columns.Data(), columns.Stride(), m_width, diagonal.Data(), offDiagonal.Data());
+    columns.Give(*this);
     return isDone;
 }
 
 KxMatrix KxMatrix::EigenVectors(KxVec* eigenvalues) const {
-    KxMatrix columns(*this);
     int const n = std::min(m_width, m_height);
-    KxVec d(n), e(n);
-    Tridiagonalize(columns.Data(), m_width, n, d.Data(), e.Data());
-    ImplicitQl(columns.Data(), m_width, n, d.Data(), e.Data());
-    if (eigenvalues) *eigenvalues = d;
-    return columns.Transpose();
+    Columns columns(n, n);
+    for (int r = 0; r < n; ++r) std::copy_n(m_rows[r], n, columns[r]);
+    Scratch<double, few> d(n), e(n);
+    Tridiagonalize(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
+    ImplicitQl(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
+    if (eigenvalues) {
+        eigenvalues->Resize(n);
+        std::copy_n(d.Data(), n, eigenvalues->Data());
+    }
+    KxMatrix result(n, n);
+    columns.Give(result);
+    return result;
 }
 
 }  // namespace KxN

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <utility>
 
 namespace KxN {
@@ -94,12 +95,19 @@ void Factor(double* square, int n, int* permutation, int* sign) {
     }
 }
 
-/// Into `inverse`, of height * height elements.
-void InvertByLU(KxMatrix const& matrix, double* inverse) {
+double LargestSize(double const* values, std::ptrdiff_t count) {
+    double largest = 0;
+    for (std::ptrdiff_t i = 0; i < count; ++i) largest = KxMath::Max(KxMath::Abs(values[i]), largest);
+    return largest;
+}
+
+/// Into `inverse`, of height * height elements. Returns the largest element that was met on the way.
+double InvertByLU(KxMatrix const& matrix, double* inverse) {
     int const n = matrix.Height();
     Work lu(Square(n)), row(n);
     Scratch<int, few> permutation(n);
     CopySquare(matrix, lu.Data());
+    double const largest = n > detail::smallSize ? LargestSize(lu.Data(), Square(n)) : 0.0;
     Factor(lu.Data(), n, permutation.Data(), nullptr);
     detail::InvertLower(detail::Kernels(), false, lu.Data(), inverse, n);
     detail::SolveTriangle(detail::Kernels(), false, true, lu.Data(), n, inverse, n, n, n);
@@ -108,31 +116,31 @@ void InvertByLU(KxMatrix const& matrix, double* inverse) {
         std::copy_n(target, n, row.Data());
         for (int c = 0; c < n; ++c) target[permutation[c]] = row[c];
     }
+    return n > detail::smallSize ? KxMath::Max(largest, LargestSize(lu.Data(), Square(n))) : 0.0;
 }
 
-double LargestSum(double const* square, int n) {
-    double largest = 0;
+/// Whether full pivoting cannot find a pivot of zero. It works exactly on a matrix that differs by less than n^3 roundings
+/// of the largest element, and the nearest singular matrix is 1 / |inverse| away; so is the inverse known, which is why
+/// what it met on the way counts too. The bound leaves two digits for larger elements that full pivoting may meet.
+bool IsSurelyRegular(double const* inverse, int n, double largest) {
+    double norm = 0, sumOfAll = 0;
     for (int r = 0; r < n; ++r) {
         double sum = 0;
-        for (int c = 0; c < n; ++c) sum += KxMath::Abs(square[Offset(r, n) + c]);
-        largest = KxMath::Max(largest, sum);
+        for (int c = 0; c < n; ++c) sum += KxMath::Abs(inverse[Offset(r, n) + c]);
+        norm = KxMath::Max(norm, sum);
+        sumOfAll += sum;
     }
-    return largest;
+    bool const isFinite = sumOfAll < std::numeric_limits<double>::infinity();
+    return isFinite && largest > 1e-200 && largest * norm < 1e14 / (static_cast<double>(n) * n * n);
 }
 
 /// Into `inverse` by LU; false if the square matrix is singular. Full pivoting, which decides that, costs more than the
-/// inverse. It is left out where it cannot find a zero: it is as exact for a matrix at most n^3 roundings away, and the
-/// nearest singular one is farther than that unless the condition, which the inverse tells, is far above the bound here.
+/// inverse, so it is left out where its result is known.
 bool InvertRegular(KxMatrix const& matrix, double* inverse) {
     int const n = matrix.Height();
-    if (n > detail::smallSize) {
-        InvertByLU(matrix, inverse);
-        double const size = LargestSum(matrix.Data(), n), condition = size * LargestSum(inverse, n);
-        if (size > 1e-200 && condition < 1e14 / (static_cast<double>(n) * n * n)) return true;
-    }
-    if (matrix.IsSingular()) return false;
-    if (n <= detail::smallSize) InvertByLU(matrix, inverse);
-    return true;
+    if (n <= detail::smallSize && matrix.IsSingular()) return false;
+    double const largest = InvertByLU(matrix, inverse);
+    return n <= detail::smallSize || IsSurelyRegular(inverse, n, largest) || !matrix.IsSingular();
 }
 
 /// x = the n * n elements times b, which may be x.

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 namespace KxN {
 
@@ -54,15 +55,15 @@ public:
     explicit Decomposition(KxMatrix const& matrix)
         : m_m(matrix.Height()),
           m_n(matrix.Width()),
-          m_a(Offset(m_n, m_m)),
-          m_v(Offset(m_n, m_n)),
+          m_a(Offset(m_n, m_strideA)),
+          m_v(Offset(m_n, m_strideV)),
           m_w(m_n),
           m_e(m_n),
           m_u(std::max(m_m, m_n)),
-          m_sums(m_m),
-          m_turnsOfA(m_kernels, m_a.Data(), m_m, m_m),
-          m_turnsOfV(m_kernels, m_v.Data(), m_n, m_n) {
-        detail::Transpose(matrix.Data(), m_n, m_a.Data(), m_m, m_m, m_n);
+          m_sums(m_m) {
+        std::fill_n(m_a.Data(), Offset(m_n, m_strideA), 0.0);
+        std::fill_n(m_v.Data(), Offset(m_n, m_strideV), 0.0);
+        detail::Transpose(matrix.Data(), m_n, m_a.Data(), m_strideA, m_m, m_n);
         Reduce();
         AccumulateRight();
         AccumulateLeft();
@@ -82,8 +83,8 @@ public:
         U.Resize(m_n, m_m);
         V.Resize(m_n, m_n);
         W.Resize(m_n);
-        detail::Transpose(m_a.Data(), m_m, U.Data(), m_n, m_n, m_m);
-        detail::Transpose(m_v.Data(), m_n, V.Data(), m_n, m_n, m_n);
+        detail::Transpose(m_a.Data(), m_strideA, U.Data(), m_n, m_n, m_m);
+        detail::Transpose(m_v.Data(), m_strideV, V.Data(), m_n, m_n, m_n);
         std::copy_n(m_w.Data(), m_n, W.Data());
     }
 
@@ -91,8 +92,8 @@ private:
     static constexpr double maxNorm = std::numeric_limits<double>::infinity();
 
     /// Columns of what is U in the end, and of V.
-    double* A(int column) { return m_a.Data() + Offset(column, m_m); }
-    double* V(int column) { return m_v.Data() + Offset(column, m_n); }
+    double* A(int column) { return m_a.Data() + Offset(column, m_strideA); }
+    double* V(int column) { return m_v.Data() + Offset(column, m_strideV); }
 
     void ScaleBidiagonal(int exponent) {
         for (int k = 0; k < m_n; ++k) {
@@ -114,7 +115,7 @@ private:
                 scale = SumOfSizes(u, m_m - i);
                 if (scale != 0.0) {
                     g = Reflect(u, m_m - i, scale, h);
-                    if (rest > 0) m_kernels.reflectRows(A(l) + i, m_m, rest, u, h, u, m_m - i);
+                    if (rest > 0) m_kernels.reflectRows(A(l) + i, m_strideA, rest, u, h, u, m_m - i);
                     Scale(u, scale, m_m - i);
                 }
             }
@@ -127,7 +128,7 @@ private:
                 if (scale != 0.0) {
                     g = Reflect(u, rest, scale, h);
                     std::fill_n(m_sums.Data(), m_m - l, 0.0);
-                    m_kernels.addRows(m_sums.Data(), A(l) + l, m_m, rest, u, m_m - l);
+                    m_kernels.addRows(m_sums.Data(), A(l) + l, m_strideA, rest, u, m_m - l);
                     for (int k = 0; k < rest; ++k) {
                         m_kernels.addScaled(A(l + k) + l, u[k] / h, m_sums.Data(), m_m - l);
                         A(l + k)[i] = u[k] * scale;
@@ -148,7 +149,7 @@ private:
                     double* const u = m_u.Data();
                     for (int k = 0; k < rest; ++k) u[k] = A(l + k)[i];
                     for (int k = 0; k < rest; ++k) v[k] = u[k] / u[0] / g;
-                    m_kernels.reflectRows(V(l) + l, m_n, rest, u, 1.0, v, rest);
+                    m_kernels.reflectRows(V(l) + l, m_strideV, rest, u, 1.0, v, rest);
                 }
                 std::fill_n(v, rest, 0.0);
                 for (int j = l; j < m_n; ++j) V(j)[i] = 0.0;
@@ -167,7 +168,7 @@ private:
                 double const g = 1.0 / m_w[i], pivot = u[0];
                 std::copy_n(u, count, m_u.Data());
                 Scale(u, g, count);
-                if (l < m_n) m_kernels.reflectRows(A(l) + i, m_m, m_n - l, m_u.Data(), pivot, u, count);
+                if (l < m_n) m_kernels.reflectRows(A(l) + i, m_strideA, m_n - l, m_u.Data(), pivot, u, count);
             } else {
                 std::fill_n(u, count, 0.0);
             }
@@ -253,12 +254,13 @@ private:
     }
 
     int m_m, m_n;
+    int m_strideA = detail::RotatedStride(m_m), m_strideV = detail::RotatedStride(m_n);
     detail::DenseKernels const& m_kernels = detail::Kernels();
     Scratch<double, few * few> m_a, m_v;
     Scratch<double, few> m_w, m_e;
     Scratch<double, few * few> m_u, m_sums;
     double m_norm = 0;
-    detail::RotationList m_turnsOfA, m_turnsOfV;
+    detail::RotationList m_turnsOfA{m_a.Data(), m_strideA}, m_turnsOfV{m_v.Data(), m_strideV};
 };
 
 }  // namespace

@@ -8,11 +8,17 @@
 
 namespace KxN::detail {
 
+/// A distance of rows of `length` elements: whole registers, and not such that the rows of a strip of columns compete for
+/// the same few places of a cache. What is between the rows is rotated too.
+inline int RotatedStride(int length) {
+    int const whole = (length + 3) / 4 * 4;
+    return whole < 64 ? whole : (whole / 8 | 1) * 8;
+}
+
 class RotationList {
 public:
-    /// Of `rows`, at a distance of `stride`, with `length` elements each.
-    RotationList(DenseKernels const& kernels, double* rows, int stride, int length)
-        : m_kernels(kernels), m_rows(rows), m_stride(stride), m_length(length) {}
+    /// Of `rows` at a distance of RotatedStride.
+    RotationList(double* rows, int stride) : m_rows(rows), m_stride(stride) {}
     RotationList(RotationList const&) = delete;
     RotationList& operator=(RotationList const&) = delete;
 
@@ -34,16 +40,15 @@ public:
 
     /// Makes all that were put off.
     void Make() {
-        m_kernels.rotate(m_rows, m_stride, m_length, m_chains, m_chainCount, m_rotations);
+        Kernels().rotate(m_rows, m_stride, m_stride, m_chains, m_chainCount, m_rotations);
         m_chainCount = m_count = 0;
     }
 
 private:
     static constexpr int maxChains = 64, maxRotations = 1024;
 
-    DenseKernels const& m_kernels;
     double* m_rows;
-    int m_stride, m_length;
+    int m_stride;
     int m_chainCount = 0, m_count = 0;
     RotationChain m_chains[maxChains];
     Rotation m_rotations[maxRotations];
