@@ -12,7 +12,7 @@ namespace KxN::detail {
 /// the same few places of a cache. What is between the rows is rotated too.
 inline int RotatedStride(int length) {
     int const whole = (length + 3) / 4 * 4;
-    return whole < 64 ? whole : (whole / 8 | 1) * 8;
+    return whole < 64 ? whole : ((whole + 7) / 8 | 1) * 8;
 }
 
 class RotationList {
