@@ -11,10 +11,6 @@ namespace KxN::detail {
 
 namespace {
 
-std::ptrdiff_t Offset(int row, int stride) {
-    return static_cast<std::ptrdiff_t>(row) * stride;
-}
-
 /// About half of n, so that the rest divides into whole triangles.
 int Half(int n) {
     return (n / 2 + triangleRows - 1) / triangleRows * triangleRows;

@@ -42,10 +42,6 @@ struct Group<4> {
 template <class T, int count>
 using Several = T[static_cast<std::size_t>(count)];
 
-std::ptrdiff_t Offset(int row, int stride) {
-    return static_cast<std::ptrdiff_t>(row) * stride;
-}
-
 double Absolute(double x) {
     return x < 0.0 ? -x : x;
 }

@@ -6,7 +6,14 @@
 // registers; they differ in the last bits of `product` alone, where the wide form rounds less often.
 #pragma once
 
+#include <cstddef>
+
 namespace KxN::detail {
+
+/// Where a row begins.
+inline std::ptrdiff_t Offset(int row, int stride) {
+    return static_cast<std::ptrdiff_t>(row) * stride;
+}
 
 /// Consecutive rotations of neighbouring rows: the first of `first` and `first + step`, the next of that and the one
 /// after it. x, the former, becomes c x + s y, and y becomes c y - s x.

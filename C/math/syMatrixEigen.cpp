@@ -18,6 +18,7 @@ namespace KxN {
 namespace {
 
 using detail::Hypotenuse;
+using detail::Offset;
 using detail::Scratch;
 using detail::WithSign;
 
@@ -26,7 +27,7 @@ constexpr std::size_t few = 8;  // rows of a matrix for which all working memory
 /// Reduces the symmetric n * n matrix q to tridiagonal form d, e from its last row up. q becomes the transposed matrix of
 /// the transformation.
 void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
-    auto const row = [=](int r) { return q + static_cast<std::ptrdiff_t>(r) * stride; };
+    auto const row = [=](int r) { return q + Offset(r, stride); };
     if (n == 0) return;
     detail::DenseKernels const& kernels = detail::Kernels();
     for (int i = n - 1; i > 0; --i) {
@@ -122,14 +123,13 @@ bool ImplicitQl(double* q, int stride, int n, double* d, double* e) {
 /// The columns of a matrix as rows that can be rotated.
 class Columns {
 public:
-    Columns(int count, int length)
-        : m_length(length), m_count(count), m_values(static_cast<std::ptrdiff_t>(count) * m_stride) {
-        std::fill_n(m_values.Data(), static_cast<std::ptrdiff_t>(count) * m_stride, 0.0);
+    Columns(int count, int length) : m_length(length), m_count(count), m_values(Offset(count, m_stride)) {
+        std::fill_n(m_values.Data(), Offset(count, m_stride), 0.0);
     }
 
     double* Data() { return m_values.Data(); }
     int Stride() const { return m_stride; }
-    double* operator[](int column) { return m_values.Data() + static_cast<std::ptrdiff_t>(column) * m_stride; }
+    double* operator[](int column) { return m_values.Data() + Offset(column, m_stride); }
     void Take(KxMatrix const& matrix) {
         detail::Transpose(matrix.Data(), m_count, m_values.Data(), m_stride, m_length, m_count);
     }

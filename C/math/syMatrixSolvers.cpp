@@ -15,13 +15,10 @@ namespace {
 
 constexpr std::size_t few = detail::smallSize;  // rows of a matrix for which all working memory is on the stack
 
+using detail::Offset;
 using detail::Scratch;
 using Work = Scratch<double, few * few>;
 using Places = Scratch<int, 2 * few>;
-
-std::ptrdiff_t Offset(int row, int stride) {
-    return static_cast<std::ptrdiff_t>(row) * stride;
-}
 
 std::ptrdiff_t Square(int n) {
     return Offset(n, n);

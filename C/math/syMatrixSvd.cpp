@@ -18,15 +18,12 @@ namespace KxN {
 namespace {
 
 using detail::Hypotenuse;
+using detail::Offset;
 using detail::Scratch;
 using detail::WithSign;
 
 constexpr int maxIterations = 30;  // for each singular value
 constexpr std::size_t few = 8;     // rows of a matrix for which all working memory is on the stack
-
-std::ptrdiff_t Offset(int row, int stride) {
-    return static_cast<std::ptrdiff_t>(row) * stride;
-}
 
 void Scale(double* y, double factor, int count) {
     for (int i = 0; i < count; ++i) y[i] *= factor;

@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The inner loops, which no interface shows: the plain form against sums in long double, and the form for this processor
+// against the plain one, at sizes around those of its registers and blocks.
+#include "math/syDenseFactors.cpp"
+#include "math/syDenseKernels.cpp"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+namespace {
+
+using namespace KxN::detail;
+
+struct Numbers : std::vector<double> {
+    using vector::vector;
+    explicit Numbers(int count) : vector(static_cast<std::size_t>(count)) {}
+    double& operator[](int i) { return data()[i]; }
+    double operator[](int i) const { return data()[i]; }
+};
+
+constexpr double outside = 1e200;  // between the rows, never to be read or written
+
+Numbers Random(int count, unsigned int seed) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> number(-1, 1);
+    Numbers numbers(count);
+    for (double& n : numbers) n = number(random);
+    return numbers;
+}
+
+/// Rows of `width` numbers at a distance of `stride`.
+Numbers Rows(int height, int width, int stride, unsigned int seed) {
+    Numbers rows = Random(height * stride, seed);
+    for (int i = 0; i < height * stride; ++i)
+        if (i % stride >= width) rows[i] = outside;
+    return rows;
+}
+
+std::vector<int> Sizes() {
+    std::vector<int> sizes{47, 48, 49, 64, 100};
+    for (int n = 0; n <= 35; ++n) sizes.push_back(n);
+    return sizes;
+}
+
+TEST(DenseKernels, BothFormsHaveTheSameBits) {
+    for (int const n : Sizes()) {
+        int const stride = n + 3;
+        Numbers const x = Random(n, 1), y = Random(n, 2), rows = Rows(n, n, stride, 3);
+        double const factors[] = {0.5, -1.5, 3, 0.1, -0.2, 7, 1.1};
+        std::vector<Numbers> results[2];
+        for (DenseKernels const* const kernels : {&plainKernels, &Kernels()}) {
+            auto& list = results[kernels != &plainKernels];
+            list.push_back({kernels->dot(x.data(), y.data(), n)});
+            list.push_back({static_cast<double>(kernels->firstLargest(x.data(), n))});
+            list.push_back(y);
+            kernels->addScaled(list.back().data(), 0.3, x.data(), n);
+            if (n > 0)
+                for (int const place : {0, n / 2, n - 1}) {
+                    list.push_back(y);
+                    list.back().push_back(kernels->eliminate(list.back().data(), place, 0.3, x.data(), n - 1));
+                }
+            for (int count = 0; count <= std::min(n, 7); ++count) {
+                list.push_back(y);
+                kernels->subtractRows(list.back().data(), rows.data(), stride, factors, count, n);
+            }
+            for (int const count : {1, 3, 7, 8})
+                for (int const form : {0, 1, 2, 3}) {
+                    if (count > n) continue;
+                    list.push_back(Rows(count, n, stride, 4));
+                    kernels->solveTriangle(form & 1, form & 2, rows.data(), stride, list.back().data(), stride, count,
+                                           n);
+                }
+            list.push_back(rows);
+            kernels->reflectRows(list.back().data(), stride, n, x.data(), 0.7, y.data(), n);
+            list.push_back(y);
+            kernels->addRows(list.back().data(), rows.data(), stride, n, x.data(), n);
+            list.push_back(y);
+            kernels->symmetricProduct(list.back().data(), rows.data(), stride, x.data(), n);
+            list.push_back(rows);
+            kernels->symmetricUpdate(list.back().data(), stride, x.data(), y.data(), n);
+            if (n > 4 && n < 50) {
+                RotationChain const chains[] = {{0, 1, n - 1}, {n - 1, -1, 2}, {0, 3, 1}, {2, 1, 0}};
+                std::vector<Rotation> const turns(60, {0.6, 0.8});
+                list.push_back(rows);
+                kernels->rotate(list.back().data(), stride, n, chains, 4, turns.data());
+            }
+        }
+        if (&plainKernels == &Kernels()) GTEST_SKIP() << "this processor has the plain form only";
+        EXPECT_EQ(results[0], results[1]) << n;
+    }
+}
+
+TEST(DenseKernels, PlainFormsDoWhatTheySay) {
+    // Small whole numbers: every sum is exact.
+    double const rows[] = {1, 2, 3, 4, 5, 6, 7, 8, 9}, u[] = {1, -1, 2};
+    auto const after = [](Numbers numbers, auto change) {
+        change(numbers.data());
+        return numbers;
+    };
+    DenseKernels const& k = plainKernels;
+    EXPECT_EQ(k.dot(rows, u, 3), 5);
+    EXPECT_EQ(k.firstLargest(Numbers{1, -7, NAN, 7, 0}.data(), 5), 1);
+    EXPECT_EQ(k.firstLargest(Numbers{0, -0.0, NAN}.data(), 3), -1);
+    EXPECT_EQ(after({5, 6, 7, 8}, [&](double* r) { EXPECT_EQ(k.eliminate(r, 1, 2, u, 3), 9); }), (Numbers{3, 9, 4, 8}));
+    EXPECT_EQ(after({5, 6}, [&](double* x) { k.subtractRows(x, rows, 3, u, 3, 2); }), (Numbers{-6, -7}));
+    EXPECT_EQ(after({1, 1, 1, 2}, [&](double* b) { k.solveTriangle(true, false, rows, 3, b, 2, 2, 2); }),
+              (Numbers{1, 1, -3, -2}));
+    EXPECT_EQ(after({9, 5, 10, 20}, [&](double* b) { k.solveTriangle(false, true, rows, 3, b, 2, 2, 2); }),
+              (Numbers{5, -3, 2, 4}));
+    EXPECT_EQ(after({1, 0, 0}, [&](double* r) { k.reflectRows(r, 3, 1, u, -0.5, u, 3); }), (Numbers{-1, 2, -4}));
+    EXPECT_EQ(after({1, 0, 0}, [&](double* s) { k.addRows(s, rows, 3, 3, u, 3); }), (Numbers{12, 13, 15}));
+    EXPECT_EQ(after({0, 0, 0}, [&](double* p) { k.symmetricProduct(p, rows, 3, u, 3); }), (Numbers{11, 15, 17}));
+    EXPECT_EQ(after({0, 0, 0, 0}, [&](double* a) { k.symmetricUpdate(a, 2, u, rows, 2); }), (Numbers{-2, 0, -1, 4}));
+    Rotation const turns[] = {{3, 4}, {2, 1}};
+    RotationChain const chain = {0, 1, 2};
+    EXPECT_EQ(after({1, 2, 3}, [&](double* q) { k.rotate(q, 1, 1, &chain, 1, turns); }), (Numbers{11, 7, 4}));
+}
+
+/// The squared differences to sums in long double, of a product and of the loop as it is defined: their order of adding
+/// differs, so they scatter about each other.
+TEST(DenseKernels, ProductErrsNoMoreThanThePlainLoop) {
+    int const cases[][3] = {{1, 1, 1},   {1, 5, 3},    {3, 4, 0},    {4, 12, 8},    {5, 13, 7},    {8, 8, 8},
+                            {7, 11, 40}, {9, 24, 255}, {4, 25, 256}, {13, 26, 257}, {191, 13, 30}, {194, 36, 600}};
+    for (auto const& [rows, columns, inner] : cases) {
+        for (DenseKernels const* const kernels : {&plainKernels, &Kernels()}) {
+            int const strideA = inner + 1, strideB = columns + 2, strideC = columns + 5;
+            Numbers const a = Rows(rows, inner, strideA, 1), b = Rows(inner, columns, strideB, 2);
+            Numbers const old = Rows(rows, columns, strideC, 3);
+            for (bool const isSubtracted : {false, true}) {
+                Numbers c = old;
+                kernels->product(isSubtracted, c.data(), strideC, a.data(), strideA, b.data(), strideB, rows, columns,
+                                 inner);
+                long double ours = 0, plain = 0;
+                for (int i = 0; i < rows * strideC; ++i) {
+                    int const row = i / strideC, column = i % strideC;
+                    if (column >= columns) {
+                        ASSERT_EQ(c[i], outside);
+                        continue;
+                    }
+                    long double exact = old[i];
+                    double sum = old[i];
+                    for (int k = 0; k < inner; ++k) {
+                        double const factor = isSubtracted ? -a[row * strideA + k] : a[row * strideA + k];
+                        exact += static_cast<long double>(factor) * b[k * strideB + column];
+                        sum += factor * b[k * strideB + column];
+                    }
+                    ours += (c[i] - exact) * (c[i] - exact);
+                    plain += (sum - exact) * (sum - exact);
+                }
+                EXPECT_LE(ours, plain * 1.3L + 1e-30L) << rows << ' ' << columns << ' ' << inner;
+            }
+        }
+    }
+}
+
+TEST(DenseFactors, BothFormsAgree) {
+    for (int const n : {9, 40, 131}) {
+        Numbers factors[2], work(n * triangleRows);
+        std::vector<int> pivots[2] = {std::vector<int>(131), std::vector<int>(131)};
+        for (int const form : {0, 1}) {
+            factors[form] = Random(n * n, 5);
+            FactorLU(form ? Kernels() : plainKernels, factors[form].data(), n, pivots[form].data(), work.data());
+        }
+        EXPECT_EQ(pivots[0], pivots[1]);
+        for (int i = 0; i < n * n; ++i) ASSERT_NEAR(factors[0][i], factors[1][i], 1e-11) << n;
+    }
+}
+
+}  // namespace
