@@ -166,7 +166,8 @@ bool KxMatrix::IsSingular() const {
 KxMatrix KxMatrix::GaussJordanInverse() const {
     if (m_width == m_height && m_height <= detail::smallSize) {
         KxMatrix inverse(*this);
-        return detail::InvertSmall(inverse.Data(), m_height, nullptr, 0) ? inverse : KxMatrix();
+        if (!detail::InvertSmall(inverse.Data(), m_height, nullptr, 0)) return {};
+        return inverse;
     }
     KxMatrix inverse(m_width, m_height);
     FullFactors factors(*this, inverse.Data());
