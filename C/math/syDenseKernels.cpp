@@ -18,9 +18,10 @@ namespace {
 
 #define HBTOOLS_BODY [[gnu::always_inline]] inline
 #define HBTOOLS_WIDE [[gnu::target("avx2,fma")]]
-// Loops over the registers of a group must be gone before the compiler decides what stays in registers.
+// Loops over the registers of a group must be gone before the compiler decides what stays in registers; Clang needs no
+// telling.
 #ifdef __clang__
-#define HBTOOLS_UNROLL _Pragma("unroll")
+#define HBTOOLS_UNROLL
 #else
 #define HBTOOLS_UNROLL _Pragma("GCC unroll 8")
 #endif

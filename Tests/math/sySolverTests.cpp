@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
+#include "hbtools/base/syObject.h"
 #include "hbtools/math/syMatrix.h"
 
 #include <gtest/gtest.h>
@@ -9,10 +10,12 @@
 #include <random>
 #include <vector>
 
-static long g_blocks = 0;  // allocated by new[]
+static long g_blocks = 0;       // allocated by new[]
+static long g_failsAfter = -1;  // so many of them there is no memory, in the way of the framework
 
 void* operator new[](std::size_t size) {
     ++g_blocks;
+    if (g_failsAfter >= 0 && g_failsAfter-- == 0) KxN::AfxThrowMemoryException();
     if (void* const block = std::malloc(size)) return block;
     throw std::bad_alloc();
 }
@@ -487,6 +490,15 @@ TEST(Solvers, SmallSizesAllocateTheirResult) {
     EXPECT_EQ(blocks([&] { (void)a.SVD(U, W, V); }), 0);
     EXPECT_EQ(blocks([&] { (void)symmetric.EigenVectors(&W); }), 1);
     EXPECT_EQ(blocks([&] { (void)KxMatrix::SolveEquationSystem(a, W, b); }), 1);
+    long tries = 0;
+    for (bool isDone = false; !isDone; ++tries) {
+        KxMatrix u, v;
+        KxVec w;
+        g_failsAfter = tries;
+        isDone = a.SVD(u, w, v);
+        g_failsAfter = -1;
+    }
+    EXPECT_EQ(tries, 4);  // each of the three results failed once
 }
 
 }  // namespace
