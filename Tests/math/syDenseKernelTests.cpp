@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The inner loops, which no interface shows: the plain form against sums in long double, and the form for this processor
-// against the plain one, at sizes around those of its registers and blocks.
-#include "math/syDenseFactors.cpp"
+// The inner loops, which no interface shows: the form for this processor, whose results the tests of the solvers check,
+// against the plain one at sizes around those of its registers, and products against sums in long double.
 #include "math/syDenseKernels.cpp"
 
 #include <gtest/gtest.h>
@@ -94,32 +93,6 @@ TEST(DenseKernels, BothFormsHaveTheSameBits) {
     }
 }
 
-TEST(DenseKernels, PlainFormsDoWhatTheySay) {
-    // Small whole numbers: every sum is exact.
-    double const rows[] = {1, 2, 3, 4, 5, 6, 7, 8, 9}, u[] = {1, -1, 2};
-    auto const after = [](Numbers numbers, auto change) {
-        change(numbers.data());
-        return numbers;
-    };
-    DenseKernels const& k = plainKernels;
-    EXPECT_EQ(k.dot(rows, u, 3), 5);
-    EXPECT_EQ(k.firstLargest(Numbers{1, -7, NAN, 7, 0}.data(), 5), 1);
-    EXPECT_EQ(k.firstLargest(Numbers{0, -0.0, NAN}.data(), 3), -1);
-    EXPECT_EQ(after({5, 6, 7, 8}, [&](double* r) { EXPECT_EQ(k.eliminate(r, 1, 2, u, 3), 9); }), (Numbers{3, 9, 4, 8}));
-    EXPECT_EQ(after({5, 6}, [&](double* x) { k.subtractRows(x, rows, 3, u, 3, 2); }), (Numbers{-6, -7}));
-    EXPECT_EQ(after({1, 1, 1, 2}, [&](double* b) { k.solveTriangle(true, false, rows, 3, b, 2, 2, 2); }),
-              (Numbers{1, 1, -3, -2}));
-    EXPECT_EQ(after({9, 5, 10, 20}, [&](double* b) { k.solveTriangle(false, true, rows, 3, b, 2, 2, 2); }),
-              (Numbers{5, -3, 2, 4}));
-    EXPECT_EQ(after({1, 0, 0}, [&](double* r) { k.reflectRows(r, 3, 1, u, -0.5, u, 3); }), (Numbers{-1, 2, -4}));
-    EXPECT_EQ(after({1, 0, 0}, [&](double* s) { k.addRows(s, rows, 3, 3, u, 3); }), (Numbers{12, 13, 15}));
-    EXPECT_EQ(after({0, 0, 0}, [&](double* p) { k.symmetricProduct(p, rows, 3, u, 3); }), (Numbers{11, 15, 17}));
-    EXPECT_EQ(after({0, 0, 0, 0}, [&](double* a) { k.symmetricUpdate(a, 2, u, rows, 2); }), (Numbers{-2, 0, -1, 4}));
-    Rotation const turns[] = {{3, 4}, {2, 1}};
-    RotationChain const chain = {0, 1, 2};
-    EXPECT_EQ(after({1, 2, 3}, [&](double* q) { k.rotate(q, 1, 1, &chain, 1, turns); }), (Numbers{11, 7, 4}));
-}
-
 /// The squared differences to sums in long double, of a product and of the loop as it is defined: their order of adding
 /// differs, so they scatter about each other.
 TEST(DenseKernels, ProductErrsNoMoreThanThePlainLoop) {
@@ -154,19 +127,6 @@ TEST(DenseKernels, ProductErrsNoMoreThanThePlainLoop) {
                 EXPECT_LE(ours, plain * 1.3L + 1e-30L) << rows << ' ' << columns << ' ' << inner;
             }
         }
-    }
-}
-
-TEST(DenseFactors, BothFormsAgree) {
-    for (int const n : {9, 40, 131}) {
-        Numbers factors[2], work(n * triangleRows);
-        std::vector<int> pivots[2] = {std::vector<int>(131), std::vector<int>(131)};
-        for (int const form : {0, 1}) {
-            factors[form] = Random(n * n, 5);
-            FactorLU(form ? Kernels() : plainKernels, factors[form].data(), n, pivots[form].data(), work.data());
-        }
-        EXPECT_EQ(pivots[0], pivots[1]);
-        for (int i = 0; i < n * n; ++i) ASSERT_NEAR(factors[0][i], factors[1][i], 1e-11) << n;
     }
 }
 
