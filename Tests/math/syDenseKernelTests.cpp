@@ -46,49 +46,38 @@ std::vector<int> Sizes() {
 }
 
 TEST(DenseKernels, BothFormsHaveTheSameBits) {
+    if (&plainKernels == &Kernels()) GTEST_SKIP() << "this processor has the plain form only";
     for (int const n : Sizes()) {
         int const stride = n + 3;
         Numbers const x = Random(n, 1), y = Random(n, 2), rows = Rows(n, n, stride, 3);
         double const factors[] = {0.5, -1.5, 3, 0.1, -0.2, 7, 1.1};
+        RotationChain const chains[] = {{0, 1, n - 1}, {n - 1, -1, 2}, {0, 3, 1}, {2, 1, 0}};
+        std::vector<Rotation> const turns(110, {0.6, 0.8});
         std::vector<Numbers> results[2];
-        for (DenseKernels const* const kernels : {&plainKernels, &Kernels()}) {
-            auto& list = results[kernels != &plainKernels];
-            list.push_back({kernels->dot(x.data(), y.data(), n)});
-            list.push_back({static_cast<double>(kernels->firstLargest(x.data(), n))});
-            list.push_back(y);
-            kernels->addScaled(list.back().data(), 0.3, x.data(), n);
-            if (n > 0)
-                for (int const place : {0, n / 2, n - 1}) {
-                    list.push_back(y);
-                    list.back().push_back(kernels->eliminate(list.back().data(), place, 0.3, x.data(), n - 1));
-                }
-            for (int count = 0; count <= std::min(n, 7); ++count) {
-                list.push_back(y);
-                kernels->subtractRows(list.back().data(), rows.data(), stride, factors, count, n);
-            }
-            for (int const count : {1, 3, 7, 8})
-                for (int const form : {0, 1, 2, 3}) {
-                    if (count > n) continue;
-                    list.push_back(Rows(count, n, stride, 4));
-                    kernels->solveTriangle(form & 1, form & 2, rows.data(), stride, list.back().data(), stride, count,
-                                           n);
-                }
-            list.push_back(rows);
-            kernels->reflectRows(list.back().data(), stride, n, x.data(), 0.7, y.data(), n);
-            list.push_back(y);
-            kernels->addRows(list.back().data(), rows.data(), stride, n, x.data(), n);
-            list.push_back(y);
-            kernels->symmetricProduct(list.back().data(), rows.data(), stride, x.data(), n);
-            list.push_back(rows);
-            kernels->symmetricUpdate(list.back().data(), stride, x.data(), y.data(), n);
-            if (n > 4 && n < 50) {
-                RotationChain const chains[] = {{0, 1, n - 1}, {n - 1, -1, 2}, {0, 3, 1}, {2, 1, 0}};
-                std::vector<Rotation> const turns(60, {0.6, 0.8});
-                list.push_back(rows);
-                kernels->rotate(list.back().data(), stride, n, chains, 4, turns.data());
-            }
+        for (DenseKernels const* const k : {&plainKernels, &Kernels()}) {
+            auto const add = [&list = results[k != &plainKernels]](Numbers numbers, auto change) {
+                list.push_back(std::move(numbers));
+                change(list.back().data());
+            };
+            add({0}, [&](double* to) { *to = k->dot(x.data(), y.data(), n); });
+            add({0}, [&](double* to) { *to = k->firstLargest(x.data(), n); });
+            add(y, [&](double* to) { k->addScaled(to, 0.3, x.data(), n); });
+            for (int const place : {0, n / 2, n - 1})
+                if (n > 0) add(y, [&](double* to) { to[n - 1] = k->eliminate(to, place, 0.3, x.data(), n - 1); });
+            for (int count = 0; count <= std::min(n, 7); ++count)
+                add(y, [&](double* to) { k->subtractRows(to, rows.data(), stride, factors, count, n); });
+            for (int const rest : {1, 3, 7, 8})
+                for (int const form : {0, 1, 2, 3})
+                    add(rows, [&](double* to) {
+                        int const count = std::min(n, rest);
+                        k->solveTriangle(form & 1, form & 2, rows.data(), stride, to, stride, count, n);
+                    });
+            add(rows, [&](double* to) { k->reflectRows(to, stride, n, x.data(), 0.7, y.data(), n); });
+            add(y, [&](double* to) { k->addRows(to, rows.data(), stride, n, x.data(), n); });
+            add(y, [&](double* to) { k->symmetricProduct(to, rows.data(), stride, x.data(), n); });
+            add(rows, [&](double* to) { k->symmetricUpdate(to, stride, x.data(), y.data(), n); });
+            if (n > 4) add(rows, [&](double* to) { k->rotate(to, stride, n, chains, 4, turns.data()); });
         }
-        if (&plainKernels == &Kernels()) GTEST_SKIP() << "this processor has the plain form only";
         EXPECT_EQ(results[0], results[1]) << n;
     }
 }

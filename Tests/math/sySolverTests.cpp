@@ -1,13 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
+#include "DenseMatrices.h"
 #include "hbtools/base/syObject.h"
-#include "hbtools/math/syMatrix.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
-#include <vector>
 
 static long g_blocks = 0;       // allocated by new[]
 static long g_failsAfter = -1;  // so many of them there is no memory, in the way of the framework
@@ -28,83 +22,6 @@ namespace {
 
 using namespace KxN;
 
-constexpr double eps = 0x1p-52;
-double const nan = std::nan("");
-double const infinity = std::numeric_limits<double>::infinity();
-
-KxMatrix Matrix(int width, std::vector<double> const& values) {
-    KxMatrix result(width, static_cast<int>(values.size()) / width);
-    std::copy(values.begin(), values.end(), result.Data());
-    return result;
-}
-
-KxVec Vector(std::vector<double> const& values) {
-    return KxVec(KxTArray<double>(values.data(), static_cast<int>(values.size())));
-}
-
-int Count(KxMatrix const& m) {
-    return m.Width() * m.Height();
-}
-
-KxMatrix Random(int width, int height, unsigned int seed = 1) {
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<double> number(-1, 1);
-    KxMatrix result(width, height);
-    for (int i = 0; i < Count(result); ++i) result.Data()[i] = number(random);
-    return result;
-}
-
-/// The largest absolute value; NaN if there is one.
-double Size(KxMatrix const& m) {
-    double largest = 0;
-    for (int i = 0; i < Count(m); ++i)
-        if (!(std::abs(m.Data()[i]) <= largest)) largest = std::abs(m.Data()[i]);
-    return largest;
-}
-
-double Distance(KxMatrix const& a, KxMatrix const& b) {
-    EXPECT_EQ(a.Width(), b.Width());
-    EXPECT_EQ(a.Height(), b.Height());
-    return Size(a - b);
-}
-
-bool IsSame(KxMatrix const& a, KxMatrix const& b) {
-    return a.Width() == b.Width() && a.Height() == b.Height() && a == b;
-}
-
-KxMatrix Identity(int n) {
-    return KxMatrix::IdentityMatrix(n);
-}
-
-struct Case {
-    std::string name;
-    KxMatrix matrix;
-};
-
-/// Regular and nearly singular matrices of small, usual and large numbers.
-std::vector<Case> Squares() {
-    std::vector<Case> cases;
-    for (int const n : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 24, 33, 64, 65, 127, 130})
-        cases.push_back({"random " + std::to_string(n), Random(n, n)});
-    for (int const n : {3, 8, 12}) {
-        KxMatrix hilbert(n, n), graded = Random(n, n, 2);
-        for (int r = 0; r < n; ++r)
-            for (int c = 0; c < n; ++c) {
-                hilbert[r][c] = 1.0 / (r + c + 1);
-                graded[r][c] *= std::pow(10.0, -2 * r - c);
-            }
-        cases.push_back({"Hilbert " + std::to_string(n), hilbert});
-        cases.push_back({"graded " + std::to_string(n), graded});
-    }
-    for (int const n : {4, 20}) {
-        cases.push_back({"tiny " + std::to_string(n), Random(n, n) * 1e-300});
-        cases.push_back({"huge " + std::to_string(n), Random(n, n) * 1e300});
-    }
-    return cases;
-}
-
-// ---- LU ----
-
 TEST(Solvers, LUByHand) {
     KxMatrix const a = Matrix(3, {0, 2, 1, 4, 2, 0, 2, 3, 2});
     KxTArray<int> permutation;
@@ -112,24 +29,21 @@ TEST(Solvers, LUByHand) {
     EXPECT_EQ(a.LUDecomposition(&permutation, &sign), Matrix(3, {4, 2, 0, 0, 2, 1, 0.5, 1, 1}));
     EXPECT_EQ(std::vector<int>(permutation.begin(), permutation.end()), (std::vector<int>{1, 0, 2}));
     EXPECT_EQ(sign, 1);
-    EXPECT_TRUE(IsSame(a.LUDecomposition(nullptr, nullptr), Matrix(3, {4, 2, 0, 0, 2, 1, 0.5, 1, 1})));
     struct {
         KxMatrix matrix;
         double determinant;
     } const cases[] = {{a, -8},
                        {Matrix(2, {0, 1, 1, 0}), -1},
                        {Matrix(2, {1, 1, 1, 1}), 0},
-                       {Matrix(2, {0, 0, 0, 1}), nan},  // 0 / 0 below the pivot
+                       {Matrix(2, {0, 0, 0, 1}), noNumber},  // 0 / 0 below the pivot
                        {Matrix(1, {-3}), -3},
                        {KxMatrix(0, 0), 1},
-                       {Matrix(2, {nan, 1, 2, 3}), nan},
+                       {Matrix(2, {noNumber, 1, 2, 3}), noNumber},
                        {Matrix(3, {1, 2, 9, 3, 4, 9}), -2},  // columns beyond the height do not count
-                       {KxMatrix(1, 2), nan}};               // missing ones are zero
+                       {KxMatrix(1, 2), noNumber}};          // missing ones are zero
     for (auto const& [matrix, determinant] : cases) {
-        if (std::isnan(determinant))
-            EXPECT_TRUE(std::isnan(matrix.Determinant())) << matrix.Height();
-        else
-            EXPECT_EQ(matrix.Determinant(), determinant);
+        double const got = matrix.Determinant();
+        EXPECT_TRUE(got == determinant || (std::isnan(got) && std::isnan(determinant))) << got << ' ' << determinant;
     }
 }
 
@@ -170,8 +84,6 @@ TEST(Solvers, LUErrsNoMoreThanThePlainLoop) {
     EXPECT_LE(total, 0);
 }
 
-// ---- inverses and systems ----
-
 TEST(Solvers, InversesAndSolutions) {
     for (auto const& [name, a] : Squares()) {
         int const n = a.Height();
@@ -186,10 +98,7 @@ TEST(Solvers, InversesAndSolutions) {
              {Solver(KxMatrix::SolveEquationSystemGaussJordan), Solver(KxMatrix::SolveEquationSystemLU),
               Solver(KxMatrix::SolveEquationSystemSVD), Solver(KxMatrix::SolveEquationSystem)}) {
             KxMatrix x;
-            if (!solve(a, x, right)) {
-                ADD_FAILURE() << name;
-                continue;
-            }
+            ASSERT_TRUE(solve(a, x, right)) << name;
             // The explicit inverse is only as good as the condition lets it be.
             double const condition = size * Size(a.Inverse());
             EXPECT_LE(Distance(a * x, right), 8 * n * eps * size * Size(x) * std::min(condition, 1e12)) << name;
@@ -240,8 +149,6 @@ TEST(Solvers, FullPivotingTakesTheFirstLargest) {
 
 TEST(Solvers, NoSolutionAndOddSizes) {
     KxMatrix const ones = Matrix(2, {1, 1, 1, 1}), before = Matrix(1, {5, 6});
-    KxMatrix twenty(20, 20);
-    twenty = 1.0;
     struct {
         char const* name;
         KxMatrix matrix;
@@ -253,26 +160,24 @@ TEST(Solvers, NoSolutionAndOddSizes) {
                        {"no row", KxMatrix(3, 0), true},
                        {"wide", Random(3, 2), true},
                        {"high", Random(2, 12), true},
-                       {"NaN alone", Matrix(1, {nan}), true},
-                       {"NaN beside", Matrix(2, {1, nan, 0, 1}), true},
+                       {"NaN alone", Matrix(1, {noNumber}), true},
+                       {"NaN beside", Matrix(2, {1, noNumber, 0, 1}), true},
                        {"infinite", Matrix(2, {infinity, 1, 1, 1}), false},
                        {"denormal", Matrix(2, {5e-324, 0, 0, 1}), false},
-                       {"twenty ones", twenty, true},
-                       {"twenty NaN", twenty * nan, true}};
+                       {"twenty zeros", KxMatrix(20, 20), true},
+                       {"twenty NaN", Random(20, 20) * noNumber, true}};
     for (auto const& [name, matrix, isSingular] : cases) {
         EXPECT_EQ(matrix.IsSingular(), isSingular) << name;
         KxMatrix const inverse = matrix.Inverse();
-        EXPECT_EQ(inverse.Height(), isSingular ? 1 : matrix.Height()) << name;
-        EXPECT_EQ(inverse.Width() == 1 && inverse[0][0] == 0.0, isSingular) << name;
+        EXPECT_TRUE(isSingular ? IsSame(inverse, KxMatrix()) : inverse.Height() == matrix.Height()) << name;
         KxMatrix x = before;
         KxMatrix const b = Random(2, matrix.Height());
         EXPECT_EQ(KxMatrix::SolveEquationSystemGaussJordan(matrix, x, b), !isSingular) << name;
         EXPECT_TRUE(isSingular ? IsSame(x, before) : x.Width() == 2 && x.Height() == matrix.Height()) << name;
         EXPECT_TRUE(KxMatrix::SolveEquationSystemLU(matrix, x, b)) << name;
         EXPECT_EQ(x.Height(), matrix.Height()) << name;
-        if (matrix.Height() > 1 && matrix.Width() == matrix.Height() && isSingular) {
-            EXPECT_FALSE(std::isfinite(Size(x))) << name;
-        }
+        bool const isRuined = isSingular && matrix.Height() > 1 && matrix.Width() == matrix.Height();
+        EXPECT_TRUE(!isRuined || !std::isfinite(Size(x))) << name;
         KxMatrix U, V;
         KxVec W;
         EXPECT_TRUE(matrix.SVD(U, W, V)) << name;
@@ -292,155 +197,18 @@ TEST(Solvers, RoutesOfTheDispatcher) {
     EXPECT_EQ(x.Size(), 2);  // as it was
     for (int const n : {2, 8, 9, 40}) {
         KxMatrix a = Random(n, n), b = Random(2, n), expected, got;
-        ASSERT_TRUE(KxMatrix::SolveEquationSystemLU(a, expected, b));
-        ASSERT_TRUE(KxMatrix::SolveEquationSystem(a, got, b));
+        got = a;
+        ASSERT_TRUE(KxMatrix::SolveEquationSystemLU(a, expected, b) && KxMatrix::SolveEquationSystem(got, got, b));
         EXPECT_TRUE(IsSame(got, expected)) << n;
         KxVec column = b.Col(1);
         ASSERT_TRUE(KxMatrix::SolveEquationSystem(a, column, column));  // result over the right side
         EXPECT_LE(column.Distance(expected.Col(1)), 1e-13 * n * column.Length()) << n;
-        got = a;
-        ASSERT_TRUE(KxMatrix::SolveEquationSystem(got, got, b));
-        EXPECT_TRUE(IsSame(got, expected)) << n;
         a.SetCol(0, KxVec(n, 0.0));  // singular: the other route
         bool const isSolved = KxMatrix::SolveEquationSystemSVD(a, expected, b);
         ASSERT_EQ(KxMatrix::SolveEquationSystem(a, got, b), isSolved) << n;
-        if (isSolved) {
-            EXPECT_TRUE(IsSame(got, expected)) << n;
-        }
+        EXPECT_TRUE(!isSolved || IsSame(got, expected)) << n;
     }
 }
-
-// ---- singular values ----
-
-/// What defines the decomposition.
-void ExpectDecomposition(std::string const& name, KxMatrix const& a) {
-    KxMatrix U, V;
-    KxVec W;
-    ASSERT_TRUE(a.SVD(U, W, V)) << name;
-    int const n = a.Width(), m = a.Height();
-    double const bound = 16 * eps * (n + m);
-    double largest = 0;
-    KxMatrix scaled = U, gram = U.Transpose() * U;
-    for (double const w : W) largest = std::max(largest, w);
-    for (int k = 0; k < n; ++k) {
-        EXPECT_GE(W[k], 0) << name;
-        scaled.SetCol(k, U.Col(k) * W[k]);
-        if (W[k] > bound * largest) {
-            EXPECT_NEAR(gram[k][k], 1, bound) << name;
-        }
-    }
-    EXPECT_LE(Distance(scaled * V.Transpose(), a), bound * largest) << name;
-    EXPECT_LE(Distance(V.Transpose() * V, Identity(n)), bound) << name;
-    if (m >= n && !a.IsSingular()) {
-        EXPECT_LE(Distance(gram, Identity(n)), bound) << name;
-    }
-}
-
-TEST(Svd, Families) {
-    for (auto const& [name, matrix] : Squares()) ExpectDecomposition(name, matrix);
-    for (auto const& [width, height] :
-         {std::pair{1, 5}, {5, 1}, {3, 8}, {8, 3}, {20, 70}, {70, 20}, {1, 100}, {33, 34}})
-        ExpectDecomposition(std::to_string(width) + " x " + std::to_string(height), Random(width, height));
-    for (int const n : {4, 30}) {
-        KxMatrix const low = Random(2, n) * Random(n, 2, 5);
-        ExpectDecomposition("rank 2", low);
-        ExpectDecomposition("rank 2, tiny", low * 1e-200);
-        KxMatrix zeros = Random(n, n);
-        for (int k = 0; k < n; k += 2) zeros.SetCol(k, KxVec(n, 0.0));
-        ExpectDecomposition("zero columns", zeros);
-        ExpectDecomposition("zero rows", zeros.Transpose());
-        ExpectDecomposition("bidiagonal with a zero", KxMatrix::BinomialMatrix(n, n) - Identity(n));
-    }
-    ExpectDecomposition("zero", KxMatrix(3, 4));
-}
-
-TEST(Svd, SignsAndOrderByHand) {
-    KxMatrix U, V;
-    KxVec W;
-    // The reflection of a positive element gives a negative value, so the column of V turns round; that of a negative
-    // one does not.
-    for (double const value : {2.0, -2.0}) {
-        ASSERT_TRUE(Matrix(1, {value}).SVD(U, W, V));
-        EXPECT_EQ(U[0][0], -1);
-        EXPECT_EQ(W[0], 2);
-        EXPECT_EQ(V[0][0], value > 0 ? -1 : 1);
-    }
-    ASSERT_TRUE(Matrix(2, {1, 0, 0, 3}).SVD(U, W, V));
-    EXPECT_EQ(W, Vector({1, 3}));  // not sorted
-    EXPECT_TRUE(IsSame(V, -1 * Identity(2)));
-    KxMatrix self = Matrix(2, {1, 0, 0, 3});
-    ASSERT_TRUE(self.SVD(self, W, V));
-    EXPECT_TRUE(IsSame(self, -1 * Identity(2)));
-}
-
-// ---- eigenvectors ----
-
-TEST(EigenVectors, Families) {
-    std::vector<Case> cases = {{"zero", KxMatrix(5, 5)}, {"identity", Identity(20)}, {"empty", KxMatrix(0, 0)}};
-    for (auto const& [name, matrix] : Squares()) cases.push_back({name, matrix * 0.5 + matrix.Transpose() * 0.5});
-    for (int const n : {6, 50}) {
-        KxMatrix clustered = Identity(n), one(n, n);
-        for (int k = 0; k < n; ++k) clustered[k][k] += k % 3 * 1e-9;
-        KxMatrix const q = clustered.EigenVectors(nullptr);
-        KxMatrix const turn = (Random(n, n) + Random(n, n).Transpose()).EigenVectors(nullptr);
-        one = 1.0;
-        cases.push_back({"clustered", turn * clustered * turn.Transpose()});
-        cases.push_back({"ones", one});
-    }
-    for (auto const& [name, matrix] : cases) {
-        int const n = matrix.Height();
-        KxVec values;
-        KxMatrix const q = matrix.EigenVectors(&values);
-        double const bound = 16 * eps * n, size = Size(matrix);
-        ASSERT_EQ(values.Size(), n) << name;
-        EXPECT_LE(Distance(q.Transpose() * q, Identity(n)), bound) << name;
-        EXPECT_LE(Distance(matrix * q, q * KxMatrix::DiagonalMatrix(values)), bound * n * size) << name;
-        // The steps one by one: tridiagonal form, then the same vectors.
-        KxMatrix steps = matrix, tridiagonal(n, n);
-        KxVec d, e;
-        steps.TridiagonalizeHouseholder(&d, &e);
-        for (int k = 0; k < n; ++k) {
-            tridiagonal[k][k] = d[k];
-            if (k > 0) tridiagonal[k][k - 1] = tridiagonal[k - 1][k] = e[k];
-        }
-        EXPECT_TRUE(n == 0 || e[0] == 0.0) << name;
-        EXPECT_LE(Distance(steps.Transpose() * matrix * steps, tridiagonal), bound * n * size) << name;
-        EXPECT_TRUE(steps.QLAlgorithm(d, e)) << name;
-        EXPECT_EQ(d, values) << name;
-        EXPECT_TRUE(IsSame(steps, q)) << name;
-    }
-}
-
-TEST(EigenVectors, ByHandAndWithoutEnd) {
-    KxVec d, e;
-    KxMatrix q = Matrix(2, {4, 99, 1, 3});  // the lower triangle counts
-    q.TridiagonalizeHouseholder(&d, &e);
-    EXPECT_TRUE(IsSame(q, Identity(2)));
-    EXPECT_EQ(d, Vector({4, 3}));
-    EXPECT_EQ(e, Vector({0, 1}));
-    q = Matrix(3, {5, 1, 4, 1, 7, -3, 4, -3, 2});  // the last row (4, -3) has length 5, against the sign of -3
-    q.TridiagonalizeHouseholder(&d, &e);
-    EXPECT_NEAR(e[2], 5, 1e-14);
-    EXPECT_EQ(d[2], 2);
-    q = Matrix(3, {1, 0, 0, 0, 1, 0, 0, 0, 1, 1, 2, 3});  // all rows are rotated, also more than there are columns
-    d = Vector({2, 2, 5});
-    e = Vector({77, 1, 0});
-    EXPECT_TRUE(q.QLAlgorithm(d, e));
-    EXPECT_NEAR(d[0] * d[1], 3, 1e-14);
-    EXPECT_EQ(d[2], 5);
-    for (int c = 0; c < 3; ++c) EXPECT_NEAR(q[3][c], q[0][c] + 2 * q[1][c] + 3 * q[2][c], 1e-14);
-    KxMatrix one, none(0, 3);
-    EXPECT_TRUE(one.QLAlgorithm(d, e));
-    EXPECT_TRUE(none.QLAlgorithm(d, e));
-    for (double const bad : {nan, infinity}) {
-        q = Identity(3);
-        d = Vector({1, 2, 3});
-        e = Vector({0, 1, bad});
-        EXPECT_FALSE(q.QLAlgorithm(d, e));
-    }
-}
-
-// ---- memory ----
 
 TEST(Solvers, SmallSizesAllocateTheirResult) {
     KxMatrix const a = Random(4, 4), symmetric = a + a.Transpose();
@@ -452,12 +220,10 @@ TEST(Solvers, SmallSizesAllocateTheirResult) {
         work();
         return g_blocks - before;
     };
+    EXPECT_EQ(blocks([&] { (void)(a.Determinant() + a.IsSingular() + a.SVD(U, W, V)); }), 0);
     EXPECT_EQ(blocks([&] { (void)a.LUDecomposition(&permutation, nullptr); }), 1);
-    EXPECT_EQ(blocks([&] { (void)a.Determinant(); }), 0);
-    EXPECT_EQ(blocks([&] { (void)a.IsSingular(); }), 0);
     EXPECT_EQ(blocks([&] { (void)a.Inverse(); }), 1);
     EXPECT_EQ(blocks([&] { (void)a.LUInverse(); }), 1);
-    EXPECT_EQ(blocks([&] { (void)a.SVD(U, W, V); }), 0);
     EXPECT_EQ(blocks([&] { (void)symmetric.EigenVectors(&W); }), 1);
     EXPECT_EQ(blocks([&] { (void)KxMatrix::SolveEquationSystem(a, W, b); }), 1);
     long tries = 0;
