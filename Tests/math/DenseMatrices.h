@@ -44,7 +44,7 @@ inline KxMatrix Random(int width, int height, unsigned int seed = 1) {
 inline double Size(KxMatrix const& m) {
     double largest = 0;
     for (int i = 0; i < Count(m); ++i)
-        if (!(std::abs(m.Data()[i]) <= largest)) largest = std::abs(m.Data()[i]);
+        if (!(std::abs(m.Data()[i]) <= largest) && !std::isnan(largest)) largest = std::abs(m.Data()[i]);
     return largest;
 }
 
