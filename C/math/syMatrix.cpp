@@ -189,7 +189,11 @@ KxMatrix KxMatrix::BinomialMatrix(int width, int height) {
 
 void KxMatrix::LoseOwnership() noexcept {
     m_data.Detach();
-    m_rowTable.Detach();
+    if (m_isTableTaken)
+        m_rowTable.Detach();
+    else
+        m_rowTable.Resize(0);
+    m_isTableTaken = false;
     m_rows = m_fewRows;
     m_width = m_height = 0;
 }
@@ -197,6 +201,7 @@ void KxMatrix::LoseOwnership() noexcept {
 void KxMatrix::TakeOwnership(double* block, double** rows, int width, int height) noexcept {
     m_data.Attach(block, width * height);
     m_rowTable.Attach(rows, height);
+    m_isTableTaken = true;
     m_rows = rows;
     m_width = width;
     m_height = height;
@@ -206,6 +211,7 @@ void KxMatrix::TransferOwnershipTo(KxMatrix& target) noexcept {
     if (&target == this) return;
     target.m_data = std::move(m_data);
     target.m_rowTable = std::move(m_rowTable);
+    target.m_isTableTaken = m_isTableTaken;
     std::copy(std::begin(m_fewRows), std::end(m_fewRows), target.m_fewRows);
     target.m_rows = m_rows == m_fewRows ? target.m_fewRows : m_rows;
     target.m_width = m_width;

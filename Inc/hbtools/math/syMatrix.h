@@ -133,6 +133,7 @@ private:
     int m_width = 0;
     KxTArray<double> m_data;
     KxTArray<double*> m_rowTable;
+    bool m_isTableTaken = false;  // by TakeOwnership, not our own
     double** m_rows = m_fewRows;
     double* m_fewRows[fewRows] = {};
 };
