@@ -92,20 +92,20 @@ void Factor(double* square, int n, int* permutation, int* sign) {
     }
 }
 
-double LargestSize(double const* values, std::ptrdiff_t count) {
-    double largest = 0;
-    for (std::ptrdiff_t i = 0; i < count; ++i) largest = KxMath::Max(KxMath::Abs(values[i]), largest);
-    return largest;
+double LargestSize(double const* values, int count) {
+    int const place = detail::Kernels().firstLargest(values, count);
+    return place < 0 ? 0.0 : KxMath::Abs(values[place]);
 }
 
-/// Into `inverse`, of height * height elements. Returns the largest element that was met on the way.
-double InvertByLU(KxMatrix const& matrix, double* inverse) {
+/// Into `inverse`, of height * height elements. *largest, unless it is null, gets the largest element met on the way.
+void InvertByLU(KxMatrix const& matrix, double* inverse, double* largest) {
     int const n = matrix.Height();
     Work lu(Square(n)), row(n);
     Scratch<int, few> permutation(n);
     CopySquare(matrix, lu.Data());
-    double const largest = n > detail::smallSize ? LargestSize(lu.Data(), Square(n)) : 0.0;
+    if (largest) *largest = LargestSize(lu.Data(), n * n);
     Factor(lu.Data(), n, permutation.Data(), nullptr);
+    if (largest) *largest = KxMath::Max(*largest, LargestSize(lu.Data(), n * n));
     detail::InvertLower(detail::Kernels(), false, lu.Data(), inverse, n);
     detail::SolveTriangle(detail::Kernels(), false, true, lu.Data(), n, inverse, n, n, n);
     for (int r = 0; r < n; ++r) {
@@ -113,7 +113,6 @@ double InvertByLU(KxMatrix const& matrix, double* inverse) {
         std::copy_n(target, n, row.Data());
         for (int c = 0; c < n; ++c) target[permutation[c]] = row[c];
     }
-    return n > detail::smallSize ? KxMath::Max(largest, LargestSize(lu.Data(), Square(n))) : 0.0;
 }
 
 /// Whether full pivoting cannot find a pivot of zero. It works exactly on a matrix that differs by less than n^3 roundings
@@ -122,8 +121,13 @@ double InvertByLU(KxMatrix const& matrix, double* inverse) {
 bool IsSurelyRegular(double const* inverse, int n, double largest) {
     double norm = 0, sumOfAll = 0;
     for (int r = 0; r < n; ++r) {
-        double sum = 0;
-        for (int c = 0; c < n; ++c) sum += KxMath::Abs(inverse[Offset(r, n) + c]);
+        double const* const row = inverse + Offset(r, n);
+        double sums[4] = {};
+        int c = 0;
+        for (; c + 4 <= n; c += 4)
+            for (int k = 0; k < 4; ++k) sums[k] += std::abs(row[c + k]);
+        for (; c < n; ++c) sums[0] += std::abs(row[c]);
+        double const sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
         norm = KxMath::Max(norm, sum);
         sumOfAll += sum;
     }
@@ -135,9 +139,11 @@ bool IsSurelyRegular(double const* inverse, int n, double largest) {
 /// inverse, so it is left out where its result is known.
 bool InvertRegular(KxMatrix const& matrix, double* inverse) {
     int const n = matrix.Height();
-    if (n <= detail::smallSize && matrix.IsSingular()) return false;
-    double const largest = InvertByLU(matrix, inverse);
-    return n <= detail::smallSize || IsSurelyRegular(inverse, n, largest) || !matrix.IsSingular();
+    bool const isSmall = n <= detail::smallSize;
+    if (isSmall && matrix.IsSingular()) return false;
+    double largest = 0;
+    InvertByLU(matrix, inverse, isSmall ? nullptr : &largest);
+    return isSmall || IsSurelyRegular(inverse, n, largest) || !matrix.IsSingular();
 }
 
 /// x = the n * n elements times b, which may be x.
@@ -186,7 +192,7 @@ KxMatrix KxMatrix::LUDecomposition(KxTArray<int>* permutation, int* sign) const 
 
 KxMatrix KxMatrix::LUInverse() const {
     KxMatrix inverse(m_height, m_height);
-    InvertByLU(*this, inverse.Data());
+    InvertByLU(*this, inverse.Data(), nullptr);
     return inverse;
 }
 
@@ -227,7 +233,7 @@ bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxMatrix& X, KxMatrix co
 
 bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxVec& x, KxVec const& b) {
     Work inverse(Square(A.m_height));
-    InvertByLU(A, inverse.Data());
+    InvertByLU(A, inverse.Data(), nullptr);
     MultiplyInto(x, inverse.Data(), A.m_height, b);
     return true;
 }
