@@ -160,6 +160,7 @@ Eigen::MatrixXd ToEigen(KxMatrix const& matrix) {
 template <class Matrix = Eigen::MatrixXd, class Work>
 void MeasureEigen(benchmark::State& state, std::vector<KxMatrix> const& from, Work work) {
     std::vector<Matrix> matrices;
+    matrices.reserve(from.size());
     for (KxMatrix const& matrix : from) matrices.push_back(ToEigen(matrix));
     std::size_t next = 0;
     for (auto _ : state) {

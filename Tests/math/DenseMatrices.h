@@ -28,29 +28,24 @@ inline KxVec Vector(std::vector<double> const& values) {
     return KxVec(KxTArray<double>(values.data(), static_cast<int>(values.size())));
 }
 
-inline int Count(KxMatrix const& m) {
-    return m.Width() * m.Height();
-}
-
 inline KxMatrix Random(int width, int height, unsigned int seed = 1) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> number(-1, 1);
     KxMatrix result(width, height);
-    for (int i = 0; i < Count(result); ++i) result.Data()[i] = number(random);
+    for (int i = 0; i < width * height; ++i) result.Data()[i] = number(random);
     return result;
 }
 
 /// The largest absolute value; NaN if there is one.
 inline double Size(KxMatrix const& m) {
     double largest = 0;
-    for (int i = 0; i < Count(m); ++i)
+    for (int i = 0; i < m.Width() * m.Height(); ++i)
         if (!(std::abs(m.Data()[i]) <= largest) && !std::isnan(largest)) largest = std::abs(m.Data()[i]);
     return largest;
 }
 
 inline double Distance(KxMatrix const& a, KxMatrix const& b) {
-    EXPECT_EQ(a.Width(), b.Width());
-    EXPECT_EQ(a.Height(), b.Height());
+    EXPECT_TRUE(a.Width() == b.Width() && a.Height() == b.Height());
     return Size(a - b);
 }
 

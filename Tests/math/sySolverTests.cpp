@@ -3,6 +3,8 @@
 #include "DenseMatrices.h"
 #include "hbtools/base/syObject.h"
 
+#include <tuple>
+
 static long g_blocks = 0;       // allocated by new[]
 static long g_failsAfter = -1;  // so many of them there is no memory, in the way of the framework
 
@@ -92,15 +94,13 @@ TEST(Solvers, InversesAndSolutions) {
             double const bound = 8 * n * eps * n * Size(a) * Size(inverse);
             EXPECT_LE(std::min(Distance(a * inverse, Identity(n)), Distance(inverse * a, Identity(n))), bound) << name;
         }
-        double const size = n * Size(a);
         using Solver = bool (*)(KxMatrix const&, KxMatrix&, KxMatrix const&);
         for (Solver const solve :
              {Solver(KxMatrix::SolveEquationSystemGaussJordan), Solver(KxMatrix::SolveEquationSystemLU),
               Solver(KxMatrix::SolveEquationSystemSVD), Solver(KxMatrix::SolveEquationSystem)}) {
             KxMatrix x;
             ASSERT_TRUE(solve(a, x, right)) << name;
-            // The explicit inverse is only as good as the condition lets it be.
-            double const condition = size * Size(a.Inverse());
+            double const size = n * Size(a), condition = size * Size(a.Inverse());  // to which the inverses are right
             EXPECT_LE(Distance(a * x, right), 8 * n * eps * size * Size(x) * std::min(condition, 1e12)) << name;
         }
     }
@@ -115,11 +115,8 @@ bool MeetsZero(KxMatrix a) {
         int row = 0, column = 0;
         for (int r = 0; r < n; ++r)
             for (int c = 0; c < n; ++c)
-                if (isDone[r] == 0 && isDone[c] == 0 && std::abs(a[r][c]) > best) {
-                    best = std::abs(a[r][c]);
-                    row = r;
-                    column = c;
-                }
+                if (isDone[r] == 0 && isDone[c] == 0 && std::abs(a[r][c]) > best)
+                    std::tie(best, row, column) = std::tuple(std::abs(a[r][c]), r, c);
         if (!(best > 0)) return true;
         isDone[column] = 1;
         if (row != column) std::swap_ranges(a[row], a[row] + n, a[column]);
