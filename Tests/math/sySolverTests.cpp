@@ -171,8 +171,7 @@ TEST(Solvers, NoSolutionAndOddSizes) {
         KxMatrix const b = Random(2, matrix.Height());
         EXPECT_EQ(KxMatrix::SolveEquationSystemGaussJordan(matrix, x, b), !isSingular) << name;
         EXPECT_TRUE(isSingular ? IsSame(x, before) : x.Width() == 2 && x.Height() == matrix.Height()) << name;
-        EXPECT_TRUE(KxMatrix::SolveEquationSystemLU(matrix, x, b)) << name;
-        EXPECT_EQ(x.Height(), matrix.Height()) << name;
+        EXPECT_TRUE(KxMatrix::SolveEquationSystemLU(matrix, x, b) && x.Height() == matrix.Height()) << name;
         bool const isRuined = isSingular && matrix.Height() > 1 && matrix.Width() == matrix.Height();
         EXPECT_TRUE(!isRuined || !std::isfinite(Size(x))) << name;
         KxMatrix U, V;
@@ -190,8 +189,7 @@ TEST(Solvers, RoutesOfTheDispatcher) {
     KxVec x;
     ASSERT_TRUE(KxMatrix::SolveEquationSystem(Matrix(2, {1, 0, 1, 1, 1, 2}), x, Vector({1, 3, 4})));
     EXPECT_LT(x.Distance(Vector({7.0 / 6, 1.5})), 1e-14);
-    EXPECT_FALSE(KxMatrix::SolveEquationSystem(KxMatrix(2, 2), x, Vector({1, 2})));
-    EXPECT_EQ(x.Size(), 2);  // as it was
+    EXPECT_TRUE(!KxMatrix::SolveEquationSystem(KxMatrix(2, 2), x, Vector({1, 2})) && x.Size() == 2);  // as it was
     for (int const n : {2, 8, 9, 40}) {
         KxMatrix a = Random(n, n), b = Random(2, n), expected, got;
         got = a;
