@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <random>
+#include <vector>
 
 #ifdef HBTOOLS_BENCH_EIGEN
 #pragma GCC diagnostic push
@@ -31,9 +32,18 @@ KxMatrix Random(int width, int height, unsigned int seed = 1) {
     return matrix;
 }
 
-KxMatrix Symmetric(int n) {
-    KxMatrix const any = Random(n, n);
-    return any + any.Transpose();
+/// One large matrix or many small ones: what a processor foresees in one small matrix, it does not in another.
+std::vector<KxMatrix> Some(benchmark::State const& state) {
+    int const n = static_cast<int>(state.range(0));
+    std::vector<KxMatrix> matrices;
+    for (unsigned int seed = 1; seed <= (n < 8 ? 512U : 1U); ++seed) matrices.push_back(Random(n, n, seed));
+    return matrices;
+}
+
+std::vector<KxMatrix> SomeSymmetric(benchmark::State const& state) {
+    std::vector<KxMatrix> matrices = Some(state);
+    for (KxMatrix& matrix : matrices) matrix += matrix.Transpose();
+    return matrices;
 }
 
 bool IsSmall(KxMatrix const& difference) {
@@ -43,19 +53,17 @@ bool IsSmall(KxMatrix const& difference) {
     return largest < 1e-8;
 }
 
-/// Runs `work` on a random matrix; `isRight(matrix, result)` says whether the result is.
+/// Runs `work` on each of the matrices; `isRight(matrix, result)` says whether a result is.
 template <class Work, class IsRight>
-void Measure(benchmark::State& state, KxMatrix const& matrix, Work work, IsRight isRight) {
-    if (!isRight(matrix, work(matrix))) state.SkipWithError("wrong result");
+void Measure(benchmark::State& state, std::vector<KxMatrix> const& matrices, Work work, IsRight isRight) {
+    if (!isRight(matrices[0], work(matrices[0]))) state.SkipWithError("wrong result");
+    std::size_t next = 0;
     for (auto _ : state) {
-        auto result = work(matrix);
+        auto result = work(matrices[next]);
+        if (++next == matrices.size()) next = 0;
         benchmark::DoNotOptimize(result);
         benchmark::ClobberMemory();
     }
-}
-
-KxMatrix Any(benchmark::State const& state) {
-    return Random(static_cast<int>(state.range(0)), static_cast<int>(state.range(0)));
 }
 
 bool IsInverse(KxMatrix const& a, KxMatrix const& inverse) {
@@ -64,7 +72,7 @@ bool IsInverse(KxMatrix const& a, KxMatrix const& inverse) {
 
 void ProductOurs(benchmark::State& state) {
     Measure(
-        state, Any(state), [](KxMatrix const& a) { return a * a; },
+        state, Some(state), [](KxMatrix const& a) { return a * a; },
         [](KxMatrix const& a, KxMatrix const& product) {
             KxVec const ones(a.Width(), 1.0);
             return (a * (a * ones)).Distance(product * ones) < 1e-8;
@@ -84,18 +92,18 @@ bool IsDecomposition(KxMatrix const& a, KxMatrix const& lu, KxTArray<int> const&
 void LUOurs(benchmark::State& state) {
     KxTArray<int> permutation(static_cast<int>(state.range(0)));
     Measure(
-        state, Any(state), [&](KxMatrix const& a) { return a.LUDecomposition(&permutation, nullptr); },
+        state, Some(state), [&](KxMatrix const& a) { return a.LUDecomposition(&permutation, nullptr); },
         [&](KxMatrix const& a, KxMatrix const& lu) { return IsDecomposition(a, lu, permutation); });
 }
 
 void InverseOurs(benchmark::State& state) {
     Measure(
-        state, Any(state), [](KxMatrix const& a) { return a.Inverse(); }, IsInverse);
+        state, Some(state), [](KxMatrix const& a) { return a.Inverse(); }, IsInverse);
 }
 
 void LUInverseOurs(benchmark::State& state) {
     Measure(
-        state, Any(state), [](KxMatrix const& a) { return a.LUInverse(); }, IsInverse);
+        state, Some(state), [](KxMatrix const& a) { return a.LUInverse(); }, IsInverse);
 }
 
 template <auto solve>
@@ -103,7 +111,7 @@ void SolveOurs(benchmark::State& state) {
     int const n = static_cast<int>(state.range(0));
     KxVec const b = Random(1, n, 2).Col(0);
     Measure(
-        state, Any(state),
+        state, Some(state),
         [&](KxMatrix const& a) {
             KxVec x;
             solve(a, x, b);
@@ -116,14 +124,14 @@ void SvdOurs(benchmark::State& state) {
     KxMatrix U, V;
     KxVec W;
     Measure(
-        state, Any(state), [&](KxMatrix const& a) { return a.SVD(U, W, V); },
+        state, Some(state), [&](KxMatrix const& a) { return a.SVD(U, W, V); },
         [&](KxMatrix const& a, bool) { return IsSmall(U * KxMatrix::DiagonalMatrix(W) * V.Transpose() - a); });
 }
 
 void EigenVectorsOurs(benchmark::State& state) {
     KxVec values;
     Measure(
-        state, Symmetric(static_cast<int>(state.range(0))), [&](KxMatrix const& a) { return a.EigenVectors(&values); },
+        state, SomeSymmetric(state), [&](KxMatrix const& a) { return a.EigenVectors(&values); },
         [&](KxMatrix const& a, KxMatrix const& q) { return IsSmall(a * q - q * KxMatrix::DiagonalMatrix(values)); });
 }
 
@@ -148,52 +156,52 @@ Eigen::MatrixXd ToEigen(KxMatrix const& matrix) {
     return Eigen::Map<Rows const>(matrix.Data(), matrix.Height(), matrix.Width());
 }
 
-/// Runs `work` on the same matrix.
-template <class Work>
-void MeasureEigen(benchmark::State& state, KxMatrix const& matrix, Work work) {
-    Eigen::MatrixXd const a = ToEigen(matrix);
+/// Runs `work` on the same matrices.
+template <class Matrix = Eigen::MatrixXd, class Work>
+void MeasureEigen(benchmark::State& state, std::vector<KxMatrix> const& from, Work work) {
+    std::vector<Matrix> matrices;
+    matrices.reserve(from.size());
+    for (KxMatrix const& matrix : from) matrices.push_back(ToEigen(matrix));
+    std::size_t next = 0;
     for (auto _ : state) {
-        auto result = work(a);
+        auto result = work(matrices[next]);
+        if (++next == matrices.size()) next = 0;
         benchmark::DoNotOptimize(result);
         benchmark::ClobberMemory();
     }
 }
 
 void ProductEigen(benchmark::State& state) {
-    MeasureEigen(state, Any(state), [](Eigen::MatrixXd const& a) -> Eigen::MatrixXd { return a * a; });
+    MeasureEigen(state, Some(state), [](Eigen::MatrixXd const& a) -> Eigen::MatrixXd { return a * a; });
 }
 
 void LUEigen(benchmark::State& state) {
-    MeasureEigen(state, Any(state), [](Eigen::MatrixXd const& a) { return Eigen::PartialPivLU<Eigen::MatrixXd>(a); });
+    MeasureEigen(state, Some(state), [](Eigen::MatrixXd const& a) { return Eigen::PartialPivLU<Eigen::MatrixXd>(a); });
 }
 
 void InverseEigen(benchmark::State& state) {
-    MeasureEigen(state, Any(state), [](Eigen::MatrixXd const& a) -> Eigen::MatrixXd { return a.inverse(); });
+    MeasureEigen(state, Some(state), [](Eigen::MatrixXd const& a) -> Eigen::MatrixXd { return a.inverse(); });
 }
 
 void InverseEigenFixed(benchmark::State& state) {
-    Eigen::Matrix4d const a = ToEigen(Random(4, 4));
-    for (auto _ : state) {
-        Eigen::Matrix4d result = a.inverse();
-        benchmark::DoNotOptimize(result);
-        benchmark::ClobberMemory();
-    }
+    MeasureEigen<Eigen::Matrix4d>(state, Some(state),
+                                  [](Eigen::Matrix4d const& a) -> Eigen::Matrix4d { return a.inverse(); });
 }
 
 void SolveEigen(benchmark::State& state) {
     Eigen::VectorXd const b = ToEigen(Random(1, static_cast<int>(state.range(0)), 2));
-    MeasureEigen(state, Any(state),
+    MeasureEigen(state, Some(state),
                  [&](Eigen::MatrixXd const& a) -> Eigen::VectorXd { return a.partialPivLu().solve(b); });
 }
 
 template <class Method>
 void SvdEigen(benchmark::State& state) {
-    MeasureEigen(state, Any(state),
+    MeasureEigen(state, Some(state),
                  [](Eigen::MatrixXd const& a) { return Method(a, Eigen::ComputeThinU | Eigen::ComputeThinV); });
 }
 
 void EigenVectorsEigen(benchmark::State& state) {
-    MeasureEigen(state, Symmetric(static_cast<int>(state.range(0))),
+    MeasureEigen(state, SomeSymmetric(state),
                  [](Eigen::MatrixXd const& a) { return Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(a); });
 }
 

@@ -160,12 +160,8 @@ KxMatrix& KxMatrix::operator-=(KxMatrix const& other) {
 }
 
 KxMatrix KxMatrix::Transpose() const {
-    constexpr int tile = 16;  // rows and columns that stay in the nearest cache together
     KxMatrix result(m_height, m_width);
-    for (int top = 0; top < m_height; top += tile)
-        for (int left = 0; left < m_width; left += tile)
-            for (int r = top; r < std::min(top + tile, m_height); ++r)
-                for (int c = left; c < std::min(left + tile, m_width); ++c) result.m_rows[c][r] = m_rows[r][c];
+    detail::Transpose(Data(), m_width, result.Data(), m_height, m_height, m_width);
     return result;
 }
 
@@ -193,7 +189,11 @@ KxMatrix KxMatrix::BinomialMatrix(int width, int height) {
 
 void KxMatrix::LoseOwnership() noexcept {
     m_data.Detach();
-    m_rowTable.Detach();
+    if (m_isTableTaken)
+        m_rowTable.Detach();
+    else
+        m_rowTable.Resize(0);
+    m_isTableTaken = false;
     m_rows = m_fewRows;
     m_width = m_height = 0;
 }
@@ -201,6 +201,7 @@ void KxMatrix::LoseOwnership() noexcept {
 void KxMatrix::TakeOwnership(double* block, double** rows, int width, int height) noexcept {
     m_data.Attach(block, width * height);
     m_rowTable.Attach(rows, height);
+    m_isTableTaken = true;
     m_rows = rows;
     m_width = width;
     m_height = height;
@@ -210,6 +211,7 @@ void KxMatrix::TransferOwnershipTo(KxMatrix& target) noexcept {
     if (&target == this) return;
     target.m_data = std::move(m_data);
     target.m_rowTable = std::move(m_rowTable);
+    target.m_isTableTaken = m_isTableTaken;
     std::copy(std::begin(m_fewRows), std::end(m_fewRows), target.m_fewRows);
     target.m_rows = m_rows == m_fewRows ? target.m_fewRows : m_rows;
     target.m_width = m_width;
@@ -236,8 +238,8 @@ KxMatrix operator-(KxMatrix const& a, KxMatrix const& b) {
 
 KxMatrix operator*(KxMatrix const& a, KxMatrix const& b) {
     KxMatrix result(b.Width(), a.Height());
-    detail::DenseProduct(result.Data(), result.Width(), a.Data(), a.Width(), b.Data(), b.Width(), a.Height(), b.Width(),
-                         a.Width());
+    detail::Kernels().product(false, result.Data(), b.Width(), a.Data(), a.Width(), b.Data(), b.Width(), a.Height(),
+                              b.Width(), a.Width());
     return result;
 }
 
@@ -252,7 +254,8 @@ KxMatrix operator*(KxMatrix const& matrix, double factor) {
 
 KxVec operator*(KxMatrix const& matrix, KxVec const& vector) {
     KxVec result{KxTArray<double>(matrix.Height())};
-    for (int r = 0; r < matrix.Height(); ++r) result[r] = detail::DenseDot(matrix[r], vector.Data(), matrix.Width());
+    for (int r = 0; r < matrix.Height(); ++r)
+        result[r] = detail::Kernels().dot(matrix[r], vector.Data(), matrix.Width());
     return result;
 }
 

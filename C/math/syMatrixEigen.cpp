@@ -6,6 +6,8 @@
 #include "hbtools/math/syMatrix.h"
 #include "math/syDenseKernels.h"
 #include "math/syHypotenuse.h"
+#include "math/syRotationList.h"
+#include "math/syScratch.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -16,13 +18,18 @@ namespace KxN {
 namespace {
 
 using detail::Hypotenuse;
+using detail::Offset;
+using detail::Scratch;
 using detail::WithSign;
+
+constexpr std::size_t few = 8;  // rows of a matrix for which all working memory is on the stack
 
 /// Reduces the symmetric n * n matrix q to tridiagonal form d, e from its last row up. q becomes the transposed matrix of
 /// the transformation.
 void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
-    auto const row = [=](int r) { return q + static_cast<std::ptrdiff_t>(r) * stride; };
+    auto const row = [=](int r) { return q + Offset(r, stride); };
     if (n == 0) return;
+    detail::DenseKernels const& kernels = detail::Kernels();
     for (int i = n - 1; i > 0; --i) {
         double* const u = row(i);
         double scale = 0, h = 0;
@@ -42,31 +49,18 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
         e[i] = scale * g;
         h -= f * g;
         u[i - 1] = f - g;
-        // e[0..i) = A u / h, by the lower triangle alone
-        std::fill_n(e, i, 0.0);
-        for (int j = 0; j < i; ++j) {
-            double const* const a = row(j);
-            e[j] += detail::DenseDot(a, u, j + 1);
-            for (int k = 0; k < j; ++k) e[k] += a[k] * u[j];
-        }
+        // A becomes A - u v^T - v u^T, where v = A u / h - (u^T A u / 2 h^2) u stands in e.
+        kernels.symmetricProduct(e, q, stride, u, i);
         for (int j = 0; j < i; ++j) e[j] /= h;
-        double const half = detail::DenseDot(e, u, i) / (h + h);
+        double const half = kernels.dot(e, u, i) / (h + h);
         for (int j = 0; j < i; ++j) e[j] -= half * u[j];
-        for (int j = 0; j < i; ++j) {
-            double* const a = row(j);
-            for (int k = 0; k <= j; ++k) a[k] -= u[j] * e[k] + e[j] * u[k];
-        }
+        kernels.symmetricUpdate(q, stride, u, e, i);
         d[i] = h;
     }
     e[0] = 0.0;
     for (int i = 0; i < n; ++i) {
         double* const u = row(i);
-        if (i > 0 && d[i] != 0.0)
-            for (int j = 0; j < i; ++j) {
-                double* const column = row(j);
-                double const g = detail::DenseDot(column, u, i) / d[i];
-                for (int k = 0; k < i; ++k) column[k] -= g * u[k];
-            }
+        if (i > 0 && d[i] != 0.0) kernels.reflectRows(q, stride, i, u, -d[i], u, i);
         d[i] = u[i];
         std::fill_n(u, i, 0.0);
         u[i] = 1.0;
@@ -74,12 +68,13 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
     }
 }
 
-/// The eigenvalues of the tridiagonal matrix d, e into d; q has n rows of `length`, which are rotated with them.
-bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
+/// The eigenvalues of the tridiagonal matrix d, e into d; the n rows of q are rotated with them.
+bool ImplicitQl(double* q, int stride, int n, double* d, double* e) {
     if (n < 1) return true;
     for (int i = 1; i < n; ++i) e[i - 1] = e[i];
     e[n - 1] = 0.0;
     int const limit = std::max(2 * n, 32);
+    detail::RotationList rotations(q, stride);
     for (int l = 0; l < n; ++l) {
         for (int iteration = 0;; ++iteration) {
             int m = l;
@@ -88,11 +83,15 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
                 if (KxMath::Abs(e[m]) + sum == sum) break;
             }
             if (m == l) break;
-            if (iteration == limit) return false;
+            if (iteration == limit) {
+                rotations.Make();
+                return false;
+            }
             double g = (d[l + 1] - d[l]) / (2.0 * e[l]);
             g = d[m] - d[l] + e[l] / (g + WithSign(Hypotenuse(g, 1.0), g));
             double s = 1.0, c = 1.0, p = 0.0;
             int i = m - 1;
+            rotations.Begin(m, -1);
             for (; i >= l; --i) {
                 double const f = s * e[i], b = c * e[i];
                 double r = Hypotenuse(f, g);
@@ -109,12 +108,7 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
                 p = s * r;
                 d[i + 1] = g + p;
                 g = c * r - b;
-                double* const left = q + static_cast<std::ptrdiff_t>(i) * length;
-                for (int k = 0; k < length; ++k) {
-                    double const upper = left[length + k];
-                    left[length + k] = s * left[k] + c * upper;
-                    left[k] = c * left[k] - s * upper;
-                }
+                rotations.Add(c, s);
             }
             if (i >= l) continue;
             d[l] -= p;
@@ -122,8 +116,31 @@ bool ImplicitQl(double* q, int length, int n, double* d, double* e) {
             e[m] = 0.0;
         }
     }
+    rotations.Make();
     return true;
 }
+
+/// The columns of a matrix as rows that can be rotated.
+class Columns {
+public:
+    Columns(int count, int length) : m_length(length), m_count(count), m_values(Offset(count, m_stride)) {
+        std::fill_n(m_values.Data(), Offset(count, m_stride), 0.0);
+    }
+
+    double* Data() { return m_values.Data(); }
+    int Stride() const { return m_stride; }
+    double* operator[](int column) { return m_values.Data() + Offset(column, m_stride); }
+    void Take(KxMatrix const& matrix) {
+        detail::Transpose(matrix.Data(), m_count, m_values.Data(), m_stride, m_length, m_count);
+    }
+    void Give(KxMatrix& matrix) {
+        detail::Transpose(m_values.Data(), m_stride, matrix.Data(), m_count, m_count, m_length);
+    }
+
+private:
+    int m_length, m_count, m_stride = detail::RotatedStride(m_length);
+    Scratch<double, few * few> m_values;
+};
 
 }  // namespace
 
@@ -138,20 +155,27 @@ void KxMatrix::TridiagonalizeHouseholder(KxVec* diagonal, KxVec* offDiagonal) {
 
 bool KxMatrix::QLAlgorithm(KxVec& diagonal, KxVec& offDiagonal) {
     if (m_width < 1) return true;
-    KxMatrix columns = Transpose();
-    bool const isDone = ImplicitQl(columns.Data(), m_height, m_width, diagonal.Data(), offDiagonal.Data());
-    *this = columns.Transpose();
+    Columns columns(m_width, m_height);
+    columns.Take(*this);
+    bool const isDone = ImplicitQl(columns.Data(), columns.Stride(), m_width, diagonal.Data(), offDiagonal.Data());
+    columns.Give(*this);
     return isDone;
 }
 
 KxMatrix KxMatrix::EigenVectors(KxVec* eigenvalues) const {
-    KxMatrix columns(*this);
     int const n = std::min(m_width, m_height);
-    KxVec d(n), e(n);
-    Tridiagonalize(columns.Data(), m_width, n, d.Data(), e.Data());
-    ImplicitQl(columns.Data(), m_width, n, d.Data(), e.Data());
-    if (eigenvalues) *eigenvalues = d;
-    return columns.Transpose();
+    Columns columns(n, n);
+    for (int r = 0; r < n; ++r) std::copy_n(m_rows[r], n, columns[r]);
+    Scratch<double, few> d(n), e(n);
+    Tridiagonalize(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
+    ImplicitQl(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
+    if (eigenvalues) {
+        eigenvalues->Resize(n);
+        std::copy_n(d.Data(), n, eigenvalues->Data());
+    }
+    KxMatrix result(n, n);
+    columns.Give(result);
+    return result;
 }
 
 }  // namespace KxN

@@ -1,68 +1,156 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 #include "hbtools/math/syMatrix.h"
-#include "math/syDenseKernels.h"
+#include "math/syDenseFactors.h"
 #include "math/syScratch.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <utility>
 
 namespace KxN {
 
 namespace {
 
-constexpr std::size_t fewColumns = 16;
+constexpr std::size_t few = detail::smallSize;  // rows of a matrix for which all working memory is on the stack
+
+using detail::Offset;
+using detail::Scratch;
+using Work = Scratch<double, few * few>;
+using Places = Scratch<int, 2 * few>;
+
+std::ptrdiff_t Square(int n) {
+    return Offset(n, n);
+}
 
 bool IsNonZero(double value) {
     return value < 0.0 || value > 0.0;
 }
 
-void Subtract(double* y, double factor, double const* x, int count) {
-    for (int i = 0; i < count; ++i) y[i] -= factor * x[i];
+/// The n * n elements on the left, with zeros where there are none.
+void CopySquare(KxMatrix const& matrix, double* square) {
+    int const n = matrix.Height(), width = std::min(n, matrix.Width());
+    for (int r = 0; r < n; ++r) {
+        double* const row = square + Offset(r, n);
+        std::fill(std::copy_n(matrix[r], width, row), row + n, 0.0);
+    }
 }
 
-/// Replaces a by its inverse and b, unless it is null, by the solution. False, with both in between, if singular.
-bool GaussJordan(KxMatrix& a, KxMatrix* b) {
-    int const n = a.Height();
-    if (a.Width() != n) return false;
-    detail::Scratch<int, fewColumns> pivotRows(n), pivotColumns(n);
-    detail::Scratch<bool, fewColumns> isDone(n);
-    std::fill_n(isDone.Data(), n, false);
-    for (int step = 0; step < n; ++step) {
-        double best = 0.0;
-        int row = -1, column = -1;
-        for (int r = 0; r < n; ++r) {
-            if (isDone[r]) continue;
-            for (int c = 0; c < n; ++c) {
-                if (isDone[c] || !(KxMath::Abs(a[r][c]) > best)) continue;
-                best = KxMath::Abs(a[r][c]);
-                row = r;
-                column = c;
-            }
-        }
-        if (!IsNonZero(best)) return false;
-        isDone[column] = true;
-        if (row != column) {
-            std::swap_ranges(a[row], a[row] + n, a[column]);
-            if (b) std::swap_ranges((*b)[row], (*b)[row] + b->Width(), (*b)[column]);
-        }
-        pivotRows[step] = row;
-        pivotColumns[step] = column;
-        double const pivot = std::exchange(a[column][column], 1.0);
-        for (int c = 0; c < n; ++c) a[column][c] /= pivot;
-        if (b)
-            for (int c = 0; c < b->Width(); ++c) (*b)[column][c] /= pivot;
-        for (int r = 0; r < n; ++r) {
-            if (r == column) continue;
-            double const factor = std::exchange(a[r][column], 0.0);
-            Subtract(a[r], factor, a[column], n);
-            if (b) Subtract((*b)[r], factor, (*b)[column], b->Width());
-        }
+/// A matrix factored with full pivoting.
+class FullFactors {
+public:
+    /// `lu` has room for the factors.
+    FullFactors(KxMatrix const& matrix, double* lu)
+        : m_n(matrix.Height()), m_work(Square(m_n)), m_rows(m_n), m_columns(m_n), m_lu(lu) {
+        if (matrix.Width() != m_n) return;
+        std::copy_n(matrix.Data(), Square(m_n), m_work.Data());
+        Places order(Offset(m_n, 2));
+        m_isRegular = detail::FactorFully(detail::Kernels(), m_work.Data(), m_n, m_rows.Data(), m_columns.Data(),
+                                          order.Data(), lu);
     }
-    for (int step = n - 1; step >= 0; --step)
-        if (pivotRows[step] != pivotColumns[step])
-            for (int r = 0; r < n; ++r) std::swap(a[r][pivotRows[step]], a[r][pivotColumns[step]]);
-    return true;
+
+    bool IsRegular() const { return m_isRegular; }
+
+    /// Into the place of the factors, which end.
+    void Invert() {
+        double* const inverse = m_work.Data();
+        detail::InvertLower(detail::Kernels(), true, m_lu, inverse, m_n);
+        detail::SolveTriangle(detail::Kernels(), false, false, m_lu, m_n, inverse, m_n, m_n, m_n);
+        for (int k = 0; k < m_n; ++k)
+            for (int c = 0; c < m_n; ++c) m_lu[Offset(m_columns[k], m_n) + m_rows[c]] = inverse[Offset(k, m_n) + c];
+    }
+
+    KxMatrix Solve(KxMatrix const& right) {
+        int const width = right.Width();
+        KxMatrix permuted(width, m_n), result(width, m_n);
+        for (int k = 0; k < m_n; ++k) std::copy_n(right[m_rows[k]], width, permuted[k]);
+        detail::SolveTriangle(detail::Kernels(), true, true, m_lu, m_n, permuted.Data(), width, m_n, width);
+        detail::SolveTriangle(detail::Kernels(), false, false, m_lu, m_n, permuted.Data(), width, m_n, width);
+        for (int k = 0; k < m_n; ++k) std::copy_n(permuted[k], width, result[m_columns[k]]);
+        return result;
+    }
+
+private:
+    int m_n;
+    Work m_work;
+    Scratch<int, few> m_rows, m_columns;
+    double* m_lu;
+    bool m_isRegular = false;
+};
+
+/// LU in place of the n * n elements. Follows the exchanges in *permutation and *sign, which may be null.
+void Factor(double* square, int n, int* permutation, int* sign) {
+    Scratch<double, few * detail::triangleRows> work(Offset(n, detail::triangleRows));
+    Scratch<int, few> pivots(n);
+    detail::FactorLU(detail::Kernels(), square, n, pivots.Data(), work.Data());
+    if (permutation)
+        for (int k = 0; k < n; ++k) permutation[k] = k;
+    for (int k = 0; k < n; ++k) {
+        if (permutation) std::swap(permutation[k], permutation[pivots[k]]);
+        if (sign && pivots[k] != k) *sign = -*sign;
+    }
+}
+
+double LargestSize(double const* values, int count) {
+    int const place = detail::Kernels().firstLargest(values, count);
+    return place < 0 ? 0.0 : KxMath::Abs(values[place]);
+}
+
+/// Into `inverse`, of height * height elements. *largest, unless it is null, gets the largest element met on the way.
+void InvertByLU(KxMatrix const& matrix, double* inverse, double* largest) {
+    int const n = matrix.Height();
+    Work lu(Square(n)), row(n);
+    Scratch<int, few> permutation(n);
+    CopySquare(matrix, lu.Data());
+    if (largest) *largest = LargestSize(lu.Data(), n * n);
+    Factor(lu.Data(), n, permutation.Data(), nullptr);
+    if (largest) *largest = KxMath::Max(*largest, LargestSize(lu.Data(), n * n));
+    detail::InvertLower(detail::Kernels(), false, lu.Data(), inverse, n);
+    detail::SolveTriangle(detail::Kernels(), false, true, lu.Data(), n, inverse, n, n, n);
+    for (int r = 0; r < n; ++r) {
+        double* const target = inverse + Offset(r, n);
+        std::copy_n(target, n, row.Data());
+        for (int c = 0; c < n; ++c) target[permutation[c]] = row[c];
+    }
+}
+
+/// Whether full pivoting cannot find a pivot of zero. It works exactly on a matrix that differs by less than n^3 roundings
+/// of the largest element, and the nearest singular matrix is 1 / |inverse| away; so is the inverse known, which is why
+/// what it met on the way counts too. The bound leaves two digits for larger elements that full pivoting may meet.
+bool IsSurelyRegular(double const* inverse, int n, double largest) {
+    double norm = 0, sumOfAll = 0;
+    for (int r = 0; r < n; ++r) {
+        double const* const row = inverse + Offset(r, n);
+        double sums[4] = {};
+        int c = 0;
+        for (; c + 4 <= n; c += 4)
+            for (int k = 0; k < 4; ++k) sums[k] += std::abs(row[c + k]);
+        for (; c < n; ++c) sums[0] += std::abs(row[c]);
+        double const sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+        norm = KxMath::Max(norm, sum);
+        sumOfAll += sum;
+    }
+    bool const isFinite = sumOfAll < std::numeric_limits<double>::infinity();
+    return isFinite && largest > 1e-200 && largest * norm < 1e14 / (static_cast<double>(n) * n * n);
+}
+
+/// Into `inverse` by LU; false if the square matrix is singular. Full pivoting, which decides that, costs more than the
+/// inverse, so it is left out where its result is known.
+bool InvertRegular(KxMatrix const& matrix, double* inverse) {
+    int const n = matrix.Height();
+    bool const isSmall = n <= detail::smallSize;
+    if (isSmall && matrix.IsSingular()) return false;
+    double largest = 0;
+    InvertByLU(matrix, inverse, isSmall ? nullptr : &largest);
+    return isSmall || IsSurelyRegular(inverse, n, largest) || !matrix.IsSingular();
+}
+
+/// x = the n * n elements times b, which may be x.
+void MultiplyInto(KxVec& x, double const* square, int n, KxVec const& b) {
+    KxVec result{KxTArray<double>(n)};
+    for (int r = 0; r < n; ++r) result[r] = detail::Kernels().dot(square + Offset(r, n), b.Data(), n);
+    x = std::move(result);
 }
 
 /// Row form of a solver on matrices: one column in, one column out. x stays as it is where there is no result.
@@ -78,68 +166,59 @@ bool SolveColumn(Solve solve, KxMatrix const& A, KxVec& x, KxVec const& b) {
 }  // namespace
 
 bool KxMatrix::IsSingular() const {
-    KxMatrix copy(*this);
-    return !GaussJordan(copy, nullptr);
+    return !FullFactors(*this, nullptr).IsRegular();
 }
 
 KxMatrix KxMatrix::GaussJordanInverse() const {
-    KxMatrix inverse(*this);
-    return GaussJordan(inverse, nullptr) ? inverse : KxMatrix();
+    if (m_width == m_height && m_height <= detail::smallSize) {
+        KxMatrix inverse(*this);
+        if (!detail::InvertSmall(inverse.Data(), m_height, nullptr, 0)) return {};
+        return inverse;
+    }
+    KxMatrix inverse(m_width, m_height);
+    FullFactors factors(*this, inverse.Data());
+    if (!factors.IsRegular()) return {};
+    factors.Invert();
+    return inverse;
 }
 
 KxMatrix KxMatrix::LUDecomposition(KxTArray<int>* permutation, int* sign) const {
-    int const n = m_height;
-    KxMatrix lu(n, n);
-    for (int r = 0; r < n; ++r) std::copy_n(m_rows[r], std::min(n, m_width), lu[r]);
-    if (permutation) {
-        permutation->Resize(n);
-        for (int r = 0; r < n; ++r) (*permutation)[r] = r;
-    }
-    for (int k = 0; k < n - 1; ++k) {
-        int pivot = k;
-        for (int r = k + 1; r < n; ++r)
-            if (KxMath::Abs(lu[r][k]) > KxMath::Abs(lu[pivot][k])) pivot = r;
-        if (pivot != k) {
-            std::swap_ranges(lu[k], lu[k] + n, lu[pivot]);
-            if (permutation) std::swap((*permutation)[k], (*permutation)[pivot]);
-            if (sign) *sign = -*sign;
-        }
-        for (int r = k + 1; r < n; ++r) {
-            lu[r][k] /= lu[k][k];
-            Subtract(lu[r] + k + 1, lu[r][k], lu[k] + k + 1, n - k - 1);
-        }
-    }
+    KxMatrix lu(m_height, m_height);
+    CopySquare(*this, lu.Data());
+    if (permutation) permutation->Resize(m_height);
+    Factor(lu.Data(), m_height, permutation ? permutation->Data() : nullptr, sign);
     return lu;
 }
 
 KxMatrix KxMatrix::LUInverse() const {
-    int const n = m_height;
-    KxTArray<int> permutation;
-    KxMatrix const lu = LUDecomposition(&permutation, nullptr);
-    KxMatrix inverse(n, n);
-    for (int r = 0; r < n; ++r) {
-        inverse[r][permutation[r]] = 1.0;
-        for (int k = 0; k < r; ++k) Subtract(inverse[r], lu[r][k], inverse[k], n);
-    }
-    for (int r = n - 1; r >= 0; --r) {
-        for (int k = r + 1; k < n; ++k) Subtract(inverse[r], lu[r][k], inverse[k], n);
-        for (int c = 0; c < n; ++c) inverse[r][c] /= lu[r][r];
-    }
+    KxMatrix inverse(m_height, m_height);
+    InvertByLU(*this, inverse.Data(), nullptr);
     return inverse;
 }
 
 double KxMatrix::Determinant() const {
     int sign = 1;
-    KxMatrix const lu = LUDecomposition(nullptr, &sign);
+    Work lu(Square(m_height));
+    CopySquare(*this, lu.Data());
+    Factor(lu.Data(), m_height, nullptr, &sign);
     double product = sign;
-    for (int i = 0; i < m_height; ++i) product *= lu[i][i];
+    for (int i = 0; i < m_height; ++i) product *= lu[Offset(i, m_height) + i];
     return product;
 }
 
 bool KxMatrix::SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
-    KxMatrix copy(A), result(B);
-    if (!GaussJordan(copy, &result)) return false;
-    X = std::move(result);
+    int const n = A.m_height;
+    Work lu(Square(n));
+    if (A.m_width == n && n <= detail::smallSize) {
+        KxMatrix result(B);
+        std::copy_n(A.Data(), n * n, lu.Data());
+        if (!detail::InvertSmall(lu.Data(), n, result.Data(), B.m_width)) return false;
+        X = std::move(result);
+        return true;
+    }
+    FullFactors factors(A, lu.Data());
+    if (!factors.IsRegular()) return false;
+    X = factors.Solve(B);
     return true;
 }
 
@@ -153,7 +232,10 @@ bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxMatrix& X, KxMatrix co
 }
 
 bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxVec& x, KxVec const& b) {
-    return SolveColumn([](auto&&... of) { return SolveEquationSystemLU(of...); }, A, x, b);
+    Work inverse(Square(A.m_height));
+    InvertByLU(A, inverse.Data(), nullptr);
+    MultiplyInto(x, inverse.Data(), A.m_height, b);
+    return true;
 }
 
 bool KxMatrix::SolveEquationSystemSVD(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
@@ -175,12 +257,22 @@ bool KxMatrix::SolveEquationSystemSVD(KxMatrix const& A, KxVec& x, KxVec const& 
 }
 
 bool KxMatrix::SolveEquationSystem(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
-    bool const isUnique = A.m_width == A.m_height && !A.IsSingular();
-    return isUnique ? SolveEquationSystemLU(A, X, B) : SolveEquationSystemSVD(A, X, B);
+    if (A.m_width != A.m_height) return SolveEquationSystemSVD(A, X, B);
+    Work inverse(Square(A.m_height));
+    if (!InvertRegular(A, inverse.Data())) return SolveEquationSystemSVD(A, X, B);
+    KxMatrix result(B.m_width, A.m_height);
+    detail::Kernels().product(false, result.Data(), B.m_width, inverse.Data(), A.m_height, B.Data(), B.m_width,
+                              A.m_height, B.m_width, A.m_height);
+    X = std::move(result);
+    return true;
 }
 
 bool KxMatrix::SolveEquationSystem(KxMatrix const& A, KxVec& x, KxVec const& b) {
-    return SolveColumn([](auto&&... of) { return SolveEquationSystem(of...); }, A, x, b);
+    if (A.m_width != A.m_height) return SolveEquationSystemSVD(A, x, b);
+    Work inverse(Square(A.m_height));
+    if (!InvertRegular(A, inverse.Data())) return SolveEquationSystemSVD(A, x, b);
+    MultiplyInto(x, inverse.Data(), A.m_height, b);
+    return true;
 }
 
 }  // namespace KxN

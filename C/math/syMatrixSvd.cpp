@@ -5,35 +5,46 @@
 // their columns then lie in one piece.
 #include "hbtools/base/syException.h"
 #include "hbtools/math/syMatrix.h"
-#include "math/syDenseKernels.h"
 #include "math/syHypotenuse.h"
+#include "math/syRotationList.h"
+#include "math/syScratch.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 namespace KxN {
 
 namespace {
 
 using detail::Hypotenuse;
+using detail::Offset;
+using detail::Scratch;
 using detail::WithSign;
 
 constexpr int maxIterations = 30;  // for each singular value
-
-void AddScaled(double* y, double factor, double const* x, int count) {
-    for (int i = 0; i < count; ++i) y[i] += factor * x[i];
-}
+constexpr std::size_t few = 8;     // rows of a matrix for which all working memory is on the stack
 
 void Scale(double* y, double factor, int count) {
     for (int i = 0; i < count; ++i) y[i] *= factor;
 }
 
-void Rotate(double* a, double* b, double c, double s, int count) {
-    for (int k = 0; k < count; ++k) {
-        double const x = a[k], y = b[k];
-        a[k] = x * c + y * s;
-        b[k] = y * c - x * s;
-    }
+/// Makes u, divided by `scale`, the vector of the reflection onto its first element; returns that element, and minus half
+/// the squared length in h.
+double Reflect(double* u, int count, double scale, double& h) {
+    for (int k = 0; k < count; ++k) u[k] /= scale;
+    double const sum = detail::Kernels().dot(u, u, count);
+    double const f = u[0];
+    double const g = -WithSign(KxMath::Sqrt(sum), f);
+    h = f * g - sum;
+    u[0] = f - g;
+    return g;
+}
+
+double SumOfSizes(double const* u, int count) {
+    double sum = 0;
+    for (int k = 0; k < count; ++k) sum += KxMath::Abs(u[k]);
+    return sum;
 }
 
 class Decomposition {
@@ -41,61 +52,83 @@ public:
     explicit Decomposition(KxMatrix const& matrix)
         : m_m(matrix.Height()),
           m_n(matrix.Width()),
-          m_a(matrix.Transpose()),
-          m_v(m_n, m_n),
-          m_w(m_n, 0.0),
-          m_e(m_n, 0.0),
-          m_sums(m_m, 0.0),
-          m_row(m_n, 0.0) {
+          m_a(Offset(m_n, m_strideA)),
+          m_v(Offset(m_n, m_strideV)),
+          m_w(m_n),
+          m_e(m_n),
+          m_u(std::max(m_m, m_n)),
+          m_sums(m_m) {
+        std::fill_n(m_a.Data(), Offset(m_n, m_strideA), 0.0);
+        std::fill_n(m_v.Data(), Offset(m_n, m_strideV), 0.0);
+        detail::Transpose(matrix.Data(), m_n, m_a.Data(), m_strideA, m_m, m_n);
         Reduce();
         AccumulateRight();
         AccumulateLeft();
+        // The steps multiply two elements, so very large and very small numbers are brought near 1 for them.
+        bool const isExtreme = (m_norm > 1e100 && m_norm < maxNorm) || (m_norm > 0.0 && m_norm < 1e-100);
+        int const exponent = isExtreme ? std::ilogb(m_norm) : 0;
+        if (isExtreme) ScaleBidiagonal(-exponent);
         for (int k = m_n - 1; k >= 0; --k) Diagonalize(k);
+        m_turnsOfA.Make();
+        m_turnsOfV.Make();
+        for (int k = 0; k < m_n; ++k)
+            if (m_e[k] < 0.0) Scale(V(k), -1.0, m_n);
+        if (isExtreme) ScaleBidiagonal(exponent);
     }
 
     void Give(KxMatrix& U, KxVec& W, KxMatrix& V) {
-        U = m_a.Transpose();
-        V = m_v.Transpose();
-        W = m_w;
+        U.Resize(m_n, m_m);
+        V.Resize(m_n, m_n);
+        W.Resize(m_n);
+        detail::Transpose(m_a.Data(), m_strideA, U.Data(), m_n, m_n, m_m);
+        detail::Transpose(m_v.Data(), m_strideV, V.Data(), m_n, m_n, m_n);
+        std::copy_n(m_w.Data(), m_n, W.Data());
     }
 
 private:
+    static constexpr double maxNorm = std::numeric_limits<double>::infinity();
+
+    /// Columns of what is U in the end, and of V.
+    double* A(int column) { return m_a.Data() + Offset(column, m_strideA); }
+    double* V(int column) { return m_v.Data() + Offset(column, m_strideV); }
+
+    void ScaleBidiagonal(int exponent) {
+        for (int k = 0; k < m_n; ++k) {
+            m_w[k] = std::ldexp(m_w[k], exponent);
+            m_e[k] = std::ldexp(m_e[k], exponent);
+        }
+        m_norm = std::ldexp(m_norm, exponent);
+    }
+
     /// To an upper bidiagonal matrix: m_w on the diagonal, m_e above it. The vectors of the reflections stay in m_a.
     void Reduce() {
-        double g = 0, scale = 0;
+        double g = 0, scale = 0, h = 0;
         for (int i = 0; i < m_n; ++i) {
-            int const l = i + 1;
+            int const l = i + 1, rest = m_n - l;
             m_e[i] = scale * g;
             g = scale = 0;
             if (i < m_m) {
-                double* const u = m_a[i] + i;
-                int const count = m_m - i;
-                for (int k = 0; k < count; ++k) scale += KxMath::Abs(u[k]);
+                double* const u = A(i) + i;
+                scale = SumOfSizes(u, m_m - i);
                 if (scale != 0.0) {
-                    double h = 0;
-                    g = Reflect(u, count, scale, h);
-                    for (int j = l; j < m_n; ++j)
-                        AddScaled(m_a[j] + i, detail::DenseDot(u, m_a[j] + i, count) / h, u, count);
-                    Scale(u, scale, count);
+                    g = Reflect(u, m_m - i, scale, h);
+                    if (rest > 0) m_kernels.reflectRows(A(l) + i, m_strideA, rest, u, h, u, m_m - i);
+                    Scale(u, scale, m_m - i);
                 }
             }
             m_w[i] = scale * g;
             g = scale = 0;
-            if (i < m_m && l < m_n) {
-                double* const u = m_row.Data() + l;
-                int const count = m_n - l;
-                for (int k = 0; k < count; ++k) {
-                    u[k] = m_a[l + k][i];
-                    scale += KxMath::Abs(u[k]);
-                }
+            if (i < m_m && rest > 0) {
+                double* const u = m_u.Data();
+                for (int k = 0; k < rest; ++k) u[k] = A(l + k)[i];
+                scale = SumOfSizes(u, rest);
                 if (scale != 0.0) {
-                    double h = 0;
-                    g = Reflect(u, count, scale, h);
-                    m_sums = 0.0;
-                    for (int k = 0; k < count; ++k) AddScaled(m_sums.Data() + l, u[k], m_a[l + k] + l, m_m - l);
-                    for (int k = 0; k < count; ++k) {
-                        AddScaled(m_a[l + k] + l, u[k] / h, m_sums.Data() + l, m_m - l);
-                        m_a[l + k][i] = u[k] * scale;
+                    g = Reflect(u, rest, scale, h);
+                    std::fill_n(m_sums.Data(), m_m - l, 0.0);
+                    m_kernels.addRows(m_sums.Data(), A(l) + l, m_strideA, rest, u, m_m - l);
+                    for (int k = 0; k < rest; ++k) {
+                        m_kernels.addScaled(A(l + k) + l, u[k] / h, m_sums.Data(), m_m - l);
+                        A(l + k)[i] = u[k] * scale;
                     }
                 }
             }
@@ -103,54 +136,36 @@ private:
         }
     }
 
-    /// Makes u, divided by `scale`, the vector of the reflection onto its first element; returns that element, and minus
-    /// half the squared length in h.
-    static double Reflect(double* u, int count, double scale, double& h) {
-        double sum = 0;
-        for (int k = 0; k < count; ++k) {
-            u[k] /= scale;
-            sum += u[k] * u[k];
-        }
-        double const f = u[0];
-        double const g = -WithSign(KxMath::Sqrt(sum), f);
-        h = f * g - sum;
-        u[0] = f - g;
-        return g;
-    }
-
     void AccumulateRight() {
         double g = 0;
         for (int i = m_n - 1; i >= 0; --i) {
-            int const l = i + 1, count = m_n - l;
-            double* const v = m_v[i];
-            if (count > 0) {
+            int const l = i + 1, rest = m_n - l;
+            double* const v = V(i) + l;
+            if (rest > 0) {
                 if (g != 0.0) {
-                    double* const u = m_row.Data() + l;
-                    for (int k = 0; k < count; ++k) u[k] = m_a[l + k][i];
-                    for (int k = 0; k < count; ++k) v[l + k] = u[k] / u[0] / g;
-                    for (int j = l; j < m_n; ++j)
-                        AddScaled(m_v[j] + l, detail::DenseDot(u, m_v[j] + l, count), v + l, count);
+                    double* const u = m_u.Data();
+                    for (int k = 0; k < rest; ++k) u[k] = A(l + k)[i];
+                    for (int k = 0; k < rest; ++k) v[k] = u[k] / u[0] / g;
+                    m_kernels.reflectRows(V(l) + l, m_strideV, rest, u, 1.0, v, rest);
                 }
-                for (int j = l; j < m_n; ++j) v[j] = m_v[j][i] = 0.0;
+                std::fill_n(v, rest, 0.0);
+                for (int j = l; j < m_n; ++j) V(j)[i] = 0.0;
             }
-            v[i] = 1.0;
+            V(i)[i] = 1.0;
             g = m_e[i];
         }
     }
 
     void AccumulateLeft() {
         for (int i = std::min(m_m, m_n) - 1; i >= 0; --i) {
-            int const count = m_m - i;
-            double* const u = m_a[i] + i;
-            for (int j = i + 1; j < m_n; ++j) m_a[j][i] = 0.0;
-            double g = m_w[i];
-            if (g != 0.0) {
-                g = 1.0 / g;
-                for (int j = i + 1; j < m_n; ++j) {
-                    double const sum = detail::DenseDot(u + 1, m_a[j] + i + 1, count - 1);
-                    AddScaled(m_a[j] + i, sum / u[0] * g, u, count);
-                }
+            int const l = i + 1, count = m_m - i;
+            double* const u = A(i) + i;
+            for (int j = l; j < m_n; ++j) A(j)[i] = 0.0;
+            if (m_w[i] != 0.0) {
+                double const g = 1.0 / m_w[i], pivot = u[0];
+                std::copy_n(u, count, m_u.Data());
                 Scale(u, g, count);
+                if (l < m_n) m_kernels.reflectRows(A(l) + i, m_strideA, m_n - l, m_u.Data(), pivot, u, count);
             } else {
                 std::fill_n(u, count, 0.0);
             }
@@ -160,8 +175,10 @@ private:
 
     bool IsSmall(double value) const { return KxMath::Abs(value) + m_norm == m_norm; }
 
-    /// Iterates until singular value k has come off, or gives up and leaves it as it is.
+    /// Iterates until singular value k has come off, or gives up and leaves it as it is. Then nothing needs m_e[k] any
+    /// more: it gets the sign of the column of V.
     void Diagonalize(int k) {
+        double sign = 1.0;
         for (int iteration = 1; iteration <= maxIterations; ++iteration) {
             int l = k;
             while (l > 0 && !IsSmall(m_e[l]) && !IsSmall(m_w[l - 1])) --l;
@@ -169,12 +186,13 @@ private:
             if (l == k) {
                 if (m_w[k] < 0.0) {
                     m_w[k] = -m_w[k];
-                    for (int j = 0; j < m_n; ++j) m_v[k][j] = -m_v[k][j];
+                    sign = -1.0;
                 }
-                return;
+                break;
             }
             Step(l, k);
         }
+        m_e[k] = sign;
     }
 
     /// Row l - 1 has no diagonal element any more: rotates what stands beside it out of the matrix.
@@ -188,7 +206,8 @@ private:
             m_w[i] = Hypotenuse(f, g);
             c = g / m_w[i];
             s = -f / m_w[i];
-            Rotate(m_a[l - 1], m_a[i], c, s, m_m);
+            m_turnsOfA.Begin(l - 1, i - l + 1);
+            m_turnsOfA.Add(c, s);
         }
     }
 
@@ -200,10 +219,11 @@ private:
         g = Hypotenuse(f, 1.0);
         f = ((x - z) * (x + z) + h * (y / (f + WithSign(g, f)) - h)) / x;
         double c = 1.0, s = 1.0;
+        m_turnsOfA.Begin(l, 1);
+        m_turnsOfV.Begin(l, 1);
         for (int j = l; j < k; ++j) {
-            int const i = j + 1;
-            g = m_e[i];
-            y = m_w[i];
+            g = m_e[j + 1];
+            y = m_w[j + 1];
             h = s * g;
             g = c * g;
             double r = Hypotenuse(f, h);
@@ -214,7 +234,7 @@ private:
             g = g * c - x * s;
             h = y * s;
             y *= c;
-            Rotate(m_v[j], m_v[i], c, s, m_n);
+            m_turnsOfV.Add(c, s);
             r = Hypotenuse(f, h);
             m_w[j] = r;
             if (r != 0.0) {
@@ -223,7 +243,7 @@ private:
             }
             f = c * g + s * y;
             x = c * y - s * g;
-            Rotate(m_a[j], m_a[i], c, s, m_m);
+            m_turnsOfA.Add(c, s);
         }
         m_e[l] = 0.0;
         m_e[k] = f;
@@ -231,11 +251,13 @@ private:
     }
 
     int m_m, m_n;
-    KxMatrix m_a;  // transposed
-    KxMatrix m_v;  // transposed
-    KxVec m_w, m_e;
-    KxVec m_sums, m_row;
+    int m_strideA = detail::RotatedStride(m_m), m_strideV = detail::RotatedStride(m_n);
+    detail::DenseKernels const& m_kernels = detail::Kernels();
+    Scratch<double, few * few> m_a, m_v;
+    Scratch<double, few> m_w, m_e;
+    Scratch<double, few * few> m_u, m_sums;
     double m_norm = 0;
+    detail::RotationList m_turnsOfA{m_a.Data(), m_strideA}, m_turnsOfV{m_v.Data(), m_strideV};
 };
 
 }  // namespace

@@ -79,7 +79,7 @@ double const& KxVec::Min(int* index) const {
 }
 
 double KxVec::Dot(KxVec const& vector) const {
-    return detail::DenseDot(Data(), vector.Data(), Size());
+    return detail::Kernels().dot(Data(), vector.Data(), Size());
 }
 
 double KxVec::SquaredDistance(KxVec const& vector) const {

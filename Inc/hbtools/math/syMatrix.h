@@ -73,30 +73,35 @@ public:
     static KxMatrix BinomialMatrix(int width, int height);
 
     // Decompositions and solvers of square matrices, unless they say otherwise. Systems are A X = B; with a KxVec,
-    // A x = b. Results are resized.
+    // A x = b. Results are resized, and may be the operands; where a solver returns false they are as they were. Large
+    // matrices take working memory of their own size.
 
-    /// True if Gauss-Jordan elimination with full pivoting meets a pivot of exactly zero, or NaN.
+    /// True if Gauss-Jordan elimination with full pivoting meets a pivot of exactly zero, or NaN. A matrix that is not
+    /// square counts as singular.
     bool IsSingular() const;
     /// By Gauss-Jordan elimination with full pivoting; of a singular matrix 1 by 1 with a zero.
     KxMatrix GaussJordanInverse() const;
     KxMatrix Inverse() const { return GaussJordanInverse(); }
     /// Rows are exchanged by the largest absolute value of the column. The result holds the multipliers below the
     /// diagonal and the upper factor; row i of it comes from row (*permutation)[i]. *sign is multiplied by -1 for each
-    /// exchange. Both may be null.
+    /// exchange. Both may be null. Of a matrix that is not square, the columns beyond the height do not count, and missing
+    /// ones are zero.
     KxMatrix LUDecomposition(KxTArray<int>* permutation, int* sign) const;
     KxMatrix LUInverse() const;
     double Determinant() const;  ///< NaN is possible where a pivot column is zero.
 
-    /// Makes a symmetric matrix tridiagonal by Householder's method; it becomes the orthogonal matrix of the
-    /// transformation. offDiagonal[0] is zero.
+    /// Makes a symmetric matrix, whose lower triangle is read, tridiagonal by Householder's method; it becomes the
+    /// orthogonal matrix of the transformation. offDiagonal[0] is zero.
     void TridiagonalizeHouseholder(KxVec* diagonal, KxVec* offDiagonal);
     /// The eigenvalues of a tridiagonal matrix into `diagonal`, with the rotations accumulated into the columns of this
-    /// matrix. False if one did not converge in max(2 * width, 32) steps.
+    /// matrix. Both vectors have as many elements as the matrix has columns; offDiagonal[0] does not count, and the rest is
+    /// used up. False if one did not converge in max(2 * width, 32) steps, with what was reached by then.
     bool QLAlgorithm(KxVec& diagonal, KxVec& offDiagonal);
     /// The eigenvectors of a symmetric matrix as columns, in no order; *eigenvalues gets theirs unless it is null.
     KxMatrix EigenVectors(KxVec* eigenvalues) const;
     /// A = U diag(W) V^T for any size: U has the size of this matrix, W and V that of its width. The singular values are
-    /// not negative and not sorted. False only if memory ran out.
+    /// not negative and not sorted; one that did not converge in 30 steps is as near as these came, and may be negative.
+    /// False only if memory ran out in the way of the framework, by a CException.
     bool SVD(KxMatrix& U, KxVec& W, KxMatrix& V) const;
 
     static bool SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, KxMatrix const& B);
@@ -128,6 +133,7 @@ private:
     int m_width = 0;
     KxTArray<double> m_data;
     KxTArray<double*> m_rowTable;
+    bool m_isTableTaken = false;  // by TakeOwnership, not our own
     double** m_rows = m_fewRows;
     double* m_fewRows[fewRows] = {};
 };
