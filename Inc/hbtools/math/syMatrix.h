@@ -118,8 +118,8 @@ public:
 
     /// Forgets the elements, and a row table that was taken, without freeing them; the matrix is 0 by 0 then.
     void LoseOwnership() noexcept;
-    /// Frees the present elements and owns `block` and `rows`, made by new[], with height * width elements and a pointer
-    /// to each row.
+    /// Frees the present elements and owns `block` and `rows`, made by new[], with height * width elements row after row
+    /// and a pointer to each row in their order.
     void TakeOwnership(double* block, double** rows, int width, int height) noexcept;
     /// Moves the elements to `target`, which frees its own.
     void TransferOwnershipTo(KxMatrix& target) noexcept;
