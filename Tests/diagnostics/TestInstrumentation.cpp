@@ -110,10 +110,12 @@ TEST(PerfCounter, ABusyThreadShowsInItsProcess) {
     KxString path;
     path.SPrintf(L"\\Process(%s)\\%% User Time", OwnInstance());
     ASSERT_EQ(query.AddCounter(path, handle), PERF_SUCCESS);
-    timespec used = {};
-    do {
-        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    } while (used.tv_sec == 0 && used.tv_nsec < 200'000'000);
+    auto const used = [] {
+        timespec time = {};
+        ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+    };
+    for (double const start = used(); used() < start + 0.2;) {}
     double value = 0;
     query.Collect();
     EXPECT_EQ(query.GetValue(handle, value), PERF_SUCCESS);
