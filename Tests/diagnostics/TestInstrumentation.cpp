@@ -108,7 +108,7 @@ TEST(PerfCounter, ABusyThreadShowsInItsProcess) {
     KxPerfQuery query;
     int handle = -1;
     KxString path;
-    path.SPrintf(L"\\Process(%s)\\%% User Time", OwnInstance());
+    path.SPrintf(L"\\Process(%s)\\%% Processor Time", OwnInstance());
     ASSERT_EQ(query.AddCounter(path, handle), PERF_SUCCESS);
     auto const used = [] {
         timespec time = {};
