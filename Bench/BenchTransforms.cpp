@@ -3,15 +3,19 @@
 //
 // Ten million points under a matrix, out of place into an array that is there, beside a loop written by hand with SSE2
 // and stores past the caches, and beside Eigen. Conjugate gradients on the matrix of a square grid beside rows written by
-// hand and Eigen: each makes the steps that ours needs.
+// hand and Eigen: each makes the steps that ours needs. Histograms beside a loop by hand, and beside just reading the
+// values.
 
+#include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syMatrix4.h"
+#include "hbtools/math/syRangeHistogram.h"
 #include "hbtools/math/sySparseMatrix.h"
 
 #include <benchmark/benchmark.h>
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -321,5 +325,66 @@ void TriplesVectors(benchmark::State& state) {
 }
 BENCHMARK(TriplesOurs)->Name("sparse triples/hbtools")->Arg(1000000)->UseRealTime();
 BENCHMARK(TriplesVectors)->Name("sparse triples/three vectors")->Arg(1000000)->UseRealTime();
+
+// ---- histograms ----
+
+KxTArray<double> Deviations(int n) {
+    KxTArray<double> values(n);
+    for (int i = 0; i < n; ++i) values[i] = std::sin(i * 0.7) + std::sin(i * 1.3) * 0.5;
+    return values;
+}
+
+void RangeOurs(benchmark::State& state) {
+    KxTArray<double> const values = Deviations(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        KxRangeHistogram counts(-1.5, 1.5, 60);
+        counts.AddValues(values.Data(), values.Size());
+        benchmark::DoNotOptimize(counts.Data().Data());
+    }
+}
+
+void RangeByHand(benchmark::State& state) {
+    KxTArray<double> const values = Deviations(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        std::vector<int> counts(60);
+        for (double const value : values)
+            ++counts[static_cast<std::size_t>(std::min(std::max((value + 1.5) * 20.0, 0.0), 59.0))];
+        benchmark::DoNotOptimize(counts.data());
+    }
+}
+
+void RangeMemory(benchmark::State& state) {
+    KxTArray<double> const values = Deviations(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        __m128d sums[4] = {};
+        for (int i = 0; i + 8 <= values.Size(); i += 8)
+            for (int k = 0; k < 4; ++k) sums[k] = _mm_add_pd(sums[k], _mm_loadu_pd(values.Data() + i + 2 * k));
+        benchmark::DoNotOptimize(sums);
+    }
+}
+
+void ListOurs(benchmark::State& state) {
+    KxTArray<double> const values = Deviations(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        KxHistogram histogram(4096);
+        for (double const value : values) histogram.Add(value);
+        benchmark::DoNotOptimize(histogram);
+    }
+}
+
+void ListBlocks(benchmark::State& state) {
+    KxTArray<double> const values = Deviations(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        KxTBlockList<double> list(4096);
+        for (double const value : values) list.AddTail(value);
+        benchmark::DoNotOptimize(list);
+    }
+}
+
+BENCHMARK(RangeOurs)->Name("range histogram/hbtools")->Arg(cloud)->UseRealTime();
+BENCHMARK(RangeByHand)->Name("range histogram/loop by hand")->Arg(cloud)->UseRealTime();
+BENCHMARK(RangeMemory)->Name("range histogram/sum of the values")->Arg(cloud)->UseRealTime();
+BENCHMARK(ListOurs)->Name("histogram of values/hbtools")->Arg(cloud)->UseRealTime();
+BENCHMARK(ListBlocks)->Name("histogram of values/its list alone")->Arg(cloud)->UseRealTime();
 
 }  // namespace

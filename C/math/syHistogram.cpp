@@ -45,12 +45,6 @@ void KxHistogram::SetBlockSize(int blockSize) {
     m_values.SetBlockSize(blockSize);
 }
 
-void KxHistogram::Add(double value) {
-    m_values.AddTail(value);
-    m_min = m_min < value ? m_min : value;
-    m_max = m_max > value ? m_max : value;
-}
-
 void KxHistogram::Clear() {
     m_values.RemoveAll();
     m_min = KxMath::Infinity;

@@ -6,7 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <iterator>
 #include <limits>
+#include <random>
 #include <vector>
 
 using namespace KxN;
@@ -110,6 +113,30 @@ TEST(KxRangeHistogram, StatisticsOfTheCentres) {
     EXPECT_EQ(histogram.NumColumnValues(2), 0);
     histogram = copy;
     EXPECT_EQ(histogram.Maxima()[0], 1.0);
+}
+
+TEST(RangeHistogram, ManyValuesAtOnceAreTheSingleOnes) {
+    double const nan = std::nan(""), infinity = std::numeric_limits<double>::infinity();
+    double const odd[] = {nan,   -nan,   infinity, -infinity, 0.0, -0.0,
+                          1e308, -1e308, 5e-324,   2.0,       3.0, std::nextafter(3.0, 0.0)};
+    std::mt19937 random(11);
+    std::uniform_real_distribution<double> number(-4, 4);
+    std::vector<double> values;
+    for (int i = 0; i < 5000; ++i) values.push_back(i % 7 == 0 ? odd[i / 7 % std::ssize(odd)] : number(random));
+    struct Case {
+        double low, high;
+        int columns;
+    };
+    for (Case const& c : {Case{-3, 3, 1}, Case{-3, 3, 64}, Case{-3, 3, 1000}, Case{3, -3, 10}, Case{0, 0, 10},
+                          Case{-3, nan, 10}, Case{-infinity, infinity, 10}, Case{-3, 3, 0}, Case{-1e308, 1e308, 100}}) {
+        for (int const count : {0, 1, 511, 512, 513, 5000}) {
+            KxRangeHistogram single(c.low, c.high, c.columns), many(c.low, c.high, c.columns);
+            for (int i = 0; i < count; ++i) single.AddValue(values[static_cast<std::size_t>(i)], 1);
+            many.AddValues(values.data(), count);
+            for (int i = 0; i < c.columns; ++i)
+                ASSERT_EQ(many.NumColumnValues(i), single.NumColumnValues(i)) << c.low << ' ' << c.high << ' ' << i;
+        }
+    }
 }
 
 }  // namespace

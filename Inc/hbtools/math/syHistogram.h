@@ -23,7 +23,11 @@ public:
     /// Sets the values per block, at least 1; with values in it, it goes on with the present blocks until Clear.
     void SetBlockSize(int blockSize);
 
-    void Add(double value);
+    void Add(double value) {
+        m_values.AddTail(value);
+        m_min = m_min < value ? m_min : value;
+        m_max = m_max > value ? m_max : value;
+    }
     /// Removes all values.
     void Clear();
 

@@ -36,6 +36,8 @@ public:
 
     /// Adds `count` to the column of the value.
     void AddValue(double value, int count);
+    /// Adds 1 for each of `count` values, as AddValue would, much faster.
+    void AddValues(double const* values, int count);
     /// Sets all counts to zero; the range stays.
     void ClearValues();
 
