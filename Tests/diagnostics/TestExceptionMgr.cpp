@@ -18,24 +18,28 @@ std::string const base = "ErrorCount=200\nBackupTiming=none\n";
 
 TEST_F(ExceptionMgr, SettingsOfTheIniFile) {
     unsigned long const weekAgo = KxDateTime::Now().AddDays(-7).GetDate();
+    std::string const one = "ErrorCount=1\n";
     struct Row {
         std::string lines;
         int active, readLevel, writeLevel, order, timing;
         unsigned long errors, entries, purge, read;
     } const rows[] = {
-        {"", 1, 0, 0, 1, 3, 200, 10000, 19110101, 0},
+        {"", 0, 0, 0, 1, 3, 0, 10000, 19110101, 0},
+        {"ErrorCount=\nFileName=\nDebugFileName=\n", 0, 0, 0, 1, 3, 0, 10000, 19110101, 0},
         {"ErrorCount=17\nMaxEntries=12\n", 1, 0, 0, 1, 3, 17, 12, 19110101, 0},
         {"ErrorCount=0\n", 0, 0, 0, 1, 3, 0, 10000, 19110101, 0},
         {"ErrorCount=many\nMaxEntries=-4\n", 0, 0, 0, 1, 3, 0, 0, 19110101, 0},
-        {"BlockLevelReading=except_user\nBlockLevelWriting=EXCEPT_FATAL\n", 1, 1, 3, 1, 3, 200, 10000, 19110101, 0},
-        {"BlockLevelReading=EXCEPT_NONFATAL\nBlockLevelWriting=fatal\n", 1, 2, 0, 1, 3, 200, 10000, 19110101, 0},
-        {"SortOrder=SORT_LEV_GRP\nBackupTiming=SAVE_ON_DEMAND\n", 1, 0, 0, 2, 2, 200, 10000, 19110101, 0},
-        {"SortOrder=sort_grp_tim\nBackupTiming=SAVE_AFTER_FATAL\n", 1, 0, 0, 0, 1, 200, 10000, 19110101, 0},
-        {"SortOrder=3\nBackupTiming=SAVE_ALL_CHANGES\n", 1, 0, 0, 1, 0, 200, 10000, 19110101, 0},
-        {"MinWriteDays=7\nMinReadDate=20240229\n", 1, 0, 0, 1, 3, 200, 10000, weekAgo, 20240229},
-        {"MinWriteDate=20230229\nMinReadDays=7\nMinReadDate=1\n", 1, 0, 0, 1, 3, 200, 10000, 19110101, weekAgo},
-        {"MinWriteDays=4294967295\nMinWriteDate=20240101\n", 1, 0, 0, 1, 3, 200, 10000, 19110101, 0},
-        {"BlockGroupReading=a,b\nBlockGroupWriting=,c\n", 1, 0, 0, 1, 3, 200, 10000, 19110101, 0},
+        {"ErrorCount=12x\nMaxEntries=12x\n", 1, 0, 0, 1, 3, 12, 0, 19110101, 0},
+        {"ErrorCount=1.5\nMaxEntries=1.5\n", 1, 0, 0, 1, 3, 1, 0, 19110101, 0},
+        {one + "BlockLevelReading=except_user\nBlockLevelWriting=EXCEPT_FATAL\n", 1, 1, 3, 1, 3, 1, 10000, 19110101, 0},
+        {one + "BlockLevelReading=EXCEPT_NONFATAL\nBlockLevelWriting=fatal\n", 1, 2, 0, 1, 3, 1, 10000, 19110101, 0},
+        {one + "SortOrder=SORT_LEV_GRP\nBackupTiming=SAVE_ON_DEMAND\n", 1, 0, 0, 2, 2, 1, 10000, 19110101, 0},
+        {one + "SortOrder=sort_grp_tim\nBackupTiming=SAVE_AFTER_FATAL\n", 1, 0, 0, 0, 1, 1, 10000, 19110101, 0},
+        {one + "SortOrder=3\nBackupTiming=SAVE_ALL_CHANGES\n", 1, 0, 0, 1, 0, 1, 10000, 19110101, 0},
+        {one + "MinWriteDays=7\nMinReadDate=20240229\n", 1, 0, 0, 1, 3, 1, 10000, weekAgo, 20240229},
+        {one + "MinWriteDate=20230229\nMinReadDays=7\nMinReadDate=1\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, weekAgo},
+        {one + "MinWriteDays=4294967295\nMinWriteDate=20240101\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, 0},
+        {one + "BlockGroupReading=a,b\nBlockGroupWriting=,c\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, 0},
     };
     for (Row const& row : rows) {
         KxExceptionManager manager;
@@ -72,7 +76,25 @@ TEST_F(ExceptionMgr, InitializeFailsClearlyAndLeavesTheManager) {
     ::mkfifo(File("pipe").c_str(), 0600);
     for (char const* name : {"missing/Debug.log", "app.ini/Debug.log", "pipe", "/dev/full"}) {
         std::string const lines = base + "MaxEntries=9\nDebugFileName=" + name + "\n";
-        EXPECT_NE(Thrown<KxException>([&] { Initialize(manager, lines); }).find(name), std::string::npos);
+        std::string const told = Thrown<KxException>([&] { Initialize(manager, lines); });
+        EXPECT_NE(told.find(name), std::string::npos) << told;
+        EXPECT_NE(told.find("DebugFileName"), std::string::npos) << told;
+    }
+    // What would write over something else is refused before anything is opened.
+    Put("my.log", "log");
+    std::filesystem::create_hard_link(File("my.log"), File("link"));
+    struct {
+        char const *lines, *key;
+    } const bad[] = {{"FileName=my.log\nDebugFileName=my.log\n", "DebugFileName"},
+                     {"FileName=my.log\nDebugFileName=link\n", "DebugFileName"},
+                     {"FileName=new.log\nDebugFileName=./new.log\n", "DebugFileName"},
+                     {"DebugFileName=app.ini\n", "DebugFileName"},
+                     {"FileName=./app.ini\n", "FileName"}};
+    for (auto const& c : bad) {
+        std::string const told = Thrown<KxException>([&] { Initialize(manager, base + c.lines); });
+        EXPECT_NE(told.find(" " + std::string(c.key) + " "), std::string::npos) << told;
+        EXPECT_EQ(Get("app.ini"), "[Initialization]\n" + base + c.lines);
+        EXPECT_EQ(Get("my.log"), "log");
     }
     EXPECT_EQ(manager.GetMaxEntries(), 5u);
     EXPECT_EQ(Messages(manager.ExtractAllExceptions()), "kept");

@@ -20,7 +20,6 @@
 // debug file may be called from any thread at a time. All else (log, queues, filters) needs the caller's own order.
 #pragma once
 
-#include "hbtools/base/syCollections.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/core/syList.h"
 #include "hbtools/core/syMem.h"
@@ -32,7 +31,8 @@ namespace KxN {
 
 namespace detail {
 class DebugFile;
-}
+class LogQueues;
+}  // namespace detail
 
 /// How extracted entries are sorted; equal ones keep the order of the queues. Do not renumber.
 enum SortOrder {
@@ -102,6 +102,12 @@ public:
     /// @throws KxFileException if saving fails; the entry is then kept in memory
     void AddExceptionToLog(KxException& exception);
 
+    /// The last words of a process, as KxTerminateHandler has them reported: an entry of the debug file, which is written
+    /// even if writing is delayed, and one of the log, which is saved unless the backup timing is 3. While another
+    /// thread is at the log, and before Initialize, the log is left alone. Any thread; failures are told in a line on
+    /// standard error.
+    void ReportEnd(KxException& exception) noexcept;
+
     /// One entry of the debug file: with `separator` a line of underscores, the present date and time, the text, its
     /// extended info if the exception has the flag, its location if it has one, and a pending AddInfo text.
     void WriteToDebugFile(KxException& exception, int separator);
@@ -162,7 +168,7 @@ public:
     void PassGroupReading(KxString const& group);
     void PassGroupWriting(KxString const& group);
     void PassAllGroupsReading() { m_blockedReading.RemoveAll(); }
-    void PassAllGroupsWriting() { m_blockedWriting.RemoveAll(); }
+    void PassAllGroupsWriting();
     KxTMem<KxString> BlockGroupNamesReading() const;
     KxTMem<KxString> BlockGroupNamesWriting() const;
 
@@ -189,10 +195,9 @@ private:
 
     static Settings ReadSettings(KxString const& iniFile);
     void Apply(Settings const& settings);
-    Queue* QueueOf(KxString const& group);
     std::string ComposeLog() const;
 
-    CList<Queue*> m_groups;
+    std::unique_ptr<detail::LogQueues> m_queues;
     std::unique_ptr<detail::DebugFile> m_debugFile;
     KxTList<KxString> m_blockedReading;
     KxTList<KxString> m_blockedWriting;
