@@ -79,7 +79,8 @@ struct KxDelayLoadRecord {
 };
 
 /// Throws an exception, or returns to let the fault take its course. It runs with all floating-point traps masked;
-/// the control word of the thread is back when it is left.
+/// when it is left, the control word of the thread is back, unless the translator has unmasked a trap, and the
+/// floating-point status is clear.
 using KxFaultTranslator = void (*)(unsigned int code, EXCEPTION_POINTERS* pointers);
 
 /// Sets the translator of the calling thread, null for none, and returns the former one. The first one in the process
@@ -87,7 +88,7 @@ using KxFaultTranslator = void (*)(unsigned int code, EXCEPTION_POINTERS* pointe
 KX_API KxFaultTranslator KxxSetFaultTranslator(KxFaultTranslator translator) noexcept;
 
 /// Raises a fault that no instruction raises: calls the translator of the thread, if there is one, with up to four
-/// parameters. Returns if the translator does. @throws what the translator throws
+/// parameters. Returns if the translator does, and at once within a translator. @throws what the translator throws
 KX_API void KxxRaiseFault(unsigned int code, std::initializer_list<std::uintptr_t> parameters = {});
 
 /// Kinds of floating-point events. In a control word a set bit masks the trap, in a status it says that the event has
