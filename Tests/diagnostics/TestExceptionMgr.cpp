@@ -3,6 +3,7 @@
 //
 // The manager's settings, its filters and its queues.
 #include "ManagerTest.h"
+#include "diagnostics/syGroupQueues.h"
 
 #include <sys/stat.h>
 
@@ -180,6 +181,49 @@ TEST_F(ExceptionMgr, SortedAndFilteredExtracts) {
     manager.PassAllGroupsReading();
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "c3 a9 b3");
     EXPECT_EQ(manager.GetTotalCount(), 5u);
+}
+
+struct CountingLess : std::less<> {
+    using is_transparent = void;
+    static inline unsigned long count = 0;
+    template <class A, class B>
+    bool operator()(A const& a, B const& b) const {
+        ++count;
+        return a < b;
+    }
+};
+
+// Twice as many groups, each with an entry that comes and goes, take little more than twice the steps.
+TEST_F(ExceptionMgr, StepsOfManyGroups) {
+    auto const steps = [](int groups) {
+        detail::GroupQueues<CountingLess> queues;
+        CountingLess::count = 0;
+        for (int i = 0; i < 2 * groups; ++i) {
+            KxString const name = L"G" + KxTools::String(i * 7919L % groups);
+            queues.Append(std::make_unique<KxExceptionManagerException>(
+                              KxDateTime::FromUnixTime(i * 104729LL % 1000000), name, EXCEPT_USER, name),
+                          name);
+        }
+        for (int i = 0; i < groups; ++i) queues.RemoveOldest();
+        EXPECT_EQ(queues.GetCount(), static_cast<unsigned long>(groups));
+        return static_cast<double>(CountingLess::count);
+    };
+    double const few = steps(2000);
+    EXPECT_LT(steps(4000), 2.5 * few);
+    EXPECT_LT(few, 2000 * 100.0);
+}
+
+TEST_F(ExceptionMgr, ManyGroups) {
+    std::string log = "[General]\nTotalCount=100000\n";
+    for (int i = 0; i < 100000; ++i)
+        log += "[" + std::to_string(i) + "]\nDate=20241201\nTime=" + std::to_string(100000 + i % 60 * 100) +
+               "\nGroup=g" + std::to_string(i) + "\nLevel=EXCEPT_USER\nMessage=m\n";
+    Put("syexcmgr.bas", log);
+    KxExceptionManager manager;
+    Initialize(manager, "ErrorCount=100000\nBackupTiming=none\n");
+    EXPECT_EQ(manager.GetTotalCount(), 100000u);
+    manager.SetMaxErrorCount(10);
+    EXPECT_EQ(manager.GetTotalCount(), 10u);
 }
 
 }  // namespace
