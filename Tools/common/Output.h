@@ -17,6 +17,9 @@ namespace tool {
 /// Exit codes of every tool.
 enum ExitCode { exitWhole = 0, exitUsage = 1, exitDamaged = 2, exitForeign = 3 };
 
+/// Lets writing to a pipe that nobody reads fail like any other, with a message and exit code 1. First of all in main.
+void SurviveClosedPipes();
+
 class Output {
 public:
     /// `program` begins the line on standard error.
@@ -35,7 +38,7 @@ private:
 
     char const* m_program;
     std::string m_text;
-    bool m_failed = false;
+    int m_error = 0;  // of the system, the first one
 };
 
 /// UTF-8 of a text for a terminal: control characters, also those that turn the direction of writing, as \n, \x1b or

@@ -33,6 +33,7 @@ int Run(hbtag::Options const& options, KxN::KxString const& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tool::SurviveClosedPipes();
     CLI::App app("Looks into tag files: lists their records, shows what they hold, finds what is damaged.");
     app.require_subcommand(1);
     app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not a tag file.");
