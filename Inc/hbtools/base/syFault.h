@@ -8,7 +8,7 @@
 // had called it; what it throws is caught where the fault happened. A translator that returns lets the fault take its
 // course: it goes to the handler that the program had for the signal before, and ends the process if it had none.
 // The same happens in a thread without a translator, for a fault in a translator, for a stack that is used up, on a
-// stack that is not the thread's own, and within malloc and its kin. Code that faults must be compiled with
+// stack that is not the thread's own, for a jump to nowhere, and within malloc and its kin. Code that faults must be compiled with
 // -fnon-call-exceptions, which the CMake target hbtools::hbtools brings along. See Doc/faults.md.
 //
 // Translators and control words belong to the calling thread, the handlers for memory to the process.
@@ -104,7 +104,8 @@ enum KxFloatFlags : unsigned int {
 };
 
 /// Sets those bits of the control word that are in `mask` and returns the whole word as it is then; with the mask 0 it
-/// only tells. Both floating-point units of the thread get it; precision, rounding and flushing stay as they are.
+/// only tells. Both floating-point units of the thread get it, and the x87 unit forgets what has happened in it so far;
+/// precision, rounding and flushing stay as they are.
 KX_API unsigned int KxxControlFloat(unsigned int word, unsigned int mask) noexcept;
 /// Forgets what has happened so far, traps that wait included; returns it.
 KX_API unsigned int KxxClearFloatStatus() noexcept;
