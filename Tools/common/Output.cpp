@@ -5,7 +5,6 @@
 #include <hbtools/base/syEncoding.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -20,12 +19,6 @@ bool MustEscape(wchar_t c) {
 }
 
 }  // namespace
-
-void SurviveClosedPipes() {
-#ifdef SIGPIPE
-    std::signal(SIGPIPE, SIG_IGN);
-#endif
-}
 
 void Output::Write() {
     if (m_error == 0 && std::fwrite(m_text.data(), 1, m_text.size(), stdout) != m_text.size()) m_error = errno;

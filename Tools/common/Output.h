@@ -17,9 +17,6 @@ namespace tool {
 /// Exit codes of every tool.
 enum ExitCode { exitWhole = 0, exitUsage = 1, exitDamaged = 2, exitForeign = 3 };
 
-/// Lets writing to a pipe that nobody reads fail like any other, with a message and exit code 1. First of all in main.
-void SurviveClosedPipes();
-
 class Output {
 public:
     /// `program` begins the line on standard error.
