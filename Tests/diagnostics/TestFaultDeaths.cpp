@@ -124,9 +124,12 @@ TEST(FaultDeathTest, FormerHandlerGoesOn) {
 TEST(FaultDeathTest, WithoutDescriptors) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     auto const body = [] {
-        rlimit const none = {0, 0};
+        rlimit former{};
+        ::getrlimit(RLIMIT_NOFILE, &former);
+        rlimit const none = {0, former.rlim_max};
         ::setrlimit(RLIMIT_NOFILE, &none);
         KxSEHandler const guard;
+        ::setrlimit(RLIMIT_NOFILE, &former);
         std::_Exit(ClassThrown(ReadNull) == "KxAccessViolationException" ? 42 : 1);
     };
     EXPECT_EXIT(body(), testing::ExitedWithCode(42), "");
