@@ -250,11 +250,12 @@ int DebugFile::Rewrite() {
         exception->Delete();
         if (code != EACCES && code != EPERM && code != EROFS) return code;
     }
-    if (int const error = Reopen(KxFileModeTruncate)) return error;
+    int const reopening = Reopen(KxFileModeTruncate);
+    if (!m_file->IsOpen()) return reopening;
     mark(false);
     int const error = WriteBytes(m_bytes);
     mark(error == 0);
-    return error;
+    return error != 0 ? error : reopening;
 }
 
 void DebugFile::Flush() {
