@@ -158,6 +158,14 @@ bool KxFileBuffer::WriteBytes(void const* data, std::size_t count) {
     return error == 0 || Fail(error);
 }
 
+bool KxFileBuffer::WriteWhole(void const* data, std::size_t count, bool& isTorn) {
+    isTorn = false;
+    if (m_direction != Output || !m_file) return Fail(EBADF);
+    if (!WritePending()) return false;
+    int const error = m_file->descriptor.WriteWhole(data, count, isTorn);
+    return error == 0 || Fail(error);
+}
+
 /// Finds out the encoding of a text file and leaves the file behind its mark.
 bool KxFileBuffer::DetectEncoding() {
     File& file = *m_file;

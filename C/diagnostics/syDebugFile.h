@@ -4,13 +4,14 @@
 // The debug file with its last entries. They are held one behind the other as the bytes that they are in the file, a
 // quarter of what wide text would take, so that keeping an entry costs no allocation and rewriting the file is one
 // write of what is kept. Any thread may call any operation; the lock is held for the file and the entries only, never
-// while an entry is composed.
+// while an entry or the text of a failure is composed.
 #pragma once
 
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syFileStream.h"
 #include "hbtools/base/sySync.h"
 
+#include <array>
 #include <atomic>
 #include <deque>
 #include <memory>
@@ -36,6 +37,7 @@ public:
     /// Opens, and so empties, a file in place of the present one, which stays if that fails.
     /// @throws KxException
     void Open(KxString const& path, unsigned long maxEntries);
+    /// Throws for lack of memory only; nothing is kept or written then.
     void Write(DebugEntry const& entry);
     void SetInfo(KxString const& info);
     void Suppress(bool suppress);
@@ -47,28 +49,32 @@ public:
     KxString GetInfo();
     KxString GetPath();
     unsigned long GetMaxEntries() const { return m_maxEntries; }
-    KxString const& GetPrefix(int index) const { return m_prefixes[index]; }
 
 private:
     struct Entry {
         std::size_t size;
         bool isWritten;  // else it waits for Flush
     };
+    /// Date, time, file and line in UTF-8, in the language of the last Open.
+    using Prefixes = std::array<std::string, 4>;
 
+    static std::shared_ptr<Prefixes const> ReadPrefixes();
     std::string Compose(DebugEntry const& entry);
-    std::string TakeInfo();
-    void WriteBytes(std::string const& bytes);
-    void Reopen(int mode);
-    void LimitSize();
+    // With the lock held; they tell failures by their system error number, 0 if there was none.
+    int Keep(std::string const& bytes);
+    int WriteBytes(std::string const& bytes);
+    int Reopen(int mode);
+    int LimitSize();
+    int Rewrite();
     void ForgetDropped();
-    void Rewrite();
-    void TellFailure(CException* exception) noexcept;
+    bool IsToTell(int error);
+    // Without the lock.
+    void Tell(int error, KxString const* path = nullptr) noexcept;
+    void ThrowIf(int error, int line);
 
     CCriticalSection m_lock;
-    std::unique_ptr<KxoFileStream> m_stream;
+    std::unique_ptr<KxFileBuffer> m_file;
     KxString m_path;
-    KxString m_prefixes[4];  // date, time, file, line
-    std::string m_prefixBytes[4];
     std::deque<Entry> m_entries;  // since the file was last rewritten
     std::string m_bytes;          // of all of them
     std::size_t m_dropped = 0;    // the first entries, which are kept no longer, and the size of their bytes
@@ -76,12 +82,13 @@ private:
     std::atomic<unsigned long> m_maxEntries = 0;
     unsigned long m_rewriteLimit = 0;
     unsigned long m_sinceRewrite = 0;
+    bool m_isTorn = false;  // the file ends within an entry
     bool m_isFailureTold = false;
     std::atomic<bool> m_isSuppressed = false;
     std::atomic<bool> m_isDelayed = false;
-    std::mutex m_infoLock;
+    std::mutex m_composeLock;  // guards what composing an entry needs
+    std::shared_ptr<Prefixes const> m_prefixes;
     std::string m_info;  // pending
-    std::atomic<bool> m_hasInfo = false;
 };
 
 }  // namespace KxN::detail

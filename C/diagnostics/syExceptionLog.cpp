@@ -14,6 +14,7 @@
 //     Group=Scanner
 //     Level=EXCEPT_FATAL
 //     Message=first line<U+FFFF>second line
+#include "diagnostics/syGroupQueues.h"
 #include "diagnostics/syLogText.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syDirEntry.h"
@@ -63,24 +64,24 @@ std::string KxExceptionManager::ComposeLog() const {
     AppendLine(bytes, "TotalCount", std::to_string(GetTotalCount()));
     AppendMoment(bytes, KxDateTime::Now(), false);
     unsigned long number = 0;
-    for (Queue const* queue : m_groups) {
-        for (KxException* entry : *queue) {
-            bytes.append(1, '[').append(std::to_string(number++)).append("]\n");
-            AppendMoment(bytes, entry->GetDateTime(), true);
-            AppendLine(bytes, "Group", Encoded(entry->GetExceptionGroup()));
-            AppendLine(bytes, "Level", KxxToUtf8(detail::LevelName(entry->GetErrorLevel())));
-            AppendLine(bytes, "Message", Encoded(entry->GetMessage()));
-        }
-    }
+    m_queues->ForEach([&](KxException* entry) {
+        bytes.append(1, '[').append(std::to_string(number++)).append("]\n");
+        AppendMoment(bytes, entry->GetDateTime(), true);
+        AppendLine(bytes, "Group", Encoded(entry->GetExceptionGroup()));
+        AppendLine(bytes, "Level", KxxToUtf8(detail::LevelName(entry->GetErrorLevel())));
+        AppendLine(bytes, "Message", Encoded(entry->GetMessage()));
+    });
     return bytes;
 }
 
 void KxExceptionManager::SaveExcGrpLst() {
     if (m_backupTiming > SAVE_ON_DEMAND) return;
+    detail::LogUse const use(*m_queues);
     KxxSaveFile(m_logFileName, ComposeLog());
 }
 
 void KxExceptionManager::LoadExcGrpLst() {
+    detail::LogUse const use(*m_queues);
     KxConfig config(m_logFileName);
     config.BeginUpdate();  // one look at the file for all entries
     config.ProofRead();

@@ -6,11 +6,16 @@
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
 #include "diagnostics/syDebugFile.h"
+#include "diagnostics/syGroupQueues.h"
 #include "diagnostics/syLogText.h"
+#include "diagnostics/syTextIds.h"
 #include "hbtools/base/syConfig.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syResource.h"
 
-#include <algorithm>
-#include <iterator>
+#include <filesystem>
+#include <memory>
+#include <system_error>
 
 namespace KxN {
 
@@ -47,6 +52,25 @@ KxDateTime Midnight(unsigned long date) {
     return result;
 }
 
+/// By name, or by another name of what is there.
+bool IsSameFile(KxString const& a, KxString const& b) {
+    std::filesystem::path const first(KxxToSystemPath(a.View())), second(KxxToSystemPath(b.View()));
+    std::error_code ignored;
+    return first.lexically_normal() == second.lexically_normal() || std::filesystem::equivalent(first, second, ignored);
+}
+
+KxString InUse(KxString const& path) {
+    KxString reason;
+    reason.SPrintf(KxString(KxResId(text::FileInUse)), path);
+    return reason;
+}
+
+[[noreturn]] void BadKey(KxString const& key, KxString const& iniFile, KxString const& reason) {
+    KxString message;
+    message.SPrintf(KxString(KxResId(text::BadKey)), key, iniFile, reason);
+    throw new KxException(L"syExceptionMgr", __LINE__, message);
+}
+
 }  // namespace
 
 /// What an ini file says.
@@ -60,10 +84,12 @@ struct KxExceptionManager::Settings {
     BackupTiming backupTiming;
     unsigned long purgeDate, readDate;
     KxString logFile;
+    KxString iniFile;
 };
 
 KxExceptionManager::KxExceptionManager() {
     try {
+        m_queues = std::make_unique<detail::LogQueues>();
         m_debugFile = std::make_unique<detail::DebugFile>();
     } catch (std::bad_alloc const&) {
         throw new KxMemoryException(sizeof(detail::DebugFile));
@@ -72,14 +98,10 @@ KxExceptionManager::KxExceptionManager() {
 
 KxExceptionManager::~KxExceptionManager() {
     if (pExceptionMgr == this) pExceptionMgr = nullptr;
-    try {
-        if (m_isInitialized) {
-            if (m_debugFile->IsDelayed()) Flush();
-            KxExceptionManager::SaveExcGrpLst();
-        }
-    } catch (CException* exception) {
-        detail::TellOnStandardError(exception);
-    } catch (std::exception const&) {  // no memory to compose the log; the former one stays
+    detail::LogUse const use(*m_queues);
+    if (m_isInitialized) {  // whatever becomes of the debug file, the log is saved
+        if (m_debugFile->IsDelayed()) detail::Guarded([this] { Flush(); });
+        detail::Guarded([this] { KxExceptionManager::SaveExcGrpLst(); });
     }
     KxExceptionManager::ClearExceptionGroupList();
 }
@@ -91,7 +113,7 @@ KxExceptionManager::Settings KxExceptionManager::ReadSettings(KxString const& in
     config.ProofRead();
     config.SetGroup(L"Initialization");
     Settings settings{};
-    settings.debugFile = detail::BesideIniFile(path, config.ReadKey(L"DebugFileName", L"Debug.log"));
+    settings.debugFile = detail::BesideIniFile(path, detail::FileNameKey(config, L"DebugFileName", L"Debug.log"));
     settings.maxEntries = config.ReadKey(L"MaxEntries", L"10000");
     settings.errorCount = config.ReadKey(L"ErrorCount");
     settings.blockedReading = config.ReadKey(L"BlockGroupReading");
@@ -104,14 +126,18 @@ KxExceptionManager::Settings KxExceptionManager::ReadSettings(KxString const& in
         config.ReadKey(L"BackupTiming"), {L"SAVE_ALL_CHANGES", L"SAVE_AFTER_FATAL", L"SAVE_ON_DEMAND"}, noBackup));
     settings.purgeDate = DateOf(config, L"MinWriteDays", L"MinWriteDate");
     settings.readDate = DateOf(config, L"MinReadDays", L"MinReadDate");
-    KxString const logName = config.ReadKey(L"FileName");
-    settings.logFile = detail::BesideIniFile(path, !logName ? KxString(L"syexcmgr.bas") : logName);
+    settings.logFile = detail::BesideIniFile(path, detail::FileNameKey(config, L"FileName", L"syexcmgr.bas"));
+    settings.iniFile = path.GetFull();
+    // Either would write over the other, or over the settings.
+    if (IsSameFile(settings.logFile, settings.iniFile)) BadKey(L"FileName", settings.iniFile, InUse(settings.logFile));
+    if (IsSameFile(settings.debugFile, settings.iniFile) || IsSameFile(settings.debugFile, settings.logFile))
+        BadKey(L"DebugFileName", settings.iniFile, InUse(settings.debugFile));
     return settings;
 }
 
 void KxExceptionManager::Apply(Settings const& settings) {
     ClearExceptionGroupList();
-    if (settings.errorCount.Len() > 0) m_maxErrorCount = settings.errorCount;
+    m_maxErrorCount = settings.errorCount;  // 0 if there is no such key
     m_isActive = m_maxErrorCount != 0;
     // The lists of the ini file empty the lists and add nothing, since nothing is blocked while this runs. It has
     // always been so, and files rely on it; blocking is asked for afterwards.
@@ -134,23 +160,44 @@ void KxExceptionManager::Initialize(KxString const& iniFile) {
     Settings const settings = ReadSettings(iniFile);
     unsigned long const maxEntries =
         settings.maxEntries.IsIntNum() ? static_cast<unsigned long>(settings.maxEntries) : GetMaxEntries();
-    m_debugFile->Open(settings.debugFile, maxEntries);
+    try {
+        m_debugFile->Open(settings.debugFile, maxEntries);
+    } catch (KxException* exception) {
+        KxString const reason = exception->GetMessage();
+        exception->Delete();
+        BadKey(L"DebugFileName", settings.iniFile, reason);
+    }
+    detail::LogUse const use(*m_queues);
+    m_isInitialized = 0;  // until the log is known, nothing must be saved over it
     m_isInitializing = 1;
     try {
         Apply(settings);
-        m_isInitialized = 1;
         m_isInitializing = 0;
         if (KxDirEntry(m_logFileName).Exists(1)) LoadExcGrpLst();
         PurgeExceptionsByCount();
         PurgeExceptionsByDate();
         PurgeExceptionsByGroup();
         PurgeExceptionsByLevel();
+        m_isInitialized = 1;
     } catch (...) {
         // What could not be loaded must not be replaced by what little is known here.
-        m_isInitialized = m_isInitializing = 0;
+        m_isInitializing = 0;
         m_backupTiming = noBackup;
         throw;
     }
+}
+
+void KxExceptionManager::ReportEnd(KxException& exception) noexcept {
+    detail::Guarded([&] { WriteToDebugFile(exception, 1); });
+    if (m_debugFile->IsDelayed()) detail::Guarded([this] { Flush(); });
+    detail::LogUse const use(*m_queues, detail::LogUse::ForTheEnd);
+    if (!use.IsMine() || !m_isInitialized) return;
+    detail::Guarded([&] {
+        m_isLoading = true;  // saved below, whatever the timing
+        AddExceptionToLog(exception);
+    });
+    m_isLoading = false;
+    detail::Guarded([this] { SaveExcGrpLst(); });
 }
 
 void KxExceptionManager::WriteToDebugFile(KxException& exception, int separator) {

@@ -18,7 +18,7 @@ void KxExceptionQueueOutput::Initialize(KxString const& iniFile) {
     config.BeginUpdate();
     config.ProofRead();
     config.SetGroup(L"FileOutput");
-    m_fileName = detail::BesideIniFile(path, config.ReadKey(L"FileName", m_fileName));
+    m_fileName = detail::BesideIniFile(path, detail::FileNameKey(config, L"FileName", m_fileName));
 }
 
 void KxExceptionQueueOutput::LogView(KxTSVQueue<KxException*>* queue) const {

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The queues of the manager, what goes into them, what is removed, and what is shown.
-#include "diagnostics/syLogText.h"
+#include "diagnostics/syGroupQueues.h"
 #include "hbtools/base/syFormat.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
@@ -61,15 +61,9 @@ void KxExceptionManagerException::BuildMessage() {
     KxException::BuildMessage();
 }
 
-/// The queue of a group; null if there is none.
-KxExceptionManager::Queue* KxExceptionManager::QueueOf(KxString const& group) {
-    for (Queue* queue : m_groups)
-        if ((*queue)[0]->GetExceptionGroup().ICompare(group) == 0) return queue;
-    return nullptr;
-}
-
 void KxExceptionManager::AddExceptionToLog(KxException& exception) {
     if (!m_isActive) return;
+    detail::LogUse const use(*m_queues);
     if (exception.GetErrorLevel() < m_writeMinLevel || IsToPurgeByDate(exception) || IsToPurgeByGroup(exception))
         return;
 
@@ -79,15 +73,7 @@ void KxExceptionManager::AddExceptionToLog(KxException& exception) {
     KxString const group = exception.GetExceptionGroup();
     auto entry = std::make_unique<KxExceptionManagerException>(exception.GetDateTime(), group,
                                                                exception.GetErrorLevel(), message);
-    if (Queue* const queue = QueueOf(group)) {
-        queue->Append(entry.get());
-    } else {
-        auto fresh = std::make_unique<Queue>();
-        fresh->Append(entry.get());
-        m_groups.AddTail(fresh.get());
-        static_cast<void>(fresh.release());
-    }
-    static_cast<void>(entry.release());
+    m_queues->Append(std::move(entry), group);
     PurgeExceptionsByCount();
 
     if (m_backupTiming != SAVE_ALL_CHANGES &&
@@ -100,64 +86,40 @@ void KxExceptionManager::AddExceptionToLog(KxException& exception) {
 }
 
 void KxExceptionManager::ClearExceptionGroupList() {
-    while (!m_groups.IsEmpty()) {
-        std::unique_ptr<Queue> const queue(m_groups.RemoveHead());
-        for (KxException* entry : *queue) entry->Delete();
-    }
+    detail::LogUse const use(*m_queues);
+    m_queues->Clear();
 }
 
 unsigned long KxExceptionManager::GetTotalCount() const {
-    unsigned long count = 0;
-    for (Queue const* queue : m_groups) count += static_cast<unsigned long>(queue->Count());
-    return count;
+    return m_queues->GetCount();
 }
 
 void KxExceptionManager::RemoveOldestException() {
-    Queue* oldest = nullptr;
-    for (Queue* queue : m_groups)
-        if (!oldest || (*queue)[0]->GetDateTime() < (*oldest)[0]->GetDateTime()) oldest = queue;
-    if (oldest) RemoveLastOfQueue(oldest);
+    detail::LogUse const use(*m_queues);
+    m_queues->RemoveOldest();
 }
 
 void KxExceptionManager::RemoveLastOfQueue(Queue* queue) {
-    POSITION const position = m_groups.Find(queue);
-    if (!position) return;
-    queue->Remove(0)->Delete();
-    if (!queue->IsEmpty()) return;
-    m_groups.RemoveAt(position);
-    delete queue;
+    detail::LogUse const use(*m_queues);
+    m_queues->RemoveFirstOf(queue);
 }
 
 void KxExceptionManager::PurgeExceptionsByCount() {
-    for (unsigned long count = GetTotalCount(); count > m_maxErrorCount; --count) RemoveOldestException();
+    while (GetTotalCount() > m_maxErrorCount) RemoveOldestException();
 }
 
 void KxExceptionManager::SetMaxErrorCount(unsigned long count) {
+    detail::LogUse const use(*m_queues);
     m_maxErrorCount = count;
     PurgeExceptionsByCount();
 }
 
 void KxExceptionManager::PurgeExceptions(PurgeCriterium criterium) {
+    detail::LogUse const use(*m_queues);
     auto const test = criterium == PURGE_BY_DATE    ? &KxExceptionManager::IsToPurgeByDate
                       : criterium == PURGE_BY_GROUP ? &KxExceptionManager::IsToPurgeByGroup
                                                     : &KxExceptionManager::IsToPurgeByLevel;
-    for (POSITION next = m_groups.GetHeadPosition(); next;) {
-        POSITION const position = next;
-        Queue* const queue = m_groups.GetNext(next);
-        auto kept = std::make_unique<Queue>();
-        std::vector<KxException*> removed;
-        for (KxException* entry : *queue) {
-            if ((this->*test)(*entry))
-                removed.push_back(entry);
-            else
-                kept->Append(entry);
-        }
-        queue->Swap(*kept);
-        for (KxException* entry : removed) entry->Delete();
-        if (!queue->IsEmpty()) continue;
-        m_groups.RemoveAt(position);
-        delete queue;
-    }
+    m_queues->Purge([this, test](KxException& entry) { return (this->*test)(entry) != 0; });
 }
 
 void KxExceptionManager::PurgeExceptionsByDate() {
@@ -185,9 +147,9 @@ int KxExceptionManager::IsToPurgeByLevel(KxException& exception) const {
 }
 
 KxExceptionManager::Queue* KxExceptionManager::ExtractAllExceptions() const {
+    detail::LogUse const use(*m_queues);
     auto all = std::make_unique<Queue>();
-    for (Queue const* queue : m_groups)
-        for (KxException* entry : *queue) all->Append(entry);
+    m_queues->ForEach([&](KxException* entry) { all->Append(entry); });
     SortQ(all.get());
     return all.release();
 }
@@ -237,6 +199,7 @@ void KxExceptionManager::BlockGroupReading(KxString const& group) {
 }
 
 void KxExceptionManager::BlockGroupWriting(KxString const& group) {
+    detail::LogUse const use(*m_queues);
     if (!m_isInitializing) Block(m_blockedWriting, group);
 }
 
@@ -245,7 +208,13 @@ void KxExceptionManager::PassGroupReading(KxString const& group) {
 }
 
 void KxExceptionManager::PassGroupWriting(KxString const& group) {
+    detail::LogUse const use(*m_queues);
     Pass(m_blockedWriting, group);
+}
+
+void KxExceptionManager::PassAllGroupsWriting() {
+    detail::LogUse const use(*m_queues);
+    m_blockedWriting.RemoveAll();
 }
 
 KxTMem<KxString> KxExceptionManager::BlockGroupNamesReading() const {

@@ -97,8 +97,7 @@ void ReportEnd() noexcept {
         KxException end(TextInFlight());
         end.SetErrorLevel(EXCEPT_FATAL);
         end.SetExceptionGroup(KxString(KxResId(text::TerminatedGroup)));
-        pExceptionMgr->WriteToDebugFile(end, 1);
-        pExceptionMgr->AddExceptionToLog(end);
+        pExceptionMgr->ReportEnd(end);
     } catch (...) {  // nobody is left to hear of it
     }
 }

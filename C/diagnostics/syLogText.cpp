@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "diagnostics/syLogText.h"
 
+#include "hbtools/base/syConfig.h"
 #include "hbtools/base/syEncoding.h"
 
 #include <cstdio>
@@ -31,17 +32,26 @@ KxDirEntry ExistingIniFile(KxString const& iniFile, wchar_t const* sourceFile) {
     return path;
 }
 
+KxString FileNameKey(KxConfig const& config, wchar_t const* key, KxString const& otherwise) {
+    KxString const name = config.ReadKey(key);
+    return !name ? otherwise : name;
+}
+
 KxString BesideIniFile(KxDirEntry const& iniFile, KxString const& name) {
     return (iniFile.GetPath() + KxDirEntry(name)).GetFull();
 }
 
 void TellOnStandardError(CException* exception) noexcept {
     try {
-        std::fprintf(stderr, "%s\n", KxxToUtf8(CException::TextOf(*exception).View()).c_str());
+        if (exception) std::fprintf(stderr, "%s\n", KxxToUtf8(CException::TextOf(*exception).View()).c_str());
     } catch (...) {
-        std::fputs("the exception log could not be written\n", stderr);
+        exception->Delete();
+        exception = nullptr;
     }
-    exception->Delete();
+    if (exception)
+        exception->Delete();
+    else
+        std::fputs("no memory is left to write the exception log or the debug file\n", stderr);
 }
 
 }  // namespace KxN::detail

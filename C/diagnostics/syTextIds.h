@@ -15,6 +15,8 @@ enum DiagnosticsId : unsigned short {
     TerminatedBy = 2306,
     Terminated = 2307,
     TerminatedGroup = 2308,
+    BadKey = 2309,
+    FileInUse = 2310,
     DatePrefix = 6040,
     TimePrefix = 6041,
     FilePrefix = 6042,

@@ -9,6 +9,9 @@
 #include <sstream>
 #include <thread>
 #include <vector>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -129,23 +132,76 @@ TEST_F(DebugFile, TheEndWritesWhatIsPending) {
 }
 
 TEST_F(DebugFile, AFullDiskIsToldOnceAndThrowsNothing) {
-    Initialize(m_manager, base);
     std::wstring const first(5000, L'x');
-    m_manager.WriteToDebugFile(first, 0, 0);
-    testing::internal::CaptureStderr();
-    {
-        test::SizeLimit const full(5002);
-        for (int i = 0; i < 3; ++i) m_manager.WriteToDebugFile(L"refused", 1, 1);
-        Thrown<KxException>([&] { m_manager.Flush(); });
+    for (rlim_t const limit : {5002U, 5010U, 5110U}) {  // no room, some, and some within the last line
+        Initialize(m_manager, base);
+        m_manager.WriteToDebugFile(first, 0, 0);
+        testing::internal::CaptureStderr();
+        {
+            test::SizeLimit const full(limit);
+            for (int i = 0; i < 3; ++i) m_manager.WriteToDebugFile(L"refused", 1, 1);
+            EXPECT_EQ(Debug(), U(first) + "\r\n") << "no part of an entry";
+            Thrown<KxException>([&] { m_manager.Flush(); });
+        }
+        std::string const told = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+        EXPECT_NE(told.find("Debug.log"), std::string::npos) << told;
+        m_manager.WriteToDebugFile(L"again", 0, 0);
+        EXPECT_EQ(Debug(), U(first) + "\r\nagain\r\n");
+        EXPECT_EQ(U(m_manager.GetDebugInfo()), Debug()) << "what did not get there was not written";
+        m_manager.Flush();
+        std::string const refused = dated + "refused\r\n";
+        EXPECT_EQ(Debug(), U(first) + "\r\n" + refused + refused + refused + "again\r\n")
+            << "kept until there was room";
+        EXPECT_EQ(U(m_manager.GetDebugInfo()), Get("Debug.log"));
     }
-    std::string const told = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
-    EXPECT_NE(told.find("Debug.log"), std::string::npos) << told;
-    m_manager.WriteToDebugFile(L"again", 0, 0);
-    EXPECT_EQ(Debug(), U(first) + "\r\nagain\r\n");
-    m_manager.Flush();
-    std::string const refused = dated + "refused\r\n";
-    EXPECT_EQ(Debug(), U(first) + "\r\n" + refused + refused + refused + "again\r\n") << "kept until there was room";
+}
+
+TEST_F(DebugFile, OneThatCannotBeFlushedDoesNotCostTheLog) {
+    auto manager = std::make_unique<KxExceptionManager>();
+    Initialize(*manager, "ErrorCount=9\nBackupTiming=SAVE_ON_DEMAND\n");
+    manager->DelayedWritingToDebugFile(1);
+    Add(*manager, L"G", EXCEPT_USER, L"kept");
+    std::filesystem::remove(File("Debug.log"));
+    std::filesystem::create_directory(File("Debug.log"));
+    testing::internal::CaptureStderr();
+    manager.reset();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Debug.log"), std::string::npos);
+    EXPECT_NE(Get("syexcmgr.bas").find("Message=kept\n"), std::string::npos);
+}
+
+TEST_F(DebugFile, InAFolderThatMayNotBeChanged) {
+    Put("syexcmgr.bas", "");
+    Put("Debug.log", "");
+    KxString const ini = Ini("ErrorCount=9\nBackupTiming=SAVE_ON_DEMAND\nMaxEntries=2\n");
+    ::chmod(m_folder.c_str(), 0555);
+    for (char const* name : {"", "app.ini", "syexcmgr.bas", "Debug.log"})
+        ASSERT_TRUE(::geteuid() != 0 || ::chown(File(name).c_str(), 65534, 65534) == 0);
+    pid_t const child = ::fork();
+    if (child == 0) {  // root may change any folder
+        if (::geteuid() == 0 && (::setegid(65534) != 0 || ::seteuid(65534) != 0)) ::_exit(9);
+        try {
+            KxExceptionManager manager;
+            manager.Initialize(ini);
+            for (int i = 1; i <= 4; ++i) manager.WriteToDebugFile(KxTools::String(i), 0, 0);  // the last one rewrites
+            Add(manager, L"G", EXCEPT_USER, L"new");
+            int code = Debug() == "3\r\n4\r\n" && U(manager.GetDebugInfo()) == Debug() ? 0 : 1;
+            try {
+                manager.SaveExcGrpLst();
+                code |= 2;
+            } catch (KxFileException* exception) {
+                exception->Delete();
+            }
+            manager.ChangeBackupTiming(static_cast<BackupTiming>(3));
+            ::_exit(code);
+        } catch (CException*) {
+            ::_exit(8);
+        }
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 0);
+    EXPECT_EQ(Get("syexcmgr.bas"), "") << "the former log";
 }
 
 TEST_F(DebugFile, SeveralThreadsLoseAndTearNothing) {

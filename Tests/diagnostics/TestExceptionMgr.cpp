@@ -3,6 +3,7 @@
 //
 // The manager's settings, its filters and its queues.
 #include "ManagerTest.h"
+#include "diagnostics/syGroupQueues.h"
 
 #include <sys/stat.h>
 
@@ -18,24 +19,28 @@ std::string const base = "ErrorCount=200\nBackupTiming=none\n";
 
 TEST_F(ExceptionMgr, SettingsOfTheIniFile) {
     unsigned long const weekAgo = KxDateTime::Now().AddDays(-7).GetDate();
+    std::string const one = "ErrorCount=1\n";
     struct Row {
         std::string lines;
         int active, readLevel, writeLevel, order, timing;
         unsigned long errors, entries, purge, read;
     } const rows[] = {
-        {"", 1, 0, 0, 1, 3, 200, 10000, 19110101, 0},
+        {"", 0, 0, 0, 1, 3, 0, 10000, 19110101, 0},
+        {"ErrorCount=\nFileName=\nDebugFileName=\n", 0, 0, 0, 1, 3, 0, 10000, 19110101, 0},
         {"ErrorCount=17\nMaxEntries=12\n", 1, 0, 0, 1, 3, 17, 12, 19110101, 0},
         {"ErrorCount=0\n", 0, 0, 0, 1, 3, 0, 10000, 19110101, 0},
         {"ErrorCount=many\nMaxEntries=-4\n", 0, 0, 0, 1, 3, 0, 0, 19110101, 0},
-        {"BlockLevelReading=except_user\nBlockLevelWriting=EXCEPT_FATAL\n", 1, 1, 3, 1, 3, 200, 10000, 19110101, 0},
-        {"BlockLevelReading=EXCEPT_NONFATAL\nBlockLevelWriting=fatal\n", 1, 2, 0, 1, 3, 200, 10000, 19110101, 0},
-        {"SortOrder=SORT_LEV_GRP\nBackupTiming=SAVE_ON_DEMAND\n", 1, 0, 0, 2, 2, 200, 10000, 19110101, 0},
-        {"SortOrder=sort_grp_tim\nBackupTiming=SAVE_AFTER_FATAL\n", 1, 0, 0, 0, 1, 200, 10000, 19110101, 0},
-        {"SortOrder=3\nBackupTiming=SAVE_ALL_CHANGES\n", 1, 0, 0, 1, 0, 200, 10000, 19110101, 0},
-        {"MinWriteDays=7\nMinReadDate=20240229\n", 1, 0, 0, 1, 3, 200, 10000, weekAgo, 20240229},
-        {"MinWriteDate=20230229\nMinReadDays=7\nMinReadDate=1\n", 1, 0, 0, 1, 3, 200, 10000, 19110101, weekAgo},
-        {"MinWriteDays=4294967295\nMinWriteDate=20240101\n", 1, 0, 0, 1, 3, 200, 10000, 19110101, 0},
-        {"BlockGroupReading=a,b\nBlockGroupWriting=,c\n", 1, 0, 0, 1, 3, 200, 10000, 19110101, 0},
+        {"ErrorCount=12x\nMaxEntries=12x\n", 1, 0, 0, 1, 3, 12, 0, 19110101, 0},
+        {"ErrorCount=1.5\nMaxEntries=1.5\n", 1, 0, 0, 1, 3, 1, 0, 19110101, 0},
+        {one + "BlockLevelReading=except_user\nBlockLevelWriting=EXCEPT_FATAL\n", 1, 1, 3, 1, 3, 1, 10000, 19110101, 0},
+        {one + "BlockLevelReading=EXCEPT_NONFATAL\nBlockLevelWriting=fatal\n", 1, 2, 0, 1, 3, 1, 10000, 19110101, 0},
+        {one + "SortOrder=SORT_LEV_GRP\nBackupTiming=SAVE_ON_DEMAND\n", 1, 0, 0, 2, 2, 1, 10000, 19110101, 0},
+        {one + "SortOrder=sort_grp_tim\nBackupTiming=SAVE_AFTER_FATAL\n", 1, 0, 0, 0, 1, 1, 10000, 19110101, 0},
+        {one + "SortOrder=3\nBackupTiming=SAVE_ALL_CHANGES\n", 1, 0, 0, 1, 0, 1, 10000, 19110101, 0},
+        {one + "MinWriteDays=7\nMinReadDate=20240229\n", 1, 0, 0, 1, 3, 1, 10000, weekAgo, 20240229},
+        {one + "MinWriteDate=20230229\nMinReadDays=7\nMinReadDate=1\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, weekAgo},
+        {one + "MinWriteDays=4294967295\nMinWriteDate=20240101\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, 0},
+        {one + "BlockGroupReading=a,b\nBlockGroupWriting=,c\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, 0},
     };
     for (Row const& row : rows) {
         KxExceptionManager manager;
@@ -72,7 +77,25 @@ TEST_F(ExceptionMgr, InitializeFailsClearlyAndLeavesTheManager) {
     ::mkfifo(File("pipe").c_str(), 0600);
     for (char const* name : {"missing/Debug.log", "app.ini/Debug.log", "pipe", "/dev/full"}) {
         std::string const lines = base + "MaxEntries=9\nDebugFileName=" + name + "\n";
-        EXPECT_NE(Thrown<KxException>([&] { Initialize(manager, lines); }).find(name), std::string::npos);
+        std::string const told = Thrown<KxException>([&] { Initialize(manager, lines); });
+        EXPECT_NE(told.find(name), std::string::npos) << told;
+        EXPECT_NE(told.find("DebugFileName"), std::string::npos) << told;
+    }
+    // What would write over something else is refused before anything is opened.
+    Put("my.log", "log");
+    std::filesystem::create_hard_link(File("my.log"), File("link"));
+    struct {
+        char const *lines, *key;
+    } const bad[] = {{"FileName=my.log\nDebugFileName=my.log\n", "DebugFileName"},
+                     {"FileName=my.log\nDebugFileName=link\n", "DebugFileName"},
+                     {"FileName=new.log\nDebugFileName=./new.log\n", "DebugFileName"},
+                     {"DebugFileName=app.ini\n", "DebugFileName"},
+                     {"FileName=./app.ini\n", "FileName"}};
+    for (auto const& c : bad) {
+        std::string const told = Thrown<KxException>([&] { Initialize(manager, base + c.lines); });
+        EXPECT_NE(told.find(" " + std::string(c.key) + " "), std::string::npos) << told;
+        EXPECT_EQ(Get("app.ini"), "[Initialization]\n" + base + c.lines);
+        EXPECT_EQ(Get("my.log"), "log");
     }
     EXPECT_EQ(manager.GetMaxEntries(), 5u);
     EXPECT_EQ(Messages(manager.ExtractAllExceptions()), "kept");
@@ -158,6 +181,49 @@ TEST_F(ExceptionMgr, SortedAndFilteredExtracts) {
     manager.PassAllGroupsReading();
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "c3 a9 b3");
     EXPECT_EQ(manager.GetTotalCount(), 5u);
+}
+
+struct CountingLess : std::less<> {
+    using is_transparent = void;
+    static inline unsigned long count = 0;
+    template <class A, class B>
+    bool operator()(A const& a, B const& b) const {
+        ++count;
+        return a < b;
+    }
+};
+
+// Twice as many groups, each with an entry that comes and goes, take little more than twice the steps.
+TEST_F(ExceptionMgr, StepsOfManyGroups) {
+    auto const steps = [](int groups) {
+        detail::GroupQueues<CountingLess> queues;
+        CountingLess::count = 0;
+        for (int i = 0; i < 2 * groups; ++i) {
+            KxString const name = L"G" + KxTools::String(i * 7919L % groups);
+            queues.Append(std::make_unique<KxExceptionManagerException>(
+                              KxDateTime::FromUnixTime(i * 104729LL % 1000000), name, EXCEPT_USER, name),
+                          name);
+        }
+        for (int i = 0; i < groups; ++i) queues.RemoveOldest();
+        EXPECT_EQ(queues.GetCount(), static_cast<unsigned long>(groups));
+        return static_cast<double>(CountingLess::count);
+    };
+    double const few = steps(2000);
+    EXPECT_LT(steps(4000), 2.5 * few);
+    EXPECT_LT(few, 2000 * 100.0);
+}
+
+TEST_F(ExceptionMgr, ManyGroups) {
+    std::string log = "[General]\nTotalCount=100000\n";
+    for (int i = 0; i < 100000; ++i)
+        log += "[" + std::to_string(i) + "]\nDate=20241201\nTime=" + std::to_string(100000 + i % 60 * 100) +
+               "\nGroup=g" + std::to_string(i) + "\nLevel=EXCEPT_USER\nMessage=m\n";
+    Put("syexcmgr.bas", log);
+    KxExceptionManager manager;
+    Initialize(manager, "ErrorCount=100000\nBackupTiming=none\n");
+    EXPECT_EQ(manager.GetTotalCount(), 100000u);
+    manager.SetMaxErrorCount(10);
+    EXPECT_EQ(manager.GetTotalCount(), 10u);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "hbtools/base/syWinApp.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -66,6 +67,9 @@ struct {
     {"another thread", SIGSEGV, [] { OnThread(ReadNull); }},
     {"a code without a class", SIGILL, [] { asm volatile("ud2"); }},
     {"a signal that was sent", SIGFPE, [] { ::raise(SIGFPE); }},
+    {"jump to nowhere", SIGSEGV, [] { asm volatile("push $5; xor %%eax, %%eax; jmp *%%rax" ::: "rax"); }},
+    {"return to nowhere", SIGSEGV,
+     [] { asm volatile("lea 1f(%%rip), %%rax; push %%rax; push $64; 1: ret" ::: "rax", "memory"); }},
     {"stack overflow", SIGSEGV, [] { Overflow(0); }},
     {"stack overflow of a thread", SIGSEGV, [] { OnThread([] { KxSEHandler const guard; Overflow(0); }); }},
     {"in the translator", SIGILL,
@@ -116,6 +120,21 @@ TEST(FaultDeathTest, FormerHandlerGoesOn) {
     EXPECT_EXIT(body(), testing::ExitedWithCode(42), "");
 }
 
+// The system tells the stack of the first thread only to those who may open a file.
+TEST(FaultDeathTest, WithoutDescriptors) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto const body = [] {
+        rlimit former{};
+        ::getrlimit(RLIMIT_NOFILE, &former);
+        rlimit const none = {0, former.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        KxSEHandler const guard;
+        ::setrlimit(RLIMIT_NOFILE, &former);
+        std::_Exit(ClassThrown(ReadNull) == "KxAccessViolationException" ? 42 : 1);
+    };
+    EXPECT_EXIT(body(), testing::ExitedWithCode(42), "");
+}
+
 class Application : public KxWinApp {
 public:
     void Abort() override { std::_Exit(43); }
@@ -146,23 +165,70 @@ TEST(HandlerDeathTest, TerminateAndUnexpected) {
 
 using TerminateReportDeathTest = test::ManagerTest;
 
-TEST_F(TerminateReportDeathTest, TheLogTellsWhatEndedTheProcess) {
+TEST_F(TerminateReportDeathTest, LogAndDebugFileTellWhatEndedTheProcess) {
+    struct {
+        char const* timing;
+        bool isDelayed, isLogged;
+    } const cases[] = {{"SAVE_AFTER_FATAL", false, true},
+                       {"SAVE_ON_DEMAND", true, true},
+                       {"SAVE_ALL_CHANGES", true, true},
+                       {"none", false, false}};
+    std::string const text =
+        "Das Programm wird beendet; niemand hat diese Ausnahme gefangen: zu weit (class KxN::KxException)";
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.timing);
+        std::filesystem::remove(File("syexcmgr.bas"));
+        EXPECT_EXIT(
+            {
+                PrepareDeath();
+                KxExceptionManager manager;
+                Initialize(manager, std::string("ErrorCount=10\nBackupTiming=") + c.timing + "\n");
+                pExceptionMgr = &manager;
+                manager.DelayedWritingToDebugFile(c.isDelayed);
+                KxTerminateHandler const guard;
+                std::thread([] { throw new KxException(L"zu weit"); }).join();
+            },
+            DiedOf{SIGABRT}, "");
+        bool const isLogged =
+            Get("syexcmgr.bas").find("Group=Programmende\nLevel=EXCEPT_FATAL\nMessage=" + text + "\n") !=
+            std::string::npos;
+        EXPECT_EQ(isLogged, c.isLogged) << Get("syexcmgr.bas");
+        EXPECT_NE(Debug().find("DATUM: D, ZEIT: T\r\n" + text + "\r\n"), std::string::npos) << Debug();
+    }
+}
+
+/// Its text takes for ever.
+class Endless : public KxException {
+protected:
+    void BuildMessage() override {
+        isAsked = true;
+        for (;;) ::pause();
+    }
+
+public:
+    static inline std::atomic<bool> isAsked = false;
+};
+
+// A thread is in the middle of the log: that is left alone.
+TEST_F(TerminateReportDeathTest, LeavesTheLogToAnotherThread) {
     EXPECT_EXIT(
         {
             PrepareDeath();
             KxExceptionManager manager;
-            Initialize(manager, "ErrorCount=10\nBackupTiming=SAVE_AFTER_FATAL\n");
+            Initialize(manager, "ErrorCount=10\nBackupTiming=SAVE_ALL_CHANGES\n");
+            Add(manager, L"G", EXCEPT_USER, L"former");
             pExceptionMgr = &manager;
             KxTerminateHandler const guard;
-            std::thread([] { throw new KxException(L"zu weit"); }).join();
+            std::thread busy([&] {
+                Endless exception;
+                manager.AddExceptionToLog(exception);
+            });
+            while (!Endless::isAsked) std::this_thread::yield();
+            std::terminate();
         },
         DiedOf{SIGABRT}, "");
-    std::string const text =
-        "Das Programm wird beendet; niemand hat diese Ausnahme gefangen: zu weit (class KxN::KxException)";
-    EXPECT_NE(Get("syexcmgr.bas").find("Group=Programmende\nLevel=EXCEPT_FATAL\nMessage=" + text + "\n"),
-              std::string::npos)
-        << Get("syexcmgr.bas");
-    EXPECT_NE(Debug().find("DATUM: D, ZEIT: T\r\n" + text + "\r\n"), std::string::npos) << Debug();
+    EXPECT_NE(Get("syexcmgr.bas").find("TotalCount=1\n"), std::string::npos);
+    EXPECT_NE(Debug().find("Das Programm wird beendet, ohne"), std::string::npos) << Debug();
 }
 
 }  // namespace

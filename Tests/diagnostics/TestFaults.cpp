@@ -3,6 +3,7 @@
 #include "FaultTest.h"
 
 #include <atomic>
+#include <cpuid.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -79,6 +80,7 @@ struct {
     {"port", ASM("inb %%dx, %%al"), 0xC0000096},
     {"control register", ASM("mov %%cr0, %%rax"), 0xC0000096},
     {"rdmsr", ASM("rdmsr"), 0xC0000096},
+    {"xsetbv", ASM("xor %%ecx, %%ecx; xgetbv; xsetbv"), 0xC0000096},
     // Divisors of every form: register, high byte, wide register, stack, scaled index, thread-local.
     {"idivl zero", ASM("xor %%ecx, %%ecx; idivl %%ecx"), 0xC0000094},
     {"idivl", ASM("mov $0x80000000, %%eax; cltd; mov $-1, %%ecx; idivl %%ecx"), 0xC0000095},
@@ -100,6 +102,10 @@ struct {
     {"float inexact", [] { Divide(1, 3); }, 0xC000008F, 0, 0, 0},
     {"float all masked", [] { Divide(1, 0); }, 0, 0, 0, FLOAT_ALL},
     {"x87 zero", ASM("fld1; fldz; fdivrp; fwait"), 0xC000008E},
+    {"x87 invalid", ASM("fld1; fchs; fsqrt; fwait"), 0xC0000090},
+    {"x87 overflow", ASM("movl $20000, -16(%%rsp); fildl -16(%%rsp); fld1; fscale; fwait"), 0xC0000091},
+    {"x87 underflow", ASM("movl $-20000, -16(%%rsp); fildl -16(%%rsp); fld1; fscale; fwait"), 0xC0000093},
+    {"x87 denormal", ASM("movq $1, -16(%%rsp); fldl -16(%%rsp); fwait"), 0xC000008D},
     {"x87 stack", ASM("fld1;fld1;fld1;fld1;fld1;fld1;fld1;fld1;fld1; fwait"), 0xC0000092},
 };
 // clang-format on
@@ -120,6 +126,7 @@ TEST(Faults, Table) {
             KxSEHandler const guard(c.controlWord);
             EXPECT_EQ(ClassThrown(c.fault), expected);
             EXPECT_EQ(KxxControlFloat(0, 0), c.controlWord);
+            EXPECT_TRUE(KxxClearFloatStatus() == 0 || c.code == 0) << "nothing of it is left";
             // What handles the exception calculates without a second trap, in both units.
             EXPECT_EQ(Divide(6, 3), 2);
             int result = 0;
@@ -144,6 +151,42 @@ TEST(Faults, ByCode) {
     KxSEHandler const guard(FLOAT_ALL);
     for (auto const& c : classes) EXPECT_EQ(ClassThrown([&] { KxxRaiseFault(c.code); }), c.className);
     for (auto const code : codesWithout) EXPECT_EQ(ClassThrown([&] { KxxRaiseFault(code); }), "none");
+}
+
+// Not every processor has them.
+TEST(Faults, NewerPrivilegedInstructions) {
+    KxSEHandler const guard(FLOAT_ALL);
+    unsigned int a = 0, b = 0, c = 0, d = 0;
+    bool const hasInvpcid = __get_cpuid_count(7, 0, &a, &b, &c, &d) && (b & 1U << 10);
+    bool const hasXsaves = __get_cpuid_count(13, 1, &a, &b, &c, &d) && (a & 1U << 3);
+    struct {
+        bool isThere;
+        void (*fault)();
+    } const cases[] = {{hasInvpcid, ASM("xor %%eax, %%eax; invpcid -64(%%rsp), %%rax")},
+                       {hasXsaves, ASM("xor %%eax, %%eax; cltd; xsaves (%%rax)")},
+                       {hasXsaves, ASM("xor %%eax, %%eax; cltd; xrstors (%%rax)")}};
+    for (auto const& instruction : cases)
+        EXPECT_TRUE(!instruction.isThere || ClassThrown(instruction.fault) == "KxPrivateInstructionException");
+}
+
+// A translator calculates without traps, whoever raises the fault, and is not called for its own faults.
+TEST(Faults, RaisedOnes) {
+    static int calls;
+    calls = 0;
+    KxSEHandler const guard(
+        [](unsigned int code, EXCEPTION_POINTERS*) {
+            ++calls;
+            Divide(1, 0);
+            asm volatile("fld1; fldz; fdivrp; fwait; fstp %st");
+            KxxRaiseFault(code);
+            if (code == 7) throw 7;
+        },
+        FLOAT_INEXACT);
+    KxxRaiseFault(1);
+    EXPECT_THROW(KxxRaiseFault(7), int);
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(KxxControlFloat(0, 0), FLOAT_INEXACT);
+    KxxControlFloat(FLOAT_ALL, FLOAT_ALL);
 }
 
 struct FaultsAtTheEnd {

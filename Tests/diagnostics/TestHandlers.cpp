@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "FaultTest.h"
 
+#include "../base/Support.h"
 #include "hbtools/base/syDelayLoad.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <thread>
+#include <sys/stat.h>
 
 using namespace KxN;
 using namespace test;
@@ -180,6 +183,10 @@ TEST(DelayLoad, ModulesAndFunctions) {
             EXPECT_EQ(module.GetFunction<int()>(eight)(), 8);
             EXPECT_EQ(Asked(name, "Thrice"), "Thrice 38");  // ENOSYS
             EXPECT_EQ(Asked(name, seven), "Ordinal 7 38");
+            EXPECT_EQ(Asked(name, 0), "Ordinal 0 38");
+            EXPECT_EQ(Asked(name, -1), "Ordinal -1 38");
+            EXPECT_EQ(Asked(name, 65544), "Ordinal 65544 38");  // 8 in 16 bits
+            EXPECT_EQ(Asked(name, static_cast<char const*>(nullptr)), " 38");
         }
         for (wchar_t const* name : {L"NoSuch.dll", L"", L"bin/libDelayed.so", L"/nowhere/libDelayed.so"})
             EXPECT_EQ(Asked(name, "Twice"), "2");                                          // ENOENT
@@ -195,6 +202,46 @@ TEST(DelayLoad, ModulesAndFunctions) {
         },
         FLOAT_ALL);
     EXPECT_THROW(Asked(path, seven), int);
+}
+
+KxDelayLoadedModule* g_module;
+
+TEST(DelayLoad, ConstructorsOfTheModuleMayUseIt) {
+    KxDelayLoadedModule module(L"Delayed.dll");
+    g_module = &module;
+    static int called;
+    called = 0;
+    void (*const function)() = [] { called = g_module->GetFunction<int(int)>("Twice")(4); };
+    char place[32];
+    std::snprintf(place, sizeof place, "%p", reinterpret_cast<void*>(function));
+    ::setenv("HBTOOLS_DELAYED_CALLS", place, 1);
+    EXPECT_EQ(module.GetFunction<int(int)>("Twice")(21), 42);
+    ::unsetenv("HBTOOLS_DELAYED_CALLS");
+    EXPECT_EQ(called, 8);
+}
+
+using DelayLoadDeathTest = test::TempFolder;
+
+// Along the system's path: what is no module, what waits for a writer, and nothing at all. 8 is ENOEXEC.
+TEST_F(DelayLoadDeathTest, SearchOfTheSystem) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process, which takes the path
+    char const* const folder = std::getenv("LD_LIBRARY_PATH");
+    if (!std::getenv("HBTOOLS_DELAYED_PATH")) {
+        Put("libText.so", "no module");
+        ASSERT_EQ(::mkfifo(File("libPipe.so").c_str(), 0600), 0);
+        ::setenv("LD_LIBRARY_PATH", m_folder.c_str(), 1);
+        ::setenv("HBTOOLS_DELAYED_PATH", "1", 1);
+    }
+    auto const body = [] {
+        PrepareDeath();
+        std::string const told = Asked(L"Text.dll", 1) + Asked(L"Pipe.dll", 1) + Asked(L"Nothing.dll", 1);
+        std::fputs(told.c_str(), stderr);
+        std::_Exit(told == "882" ? 42 : 1);
+    };
+    EXPECT_EXIT(body(), testing::ExitedWithCode(42), "882");
+    ::unsetenv("HBTOOLS_DELAYED_PATH");
+    folder ? ::setenv("LD_LIBRARY_PATH", folder, 1) : ::unsetenv("LD_LIBRARY_PATH");
+    EXPECT_EQ(Asked(Path("libPipe.so"), 1), "8");
 }
 
 }  // namespace

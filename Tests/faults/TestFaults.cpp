@@ -243,6 +243,11 @@ TEST_F(Faults, FilesSayWhatTheMediumRefused) {
     EXPECT_GE(folders, 1);
 }
 
+TEST_F(Faults, ADebugFileHasWholeEntriesOrGoesOnInANewLine) {
+    EXPECT_EQ(Run("debug", nullptr, {}).bytes, "first\r\nagain\r\n");
+    EXPECT_EQ(Run("debug", nullptr, {"truncate", 1, EIO}).bytes, "first\r\nref\r\nagain\r\n");
+}
+
 TEST_F(Faults, InterruptionsAndShortCountsChangeNothing) {
     std::string const scan = Run("store", nullptr, {}).bytes;
     std::string const old = "old", ini = "[Scanner]\nPort = COM1\n";

@@ -161,7 +161,12 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
     std::string const head = "[General]\nFile=Quandelmeter Exceptions Log\nTotalCount=";
     Write("log", head + "2\n[0]\n" + entry + "[1]\nDate=20250101\nTime=1\nGroup=X\nLevel=EXCEPT_FATAL\nMessage=c\n");
     Write("lying.log", head + "4294967295\n[0]\n" + entry + "[2]\nMessage=whole \xF0\x9F\x98\x80\n");
-    Write("foreign", "[General]\nTotalCount=1\n[0]\n" + entry);
+    Write("unnamed.log", "[General]\nTotalCount=1\n[0]\n" + entry);
+    Write("dropped.log", head +
+                             "3\n[0]\nDate=20241231\nTime=1\nLevel=EXCEPT_USER\nMessage=a\n[1]\nDate=20241231\n"
+                             "Time=0\nGroup=G\nLevel=EXCEPT_USER\nMessage=b\n[2]\nDate=20241301\nTime=1\nGroup=G\n"
+                             "Level=EXCEPT_USER\nMessage=c\n");
+    Write("foreign", "[General]\nTotalCount=1\n[0]\nMessage=a\n");
     std::string const line = std::string(70, '_') + "\r\n";
     std::string const profile =
         "PROFILE;0x1A2B;12:00:00;enter;Load;;;;\r\n" + line +
@@ -170,6 +175,15 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
     Write("debug", line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n" + profile + "DATEI: x.cpp, ZEILE: 7\r\n");
     Write("cut.debug", line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n\x1b]0;cut");
     Write("empty", "");
+    // Calls under one number that are not nested, and one of the same name within another; then many that stay open.
+    std::string interleaved, open;
+    for (char const* call : {"enter;A;;;", "enter;B;;;", "enter;A;;;", "leave;A;12:00:00;5;5",
+                             "leave;A;12:00:00;812;812", "leave;B;12:00:00;900;900"})
+        interleaved += std::string("PROFILE;0x0;12:00:00;") + call + ";\r\n";
+    Write("interleaved", interleaved);
+    for (int i = 0; i < 60000; ++i) open += "PROFILE;0x0;12:00:00;enter;N" + std::to_string(i) + ";;;;\r\n";
+    for (int i = 0; i < 60000; ++i) open += "PROFILE;0x0;12:00:00;mark;N" + std::to_string(i) + ";12:00:00;1;1;\r\n";
+    Write("open", open);
     struct Case {
         std::string arguments;
         int code;
@@ -185,6 +199,14 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"log --last 0 " + Path("log"), 0, "$\n"},
         {"log " + Path("lying.log"), 2, "entry 2 has no date and time\n"},
         {"log " + Path("lying.log"), 2, "4294967293 of 4294967295 entries are missing\n"},
+        {"log " + Path("unnamed.log"), 2, "the line that says what it is is missing\n"},
+        {"log " + Path("dropped.log"), 2, "entry 0 has no group\n"},
+        {"log " + Path("dropped.log"), 2, "entry 1 has no date and time\n"},
+        {"log " + Path("dropped.log"), 2, "entry 2 has no date and time\n"},
+        {"debug " + Path("interleaved"), 0, "leave;B;12:00:00;900;900;\n"},
+        {"profile " + Path("interleaved"), 0, "B            0x0         1           900         900.0           900\n"},
+        {"profile " + Path("interleaved"), 0, "A            0x0         2           817         408.5           812\n"},
+        {"profile " + Path("open"), 0, "total ms"},
         {"log " + Path("foreign"), 3, "is not an exception log"},
         {"log " + Path("missing"), 1, "existiert nicht"},
         {"log " + Path("."), 1, "hblog: "},
@@ -244,6 +266,20 @@ TEST_F(Programs, HbtagMakesAPageForABrowser) {
                              "<td>whole</td>", ">4 points</span>", "<option value=\"deviation\">"})
         EXPECT_NE(shown.output.find(part), std::string::npos) << part << '\n'
                                                               << shown.output.substr(shown.output.find("<body"), 6000);
+}
+
+TEST_F(Programs, AClosedPipeIsAFailure) {
+    Write("whole.tag", wholeFile);
+    Write("text", std::string(100000, 'x') + "\r\n");
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ::close(ends[0]);
+    for (std::string const& command : {"hbtag ls " + Path("whole.tag"), "hblog debug " + Path("text")}) {
+        Outcome const outcome = Call("(./" + command + " 2>&1 >&" + std::to_string(ends[1]) + ")");
+        EXPECT_EQ(outcome.code, 1) << command;
+        EXPECT_NE(outcome.output.find("could not be written: Broken pipe"), std::string::npos) << outcome.output;
+    }
+    ::close(ends[1]);
 }
 
 TEST_F(Programs, ScanlabDemoStoresAndCompares) {

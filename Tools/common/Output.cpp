@@ -21,15 +21,16 @@ bool MustEscape(wchar_t c) {
 }  // namespace
 
 void Output::Write() {
-    if (!m_failed && std::fwrite(m_text.data(), 1, m_text.size(), stdout) != m_text.size()) m_failed = true;
+    if (m_error == 0 && std::fwrite(m_text.data(), 1, m_text.size(), stdout) != m_text.size()) m_error = errno;
     m_text.clear();
 }
 
 bool Output::Finish() {
     Write();
-    if (std::fflush(stdout) != 0) m_failed = true;
-    if (m_failed) fmt::print(stderr, "{}: the output could not be written: {}\n", m_program, std::strerror(errno));
-    return !m_failed;
+    if (std::fflush(stdout) != 0 && m_error == 0) m_error = errno;
+    if (m_error != 0)
+        fmt::print(stderr, "{}: the output could not be written: {}\n", m_program, std::strerror(m_error));
+    return m_error == 0;
 }
 
 std::string Escaped(KxN::KxString const& text) {

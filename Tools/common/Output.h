@@ -39,7 +39,7 @@ private:
     char const* m_program;
     Target m_target;
     std::string m_text;
-    bool m_failed = false;
+    int m_error = 0;  // of the system, the first one
 };
 
 /// UTF-8 of a text for a terminal: control characters, also those that turn the direction of writing, as \n, \x1b or

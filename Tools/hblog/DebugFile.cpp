@@ -99,10 +99,13 @@ DebugFile ParseDebugFile(std::wstring_view text) {
         std::size_t const end = std::min(text.find(L'\n'), text.size());
         std::wstring_view line = text.substr(0, end);
         text.remove_prefix(std::min(end + 1, text.size()));
-        if (line.ends_with(L'\r')) line.remove_suffix(1);
+        if (line.ends_with(L'\r')) {
+            line.remove_suffix(1);
+            isForeign = false;  // each part of an entry ends so, and an entry may be nothing but its text
+        }
         KxDateTime moment;
         bool const isSeparator = IsSeparator(line), isDate = !isSeparator && IsDateLine(line, moment);
-        if (isSeparator || isDate) isForeign = false;
+        if (isSeparator || isDate) isForeign = false;  // even if line ends were changed
         if (isSeparator || (isDate && !isOpen) || file.entries.empty()) {
             close();
             file.entries.push_back({number, {}, {}, {}, 0});

@@ -3,7 +3,8 @@
 //
 // A debug file taken apart into its entries. Its prefixes stand in the language of the process that wrote it, so an
 // entry is known by its form: a line of underscores, or a line of a date and a time with any words in front of them.
-// What stands between has no form; a text without either belongs to the entry before it.
+// What stands between has no form; a text without either belongs to the entry before it. Lines end in CR LF, which tells
+// a debug file without dates from other texts.
 #pragma once
 
 #include "LogFile.h"

@@ -23,15 +23,18 @@ KxString Decoded(KxString text) {
     return text;
 }
 
-/// The first thing that is wrong with the entry of the current group; empty if it is whole.
+/// The first thing that is wrong with the entry of the current group, for which the library would drop it; empty if it
+/// is whole.
 char const* ReadEntry(KxConfig const& config, LogEntry& entry) {
     KxString const date = config.ReadKey(L"Date"), time = config.ReadKey(L"Time"), level = config.ReadKey(L"Level");
-    if (date.Len() > 0 && date.IsIntNum() && time.IsIntNum()) entry.moment.SetDateTime(date, static_cast<long>(time));
+    long const timeNumber = time.IsIntNum() ? static_cast<long>(time) : 0;
+    if (date.IsIntNum() && timeNumber != 0) entry.moment.SetDateTime(date, timeNumber);
     entry.group = Decoded(config.ReadKey(L"Group"));
     entry.level = LevelOf(level);
     entry.message = Decoded(config.ReadKey(L"Message"));
     if (!entry.moment.IsValid()) return "has no date and time";
     if (!level) return "has no level";
+    if (!entry.group) return "has no group";
     if (!entry.message) return "has no message";
     return "";
 }
@@ -79,10 +82,9 @@ LogFile ReadLogFile(KxString const& path) {
     config.BeginUpdate();  // one look at the file
     config.ProofRead();
     config.SetGroup(L"General");
-    if (config.ReadKey(L"File") != KxString(L"Quandelmeter Exceptions Log")) {
-        log.state = State::foreign;
-        return log;
-    }
+    bool const isNamed = config.ReadKey(L"File") == KxString(L"Quandelmeter Exceptions Log");
+    if (!isNamed) faults.Add("the line that says what it is is missing");
+    bool isKnown = isNamed;  // or by an entry
     log.saved.SetDateTime(static_cast<unsigned long>(config.ReadKey(L"Date")),
                           static_cast<long>(config.ReadKey(L"Time")));
     KxString const total = config.ReadKey(L"TotalCount");
@@ -104,10 +106,13 @@ LogFile ReadLogFile(KxString const& path) {
         if (char const* const fault = ReadEntry(config, entry); *fault) {
             faults.Add(fmt::format("entry {} {}", number, fault));
             if (!entry.message) continue;
+        } else {
+            isKnown = true;
         }
         if (number >= promised) faults.Add(fmt::format("entry {} is beyond the number of entries", number));
         log.entries.push_back(std::move(entry));
     }
+    if (!isKnown) return {State::foreign, {}, {}, {}};
     if (promised > last) missing += promised - static_cast<unsigned long>(last);
     if (missing > 0) faults.Add(fmt::format("{} of {} entries are missing", missing, promised));
     faults.Finish();

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <tuple>
 
 namespace hblog {
 
@@ -22,7 +23,7 @@ constexpr double secondsToTicks = 1e6;
 /// What a line says.
 struct Line {
     unsigned long thread = 0;
-    std::wstring text, name;
+    std::wstring text, name, entryTime;
     std::optional<double> sinceEntry;  // milliseconds
 };
 
@@ -56,11 +57,12 @@ std::optional<Line> ParseLine(std::wstring_view text) {
     if (count < 8 || !fields.back().empty()) return std::nullopt;
     std::optional<unsigned long> const thread = HexNumber(fields[0]);
     if (!thread) return std::nullopt;
-    Line line{*thread, std::wstring(fields[2]), std::wstring(fields[3]), {}};
+    Line line{*thread, std::wstring(fields[2]), std::wstring(fields[3]), {}, {}};
     for (std::size_t i = 4; i + 4 < count; ++i) line.name.append(1, L';').append(fields[i]);
     bool const isEntry = fields[count - 4].empty() && fields[count - 3].empty();
     if (!isEntry && !(line.sinceEntry = Milliseconds(fields[count - 3]))) return std::nullopt;
     if (isEntry != (line.text == L"enter")) return std::nullopt;
+    line.entryTime = fields[isEntry ? 1 : count - 4];
     return line;
 }
 
@@ -69,31 +71,30 @@ public:
     explicit Timeline(Profile& profile) : m_profile(profile) {}
 
     void Add(Line const& line, KxDateTime const& moment) {
-        Thread& thread = m_threads[line.thread];
+        double& clock = m_clocks[line.thread];
+        std::tuple const key(line.thread, line.name, line.entryTime);
         if (!line.sinceEntry) {
-            thread.clock = std::max(thread.clock, TicksOf(moment));
-            thread.open.push_back(m_profile.calls.size());
-            m_profile.calls.push_back({KxString(line.name), line.thread, thread.clock, 0, false});
+            clock = std::max(clock, TicksOf(moment));
+            m_open[key].push_back(m_profile.calls.size());
+            m_profile.calls.push_back({KxString(line.name), line.thread, clock, 0, false});
             return;
         }
-        auto const found = std::find_if(thread.open.rbegin(), thread.open.rend(), [&](std::size_t index) {
-            return m_profile.calls[index].name.View() == line.name;
-        });
-        if (found == thread.open.rend()) {
+        auto const found = m_open.find(key);
+        if (found == m_open.end()) {
             ++m_profile.badLines;
             return;
         }
-        ProfileCall& call = m_profile.calls[*found];
+        ProfileCall& call = m_profile.calls[found->second.back()];
         double const end = call.start + *line.sinceEntry * 1000;
-        thread.clock = std::max(thread.clock, end);
+        clock = std::max(clock, end);
         if (line.text != L"leave") {
             m_profile.marks.push_back({KxString(line.text), call.name, line.thread, end});
             return;
         }
         call.duration = end - call.start;
         call.isLeft = true;
-        // What was entered within it and never left has ended with it at the latest.
-        thread.open.erase(found.base() - 1, thread.open.end());
+        found->second.pop_back();
+        if (found->second.empty()) m_open.erase(found);
         ProfileTotal& total =
             m_totals.try_emplace({line.name, line.thread}, ProfileTotal{call.name, line.thread, 0, 0, 0}).first->second;
         ++total.count;
@@ -108,11 +109,6 @@ public:
     }
 
 private:
-    struct Thread {
-        double clock = 0;
-        std::vector<std::size_t> open;  // places of the calls that are entered
-    };
-
     double TicksOf(KxDateTime const& moment) {
         if (!moment.IsValid()) return 0;
         if (!m_firstDay) m_firstDay = static_cast<long long>(moment.GetValue());
@@ -120,7 +116,10 @@ private:
     }
 
     Profile& m_profile;
-    std::map<unsigned long, Thread> m_threads;
+    std::map<unsigned long, double> m_clocks;
+    // Places of the calls that are entered, by number, name and time of entry, the latest last. Calls of one number need
+    // not be nested: all threads that the library knows no object of share the number 0.
+    std::map<std::tuple<unsigned long, std::wstring, std::wstring>, std::vector<std::size_t>> m_open;
     std::map<std::pair<std::wstring, unsigned long>, ProfileTotal> m_totals;
     std::optional<long long> m_firstDay;
 };

@@ -8,7 +8,8 @@
 //     PROFILE;0x1A2B;12:00:02;leave;Load;12:00:00;1650;838;     ... and since the last mark
 //
 // Times of day are whole seconds; the place of a call on the time line is therefore made from the milliseconds, within
-// the second in which it was entered, and never before the end of the one before it.
+// the second in which it was entered, and never before the end of the one before it. A mark belongs to the call of its
+// number, name and time of entry that was entered last.
 #pragma once
 
 #include "DebugFile.h"

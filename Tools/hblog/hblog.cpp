@@ -79,6 +79,7 @@ bool Understand(Arguments const& arguments, hblog::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    KxN::KxxSurviveClosedPipes();
     CLI::App app("Shows exception logs and debug files, and what profile lines in them add up to.");
     app.require_subcommand(1);
     app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not such a file.");

@@ -9,6 +9,7 @@
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
 #include <hbtools/base/syFile.h>
+#include <hbtools/base/syTerminal.h>
 
 #include <CLI/CLI.hpp>
 
@@ -37,6 +38,7 @@ int Run(hbtag::Options const& options, KxN::KxString const& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    KxN::KxxSurviveClosedPipes();
     CLI::App app("Looks into tag files: lists their records, shows what they hold, finds what is damaged.");
     app.require_subcommand(1);
     app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not a tag file.");

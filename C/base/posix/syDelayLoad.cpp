@@ -5,14 +5,17 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <initializer_list>
 #include <string_view>
 #include <system_error>
+#include <vector>
 #include <dlfcn.h>
 #include <link.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 namespace KxN {
 
@@ -38,6 +41,47 @@ std::string SystemName(std::string_view name) {
     return "lib" + std::string(name) + ".so";
 }
 
+enum class Kind { nothing, file, other };
+
+Kind KindOf(std::string const& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) return Kind::nothing;
+    return S_ISREG(status.st_mode) ? Kind::file : Kind::other;
+}
+
+/// Whether the system's search for a library may come upon something that is no file: opening a pipe waits for ever.
+bool MayMeetOther(std::string const& name) {
+    static char const here = 0;
+    Dl_info info{};
+    link_map* module = nullptr;
+    Dl_serinfo size{};
+    if (::dladdr1(&here, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) == 0 || !module ||
+        ::dlinfo(module, RTLD_DI_SERINFOSIZE, &size) != 0)
+        return false;
+    std::vector<Dl_serinfo> memory(size.dls_size / sizeof(Dl_serinfo) + 1, size);
+    Dl_serinfo& folders = memory.front();
+    if (::dlinfo(module, RTLD_DI_SERINFO, &folders) != 0) return false;
+    Dl_serpath const* const paths = folders.dls_serpath;
+    return std::any_of(paths, paths + folders.dls_cnt, [&](Dl_serpath const& folder) {
+        return KindOf(std::string(folder.dls_name) + "/" + name) == Kind::other;
+    });
+}
+
+/// Loads a module by its path, or by its name from where the system looks. ENOENT if there is none.
+int OpenModule(std::string const& path, void*& handle) {
+    bool const isPath = path.starts_with('/');
+    Kind const kind = isPath ? KindOf(path) : MayMeetOther(path) ? Kind::other : Kind::file;
+    if (kind != Kind::file) return kind == Kind::nothing ? ENOENT : ENOEXEC;
+    handle = ::dlopen(path.c_str(), mode);
+    if (handle) return 0;
+    if (isPath) return ENOEXEC;
+    // Only of a library that is nowhere the loader says so by the name that it was asked for.
+    char const* const text = ::dlerror();
+    std::string_view const told = text ? text : "";
+    bool const isNowhere = told.starts_with(path + ": ") && told.ends_with(std::string(": ") + std::strerror(ENOENT));
+    return isNowhere ? ENOENT : ENOEXEC;
+}
+
 }  // namespace
 
 KxString KxxDelayLoadFunctionName(KxDelayLoadRecord const& record) {
@@ -56,8 +100,11 @@ void* KxDelayLoadedModule::GetFunction(char const* name) {
     return Find(name, {m_name.GetStr(), 0, true, name, 0});
 }
 
-void* KxDelayLoadedModule::GetFunction(unsigned short ordinal) {
-    return Find(("Ordinal" + std::to_string(ordinal)).c_str(), {m_name.GetStr(), 0, false, nullptr, ordinal});
+void* KxDelayLoadedModule::GetFunction(int ordinal) {
+    std::string const number = std::to_string(ordinal), symbol = "Ordinal" + number;
+    if (ordinal >= 0 && ordinal <= 0xFFFF)
+        return Find(symbol.c_str(), {m_name.GetStr(), 0, false, nullptr, static_cast<unsigned short>(ordinal)});
+    return Find(nullptr, {m_name.GetStr(), 0, true, ("Ordinal " + number).c_str(), 0});  // no such number
 }
 
 void* KxDelayLoadedModule::Find(char const* symbol, KxDelayLoadRecord record) {
@@ -68,7 +115,7 @@ void* KxDelayLoadedModule::Find(char const* symbol, KxDelayLoadRecord record) {
         KxxRaiseFault(FAULT_DELAY_LOAD_MODULE, {parameter});
         throw new KxDllLoadException(m_name, record.lastError);
     }
-    void* const function = ::dlsym(handle, symbol);
+    void* const function = symbol ? ::dlsym(handle, symbol) : nullptr;
     if (!function) {
         record.lastError = ENOSYS;
         KxxRaiseFault(FAULT_DELAY_LOAD_FUNCTION, {parameter});
@@ -77,18 +124,17 @@ void* KxDelayLoadedModule::Find(char const* symbol, KxDelayLoadRecord record) {
     return function;
 }
 
-/// Null with errno set if there is no such module.
+/// Null with errno set if there is no such module. No lock is held while the loader runs: static constructors of the
+/// module may come back here, and the loader has a lock of its own.
 void* KxDelayLoadedModule::Load() {
-    std::lock_guard const lock(m_mutex);
-    if (m_handle) return m_handle;
+    if (void* const known = m_handle) return known;
     int reason = ENOENT;
     std::string const name = KxxToSystemPath(m_name.View());
+    void* loaded = nullptr;
     auto const open = [&](std::string const& path) {
-        bool const isPath = path.starts_with('/');
-        if (isPath && ::access(path.c_str(), F_OK) != 0) return false;
-        m_handle = ::dlopen(path.c_str(), mode);
-        if (!m_handle && isPath) reason = ENOEXEC;
-        return m_handle != nullptr;
+        int const error = OpenModule(path, loaded);
+        if (error == ENOEXEC) reason = error;
+        return error == 0;
     };
     bool isFound = false;
     if (name.empty() || name.find('\0') != name.npos)
@@ -98,8 +144,14 @@ void* KxDelayLoadedModule::Load() {
     else
         for (std::string const& candidate : {name, SystemName(name)})
             if ((isFound = (!m_folder.empty() && open(m_folder + candidate)) || open(candidate))) break;
-    if (!isFound) errno = reason;
-    return m_handle;
+    if (!isFound) {
+        errno = reason;
+        return nullptr;
+    }
+    void* present = nullptr;
+    if (m_handle.compare_exchange_strong(present, loaded)) return loaded;
+    ::dlclose(loaded);  // somebody was faster; the module is counted twice
+    return present;
 }
 
 }  // namespace KxN

@@ -125,6 +125,22 @@ int Descriptor::Write(void const* data, std::size_t count) {
                       [this](char const* part, std::size_t size) { return ::write(m_number, part, size); });
 }
 
+int Descriptor::WriteWhole(void const* data, std::size_t count, bool& isTorn) {
+    std::size_t written = 0;
+    int const error = WriteParts(data, count, [this, &written](char const* part, std::size_t size) {
+        ssize_t const done = ::write(m_number, part, size);
+        if (done > 0) written += static_cast<std::size_t>(done);
+        return done;
+    });
+    isTorn = false;
+    if (error == 0 || written == 0) return error;
+    long long position = 0;
+    isTorn = Seek(0, 1, position) != 0;
+    position -= static_cast<long long>(written);
+    isTorn = isTorn || SetLength(static_cast<unsigned long long>(position)) != 0 || Seek(position, 0, position) != 0;
+    return error;
+}
+
 int Descriptor::ReadAt(void* buffer, std::size_t count, unsigned long long offset, std::size_t& got) const {
     got = 0;
     // The system calls a range that leaves its numbers an error, even where there is nothing to read.

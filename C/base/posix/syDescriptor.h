@@ -32,7 +32,10 @@ public:
     int Read(void* buffer, std::size_t count, std::size_t& got);
     /// Writes all of it.
     int Write(void const* data, std::size_t count);
-    /// The same at a place of the file, whose position they leave alone. Nothing stands from 2^63 - 1 on.
+    /// Writes all of it or nothing: of what fails, the part that was written is cut off again. `isTorn` says that even
+    /// this failed and the part stands there. For files that nobody else writes.
+    int WriteWhole(void const* data, std::size_t count, bool& isTorn);
+    /// Reading and writing at a place of the file, whose position they leave alone. Nothing stands from 2^63 - 1 on.
     int ReadAt(void* buffer, std::size_t count, unsigned long long offset, std::size_t& got) const;
     int WriteAt(void const* data, std::size_t count, unsigned long long offset);
     /// Moves to `offset` from the beginning (0), the position (1) or the end (2).

@@ -26,6 +26,7 @@
 #include <pthread.h>
 #include <sys/auxv.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -137,9 +138,24 @@ private:
     std::size_t m_size = 0;
 };
 
+/// Of the first thread without asking the system's list of mappings, which needs a free descriptor: the name of the
+/// program stands at its end.
+void FindMainStack(Thread& thread) {
+    constexpr rlim_t usual = 8 << 20;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_STACK, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) limit.rlim_cur = usual;
+    std::uintptr_t const end = ::getauxval(AT_EXECFN);
+    if (end <= limit.rlim_cur) return;
+    thread.stackEnd = end;
+    thread.stackBegin = end - limit.rlim_cur;
+}
+
 void FindStack(Thread& thread) {
     pthread_attr_t attributes;
-    if (::pthread_getattr_np(::pthread_self(), &attributes) != 0) return;
+    if (::pthread_getattr_np(::pthread_self(), &attributes) != 0) {
+        if (::getpid() == ::syscall(SYS_gettid)) FindMainStack(thread);
+        return;
+    }
     void* begin = nullptr;
     std::size_t size = 0, guard = 0;
     ::pthread_attr_getstack(&attributes, &begin, &size);
@@ -185,6 +201,12 @@ HB_PLAIN bool Redirect(int signal, siginfo_t const& info, ucontext_t& context) {
     std::size_t const stateSize = StateSize(state);
     FaultFrame* const frame = FindRoom(thread, fault, stack, stateSize);
     if (!frame) return false;
+    std::uintptr_t caller = 0;
+    if (fault.isCall) {
+        if (thread.stackEnd - stack < sizeof caller) return false;
+        CopyBytes(&caller, reinterpret_cast<void const*>(stack), sizeof caller);
+        if (!IsReturnAddress(caller)) return false;  // nobody knows where it came from
+    }
 
     CopyBytes(&frame->info, &info, sizeof info);
     CopyBytes(&frame->registers, &context.uc_mcontext, sizeof frame->registers);
@@ -193,8 +215,6 @@ HB_PLAIN bool Redirect(int signal, siginfo_t const& info, ucontext_t& context) {
     CopyBytes(frame + 1, &state, stateSize);
 
     if (fault.isCall) {  // unwinding starts at the caller: nothing is known of where it went
-        std::uintptr_t caller = 0;
-        CopyBytes(&caller, reinterpret_cast<void const*>(stack), sizeof caller);
         fault.unwindFrom = caller - 1;
         stack += sizeof caller;
     }
@@ -317,23 +337,27 @@ bool IsInAllocator(void* address) {
     return search.isFound;
 }
 
-/// While the translator runs: another fault is not translated, and the thread's floating-point traps come back at the
-/// end, unless the translator has set a word of its own.
+/// While the translator runs: another fault is not translated, nothing traps, and the thread's floating-point traps
+/// come back at the end, unless the translator has set a word of its own. What happened meanwhile is forgotten then.
 class Translating {
 public:
-    explicit Translating(FaultFrame const& frame) : m_frame(frame) { t_thread.isTranslating = true; }
+    Translating(unsigned int mxcsr, unsigned short x87Control) : m_mxcsr(mxcsr), m_x87Control(x87Control) {
+        t_thread.isTranslating = true;
+    }
     Translating(Translating const&) = delete;
     Translating& operator=(Translating const&) = delete;
     ~Translating() {
         t_thread.isTranslating = false;
         unsigned int const masks = unitFlags << mxcsrMaskShift;
-        unsigned int const mxcsr = ReadMxcsr();
-        if ((mxcsr & masks) == masks) WriteMxcsr((mxcsr & ~masks) | (m_frame.mxcsr & masks));
-        if ((ReadX87Control() & unitFlags) == unitFlags) WriteX87Control(m_frame.x87Control);
+        unsigned int const mxcsr = ReadMxcsr() & ~unitFlags;
+        WriteMxcsr((mxcsr & masks) == masks ? (mxcsr & ~masks) | (m_mxcsr & masks) : mxcsr);
+        bool const isMasked = (ReadX87Control() & unitFlags) == unitFlags;
+        WriteX87Control(isMasked ? m_x87Control : ReadX87Control());
     }
 
 private:
-    FaultFrame const& m_frame;
+    unsigned int const m_mxcsr;
+    unsigned short const m_x87Control;
 };
 
 }  // namespace
@@ -353,13 +377,16 @@ KxFaultTranslator KxxSetFaultTranslator(KxFaultTranslator translator) noexcept {
 
 void KxxRaiseFault(unsigned int code, std::initializer_list<std::uintptr_t> parameters) {
     KxFaultTranslator const translator = t_thread.translator;
-    if (!translator) return;
+    if (!translator || t_thread.isTranslating) return;
     EXCEPTION_RECORD record{};
     record.code = code;
     for (std::uintptr_t const parameter : parameters)
         if (record.parameterCount < std::size(record.parameters))
             record.parameters[record.parameterCount++] = parameter;
     EXCEPTION_POINTERS pointers = {&record, nullptr};
+    Translating const translating(ReadMxcsr(), ReadX87Control());
+    WriteMxcsr(ReadMxcsr() | unitFlags << mxcsrMaskShift);
+    WriteX87Control(static_cast<unsigned short>(ReadX87Control() | unitFlags));
     translator(code, &pointers);
 }
 
@@ -368,7 +395,7 @@ void KxxRaiseFault(unsigned int code, std::initializer_list<std::uintptr_t> para
 /// On the thread's own stack, called by the trampoline.
 void hbFaultTranslate(KxN::detail::FaultFrame* frame) {
     using namespace KxN;
-    Translating const translating(*frame);
+    Translating const translating(frame->mxcsr, frame->x87Control);
     if (IsInAllocator(frame->fault.record.address)) return;
     EXCEPTION_POINTERS pointers = {&frame->fault.record, &frame->context};
     t_thread.translator(frame->fault.record.code, &pointers);

@@ -4,6 +4,8 @@
 
 #include "base/posix/syFloatControl.h"
 
+#include <dlfcn.h>
+
 namespace KxN::detail {
 
 namespace {
@@ -135,9 +137,9 @@ bool IsPrivileged(Bytes code) {
     unsigned int const second = *code++;
     switch (second) {
         case 0x00: return (*code >> 4 & 3U) == 1;  // lldt, ltr
-        case 0x01: {                               // lgdt, lidt, lmsw, invlpg, swapgs
+        case 0x01: {                               // lgdt, lidt, lmsw, invlpg, swapgs, xsetbv
             unsigned int const extension = *code >> 3 & 7U;
-            if (*code >> 6 == 3) return extension == 6 || *code == 0xF8;
+            if (*code >> 6 == 3) return extension == 6 || *code == 0xF8 || *code == 0xD1;
             return extension == 2 || extension == 3 || extension == 6 || extension == 7;
         }
         case 0x06:  // clts
@@ -154,6 +156,9 @@ bool IsPrivileged(Bytes code) {
         case 0x33:  // rdpmc
         case 0x35:  // sysexit
             return true;
+        case 0x38: return *code == 0x82;  // invpcid
+        case 0xC7:                        // xrstors, xsaves
+            return *code >> 6 != 3 && ((*code >> 3 & 7U) == 3 || (*code >> 3 & 7U) == 5);
         default: return false;
     }
 }
@@ -196,7 +201,62 @@ void DecodeAccess(siginfo_t const& info, ucontext_t const& context, Fault& fault
     fault.record.parameters[1] = fault.isCall ? instruction : address;
 }
 
+std::int32_t ReadInt(std::uintptr_t address) {
+    std::int32_t value = 0;
+    CopyBytes(&value, reinterpret_cast<void const*>(address), sizeof value);
+    return value;
+}
+
+std::uintptr_t Offset(std::uintptr_t base, std::int32_t offset) {
+    return base + static_cast<std::uintptr_t>(static_cast<std::intptr_t>(offset));
+}
+
+/// The beginning of the function that the address lies in, from the sorted table that modules bring along for unwinding.
+/// 0 if there is none. Takes no lock, and reads nothing but that table.
+std::uintptr_t FunctionOf(std::uintptr_t address) {
+    constexpr std::uint32_t sortedTable = 0x3B031B;  // how its numbers are written, in the only form that is in use
+    constexpr unsigned int headSize = 12, entrySize = 8;
+    dl_find_object module{};
+    if (::_dl_find_object(reinterpret_cast<void*>(address), &module) != 0 || !module.dlfo_eh_frame) return 0;
+    auto const table = reinterpret_cast<std::uintptr_t>(module.dlfo_eh_frame);
+    if ((static_cast<std::uint32_t>(ReadInt(table)) >> 8) != sortedTable) return 0;
+    std::uintptr_t first = 0, end = static_cast<std::uint32_t>(ReadInt(table + 8));
+    while (first < end) {  // the last entry that does not begin behind the address
+        std::uintptr_t const middle = first + (end - first) / 2;
+        if (Offset(table, ReadInt(table + headSize + middle * entrySize)) <= address)
+            first = middle + 1;
+        else
+            end = middle;
+    }
+    if (first == 0) return 0;
+    std::uintptr_t const entry = table + headSize + (first - 1) * entrySize;
+    std::uintptr_t const begin = Offset(table, ReadInt(entry)), record = Offset(table, ReadInt(entry + 4));
+    // The record tells the same beginning, relative to itself, and then the length.
+    if (Offset(record + 8, ReadInt(record + 8)) != begin) return 0;
+    return address - begin < static_cast<std::uint32_t>(ReadInt(record + 12)) ? begin : 0;
+}
+
 }  // namespace
+
+bool IsReturnAddress(std::uintptr_t address) {
+    std::uintptr_t const begin = FunctionOf(address - 1);
+    if (begin == 0) return false;
+    auto const end = reinterpret_cast<Bytes>(address);
+    std::uintptr_t const room = address - begin;
+    if (room >= 5 && end[-5] == 0xE8) return true;  // to a fixed place
+    for (std::uintptr_t length = 2; length <= 7 && length <= room; ++length) {
+        Bytes const code = end - length;
+        if (code[0] != 0xFF || (code[1] >> 3 & 7U) != 2) continue;  // to where a register or a word in memory points
+        unsigned int const operandMode = code[1] >> 6;
+        bool const hasIndex = operandMode != 3 && (code[1] & 7U) == 4;
+        unsigned int const base = hasIndex ? code[2] & 7U : code[1] & 7U;
+        unsigned int const displacement = operandMode == 1                                     ? 1
+                                          : operandMode == 2 || (operandMode == 0 && base == 5) ? 4
+                                                                                                : 0;
+        if (length == 2U + (hasIndex ? 1 : 0) + displacement) return true;
+    }
+    return false;
+}
 
 bool DecodeFault(int signal, siginfo_t const& info, ucontext_t const& context, Fault& fault) {
     if (info.si_code <= 0) return false;  // sent by somebody

@@ -29,4 +29,8 @@ struct Fault {
 /// False for signals that no instruction of the thread caused, and for those that no code stands for.
 bool DecodeFault(int signal, siginfo_t const& info, ucontext_t const& context, Fault& fault);
 
+/// Whether a call instruction of a known function stands in front of the address. After a jump or a return to nowhere
+/// the word on top of the stack may be anything.
+bool IsReturnAddress(std::uintptr_t address);
+
 }  // namespace KxN::detail

@@ -5,8 +5,9 @@
 // or a function that is not there is a fault: the thread's translator throws a KxDllLoadException or a
 // KxDllProcAddrException for it, and where the thread has none the same exception is thrown without it.
 //
-// A module object may be used by several threads. It unloads the module when it is destroyed; its functions must not
-// be called any more then.
+// A module object may be used by several threads, and by the static constructors of the module while it is loaded. It
+// unloads the module when it is destroyed; its functions must not be called any more then. An exception that leaves a
+// static constructor of the module ends the process: the system's loader lets none through.
 //
 //     KxN::KxDelayLoadedModule optics(L"Optics.dll");
 //     optics.GetFunction<double(double)>("Refraction")(1.33);
@@ -15,7 +16,7 @@
 #include "hbtools/base/syFault.h"
 #include "hbtools/base/syString.h"
 
-#include <mutex>
+#include <atomic>
 #include <string>
 
 namespace KxN {
@@ -25,6 +26,7 @@ public:
     /// Loads nothing yet. A name with a folder must be an absolute path. One without, such as "Optics.dll", is looked
     /// for as it stands and then as "libOptics.so" (the end ".dll" is dropped), each first in the folder of the module
     /// that calls this constructor, then where the system looks for libraries. The working directory is no such place.
+    /// Only regular files are loaded.
     explicit KxDelayLoadedModule(KxString const& name);
     KxDelayLoadedModule(KxDelayLoadedModule const&) = delete;
     KxDelayLoadedModule& operator=(KxDelayLoadedModule const&) = delete;
@@ -32,13 +34,15 @@ public:
 
     KxString const& GetName() const { return m_name; }
 
-    /// The exported function of that name in UTF-8. Never null.
-    /// @throws KxDllLoadException with ENOENT if the module is nowhere, ENOEXEC if it is there and cannot be loaded;
-    /// KxDllProcAddrException with ENOSYS if it has no such function
+    /// The exported function of that name in UTF-8; no module has one for a null pointer. Never null.
+    /// @throws KxDllLoadException with ENOENT if the module is nowhere, ENOEXEC if it is there and cannot be loaded, or
+    /// lacks a module that it needs itself; KxDllProcAddrException with ENOSYS if it has no such function
     void* GetFunction(char const* name);
-    /// The function that the module exports as "Ordinal<number>", since numbers are no names to the system.
+    /// The function that the module exports as "Ordinal<number>", since numbers are no names to the system. Numbers
+    /// beyond 16 bits are no function's.
     /// @throws the same; the text of the exception calls it "Ordinal 7"
-    void* GetFunction(unsigned short ordinal);
+    void* GetFunction(int ordinal);
+    void* GetFunction(unsigned short ordinal) { return GetFunction(static_cast<int>(ordinal)); }
 
     /// The same with the type of the function.
     template <class FUNCTION, class KEY>
@@ -52,8 +56,7 @@ private:
 
     KxString m_name;
     std::string m_folder;  // of the caller
-    std::mutex m_mutex;    // guards the handle while it is made
-    void* m_handle = nullptr;
+    std::atomic<void*> m_handle = nullptr;
 };
 
 /// What an exception calls the function of the record: its name, or "Ordinal " and the number.

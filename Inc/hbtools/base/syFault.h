@@ -8,7 +8,7 @@
 // had called it; what it throws is caught where the fault happened. A translator that returns lets the fault take its
 // course: it goes to the handler that the program had for the signal before, and ends the process if it had none.
 // The same happens in a thread without a translator, for a fault in a translator, for a stack that is used up, on a
-// stack that is not the thread's own, and within malloc and its kin. Code that faults must be compiled with
+// stack that is not the thread's own, for a jump to nowhere, and within malloc and its kin. Code that faults must be compiled with
 // -fnon-call-exceptions, which the CMake target hbtools::hbtools brings along. See Doc/faults.md.
 //
 // Translators and control words belong to the calling thread, the handlers for memory to the process.
@@ -79,7 +79,8 @@ struct KxDelayLoadRecord {
 };
 
 /// Throws an exception, or returns to let the fault take its course. It runs with all floating-point traps masked;
-/// the control word of the thread is back when it is left.
+/// when it is left, the control word of the thread is back, unless the translator has unmasked a trap, and the
+/// floating-point status is clear.
 using KxFaultTranslator = void (*)(unsigned int code, EXCEPTION_POINTERS* pointers);
 
 /// Sets the translator of the calling thread, null for none, and returns the former one. The first one in the process
@@ -87,7 +88,7 @@ using KxFaultTranslator = void (*)(unsigned int code, EXCEPTION_POINTERS* pointe
 KX_API KxFaultTranslator KxxSetFaultTranslator(KxFaultTranslator translator) noexcept;
 
 /// Raises a fault that no instruction raises: calls the translator of the thread, if there is one, with up to four
-/// parameters. Returns if the translator does. @throws what the translator throws
+/// parameters. Returns if the translator does, and at once within a translator. @throws what the translator throws
 KX_API void KxxRaiseFault(unsigned int code, std::initializer_list<std::uintptr_t> parameters = {});
 
 /// Kinds of floating-point events. In a control word a set bit masks the trap, in a status it says that the event has
@@ -103,7 +104,8 @@ enum KxFloatFlags : unsigned int {
 };
 
 /// Sets those bits of the control word that are in `mask` and returns the whole word as it is then; with the mask 0 it
-/// only tells. Both floating-point units of the thread get it; precision, rounding and flushing stay as they are.
+/// only tells. Both floating-point units of the thread get it, and the x87 unit forgets what has happened in it so far;
+/// precision, rounding and flushing stay as they are.
 KX_API unsigned int KxxControlFloat(unsigned int word, unsigned int mask) noexcept;
 /// Forgets what has happened so far, traps that wait included; returns it.
 KX_API unsigned int KxxClearFloatStatus() noexcept;

@@ -56,6 +56,9 @@ public:
     /// Bytes read, fewer at the end of the file. Binary mode only.
     std::size_t ReadBytes(void* buffer, std::size_t count);
     bool WriteBytes(void const* data, std::size_t count);
+    /// Writes all of the bytes or none: what was written of those that fail is cut off again. `isTorn` says that even
+    /// this failed and a part of them stands at the end. For files that nobody else writes.
+    bool WriteWhole(void const* data, std::size_t count, bool& isTorn);
 
     KxString const& GetPathName() const { return m_path; }
     /// The system error number of the first failure since the file was opened, 0 if there was none.

@@ -14,13 +14,12 @@
 //     }
 //
 // The log on disk is always a whole one, the former or the new (see sySafeFile.h); a save that fails throws and
-// leaves the former. An entry of the debug file reaches the system in one write, never in parts; it is not forced to
-// the medium. A debug file that cannot be written throws nothing out of a report: one line on standard error says so,
-// and later entries try again. Threads: what writes the debug file, AddInfo, and the switches and questions about the
+// leaves the former. An entry of the debug file reaches the system in one write, whole or not at all; it is not forced
+// to the medium. A debug file that cannot be written throws nothing out of a report: one line on standard error says
+// so, and later entries try again. Both files belong to one manager of one process. Threads: what writes the debug file, AddInfo, and the switches and questions about the
 // debug file may be called from any thread at a time. All else (log, queues, filters) needs the caller's own order.
 #pragma once
 
-#include "hbtools/base/syCollections.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/core/syList.h"
 #include "hbtools/core/syMem.h"
@@ -32,7 +31,8 @@ namespace KxN {
 
 namespace detail {
 class DebugFile;
-}
+class LogQueues;
+}  // namespace detail
 
 /// How extracted entries are sorted; equal ones keep the order of the queues. Do not renumber.
 enum SortOrder {
@@ -91,10 +91,13 @@ public:
     virtual Queue* ExtractSpecifiedExceptions();
 
     /// Reads the settings, opens the debug file, which it empties, and loads the log. Names are resolved against the
-    /// directory of the ini file. Entries collected before are gone. After a failure in reading settings or opening
-    /// the debug file the manager is as before; after one in loading the log it is not initialised and saves nothing.
+    /// directory of the ini file. Without the key ErrorCount the manager is inactive. Entries collected before are gone.
+    /// After a failure in reading settings or opening the debug file the manager is as before; after one in loading the
+    /// log it is not initialised and saves nothing. No other thread may use the log meanwhile; all may write entries of
+    /// the debug file.
     /// @throws KxFileNotExistException if there is no ini file; KxFileException if it or the log cannot be read, or
-    /// the log not be written; KxException if the debug file cannot be opened
+    /// the log not be written; KxException naming the key if the debug file cannot be opened, or if log, debug file and
+    /// ini file are not three different files
     void Initialize(KxString const& iniFile);
 
     /// Keeps a copy of the exception if the manager is active and the write filters (level, date, group) let it pass,
@@ -102,8 +105,15 @@ public:
     /// @throws KxFileException if saving fails; the entry is then kept in memory
     void AddExceptionToLog(KxException& exception);
 
+    /// The last words of a process, as KxTerminateHandler has them reported: an entry of the debug file, which is written
+    /// even if writing is delayed, and one of the log, which is saved unless the backup timing is 3. While another
+    /// thread is at the log, and before Initialize, the log is left alone. Any thread; failures are told in a line on
+    /// standard error.
+    void ReportEnd(KxException& exception) noexcept;
+
     /// One entry of the debug file: with `separator` a line of underscores, the present date and time, the text, its
-    /// extended info if the exception has the flag, its location if it has one, and a pending AddInfo text.
+    /// extended info if the exception has the flag, its location if it has one, and a pending AddInfo text. Throws for
+    /// lack of memory only; the entry is neither kept nor written then.
     void WriteToDebugFile(KxException& exception, int separator);
     /// The same of a text, with date and time only if asked for.
     void WriteToDebugFile(KxString const& text, int withDate, int separator);
@@ -128,7 +138,8 @@ public:
     /// many were written since it was last rewritten, unless writing is delayed. Runs after each entry.
     void CheckQueueAndFileSize();
 
-    /// What was written to the debug file since it was last rewritten, that included.
+    /// What was written to the debug file since it was last rewritten, that included. What could not be written, or
+    /// waits for Flush, is not in it.
     KxString GetDebugInfo();
     KxString GetDebugFileName();  ///< The full path; empty before Initialize.
     unsigned long GetMaxEntries() const;
@@ -162,7 +173,7 @@ public:
     void PassGroupReading(KxString const& group);
     void PassGroupWriting(KxString const& group);
     void PassAllGroupsReading() { m_blockedReading.RemoveAll(); }
-    void PassAllGroupsWriting() { m_blockedWriting.RemoveAll(); }
+    void PassAllGroupsWriting();
     KxTMem<KxString> BlockGroupNamesReading() const;
     KxTMem<KxString> BlockGroupNamesWriting() const;
 
@@ -177,7 +188,8 @@ public:
 
     /// The number of entries in all queues.
     unsigned long GetTotalCount() const;
-    /// Removes the entry with the earliest date of those that stand first in their queues. Nothing without entries.
+    /// Removes the entry with the earliest date of those that stand first in their queues; of equal ones that of the
+    /// group that came first. Nothing without entries.
     void RemoveOldestException();
     /// Removes the first entry of one of the manager's queues, and the queue with its last entry.
     void RemoveLastOfQueue(Queue* queue);
@@ -189,10 +201,9 @@ private:
 
     static Settings ReadSettings(KxString const& iniFile);
     void Apply(Settings const& settings);
-    Queue* QueueOf(KxString const& group);
     std::string ComposeLog() const;
 
-    CList<Queue*> m_groups;
+    std::unique_ptr<detail::LogQueues> m_queues;
     std::unique_ptr<detail::DebugFile> m_debugFile;
     KxTList<KxString> m_blockedReading;
     KxTList<KxString> m_blockedWriting;

@@ -44,7 +44,8 @@ private:
     KxFaultTranslator m_former;
 };
 
-/// Makes a KxMemoryException of every request of operator new that fails. Process-wide, any thread.
+/// Makes a KxMemoryException of every request of operator new that fails, but for those with std::nothrow, which give
+/// null. Process-wide, any thread.
 class KX_API KxNewHandler {
 public:
     KxNewHandler();
@@ -57,8 +58,9 @@ private:
     KxOutOfMemoryHandler m_former;
 };
 
-/// Brings the reason into the log and the debug file of pExceptionMgr, if there is one, and hands a process that cannot
-/// go on to KxWinApp::Abort; without an application object it aborts as usual.
+/// Brings the reason into the debug file and the log of pExceptionMgr, if there is one (KxExceptionManager::ReportEnd),
+/// once in a process, and hands a process that cannot go on to KxWinApp::Abort; without an application object it aborts
+/// as usual.
 /// Process-wide, any thread.
 class KX_API KxTerminateHandler {
 public:

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+#include <sys/resource.h>
 
 namespace {
 
@@ -104,12 +105,24 @@ int Run(std::string const& scenario, KxString const& path) {
         config.WriteKey(L"Port", L"COM2");
     } else if (scenario == "log") {  // loads a log, which saves it, and adds to it
         KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
-        KxxSaveFile(ini, "[Initialization]\nBackupTiming=SAVE_ALL_CHANGES\nFileName=" + KxxToUtf8(path.View()) + "\n");
+        KxxSaveFile(ini, "[Initialization]\nErrorCount=200\nBackupTiming=SAVE_ALL_CHANGES\nFileName=" +
+                             KxxToUtf8(path.View()) + "\n");
         KxExceptionManager manager;
         manager.Initialize(ini);
         KxExceptionManagerException entry(KxDateTime(2024, 12, 31, 23, 59, 58), L"Scanner", EXCEPT_FATAL, name);
         manager.AddExceptionToLog(entry);
         manager.ChangeBackupTiming(static_cast<BackupTiming>(3));  // the destructor has nobody to tell
+    } else if (scenario == "debug") {                              // the disk is full within the second entry
+        KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
+        KxxSaveFile(ini, "[Initialization]\nDebugFileName=" + KxxToUtf8(path.View()) + "\n");
+        KxExceptionManager manager;
+        manager.Initialize(ini);
+        manager.WriteToDebugFile(L"first", 0, 0);
+        rlimit const full = {10, RLIM_INFINITY}, none = {RLIM_INFINITY, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &full);
+        manager.WriteToDebugFile(L"refused", 0, 0);
+        ::setrlimit(RLIMIT_FSIZE, &none);
+        manager.WriteToDebugFile(L"again", 0, 0);
     } else if (scenario == "folder") {
         return KxDirEntry(path).MakeDir(0) ? 0 : Refused();
     } else {
