@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace KxTools {
 
@@ -34,43 +35,93 @@ public:
     KxN::detail::ConfigDocument lines;
     int updates = 0;  // depth of updates
 
-    /// Reads the file if it is not the one that was read last.
+    /// Reads the file if it is not the one that was read last; in an update, only if what was read is lost.
     void Refresh() {
-        if (updates > 0) return;
-        KxN::detail::FileStamp const stamp = KxN::detail::StampOf(m_systemPath);
-        if (m_isRead && !m_stamp.isYoung && stamp == m_stamp) return;
-        std::string bytes;
-        m_error = KxN::detail::ReadWholeFile(m_systemPath, KxN::KxxLimits().textFileBytes, bytes);
-        if (m_error == ENOENT) m_error = 0;
-        // Each line takes many times the byte that it may consist of.
-        auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
-        if (lineFeeds > KxN::KxxLimits().configLines) {
-            m_error = EFBIG;
-            bytes = {};
-        }
-        lines.Parse(std::move(bytes));
-        m_stamp = stamp;
-        m_isRead = true;
-        m_isChanged = false;
+        if (updates == 0 || !m_isRead) Look();
     }
 
     /// Why the file could not be read: a system error number, or 0.
     int GetReadError() const { return m_error; }
 
-    int Write(KxN::KxString const& path, std::wstring_view group, std::wstring_view key, std::wstring_view value) {
+    int Write(KxN::KxString const& path, KxN::KxString const& group, String const& key, String const& value) {
         Refresh();
-        if (m_error != 0) return m_error;  // writing would replace what could not be read
-        if (!KxN::detail::ConfigDocument::CanHold(group, key, value)) return notStorable;
-        if (lines.Write(group, key, value)) m_isChanged = true;
+        Note const note{group, key, value};
+        if (int const error = Check(note)) return error;
+        if (updates > 0) m_notes.push_back(note);
+        try {
+            Apply(note);
+        } catch (...) {
+            // The lines may be half changed: the next access reads the file and repeats the earlier writes.
+            if (updates > 0) m_notes.pop_back();
+            m_isRead = false;
+            throw;
+        }
         return updates > 0 ? 0 : Save(path);
+    }
+
+    /// Stores what was noted, on top of what others have made of the file since. `last` becomes the last note.
+    int End(KxN::KxString const& path, Note& last) {
+        if (updates == 0 || --updates > 0 || m_notes.empty()) return 0;
+        int error = 0;
+        try {
+            last = m_notes.back();
+            Look();
+            error = m_error != 0 ? m_error : m_noteError;
+        } catch (...) {
+            Forget();
+            throw;
+        }
+        m_notes.clear();
+        if (error == 0) return Save(path);
+        Forget();
+        return error;
+    }
+
+private:
+    void Look() {
+        KxN::detail::FileStamp const stamp = KxN::detail::StampOf(m_systemPath);
+        if (m_isRead && !m_stamp.isYoung && stamp == m_stamp) return;
+        std::string bytes;
+        int error = KxN::detail::ReadWholeFile(m_systemPath, KxN::KxxLimits().textFileBytes, bytes);
+        if (error == ENOENT) error = 0;
+        // Each line takes many times the byte that it may consist of.
+        auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+        if (lineFeeds > KxN::KxxLimits().configLines) error = EFBIG;
+        if (error != 0) bytes = {};
+        if (!m_isRead || error != m_error || bytes != lines.GetParsedBytes()) {
+            m_isRead = false;
+            m_isChanged = false;
+            lines.Parse(std::move(bytes));
+            m_error = error;
+            m_noteError = 0;
+            for (Note const& note : m_notes) {
+                if (m_noteError == 0) m_noteError = Check(note);
+                if (m_noteError == 0) Apply(note);
+            }
+            m_isRead = true;
+        }
+        m_stamp = stamp;
+    }
+
+    /// Why the file cannot take it: writing would replace what could not be read, or make what cannot be read again.
+    int Check(Note const& note) const {
+        if (m_error != 0) return m_error;
+        if (!lines.CanHold(note.group.View(), note.key.View(), note.value.View())) return notStorable;
+        std::size_t const added = lines.CountNewLines(note.group.View(), note.key.View());
+        return added > 0 && lines.GetLineCount() + added > KxN::KxxLimits().configLines ? EFBIG : 0;
+    }
+
+    void Apply(Note const& note) {
+        if (lines.Write(note.group.View(), note.key.View(), note.value.View())) m_isChanged = true;
     }
 
     int Save(KxN::KxString const& path) {
         if (!m_isChanged) return 0;
-        m_isRead = false;  // whatever happens now, the file says what holds
-        m_isChanged = false;
+        Forget();  // whatever happens now, the file says what holds
         try {
-            KxN::KxxSaveFile(path, lines.GetBytes());
+            std::string const bytes = lines.GetBytes();
+            if (bytes.size() > KxN::KxxLimits().textFileBytes) return EFBIG;
+            KxN::KxxSaveFile(path, bytes);
         } catch (KxN::KxDirEntryException* exception) {
             int const error = static_cast<int>(exception->GetCode());
             exception->Delete();
@@ -79,12 +130,19 @@ public:
         return 0;
     }
 
-private:
+    void Forget() {
+        m_isRead = false;
+        m_isChanged = false;
+        m_notes.clear();
+    }
+
     std::string m_systemPath;
     bool m_isRead = false;
     bool m_isChanged = false;
     int m_error = 0;
+    int m_noteError = 0;  // why the notes could not be repeated
     KxN::detail::FileStamp m_stamp;
+    std::vector<Note> m_notes;  // the writes of the update
 };
 
 Config::Config(String const& path) : m_path(path), m_document(std::make_unique<Document>(path.View())) {}
@@ -101,7 +159,7 @@ unsigned short Config::GetKeyCount() const {
 }
 
 int Config::Store(String const& key, String const& value) {
-    return m_document->Write(m_path, m_group.View(), key.View(), value.View());
+    return m_document->Write(m_path, m_group, key, value);
 }
 
 unsigned char Config::WriteKey(String const& key, String const& value) {
@@ -113,13 +171,13 @@ void Config::BeginUpdate() {
     ++m_document->updates;
 }
 
-int Config::EndStore() {
-    if (m_document->updates == 0 || --m_document->updates > 0) return 0;
-    return m_document->Save(m_path);
+int Config::EndStore(Note& last) {
+    return m_document->End(m_path, last);
 }
 
 unsigned char Config::EndUpdate() {
-    return EndStore() == 0;
+    Note last;
+    return EndStore(last) == 0;
 }
 
 }  // namespace KxTools
@@ -181,7 +239,8 @@ void KxConfig::WriteKey(KxString const& key, KxString const& value) {
 }
 
 void KxConfig::EndUpdate() {
-    if (int const error = EndStore()) ThrowNotStored(error, KxString(), m_group, m_path);
+    Note last;
+    if (int const error = EndStore(last)) ThrowNotStored(error, last.key, last.group, m_path);
 }
 
 }  // namespace KxN

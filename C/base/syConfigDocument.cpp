@@ -31,6 +31,7 @@ void ConfigDocument::Parse(std::string read) {
     m_madeTexts.clear();
     m_tail.clear();
     m_lineEnd.clear();
+    m_lineCount = 0;
     m_bytes = std::move(read);
     std::string_view bytes = m_bytes;
     m_encoding = KxxDetectEncoding(bytes);
@@ -112,8 +113,9 @@ ConfigDocument::Line ConfigDocument::MakeLine(std::string_view bytes, std::wstri
         }
     } else if (text[0] != L';' && equals != text.npos) {
         line.kind = Key;
-        line.name = Trimmed(text.substr(0, equals));
-        line.value = Trimmed(text.substr(equals + 1));
+        line.name = text.substr(0, equals);
+        line.name = line.name.substr(0, line.name.find_last_not_of(L' ') + 1);
+        line.value = text.substr(std::min(text.find_first_not_of(L' ', equals + 1), text.size()));
     }
     return line;
 }
@@ -142,6 +144,7 @@ void ConfigDocument::Append(Section& section, Line line) {
         section.keys.push_back(section.lines.size());
     }
     section.lines.push_back(line);
+    ++m_lineCount;
 }
 
 /// Place of the section of a group; none if there is none.
@@ -184,12 +187,24 @@ std::optional<std::wstring_view> ConfigDocument::FindName(std::wstring_view grou
     return line ? std::optional(line->name) : std::nullopt;
 }
 
-bool ConfigDocument::CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value) {
+/// True if the text, as a line of the file, is that line again when it is read.
+bool ConfigDocument::ReadsBack(std::wstring_view text, Kind kind, std::wstring_view name) const {
     constexpr std::wstring_view lineEnds(L"\n\r\0", 3);
-    if (group.find_first_of(lineEnds) != group.npos || group.find(L']') != group.npos) return false;
-    if (key.find_first_of(lineEnds) != key.npos || key.find(L'=') != key.npos || key != Trimmed(key)) return false;
-    if (key.starts_with(L'[') || key.starts_with(L';')) return false;
-    return value.find_first_of(lineEnds) == value.npos;
+    Line const line = MakeLine(std::string_view(), text);
+    if (line.kind != kind || line.name != name || text.find_first_of(lineEnds) != text.npos) return false;
+    if (text.starts_with(L'\xFEFF')) return false;  // in front of a file that is a mark
+    std::string bytes;
+    if (KxxEncodeText(text, m_encoding, bytes)) return KxxDecodeText(bytes, m_encoding) == text;
+    return KxxDecodeText(KxxToUtf8(text), KxTextEncoding::Utf8) == text;
+}
+
+bool ConfigDocument::CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value) const {
+    return ReadsBack(std::wstring(key).append(L"=").append(value), Key, key) &&
+           ReadsBack(L"[" + std::wstring(group) + L"]", Group, group);
+}
+
+std::size_t ConfigDocument::CountNewLines(std::wstring_view group, std::wstring_view key) const {
+    return FindValue(group, key) ? 0 : FindPlace(group) == none ? 2 : 1;
 }
 
 /// Appends the text in the encoding of the file; a character that it lacks makes the whole file UTF-8.
@@ -242,21 +257,24 @@ bool ConfigDocument::Write(std::wstring_view group, std::wstring_view key, std::
     if (section.isIndexed) section.keysByName.try_emplace(line.name, at);
     section.keys.push_back(at);
     section.lines.insert(section.lines.begin() + static_cast<std::ptrdiff_t>(at), line);
+    ++m_lineCount;
     return true;
 }
 
 /// Puts another value in a line and leaves all that stands in front of it. False if it has that value.
 bool ConfigDocument::ChangeValue(Line& line, std::wstring_view value) {
-    if (line.value == Trimmed(value)) return false;
     std::wstring const text = TextOf(line);
     std::wstring_view const end = text.ends_with(L"\r\n") ? L"\r\n" : text.ends_with(L'\n') ? L"\n" : L"";
-    std::size_t const begin = text.find_first_not_of(L" \t", text.find(L'=') + 1);
+    std::size_t const begin = text.find_first_not_of(L' ', text.find(L'=') + 1);
     std::wstring changed = text.substr(0, std::min(begin, text.size() - end.size()));
-    changed.append(value).append(end);
+    changed.append(value);
+    std::wstring_view const stored = MakeLine(std::string_view(), changed).value;
+    if (line.value == stored) return false;
+    std::wstring_view const kept = m_madeTexts.emplace_back(stored);
     std::string bytes;
-    Encode(changed, bytes);
+    Encode(changed.append(end), bytes);
     line.bytes = m_madeBytes.emplace_back(std::move(bytes));
-    line.value = m_madeTexts.emplace_back(Trimmed(value));
+    line.value = kept;
     return true;
 }
 

@@ -24,8 +24,11 @@ public:
     ConfigDocument& operator=(ConfigDocument const&) = delete;
 
     void Parse(std::string bytes);
+    /// The bytes that were parsed.
+    std::string_view GetParsedBytes() const { return m_bytes; }
     /// The bytes of the file; read again, they give the same texts.
     std::string GetBytes();
+    std::size_t GetLineCount() const { return m_lineCount; }
 
     std::size_t GetGroupCount() const { return m_sections.size() - 1; }
     std::wstring_view GetGroupName(std::size_t index) const { return m_sections[index + 1]->name; }
@@ -35,9 +38,12 @@ public:
     std::optional<std::wstring_view> FindValue(std::wstring_view group, std::size_t index) const;
     std::optional<std::wstring_view> FindName(std::wstring_view group, std::size_t index) const;
 
-    /// True if a line can hold the three so that they are found again.
-    static bool CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value);
-    /// Sets a value, adding key and group where they are missing. False if nothing changes by it.
+    /// True if lines of this file can hold the three so that they are found again.
+    bool CanHold(std::wstring_view group, std::wstring_view key, std::wstring_view value) const;
+    /// Lines that writing that key would add: 0 to 2.
+    std::size_t CountNewLines(std::wstring_view group, std::wstring_view key) const;
+    /// Sets a value, adding key and group where they are missing. False if nothing changes by it. Where it throws, which
+    /// it does only without memory, the document may be half changed: parse it anew.
     bool Write(std::wstring_view group, std::wstring_view key, std::wstring_view value);
 
 private:
@@ -71,6 +77,7 @@ private:
     Line const* FindKeyLine(std::wstring_view group, std::size_t index) const;
     static Line MakeLine(std::string_view bytes, std::wstring_view text);
     Line MakeLine(std::string bytes);
+    bool ReadsBack(std::wstring_view text, Kind kind, std::wstring_view name) const;
     void Append(Section& section, Line line);
     Section& AddSection(std::wstring_view name);
     std::size_t LineLength(std::string_view bytes) const;
@@ -88,6 +95,7 @@ private:
     std::deque<std::wstring> m_madeTexts;
     std::vector<std::unique_ptr<Section>> m_sections;  // the first stands in front of all groups
     Table m_sectionsByName;
+    std::size_t m_lineCount = 0;
     std::string m_tail;  // half a unit at the end of UTF-16
 };
 

@@ -6,6 +6,7 @@
 // is a keyed hash of the name, so that equal names look equal; nonces this long may be drawn at random for values.
 #include "hbtools/base/syEncryption.h"
 
+#include "base/syEncryptionState.h"
 #include "base/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
@@ -172,7 +173,6 @@ std::string Associated(Kind kind, std::wstring_view context) {
 }
 
 String Encrypt(CStringA const& password, String const& text, Kind kind, std::wstring_view context) {
-    if (!TheState().isOn) return text;
     Begin();
     Key const key = KeyOf(password);
     std::string plain = ToPlain(text.View());
@@ -192,8 +192,28 @@ String Encrypt(CStringA const& password, String const& text, Kind kind, std::wst
     return std::wstring(mark) + KxN::KxxWidenUtf8(ToBase64(bytes));
 }
 
+/// True for a text that was encrypted before its mark was changed: in up to two places, or by a blank at its begin, which
+/// the syntax of files drops.
+bool IsDamaged(std::wstring_view text) {
+    constexpr std::wstring_view letters = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    constexpr std::size_t least = ((nonceSize + tagSize) * 8 + 5) / 6;
+    if (text.size() < least) return false;
+    if (text.starts_with(mark.substr(1))) {
+        text.remove_prefix(mark.size() - 1);
+    } else {
+        int same = 0;
+        for (std::size_t i = 0; i < mark.size(); ++i) same += text[i] == mark[i];
+        if (same < 3) return false;
+        text.remove_prefix(mark.size());
+    }
+    return text.size() >= least && text.find_first_not_of(letters) == text.npos;
+}
+
 String Decrypt(CStringA const& password, String const& text, bool isName, std::wstring_view context) {
-    if (!TheState().isOn || !KxxIsEncryptedString(text.View())) return text;
+    if (!KxxIsEncryptedString(text.View())) {
+        if (IsDamaged(text.View())) Throw(KxN::text::DecryptionFailed, __LINE__);
+        return text;
+    }
     Begin();
     Key const key = KeyOf(password);
     std::string bytes;
@@ -241,19 +261,19 @@ CStringA GetEncryptedEncryptionPassword() {
 }
 
 String KxxEncryptString(CStringA const& password, String const& text, unsigned char isName) {
-    return Encrypt(password, text, isName ? Name : FreeValue, {});
+    return TheState().isOn ? Encrypt(password, text, isName ? Name : FreeValue, {}) : text;
 }
 
 String KxxEncryptString(CStringA const& password, String const& text, unsigned char isName, String const& context) {
-    return Encrypt(password, text, isName ? Name : BoundValue, context.View());
+    return TheState().isOn ? Encrypt(password, text, isName ? Name : BoundValue, context.View()) : text;
 }
 
 String KxxDecryptString(CStringA const& password, String const& text, unsigned char isName) {
-    return Decrypt(password, text, isName, {});
+    return KxxDecryptString(password, text, isName, {});
 }
 
 String KxxDecryptString(CStringA const& password, String const& text, unsigned char isName, String const& context) {
-    return Decrypt(password, text, isName, context.View());
+    return TheState().isOn ? Decrypt(password, text, isName, context.View()) : text;
 }
 
 bool KxxIsEncryptedString(std::wstring_view text) {
@@ -261,3 +281,34 @@ bool KxxIsEncryptedString(std::wstring_view text) {
 }
 
 }  // namespace KxTools
+
+namespace KxN::detail {
+
+KxString EncryptionState::EncryptName(KxString const& name) const {
+    return isOn ? KxString(KxTools::Encrypt(password, name, KxTools::Name, {})) : name;
+}
+
+KxString EncryptionState::EncryptValue(KxString const& value, std::wstring_view context) const {
+    return isOn ? KxString(KxTools::Encrypt(password, value, KxTools::BoundValue, context)) : value;
+}
+
+KxString EncryptionState::DecryptName(KxString const& name) const {
+    return isOn ? KxString(KxTools::Decrypt(password, name, true, {})) : name;
+}
+
+KxString EncryptionState::DecryptValue(KxString const& value, std::wstring_view context) const {
+    return isOn ? KxString(KxTools::Decrypt(password, value, false, context)) : value;
+}
+
+EncryptionState CurrentEncryption() {
+    KxTools::State& state = KxTools::TheState();
+    if (!state.isOn) return {};
+    std::lock_guard const lock(state.mutex);
+    return {true, state.current};
+}
+
+bool IsEncryptedOrDamaged(std::wstring_view text) {
+    return text.starts_with(KxTools::mark) || KxTools::IsDamaged(text);
+}
+
+}  // namespace KxN::detail

@@ -25,6 +25,10 @@ void CException::Delete() {
     if (m_autoDelete) delete this;
 }
 
+bool CException::EndsThread() const {
+    return false;
+}
+
 int CException::GetErrorMessage(wchar_t* buffer, unsigned int size, unsigned int* helpContext) {
     if (helpContext) *helpContext = 0;
     if (!buffer || size == 0) return 0;

@@ -3,21 +3,17 @@
 #include "hbtools/config/syConfigFast.h"
 
 #include "config/syConfigLines.h"
-#include "hbtools/base/syObject.h"
 
 namespace KxN {
-
-using detail::ConfigLine;
 
 KxConfigFast::KxConfigFast(KxString const& path)
     : m_file(std::make_unique<detail::ConfigFile<SConfigItem>>(path, detail::ConfigTrim::Mixed)) {}
 
 KxConfigFast::~KxConfigFast() {
     try {
-        Flush();
-    } catch (CException* exception) {
-        exception->Delete();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): a destructor has nobody to tell
+        if (m_file->IsChanged()) Flush();
+    } catch (...) {
+        detail::ReportLoss(m_file->GetPath());
     }
 }
 
@@ -34,20 +30,20 @@ void KxConfigFast::SetGroup(KxString const& group) {
 }
 
 KxString KxConfigFast::ReadKey(KxString const& key) {
-    return TextOrEmpty(m_file->Find(key.View()), &ConfigLine::value);
+    return m_file->ReadValue(m_file->Find(key.View()));
 }
 
 KxString KxConfigFast::ReadKey(KxString const& key, KxString const& defaultValue) {
-    ConfigLine const* const line = m_file->Find(key.View());
-    return line ? KxString(line->value) : defaultValue;
+    detail::ConfigLine* const line = m_file->Find(key.View());
+    return line ? m_file->ReadValue(line) : defaultValue;
 }
 
 KxString KxConfigFast::ReadKey(unsigned short index) {
-    return TextOrEmpty(m_file->Find(std::size_t{index}), &ConfigLine::value);
+    return m_file->ReadValue(m_file->Find(std::size_t{index}));
 }
 
 KxString KxConfigFast::GetKeyName(unsigned short index) {
-    return TextOrEmpty(m_file->Find(std::size_t{index}), &ConfigLine::name);
+    return detail::NameOrEmpty(m_file->Find(std::size_t{index}));
 }
 
 unsigned short KxConfigFast::GetKeyCount() {
@@ -79,13 +75,11 @@ void KxConfigFast::InsertKey(KxString const& key, KxString const& value) {
 }
 
 void KxConfigFast::DeleteCurItem() {
-    m_file->Forget();
-    m_file->DeleteCurrent();
+    if (m_file->DeleteCurrent()) m_file->Forget();
 }
 
 void KxConfigFast::DeleteGroup(KxString const& group) {
-    m_file->Forget();
-    m_file->DeleteGroup(group);
+    if (m_file->DeleteGroup(group)) m_file->Forget();
 }
 
 void KxConfigFast::Update(KxConfigFast& other) {

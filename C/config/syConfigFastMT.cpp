@@ -10,17 +10,14 @@
 
 namespace KxN {
 
-using detail::ConfigLine;
-
 KxConfigFastMT::KxConfigFastMT(KxString const& path)
     : m_file(std::make_unique<detail::ConfigFile<SConfigItem>>(path, detail::ConfigTrim::Passes)) {}
 
 KxConfigFastMT::~KxConfigFastMT() {
     try {
-        Flush();
-    } catch (CException* exception) {
-        exception->Delete();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): a destructor has nobody to tell
+        if (m_file->IsChanged()) Flush();
+    } catch (...) {
+        detail::ReportLoss(m_file->GetPath());
     }
 }
 
@@ -37,20 +34,20 @@ void KxConfigFastMT::SetGroup(KxString const& group) {
 }
 
 KxString KxConfigFastMT::ReadKey(KxString const& key) const {
-    return TextOrEmpty(m_file->Find(key.View()), &ConfigLine::value);
+    return m_file->ReadValue(m_file->Find(key.View()));
 }
 
 KxString KxConfigFastMT::ReadKey(KxString const& key, KxString const& defaultValue) const {
-    ConfigLine const* const line = m_file->Find(key.View());
-    return line ? KxString(line->value) : defaultValue;
+    detail::ConfigLine* const line = m_file->Find(key.View());
+    return line ? m_file->ReadValue(line) : defaultValue;
 }
 
 KxString KxConfigFastMT::ReadKey(unsigned short index) const {
-    return TextOrEmpty(m_file->Find(std::size_t{index}), &ConfigLine::value);
+    return m_file->ReadValue(m_file->Find(std::size_t{index}));
 }
 
 KxString KxConfigFastMT::GetKeyName(unsigned short index) const {
-    return TextOrEmpty(m_file->Find(std::size_t{index}), &ConfigLine::name);
+    return detail::NameOrEmpty(m_file->Find(std::size_t{index}));
 }
 
 unsigned short KxConfigFastMT::GetKeyCount() const {
@@ -83,13 +80,11 @@ void KxConfigFastMT::InsertKey(KxString const& key, KxString const& value) {
 }
 
 void KxConfigFastMT::DeleteCurItem() {
-    m_file->Forget();
-    m_file->DeleteCurrent();
+    if (m_file->DeleteCurrent()) m_file->Forget();
 }
 
 void KxConfigFastMT::DeleteGroup(KxString const& group) {
-    m_file->Forget();
-    m_file->DeleteGroup(group);
+    if (m_file->DeleteGroup(group)) m_file->Forget();
 }
 
 void KxConfigFastMT::Update(KxConfigFastMT& other) {
@@ -97,7 +92,6 @@ void KxConfigFastMT::Update(KxConfigFastMT& other) {
 }
 
 void KxConfigFastMT::Flush() {
-    if (!m_file->IsChanged()) return;
     KxTools::DirEntry const folder = KxDirEntry(m_file->GetPath()).GetPath();
     if (folder.IsValid() && !folder.Exists(1) && !folder.MakeDir(1)) {
         KxString message;

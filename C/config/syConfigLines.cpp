@@ -6,15 +6,19 @@
 #include "config/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syEncryption.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <exception>
 
 namespace KxN::detail {
 
-KxString TextOrEmpty(ConfigLine const* line, std::wstring_view ConfigLine::*text) {
-    return line ? KxString(line->*text) : KxString();
+KxString NameOrEmpty(ConfigLine const* line) {
+    return line ? KxString(line->name) : KxString();
 }
 
 unsigned short Counted(std::size_t count) {
@@ -24,32 +28,37 @@ unsigned short Counted(std::size_t count) {
 // Groups and keys.
 
 void ConfigLines::SetGroup(KxString const& group) {
-    ConfigSection* section = FindSection(group.View());
-    if (!section) {
-        Own own;
-        try {
-            own = Make(ConfigLine::Group, {}, group, KxString(), LineEnd());
-        } catch (KxException* exception) {  // what cannot be in the file is empty to readers; Write tells why
-            exception->Delete();
-            m_group = group;
-            m_current = nullptr;
-            m_cursor = nullptr;
-            return;
-        }
-        if (m_last) EndLine(m_last);
-        ConfigLine* const line = m_heap.Alloc();
-        line->kind = ConfigLine::Group;
-        line->own = std::move(own);
-        line->bytes = line->own->bytes;
-        line->name = line->own->name;
-        section = AddSection(line);
-        line->section = section;
-        section->lastNotBlank = line;
-        Link(line, m_last);
+    KxString name = group;
+    ConfigSection* section = FindSection(name.View());
+    try {
+        if (!section) section = MakeGroup(name);
+    } catch (KxFileException* exception) {  // what cannot be in the file is empty to readers; Write tells why
+        exception->Delete();
+    } catch (KxEncryptionException* exception) {
+        exception->Delete();
     }
-    m_group = group;
+    m_group = std::move(name);
     m_current = section;
-    m_cursor = section->head;
+    m_cursor = section ? section->head : nullptr;
+}
+
+/// Adds a group at the end.
+ConfigSection* ConfigLines::MakeGroup(KxString const& group) {
+    NeedRoom(group.View(), KxString());
+    Made made = Make(ConfigLine::Group, {}, group, KxString(), LineEnd());
+    ConfigSection* const section = m_sectionHeap.Alloc();
+    ConfigLine* line = nullptr;
+    try {
+        line = NewLine(ConfigLine::Group, made, m_last);
+    } catch (...) {
+        m_sectionHeap.Free(section);
+        throw;
+    }
+    AddSection(section, line);
+    line->section = section;
+    section->lastNotBlank = line;
+    Link(line, m_last);
+    return section;
 }
 
 ConfigLine* ConfigLines::Find(std::wstring_view key) {
@@ -57,118 +66,159 @@ ConfigLine* ConfigLines::Find(std::wstring_view key) {
 }
 
 ConfigLine* ConfigLines::Find(std::size_t index) {
-    return m_cursor = index < GetKeyCount() ? m_current->keys[index] : nullptr;
+    if (index >= GetKeyCount()) return m_cursor = nullptr;
+    std::vector<ConfigLine*>& keys = m_current->numbered;
+    ConfigLine* line = !keys.empty() ? keys.back()->next : m_current->head ? m_current->head : m_first;
+    for (; keys.size() <= index; line = line->next) {
+        if (line->kind != ConfigLine::Key) continue;
+        line->position = keys.size();
+        keys.push_back(line);
+    }
+    return m_cursor = keys[index];
+}
+
+std::wstring_view ConfigLines::GetGroupName(std::size_t index) const {
+    ConfigSection* section = m_numbered.empty() ? m_front->next : m_numbered.back()->next;
+    for (; m_numbered.size() <= index; section = section->next) {
+        section->position = m_numbered.size();
+        m_numbered.push_back(section);
+    }
+    return m_numbered[index]->head->name;
 }
 
 void ConfigLines::Write(KxString const& key, KxString const& value) {
-    NeedCurrent();
+    if (!m_current) return WriteInNewGroup(key, value);
     ConfigLine* const line = Find(key.View());
     if (!line) return InsertKey(m_current, m_current->lastNotBlank, key, value);
-    if (line->value == value.View()) return;
-    std::string const lineEnd(line->bytes.substr(line->bytes.size() - LineEndLength(line->bytes)));
-    bool const hasReturn = KxxDecodeText(line->bytes, m_encoding).ends_with(L"\r\n");
-    std::string end;
-    if (hasReturn) KxxEncodeText(L"\r", m_encoding, end);
-    Own own = Make(ConfigLine::Key, m_group.View(), KxString(line->name), value, end + lineEnd);
-    if (line->value == own->value) return;  // but for blanks that no file keeps
-    line->own = std::move(own);
-    line->bytes = line->own->bytes;
-    line->name = line->own->name;
-    line->value = line->own->value;
+    if (line->isSealed) {
+        try {
+            static_cast<void>(Value(*line));
+        } catch (KxEncryptionException* exception) {  // the new value takes its place
+            exception->Delete();
+        }
+    }
+    if (!line->isSealed && line->value == value.View()) return;
+    Made made = Make(ConfigLine::Key, m_group.View(), KxString(line->name), value, EndOf(line->bytes));
+    if (!line->isSealed && line->value == made.own->value) return;  // but for blanks that no file keeps
+    Commit(made);
+    Take(*line, made);
     m_isChanged = true;
 }
 
-/// Makes the current group if it is not there. @throws what keeps it from being made
-void ConfigLines::NeedCurrent() {
-    if (!m_current) SetGroup(m_group);
-    if (!m_current) Make(ConfigLine::Group, m_group.View(), m_group, KxString(), {});
+/// Makes the current group, which is not there, with one key.
+void ConfigLines::WriteInNewGroup(KxString const& key, KxString const& value) {
+    ConfigSection* const section = MakeGroup(m_group);
+    try {
+        InsertKey(section, section->head, key, value);
+    } catch (...) {
+        RemoveName(section->head);
+        Unlink(section->head);
+        RemoveSection(section);
+        throw;
+    }
 }
 
 void ConfigLines::Insert(KxString const& key, KxString const& value) {
     if (m_cursor) return InsertKey(m_cursor->section, m_cursor, key, value);
-    NeedCurrent();
+    if (!m_current) return WriteInNewGroup(key, value);
     InsertKey(m_current, m_current->lastNotBlank, key, value);
 }
 
 /// Makes a key of the section behind a line of it, or at the very front of the file.
 void ConfigLines::InsertKey(ConfigSection* section, ConfigLine* behind, KxString const& key, KxString const& value) {
     std::wstring_view const group = section->head ? section->head->name : std::wstring_view();
-    Own own = Make(ConfigLine::Key, group, key, value, LineEnd());
-    if (behind) EndLine(behind);
-    ConfigLine* const line = m_heap.Alloc();
-    line->kind = ConfigLine::Key;
-    line->own = std::move(own);
-    line->bytes = line->own->bytes;
-    line->name = line->own->name;
-    line->value = line->own->value;
+    NeedRoom(group, key);
+    Made made = Make(ConfigLine::Key, group, key, value, LineEnd());
+    ConfigLine* const line = NewLine(ConfigLine::Key, made, behind);
     line->section = section;
-    std::size_t position = section->keys.size();
     ConfigLine* solid = behind;
     while (solid && solid->section == section && solid->isBlank) solid = solid->previous;
     if (solid && solid->section != section) solid = nullptr;
     bool const isLast = solid == section->lastNotBlank;
-    if (!isLast) {  // keys from here on follow the new one
-        ConfigLine const* before = behind;
-        while (before && before->section == section && before->kind == ConfigLine::Other) before = before->previous;
-        bool const isFirst = !before || before->section != section || before->kind != ConfigLine::Key;
-        auto const found = std::find(section->keys.begin(), section->keys.end(), before);
-        position = isFirst ? 0 : static_cast<std::size_t>(found - section->keys.begin()) + 1;
-    }
-    AddKey(line, position);
     Link(line, behind);
-    if (isLast) section->lastNotBlank = line;
+    AddName(line, isLast);
+    ++section->keyCount;
+    if (isLast) {
+        section->lastNotBlank = line;
+    } else {
+        ConfigLine const* next = line->next;
+        while (next && next->section == section && next->kind != ConfigLine::Key) next = next->next;
+        if (next && next->section == section) Cut(section->numbered, next);
+    }
     m_current = FindSection(m_group.View());
     m_cursor = line;
     m_isChanged = true;
 }
 
-void ConfigLines::DeleteCurrent() {
+bool ConfigLines::DeleteCurrent() {
     ConfigLine* const line = m_cursor;
-    if (!line) return;
+    if (!line) return false;
     ConfigSection* const section = line->section;
-    ConfigSection* const before = line->kind == ConfigLine::Group ? SectionBefore(section) : nullptr;
-    if (before) {  // nothing throws after this
-        before->keys.reserve(before->keys.size() + section->keys.size());
-        ReserveTable();
-    }
+    ConfigSection* const before = line->kind == ConfigLine::Group ? section->previous : nullptr;
+    std::vector<Made> made;
+    if (before) made = MakeMoved(section, before);  // nothing throws after this
     if (line->kind == ConfigLine::Key) {
-        section->keys.erase(std::find(section->keys.begin(), section->keys.end(), line));
-        UnindexKey(line);
+        Cut(section->numbered, line);
+        --section->keyCount;
+        RemoveName(line);
     }
     if (section->lastNotBlank == line) {
         ConfigLine* last = line->previous;
         while (last && last->section == section && last->isBlank) last = last->previous;
         section->lastNotBlank = last && last->section == section ? last : nullptr;
     }
-    if (before) {  // its lines belong to the group before now
-        for (ConfigLine* const key : section->keys)
-            if (key->isIndexed) TakeFromTable(key);
-        for (ConfigLine* other = line->next; other && other->section == section; other = other->next)
-            other->section = before;
-        if (section->lastNotBlank) before->lastNotBlank = section->lastNotBlank;
-        for (ConfigLine* const key : section->keys) AddKey(key, before->keys.size());
-        std::unique_ptr<ConfigSection> const taken = TakeSection(section);
-        UnindexGroup(line);
+    if (before) {
+        MoveKeys(section, before, made);
+        RemoveName(line);
+        RemoveSection(section);
     }
     m_cursor = line->previous;
     Unlink(line);
     m_current = FindSection(m_group.View());
     m_isChanged = true;
+    return true;
+}
+
+/// The keys of a section as they will be in the one before: values are bound to their group, so they are made anew.
+std::vector<ConfigLines::Made> ConfigLines::MakeMoved(ConfigSection* section, ConfigSection const* before) const {
+    std::vector<Made> made;
+    std::wstring_view const group = before->head ? before->head->name : std::wstring_view();
+    bool const isSame = ConfigContext(group, {}) == ConfigContext(section->head->name, {});
+    for (ConfigLine* key = section->head->next; key && key->section == section; key = key->next) {
+        if (!key->isBound || isSame) continue;
+        if (!m_encryption.isOn) ThrowReadOtherwise();
+        made.push_back(Make(ConfigLine::Key, group, KxString(key->name), KxString(Value(*key)), EndOf(key->bytes)));
+    }
+    return made;
+}
+
+void ConfigLines::MoveKeys(ConfigSection* section, ConfigSection* before, std::vector<Made>& made) {
+    auto next = made.begin();
+    for (ConfigLine* line = section->head->next; line && line->section == section; line = line->next) {
+        if (line->isIndexed) TakeFromTable(line);
+        if (line->isBound && next != made.end()) Take(*line, *next++);
+    }
+    for (ConfigLine* line = section->head->next; line && line->section == section; line = line->next) {
+        line->section = before;
+        if (line->kind == ConfigLine::Key) AddName(line, true);
+    }
+    before->keyCount += section->keyCount;
+    if (section->lastNotBlank) before->lastNotBlank = section->lastNotBlank;
 }
 
 bool ConfigLines::DeleteGroup(KxString const& group) {
     ConfigLine* const head = Lookup(nullptr, group.View());
     if (!head) return false;
-    std::unique_ptr<ConfigSection> const section = TakeSection(head->section);
-    for (ConfigLine* const key : section->keys)
-        if (key->isIndexed) TakeFromTable(key);
-    UnindexGroup(head);
-    for (ConfigLine* line = head; line && line->section == section.get();) {
+    ConfigSection* const section = head->section;
+    RemoveName(head);
+    for (ConfigLine* line = head; line && line->section == section;) {
         ConfigLine* const next = line->next;
+        if (line->isIndexed) TakeFromTable(line);
         Unlink(line);
         line = next;
     }
     if (m_group.ICompare(group) == 0) m_group = KxString();
+    RemoveSection(section);
     m_current = FindSection(m_group.View());
     m_cursor = nullptr;
     m_isChanged = true;
@@ -177,36 +227,58 @@ bool ConfigLines::DeleteGroup(KxString const& group) {
 
 void ConfigLines::Update(ConfigLines const& other) {
     if (&other == this) return;
-    for (auto const& section : other.m_sections) {
+    for (ConfigSection* section = other.m_front; section; section = section->next) {
         // What a look-up in the other does not find is not merged.
-        if (section->head ? !section->head->isIndexed : section->keys.empty()) continue;
-        SetGroup(section->head ? KxString(section->head->name) : KxString());
-        for (ConfigLine const* const key : section->keys)
-            if (key->isIndexed) Write(KxString(key->name), KxString(key->value));
+        std::wstring_view const name = section->head ? section->head->name : std::wstring_view();
+        if (other.FindSection(name) != section || (!section->head && section->keyCount == 0)) continue;
+        SetGroup(KxString(name));
+        ConfigLine* line = section->head ? section->head->next : other.m_first;
+        for (; line && line->section == section; line = line->next)
+            if (line->isIndexed) Write(KxString(line->name), other.ReadValue(line));
     }
 }
 
 // Lines.
 
-void ConfigLines::ThrowNotStorable(std::wstring_view group, KxString const& key) const {
-    KxString message;
-    message.SPrintf(KxString(KxResId(text::KeyNotStored)), key, KxString(group), m_path,
-                    KxString(KxResId(text::KeyNotStorable)));
-    throw new KxFileException(L"syConfigLines", __LINE__, message);
+KxString ConfigLines::NotStored(std::wstring_view group, KxString const& key, KxString const& reason) const {
+    return KxString().SPrintf(KxString(KxResId(text::KeyNotStored)), key, KxString(group), m_path, reason);
 }
 
-/// The bytes, name and value of a line that gives just them when it is read again; may make the file UTF-8.
-ConfigLines::Own ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view group, KxString const& name,
-                                   KxString const& value, std::string_view lineEnd) {
-    using namespace KxTools;
-    CStringA const password = GetEncryptedEncryptionPassword();
+void ConfigLines::ThrowNotStorable(std::wstring_view group, KxString const& key, unsigned short reasonId) const {
+    throw new KxFileException(L"syConfigLines", __LINE__, NotStored(group, key, KxString(KxResId(reasonId))));
+}
+
+void ConfigLines::ThrowReadOtherwise() const {
+    throw new KxEncryptionException(L"syConfigLines", __LINE__,
+                                    KxString().SPrintf(KxString(KxResId(text::ReadOtherwise)), m_path));
+}
+
+/// One more line must be among those that are read again.
+void ConfigLines::NeedRoom(std::wstring_view group, KxString const& key) const {
+    if (m_lineCount >= KxxLimits().configLines) ThrowNotStorable(group, key, text::TooManyLines);
+}
+
+/// The bytes, name and value of a line that gives just them when it is read again.
+ConfigLines::Made ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view group, KxString const& name,
+                                    KxString const& value, std::string_view lineEnd) const {
+    Made made{std::make_unique<ConfigLine::Own>(), false, CurrentEncryption()};
+    if (m_holdsEncrypted && !(made.encryption == m_encryption)) ThrowReadOtherwise();
     KxString const key = kind == ConfigLine::Key ? name : KxString();
-    KxString const storedName = KxxEncryptString(password, name, 1);
-    std::wstring text(storedName.View());
-    if (kind == ConfigLine::Group)
-        text = L"[" + text + L"]";
-    else
-        text.append(L"=").append(KxxEncryptString(password, value, 0, ConfigContext(group, name.View())).View());
+    KxString const groupName = kind == ConfigLine::Key ? KxString(group) : name;
+    KxString storedName;
+    std::wstring text;
+    try {
+        storedName = made.encryption.EncryptName(name);
+        text = storedName.View();
+        if (kind == ConfigLine::Group)
+            text = L"[" + text + L"]";
+        else
+            text.append(L"=").append(made.encryption.EncryptValue(value, ConfigContext(group, name.View())).View());
+    } catch (KxEncryptionException* exception) {
+        KxString const reason = exception->GetMessage();
+        exception->Delete();
+        throw new KxEncryptionException(L"syConfigLines", __LINE__, NotStored(groupName.View(), key, reason));
+    }
 
     // A carriage return of the line end may keep a blank in front of it, so it takes part.
     std::wstring const whole = lineEnd.size() > LineEndLength(lineEnd) ? text + L"\r" : text;
@@ -215,20 +287,52 @@ ConfigLines::Own ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view grou
     constexpr std::wstring_view lineEnds(L"\n\r\0", 3);
     if (parsed.kind != kind || parsed.name != storedName.View() || text.find_first_of(lineEnds) != text.npos ||
         text.starts_with(L'\xFEFF'))
-        ThrowNotStorable(group, key);
+        ThrowNotStorable(groupName.View(), key, text::KeyNotStorable);
 
-    auto own = std::make_unique<ConfigLine::Own>();
-    bool const fits = KxxEncodeText(text, m_encoding, own->bytes);
-    if (!fits) own->bytes = KxxToUtf8(text);
-    KxTextEncoding const encoding = fits ? m_encoding : KxTextEncoding::Utf8;
-    if (own->bytes.size() + lineEnd.size() - LineEndLength(lineEnd) > longestLine ||
-        KxxDecodeText(own->bytes, encoding) != text)
-        ThrowNotStorable(group, key);
-    if (!fits) ConvertToUtf8();
-    own->bytes += lineEnd;
-    own->name = name.View();
-    own->value = storedName == name ? parsed.value : value.View();  // only blanks of a plain value are lost
-    return own;
+    ConfigLine::Own& own = *made.own;
+    made.needsUtf8 = !KxxEncodeText(text, m_encoding, own.bytes);
+    if (made.needsUtf8) own.bytes = KxxToUtf8(text);
+    KxTextEncoding const encoding = made.needsUtf8 ? KxTextEncoding::Utf8 : m_encoding;
+    if (own.bytes.size() + lineEnd.size() - LineEndLength(lineEnd) > longestLine ||
+        KxxDecodeText(own.bytes, encoding) != text)
+        ThrowNotStorable(groupName.View(), key, text::KeyNotStorable);
+    own.bytes += lineEnd;
+    own.name = name.View();
+    own.value = made.encryption.isOn ? value.View() : parsed.value;  // only blanks of a plain value are lost
+    return made;
+}
+
+/// Makes the file ready for what was made; after it nothing of a change may throw.
+void ConfigLines::Commit(Made& made) {
+    if (made.needsUtf8) ConvertToUtf8();
+    if (m_holdsEncrypted) return;
+    m_holdsEncrypted = made.encryption.isOn;
+    m_encryption = std::move(made.encryption);
+}
+
+void ConfigLines::Take(ConfigLine& line, Made& made) {
+    line.own = std::move(made.own);
+    line.bytes = line.own->bytes;
+    line.name = line.own->name;
+    line.value = line.own->value;
+    line.isBound = line.kind == ConfigLine::Key && made.encryption.isOn;
+    line.isSealed = false;
+}
+
+/// A line of what was made, to be linked behind another.
+ConfigLine* ConfigLines::NewLine(ConfigLine::Kind kind, Made& made, ConfigLine* behind) {
+    ReserveTable();
+    ConfigLine* const line = m_heap.Alloc();
+    try {
+        if (behind) EndLine(behind);
+        Commit(made);
+    } catch (...) {
+        m_heap.Free(line);
+        throw;
+    }
+    line->kind = kind;
+    Take(*line, made);
+    return line;
 }
 
 std::string ConfigLines::LineEnd() const {
@@ -245,8 +349,9 @@ void ConfigLines::EndLine(ConfigLine* line) {
     bool const isTooLong = line->bytes.size() + end.size() - LineEndLength(end) > longestLine;
     // A carriage return must not change what the line is.
     if (isTooLong || Trimmed(text) != Trimmed(text + L"\r")) end.erase(0, end.size() - LineEndLength(end));
+    std::string bytes = std::string(line->bytes) + end;
     if (!line->own) line->own = std::make_unique<ConfigLine::Own>();
-    line->own->bytes = std::string(line->bytes) + end;
+    line->own->bytes = std::move(bytes);
     line->bytes = line->own->bytes;
 }
 
@@ -257,7 +362,8 @@ void ConfigLines::ConvertToUtf8() {
         if (!line->own) line->own = std::make_unique<ConfigLine::Own>();
         converted.push_back(KxxToUtf8(KxxDecodeText(line->bytes, m_encoding)));
         std::string const& bytes = converted.back();
-        if (bytes.size() - LineEndLength(bytes) > longestLine) ThrowNotStorable({}, KxString(line->name));
+        if (bytes.size() - LineEndLength(bytes) > longestLine)
+            ThrowNotStorable({}, KxString(line->name), text::KeyNotStorable);
     }
     m_ownRest = KxxToUtf8(KxxDecodeText(m_rest, m_encoding));
     m_rest = m_ownRest;
@@ -279,10 +385,10 @@ std::string ConfigLines::Bytes() const {
 }
 
 void ConfigLines::Flush() {
-    if (!m_isChanged) return;
-    // Writing would replace what could not be read.
-    if (m_error != 0)
-        throw new KxDirEntryException(L"syConfigLines", __LINE__, m_path, static_cast<unsigned long>(m_error));
+    auto const refuse = [&](int error) {
+        throw new KxDirEntryException(L"syConfigLines", __LINE__, m_path, static_cast<unsigned long>(error));
+    };
+    if (m_error != 0) refuse(m_error);  // writing would replace what could not be read
     std::string bytes = Bytes();
     // Without the lines that told its encoding, a file could be taken for one in another.
     if (KxxDetectEncoding(bytes) != m_encoding) {
@@ -292,8 +398,28 @@ void ConfigLines::Flush() {
             m_encoding = KxTextEncoding::Utf8WithMark;
         bytes = Bytes();
     }
+    if (bytes.size() > KxxLimits().textFileBytes) refuse(EFBIG);
     KxxSaveFile(m_path, bytes);
     m_isChanged = false;
+}
+
+void ReportLoss(KxString const& path) noexcept {
+    try {
+        std::string reason;
+        try {
+            throw;
+        } catch (CException* exception) {
+            reason = KxxToUtf8(CException::TextOf(*exception).View());
+            exception->Delete();
+        } catch (std::exception const& exception) {
+            reason = exception.what();
+        }
+        std::string line = "hbTools: " + KxxToUtf8(path.View()) + ": " + reason;
+        std::replace(line.begin(), line.end(), '\n', ' ');
+        std::fprintf(stderr, "%s\n", line.c_str());
+    } catch (...) {
+        std::fputs("hbTools: a configuration file was not saved\n", stderr);
+    }
 }
 
 void ConfigLines::Link(ConfigLine* line, ConfigLine* behind) {
@@ -301,43 +427,40 @@ void ConfigLines::Link(ConfigLine* line, ConfigLine* behind) {
     line->next = behind ? behind->next : m_first;
     (line->previous ? line->previous->next : m_first) = line;
     (line->next ? line->next->previous : m_last) = line;
+    ++m_lineCount;
 }
 
 void ConfigLines::Unlink(ConfigLine* line) {
     (line->previous ? line->previous->next : m_first) = line->next;
     (line->next ? line->next->previous : m_last) = line->previous;
     m_heap.Free(line);
+    --m_lineCount;
 }
 
-ConfigSection* ConfigLines::AddSection(ConfigLine* head) {
-    ReserveTable();
-    m_sections.push_back(std::make_unique<ConfigSection>());
-    m_sections.back()->head = head;
-    if (head) IndexGroup(head);
-    return m_sections.back().get();
+/// Adds a section at the end.
+void ConfigLines::AddSection(ConfigSection* section, ConfigLine* head) {
+    section->head = head;
+    section->previous = m_lastSection;
+    (m_lastSection ? m_lastSection->next : m_front) = section;
+    m_lastSection = section;
+    ++m_sectionCount;
+    if (head) AddName(head, true);
+}
+
+void ConfigLines::RemoveSection(ConfigSection* section) {
+    Cut(m_numbered, section);
+    section->previous->next = section->next;  // the first stays
+    (section->next ? section->next->previous : m_lastSection) = section->previous;
+    --m_sectionCount;
+    m_sectionHeap.Free(section);
 }
 
 /// The section of a group. The empty name is that of the keys in front of all groups, or, if there are none, of a
 /// group without a name.
 ConfigSection* ConfigLines::FindSection(std::wstring_view group) const {
-    ConfigSection* const front = m_sections[0].get();
-    if (group.empty() && !front->keys.empty()) return front;
+    if (group.empty() && m_front->keyCount > 0) return m_front;
     if (ConfigLine const* const head = Lookup(nullptr, group)) return head->section;
-    return group.empty() ? front : nullptr;
-}
-
-ConfigSection* ConfigLines::SectionBefore(ConfigSection const* section) const {
-    auto const found =
-        std::find_if(m_sections.begin(), m_sections.end(), [&](auto const& s) { return s.get() == section; });
-    return (found - 1)->get();
-}
-
-std::unique_ptr<ConfigSection> ConfigLines::TakeSection(ConfigSection const* section) {
-    auto const found =
-        std::find_if(m_sections.begin(), m_sections.end(), [&](auto const& s) { return s.get() == section; });
-    std::unique_ptr<ConfigSection> taken = std::move(*found);
-    m_sections.erase(found);
-    return taken;
+    return group.empty() ? m_front : nullptr;
 }
 
 }  // namespace KxN::detail

@@ -6,6 +6,7 @@
 // first group and the first key of a name, so look-ups do not depend on the number of lines.
 #pragma once
 
+#include "base/syEncryptionState.h"
 #include "hbtools/base/syString.h"
 #include "hbtools/base/syTextEncoding.h"
 #include "hbtools/core/syBlockHeap.h"
@@ -15,6 +16,10 @@
 #include <string_view>
 #include <unordered_map>
 #include <vector>
+
+namespace KxN {
+class KxException;
+}
 
 namespace KxN::detail {
 
@@ -27,13 +32,19 @@ struct ConfigLine {
     ConfigLine* next = nullptr;
     ConfigSection* section = nullptr;
     ConfigLine* nextInBucket = nullptr;
-    std::size_t hash = 0;    // of the name without regard to case
-    std::string_view bytes;  // as in the file, with the line end, which only the last line may lack
+    // Of the same name, in the order of the file; in front of the first stands the last.
+    ConfigLine* previousSame = nullptr;
+    ConfigLine* nextSame = nullptr;
+    std::size_t position = 0;  // among the keys of its section, if they are numbered so far
+    std::size_t hash = 0;      // of the name without regard to case
+    std::string_view bytes;    // as in the file, with the line end, which only the last line may lack
     std::wstring_view name;
     std::wstring_view value;
     Kind kind = Other;
     bool isBlank = false;
     bool isIndexed = false;  // the first of its name
+    bool isBound = false;    // the bytes hold the value encrypted for its group and key
+    bool isSealed = false;   // and so does `value`, which is decrypted when it is asked for
 
     /// What does not stand in the text of the file: changed, new and decrypted lines.
     struct Own {
@@ -47,8 +58,13 @@ struct ConfigLine {
 struct ConfigSection {
     ConfigLine* head = nullptr;
     ConfigLine* lastNotBlank = nullptr;
-    std::vector<ConfigLine*> keys;
-    std::size_t duplicates = 0;  // keys that are not the first of their name
+    ConfigSection* previous = nullptr;
+    ConfigSection* next = nullptr;
+    std::size_t position = 0;  // among all sections, if they are numbered so far
+    std::size_t keyCount = 0;
+    // The keys by their index, as far as they were asked for by it; a change cuts what stands behind it. So neither
+    // walks by index nor changes ever go through all keys.
+    std::vector<ConfigLine*> numbered;
 };
 
 /// How a line is trimmed.
@@ -61,7 +77,7 @@ class ConfigLines {
 public:
     static constexpr std::size_t longestLine = 4096;  // bytes without the line feed
 
-    /// Reads the file. @throws KxEncryptionException for a text that cannot be decrypted
+    /// Reads the file. @throws KxEncryptionException for a name that cannot be decrypted
     ConfigLines(KxString const& path, ConfigTrim trim);
     ConfigLines(ConfigLines const&) = delete;
     ConfigLines& operator=(ConfigLines const&) = delete;
@@ -74,19 +90,29 @@ public:
     /// A key of the current group, on which the cursor then stands; null, and no cursor, if there is none.
     ConfigLine* Find(std::wstring_view key);
     ConfigLine* Find(std::size_t index);
-    std::size_t GetKeyCount() const { return m_current ? m_current->keys.size() : 0; }
-    std::size_t GetGroupCount() const { return m_sections.size() - 1; }
-    std::wstring_view GetGroupName(std::size_t index) const { return m_sections[index + 1]->head->name; }
+    std::size_t GetKeyCount() const { return m_current ? m_current->keyCount : 0; }
+    std::size_t GetGroupCount() const { return m_sectionCount - 1; }
+    std::wstring_view GetGroupName(std::size_t index) const;
+    /// The value of a key, empty for null. @throws KxEncryptionException if it cannot be decrypted
+    KxString ReadValue(ConfigLine* line) const { return line ? KxString(Value(*line)) : KxString(); }
 
-    /// Both @throw KxFileException for what no line can hold; nothing is changed then.
+    /// Both @throw KxFileException for what no line can hold, KxEncryptionException for what cannot be encrypted or not
+    /// as the rest of the file is. Where an operation throws, nothing is changed.
     void Write(KxString const& key, KxString const& value);
     void Insert(KxString const& key, KxString const& value);
-    void DeleteCurrent();
+    /// Both tell if something was deleted. @throws KxEncryptionException for values that cannot follow their keys
+    bool DeleteCurrent();
     bool DeleteGroup(KxString const& group);
     void Update(ConfigLines const& other);
 
-    /// Saves the file if something has changed. @throws KxFileException, KxDirEntryException
+    /// Saves the file. @throws KxFileException, KxDirEntryException
     void Flush();
+
+protected:
+    /// The line feed at the end of a line, and a carriage return in front of it.
+    std::string_view EndOf(std::string_view bytes) const;
+    std::wstring_view Value(ConfigLine& line) const;
+    KxString ValueOrEmpty(ConfigLine& line) const;
 
 private:
     using Own = std::unique_ptr<ConfigLine::Own>;
@@ -97,35 +123,49 @@ private:
     std::size_t LineEndLength(std::string_view bytes) const;
     std::wstring_view Trimmed(std::wstring_view text) const;
     void Classify(ConfigLine& line, std::wstring_view text) const;
-    void Decrypt(ConfigLine& line, std::wstring_view group) const;
+    void DecryptName(ConfigLine& line, std::wstring_view group);
 
-    Own Make(ConfigLine::Kind kind, std::wstring_view group, KxString const& name, KxString const& value,
-             std::string_view lineEnd);
+    /// What a line is to be.
+    struct Made {
+        Own own;
+        bool needsUtf8 = false;  // the file has to become UTF-8
+        EncryptionState encryption;
+    };
+    Made Make(ConfigLine::Kind kind, std::wstring_view group, KxString const& name, KxString const& value,
+              std::string_view lineEnd) const;
+    void Commit(Made& made);
+    static void Take(ConfigLine& line, Made& made);
+    ConfigLine* NewLine(ConfigLine::Kind kind, Made& made, ConfigLine* behind);
+    void NeedRoom(std::wstring_view group, KxString const& key) const;
     void ConvertToUtf8();
     void EndLine(ConfigLine* line);
     std::string LineEnd() const;
     std::string Bytes() const;
-    [[noreturn]] void ThrowNotStorable(std::wstring_view group, KxString const& key) const;
+    KxString NotStored(std::wstring_view group, KxString const& key, KxString const& reason) const;
+    [[noreturn]] void ThrowNotStorable(std::wstring_view group, KxString const& key, unsigned short reasonId) const;
+    [[noreturn]] void ThrowNotDecrypted(KxException* reason, std::wstring_view group, std::wstring_view key) const;
+    [[noreturn]] void ThrowReadOtherwise() const;
 
     void Link(ConfigLine* line, ConfigLine* behind);
     void Unlink(ConfigLine* line);
-    void NeedCurrent();
-    ConfigSection* AddSection(ConfigLine* head);
+    void WriteInNewGroup(KxString const& key, KxString const& value);
+    ConfigSection* MakeGroup(KxString const& group);
+    void AddSection(ConfigSection* section, ConfigLine* head);
+    void RemoveSection(ConfigSection* section);
     ConfigSection* FindSection(std::wstring_view group) const;
-    ConfigSection* SectionBefore(ConfigSection const* section) const;
-    std::unique_ptr<ConfigSection> TakeSection(ConfigSection const* section);
     void InsertKey(ConfigSection* section, ConfigLine* behind, KxString const& key, KxString const& value);
-    void AddKey(ConfigLine* line, std::size_t position);
+    void MoveKeys(ConfigSection* section, ConfigSection* before, std::vector<Made>& made);
+    std::vector<Made> MakeMoved(ConfigSection* section, ConfigSection const* before) const;
 
     // The table of names: of groups with no scope, of keys with their section.
     ConfigLine* Lookup(ConfigSection const* scope, std::wstring_view name) const;
+    ConfigLine* Lookup(ConfigSection const* scope, std::wstring_view name, std::size_t hash) const;
     std::size_t BucketOf(ConfigSection const* scope, std::size_t hash) const;
     void ReserveTable();
     void AddToTable(ConfigLine* line);
     void TakeFromTable(ConfigLine* line);
-    void IndexGroup(ConfigLine* line);
-    void UnindexGroup(ConfigLine* line);
-    void UnindexKey(ConfigLine* line);
+    void AddName(ConfigLine* line, bool isLast);
+    void RemoveName(ConfigLine* line);
     void MakeTable(std::size_t count);
 
     KxString m_path;
@@ -133,6 +173,9 @@ private:
     KxString m_group;
     int m_error = 0;  // why the file could not be read
     bool m_isChanged = false;
+
+    EncryptionState m_encryption;   // under which the lines were read
+    bool m_holdsEncrypted = false;  // or written; then all others must be written under it too
 
     KxTextEncoding m_encoding = KxTextEncoding::Utf8;
     std::string m_bytes;      // of the file as it was read
@@ -145,9 +188,13 @@ private:
     ConfigLine* m_first = nullptr;
     ConfigLine* m_last = nullptr;
     ConfigLine* m_cursor = nullptr;
-    std::vector<std::unique_ptr<ConfigSection>> m_sections;
+    std::size_t m_lineCount = 0;
+    KxTBlockHeap<ConfigSection> m_sectionHeap;
+    ConfigSection* m_front = nullptr;  // in front of all groups
+    ConfigSection* m_lastSection = nullptr;
+    std::size_t m_sectionCount = 0;
+    mutable std::vector<ConfigSection*> m_numbered;  // as the keys of a section
     ConfigSection* m_current = nullptr;
-    std::size_t m_groupDuplicates = 0;
     std::vector<ConfigLine*> m_table;  // chains; the size is a power of two
     int m_tableShift = 0;
     std::size_t m_indexed = 0;
@@ -160,15 +207,13 @@ public:
     using ConfigLines::ConfigLines;
 
     /// An item of that line, up to date; null for null. It stays until an item is deleted.
-    ITEM* Show(ConfigLine const* line) {
+    ITEM* Show(ConfigLine* line) {
         if (!line) return nullptr;
         ITEM& item = m_items[line];
-        std::string_view bytes = line->bytes;
-        while (bytes.ends_with('\n') || bytes.ends_with('\r')) bytes.remove_suffix(1);
         item.kind = line->kind;
-        item.rawLine = bytes;
+        item.rawLine = line->bytes.substr(0, line->bytes.size() - EndOf(line->bytes).size());
         item.name = KxString(line->name);
-        item.value = KxString(line->value);
+        item.value = ValueOrEmpty(*line);
         return &item;
     }
     void Forget() { m_items.clear(); }
@@ -180,7 +225,17 @@ private:
 /// What a value is bound to when it is encrypted: its group and key, without regard to case.
 std::wstring ConfigContext(std::wstring_view group, std::wstring_view key);
 
-KxString TextOrEmpty(ConfigLine const* line, std::wstring_view ConfigLine::*text);
+KxString NameOrEmpty(ConfigLine const* line);
 unsigned short Counted(std::size_t count);
+
+/// In a handler of any exception: says on standard error, in one line, that the file was not saved and why.
+void ReportLoss(KxString const& path) noexcept;
+
+/// Cuts a numbering where the element stands in it.
+template <class T>
+void Cut(std::vector<T*>& numbered, T const* element) {
+    std::size_t const position = element->position;
+    if (position < numbered.size() && numbered[position] == element) numbered.resize(position);
+}
 
 }  // namespace KxN::detail

@@ -32,7 +32,8 @@ std::wstring_view WithoutTrailing(std::wstring_view text, std::wstring_view char
 
 }  // namespace
 
-ConfigLines::ConfigLines(KxString const& path, ConfigTrim trim) : m_path(path), m_trim(trim) {
+ConfigLines::ConfigLines(KxString const& path, ConfigTrim trim)
+    : m_path(path), m_trim(trim), m_encryption(CurrentEncryption()) {
     m_error = ReadWholeFile(KxxToSystemPath(path.View()), KxxLimits().textFileBytes, m_bytes);
     if (m_error != 0) m_bytes.clear();
     if (m_error == ENOENT) m_error = 0;
@@ -57,8 +58,9 @@ void ConfigLines::Parse() {
     bytes = bytes.substr(0, parsed);
     m_text = KxxDecodeText(bytes, m_encoding);
     m_heap.SetBlockSize(static_cast<int>(std::clamp<std::size_t>(count, 16, 1024)));
+    m_sectionHeap.SetBlockSize(static_cast<int>(std::clamp<std::size_t>(count / 8, 16, 1024)));
     MakeTable(count);
-    AddSection(nullptr);
+    AddSection(m_sectionHeap.Alloc(), nullptr);
     std::wstring_view text = m_text;
     for (; !bytes.empty(); --count) {
         std::size_t const length = LineLength(bytes);
@@ -68,7 +70,6 @@ void ConfigLines::Parse() {
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     if (m_lineEnd.empty()) m_lineEnd = L"\n";
-    m_current = m_sections[0].get();
     m_current = FindSection({});
 }
 
@@ -77,13 +78,15 @@ void ConfigLines::ParseLine(std::string_view bytes, std::wstring_view text) {
     line->bytes = bytes;
     if (m_lineEnd.empty() && LineEndLength(bytes) > 0) m_lineEnd = text.ends_with(L'\r') ? L"\r\n" : L"\n";
     Classify(*line, text);
-    ConfigSection* section = m_sections.back().get();
-    Decrypt(*line, section->head ? section->head->name : std::wstring_view());
-    if (line->kind == ConfigLine::Group) section = AddSection(line);
-    line->section = section;
+    DecryptName(*line, m_lastSection->head ? m_lastSection->head->name : std::wstring_view());
+    ReserveTable();
+    if (line->kind == ConfigLine::Group) AddSection(m_sectionHeap.Alloc(), line);
+    ConfigSection* const section = line->section = m_lastSection;
     Link(line, m_last);
     if (!line->isBlank) section->lastNotBlank = line;
-    if (line->kind == ConfigLine::Key) AddKey(line, section->keys.size());
+    if (line->kind != ConfigLine::Key) return;
+    ++section->keyCount;
+    AddName(line, true);
 }
 
 /// Bytes of the first line, its line feed included; 0 for half a unit.
@@ -105,6 +108,16 @@ std::size_t ConfigLines::LineEndLength(std::string_view bytes) const {
     std::string_view const end =
         m_encoding == KxTextEncoding::Utf16LE ? std::string_view("\n\0", 2) : std::string_view("\0\n", 2);
     return bytes.ends_with(end) ? 2 : 0;
+}
+
+std::string_view ConfigLines::EndOf(std::string_view bytes) const {
+    std::size_t const feed = LineEndLength(bytes);
+    if (feed == 0) return {};
+    std::string_view const end = m_encoding == KxTextEncoding::Utf16LE   ? std::string_view("\r\0", 2)
+                                 : m_encoding == KxTextEncoding::Utf16BE ? std::string_view("\0\r", 2)
+                                                                         : std::string_view("\r");
+    bool const hasReturn = bytes.substr(0, bytes.size() - feed).ends_with(end);
+    return bytes.substr(bytes.size() - feed - (hasReturn ? end.size() : 0));
 }
 
 std::wstring_view ConfigLines::Trimmed(std::wstring_view text) const {
@@ -139,29 +152,57 @@ std::wstring ConfigContext(std::wstring_view group, std::wstring_view key) {
     return context;
 }
 
-/// Puts plain texts in the place of encrypted ones.
-void ConfigLines::Decrypt(ConfigLine& line, std::wstring_view group) const {
-    using namespace KxTools;
-    bool const hasName = KxxIsEncryptedString(line.name);
-    bool const hasValue = KxxIsEncryptedString(line.value);
-    if (!hasName && !hasValue) return;
-    CStringA const password = GetEncryptedEncryptionPassword();
-    auto own = std::make_unique<ConfigLine::Own>();
+/// Puts the plain name in the place of an encrypted one; values stay until they are asked for, so that one that cannot be
+/// decrypted keeps no other from being read.
+void ConfigLines::DecryptName(ConfigLine& line, std::wstring_view group) {
+    bool const hasName = IsEncryptedOrDamaged(line.name);
+    line.isBound = IsEncryptedOrDamaged(line.value);
+    line.isSealed = line.isBound && m_encryption.isOn;
+    if (!hasName && !line.isBound) return;
+    m_holdsEncrypted = true;
+    if (!hasName || !m_encryption.isOn) return;
     try {
-        own->name = hasName ? KxxDecryptString(password, line.name, 1).View() : line.name;
-        line.name = own->name;
-        own->value = line.value;
-        if (hasValue) own->value = KxxDecryptString(password, line.value, 0, ConfigContext(group, line.name)).View();
-        line.value = own->value;
+        auto own = std::make_unique<ConfigLine::Own>();
+        own->name = m_encryption.DecryptName(line.name).View();
         line.own = std::move(own);
+        line.name = line.own->name;
+    } catch (KxEncryptionException* exception) {
+        bool const isKey = line.kind == ConfigLine::Key;
+        ThrowNotDecrypted(exception, isKey ? group : line.name, isKey ? line.name : std::wstring_view());
+    }
+}
+
+std::wstring_view ConfigLines::Value(ConfigLine& line) const {
+    if (!line.isSealed) return line.value;
+    ConfigLine const* const head = line.section->head;
+    std::wstring_view const group = head ? head->name : std::wstring_view();
+    try {
+        KxString const value = m_encryption.DecryptValue(line.value, ConfigContext(group, line.name));
+        if (!line.own) line.own = std::make_unique<ConfigLine::Own>();
+        line.own->value = value.View();
+    } catch (KxEncryptionException* exception) {
+        ThrowNotDecrypted(exception, group, line.name);
+    }
+    line.value = line.own->value;
+    line.isSealed = false;
+    return line.value;
+}
+
+KxString ConfigLines::ValueOrEmpty(ConfigLine& line) const {
+    try {
+        return KxString(Value(line));
     } catch (KxEncryptionException* exception) {
         exception->Delete();
-        KxString const place = line.kind == ConfigLine::Group ? KxString(line.name) : KxString(group);
-        KxString message;
-        message.SPrintf(KxString(KxResId(text::DecryptionFailedInFile)),
-                        line.kind == ConfigLine::Key ? KxString(line.name) : KxString(), place, m_path);
-        throw new KxEncryptionException(L"syConfigParse", __LINE__, message);
+        return {};
     }
+}
+
+void ConfigLines::ThrowNotDecrypted(KxException* reason, std::wstring_view group, std::wstring_view key) const {
+    KxString const cause = reason->GetMessage();
+    reason->Delete();
+    KxString message;
+    message.SPrintf(KxString(KxResId(text::DecryptionFailedInFile)), KxString(key), KxString(group), m_path, cause);
+    throw new KxEncryptionException(L"syConfigParse", __LINE__, message);
 }
 
 }  // namespace KxN::detail

@@ -26,7 +26,10 @@ std::size_t ConfigLines::BucketOf(ConfigSection const* scope, std::size_t hash) 
 }
 
 ConfigLine* ConfigLines::Lookup(ConfigSection const* scope, std::wstring_view name) const {
-    std::size_t const hash = NameHash()(name);
+    return Lookup(scope, name, NameHash()(name));
+}
+
+ConfigLine* ConfigLines::Lookup(ConfigSection const* scope, std::wstring_view name, std::size_t hash) const {
     for (ConfigLine* line = m_table[BucketOf(scope, hash)]; line; line = line->nextInBucket)
         if (line->hash == hash && ScopeOf(line) == scope && NameEqual()(line->name, name)) return line;
     return nullptr;
@@ -62,61 +65,48 @@ void ConfigLines::TakeFromTable(ConfigLine* line) {
     --m_indexed;
 }
 
-/// Adds a key at that place among those of its section.
-void ConfigLines::AddKey(ConfigLine* line, std::size_t position) {
-    std::vector<ConfigLine*>& keys = line->section->keys;
-    ReserveTable();
-    keys.insert(keys.begin() + static_cast<std::ptrdiff_t>(position), line);
+/// Adds the name of a line that is the last of all with that name, or of one that is linked already.
+void ConfigLines::AddName(ConfigLine* line, bool isLast) {
     line->hash = NameHash()(line->name);
+    ConfigLine* const first = Lookup(ScopeOf(line), line->name, line->hash);
+    if (!first) {
+        line->previousSame = line;
+        line->nextSame = nullptr;
+        return AddToTable(line);
+    }
+    ConfigLine* behind = first->previousSame;
+    if (!isLast) {  // a key among others of its section
+        auto const isSame = [&](ConfigLine const* other) {
+            return other->kind == ConfigLine::Key && other->hash == line->hash && NameEqual()(other->name, line->name);
+        };
+        behind = line->previous;
+        while (behind && behind->section == line->section && !isSame(behind)) behind = behind->previous;
+        if (behind && behind->section != line->section) behind = nullptr;
+    }
     line->isIndexed = false;
-    ConfigLine* const first = Lookup(line->section, line->name);
-    if (first) {
-        ++line->section->duplicates;
-        if (std::find(keys.begin() + static_cast<std::ptrdiff_t>(position), keys.end(), first) == keys.end()) return;
+    line->previousSame = behind ? behind : first->previousSame;
+    line->nextSame = behind ? behind->nextSame : first;
+    if (behind) {
+        (behind->nextSame ? behind->nextSame : first)->previousSame = line;
+        behind->nextSame = line;
+    } else {
+        first->previousSame = line;
         TakeFromTable(first);
-    }
-    AddToTable(line);
-}
-
-/// A key that is no longer among those of its section; the next of its name takes its place.
-void ConfigLines::UnindexKey(ConfigLine* line) {
-    ConfigSection* const section = line->section;
-    if (!line->isIndexed) {
-        --section->duplicates;
-        return;
-    }
-    TakeFromTable(line);
-    if (section->duplicates == 0) return;
-    auto const next = std::find_if(section->keys.begin(), section->keys.end(), [&](ConfigLine const* key) {
-        return key->hash == line->hash && NameEqual()(key->name, line->name);
-    });
-    if (next == section->keys.end()) return;
-    --section->duplicates;
-    AddToTable(*next);
-}
-
-void ConfigLines::IndexGroup(ConfigLine* line) {
-    line->hash = NameHash()(line->name);
-    if (Lookup(nullptr, line->name))
-        ++m_groupDuplicates;
-    else
         AddToTable(line);
+    }
 }
 
-/// The same for a group whose section has been taken out.
-void ConfigLines::UnindexGroup(ConfigLine* line) {
-    if (!line->isIndexed) {
-        --m_groupDuplicates;
-        return;
+/// Removes the name of a line; the next of that name takes its place.
+void ConfigLines::RemoveName(ConfigLine* line) {
+    ConfigLine* const next = line->nextSame;
+    if (line->isIndexed) {
+        TakeFromTable(line);
+        if (!next) return;
+        next->previousSame = line->previousSame;
+        return AddToTable(next);
     }
-    TakeFromTable(line);
-    if (m_groupDuplicates == 0) return;
-    auto const next = std::find_if(m_sections.begin() + 1, m_sections.end(), [&](auto const& section) {
-        return section->head->hash == line->hash && NameEqual()(section->head->name, line->name);
-    });
-    if (next == m_sections.end()) return;
-    --m_groupDuplicates;
-    AddToTable((*next)->head);
+    (next ? next : Lookup(ScopeOf(line), line->name, line->hash))->previousSame = line->previousSame;
+    line->previousSame->nextSame = next;
 }
 
 }  // namespace KxN::detail

@@ -3,6 +3,7 @@
 #include "hbtools/config/syConfigValues.h"
 
 #include "config/syTextIds.h"
+#include "hbtools/base/syLimits.h"
 
 #include <algorithm>
 #include <charconv>
@@ -47,8 +48,16 @@ Parsed<long long> ParseInteger(KxString const& text) {
     return {isNegative ? -number : number, text.IsIntNum() != 0};
 }
 
+/// The float that a number from 0 on becomes; infinite where no float is near.
+double AsFloat(double number) {
+    constexpr double most = std::numeric_limits<float>::max();
+    constexpr double halfStep = 0x1p103;  // between the largest floats; from here on it would round up
+    if (number >= most) return number < most + halfStep ? most : std::numeric_limits<double>::infinity();
+    return double(static_cast<float>(number));
+}
+
 /// The floating-point number that the text begins with, in decimal.
-Parsed<double> ParseDouble(KxString const& value) {
+Parsed<double> ParseDouble(KxString const& value, bool narrows) {
     std::wstring_view text = WithoutBlanks(value.View());
     bool const isNegative = text.starts_with(L'-');
     if (isNegative || text.starts_with(L'+')) text.remove_prefix(1);
@@ -63,6 +72,7 @@ Parsed<double> ParseDouble(KxString const& value) {
     parsed.isNumber = true;
     if (result.ec == std::errc::result_out_of_range)  // too small is 0, too large is in no range
         parsed.number = double(KxString(text)) == 0 ? 0 : std::numeric_limits<double>::infinity();
+    if (narrows) parsed.number = AsFloat(parsed.number);
     if (isNegative) parsed.number = -parsed.number;
     return parsed;
 }
@@ -115,8 +125,8 @@ int KxConfigValues::FailRange(KxString const& key, KxString const& value, KxStri
     throw new KxConfigurationException(reason);
 }
 
-int KxConfigValues::FailStore(KxString const& key, KxString const& value) const {
-    if (m_throwOnError) throw new KxConfigurationException(NotStoredMessage(key, value));
+int KxConfigValues::Failure(KxString const& message) const {
+    if (m_throwOnError) throw new KxConfigurationException(message);
     return 0;
 }
 
@@ -128,8 +138,7 @@ void KxConfigValues::ThrowInvalidKeyException(KxString const& key) const {
 int KxConfigValues::CheckKeyCount(unsigned short count, unsigned short minKeys) {
     if (count != 0) m_groupSeen = 1;
     if (count >= minKeys) return 1;
-    if (m_throwOnError) throw new KxConfigurationException(TooFewKeysMessage(minKeys));
-    return 0;
+    return Failure(TooFewKeysMessage(minKeys));
 }
 
 // Reading.
@@ -168,10 +177,10 @@ int KxConfigValues::ReadInteger(long long& value, KxString const& key, Range con
     return 1;
 }
 
-int KxConfigValues::ReadDouble(double& value, KxString const& key, FloatRange const& range) const {
+int KxConfigValues::ReadDouble(double& value, KxString const& key, FloatRange const& range, bool narrows) const {
     KxString text;
     if (!Read(text, key)) return 0;
-    auto const parsed = ParseDouble(text);
+    auto const parsed = ParseDouble(text, narrows);
     if (!parsed.isNumber || !parsed.IsIn(range))
         return FailRange(key, text, TextOf(range.minimum), TextOf(range.maximum));
     value = parsed.number;
@@ -204,21 +213,20 @@ int KxConfigValues::ReadIntegers(KxTPair<long long>& value, KxString const& key,
 }
 
 int KxConfigValues::ReadDoubles(KxTPair<double>& value, KxString const& key, FloatRange const& first,
-                                FloatRange const& second, int ordered) const {
+                                FloatRange const& second, bool narrows, int ordered) const {
     KxString text;
     if (!Read(text, key)) return 0;
     if (text.GetTokenCount(L';') < 2) return Fail(text::TooFewNumbers, key, 2UL);
-    Parsed<double> const parsed[] = {ParseDouble(text.GetToken(0, L';')), ParseDouble(text.GetToken(1, L';'))};
+    Parsed<double> const parsed[] = {ParseDouble(text.GetToken(0, L';'), narrows),
+                                     ParseDouble(text.GetToken(1, L';'), narrows)};
     return StorePair(value, key, text, parsed, first, second, ordered);
 }
 
-int KxConfigValues::ReadRectangle(KxTRectangle<long long>& value, KxString const& key,
-                                  KxTRectangle<long long> const& limit) const {
+int KxConfigValues::ReadRectangle(KxTRectangle<long long>& value, KxString const& key, Range const& across,
+                                  Range const& down) const {
     KxString text;
     if (!Read(text, key)) return 0;
     if (text.GetTokenCount(L';') < 4) return Fail(text::TooFewNumbers, key, 4UL);
-    Range const across(limit.left, limit.right);
-    Range const down(limit.top, limit.bottom);
     long long numbers[4];
     for (int i = 0; i < 4; ++i) {
         auto const parsed = ParseInteger(text.GetToken(i, L';'));
@@ -273,12 +281,12 @@ int KxConfigValues::Write(KxString const& value, KxString const& key) {
 
 int KxConfigValues::Write(double value, KxString const& key, unsigned short precision) {
     KxString text;
-    text.SPrintf(L"%.*lg", std::min<int>(precision, 17), value);
+    text.SPrintf(L"%.*lg", std::min<int>(precision, KxxLimits().formatPrecision), value);
     return std::isfinite(value) ? Write(text, key) : FailStore(key, text);
 }
 
 int KxConfigValues::Write(KxTPair<double> const& value, KxString const& key, unsigned short precision) {
-    int const digits = std::min<int>(precision, 17);
+    int const digits = std::min<int>(precision, KxxLimits().formatPrecision);
     KxString text;
     text.SPrintf(L"%.*lf%c%.*lf", digits, value.first, L';', digits, value.second);
     return std::isfinite(value.first) && std::isfinite(value.second) ? Write(text, key) : FailStore(key, text);

@@ -14,6 +14,13 @@ int KxConfiguration::SetGroup(KxString const& group, unsigned short minKeys) {
     return CheckKeyCount(GetKeyCount(), minKeys);
 }
 
+int KxConfiguration::EndUpdate() {
+    Note last;
+    if (EndStore(last) == 0) return 1;
+    return Failure(
+        KxString().SPrintf(MessageFormat(text::ValueNotStored), last.key, last.group, GetPathName(), last.value));
+}
+
 KxString KxConfiguration::ValueOf(KxString const& key) const {
     return ReadKey(key);
 }

@@ -86,8 +86,10 @@ bool KxEnum::AddUnlessEnd(KxItem const& item) {
 }
 
 bool KxEnum::AddUnlessEnd(int& value, char const* label) {
-    if (label) *this += KxItem(value++, KxString(label));
-    return label != nullptr;
+    if (!label) return false;
+    *this += KxItem(value, KxString(label));
+    value = static_cast<int>(static_cast<unsigned>(value) + 1);  // behind the last number comes the first
+    return true;
 }
 
 KxEnumBOOL::KxEnumBOOL() {

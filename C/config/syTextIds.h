@@ -8,6 +8,8 @@ namespace KxN::text {
 
 enum ConfigId : unsigned short {
     FolderNotMade = 2251,
+    ReadOtherwise = 2252,
+    TooManyLines = 2253,
     TooFewKeys = 6310,
     LabelUnknown = 6311,
     TooFewNumbers = 6312,

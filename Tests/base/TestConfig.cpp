@@ -5,6 +5,10 @@
 #include "Support.h"
 #include "hbtools/base/syLimits.h"
 
+#include "Allocations.h"
+
+#include <chrono>
+#include <thread>
 #include <sys/stat.h>
 
 namespace {
@@ -35,7 +39,8 @@ TEST_F(ConfigFile, Syntax) {
         "head = 1\n"
         "; comment = no\n"
         "[Scanner] dropped\n"
-        " \tPort\t=  COM1 ; kept \t\r\n"
+        " \tPort =  COM1 ; kept \t\r\n"
+        "Tab\t=\tv\n"
         "key = a = b \n"
         "no assignment\n"
         "Empty=\n"
@@ -60,6 +65,7 @@ TEST_F(ConfigFile, Syntax) {
         {L"", L"comment", "(default)"},
         {L"scanner", L"PORT", "COM1 ; kept"},
         {L"Scanner", L"key", "a = b"},
+        {L"Scanner", L"Tab\t", "\tv"},
         {L"Scanner", L"Empty", ""},
         {L"Scanner", L"missing", "(default)"},
         {L"Scanner", L"", "nameless"},
@@ -73,8 +79,8 @@ TEST_F(ConfigFile, Syntax) {
     };
     for (auto const& c : cases) EXPECT_EQ(Read(config, c.group, c.key), c.value) << U(c.key);
     config.SetGroup(L"Scanner");
-    EXPECT_EQ(config.GetKeyCount(), 6);
-    EXPECT_EQ(U(config.GetKeyName(0)) + U(config.ReadKey(5)) + U(config.GetKeyName(6)) + U(config.ReadKey(65535)),
+    EXPECT_EQ(config.GetKeyCount(), 7);
+    EXPECT_EQ(U(config.GetKeyName(0)) + U(config.ReadKey(6)) + U(config.GetKeyName(7)) + U(config.ReadKey(65535)),
               "Portsecond");
     EXPECT_EQ(config.GetGroupCount(), 4);
     EXPECT_EQ(U(config.GetGroup(2)) + U(config.GetGroup(4)), "SCANNER");
@@ -90,7 +96,8 @@ TEST_F(ConfigFile, WritingChangesNothingElse) {
         {"", L"G", L"k", L"v", "[G]\nk=v\n"},
         {"", L"", L"k", L"v", "k=v\n"},
         {"[G]\nA = 1\nB=2\n", L"g", L"a", L"3", "[G]\nA = 3\nB=2\n"},
-        {"; c\r\n[G]\r\n\tA\t=\t1 \t\r\n\r\n; end\r\n", L"G", L"A", L"x", "; c\r\n[G]\r\n\tA\t=\tx\r\n\r\n; end\r\n"},
+        {"; c\r\n[G]\r\n\tA  =  1 \t\r\n\r\n; end\r\n", L"G", L"A", L"x", "; c\r\n[G]\r\n\tA  =  x\r\n\r\n; end\r\n"},
+        {"A= \t\n", L"", L"A", L"\tx", "A= \tx\n"},
         {"[G]\nA=1\n", L"G", L"A", L"1", "[G]\nA=1\n"},
         {"[G]\n A = 1 \n", L"G", L"a", L"1", "[G]\n A = 1 \n"},
         {"[G]\nA=\n", L"G", L"A", L"1", "[G]\nA=1\n"},
@@ -120,18 +127,39 @@ TEST_F(ConfigFile, WritingChangesNothingElse) {
 TEST_F(ConfigFile, WhatNoLineCanHoldIsRefused) {
     Put("f", "[G]\nA=1\n");
     KxConfig config(Path("f"));
+    std::size_t const former = std::exchange(KxxLimits().configLines, 3);
     struct {
         std::wstring group, key, value;
     } const cases[] = {
-        {L"G", L"A", L"a\nb"}, {L"G", L"A", L"a\rb"}, {L"G", L"A", L"a\0b"s}, {L"G", L"A\n", L""}, {L"G", L"A=", L""},
-        {L"G", L"[A", L""},    {L"G", L";A", L""},    {L"G", L" A", L""},     {L"G]", L"A", L""},  {L"G\n", L"A", L""},
+        {L"G", L"A", L"a\nb"},
+        {L"G", L"A", L"a\rb"},
+        {L"G", L"A", L"a\0b"s},
+        {L"G", L"A\n", L""},
+        {L"G", L"A=", L""},
+        {L"G", L"[A", L""},
+        {L"G", L";A", L""},
+        {L"G", L" A", L""},
+        {L"G]", L"A", L""},
+        {L"G\n", L"A", L""},
+        {L"G", L"\tA", L""},
+        {L"G", L"A\xD800", L""},
+        {L"\xDC80", L"A", L""},
+        {L"G", L"A", L"\xD83D\xDE00"},
+        {L"",
+         L"\xFEFF"
+         L"A",
+         L""},
+        {L"H", L"A", L"a fourth line"},
     };
     for (auto const& c : cases) {
         config.SetGroup(c.group);
         EXPECT_EQ(config.KxTools::Config::WriteKey(c.key, c.value), 0);
         test::Thrown<KxFileException>([&] { config.WriteKey(c.key, c.value); });
     }
+    KxxLimits().configLines = former;
     EXPECT_EQ(Get("f"), "[G]\nA=1\n");
+    // A mark within a file is a character like others.
+    EXPECT_EQ(Written("", L"\xFEFF", L"a", L"\xFEFF"), "[\xEF\xBB\xBF]\na=\xEF\xBB\xBF\n");
 }
 
 TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
@@ -147,6 +175,10 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     EXPECT_EQ(U(missing.ReadKey(L"A")), "1");
     EXPECT_NE(test::Thrown<KxFileException>([&] { missing.WriteKey(L"A", L"2"); }).find("[G]"), std::string::npos);
 
+    ASSERT_EQ(::mkfifo(File("fifo").c_str(), 0600), 0);
+    KxConfig fifo(Path("fifo"));
+    EXPECT_EQ(U(fifo.ReadKey(L"A", L"d")), "d");
+    EXPECT_EQ(fifo.KxTools::Config::WriteKey(L"A", L"2"), 0);
     KxConfig folder(m_folder.wstring().c_str());
     EXPECT_EQ(U(folder.ReadKey(L"A", L"d")), "d");
     EXPECT_EQ(folder.KxTools::Config::WriteKey(L"A", L"2"), 0);
@@ -178,6 +210,34 @@ TEST_F(ConfigFile, ChangesOfOthersAreSeen) {
     EXPECT_EQ(config.GetKeyCount(), 0);
 }
 
+// What was parsed is kept while the file is the same, and no longer, whatever its time says: a parse of this file
+// allocates for each of its groups.
+TEST_F(ConfigFile, OnlyChangesAreParsedAgain) {
+    std::string bytes;
+    for (int i = 0; i < 1000; ++i) bytes += "[" + std::to_string(i) + "]\nA=1\n";
+    Put("f", bytes);
+    KxConfig config(Path("f"));
+    config.SetGroup(L"999");
+    auto const parses = [&](char const* value) {
+        std::size_t const before = test::g_allocations;
+        EXPECT_EQ(U(config.ReadKey(L"A")), value);
+        return test::g_allocations - before > 1000;
+    };
+    using namespace std::chrono_literals;
+    EXPECT_TRUE(parses("1"));
+    EXPECT_FALSE(parses("1"));
+    std::this_thread::sleep_for(70ms);
+    EXPECT_FALSE(parses("1"));
+    EXPECT_FALSE(parses("1"));
+    bytes[bytes.size() - 2] = '2';
+    Put("f", bytes);
+    EXPECT_TRUE(parses("2"));
+    std::this_thread::sleep_for(70ms);
+    bytes[bytes.size() - 2] = '3';
+    Put("f", bytes);
+    EXPECT_TRUE(parses("3"));
+}
+
 TEST_F(ConfigFile, AnUpdateIsOneWrite) {
     Put("f", "[G]\nA=1\n");
     KxConfig config(Path("f"));
@@ -201,6 +261,76 @@ TEST_F(ConfigFile, AnUpdateIsOneWrite) {
     again.WriteKey(L"Number", L"x");
     test::Thrown<KxFileException>([&] { again.EndUpdate(); });
     EXPECT_EQ(U(again.ReadKey(L"Number")), "1234");
+}
+
+TEST_F(ConfigFile, AnUpdateLeavesWhatOthersWriteMeanwhile) {
+    Put("f", "[G]\nA=1\nB=1\n");
+    KxConfig config(Path("f")), other(Path("f"));
+    config.SetGroup(L"G");
+    other.SetGroup(L"G");
+    config.BeginUpdate();
+    config.WriteKey(L"A", L"2");
+    config.WriteKey(L"new", L"2");
+    config.WriteKey(L"B", L"1");  // as it is, until the other changes it
+    other.WriteKey(L"A", L"3");
+    other.WriteKey(L"B", L"3");
+    other.WriteKey(L"C", L"3");
+    EXPECT_EQ(config.GetKeyCount(), 3);
+    config.EndUpdate();
+    EXPECT_EQ(Get("f"), "[G]\nA=2\nB=1\nC=3\nnew=2\n");
+    config.BeginUpdate();
+    config.WriteKey(L"A", L"4");
+    std::filesystem::remove(File("f"));
+    std::filesystem::create_directory(File("f"));
+    EXPECT_EQ(config.KxTools::Config::EndUpdate(), 0);
+    std::filesystem::remove(File("f"));
+    config.WriteKey(L"A", L"5");  // nothing is left of the update
+    EXPECT_EQ(Get("f"), "[G]\nA=5\n");
+}
+
+// Each allocation of a change fails once: the file and what is read are as before, then the change goes through.
+TEST_F(ConfigFile, WithoutMemoryNothingIsHalfDone) {
+    std::string const before = "; \xE4\n[G]\nA=1";
+    struct {
+        wchar_t const *group, *key, *value;
+        std::string after, inUpdate;
+    } const cases[] = {
+        {L"G", L"a", L"\u0142", "; \xC3\xA4\n[G]\nA=\u0142", "[G]\u01421"},
+        {L"N", L"k", L"v", "; \xE4\n[G]\nA=1\n[N]\nk=v\n", "[G][N]11"},
+    };
+    for (auto const& c : cases) {
+        for (bool const isUpdate : {false, true}) {
+            Put("f", before);
+            KxConfig config(Path("f"));
+            if (isUpdate) {
+                config.BeginUpdate();
+                config.SetGroup(L"G");
+                config.WriteKey(L"first", L"1");
+            }
+            auto const dump = [&] {
+                std::string text;
+                for (unsigned short i = 0; i < config.GetGroupCount(); ++i) text += "[" + U(config.GetGroup(i)) + "]";
+                config.SetGroup(L"G");
+                text += U(config.ReadKey(L"A")) + U(config.ReadKey(L"first"));
+                config.SetGroup(c.group);
+                return text;
+            };
+            std::string const read = dump();
+            KxString const key(c.key), value(c.value);
+            int const failures = test::FailEachAllocation([&] { config.WriteKey(key, value); },
+                                                          [&] {
+                                                              EXPECT_EQ(Get("f"), before);
+                                                              EXPECT_EQ(dump(), read);
+                                                          });
+            EXPECT_GT(failures, 5);
+            if (!isUpdate) {
+                EXPECT_EQ(Get("f"), c.after);
+                continue;
+            }
+            config.EndUpdate();
+            EXPECT_EQ(dump(), c.inUpdate);
+        }
+    }
 }
 
 TEST_F(ConfigFile, LongLinesAndBytesOfAllKindsSurvive) {

@@ -74,12 +74,20 @@ TEST_F(Encryption, NothingElseIsTaken) {
     EXPECT_TRUE(IsRefused(value, 1, "pass", nullptr));
     EXPECT_TRUE(IsRefused(name, 0, "pass", nullptr));
     EXPECT_TRUE(IsRefused(value, 0, "", nullptr));
-    for (int i = 5; i < value.Len(); ++i) {
+    for (int i = 0; i < value.Len(); ++i) {
         KxString changed = value;
         changed[i] = changed[i] == L'A' ? L'B' : L'A';
         EXPECT_TRUE(IsRefused(changed, 0, "pass", nullptr)) << i;
-        EXPECT_TRUE(IsRefused(value.Copy(0, i), 0, "pass", nullptr)) << i;
+        EXPECT_EQ(IsRefused(value.Copy(0, i), 0, "pass", nullptr), i >= 5) << i;
     }
+    // A mark with two changes, or without its first character; what is like one and short is plain.
+    EXPECT_TRUE(IsRefused(L"(hb2}" + value.Copy(5, value.Len() - 5), 0, "", nullptr));
+    EXPECT_TRUE(IsRefused(value.Copy(1, value.Len() - 1), 0, "", nullptr));
+    std::wstring const least(54, L'-');
+    EXPECT_TRUE(IsRefused(L"{hb2}" + least, 0, "", nullptr));
+    EXPECT_FALSE(IsRefused(L"{hb2}" + least.substr(1), 0, "", nullptr));
+    EXPECT_FALSE(IsRefused(L"(hb2)" + least, 0, "", nullptr));
+    EXPECT_FALSE(IsRefused(L"{hb2}" + least + L"=", 0, "", nullptr));
     EXPECT_TRUE(IsRefused(value + L"A", 0, "pass", nullptr));
     EXPECT_TRUE(IsRefused(L"{hb1}ä", 0, "pass", nullptr));
     EXPECT_TRUE(IsRefused(std::wstring(L"{hb1}") + std::wstring(1 << 20, L'A'), 0, "pass", nullptr));

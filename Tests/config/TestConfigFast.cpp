@@ -5,7 +5,11 @@
 #include "../base/Support.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/config/syConfigFastMT.h"
+#include "hbtools/config/syConfigMT.h"
 
+#include "../base/Allocations.h"
+
+#include <algorithm>
 #include <functional>
 #include <random>
 #include <thread>
@@ -131,13 +135,14 @@ TYPED_TEST(ConfigFast, ChangesLeaveTheRestAlone) {
         {";\xE4\n", write(L"", L"B", L"\u0142"), ";ä\nB=\u0142\n"},
         {"\xE4=1\n\xC3\xA4=2\n", deleteKey(L"", L"ä"), "\xC3\x83\xC2\xA4=2\n"},  // else it would read as another name
         {"\xFF\xFE[\0G\0]\0?"s, write(L"G", L"A", L"ä"), "\xFF\xFE[\0G\0]\0\n\0A\0=\0\xE4\0\n\0?"s},
-        // Nothing but a new group, or an equal value, is no change.
+        // Nothing but a new group, or an equal value, is no change; Flush writes what there is.
+        {"a=1", [](Config& c) { c.SetGroup(L"new"); }, "a=1"},
         {"a=1",
          [](Config& c) {
              c.SetGroup(L"new");
              c.Flush();
          },
-         "a=1"},
+         "a=1\n[new]\n"},
         {"a = 1", [](Config& c) { c.WriteKey(L"A", L" 1"); }, "a = 1"},
         {"[A]\nx=1\n;c\n\n[B]\ny=1\n", deleteKey(L"A", L"X"), "[A]\n;c\n\n[B]\ny=1\n"},
         {"[A]\nx=1\nx=2\n", deleteKey(L"A", L"x"), "[A]\nx=2\n"},
@@ -185,8 +190,20 @@ TYPED_TEST(ConfigFast, ReadingAndItems) {
     ASSERT_TRUE(first && second && !config.FindKey(2) && !config.FindKey(L"x"));
     EXPECT_EQ(first->kind, 2);
     EXPECT_EQ(std::string(first->rawLine) + U(first->name) + U(first->value) + U(second->name), "a = 1 a1E");
+    config.DeleteGroup(L"none");  // and what deletes nothing, without a cursor, frees no item
+    config.DeleteCurItem();
+    EXPECT_EQ(U(first->name) + U(second->name), "aE");
     config.DeleteGroup(L"G");
     EXPECT_EQ(U(config.GetGroup()) + U(config.GetGroup(0)) + U(config.GetGroup(1)), "H");
+    for (auto const& [bytes, raw] : {std::pair("a=1\r\r\n"s, "a=1\r"s), std::pair("a=1\r"s, "a=1\r"s),
+                                     std::pair("\xFF\xFE"
+                                               "a\0=\0\x31\0\r\0\n\0"s,
+                                               "a\0=\0\x31\0"s),
+                                     std::pair("\xFE\xFF\0a\0=\r\r\0\r\0\n"s, "\0a\0=\r\r"s)}) {
+        this->Put("f", bytes);
+        TypeParam one(this->Path("f"));
+        EXPECT_EQ(std::string(one.FindKey(L"a")->rawLine.View()), raw);
+    }
 }
 
 TYPED_TEST(ConfigFast, UpdateMerges) {
@@ -199,6 +216,9 @@ TYPED_TEST(ConfigFast, UpdateMerges) {
                               EXPECT_EQ(U(config.GetGroup()), "Empty");
                           }),
               "h=0\n[A]\nx=1\nkeep=1\nnew=2\n[B]\ny=3\n[Empty]\n");
+    this->Put("o", "h=0\n[]\nhidden=1\n");
+    TypeParam hidden(this->Path("o"));
+    EXPECT_EQ(this->After("", [&](TypeParam& config) { config.Update(hidden); }), "h=0\n");
 }
 
 TYPED_TEST(ConfigFast, WhatNoLineCanHoldIsRefused) {
@@ -272,26 +292,102 @@ TYPED_TEST(ConfigFast, FilesThatCannotBeReadAreNeverWritten) {
     EXPECT_EQ(this->Get("new/deep/file"), this->isMT ? "a=1\n" : "");
 }
 
+// A line too many would not be read again; what is there may change, and go.
 TYPED_TEST(ConfigFast, LinesBeyondTheLimitStay) {
     std::size_t const former = std::exchange(KxxLimits().configLines, 2);
-    EXPECT_EQ(this->After("a=1\nb=2\nc=3", [](TypeParam& c) { c.WriteKey(L"c", L"4"); }), "a=1\nb=2\nc=4\nc=3");
+    EXPECT_EQ(this->After("a=1\nb=2\nc=3",
+                          [](TypeParam& c) {
+                              test::Thrown<KxFileException>([&] { c.WriteKey(L"c", L"4"); });
+                              test::Thrown<KxFileException>([&] { c.InsertKey(L"c", L"4"); });
+                              c.SetGroup(L"G");
+                              test::Thrown<KxFileException>([&] { c.WriteKey(L"a", L"4"); });
+                              c.SetGroup(L"");
+                              c.WriteKey(L"a", L"5");
+                              c.FindKey(L"b");
+                              c.DeleteCurItem();
+                              c.WriteKey(L"d", L"6");
+                          }),
+              "a=5\nd=6\nc=3");
     KxxLimits().configLines = former;
 }
 
-// A hundred thousand groups and keys, equal ones too, are found and deleted without walks over all of them.
+// A hundred thousand groups and keys, equal ones too, are found and deleted, in any order, without walks over all of
+// them: with such a walk this test takes minutes.
 TYPED_TEST(ConfigFast, ManyGroupsAndKeys) {
+    constexpr int many = 100000;
     std::string bytes;
-    for (int i = 0; i < 100000; ++i) bytes += "[G" + std::to_string(i) + "]\nk=" + std::to_string(i) + "\n";
-    for (int i = 0; i < 100000; ++i) bytes += "k" + std::to_string(i % 50000) + "=" + std::to_string(i) + "\nsame=1\n";
+    for (int i = 0; i < many; ++i) bytes += "[G" + std::to_string(i) + "]\nk=" + std::to_string(i) + "\n";
+    for (int i = 0; i < many; ++i) bytes += "k" + std::to_string(i % 50000) + "=" + std::to_string(i) + "\nsame=1\n";
     this->Put("f", bytes);
     TypeParam config(this->Path("f"));
     EXPECT_EQ(config.GetGroupCount(), 65535);
-    for (int i = 0; i < 100000; ++i) {
-        config.SetGroup(KxString(L"g" + std::to_wstring(i)));
+    auto const name = [](wchar_t letter, int i) { return KxString(letter + std::to_wstring(i)); };
+    for (int i = 0; i < many; ++i) {
+        config.SetGroup(name(L'g', i));
         ASSERT_EQ(U(config.ReadKey(L"K")), std::to_string(i));
     }
-    for (int i = 0; i < 50000; ++i) ASSERT_EQ(U(config.ReadKey(L"k" + std::to_wstring(i))), std::to_string(i));
+    for (int i = 0; i < 50000; ++i) ASSERT_EQ(U(config.ReadKey(name(L'k', i))), std::to_string(i));
     EXPECT_EQ(config.GetKeyCount(), 65535);
+    for (int i = 0; i < many; ++i) {  // "same" and the second of each name go, by name, by index and from behind
+        config.FindKey(i % 2 ? KxString(L"same") : name(L'k', i / 2));
+        config.DeleteCurItem();
+    }
+    ASSERT_EQ(U(config.ReadKey(name(L'k', 49999))) + U(config.ReadKey(name(L'k', 7))), "9999950007");
+    for (unsigned short i = 60000; i-- > 0;) {
+        config.FindKey(i);
+        config.DeleteCurItem();
+    }
+    while (config.FindKey(static_cast<unsigned short>(0))) config.DeleteCurItem();
+    for (int i = 0; i < many / 2; ++i) {
+        config.DeleteGroup(name(L'G', i));
+        config.DeleteGroup(name(L'G', many - 1 - i));
+        if (i % 10000 == 0) {
+            ASSERT_EQ(U(config.GetGroup(0)), "G" + std::to_string(i + 1));
+        }
+    }
+    EXPECT_EQ(config.GetGroupCount(), 0);
+}
+
+// Each allocation of a change fails once: nothing is changed then, and what is written later is whole.
+TYPED_TEST(ConfigFast, WithoutMemoryNothingIsHalfDone) {
+    using Config = TypeParam;
+    struct {
+        std::string before;
+        std::function<void(Config&)> change;
+        std::string after;
+    } const cases[] = {
+        {"; \xE4\n[G]\nA=1", [](Config& c) { c.WriteKey(L"A", L"\u0142"); }, "; ä\n[G]\nA=\u0142"},
+        {"; \xE4\n[G]\nA=1", [](Config& c) { c.WriteKey(L"B", L"2"); }, "; \xE4\n[G]\nA=1\nB=2\n"},
+        {"; \xE4\n[G]\nA=1", [](Config& c) { c.SetGroup(L"N"); }, "; \xE4\n[G]\nA=1\n[N]\n"},
+        {"[G]\nA=1\n[H]\nA=2\n", [](Config& c) { c.DeleteGroup(L"G"); }, "[H]\nA=2\n"},
+    };
+    for (auto const& c : cases) {
+        this->Put("f", c.before);
+        Config config(this->Path("f"));
+        config.SetGroup(L"G");
+        std::string const read = this->Dump(config);
+        test::FailEachAllocation([&] { c.change(config); },
+                                 [&] {
+                                     EXPECT_EQ(this->Dump(config), read);
+                                     EXPECT_EQ(U(config.GetGroup()), "G");
+                                 });
+        test::FailEachAllocation([&] { config.Flush(); }, [&] { EXPECT_EQ(this->Get("f"), c.before); });
+        EXPECT_EQ(this->Get("f"), c.after);
+    }
+    test::FailEachAllocation([&] { Config(this->Path("f")); }, [] {});
+}
+
+TYPED_TEST(ConfigFast, ADestructorSaysWhatIsLost) {
+    testing::internal::CaptureStderr();
+    {
+        TypeParam quiet(this->Path("f/none")), config(KxString(this->m_folder.wstring()));
+        quiet.SetGroup(L"G");
+        config.WriteKey(L"a", L"1");
+    }
+    std::string const told = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(told.starts_with("hbTools: " + this->m_folder.string() + ": ")) << told;
+    EXPECT_NE(told.find("Is a directory"), told.npos) << told;
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1);
 }
 
 // Random changes: what look-ups find is the first of a name in the order told by index, and what is written reads the
@@ -336,21 +432,33 @@ TEST(ConfigFastThreads, EachThreadHasItsOwn) {
     std::string name = (std::filesystem::temp_directory_path() / "hbtools-mt-XXXXXX").string();
     int const descriptor = ::mkstemp(name.data());
     ASSERT_GE(descriptor, 0);
+    KxString const path(name.c_str());
     auto const work = [&](wchar_t const* group) {
-        for (int i = 0; i < 50; ++i) {
-            KxConfigFastMT config(KxString(name.c_str()));
-            config.SetGroup(group);
-            config.WriteKey(L"count", KxTools::String(i));
+        for (int i = 1; i <= 50; ++i) {
+            KxConfigMT config(path, 0);
+            config.SetGroup(group, 0);
+            config.Write(i, L"count");
             config.Flush();
-            EXPECT_EQ(U(config.ReadKey(L"count")), std::to_string(i));
+            long read = 0;
+            EXPECT_TRUE(config.Read(read, L"count") && read == i);
+            // The other thread's group, if this object had it, is whole: what it wrote or what it read.
+            for (unsigned short g = 0; g < config.GetGroupCount(); ++g) {
+                config.SetGroup(config.GetGroup(g), 0);
+                long const count = config.ReadLONG(L"count", KxTRange<long>(1, 50));
+                EXPECT_TRUE(config.GetKeyCount() == 1 && count > 0) << count;
+            }
         }
     };
     std::thread a(work, L"A"), b(work, L"B");
     a.join();
     b.join();
-    KxConfigFastMT last(KxString(name.c_str()));  // the last to flush had read one state or the other
-    last.SetGroup(last.GetGroup(0));
-    EXPECT_EQ(last.GetKeyCount(), 1);
+    KxConfigFastMT last(path);  // the last to flush had written its fiftieth
+    bool isFifty = false;
+    for (unsigned short g = 0; g < last.GetGroupCount(); ++g) {
+        last.SetGroup(last.GetGroup(g));
+        isFifty = isFifty || last.ReadKey(L"count") == L"50";
+    }
+    EXPECT_TRUE(isFifty);
     std::filesystem::remove(name);
 }
 

@@ -9,6 +9,8 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
+#include <vector>
 #include <locale.h>
 #include <sys/stat.h>
 
@@ -58,8 +60,6 @@ using Classes = testing::Types<KxConfiguration, KxConfigMT>;
 TYPED_TEST_SUITE(ConfigValues, Classes);
 
 TYPED_TEST(ConfigValues, Numbers) {
-    // German decimal comma, if this system has it: nothing may change.
-    char const* const german = ::setlocale(LC_ALL, "de_DE.UTF-8");
     struct {
         char const *text, *asLong, *asUlong, *asShort, *asUchar, *asDouble, *asFloat;
     } const cases[] = {
@@ -101,7 +101,68 @@ TYPED_TEST(ConfigValues, Numbers) {
     EXPECT_EQ(this->template As<long>("3000000000", KxTRange<long>(0, 4000000000)), "-");
     EXPECT_EQ(this->template As<unsigned long>("5", KxTRange<unsigned long>(6, ~0UL)), "-");
     EXPECT_EQ(this->template As<float>("0.5", KxTFloatRange<float>(0.5F, 1)), "0.5");
-    if (german) ::setlocale(LC_ALL, "C");
+    EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0.1F, 1)), "0.10000000149011612");  // as a float
+    EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0, std::nextafter(0.1F, 0.0F))), "-");
+    // The finite range of the type is the widest: its largest number as printed, and the next power of ten.
+    float const infinite = std::numeric_limits<float>::infinity();
+    double const wide = infinite;
+    EXPECT_EQ(this->template As<float>("3.4028235e38", KxTFloatRange<float>(0, infinite)), "3.4028234663852886e+38");
+    EXPECT_EQ(this->template As<float>("3.4028236e38", KxTFloatRange<float>(0, infinite)), "-");
+    EXPECT_EQ(this->template As<float>("-1e39", KxTFloatRange<float>(-infinite, 0)), "-");
+    EXPECT_EQ(this->template As<double>("1e999", KxTFloatRange<double>(0, wide)), "-");
+}
+
+// Numbers have a point in every locale.
+TYPED_TEST(ConfigValues, DecimalComma) {
+    char const* found = nullptr;
+    for (char const* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "de_AT.UTF-8", "fr_FR.UTF-8", "it_IT.UTF-8"})
+        if (!found) found = ::setlocale(LC_ALL, name);
+    if (!found) GTEST_SKIP() << "this system has no locale with a decimal comma";
+    EXPECT_EQ(this->template As<double>("1.5") + this->template As<double>("1,5"), "1.51");
+    EXPECT_EQ(this->Tell("[G]\n", [](TypeParam& c) { return c.Write(0.5, L"k", 3); }), "1");
+    EXPECT_EQ(this->Get("f"), "[G]\nk=0.5\n");
+    ::setlocale(LC_ALL, "C");
+}
+
+// The forms that give the value itself, 0 on failure.
+TYPED_TEST(ConfigValues, ValuesThemselves) {
+    this->Put("f",
+              "[G]\nl=-70000\nu=4000000000\ns=-300\nw=60000\nf=-1.5\np=2;65535\nr=1;2;-3;4\nbig=1;2;70000;4\nlong=0;0;"
+              "3000000000;1\n");
+    TypeParam config(this->Path("f"), 0);
+    config.SetGroup(L"G");
+    KxTRectangle<int> ints;
+    KxTRectangle<short> shorts;
+    KxTRange<unsigned short> const ordered = config.ReadRangeUSHORT(L"p", 1);
+    std::vector<double> const read = {double(config.ReadLONG(L"l")),
+                                      double(config.ReadLONG(L"l", KxTRange<long>(-70000, 0))),
+                                      double(config.ReadLONG(L"l", KxTRange<long>(-69999, 0))),
+                                      double(config.ReadULONG(L"u")),
+                                      double(config.ReadULONG(L"l")),
+                                      double(config.ReadULONG(L"u", KxTRange<unsigned long>(1, 4000000000))),
+                                      double(config.ReadULONG(L"u", KxTRange<unsigned long>(1, 2))),
+                                      double(config.ReadSHORT(L"s")),
+                                      double(config.ReadSHORT(L"w")),
+                                      double(config.ReadSHORT(L"s", KxTRange<short>(-300, -300))),
+                                      double(config.ReadSHORT(L"s", KxTRange<short>(1, 2))),
+                                      double(config.ReadUSHORT(L"w")),
+                                      double(config.ReadUSHORT(L"s")),
+                                      double(config.ReadUSHORT(L"w", KxTRange<unsigned short>(60000, 60001))),
+                                      double(config.ReadUSHORT(L"w", KxTRange<unsigned short>(0, 1))),
+                                      double(config.ReadFLOAT(L"f")),
+                                      double(config.ReadFLOAT(L"f", KxTFloatRange<float>(-1.5F, 0))),
+                                      double(config.ReadFLOAT(L"f", KxTFloatRange<float>(0, 1))),
+                                      double(ordered.minimum),
+                                      double(ordered.maximum),
+                                      double(config.Read(ints, L"r")),
+                                      double(config.Read(ints, L"big", KxTRectangle<int>(0, 0, 69999, 9))),
+                                      double(config.Read(shorts, L"r", KxTRectangle<short>(-3, 0, 1, 4))),
+                                      double(config.Read(shorts, L"big"))};
+    EXPECT_EQ(read, (std::vector<double>{-70000, -70000, 0, 4e9,  0,    4e9, 0, -300,  0, -300, 0, 60000,
+                                         0,      60000,  0, -1.5, -1.5, 0,   2, 65535, 1, 0,    1, 0}));
+    EXPECT_TRUE(ints == KxTRectangle<int>(1, 2, -3, 4) && shorts == KxTRectangle<short>(1, 2, -3, 4));
+    KxTRectangle<long> longs;  // a limit beyond the 32 bits of what is stored widens nothing
+    EXPECT_EQ(config.Read(longs, L"long", KxTRectangle<long>(0, 0, 4000000000, 4000000000)), 0);
 }
 
 TYPED_TEST(ConfigValues, FailuresSayWhatIsWrong) {
@@ -197,6 +258,20 @@ TYPED_TEST(ConfigValues, GroupsAndMissingFiles) {
     EXPECT_EQ(U(text), "as before");
     EXPECT_EQ(test::Thrown<KxConfigurationException>([&] { noneLoud.Read(text, L"k"); }),
               "Die Datei \"" + U(this->Path("none")) + "\" existiert nicht");
+
+    // Once SetGroup has found a key, a file that is gone is no failure of its own any more.
+    this->Put("gone", "[G]\na=1\n[E]\n");
+    TypeParam seen(this->Path("gone"), 1), unseen(this->Path("gone"), 1);
+    EXPECT_EQ(seen.SetGroup(L"G", 1) + unseen.SetGroup(L"E", 0), 2);
+    std::filesystem::remove(this->File("gone"));
+    EXPECT_EQ(
+        test::Thrown<KxConfigurationException>([&] { seen.Read(text, L"k"); }),
+        "Der Schlüssel 'k' konnte in der Gruppe [G] der Datei '" + U(this->Path("gone")) + "' nicht gelesen werden");
+    EXPECT_EQ(test::Thrown<KxConfigurationException>([&] { unseen.Read(text, L"k"); }),
+              "Die Datei \"" + U(this->Path("gone")) + "\" existiert nicht");
+    ASSERT_EQ(::mkfifo(this->File("fifo").c_str(), 0600), 0);  // no waiting, and nothing in it
+    TypeParam fifo(this->Path("fifo"), 0);
+    EXPECT_EQ(fifo.SetGroup(L"G", 1) + fifo.Read(text, L"k"), 0);
 }
 
 TYPED_TEST(ConfigValues, Writing) {
@@ -211,7 +286,8 @@ TYPED_TEST(ConfigValues, Writing) {
         {[](Config& c) { return c.Write(-5, L"k"); }, "k=-5\n"},
         {[](Config& c) { return c.Write(0.5, L"k", 3); }, "k=0.5\n"},
         {[](Config& c) { return c.Write(2.0 / 3, L"k", 3); }, "k=0.667\n"},
-        {[](Config& c) { return c.Write(0.1, L"k", 65535); }, "k=0.10000000000000001\n"},
+        {[](Config& c) { return c.Write(0.1, L"k", 65535); },
+         "k=0.1000000000000000055511151231257827021181583404541015625\n"},
         {[](Config& c) { return c.Write(KxTPair<double>(1, -2.25), L"k", 1); }, "k=1.0;-2.2\n"},
         {[](Config& c) { return c.Write(KxTPair<float>(0.5F, 4), L"k", 2); }, "k=0.50;4.00\n"},
         {[](Config& c) { return c.Write(KxTPair<unsigned long>(0, 4294967295), L"k"); }, "k=0;4294967295\n"},
@@ -219,6 +295,7 @@ TYPED_TEST(ConfigValues, Writing) {
         {[](Config& c) { return c.Write(KxDirEntry(L"/tmp"), L"k"); }, "k=/tmp/\n"},
         {[](Config& c) { return c.Write(KxDirEntry(L"/no/file"), L"k"); }, "k=/no/file\n"},
         {[&](Config& c) { return c.Write(2, L"k", colours, 1); }, "k=GREEN\n"},
+        {[&](Config& c) { return c.Write(2, L"k", colours, 0); }, "k=Green\n"},
         // What could not be read again is refused.
         {[&](Config& c) { return c.Write(3, L"k", colours, 0); }, "3"},
         {[](Config& c) { return c.Write(4294967296, L"k"); }, "4294967296"},
@@ -266,6 +343,36 @@ TEST_F(ConfigOfOthers, ChangesAreSeen) {
     EXPECT_EQ(U(config.ReadString(L"k")) + U(held.ReadString(L"k")), "1");
     ::chmod(File("f").c_str(), 0444);
     EXPECT_EQ(config.Write(L"2", L"k"), 0);
+}
+
+TEST_F(ConfigOfOthers, TheEndOfAnUpdateFollowsTheFlag) {
+    for (int const throws : {0, 1}) {
+        Put("f", "[G]\nk=1\n");
+        KxConfiguration config(Path("f"), throws);
+        config.SetGroup(L"G");
+        EXPECT_EQ(config.EndUpdate(), 1);  // of none
+        auto const update = [&] {
+            config.BeginUpdate();
+            config.BeginUpdate();
+            config.Write(L"2", L"k");
+            config.SetGroup(L"H");
+            config.Write(L"3", L"last");
+            config.SetGroup(L"G");
+            EXPECT_EQ(config.EndUpdate(), 1);
+            return config.EndUpdate();
+        };
+        EXPECT_EQ(update(), 1);
+        EXPECT_EQ(Get("f"), "[G]\nk=2\n[H]\nlast=3\n");
+        Put("f", "[G]\nk=1\n");
+        ::chmod(File("f").c_str(), 0444);
+        EXPECT_EQ(throws ? test::Thrown<KxConfigurationException>(update) : std::to_string(update()),
+                  throws ? "Schlüssel 'last' von Gruppe [H] in der Datei '" + U(Path("f")) +
+                               "' konnte nicht auf den Wert '3' gesetzt werden. Möglicherweise ist die Datei "
+                               "schreibgeschützt"
+                         : "0");
+        EXPECT_EQ(U(config.ReadString(L"k")), "1");
+        std::filesystem::remove(File("f"));
+    }
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ TEST(Enum, WaysToFillIt) {
     EXPECT_EQ(List(items), "1=a 2=b 1=c ");
     KxEnum const labels(-1, "minus", "zero", "\xC3\xA4", nullptr, "late");
     EXPECT_EQ(List(labels), "-1=minus 0=zero 1=ä ");
+    EXPECT_EQ(List(KxEnum(2147483647, "last", "first")), "2147483647=last -2147483648=first ");
     KxEnum sum(items);
     sum += labels;
     sum += sum;

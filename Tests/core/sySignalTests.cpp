@@ -11,6 +11,8 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <pthread.h>
 
 using namespace KxN;
 
@@ -90,7 +92,11 @@ TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
         {"+d", "a1 b1 c1 d1 f1 ", "a1 b1 c1 d1 f1 "},
         {"-a+d", "a1 b1 c1 d1 f1 ", "b1 c1 d1 f1 "},  // the count is as before
         {"-a-b-c-f", "a1 b1 ", ""},
-        {"-b+b", "a1 b1 c1 b1 f1 ", "a1 c1 b1 f1 "},
+        {"-b+b", "a1 b1 c1 f1 ", "a1 c1 b1 f1 "},  // it was called
+        {"-b+b-b+b", "a1 b1 c1 f1 ", "a1 c1 b1 f1 "},
+        {"-c+c", "a1 b1 c1 f1 ", "a1 b1 c1 f1 "},  // it was not
+        {"-b!+b", "a1 b1 a9 c9 f9 ", "a1 c1 b1 f1 "},
+        {"-b+b!", "a1 b1 a9 c9 b9 f9 ", "a1 c1 b1 f1 "},
         {"!", "a1 b1 a9 b9 c9 f9 ", "a1 b1 c1 f1 "},
         {"!+d", "a1 b1 a9 b9 c9 f9 d1 ", "a1 b1 c1 d1 f1 "},
     };
@@ -119,6 +125,25 @@ TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
     }
 }
 
+TEST(Signals, ASlotThatConnectsAnewEachTimeIsCalledOnce) {
+    KxTSignal<int> signal;
+    Receiver a('a'), b('b');
+    signal.Connect(&a, &Receiver::On);
+    signal.Connect(&b, &Receiver::On);
+    int depth = 0;
+    b.action = [&] {
+        signal.Disconnect(&b, &Receiver::On);
+        if (++depth == 1) signal.Emit(2);
+        signal.Connect(&b, &Receiver::On);
+    };
+    a.action = [&] {  // anew from another slot, while an inner emission may be under way
+        signal.Disconnect(&b, &Receiver::On);
+        signal.Connect(&b, &Receiver::On);
+    };
+    EXPECT_EQ(Emitted(signal), "a1 b1 a2 b2 ");
+    EXPECT_EQ(Emitted(signal), "a1 b1 ");
+}
+
 TEST(Signals, EndInASlotEndsAllEmissions) {
     auto signal = std::make_unique<KxTSignal<int>>();
     Receiver a('a'), b('b');
@@ -133,6 +158,16 @@ TEST(Signals, EndInASlotEndsAllEmissions) {
     g_calls.clear();
     signal->Emit(1);
     EXPECT_EQ(g_calls, "a1 a2 b2 ");
+
+    static KxTSignal<int>* last = nullptr;  // in a free slot, with another behind it
+    last = new KxTSignal<int>;
+    void (*const destroy)(int) = [](int) { delete last; };
+    last->Connect(&a, &Receiver::On);
+    last->Connect(destroy);
+    last->Connect(&Free);
+    g_calls.clear();
+    last->Emit(3);
+    EXPECT_EQ(g_calls, "a3 ");
 }
 
 TEST(Signals, AThrowingSlotKeepsNoOtherFromBeingCalled) {
@@ -156,6 +191,35 @@ TEST(Signals, AThrowingSlotKeepsNoOtherFromBeingCalled) {
     }
     slots[0].action = slots[1].action = slots[2].action = nullptr;
     EXPECT_EQ(Emitted(signal), "a1 b1 c1 f1 ");
+}
+
+// The end of a thread leaves at once; what a slot threw before is released, as the leak check sees.
+TEST(Signals, TheEndOfAThreadIsNotKept) {
+    struct End : CException {
+        bool EndsThread() const override { return true; }
+    };
+    KxTSignal<int> signal;
+    Receiver slots[] = {Receiver('a'), Receiver('b'), Receiver('c')};
+    for (Receiver& slot : slots) signal.Connect(&slot, &Receiver::On);
+    slots[0].action = [] { AfxThrowInvalidArgException(); };
+    slots[1].action = [] { throw new End; };
+    g_calls.clear();
+    try {
+        signal.Emit(1);
+        ADD_FAILURE();
+    } catch (CException* exception) {
+        EXPECT_TRUE(exception->EndsThread());
+        exception->Delete();
+    }
+    EXPECT_EQ(g_calls, "a1 b1 ");
+    slots[1].action = [] { ::pthread_exit(nullptr); };
+    bool returned = false;
+    std::thread([&] {
+        signal.Emit(2);
+        returned = true;
+    }).join();
+    EXPECT_FALSE(returned);
+    EXPECT_EQ(g_calls, "a1 b1 a2 b2 ");
 }
 
 TEST(Signals, ArgumentsReachEverySlotWhole) {

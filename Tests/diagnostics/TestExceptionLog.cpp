@@ -62,7 +62,7 @@ TEST_F(ExceptionLog, MessagesComeBack) {
         {L"\n\nab", L"\n\nab"},
         {L"; [x] = \"y\"", L"; [x] = \"y\""},
         {L"[General]", L"[General]"},
-        {L" \tab\t ", L"ab"},  // a value of one line has no blanks at its ends
+        {L" \tab\t ", L"\tab"},  // a value of one line has no blanks at its ends, nor tabs behind it
         {L"a\xFFFF"s + L"b", L"a\nb"},
         {L"Grö\x1F600ße\x1b[0m", L"Grö\x1F600ße\x1b[0m"},
         {L"\xD800x", L"\xFFFDx"},  // no character

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What the targets for configuration files share: the input as a file, all that a class tells of it, one change, and
-// whether everything else stayed.
+// What the targets for configuration files share: the input as a file, all that a class tells of it, changes, and whether
+// everything else stayed.
 #pragma once
 
 #include "hbtools/base/syEncoding.h"
@@ -45,19 +45,26 @@ std::wstring DumpConfig(CONFIG& config) {
         dump.append(L"\n[").append(name.View());
         for (unsigned short i = 0; i < config.GetKeyCount(); ++i) {
             KxN::KxString const key = config.GetKeyName(i);
-            if (config.ReadKey(key, L"\n") == L"\n") std::abort();  // what is told must be found
-            dump.append(L"\n").append(key.View()).append(L"=").append(config.ReadKey(i).View());
+            dump.append(L"\n").append(key.View()).append(L"=");
+            bool isRead = false;
+            Survive([&] {
+                KxN::KxString const value = config.ReadKey(i);
+                dump.append(value.View());
+                isRead = true;
+            });
+            if (!isRead) continue;  // encrypted, and damaged
+            Survive([&] {
+                if (config.ReadKey(key, L"\n") == L"\n") std::abort();  // what is told must be found
+            });
         }
     }
     config.SetGroup(former);
     return dump;
 }
 
-/// Changes or adds one key of the first group and saves. Read again, all must be the same, and the bytes of all other
-/// lines too.
-template <class CONFIG, class SAVE>
-void FuzzConfig(std::uint8_t const* data, std::size_t size, SAVE save) {
-    std::string const before(reinterpret_cast<char const*>(data), size);
+/// Changes the input as a file, saves it, and reads it again: all must be the same. False if something was refused.
+template <class CONFIG, class CHANGE, class SAVE>
+bool ChangeConfig(std::string const& before, CHANGE change, SAVE save) {
     std::ofstream(FuzzPath(), std::ios::binary) << before;
     std::wstring changed;
     bool isSaved = false;
@@ -65,20 +72,73 @@ void FuzzConfig(std::uint8_t const* data, std::size_t size, SAVE save) {
         CONFIG config(KxN::KxxFromSystemPath(FuzzPath()));
         DumpConfig(config);
         Survive([&] {
-            if (config.GetGroupCount() > 0) config.SetGroup(config.GetGroup(0));
-            config.WriteKey(config.GetKeyCount() > 0 ? config.GetKeyName(0) : KxN::KxString(L"k"), L"fuzzed");
+            change(config);
             changed = DumpConfig(config);
             save(config);
             isSaved = true;
         });
     }
+    if (!isSaved) return false;
+    CONFIG again(KxN::KxxFromSystemPath(FuzzPath()));
+    if (DumpConfig(again) != changed) std::abort();
+    return true;
+}
+
+/// A new group with a key that is not ASCII, many changes at once, and each kind of deletion that the class has.
+template <class CONFIG, class SAVE>
+void FuzzChanges(std::string const& before, SAVE save) {
+    constexpr bool isHeld = requires(CONFIG & config) {
+        config.Flush();
+    };
+    auto const addGroup = [](CONFIG& config) {
+        config.SetGroup(L"new \u00E4\u0142");
+        config.WriteKey(L"\u0142", L"\u00E4\u0142\U0001F600");
+    };
+    ChangeConfig<CONFIG>(before, addGroup, save);
+    if constexpr (!isHeld) {
+        auto const update = [&](CONFIG& config) {
+            config.BeginUpdate();
+            addGroup(config);
+            if (config.GetGroupCount() > 0) config.SetGroup(config.GetGroup(0));
+            config.WriteKey(L"a", L"1");
+            config.EndUpdate();
+        };
+        ChangeConfig<CONFIG>(before, update, save);
+    } else {
+        auto const mix = [&](CONFIG& config) {
+            if (config.GetGroupCount() > 1) config.DeleteGroup(config.GetGroup(1));
+            if (config.GetGroupCount() > 0) config.SetGroup(config.GetGroup(0));
+            config.InsertKey(L"inserted", L"\u0142");
+            if constexpr (requires { config.DeleteCurItem(); }) {
+                unsigned short const last = config.GetKeyCount();
+                if (config.FindKey(static_cast<unsigned short>(last / 2))) config.DeleteCurItem();
+                if (config.GetGroupCount() > 1) config.SetGroup(config.GetGroup(1));
+                config.DeleteCurItem();  // the group's line, so that its keys move
+            }
+            config.SetGroup(KxN::KxString());  // else telling all would make the deleted group anew
+        };
+        ChangeConfig<CONFIG>(before, mix, save);
+        CONFIG other(KxN::KxxFromSystemPath(FuzzPath()));  // what the last change has left
+        ChangeConfig<CONFIG>(
+            before, [&](CONFIG& config) { config.Update(other); }, save);
+    }
+}
+
+/// Changes or adds one key of the first group and saves. The bytes of all other lines must stay. Then all other changes.
+template <class CONFIG, class SAVE>
+void FuzzConfig(std::uint8_t const* data, std::size_t size, SAVE save) {
+    std::string const before(reinterpret_cast<char const*>(data), size);
+    FuzzChanges<CONFIG>(before, save);
+    auto const writeFirst = [](CONFIG& config) {
+        if (config.GetGroupCount() > 0) config.SetGroup(config.GetGroup(0));
+        config.WriteKey(config.GetKeyCount() > 0 ? config.GetKeyName(0) : KxN::KxString(L"k"), L"fuzzed");
+    };
+    bool const isSaved = ChangeConfig<CONFIG>(before, writeFirst, save);
     std::string const after = FuzzBytes();
     if (!isSaved) {
         if (after != before) std::abort();
         return;
     }
-    CONFIG again(KxN::KxxFromSystemPath(FuzzPath()));
-    if (DumpConfig(again) != changed) std::abort();
     KxN::KxTextEncoding const encoding = KxN::KxxDetectEncoding(before);
     bool const isUtf16 = encoding == KxN::KxTextEncoding::Utf16LE || encoding == KxN::KxTextEncoding::Utf16BE;
     // Where a line feed is one byte, the bytes that changed are those of one line.

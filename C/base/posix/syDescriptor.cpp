@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <fcntl.h>
@@ -209,8 +210,10 @@ FileStamp StampOf(std::string const& path) {
     stamp.changed = nanoseconds(status.st_ctim);
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    constexpr long long clockTick = 50'000'000;  // file times move in steps of some milliseconds
-    stamp.isYoung = nanoseconds(now) - stamp.changed < clockTick;
+    // File times move in steps of some milliseconds; where they have no fractions, of one or two seconds. A time further
+    // ahead comes from another clock, by which nothing would ever grow old.
+    long long const step = stamp.changed % 1'000'000'000 == 0 ? 2'000'000'000 : 50'000'000;
+    stamp.isYoung = std::abs(nanoseconds(now) - stamp.changed) < step;
     return stamp;
 }
 
@@ -259,6 +262,7 @@ int PartFile::Create(std::string const& target) {
 }
 
 int PartFile::PutInPlace(bool replace) {
+    std::string const directory = DirectoryOf(m_target);  // nothing may throw behind the renaming
     // What others wrote by way of the path is the same file, so it is flushed as well.
     int error = m_file.Sync();
     int const closeError = m_file.Close();
@@ -271,7 +275,7 @@ int PartFile::PutInPlace(bool replace) {
         return error;
     }
     m_path.clear();
-    return SyncDirectory(DirectoryOf(m_target));
+    return SyncDirectory(directory);
 }
 
 void PartFile::Discard() noexcept {

@@ -7,9 +7,11 @@
 //     [Scanner]
 //     Port = COM1
 //
-// The file is read when it is first needed, and again whenever it has changed on disk. A missing file is empty.
+// The file is read when it is first needed, and again whenever it may have changed on disk: when its size or a time of
+// it differs, or while its last change is so young that another may have left the same time. A missing file is empty.
 // Names compare without regard to case; of groups or keys with equal names the first counts. Lines are taken
-// apart after blanks and tabs at both ends are dropped; a value begins behind the first '=' and its blanks.
+// apart after blanks, tabs and carriage returns at both ends are dropped; then only blanks, not tabs, are dropped
+// in front of the first '=' and behind it. So blanks around a value are lost.
 //
 // Writing changes that one value and nothing else: comments, blank and unknown lines, order, spelling, line ends
 // and the encoding of the file stay (see syTextEncoding.h). Each WriteKey saves the whole file in one safe step
@@ -34,13 +36,15 @@ public:
     /// Number of keys of the current group, at most 65535.
     unsigned short GetKeyCount() const;
     /// Stores a key of the current group. 0 when it could not be stored: the file is write-protected, the medium
-    /// is full, or no line could hold it, as a value with a line feed. The file is then as it was.
+    /// is full, the file would exceed KxLimits, or no line could give it back, as a value with a line feed or a lone
+    /// surrogate. The file is then as it was, and so it is when this throws, which it does only without memory.
     unsigned char WriteKey(String const& key, String const& value);
 
     /// From here on keys are only noted; EndUpdate stores them all. Updates nest, the outermost counts. In between
-    /// reads see what was written.
+    /// reads see the file as it was, with what was written.
     void BeginUpdate();
-    /// 0 when the file could not be stored; nothing of the update is then in the file or seen by later reads.
+    /// Stores the noted keys; what others have written since BeginUpdate stays, but for those keys. 0 when the file
+    /// could not be stored; nothing of the update is then in the file or seen by later reads.
     unsigned char EndUpdate();
 
 protected:
@@ -48,7 +52,11 @@ protected:
     Document& Current() const;
     /// WriteKey with the reason why not: 0, a system error number, or -1 for what no line can hold.
     int Store(String const& key, String const& value);
-    int EndStore();
+    /// EndUpdate in the same way. `last` becomes the key that was noted last.
+    struct Note {
+        KxN::KxString group, key, value;
+    };
+    int EndStore(Note& last);
 
     KxN::KxString m_path;
     KxN::KxString m_group;

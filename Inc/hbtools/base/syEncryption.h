@@ -3,9 +3,10 @@
 //
 // Encryption of the names and values of a configuration file. It is off until EncryptionOn. While it is off, both
 // operations return their text unchanged, so that files are plain. While it is on, encrypting gives "{hb1}" and
-// URL-safe base64, which holds no bracket, equals sign, semicolon, blank or line end; decrypting gives back texts
-// with that mark and returns every other unchanged, so that plain files stay readable. A text of the user's that
-// starts with the mark survives in each state; written plainly and read while encryption is on, it is refused.
+// URL-safe base64, which holds no bracket, equals sign, semicolon, blank or line end. Decrypting gives back texts with
+// that mark, refuses one that cannot be decrypted or whose mark was changed in one or two places, and returns every
+// other unchanged, so that plain files stay readable. A text of the user's that starts with the mark comes back as it
+// is if it was encrypted, or if encryption is off; written plainly and decrypted while it is on, it is refused.
 //
 // Texts are authenticated: a wrong password, a changed or a cut text raise KxEncryptionException, never garbage. The
 // key is made of the password by Argon2id, once for each password (64 MiB and about a tenth of a second).
@@ -26,7 +27,8 @@ public:
 
 namespace KxTools {
 
-/// Switch for all that follows; texts that were read or written before stay as they are.
+/// Switch for all that follows; texts that were read or written before stay as they are. A configuration object that
+/// holds encrypted lines keeps what held when it read them, and refuses to write under anything else.
 KX_API void EncryptionOn();
 KX_API void EncryptionOff();
 

@@ -59,6 +59,8 @@ public:
     virtual int GetErrorMessage(wchar_t* buffer, unsigned int size, unsigned int* helpContext = nullptr);
     /// The whole text of any exception.
     static KxString TextOf(CException& exception) { return exception.ComposeText(); }
+    /// True for what ends the thread that it was thrown in: whoever collects failures lets it pass at once.
+    virtual bool EndsThread() const;
 
 protected:
     /// The text of this exception; each class composes its own.

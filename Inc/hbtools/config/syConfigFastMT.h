@@ -5,7 +5,8 @@
 // nothing with other objects, so that each thread may have its own on the same file; one object belongs to one thread
 // at a time, since reading moves the cursor too. All that syConfigFast.h says holds, but for the trimming of lines:
 // leading blanks, then trailing blanks, then trailing carriage returns, then trailing tabs, each once. So
-// a tab in front of a name belongs to it, and a blank in front of a carriage return to the value.
+// a tab in front of a name belongs to it, and a blank in front of a carriage return to the value: "n=12 \r\n" is the
+// text "12 ", which is no number.
 #pragma once
 
 #include "hbtools/base/syString.h"
@@ -24,16 +25,17 @@ public:
     /// One line as it stands in memory, for reading.
     struct SConfigItem {
         int kind = 0;      ///< 0 other, 1 group, 2 key.
-        CStringA rawLine;  ///< The bytes of the line without its line end.
+        CStringA rawLine;  ///< The bytes of the line without its line end: LF or CR LF.
         KxString name;     ///< Of a group or a key, decrypted.
-        KxString value;    ///< Of a key, decrypted.
+        KxString value;    ///< Of a key, decrypted; empty if it cannot be.
     };
 
-    /// Reads the file. @throws KxEncryptionException for a text that cannot be decrypted, naming file, group and key
+    /// Reads the file. @throws KxEncryptionException for a name that cannot be decrypted, naming file, group and key
     explicit KxConfigFastMT(KxString const& path);
     KxConfigFastMT(KxConfigFastMT const&) = delete;
     KxConfigFastMT& operator=(KxConfigFastMT const&) = delete;
-    /// Flushes what has changed. What cannot be written is lost without a word: call Flush where it matters.
+    /// Flushes what has changed. What cannot be written is lost with a line on standard error that names the file and the
+    /// reason: call Flush where it matters.
     virtual ~KxConfigFastMT();
 
     // All as in KxConfigFast.
@@ -54,7 +56,7 @@ public:
     void DeleteGroup(KxString const& group);
     void Update(KxConfigFastMT& other);
 
-    /// Writes the file if something has changed; makes its directory if that is missing. @throws KxFileException
+    /// Writes the file, changed or not; makes its directory if that is missing. @throws KxFileException
     void Flush();
 
 protected:

@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 //
 // KxConfigMT is KxConfiguration for worker threads: the same typed values, checks and exceptions on a file that is read
-// once and held in memory (see syConfigFastMT.h, syConfigValues.h). It shares nothing with other objects, and its
-// failure texts are literals, not string resources. Each thread may have its own object on the same file, and
-// sees what others write only with a new object; the last Flush wins. One object belongs to one thread.
+// once and held in memory (see syConfigFastMT.h, syConfigValues.h). It shares nothing with other objects. Its own
+// failure texts, 6310 to 6317, are literals; those of exceptions that other rooms make, for a missing key, a number
+// out of its range, a missing file, what cannot be written or decrypted, are string resources as everywhere. Each
+// thread may have its own object on the same file, and sees what others write only with a new object; the last Flush
+// wins. One object belongs to one thread.
 #pragma once
 
 #include "hbtools/config/syConfigFastMT.h"
@@ -14,8 +16,8 @@ namespace KxN {
 
 class KX_API KxConfigMT : public KxConfigFastMT, public KxConfigValues {
 public:
-    /// Reads the file. With `throwOnError` failures throw KxConfigurationException.
-    /// @throws KxEncryptionException as KxConfigFastMT, whatever the flag
+    /// Reads the file. With `throwOnError` failures throw KxConfigurationException. Whatever the flag, this, reading
+    /// and writing @throw KxEncryptionException as KxConfigFastMT does.
     KxConfigMT(KxString const& path, int throwOnError) : KxConfigFastMT(path), KxConfigValues(throwOnError) {}
     ~KxConfigMT() override;
 

@@ -68,7 +68,8 @@ public:
     int Read(KxString& value, KxString const& key) const;
     KxString ReadString(KxString const& key) const;
 
-    /// One number, in the whole range of the type or in a range to which both ends belong.
+    /// One number, in the whole range of the type or in a range to which both ends belong. A float is compared as the
+    /// float that it becomes; what no finite float or double holds is in no range.
     template <class T>
     requires isInteger<T>
     int Read(T& value, KxString const& key, KxTRange<T> const& range = Whole<T>()) const {
@@ -81,7 +82,7 @@ public:
     requires isFloat<T>
     int Read(T& value, KxString const& key, KxTFloatRange<T> const& range = WholeFloat<T>()) const {
         double number = 0;
-        if (!ReadDouble(number, key, Wide(range))) return 0;
+        if (!ReadDouble(number, key, Wide(range), std::same_as<T, float>)) return 0;
         value = static_cast<T>(number);
         return 1;
     }
@@ -111,7 +112,7 @@ public:
     int Read(KxTPair<T>& value, KxString const& key, KxTFloatRange<T> const& first, KxTFloatRange<T> const& second,
              int ordered) const {
         KxTPair<double> numbers;
-        if (!ReadDoubles(numbers, key, Wide(first), Wide(second), ordered)) return 0;
+        if (!ReadDoubles(numbers, key, Wide(first), Wide(second), std::same_as<T, float>, ordered)) return 0;
         value = KxTPair<T>(static_cast<T>(numbers.first), static_cast<T>(numbers.second));
         return 1;
     }
@@ -125,7 +126,9 @@ public:
     template <detail::OneOf<long, int, short> T>
     int Read(KxTRectangle<T>& value, KxString const& key, KxTRectangle<T> const& limit) const {
         KxTRectangle<long long> read;
-        if (!ReadRectangle(read, key, {limit.left, limit.top, limit.right, limit.bottom})) return 0;
+        if (!ReadRectangle(read, key, Wide(KxTRange<T>(limit.left, limit.right)),
+                           Wide(KxTRange<T>(limit.top, limit.bottom))))
+            return 0;
         value = KxTRectangle<T>(static_cast<T>(read.left), static_cast<T>(read.top), static_cast<T>(read.right),
                                 static_cast<T>(read.bottom));
         return 1;
@@ -157,15 +160,17 @@ public:
     KxTRange<unsigned short> ReadRangeUSHORT(KxString const& key, int ordered) const;
 
     /// Writes a value: mind the order, the value comes first. Fails for what no line can hold and for a file that cannot
-    /// be written. @throws KxEncryptionException, in KxConfigMT, while encryption is on without a password
+    /// be written. Blanks around the value are lost, as in every plain file. @throws KxEncryptionException, in KxConfigMT,
+    /// while encryption is on without a password, or not as the file was read
     int Write(KxString const& value, KxString const& key);
     int Write(wchar_t const* value, KxString const& key) { return Write(KxString(value), key); }
     template <class T>
     requires isInteger<T>
     int Write(T value, KxString const& key) { return WriteIntegers<T>({value}, key); }
-    /// With `precision` significant digits, at most 17. NaN and infinities are refused, as reading would refuse them.
+    /// With `precision` significant digits, at most KxLimits::formatPrecision. NaN and infinities are
+    /// refused, as reading would refuse them.
     int Write(double value, KxString const& key, unsigned short precision);
-    /// With `precision` digits behind the point, at most 17.
+    /// With `precision` digits behind the point, at most KxLimits::formatPrecision.
     int Write(KxTPair<double> const& value, KxString const& key, unsigned short precision);
     int Write(KxTPair<float> const& value, KxString const& key, unsigned short precision) {
         return Write(KxTPair<double>(value.first, value.second), key, precision);
@@ -205,6 +210,8 @@ protected:
 
     /// The rest of SetGroup once the group is set and its keys are counted.
     int CheckKeyCount(unsigned short count, unsigned short minKeys);
+    /// 0, or throws KxConfigurationException with that message.
+    int Failure(KxString const& message) const;
 
 private:
     using Range = KxTRange<long long>;
@@ -236,7 +243,9 @@ private:
     }
     template <class T>
     static constexpr FloatRange Wide(KxTFloatRange<T> const& range) {
-        return {static_cast<double>(range.minimum), static_cast<double>(range.maximum)};
+        constexpr KxTFloatRange<T> whole = WholeFloat<T>();
+        return {static_cast<double>(range.minimum < whole.minimum ? whole.minimum : range.minimum),
+                static_cast<double>(range.maximum > whole.maximum ? whole.maximum : range.maximum)};
     }
     template <class T, class... RANGE>
     T Value(KxString const& key, RANGE const&... range) const {
@@ -259,12 +268,13 @@ private:
     static KxTools::String Text(long long number);
 
     int ReadInteger(long long& value, KxString const& key, Range const& range) const;
-    int ReadDouble(double& value, KxString const& key, FloatRange const& range) const;
+    int ReadDouble(double& value, KxString const& key, FloatRange const& range, bool narrows) const;
     int ReadIntegers(KxTPair<long long>& value, KxString const& key, Range const& first, Range const& second,
                      int ordered) const;
     int ReadDoubles(KxTPair<double>& value, KxString const& key, FloatRange const& first, FloatRange const& second,
-                    int ordered) const;
-    int ReadRectangle(KxTRectangle<long long>& value, KxString const& key, KxTRectangle<long long> const& limit) const;
+                    bool narrows, int ordered) const;
+    int ReadRectangle(KxTRectangle<long long>& value, KxString const& key, Range const& across,
+                      Range const& down) const;
     template <class PARSED, class RANGE, class NUMBER>
     int StorePair(KxTPair<NUMBER>& value, KxString const& key, KxString const& text, PARSED const (&parsed)[2],
                   RANGE const& first, RANGE const& second, int ordered) const;
@@ -273,7 +283,7 @@ private:
     int Fail(unsigned short id, KxString const& key, ARGUMENTS const&... arguments) const;
     int FailRange(KxString const& key, KxString const& value, KxString const& minimum, KxString const& maximum) const;
 
-    int FailStore(KxString const& key, KxString const& value) const;
+    int FailStore(KxString const& key, KxString const& value) const { return Failure(NotStoredMessage(key, value)); }
 
     int m_throwOnError;
     int m_groupSeen = 0;

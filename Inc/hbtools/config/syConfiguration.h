@@ -28,6 +28,8 @@ public:
     using KxConfig::SetGroup;
     /// Sets the current group, also when it fails. 1 if it has at least `minKeys` keys.
     int SetGroup(KxString const& group, unsigned short minKeys);
+    /// As Config::EndUpdate: 1, or a failure, which tells of the key that was noted last.
+    int EndUpdate();
 
 protected:
     KxString ValueOf(KxString const& key) const override;

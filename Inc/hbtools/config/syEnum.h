@@ -42,7 +42,8 @@ public:
     explicit KxEnum(KxItem const& first, ITEMS const&... items) {
         (void)(AddUnlessEnd(first) && ... && AddUnlessEnd(items));
     }
-    /// Labels only: the first has the value `first`, each next one the next number. A null pointer ends the list.
+    /// Labels only: the first has the value `first`, each next one the next number, which wraps behind INT_MAX. A
+    /// null pointer ends the list.
     template <std::convertible_to<char const*>... LABELS>
     KxEnum(int first, char const* label, LABELS... labels) {
         (void)(AddUnlessEnd(first, label) && ... && AddUnlessEnd(first, labels));

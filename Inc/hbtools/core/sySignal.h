@@ -9,13 +9,16 @@
 //     changed.Emit(7);
 //
 // While it is called a slot may connect and disconnect any slots, itself included, emit the same signal again, or
-// destroy the signal. In one emission each connected slot is called once, those that are connected meanwhile too.
-// A slot that throws keeps no other from being called; the first exception leaves Emit at its end. Threads: a signal
-// belongs to one thread at a time, and slots run on the thread that emits.
+// destroy the signal. In one emission each connected slot is called once, those that are connected meanwhile too, but for
+// a slot that was called in it, disconnected, and connected again: that is the same slot, and was called.
+// A slot that throws keeps no other from being called; the first exception leaves Emit at its end, later ones are
+// released. Only what ends the thread (CException::EndsThread, pthread_exit) leaves at once.
+// Threads: a signal belongs to one thread at a time, and slots run on the thread that emits.
 #pragma once
 
 #include "hbtools/core/syList.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <exception>
@@ -24,12 +27,14 @@
 
 namespace KxN {
 
+class CException;
+
 namespace detail {
 
 /// The first exception of an emission.
 class KX_API SlotFailure {
 public:
-    /// In a handler of any exception: keeps the first; releases a later one. The forced end of a thread passes on.
+    /// In a handler of any exception: keeps the first; releases a later one. What ends the thread passes on.
     void Keep();
     void Rethrow() {
         if (m_first) [[unlikely]]
@@ -37,6 +42,9 @@ public:
     }
 
 private:
+    CException* First() const;
+    void Release();
+
     std::exception_ptr m_first;
 };
 
@@ -55,6 +63,7 @@ public:
         Mark(gone);
         for (SlotDescriptor* slot : m_slots) delete slot;
         for (StaticSlotDescriptor* slot : m_staticSlots) delete slot;
+        ForgetDropped();
     }
 
     /// Connects a method of an object, which stays the caller's and must live until it is disconnected. The method
@@ -91,7 +100,6 @@ public:
     /// the outer one has not called by then has had the newer argument and is not called again.
     void Emit(A argument) {
         if (m_slots.Count() + m_staticSlots.Count() == 0) return;
-        ++m_emission;
         Frame frame(*this);
         detail::SlotFailure failure;
         Call(m_slots, frame, failure, argument);
@@ -107,15 +115,23 @@ private:
 
     /// An emission under way. It stands on the stack, so that it outlives the signal.
     struct Frame {
-        explicit Frame(KxTSignal& signal) : owner(signal), outer(signal.m_frame) { signal.m_frame = this; }
+        explicit Frame(KxTSignal& signal) : owner(signal), outer(signal.m_frame), number(++signal.m_emission) {
+            signal.m_frame = this;
+        }
         Frame(Frame const&) = delete;
         Frame& operator=(Frame const&) = delete;
         ~Frame() {
-            if (state != gone) owner.m_frame = outer;
+            if (state == gone) return;
+            owner.m_frame = outer;
+            if (!outer) owner.ForgetDropped();
         }
+
+        /// The number of the first emission under way.
+        unsigned long long Outermost() const { return outer ? outer->Outermost() : number; }
 
         KxTSignal& owner;
         Frame* outer;
+        unsigned long long number;  // of the emission
         State state = same;
     };
 
@@ -128,6 +144,7 @@ private:
         /// The pointer to the method as bytes: the same in every module, which the stub's address need not be.
         std::array<std::byte, 2 * sizeof(void*)> method;
         unsigned long long called;  // the number of the last emission that called it
+        SlotDescriptor* nextDropped;
     };
 
     struct StaticSlotDescriptor {
@@ -137,6 +154,7 @@ private:
         void (*stub)(A argument, StaticSlotDescriptor& descriptor);
         void (*function)();
         unsigned long long called;
+        StaticSlotDescriptor* nextDropped;
     };
 
     template <class C, class M>
@@ -168,11 +186,23 @@ private:
         for (Frame* frame = m_frame; frame; frame = frame->outer) frame->state = state;
     }
 
+    SlotDescriptor*& Dropped(SlotDescriptor const&) { return m_dropped; }
+    StaticSlotDescriptor*& Dropped(StaticSlotDescriptor const&) { return m_staticDropped; }
+
+    template <class D>
+    D* FindDropped(D const& slot) {
+        D* dropped = Dropped(slot);
+        while (dropped && !(*dropped == slot)) dropped = dropped->nextDropped;
+        return dropped;
+    }
+
     template <class D>
     void Add(KxTList<D*>& slots, D const& slot) {
         auto fresh = std::make_unique<D>(slot);
         slots.AddTail(fresh.get());
-        static_cast<void>(fresh.release());
+        D* const added = fresh.release();
+        D const* const dropped = FindDropped(slot);
+        if (dropped && dropped->called >= m_frame->number) added->called = m_emission;
         Mark(changed);
     }
 
@@ -180,9 +210,22 @@ private:
     void Drop(KxTList<D*>& slots, D const& slot) {
         for (int index = slots.Count() - 1; index >= 0; --index) {
             if (!(*slots[index] == slot)) continue;
-            delete slots.Remove(index);
+            std::unique_ptr<D> dropped(slots.Remove(index));
             Mark(changed);
+            // What was called in an emission under way is remembered, once, until the last of them ends.
+            if (!m_frame || dropped->called < m_frame->Outermost()) continue;
+            if (D* const known = FindDropped(slot)) {
+                known->called = std::max(known->called, dropped->called);
+            } else {
+                dropped->nextDropped = Dropped(slot);
+                Dropped(slot) = dropped.release();
+            }
         }
+    }
+
+    void ForgetDropped() {
+        while (m_dropped) delete std::exchange(m_dropped, m_dropped->nextDropped);
+        while (m_staticDropped) delete std::exchange(m_staticDropped, m_staticDropped->nextDropped);
     }
 
     /// Walks a list of slots, anew from its head after any change, until it passes all without calling one.
@@ -206,6 +249,8 @@ private:
     KxTList<SlotDescriptor*> m_slots;
     KxTList<StaticSlotDescriptor*> m_staticSlots;
     unsigned long long m_emission = 0;
+    SlotDescriptor* m_dropped = nullptr;  // chains
+    StaticSlotDescriptor* m_staticDropped = nullptr;
     Frame* m_frame = nullptr;  // the innermost emission under way
 };
 

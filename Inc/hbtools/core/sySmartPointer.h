@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // KxTSmartPointer<T> holds one reference to a T derived from KxRefCounter, or none. The object is deleted with its
-// last reference. Copies share the object. Nothing throws but what the destructor of a T throws.
+// last reference. Copies share the object. Nothing here throws but a T whose Ref does; a T must not throw when it is
+// released or deleted, which would end the program.
 // Threads: as KxRefCounter, all references to one object stay within one thread.
 //
 //     KxTSmartPointer<KxState> state(new MyState);
