@@ -9,7 +9,7 @@
 namespace KxN::detail {
 
 // A forced unwinding carries no object, which the check for null takes for a fault.
-[[gnu::no_sanitize("null")]] void SlotFailure::Keep() {
+__attribute__((no_sanitize("null"))) void SlotFailure::Keep() {
     try {
         throw;
     } catch (abi::__forced_unwind&) {
