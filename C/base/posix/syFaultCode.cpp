@@ -250,7 +250,7 @@ bool IsReturnAddress(std::uintptr_t address) {
         unsigned int const operandMode = code[1] >> 6;
         bool const hasIndex = operandMode != 3 && (code[1] & 7U) == 4;
         unsigned int const base = hasIndex ? code[2] & 7U : code[1] & 7U;
-        unsigned int const displacement = operandMode == 1                                     ? 1
+        unsigned int const displacement = operandMode == 1                                      ? 1
                                           : operandMode == 2 || (operandMode == 0 && base == 5) ? 4
                                                                                                 : 0;
         if (length == 2U + (hasIndex ? 1 : 0) + displacement) return true;
