@@ -161,7 +161,7 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     Progress progress(L"Aligning");
     int done = 0;
     double cell = KxMath::Max(size / 16, finest);
-    for (bool last = false; !last; cell = KxMath::Max(cell / 4, finest)) {
+    for (bool last = false; !last;) {
         last = cell <= finest;
         // Coarse planes need few points, and few are enough to find a coarse motion.
         KxTArray<KxVec3d> const compared = last ? points : Thinned(points, fewCompared);
@@ -176,6 +176,7 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
                 throw new KxException(L"Alignment", __LINE__, KxString(L"The two scans have no surface in common"));
             if (step > 4 && way < (last ? 1e-7 : 1e-5) * size) break;
         }
+        cell = KxMath::Max(cell / 4, finest);
         if (!last) continue;
         for (KxVec3d const& point : points) {
             KxVec3d const place = result.motion * point;
