@@ -89,3 +89,7 @@
 #include "hbtools/persistence/syTag.h"
 #include "hbtools/persistence/syTagArchive.h"
 #include "hbtools/persistence/syTagInspector.h"
+
+#include "hbtools/properties/syProperty.h"
+#include "hbtools/properties/syPropertyList.h"
+#include "hbtools/properties/syPropertyTag.h"
