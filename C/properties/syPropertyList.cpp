@@ -31,7 +31,8 @@ std::size_t HashOf(std::wstring_view name) {
         hash = (hash ^ pair) * multiplier;
         hash ^= hash >> 32;
     }
-    if (!name.empty()) hash = (hash ^ static_cast<std::uint32_t>(name[0])) * multiplier;
+    if (!name.empty()) hash ^= static_cast<std::uint32_t>(name[0]);
+    hash *= multiplier;
     return hash ^ (hash >> 32);
 }
 

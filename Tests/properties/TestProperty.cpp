@@ -13,8 +13,8 @@ Owner Number(T value, wchar_t const* format = L"%d") {
 
 template <class T>
 Owner Buffer(std::initializer_list<T> values) {
-    return std::make_unique<KxTBuf1DProperty<T>>(
-        L"n", L"b: ", KxTBuf1D<T>(values.begin(), static_cast<unsigned>(values.size())), 3);
+    return std::make_unique<KxTBuf1DProperty<T>>(L"n", L"b: ",
+                                                 KxTBuf1D<T>(values.begin(), static_cast<unsigned>(values.size())), 3);
 }
 
 Owner Text(wchar_t const* value) {
@@ -79,8 +79,9 @@ TEST(Property, EveryKindStoresLoadsDescribesAndClones) {
 }
 
 TEST(Property, TextsHaveThreeFormsOfLengthAndMayBeNarrow) {
-    for (auto const& [length, prefix] : {std::pair{254, "\xFE"s}, std::pair{255, "\xFF\xFF\0"s},
-                                         std::pair{0xFFFD, "\xFF\xFD\xFF"s}, std::pair{0xFFFE, "\xFF\xFF\xFF\xFE\xFF\0\0"s}}) {
+    for (auto const& [length, prefix] :
+         {std::pair{254, "\xFE"s}, std::pair{255, "\xFF\xFF\0"s}, std::pair{0xFFFD, "\xFF\xFD\xFF"s},
+          std::pair{0xFFFE, "\xFF\xFF\xFF\xFE\xFF\0\0"s}}) {
         std::wstring const name(static_cast<std::size_t>(length), L'x');
         std::string units;
         for (int i = 0; i < length; ++i) units += "x\0"s;

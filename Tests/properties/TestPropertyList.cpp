@@ -5,8 +5,8 @@
 #include "hbtools/base/syLimits.h"
 #include "hbtools/persistence/syTagArchive.h"
 
-#include <pthread.h>
 #include <random>
+#include <pthread.h>
 
 using namespace test;
 
@@ -31,9 +31,9 @@ void Fill(KxPropertyList& list) {
     sub->Insert(Int(L"d", 4, 2));
 }
 
-std::string const image = Head("KxPropertyList") + Wide("l") + Wide("m") + "\1\0\0\0\2\0\0\0"s +           //
-                          Head("KxTProperty<int>") + Wide("a") + Wide("%d") + "\0\0\0\0\1\0\0\0"s +        //
-                          Head("KxPropertyList") + Wide("s") + Wide("") + "\2\0\0\0\1\0\0\0"s +            //
+std::string const image = Head("KxPropertyList") + Wide("l") + Wide("m") + "\1\0\0\0\2\0\0\0"s +     //
+                          Head("KxTProperty<int>") + Wide("a") + Wide("%d") + "\0\0\0\0\1\0\0\0"s +  //
+                          Head("KxPropertyList") + Wide("s") + Wide("") + "\2\0\0\0\1\0\0\0"s +      //
                           Head("KxTProperty<char>") + Wide("a") + Wide("%c") + "\0\0\0\0x"s;
 
 template <class Action>
@@ -155,20 +155,23 @@ TEST(PropertyList, LoadsIntoWhatItHoldsAndRefusesEveryCut) {
 TEST(PropertyList, RefusesForeignChildrenOwnedReferencesAndDepth) {
     std::string const list = Wide("l") + Wide("m") + "\0\0\0\0"s, one = list + "\1\0\0\0"s;
     std::string const numbered = "\1\0\0\0\1\0\0\0"s + Head("KxPropertyList").substr(4);
-    std::string const child = "\1\0\0\0\2\0\0\0"s + Head("KxTProperty<char>").substr(4) + Wide("a") + Wide("") + "\0\0\0\0x"s;
+    std::string const child =
+        "\1\0\0\0\2\0\0\0"s + Head("KxTProperty<char>").substr(4) + Wide("a") + Wide("") + "\0\0\0\0x"s;
     struct Case {
         std::string bytes;
         int cause;  // 0: the exception of wrong objects
     };
     for (Case const& c : {Case{Head("KxPropertyList") + list + "\xFF\xFF\xFF\xFF"s, 5},
-                          Case{numbered + one + "\1\0\0\0\1\0\0\0"s, 0},  // itself
+                          Case{numbered + one + "\1\0\0\0\1\0\0\0"s, 0},                         // itself
                           Case{numbered + list + "\2\0\0\0"s + child + "\1\0\0\0\2\0\0\0"s, 0},  // its child
                           Case{Head("KxPropertyList") + one + "\1\0\0\0\x63\0\0\0"s, 3},         // nothing
                           Case{Head("KxPropertyList") + one + Head("KxNothing"), 0}}) {
         KxPersistentObject::InitializeReferenceMap();
         auto const load = [&] { LoadFrom(c.bytes); };
-        if (c.cause) EXPECT_EQ(CauseOf<CArchiveException>(load), c.cause);
-        else Thrown<KxArchiveException>(load);
+        if (c.cause)
+            EXPECT_EQ(CauseOf<CArchiveException>(load), c.cause);
+        else
+            Thrown<KxArchiveException>(load);
         EXPECT_EQ(CauseOf<CArchiveException>([] { LoadFrom("\1\0\0\0\1\0\0\0"s); }), 3);  // nothing is left
     }
     std::string deep;
@@ -203,18 +206,20 @@ TEST(PropertyList, DeepTreesNeedNoStack) {
 using Generator = std::minstd_rand0;
 
 /// One random property; lists get children.
-KxProperty* Random(Generator& random, int number, int& left) {
+KxProperty* Random(Generator& random, int number, int& left, int depth = 100) {
     KxString const name = NameOf(number);
     switch (random() % 6) {
         case 0: return new KxTProperty<double>(name, L"%g", 0.5 * number, random() % 0x10000);
         case 1: return new KxTProperty<long>(name, L"%ld", -number, 0);
         case 2: return new KxStringProperty(name, L"%s", NameOf(-number), 0);
         case 3: return new KxTBuf1DProperty<float>(name, L"", KxTBuf1D<float>(static_cast<unsigned>(random() % 9)), 0);
-        case 4: return new KxTBuf1DProperty<unsigned long>(name, L"", KxTBuf1D<unsigned long>(static_cast<unsigned>(random() % 9)), 0);
+        case 4:
+            return new KxTBuf1DProperty<unsigned long>(name, L"",
+                                                       KxTBuf1D<unsigned long>(static_cast<unsigned>(random() % 9)), 0);
         default: {
             auto* const list = new KxPropertyList(name, L"", 0);
-            for (int i = static_cast<int>(random() % 60); i > 0 && left > 0; --i)
-                list->Insert(Random(random, --left, left));
+            for (int i = static_cast<int>(random() % 60); i > 0 && left > 0 && depth > 0; --i)
+                list->Insert(Random(random, --left, left, depth - 1));
             return list;
         }
     }
@@ -249,6 +254,7 @@ TEST(PropertyTag, RefusesOtherClassesAndOwnedReferences) {
     KxProperty* property = nullptr;
     Thrown<KxDynamicObjectException>([&] { KxTagArchive(&file, 0) << KxPropertyTag(1, property); });
     file.SetLength(0);
+    file.Seek(0, CFile::begin);
     KxTProperty<char> one(L"n", L"", 'x', 0);
     property = &one;
     KxTagArchive(&file, 0) << KxPropertyTag(1, property);

@@ -27,8 +27,8 @@ class CStringT;
 namespace detail {
 
 /// One argument of a format: a number by value, a text by view, or a pointer.
-using FormatArgument =
-    std::variant<long long, unsigned long long, double, wchar_t, char, std::wstring_view, std::string_view, void const*>;
+using FormatArgument = std::variant<long long, unsigned long long, double, wchar_t, char, std::wstring_view,
+                                    std::string_view, void const*>;
 
 KX_API std::wstring FormatText(std::wstring_view format, FormatArgument const* arguments, std::size_t count);
 KX_API std::wstring_view ViewOf(KxTools::String const& text);

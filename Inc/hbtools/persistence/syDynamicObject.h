@@ -65,9 +65,7 @@ public:
     KxTFactory(KxTFactory const&) = delete;
     KxTFactory& operator=(KxTFactory const&) = delete;
 
-    KxDynamicObject* Create(KxString const& className) override {
-        return className == m_className ? new T : nullptr;
-    }
+    KxDynamicObject* Create(KxString const& className) override { return className == m_className ? new T : nullptr; }
 
 private:
     KxString const& m_className;

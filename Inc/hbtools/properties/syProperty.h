@@ -142,7 +142,7 @@ private:
     USE(unsigned long)              \
     USE(float)                      \
     USE(double)
-#define HBTOOLS_PROPERTY_EXTERN(T)          \
+#define HBTOOLS_PROPERTY_EXTERN(T)        \
     extern template class KxTProperty<T>; \
     extern template class KxTBuf1DProperty<T>;
 HBTOOLS_PROPERTY_TYPES(HBTOOLS_PROPERTY_EXTERN)
