@@ -208,7 +208,8 @@ TEST(ObjectGraph, DamageLeavesNothing) {
     }
     for (std::size_t length = 0; length < whole.size(); ++length) {
         std::string const what = Thrown([&] { read({whole.begin(), whole.begin() + static_cast<long>(length)}); });
-        EXPECT_TRUE(what == "file 14" || what == "archive 3" || length == 18) << length << what;
+        bool const isNull = length == 0x12 || length == 0x9a;  // a record without payload
+        EXPECT_TRUE(isNull ? what.empty() : what == "file 14" || what == "archive 3") << length << what;
     }
     EXPECT_EQ(g_alive, 0);
     // The object within another is the other one again; without a bound that would double 4096 times.
