@@ -6,6 +6,7 @@
 #include "hbtools/persistence/syDynamicObject.h"
 
 #include "hbtools/base/syResource.h"
+#include "persistence/syFactories.h"
 #include "persistence/syTextIds.h"
 
 #include <algorithm>
@@ -35,7 +36,8 @@ using Places = std::vector<Place>;
 
 struct Registry {
     KxFactoryListElement* head = nullptr;
-    unsigned long long count = 0;  // registered so far
+    unsigned long long count = 0;       // registered so far
+    unsigned long long generation = 1;  // changes with the list
     std::unordered_map<std::wstring, Places, NameHash, std::equal_to<>> byName;
     Places others;  // which must be asked for every name
 
@@ -64,6 +66,7 @@ KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory, KxString 
     Registry& registry = TheRegistry();
     registry.PlacesOf(m_className).push_back({registry.count, this, factory});
     ++registry.count;
+    ++registry.generation;
     m_next = std::exchange(registry.head, this);
 }
 
@@ -72,6 +75,7 @@ KxFactoryListElement& KxFactoryListElement::operator=(KxFactoryListElement const
     Registry& registry = TheRegistry();
     Places& places = registry.PlacesOf(m_className);
     if (auto const old = PlaceOf(places, this); old != places.end()) {
+        ++registry.generation;
         Place const place{old->number, this, other.m_factory};
         places.erase(old);
         Places& target = registry.PlacesOf(other.m_className);
@@ -89,11 +93,22 @@ KxFactoryListElement::~KxFactoryListElement() {
     Places& places = registry.PlacesOf(m_className);
     if (auto const place = PlaceOf(places, this); place != places.end()) {
         places.erase(place);
+        ++registry.generation;
         KxFactoryListElement** link = &registry.head;
         while (*link != this) link = &(*link)->m_next;
         *link = m_next;
     }
     if (places.empty() && &places != &registry.others) registry.byName.erase(std::wstring(m_className.View()));
+}
+
+unsigned long long detail::FactoryGeneration() {
+    return TheRegistry().generation;
+}
+
+KxAbstractFactory* detail::FirstFactory(KxString const& className) {
+    Registry const& registry = TheRegistry();
+    auto const found = registry.byName.find(className.View());
+    return registry.others.empty() && found != registry.byName.end() ? found->second.back().factory : nullptr;
 }
 
 KxDynamicObject* CreateObject(KxString const& className) {

@@ -5,11 +5,16 @@
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/persistence/syTagArchive.h"
+#include "persistence/syFactories.h"
 #include "persistence/syTextIds.h"
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
+#include <typeinfo>
 #include <unordered_map>
 #include <utility>
 
@@ -134,6 +139,66 @@ private:
     int m_number;
 };
 
+/// Classes that were loaded lately, by the bytes of their names, so that most names are neither decoded nor looked up.
+class LatelyLoaded {
+public:
+    /// Takes the class name from the archive and makes its object; null if nobody knows the class, or it is of another kind.
+    KxPersistentObject* Make(CArchive& archive) {
+        std::size_t ready = 0;
+        BYTE const* const bytes = archive.GetReadAhead(ready);
+        std::size_t const size = ready > 4 && bytes[0] == 0xff && bytes[1] == 0xfe && bytes[2] == 0xff
+                                     ? std::size_t{4} + std::size_t{2} * bytes[3]
+                                     : 0;
+        if (size < 16 || bytes[3] == 0xff || size > ready) return MakeByName(archive, nullptr, std::string());
+        std::string_view const image(reinterpret_cast<char const*>(bytes), size);
+        std::size_t const first = std::hash<std::string_view>()(image.substr(size - 16)) ^ size;
+        for (std::size_t const way : {0, 1}) {
+            SClass const& known = m_classes[(first + way) % m_classes.size()];
+            if (known.image != image || known.generation != detail::FactoryGeneration()) continue;
+            archive.TakeReadAhead(size);
+            std::unique_ptr<KxDynamicObject> made(known.factory->Create(known.name));
+            if (made && typeid(*made) == *known.type) return static_cast<KxPersistentObject*>(made.release());
+            if (!made) made.reset(CreateObject(known.name));
+            return Cast(made);
+        }
+        return MakeByName(archive, &m_classes[(first + (++m_turn & 1)) % m_classes.size()], std::string(image));
+    }
+
+private:
+    struct SClass {
+        std::string image;
+        KxString name;
+        unsigned long long generation = 0;  // of the factories: with them goes what stands here
+        KxAbstractFactory* factory = nullptr;
+        std::type_info const* type = nullptr;
+    };
+
+    static KxPersistentObject* Cast(std::unique_ptr<KxDynamicObject>& made) {
+        auto* const object = dynamic_cast<KxPersistentObject*>(made.get());
+        if (object) static_cast<void>(made.release());
+        return object;
+    }
+
+    static KxPersistentObject* MakeByName(CArchive& archive, SClass* place, std::string image) {
+        KxString className;
+        archive >> className;
+        std::unique_ptr<KxDynamicObject> made(CreateObject(className));
+        KxAbstractFactory* const factory = place ? detail::FirstFactory(className) : nullptr;
+        KxPersistentObject* const object = Cast(made);
+        if (object && factory)
+            *place = {std::move(image), className, detail::FactoryGeneration(), factory, &typeid(*object)};
+        return object;
+    }
+
+    std::array<SClass, 64> m_classes;
+    std::size_t m_turn = 0;
+};
+
+LatelyLoaded& TheLatelyLoaded() {
+    static auto& classes = *new LatelyLoaded;
+    return classes;
+}
+
 }  // namespace
 
 KxPersistentObject::~KxPersistentObject() {
@@ -190,10 +255,8 @@ KxPersistentObject* KxPersistentObject::LoadChecked(CArchive& archive, Check che
             return known;
         }
     }
-    KxString className;
-    archive >> className;
-    std::unique_ptr<KxDynamicObject> made(CreateObject(className));
-    auto* const object = dynamic_cast<KxPersistentObject*>(made.get());
+    std::unique_ptr<KxPersistentObject> made(TheLatelyLoaded().Make(archive));
+    KxPersistentObject* const object = made.get();
     if (!object) ThrowWrongObject(archive, __LINE__);
     if (check) check(archive, *object, false);
     if (isNumbered) TheReferences().AddLoaded(static_cast<int>(number), object);

@@ -252,7 +252,7 @@ void KxPropertyList::Serialize(CArchive& archive) {
     archive >> count;
     refuseCount(count);
     for (; count > 0; --count) {
-        std::unique_ptr<KxProperty> child(dynamic_cast<KxProperty*>(LoadChecked(archive, &CheckChild)));
+        std::unique_ptr<KxProperty> child(static_cast<KxProperty*>(LoadChecked(archive, &CheckChild)));
         Insert(child.get());
         static_cast<void>(child.release());
     }
