@@ -152,7 +152,7 @@ public:
         if (size < 16 || bytes[3] == 0xff || size > ready) return MakeByName(archive, nullptr, std::string());
         std::string_view const image(reinterpret_cast<char const*>(bytes), size);
         std::size_t const first = std::hash<std::string_view>()(image.substr(size - 16)) ^ size;
-        for (std::size_t const way : {0, 1}) {
+        for (std::size_t way = 0; way < 2; ++way) {
             SClass const& known = m_classes[(first + way) % m_classes.size()];
             if (known.image != image || known.generation != detail::FactoryGeneration()) continue;
             archive.TakeReadAhead(size);
