@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/persistence/syObjectGraph.h"
 
-#include "TagTest.h"
+#include "FormatExamples.h"
+
+#include "hbtools/properties/syPropertyList.h"
 
 #include <optional>
 
@@ -255,6 +257,26 @@ TEST(ObjectGraph, AnObjectIsReplacedInPlace) {
     file.Seek(0, CFile::begin);
     KxTagArchive reading(&file, 1);
     EXPECT_EQ(ReadA(reading)->value, 77);
+}
+
+TEST(ObjectGraph, ExamplesOfThePageAreWhole) {
+    std::vector<std::string> const examples = Examples("objects.md");
+    ASSERT_EQ(examples.size(), 2U);
+    KxPropertyList list(L"l", L"", 3);
+    list.Insert(new KxTProperty<int>(L"n", L"%d", -2, 0));
+    CMemFile stored;
+    CArchive archive(&stored, CArchive::store);
+    list.Store(archive);
+    archive.Close();
+    EXPECT_EQ(HexOf(stored), examples[0]);
+
+    Type<A> a(10, -1);
+    Type<B> b(20, 10);
+    auto const file = FileOf(FromHex(examples[1]));
+    KxTagArchive reading(file.get(), 1);
+    auto const object = ReadA(reading);
+    ASSERT_TRUE(dynamic_cast<B*>(object.get()));
+    EXPECT_TRUE(object->value == 7 && object->otherAddress == 0x2000);
 }
 
 }  // namespace
