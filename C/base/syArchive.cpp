@@ -199,6 +199,25 @@ CArchive& CArchive::operator<<(unsigned long value) {
 }
 
 CArchive& CArchive::operator<<(KxTools::String const& text) {
+    std::wstring_view const characters = text.View();
+    if (IsStoring() && characters.size() < 0xff &&
+        static_cast<std::size_t>(m_limit - m_current) >= 4 + 2 * characters.size() && m_file) {
+        // Straight into the buffer, as nearly all texts go.
+        BYTE* out = m_current + 4;
+        std::uint32_t all = 0;
+        for (wchar_t const c : characters) {
+            all |= static_cast<std::uint32_t>(c);
+            auto const unit = static_cast<char16_t>(c);
+            std::memcpy(out, &unit, sizeof unit);
+            out += sizeof unit;
+        }
+        if (all <= 0xffff) {
+            BYTE const prefix[] = {0xff, 0xfe, 0xff, static_cast<BYTE>(characters.size())};
+            std::memcpy(m_current, prefix, sizeof prefix);
+            m_current = out;
+            return *this;
+        }
+    }
     std::u16string const units = KxxToUtf16(text.View());
     AfxWriteStringLength(*this, units.size(), true);
     WriteBlock(units.data(), units.size() * sizeof(char16_t));
@@ -254,6 +273,21 @@ ULONGLONG CArchive::ReadTextLength(int& charSize) {
 std::wstring CArchive::ReadText() {
     int charSize = 1;
     ULONGLONG const length = ReadTextLength(charSize);
+    if (charSize == 2 && length <= static_cast<std::size_t>(m_limit - m_current) / 2) {
+        // Straight from the buffer, unless there are surrogates.
+        std::wstring text(static_cast<std::size_t>(length), L'\0');
+        bool hasSurrogates = false;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            char16_t unit;
+            std::memcpy(&unit, m_current + 2 * i, sizeof unit);
+            text[i] = static_cast<wchar_t>(unit);
+            hasSurrogates |= (unit & 0xf800) == 0xd800;
+        }
+        if (!hasSurrogates) {
+            m_current += 2 * text.size();
+            return text;
+        }
+    }
     return charSize == 1 ? KxxWidenNarrow(ReadUnits<char>(length)) : KxxWidenUtf16(ReadUnits<char16_t>(length));
 }
 

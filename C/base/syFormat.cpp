@@ -158,6 +158,7 @@ private:
         if (auto const* const wide = std::get_if<std::wstring_view>(&argument)) return Text(c, *wide);
         if (auto const* const narrow = std::get_if<std::string_view>(&argument)) return Text(c, KxxWidenText(*narrow));
         if (auto const* const character = std::get_if<wchar_t>(&argument)) return Character(c, *character);
+        if (auto const* const character = std::get_if<char>(&argument)) return Narrow(c, *character);
         if (auto const* const number = std::get_if<double>(&argument)) return Floating(c, *number);
         if (auto const* const number = std::get_if<long long>(&argument))
             return Integer(
@@ -185,6 +186,14 @@ private:
         Conversion plain = c;
         plain.precision = -1;
         Text(plain, std::wstring_view(&character, 1));
+    }
+
+    /// As a number it has a sign, as a text it is a character of the thread's code page.
+    void Narrow(Conversion const& c, char character) {
+        if (character >= 0) return Character(c, static_cast<wchar_t>(character));
+        if (std::wstring_view(L"diuxXo").find(c.kind) != std::wstring_view::npos)
+            return Integer(c, true, static_cast<unsigned long long>(-static_cast<int>(character)));
+        for (wchar_t const wide : KxxWidenNarrow(std::string_view(&character, 1))) Character(c, wide);
     }
 
     void Integer(Conversion const& c, bool negative, unsigned long long magnitude) {

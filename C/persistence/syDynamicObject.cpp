@@ -6,6 +6,7 @@
 #include "hbtools/persistence/syDynamicObject.h"
 
 #include "hbtools/base/syResource.h"
+#include "persistence/syFactories.h"
 #include "persistence/syTextIds.h"
 
 #include <algorithm>
@@ -35,9 +36,13 @@ using Places = std::vector<Place>;
 
 struct Registry {
     KxFactoryListElement* head = nullptr;
-    unsigned long long count = 0;  // registered so far
+    unsigned long long count = 0;       // registered so far
+    unsigned long long generation = 1;  // changes with the list
     std::unordered_map<std::wstring, Places, NameHash, std::equal_to<>> byName;
     Places others;  // which must be asked for every name
+
+    /// Where a factory of that name is filed; the empty name stands for those that must be asked for every name.
+    Places& PlacesOf(KxString const& name) { return !name ? others : byName[std::wstring(name.View())]; }
 };
 
 /// Never destroyed: factories go when their modules do, some of them after everything else.
@@ -46,44 +51,64 @@ Registry& TheRegistry() {
     return registry;
 }
 
-bool Forget(Places& places, KxFactoryListElement const* element) {
-    auto const place =
-        std::find_if(places.begin(), places.end(), [element](Place const& p) { return p.element == element; });
-    if (place == places.end()) return false;
-    places.erase(place);
-    return true;
+Places::iterator PlaceOf(Places& places, KxFactoryListElement const* element) {
+    return std::find_if(places.begin(), places.end(), [element](Place const& p) { return p.element == element; });
 }
 
 }  // namespace
 
 KxDynamicObject::~KxDynamicObject() = default;
 
-KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory) : m_factory(factory) {
+KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory) : KxFactoryListElement(factory, KxString()) {}
+
+KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory, KxString const& className)
+    : m_factory(factory), m_className(className) {
     Registry& registry = TheRegistry();
-    registry.others.push_back({registry.count, this, factory});
+    registry.PlacesOf(m_className).push_back({registry.count, this, factory});
     ++registry.count;
+    ++registry.generation;
     m_next = std::exchange(registry.head, this);
 }
 
-KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory, KxString const& className) : m_factory(factory) {
+KxFactoryListElement& KxFactoryListElement::operator=(KxFactoryListElement const& other) {
+    if (this == &other) return *this;
     Registry& registry = TheRegistry();
-    registry.byName[std::wstring(className.View())].push_back({registry.count, this, factory});
-    ++registry.count;
-    m_next = std::exchange(registry.head, this);
+    Places& places = registry.PlacesOf(m_className);
+    if (auto const old = PlaceOf(places, this); old != places.end()) {
+        ++registry.generation;
+        Place const place{old->number, this, other.m_factory};
+        places.erase(old);
+        Places& target = registry.PlacesOf(other.m_className);
+        target.insert(std::upper_bound(target.begin(), target.end(), place,
+                                       [](Place const& a, Place const& b) { return a.number < b.number; }),
+                      place);
+    }
+    m_factory = other.m_factory;
+    m_className = other.m_className;
+    return *this;
 }
 
 KxFactoryListElement::~KxFactoryListElement() {
     Registry& registry = TheRegistry();
-    KxFactoryListElement** link = &registry.head;
-    while (*link && *link != this) link = &(*link)->m_next;
-    if (!*link) return;
-    *link = m_next;
-    if (Forget(registry.others, this)) return;
-    for (auto entry = registry.byName.begin(); entry != registry.byName.end(); ++entry) {
-        if (!Forget(entry->second, this)) continue;
-        if (entry->second.empty()) registry.byName.erase(entry);
-        return;
+    Places& places = registry.PlacesOf(m_className);
+    if (auto const place = PlaceOf(places, this); place != places.end()) {
+        places.erase(place);
+        ++registry.generation;
+        KxFactoryListElement** link = &registry.head;
+        while (*link != this) link = &(*link)->m_next;
+        *link = m_next;
     }
+    if (places.empty() && &places != &registry.others) registry.byName.erase(std::wstring(m_className.View()));
+}
+
+unsigned long long detail::FactoryGeneration() {
+    return TheRegistry().generation;
+}
+
+KxAbstractFactory* detail::FirstFactory(KxString const& className) {
+    Registry const& registry = TheRegistry();
+    auto const found = registry.byName.find(className.View());
+    return registry.others.empty() && found != registry.byName.end() ? found->second.back().factory : nullptr;
 }
 
 KxDynamicObject* CreateObject(KxString const& className) {

@@ -8,6 +8,9 @@
 
 namespace KxN::inner {
 
+constexpr std::uint32_t object = 208001;  // unless the application gives another
+constexpr std::uint32_t objectTypes = 208002;
+constexpr std::uint32_t objectAddress = 208003;
 constexpr std::uint32_t histogramValues = 208009;
 constexpr std::uint32_t vec3d = 208010;  // to 208012
 constexpr std::uint32_t vec3f = 208013;  // to 208015

@@ -5,9 +5,16 @@
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/persistence/syTagArchive.h"
+#include "persistence/syFactories.h"
 #include "persistence/syTextIds.h"
 
+#include <array>
+#include <atomic>
 #include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <typeinfo>
 #include <unordered_map>
 #include <utility>
 
@@ -17,26 +24,88 @@ namespace {
 
 constexpr wchar_t const* sourceName = L"syPersistentObject";
 
-struct Loaded {
-    KxPersistentObject* object;
-    unsigned long long order;  // of the objects of a run
-    bool isLoading = true;     // its body is still being read
-    bool isReferred = false;   // a reference to it was handed out meanwhile
-};
-
 int g_supportCycles = 0;
 int g_lastNumber = 0;
 int g_depth = 0;
-unsigned long long g_numLoaded = 0;
+constinit std::atomic<std::size_t> g_numKnown = 0;  // entries of the maps by object
 
-// Never destroyed: objects may be stored while the process ends.
-auto& LoadMap() {
-    static auto& map = *new std::unordered_map<int, Loaded>;
-    return map;
-}
-auto& StoreMap() {
-    static auto& map = *new std::unordered_map<KxPersistentObject const*, int>;
-    return map;
+/// What this run knows. Objects leave it when they are deleted, on whichever thread: no number ever leads to memory that
+/// is gone, or to what stands there since.
+class References {
+public:
+    void Clear() {
+        std::lock_guard const lock(m_mutex);
+        m_loaded.clear();
+        m_numbers.clear();
+        m_stored.clear();
+        g_numKnown = 0;
+    }
+
+    /// The object of that number; null if there is none.
+    KxPersistentObject* Find(int number) const {
+        std::lock_guard const lock(m_mutex);
+        auto const entry = m_loaded.find(number);
+        return entry == m_loaded.end() ? nullptr : entry->second.object;
+    }
+    void MarkReferred(int number) {
+        std::lock_guard const lock(m_mutex);
+        auto const entry = m_loaded.find(number);
+        if (entry != m_loaded.end()) entry->second.isReferred = true;
+    }
+    bool IsReferred(int number) const {
+        std::lock_guard const lock(m_mutex);
+        auto const entry = m_loaded.find(number);
+        return entry != m_loaded.end() && entry->second.isReferred;
+    }
+    void AddLoaded(int number, KxPersistentObject* object) {
+        std::lock_guard const lock(m_mutex);
+        m_loaded.emplace(number, Loaded{object});
+        try {
+            m_numbers.emplace(object, number);
+        } catch (...) {
+            m_loaded.erase(number);
+            throw;
+        }
+        ++g_numKnown;
+    }
+
+    /// Its number; a new one if it had none.
+    std::pair<int, bool> NumberOf(KxPersistentObject const* object) {
+        std::lock_guard const lock(m_mutex);
+        auto const [entry, isNew] = m_stored.try_emplace(object, g_lastNumber + 1);
+        if (isNew) {
+            ++g_lastNumber;
+            ++g_numKnown;
+        }
+        return {entry->second, isNew};
+    }
+
+    void Forget(KxPersistentObject const* object) noexcept {
+        std::lock_guard const lock(m_mutex);
+        g_numKnown -= m_stored.erase(object);
+        auto const entry = m_numbers.find(object);
+        if (entry == m_numbers.end()) return;
+        m_loaded.erase(entry->second);
+        m_numbers.erase(entry);
+        --g_numKnown;
+    }
+
+private:
+    struct Loaded {
+        KxPersistentObject* object;
+        bool isReferred = false;
+    };
+
+    mutable std::mutex m_mutex;
+    std::unordered_map<int, Loaded> m_loaded;
+    std::unordered_map<KxPersistentObject const*, int> m_numbers;
+    std::unordered_map<KxPersistentObject const*, int> m_stored;
+};
+
+// Never destroyed: objects may be stored, and die, while the process ends.
+References& TheReferences() {
+    static auto& references = *new References;
+    return references;
 }
 
 /// One level of objects within one another.
@@ -52,52 +121,89 @@ public:
     ~Level() { --g_depth; }
 };
 
-[[noreturn]] void ThrowWrongObject(CArchive& archive, unsigned long line) {
-    throw new KxArchiveException(sourceName, line, KxString(KxResId(text::WrongObjectType)),
-                                 KxString(archive.GetFile()->GetFileName()));
-}
-
 /// The object while its body is read. Unless all went well it is freed, but for one that somebody refers to.
 class Making {
 public:
     Making(KxPersistentObject* object, bool isNumbered, int number)
-        : m_object(object), m_isNumbered(isNumbered), m_number(number), m_order(++g_numLoaded) {
-        if (!isNumbered) return;
-        try {
-            LoadMap()[number] = {object, m_order};
-        } catch (...) {
-            delete object;
-            throw;
-        }
-    }
+        : m_object(object), m_isNumbered(isNumbered), m_number(number) {}
     Making(Making const&) = delete;
     Making& operator=(Making const&) = delete;
     ~Making() {
-        if (!m_object) return;
-        auto const own = LoadMap().find(m_number);
-        if (m_isNumbered && own != LoadMap().end() && own->second.object == m_object && own->second.isReferred) return;
-        // What its body had made goes with it, or is nobody's.
-        std::erase_if(LoadMap(), [this](auto const& entry) { return entry.second.order >= m_order; });
-        delete m_object;
+        if (m_object && !(m_isNumbered && TheReferences().IsReferred(m_number))) delete m_object;
     }
-    KxPersistentObject* Done() {
-        if (m_isNumbered) {
-            auto const entry = LoadMap().find(m_number);
-            if (entry != LoadMap().end()) entry->second.isLoading = false;
-        }
-        return std::exchange(m_object, nullptr);
-    }
+    KxPersistentObject* Done() { return std::exchange(m_object, nullptr); }
 
 private:
     KxPersistentObject* m_object;
     bool m_isNumbered;
     int m_number;
-    unsigned long long m_order;
 };
+
+/// Classes that were loaded lately, by the bytes of their names, so that most names are neither decoded nor looked up.
+class LatelyLoaded {
+public:
+    /// Takes the class name from the archive and makes its object; null if nobody knows the class, or it is of another kind.
+    KxPersistentObject* Make(CArchive& archive) {
+        std::size_t ready = 0;
+        BYTE const* const bytes = archive.GetReadAhead(ready);
+        std::size_t const size = ready > 4 && bytes[0] == 0xff && bytes[1] == 0xfe && bytes[2] == 0xff
+                                     ? std::size_t{4} + std::size_t{2} * bytes[3]
+                                     : 0;
+        if (size < 16 || bytes[3] == 0xff || size > ready) return MakeByName(archive, nullptr, std::string());
+        std::string_view const image(reinterpret_cast<char const*>(bytes), size);
+        std::size_t const first = std::hash<std::string_view>()(image.substr(size - 16)) ^ size;
+        for (std::size_t way = 0; way < 2; ++way) {
+            SClass const& known = m_classes[(first + way) % m_classes.size()];
+            if (known.image != image || known.generation != detail::FactoryGeneration()) continue;
+            archive.TakeReadAhead(size);
+            std::unique_ptr<KxDynamicObject> made(known.factory->Create(known.name));
+            if (made && typeid(*made) == *known.type) return static_cast<KxPersistentObject*>(made.release());
+            if (!made) made.reset(CreateObject(known.name));
+            return Cast(made);
+        }
+        return MakeByName(archive, &m_classes[(first + (++m_turn & 1)) % m_classes.size()], std::string(image));
+    }
+
+private:
+    struct SClass {
+        std::string image;
+        KxString name;
+        unsigned long long generation = 0;  // of the factories: with them goes what stands here
+        KxAbstractFactory* factory = nullptr;
+        std::type_info const* type = nullptr;
+    };
+
+    static KxPersistentObject* Cast(std::unique_ptr<KxDynamicObject>& made) {
+        auto* const object = dynamic_cast<KxPersistentObject*>(made.get());
+        if (object) static_cast<void>(made.release());
+        return object;
+    }
+
+    static KxPersistentObject* MakeByName(CArchive& archive, SClass* place, std::string image) {
+        KxString className;
+        archive >> className;
+        std::unique_ptr<KxDynamicObject> made(CreateObject(className));
+        KxAbstractFactory* const factory = place ? detail::FirstFactory(className) : nullptr;
+        KxPersistentObject* const object = Cast(made);
+        if (object && factory)
+            *place = {std::move(image), className, detail::FactoryGeneration(), factory, &typeid(*object)};
+        return object;
+    }
+
+    std::array<SClass, 64> m_classes;
+    std::size_t m_turn = 0;
+};
+
+LatelyLoaded& TheLatelyLoaded() {
+    static auto& classes = *new LatelyLoaded;
+    return classes;
+}
 
 }  // namespace
 
-KxPersistentObject::~KxPersistentObject() = default;
+KxPersistentObject::~KxPersistentObject() {
+    if (g_numKnown.load(std::memory_order_relaxed) != 0) TheReferences().Forget(this);
+}
 
 void KxPersistentObject::Serialize(CArchive&) {}
 
@@ -110,8 +216,7 @@ void KxPersistentObject::SupportCyclicReferences(int enable) {
 }
 
 void KxPersistentObject::InitializeReferenceMap() {
-    LoadMap().clear();
-    StoreMap().clear();
+    TheReferences().Clear();
     g_lastNumber = 0;
 }
 
@@ -119,9 +224,8 @@ void KxPersistentObject::Store(CArchive& archive) const {
     Level const level(archive);
     archive << static_cast<std::uint32_t>(g_supportCycles ? 1 : 0);
     if (g_supportCycles) {
-        auto const [entry, isNew] = StoreMap().try_emplace(this, g_lastNumber + 1);
-        if (isNew) ++g_lastNumber;
-        archive << static_cast<std::uint32_t>(entry->second);
+        auto const [number, isNew] = TheReferences().NumberOf(this);
+        archive << static_cast<std::uint32_t>(number);
         if (!isNew) return;
     }
     archive << KxxClassName(typeid(*this));
@@ -129,35 +233,35 @@ void KxPersistentObject::Store(CArchive& archive) const {
     const_cast<KxPersistentObject*>(this)->Serialize(archive);
 }
 
+void KxPersistentObject::ThrowWrongObject(CArchive& archive, unsigned long line) {
+    throw new KxArchiveException(sourceName, line, KxString(KxResId(text::WrongObjectType)),
+                                 KxString(archive.GetFile()->GetFileName()));
+}
+
 KxPersistentObject* KxPersistentObject::Load(CArchive& archive) {
-    return LoadObject(archive, true);
+    return LoadChecked(archive, nullptr);
 }
 
-KxPersistentObject* KxPersistentObject::LoadOwned(CArchive& archive) {
-    return LoadObject(archive, false);
-}
-
-KxPersistentObject* KxPersistentObject::LoadObject(CArchive& archive, bool mayRefer) {
+KxPersistentObject* KxPersistentObject::LoadChecked(CArchive& archive, Check check) {
     Level const level(archive);
     std::uint32_t flag = 0, number = 0;
     archive >> flag;
     bool const isNumbered = flag == 1;
     if (isNumbered) {
         archive >> number;
-        auto const known = LoadMap().find(static_cast<int>(number));
-        if (known != LoadMap().end()) {
-            if (!mayRefer) ThrowWrongObject(archive, __LINE__);
-            if (known->second.isLoading) known->second.isReferred = true;
-            return known->second.object;
+        if (KxPersistentObject* const known = TheReferences().Find(static_cast<int>(number))) {
+            if (check) check(archive, *known, true);
+            TheReferences().MarkReferred(static_cast<int>(number));
+            return known;
         }
     }
-    KxString className;
-    archive >> className;
-    std::unique_ptr<KxDynamicObject> made(CreateObject(className));
-    auto* const object = dynamic_cast<KxPersistentObject*>(made.get());
+    std::unique_ptr<KxPersistentObject> made(TheLatelyLoaded().Make(archive));
+    KxPersistentObject* const object = made.get();
     if (!object) ThrowWrongObject(archive, __LINE__);
-    static_cast<void>(made.release());
+    if (check) check(archive, *object, false);
+    if (isNumbered) TheReferences().AddLoaded(static_cast<int>(number), object);
     Making making(object, isNumbered, static_cast<int>(number));
+    static_cast<void>(made.release());
     std::uint16_t version = 0;
     archive >> version;
     if (KxVersion(version) == object->GetVersion())

@@ -15,15 +15,16 @@ namespace {
 constexpr UINT blockSize = 64 * 1024;
 
 // Where the last byte of a chain and its payloads ends. Kinds of size 0 that have a payload are known by their ids.
-// A histogram's records stand one level deeper and nothing stands below them. `left` is what may still be visited.
-ULONGLONG EndOfChain(CFile& file, ULONGLONG position, bool isHistogram, ULONGLONG& left) {
+// The records of a histogram, and the types of an object, stand one level deeper and nothing stands below them. `left` is
+// what may still be visited.
+ULONGLONG EndOfChain(CFile& file, ULONGLONG position, bool isInner, ULONGLONG& left) {
     ULONGLONG const length = file.GetLength();
     ULONGLONG end = position;
     for (; left > 0; --left) {
         STag record;
         ReadRecord(file, position, record);
         ULONGLONG payloadEnd = record.dataAddress;
-        if (record.id == inner::histogramValues && !isHistogram) {
+        if ((record.id == inner::histogramValues || record.id == inner::objectTypes) && !isInner) {
             payloadEnd = EndOfChain(file, record.dataAddress, true, left);
         } else if (record.id == inner::intCount) {
             std::uint32_t count = 0;

@@ -84,8 +84,13 @@
 #include "hbtools/persistence/syCompactArray.h"
 #include "hbtools/persistence/syDynamicObject.h"
 #include "hbtools/persistence/syGeometryTags.h"
+#include "hbtools/persistence/syObjectGraph.h"
 #include "hbtools/persistence/syPersistentObject.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTag.h"
 #include "hbtools/persistence/syTagArchive.h"
 #include "hbtools/persistence/syTagInspector.h"
+
+#include "hbtools/properties/syProperty.h"
+#include "hbtools/properties/syPropertyList.h"
+#include "hbtools/properties/syPropertyTag.h"

@@ -2,44 +2,17 @@
 // SPDX-License-Identifier: MIT
 //
 // Doc/formats/tags.md is what others build readers from: its examples are whole files, and what the code beside them
-// writes. An example is an indented block of lines "offset  bytes  meaning", columns two blanks or more apart.
-// GCC 12 warns about its own <regex> under sanitizers.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-
-#include "TagTest.h"
+// writes.
+#include "FormatExamples.h"
 
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/syTagInspector.h"
 
-#include <fstream>
 #include <functional>
-#include <regex>
 
 using namespace KxN;
 
 namespace {
-
-/// The bytes of all examples as hexadecimal text, in the order of the page. A line whose offset is not where the bytes
-/// before it end is a failure.
-std::vector<std::string> Examples() {
-    std::ifstream page(HBTOOLS_SOURCE_DIR "/Doc/formats/tags.md");
-    EXPECT_TRUE(page.is_open());
-    std::regex const line("    ([0-9A-F]{2})((?:  ?[0-9A-F]{2})+)(?:   +.*)?");
-    std::vector<std::string> examples;
-    bool isInside = false;
-    for (std::string text; std::getline(page, text);) {
-        std::smatch match;
-        if (!std::regex_match(text, match, line)) {
-            isInside = false;
-            continue;
-        }
-        if (!isInside) examples.emplace_back();
-        isInside = true;
-        EXPECT_EQ(std::stoul(match[1], nullptr, 16), examples.back().size() / 2) << text;
-        examples.back() += Plain(match[2].str());
-    }
-    return examples;
-}
 
 void StoreNested(KxTagArchive& archive) {
     archive << KxNullTag(100);
@@ -80,7 +53,7 @@ TEST(FormatPage, ExamplesAreWhatTheLibraryWritesAndWhole) {
                           {TagFormat64, StoreScalar, "scalar "},
                           {TagFormat32, StoreInts, "array of int "},
                           {TagFormat32, StorePoints, "array of KxVec3f "}};
-    std::vector<std::string> const examples = Examples();
+    std::vector<std::string> const examples = Examples("tags.md");
     ASSERT_EQ(examples.size(), std::size(cases));
     for (std::size_t i = 0; i < examples.size(); ++i) {
         FormatScope const scope(cases[i].format);

@@ -59,6 +59,13 @@ public:
     /// Load: makes sure that `count` more bytes stand in the buffer, endOfFile otherwise. `count` is at most its size.
     void FillBuffer(UINT count);
 
+    /// Load: what was read ahead and not used yet, `count` bytes of it, until the next operation; the second takes some.
+    BYTE const* GetReadAhead(std::size_t& count) const {
+        count = IsLoading() ? static_cast<std::size_t>(m_limit - m_current) : 0;
+        return m_current;
+    }
+    void TakeReadAhead(std::size_t count) { m_current += count; }
+
     /// A count of elements: a word, or FFFF and 32 bits from 65535 on, or FFFF FFFFFFFF and 64 bits.
     ULONGLONG ReadCount();
     void WriteCount(ULONGLONG count);

@@ -27,8 +27,8 @@ class CStringT;
 namespace detail {
 
 /// One argument of a format: a number by value, a text by view, or a pointer.
-using FormatArgument =
-    std::variant<long long, unsigned long long, double, wchar_t, std::wstring_view, std::string_view, void const*>;
+using FormatArgument = std::variant<long long, unsigned long long, double, wchar_t, char, std::wstring_view,
+                                    std::string_view, void const*>;
 
 KX_API std::wstring FormatText(std::wstring_view format, FormatArgument const* arguments, std::size_t count);
 KX_API std::wstring_view ViewOf(KxTools::String const& text);
@@ -38,10 +38,8 @@ KX_API std::string_view ViewOf(CStringT<char> const& text);
 template <class T>
 FormatArgument MakeFormatArgument(T const& value) {
     using D = std::decay_t<T>;
-    if constexpr (std::is_same_v<D, wchar_t>) {
+    if constexpr (std::is_same_v<D, wchar_t> || std::is_same_v<D, char>) {
         return value;
-    } else if constexpr (std::is_same_v<D, char>) {
-        return static_cast<wchar_t>(static_cast<unsigned char>(value));
     } else if constexpr (std::is_enum_v<D>) {
         return static_cast<long long>(value);
     } else if constexpr (std::is_integral_v<D> && std::is_signed_v<D>) {

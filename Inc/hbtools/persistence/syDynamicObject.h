@@ -43,9 +43,9 @@ public:
     explicit KxFactoryListElement(KxAbstractFactory* factory);
     /// The same for a factory that knows just one name, so that it is asked for no other.
     KxFactoryListElement(KxAbstractFactory* factory, KxString const& className);
-    /// A copy holds the same and stands in no list.
-    KxFactoryListElement(KxFactoryListElement const&) = default;
-    KxFactoryListElement& operator=(KxFactoryListElement const&) = default;
+    /// A copy holds the same and stands in no list; assigning leaves the element where it stands, or stands not.
+    KxFactoryListElement(KxFactoryListElement const& other) = default;
+    KxFactoryListElement& operator=(KxFactoryListElement const& other);
     /// Takes the element out of the list, if it stands there.
     virtual ~KxFactoryListElement();
 
@@ -54,21 +54,21 @@ private:
 
     KxFactoryListElement* m_next = nullptr;
     KxAbstractFactory* m_factory;
+    KxString m_className;  // by which it is found; empty for a factory that is asked for every name
 };
 
 /// Makes objects of the class T by their default constructor. Of static storage.
 template <class T>
 class KxTFactory final : public KxAbstractFactory {
 public:
-    KxTFactory() : m_element(this, KxxClassName(typeid(T))) {}
+    KxTFactory() : m_className(KxxClassName(typeid(T))), m_element(this, m_className) {}
     KxTFactory(KxTFactory const&) = delete;
     KxTFactory& operator=(KxTFactory const&) = delete;
 
-    KxDynamicObject* Create(KxString const& className) override {
-        return className == KxxClassName(typeid(T)) ? new T : nullptr;
-    }
+    KxDynamicObject* Create(KxString const& className) override { return className == m_className ? new T : nullptr; }
 
 private:
+    KxString const& m_className;
     KxFactoryListElement m_element;
 };
 

@@ -10,8 +10,8 @@
 //
 // Damaged streams raise CArchiveException, KxArchiveException or KxVersionException; what a failed load had made is gone,
 // unless a reference to it was handed out. Objects within one another deeper than KxLimits::nestingDepth are refused with
-// a CArchiveException, in storing and in loading. Switch, numbers and maps belong to the process and have no lock: one run
-// at a time.
+// a CArchiveException, in storing and in loading. An object that is deleted leaves the maps of the run. Switch, numbers
+// and maps belong to the process: one run at a time; objects of no run may meanwhile die on any thread.
 #pragma once
 
 #include "hbtools/base/syArchive.h"
@@ -41,17 +41,18 @@ public:
     /// class, or it is none of this kind; KxVersionException
     static KxPersistentObject* Load(CArchive& archive);
 
+    /// Throws if the object is not wanted where it is being loaded. `isKnown`: this run made it already, and a second
+    /// reference to it is about to be handed out; otherwise it is new, and its body was not read yet.
+    using Check = void (*)(CArchive& archive, KxPersistentObject& object, bool isKnown);
+    /// As Load, but asks `check` first. A new object that it refuses is gone. @throws as Load, and what `check` throws
+    static KxPersistentObject* LoadChecked(CArchive& archive, Check check);
+    /// The exception for an object that does not belong where it stands: KxArchiveException, naming the archive's file.
+    [[noreturn]] static void ThrowWrongObject(CArchive& archive, unsigned long line);
+
 protected:
     KxPersistentObject() = default;
     KxPersistentObject(KxPersistentObject const&) = default;
     KxPersistentObject& operator=(KxPersistentObject const&) = default;
-
-    /// Loads an object that its caller shall own: a second reference, which somebody owns already, is refused.
-    /// @throws as Load, and KxArchiveException for a second reference
-    static KxPersistentObject* LoadOwned(CArchive& archive);
-
-private:
-    static KxPersistentObject* LoadObject(CArchive& archive, bool mayRefer);
 };
 
 }  // namespace KxN

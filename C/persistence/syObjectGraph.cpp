@@ -1,0 +1,259 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/persistence/syObjectGraph.h"
+
+#include "hbtools/base/syLimits.h"
+#include "hbtools/persistence/sySimpleTags.h"
+#include "hbtools/persistence/syTagArchive.h"
+#include "persistence/syInnerTags.h"
+#include "persistence/syTagRecord.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace KxN {
+
+namespace {
+
+using TypeInfo = KxSerializableTypeInfo;
+
+struct NewAddress {
+    long long address;
+    bool wasAsked = false;  // somebody may hold it
+};
+
+/// The map of the guards alive. `numGuards` is their number.
+struct Addresses {
+    std::unordered_map<long long, NewAddress> map;
+    int numGuards = 0;
+};
+Addresses& TheAddresses() {
+    static auto& addresses = *new Addresses;
+    return addresses;
+}
+
+/// Beside the repository: the first type of each id, so that hierarchies and files need no search. Made when it is
+/// needed after types came or went.
+std::optional<std::unordered_map<int, TypeInfo*>>& TypesById() {
+    static auto& types = *new std::optional<std::unordered_map<int, TypeInfo*>>;
+    return types;
+}
+
+int g_depth = 0;
+ULONGLONG g_numLeft = 0;  // objects that the outermost one may still hold
+
+/// One level of objects within one another.
+class Level {
+public:
+    Level(CFile& file, bool isReading) {
+        if (g_depth >= KxxLimits().nestingDepth)
+            AfxThrowArchiveException(CArchiveException::genericException, file.GetFileName());
+        // Each object has records of its own. Links that lead to the same ones again and again would never end.
+        if (g_depth == 0 && isReading) g_numLeft = detail::MostRecords(file) + 1;
+        if (isReading && --g_numLeft == 0) detail::ThrowEndOfFile(file);
+        ++g_depth;
+    }
+    Level(Level const&) = delete;
+    Level& operator=(Level const&) = delete;
+    ~Level() { --g_depth; }
+};
+
+long long AddressOf(KxDynamicObject* object) {
+    return static_cast<long long>(reinterpret_cast<std::intptr_t>(object));
+}
+
+template <class Ids>
+TypeInfo* LastThatCanBeMade(TypeInfo::KxRepository const& repository, Ids const& ids, int count) {
+    while (count-- > 0)
+        if (TypeInfo* const type = repository.GetTypeInfo(ids[count]); type && !type->IsAbstract()) return type;
+    return nullptr;
+}
+
+/// The new object while its data are read. It dies with them, unless somebody holds it.
+class Reading {
+public:
+    Reading(KxDynamicObject*& place, KxDynamicObject* object, long long oldAddress)
+        : m_place(place), m_former(std::exchange(place, object)), m_oldAddress(oldAddress) {}
+    Reading(Reading const&) = delete;
+    Reading& operator=(Reading const&) = delete;
+    ~Reading() {
+        if (m_isDone) return;
+        KxDynamicObject* const object = std::exchange(m_place, m_former);
+        auto& map = TheAddresses().map;
+        auto const entry = map.find(m_oldAddress);
+        if (entry != map.end() && entry->second.address == AddressOf(object)) {
+            if (entry->second.wasAsked) return;
+            map.erase(entry);
+        }
+        delete object;
+    }
+    void Done() { m_isDone = true; }
+
+private:
+    KxDynamicObject*& m_place;
+    KxDynamicObject* m_former;
+    long long m_oldAddress;
+    bool m_isDone = false;
+};
+
+}  // namespace
+
+void KxDynamicObjectSerializer::Read(KxTagArchive&, KxDynamicObject*) const {}
+
+void KxDynamicObjectSerializer::Write(KxDynamicObject*, KxTagArchive&) const {}
+
+// Never destroyed: types of modules go when those are unloaded, some of them after everything else.
+static KxSerializableTypeInfo::KxRepository& TheRepository() {
+    static auto& repository = *new TypeInfo::KxRepository;
+    return repository;
+}
+
+TypeInfo::KxRepository& KxSerializableTypeInfo::Repository = TheRepository();
+
+TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(int typeId) const {
+    if (this != &TheRepository()) {
+        for (TypeInfo* type : *this)
+            if (type->TypeId() == typeId) return type;
+        return nullptr;
+    }
+    auto& types = TypesById();
+    if (!types) {
+        types.emplace();
+        for (TypeInfo* type : *this) types->emplace(type->TypeId(), type);
+    }
+    auto const found = types->find(typeId);
+    return found == types->end() ? nullptr : found->second;
+}
+
+TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(KxTList<int> const& ids) const {
+    return LastThatCanBeMade(*this, ids, ids.Count());
+}
+
+TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(KxTArray<int> const& ids) const {
+    return LastThatCanBeMade(*this, ids, ids.Size());
+}
+
+TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(KxDynamicObject* object) const {
+    TypeInfo* best = nullptr;
+    int longest = 0;
+    for (TypeInfo* type : *this) {
+        if (type->IsAbstract() || !type->TypeCast()->IsOfType(object)) continue;
+        int const length = type->GetClassHierarchy().Count();
+        if (length <= longest) continue;
+        best = type;
+        longest = length;
+    }
+    return best;
+}
+
+KxSerializableTypeInfo::KxSerializableTypeInfo(int typeId, int baseTypeId, KxIDynamicObjectTypeCast* cast,
+                                               KxIDynamicObjectSerializer* serializer, KxIDynamicObjectFactory* factory)
+    : m_typeId(typeId), m_baseTypeId(baseTypeId), m_cast(cast), m_serializer(serializer), m_factory(factory) {
+    RegisterTypeInfo(this);
+}
+
+KxSerializableTypeInfo::~KxSerializableTypeInfo() {
+    // Of two types of one id this one goes, and not the other.
+    KxRepository& repository = TheRepository();
+    if (int const index = repository.Find(this); index >= 0) repository.Remove(index);
+    TypesById().reset();
+}
+
+void KxSerializableTypeInfo::RegisterTypeInfo(KxSerializableTypeInfo* typeInfo) {
+    TheRepository().AddTail(typeInfo);
+    TypesById().reset();
+}
+
+bool KxSerializableTypeInfo::UnregisterTypeInfo(int typeId) {
+    KxRepository& repository = TheRepository();
+    KxSerializableTypeInfo* const type = repository.GetTypeInfo(typeId);
+    if (!type) return false;
+    repository.Remove(repository.Find(type));
+    TypesById().reset();
+    return true;
+}
+
+KxTList<int> KxSerializableTypeInfo::GetClassHierarchy() const {
+    KxTList<int> hierarchy;
+    std::unordered_set<int> seen;
+    for (TypeInfo const* type = this; type && seen.insert(type->m_typeId).second;
+         type = TheRepository().GetTypeInfo(type->m_baseTypeId))
+        hierarchy.AddHead(type->m_typeId);
+    return hierarchy;
+}
+
+KxAddressesMap::KxAddressesMap() {
+    ++TheAddresses().numGuards;
+}
+
+KxAddressesMap::~KxAddressesMap() {
+    Addresses& addresses = TheAddresses();
+    if (--addresses.numGuards == 0) addresses.map.clear();
+}
+
+long long KxAddressesMap::GetCurrentAddress(long long oldAddress) {
+    auto& map = TheAddresses().map;
+    auto const entry = map.find(oldAddress);
+    if (entry == map.end()) return 0;
+    entry->second.wasAsked = true;
+    return entry->second.address;
+}
+
+KxDynamicObject* KxAddressesMap::GetCurrentDynamicObject(long long oldAddress) {
+    return reinterpret_cast<KxDynamicObject*>(static_cast<std::intptr_t>(GetCurrentAddress(oldAddress)));
+}
+
+KxDynamicObjectTag::KxDynamicObjectTag(unsigned long id, KxDynamicObject* object)
+    : KxTag(id, KxVersion(100), 0, 0, 0), m_object(object) {}
+
+KxDynamicObjectTag::KxDynamicObjectTag(KxDynamicObject* object) : KxDynamicObjectTag(inner::object, object) {}
+
+KxDynamicObjectTag::~KxDynamicObjectTag() = default;
+
+void KxDynamicObjectTag::RegisterAddress(long long oldAddress, long long newAddress) {
+    Addresses& addresses = TheAddresses();
+    if (addresses.numGuards > 0) addresses.map[oldAddress] = {newAddress};
+}
+
+int KxDynamicObjectTag::ReadData(CFile* file, STag const& header) {
+    // Where the next record of the level, or nothing, stands at once there is no payload.
+    if (header.nextTag == header.dataAddress || file->GetLength() <= header.dataAddress) return 1;
+    Level const level(*file, true);
+    KxTagArchive archive(file, 1);
+    archive.SetOptionalTagsMode();
+    KxTArray<int> types;
+    archive >> KxTBasicTypeArrayTag<int>(inner::objectTypes, types);
+    if (!archive.LastReadTagFound()) return 1;
+    KxSerializableTypeInfo const* const type = TheRepository().GetTypeInfo(types);
+    if (!type) return 0;
+    archive.SetNecessaryTagsMode();
+    long long oldAddress = 0;
+    archive >> KxTTag<long long>(inner::objectAddress, oldAddress);
+    KxDynamicObject* const object = type->Factory()->Create();
+    Reading reading(m_object, object, oldAddress);
+    RegisterAddress(oldAddress, AddressOf(object));
+    archive.SetOptionalTagsMode();
+    if (type->Serializer()) type->Serializer()->ReadObject(archive, object);
+    reading.Done();
+    return 1;
+}
+
+void KxDynamicObjectTag::WriteData(CFile* file) {
+    if (!m_object) return;
+    KxSerializableTypeInfo const* const type = TheRepository().GetTypeInfo(m_object);
+    if (!type) return;
+    Level const level(*file, false);
+    KxTagArchive archive(file, 0);
+    KxTList<int> const hierarchy = type->GetClassHierarchy();
+    KxTArray<int> types(hierarchy.Count());
+    std::copy(hierarchy.begin(), hierarchy.end(), types.begin());
+    archive << KxTBasicTypeArrayTag<int>(inner::objectTypes, types);
+    long long address = AddressOf(m_object);
+    archive << KxTTag<long long>(inner::objectAddress, address);
+    if (type->Serializer()) type->Serializer()->WriteObject(m_object, archive);
+}
+
+}  // namespace KxN

@@ -1,0 +1,287 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "PropertyTest.h"
+
+#include "hbtools/base/syLimits.h"
+#include "hbtools/persistence/syTagArchive.h"
+
+#include <random>
+#include <pthread.h>
+
+using namespace test;
+
+namespace {
+
+KxTProperty<int>* Int(KxString const& name, int value = 0, unsigned long group = 0) {
+    return new KxTProperty<int>(name, name + L"=%d", value, group);
+}
+
+KxString NameOf(int i) {
+    return KxString(L"Messbedingung ") + KxString(KxTools::String(i));
+}
+
+/// list a=1 | b=2 | sub(c=3 | d=4) | e=5
+void Fill(KxPropertyList& list) {
+    auto* const sub = new KxPropertyList(L"sub", L"sub", 2);
+    list.Insert(Int(L"a", 1));
+    list.Insert(Int(L"b", 2, 2));
+    list.Insert(sub);
+    list.Insert(Int(L"e", 5, 0x8002));
+    sub->Insert(Int(L"c", 3));
+    sub->Insert(Int(L"d", 4, 2));
+}
+
+std::string const image = Head("KxPropertyList") + Wide("l") + Wide("m") + "\1\0\0\0\2\0\0\0"s +     //
+                          Head("KxTProperty<int>") + Wide("a") + Wide("%d") + "\0\0\0\0\1\0\0\0"s +  //
+                          Head("KxPropertyList") + Wide("s") + Wide("") + "\2\0\0\0\1\0\0\0"s +      //
+                          Head("KxTProperty<char>") + Wide("a") + Wide("%c") + "\0\0\0\0x"s;
+
+template <class Action>
+void OnSmallStack(Action action) {
+    pthread_attr_t attributes;
+    pthread_t thread;
+    pthread_attr_init(&attributes);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 * 1024), 0);
+    auto const run = [](void* argument) -> void* {
+        (*static_cast<Action*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, &action), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+TEST(PropertyList, NamesAreUniqueAndFoundExactly) {
+    KxPropertyList list(L"l", L"m", 0);
+    EXPECT_EQ(list.GetCount(), 0);
+    std::string const missing = "Die Eigenschaft \"x\" konnte in der Liste nicht gefunden werden";
+    EXPECT_EQ(Thrown<KxPropertyException>([&] { list.GetProperty(L"x"); }), missing);
+    Fill(list);
+    EXPECT_EQ(Thrown<KxPropertyException>([&] { list.Remove(L"x"); }), missing);
+    EXPECT_TRUE(list.Exists(L"a") && !list.Exists(L"A") && !list.Exists(L"c"));
+    Owner const second(Int(L"a", 9));
+    EXPECT_EQ(Thrown<KxPropertyException>([&] { list.Insert(second.get()); }),
+              "Die Eigenschaft \"a\" ist in der Liste schon vorhanden");
+    list.Remove(L"a");
+    list.Insert(Int(L"a", 7));
+    EXPECT_EQ(Lines(list), "m|*b=2|*sub|**c=3|**d=4|*a=7|");
+    auto* const sub = list.GetProperty(L"sub")->GetList();
+    Thrown<CInvalidArgException>([&] { list.Insert(nullptr); });
+    Thrown<CInvalidArgException>([&] { sub->Insert(&list); });
+    Thrown<CInvalidArgException>([&] { sub->Insert(list.GetProperty(L"a")); });
+    delete list.GetProperty(L"b");
+    EXPECT_EQ(list.GetCount(), 3);
+}
+
+TEST(PropertyList, FiltersAndHidesWholeSubtrees) {
+    KxPropertyList list(L"l", L"m", 1);
+    Fill(list);
+    struct Case {
+        std::vector<unsigned long> groups;
+        int showHidden;
+        char const* lines;
+    };
+    for (Case const& c : {Case{{2}, 1, ""}, Case{{1}, 0, "m|"}, Case{{1, 2}, 0, "m|*b=2|*sub|**d=4|"},
+                          Case{{0, 1}, 1, "m|*a=1|"}, Case{{1, 2}, 1, "m|*b=2|*sub|**d=4|*e=5|"}, Case{{}, 1, ""}}) {
+        KxTMem<unsigned long> const groups(c.groups.data(), c.groups.size());
+        EXPECT_EQ(Lines(list, c.showHidden, &groups), c.lines);
+    }
+    list.GetProperty(L"sub")->SetHidden();
+    EXPECT_EQ(Lines(list) + Lines(list, 1), "m|*a=1|*b=2|m|*a=1|*b=2|*sub|**c=3|**d=4|*e=5|");
+}
+
+TEST(PropertyList, CopiesAreDeepAlsoOfPartsOfItself) {
+    KxPropertyList list(L"l", L"m", 0);
+    Fill(list);
+    KxPropertyList copy(list);
+    std::string const all = "m|*a=1|*b=2|*sub|**c=3|**d=4|";
+    list.RemoveAll();
+    EXPECT_EQ(Lines(list) + Lines(copy), "m|" + all);
+    list = copy;
+    list = *list.GetProperty(L"sub")->GetList();
+    EXPECT_EQ(Lines(list), "sub|*c=3|*d=4|");
+    *copy.GetProperty(L"sub")->GetList() = copy;
+    EXPECT_EQ(Lines(copy), "m|*a=1|*b=2|*m|**a=1|**b=2|**sub|***c=3|***d=4|");
+    EXPECT_TRUE(copy.Exists(L"l") && !copy.Exists(L"sub"));  // the child has its new name
+}
+
+TEST(PropertyList, ManyNamesAreFoundInFewSteps) {
+    KxPropertyList list(L"l", L"m", 0);
+    for (int i = 0; i < KxPropertyList::maximumCount; ++i) list.Insert(Int(NameOf(i), i));
+    EXPECT_EQ(list.GetCount(), 65535);
+    EXPECT_LE(list.LongestSearch(), 16);
+    Owner const loaded = LoadFrom(StoredBytes(list));
+    EXPECT_LE(loaded->GetList()->LongestSearch(), 16);
+    int next = 0;
+    for (KxProperty const& property : *loaded->GetList()) {
+        ASSERT_EQ(property.GetName(), NameOf(next));
+        ASSERT_EQ(list.GetProperty(NameOf(next)), list.GetProperty(property.GetName()));
+        ++next;
+    }
+    EXPECT_EQ(next, 65535);
+    // Renaming moves a name; of two equal ones the first child is found.
+    KxProperty* const first = list.GetProperty(NameOf(1));
+    list.GetProperty(NameOf(9))->SetName(NameOf(1));
+    EXPECT_TRUE(list.GetProperty(NameOf(1)) == first && !list.Exists(NameOf(9)));
+    list.Insert(Int(L"one too many"));
+    EXPECT_EQ(CauseOf<CArchiveException>([&] { StoredBytes(list); }), 5);
+    for (int i = 2; i < 60000; i += 7) list.Remove(NameOf(i == 9 ? 1 : i));
+}
+
+TEST(PropertyList, LoadsIntoWhatItHoldsAndRefusesEveryCut) {
+    KxPropertyList list(L"l", L"m", 1);
+    list.Insert(new KxTProperty<int>(L"a", L"%d", 1, 0));
+    auto* const sub = new KxPropertyList(L"s", L"", 2);
+    list.Insert(sub);
+    sub->Insert(new KxTProperty<char>(L"a", L"%c", 'x', 0));
+    EXPECT_EQ(StoredBytes(list), image);
+    for (std::size_t length = 0; length < image.size(); ++length)
+        EXPECT_EQ(CauseOf<CArchiveException>([&] { LoadFrom(image.substr(0, length)); }), 3) << length;
+
+    CMemFile file(4096);
+    Append(file, image.substr(Head("KxPropertyList").size()));
+    auto const load = [&] {
+        file.Seek(0, CFile::begin);
+        CArchive archive(&file, CArchive::load);
+        list.Serialize(archive);
+    };
+    EXPECT_EQ(Thrown<KxPropertyException>(load), "Die Eigenschaft \"a\" ist in der Liste schon vorhanden");
+    list.Remove(L"a");
+    list.GetProperty(L"s")->SetName(L"old");
+    load();
+    EXPECT_EQ(Lines(list), "m|*|**x|*1|*|**x|");
+}
+
+TEST(PropertyList, RefusesForeignChildrenOwnedReferencesAndDepth) {
+    std::string const list = Wide("l") + Wide("m") + "\0\0\0\0"s, one = list + "\1\0\0\0"s;
+    std::string const numbered = "\1\0\0\0\1\0\0\0"s + Head("KxPropertyList").substr(4);
+    std::string const child =
+        "\1\0\0\0\2\0\0\0"s + Head("KxTProperty<char>").substr(4) + Wide("a") + Wide("") + "\0\0\0\0x"s;
+    struct Case {
+        std::string bytes;
+        int cause;  // 0: the exception of wrong objects
+    };
+    for (Case const& c : {Case{Head("KxPropertyList") + list + "\xFF\xFF\xFF\xFF"s, 5},
+                          Case{numbered + one + "\1\0\0\0\1\0\0\0"s, 0},                         // itself
+                          Case{numbered + list + "\2\0\0\0"s + child + "\1\0\0\0\2\0\0\0"s, 0},  // its child
+                          Case{Head("KxPropertyList") + one + "\1\0\0\0\x63\0\0\0"s, 3},         // nothing
+                          Case{Head("KxPropertyList") + one + Head("KxNothing"), 0}}) {
+        KxPersistentObject::InitializeReferenceMap();
+        auto const load = [&] { LoadFrom(c.bytes); };
+        if (c.cause)
+            EXPECT_EQ(CauseOf<CArchiveException>(load), c.cause);
+        else
+            Thrown<KxArchiveException>(load);
+        EXPECT_EQ(CauseOf<CArchiveException>([] { LoadFrom("\1\0\0\0\1\0\0\0"s); }), 3);  // nothing is left
+    }
+    std::string deep;
+    for (int i = 0; i < 100000; ++i) deep += Head("KxPropertyList") + one;
+    EXPECT_EQ(CauseOf<CArchiveException>([&] { LoadFrom(deep); }), 1);
+}
+
+TEST(PropertyList, DeepTreesNeedNoStack) {
+    std::string bytes;
+    for (int i = 1; i < KxxLimits().nestingDepth; ++i)
+        bytes += Head("KxPropertyList") + Wide("l") + Wide("m") + "\0\0\0\0\1\0\0\0"s;
+    bytes += Head("KxTProperty<char>") + Wide("a") + Wide("%c") + "\0\0\0\0x"s;
+    Owner tree = LoadFrom(bytes);
+    EXPECT_EQ(StoredBytes(*tree), bytes);
+    auto* outer = new KxPropertyList;
+    for (int i = 0; i < 100000; ++i) {
+        auto* const above = new KxPropertyList;
+        above->Insert(std::exchange(outer, above));
+    }
+    OnSmallStack([&] {
+        Owner copy(tree->Clone());
+        KxTBlockMem<KxString*> messages;
+        copy->GetAllMessageBufResized(messages, 0, 1, ' ', 0);
+        EXPECT_EQ(messages.Size(), KxxLimits().nestingDepth);
+        for (KxString* message : messages) delete message;
+        tree.reset();
+        delete outer->Clone();
+        delete outer;
+    });
+}
+
+using Generator = std::minstd_rand0;
+
+/// One random property; lists get children.
+KxProperty* Random(Generator& random, int number, int& left, int depth = 100) {
+    KxString const name = NameOf(number);
+    switch (random() % 6) {
+        case 0: return new KxTProperty<double>(name, L"%g", 0.5 * number, random() % 0x10000);
+        case 1: return new KxTProperty<long>(name, L"%ld", -number, 0);
+        case 2: return new KxStringProperty(name, L"%s", NameOf(-number), 0);
+        case 3: return new KxTBuf1DProperty<float>(name, L"", KxTBuf1D<float>(static_cast<unsigned>(random() % 9)), 0);
+        case 4:
+            return new KxTBuf1DProperty<unsigned long>(name, L"",
+                                                       KxTBuf1D<unsigned long>(static_cast<unsigned>(random() % 9)), 0);
+        default: {
+            auto* const list = new KxPropertyList(name, L"", 0);
+            for (int i = static_cast<int>(random() % 60); i > 0 && left > 0 && depth > 0; --i)
+                list->Insert(Random(random, --left, left, depth - 1));
+            return list;
+        }
+    }
+}
+
+TEST(PropertyTag, CarriesARandomTreeAndWhatItFound) {
+    Generator random(7);
+    int left = 100000;
+    KxPropertyList tree(L"tree", L"", 0);
+    while (left > 0) tree.Insert(Random(random, --left, left));
+    std::string const stored = StoredBytes(tree);
+
+    CMemFile file(1 << 20);
+    KxPropertyList* list = &tree;
+    KxProperty* first = &*tree.begin();
+    KxTagArchive(&file, 0) << KxPropertyListTag(300, list) << KxPropertyTag(301, first);
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 1);
+    archive >> KxPropertyTag(301, first) >> KxPropertyListTag(300, list);
+    Owner const owners[] = {Owner(list), Owner(first)};
+    EXPECT_TRUE(StoredBytes(*list) == stored);
+    EXPECT_EQ(StoredBytes(*first), StoredBytes(*tree.begin()));
+
+    KxProperty* whole = nullptr;
+    file.Seek(0, CFile::begin);
+    KxTagArchive(&file, 1) >> KxPropertyTag(300, whole);
+    EXPECT_TRUE(Owner(whole)->IsList());
+}
+
+TEST(PropertyTag, RefusesOtherClassesAndOwnedReferences) {
+    CMemFile file(4096);
+    KxProperty* property = nullptr;
+    Thrown<KxDynamicObjectException>([&] { KxTagArchive(&file, 0) << KxPropertyTag(1, property); });
+    file.SetLength(0);
+    file.Seek(0, CFile::begin);
+    KxTProperty<char> one(L"n", L"", 'x', 0);
+    property = &one;
+    KxTagArchive(&file, 0) << KxPropertyTag(1, property);
+    file.Seek(0, CFile::begin);
+    KxPropertyList* list = nullptr;
+    EXPECT_EQ(Thrown<KxDynamicObjectException>([&] { KxTagArchive(&file, 1) >> KxPropertyListTag(1, list); }),
+              "Das angeforderte Objekt des Typs \"class KxN::KxPropertyList\" konnte nicht angelegt werden");
+    EXPECT_TRUE(!list && property == &one);
+
+    // The same object under two tags is one object; a child is nobody else's.
+    KxPropertyList parent(L"l", L"", 0);
+    parent.Insert(one.Clone());
+    CMemFile shared(4096);
+    KxPersistentObject::InitializeReferenceMap();
+    KxPersistentObject::SupportCyclicReferences(1);
+    list = &parent;
+    property = &*parent.begin();
+    KxTagArchive(&shared, 0) << KxPropertyListTag(1, list) << KxPropertyListTag(2, list) << KxPropertyTag(3, property);
+    KxPersistentObject::SupportCyclicReferences(0);
+    KxPersistentObject::InitializeReferenceMap();
+    shared.Seek(0, CFile::begin);
+    KxTagArchive archive(&shared, 1);
+    KxPropertyList* again = nullptr;
+    archive >> KxPropertyListTag(1, list) >> KxPropertyListTag(2, again);
+    Owner const owner(list);
+    EXPECT_EQ(list, again);
+    Thrown<KxArchiveException>([&] { archive >> KxPropertyTag(3, property); });
+}
+
+}  // namespace
