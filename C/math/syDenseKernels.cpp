@@ -394,6 +394,7 @@ struct WideTile {
 template <class Tile>
 void Product(bool isSubtracted, double* c, int strideC, double const* a, int strideA, double const* b, int strideB,
              int rows, int columns, int inner) {
+    if (rows <= 0 || columns <= 0) return;
     if (rows <= 2 * tileRows && columns <= Tile::columns && columns % 4 == 0) {
         for (int r = 0; r < rows; r += tileRows)
             Tile::Multiply(isSubtracted, c + Offset(r, strideC), strideC, a + Offset(r, strideA), strideA, b, strideB,

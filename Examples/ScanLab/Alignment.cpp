@@ -155,7 +155,9 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     double const size = BoxOf(fixed).Diagonal();
     KxTArray<KxVec3d> const all(fixed.points.Data(), fixed.points.Size());
     KxTArray<KxVec3d> const points = Thinned(moving.points, mostCompared);
-    double const finest = KxMath::Max(neighbourhood * Spacing(all), 1e-9 * size);
+    double const spacing = Spacing(all);
+    if (!(spacing < size)) throw new KxException(L"Alignment", __LINE__, KxString(L"The fixed scan has no extent"));
+    double const finest = KxMath::Max(neighbourhood * spacing, 1e-9 * size);
 
     Alignment result;
     Progress progress(L"Aligning");

@@ -47,7 +47,7 @@ Plane PlaneSums::Fit() const {
         if (extents[j] < extents[least]) least = j;
         if (extents[j] > extents[most]) most = j;
     }
-    if (!(extents[most] > 0)) return plane;
+    if (!(extents[most] > 0) || least == most) return plane;  // as far in all directions, or no numbers
     auto const axis = [&components](int j) { return KxVec3d(components[0][j], components[1][j], components[2][j]); };
     if (extents[3 - least - most] > thin * extents[most]) {
         plane.normal = axis(least);

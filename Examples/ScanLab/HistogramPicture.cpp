@@ -105,7 +105,7 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, K
             deviations.Min(), deviations.Max(), u));
 
     double const countStep = std::max(1.0, NiceStep(peak, 5));
-    for (int i = 0; i * countStep <= peak; ++i) {
+    for (int i = 0; i < 20 && i * countStep <= peak; ++i) {
         double const count = i * countStep;
         p.Line(left, y(count), right, y(count), L"stroke=\"#ddd\"");
         p.Text(left - 8, y(count) + 4, L"end", KxxFormat(L"%.0f", count));
@@ -130,7 +130,7 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, K
     p.Line(left, bottom, right, bottom, L"stroke=\"black\"");
     double const step = NiceStep(high - low, 8);
     double const first = std::ceil(low / step);
-    for (int i = 0; (first + i) * step <= high; ++i) {
+    for (int i = 0; i < 20 && (first + i) * step <= high; ++i) {
         double const value = (first + i) * step;
         p.Line(x(value), bottom, x(value), bottom + 6, L"stroke=\"black\"");
         p.Text(x(value), bottom + 21, L"middle", KxxFormat(L"%.6g", value));

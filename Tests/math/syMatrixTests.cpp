@@ -173,6 +173,11 @@ TEST(Matrix, Arithmetic) {
     EXPECT_TRUE(Matrix(1, {1, 4}) == a);  // over the size of the left one
     EXPECT_FALSE(Matrix(1, {1, 5}) == a);
     EXPECT_EQ(List(KxMatrix(0, 2) * KxMatrix(2, 0)), (std::vector<double>{0, 0, 0, 0}));
+    EXPECT_EQ((KxMatrix(3, 2) * KxMatrix(0, 3)).Width(), 0);
+    EXPECT_EQ((KxMatrix(3, 0) * KxMatrix(4, 3)).Height(), 0);
+    KxMatrix none;
+    EXPECT_TRUE(KxMatrix::SolveEquationSystem(KxMatrix::IdentityMatrix(9), none, KxMatrix(0, 9)));
+    EXPECT_EQ(none.Width(), 0);
 }
 
 TEST(Matrix, OwnershipMoves) {

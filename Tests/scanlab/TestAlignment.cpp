@@ -63,6 +63,9 @@ TEST(Alignment, RefusesWhatCannotBeAligned) {
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(few, plate); }), "An alignment needs 200 points of each scan");
     Scan const away = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(1000, 0, 0)));
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(away, plate); }), "The two scans have no surface in common");
+    Scan spot;
+    for (int i = 0; i < 300; ++i) spot.Add(KxVec3d(1, 2, 3));
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(spot, spot); }), "The fixed scan has no extent");
     Scan flat;  // nothing holds it in its plane: it stays where it is
     for (int i = 0; i < 2500; ++i) flat.Add(KxVec3d(i % 50, i / 50, 0));
     Alignment const slid = Align(flat, flat);
@@ -82,7 +85,9 @@ TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
                              ">mean<", "limit 0.1876 mm", "limit 0.3124 mm", "from 0.2 to 0.3 mm", ">0.24<"})
         EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
     EXPECT_EQ(text.find("#c0504d"), std::string::npos);  // nothing beyond the limits
-    KxHistogram same;
+    KxHistogram same, far;
+    for (int i = 0; i < 100; ++i) far.Add(i % 7 == 0 ? std::nextafter(3.0, 4.0) : 3.0);
+    SaveHistogramPicture(Path("a.svg"), far, L"", L"");  // ticks closer than numbers can be
     same.Add(1);
     SaveHistogramPicture(Path("a.svg"), same, L"", L"");
     EXPECT_NE(Get("a.svg").find("deviation [unit of the scan]"), std::string::npos);
