@@ -112,31 +112,40 @@ References& TheReferences() {
 class Level {
 public:
     explicit Level(CArchive& archive) {
-        if (g_depth >= KxxLimits().nestingDepth)
-            AfxThrowArchiveException(CArchiveException::genericException, archive.GetFile()->GetFileName());
+        if (g_depth >= KxxLimits().nestingDepth) Refuse(archive);
         ++g_depth;
     }
     Level(Level const&) = delete;
     Level& operator=(Level const&) = delete;
     ~Level() { --g_depth; }
+
+private:
+    [[noreturn, gnu::noinline]] static void Refuse(CArchive& archive) {
+        AfxThrowArchiveException(CArchiveException::genericException, archive.GetFile()->GetFileName());
+    }
+};
+
+/// What stands in front of a body: the object it is for, or one that is known already and has none.
+struct Head {
+    KxPersistentObject* object = nullptr;
+    bool isKnown = false;
+    bool isNumbered = false;
+    int number = 0;
 };
 
 /// The object while its body is read. Unless all went well it is freed, but for one that somebody refers to.
 class Making {
 public:
-    Making(KxPersistentObject* object, bool isNumbered, int number)
-        : m_object(object), m_isNumbered(isNumbered), m_number(number) {}
+    explicit Making(Head const& head) : m_head(head) {}
     Making(Making const&) = delete;
     Making& operator=(Making const&) = delete;
     ~Making() {
-        if (m_object && !(m_isNumbered && TheReferences().IsReferred(m_number))) delete m_object;
+        if (m_head.object && !(m_head.isNumbered && TheReferences().IsReferred(m_head.number))) delete m_head.object;
     }
-    KxPersistentObject* Done() { return std::exchange(m_object, nullptr); }
+    KxPersistentObject* Done() { return std::exchange(m_head.object, nullptr); }
 
 private:
-    KxPersistentObject* m_object;
-    bool m_isNumbered;
-    int m_number;
+    Head m_head;
 };
 
 /// Classes that were loaded lately, by the bytes of their names, so that most names are neither decoded nor looked up.
@@ -199,6 +208,43 @@ LatelyLoaded& TheLatelyLoaded() {
     return classes;
 }
 
+// Not inlined, here and below: objects stand within one another, and only what is needed meanwhile shall be on the stack.
+[[gnu::noinline]] Head LoadHead(CArchive& archive, KxPersistentObject::Check check) {
+    Head head;
+    std::uint32_t flag = 0;
+    archive >> flag;
+    head.isNumbered = flag == 1;
+    if (head.isNumbered) {
+        archive >> head.number;
+        head.object = TheReferences().Find(head.number);
+        if (head.object) {
+            if (check) check(archive, *head.object, true);
+            TheReferences().MarkReferred(head.number);
+            head.isKnown = true;
+            return head;
+        }
+    }
+    std::unique_ptr<KxPersistentObject> made(TheLatelyLoaded().Make(archive));
+    if (!made) KxPersistentObject::ThrowWrongObject(archive, __LINE__);
+    if (check) check(archive, *made, false);
+    if (head.isNumbered) TheReferences().AddLoaded(head.number, made.get());
+    head.object = made.release();
+    return head;
+}
+
+/// False if the object went out already and has no body here.
+[[gnu::noinline]] bool StoreHead(CArchive& archive, KxPersistentObject const& object) {
+    archive << static_cast<std::uint32_t>(g_supportCycles ? 1 : 0);
+    if (g_supportCycles) {
+        auto const [number, isNew] = TheReferences().NumberOf(&object);
+        archive << static_cast<std::uint32_t>(number);
+        if (!isNew) return false;
+    }
+    archive << KxxClassName(typeid(object));
+    archive << static_cast<std::uint16_t>(object.GetVersion().GetValue());
+    return true;
+}
+
 }  // namespace
 
 KxPersistentObject::~KxPersistentObject() {
@@ -222,15 +268,7 @@ void KxPersistentObject::InitializeReferenceMap() {
 
 void KxPersistentObject::Store(CArchive& archive) const {
     Level const level(archive);
-    archive << static_cast<std::uint32_t>(g_supportCycles ? 1 : 0);
-    if (g_supportCycles) {
-        auto const [number, isNew] = TheReferences().NumberOf(this);
-        archive << static_cast<std::uint32_t>(number);
-        if (!isNew) return;
-    }
-    archive << KxxClassName(typeid(*this));
-    archive << static_cast<std::uint16_t>(GetVersion().GetValue());
-    const_cast<KxPersistentObject*>(this)->Serialize(archive);
+    if (StoreHead(archive, *this)) const_cast<KxPersistentObject*>(this)->Serialize(archive);
 }
 
 void KxPersistentObject::ThrowWrongObject(CArchive& archive, unsigned long line) {
@@ -244,30 +282,15 @@ KxPersistentObject* KxPersistentObject::Load(CArchive& archive) {
 
 KxPersistentObject* KxPersistentObject::LoadChecked(CArchive& archive, Check check) {
     Level const level(archive);
-    std::uint32_t flag = 0, number = 0;
-    archive >> flag;
-    bool const isNumbered = flag == 1;
-    if (isNumbered) {
-        archive >> number;
-        if (KxPersistentObject* const known = TheReferences().Find(static_cast<int>(number))) {
-            if (check) check(archive, *known, true);
-            TheReferences().MarkReferred(static_cast<int>(number));
-            return known;
-        }
-    }
-    std::unique_ptr<KxPersistentObject> made(TheLatelyLoaded().Make(archive));
-    KxPersistentObject* const object = made.get();
-    if (!object) ThrowWrongObject(archive, __LINE__);
-    if (check) check(archive, *object, false);
-    if (isNumbered) TheReferences().AddLoaded(static_cast<int>(number), object);
-    Making making(object, isNumbered, static_cast<int>(number));
-    static_cast<void>(made.release());
+    Head const head = LoadHead(archive, check);
+    if (head.isKnown) return head.object;
+    Making making(head);
     std::uint16_t version = 0;
     archive >> version;
-    if (KxVersion(version) == object->GetVersion())
-        object->Serialize(archive);
+    if (KxVersion(version) == head.object->GetVersion())
+        head.object->Serialize(archive);
     else
-        object->SerializeOldVersion(archive, KxVersion(version));
+        head.object->SerializeOldVersion(archive, KxVersion(version));
     return making.Done();
 }
 

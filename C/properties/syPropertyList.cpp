@@ -45,6 +45,12 @@ KxPropertyList* PlainList(KxProperty* property) {
     throw new KxPropertyException(sourceName, line, name, KxString(KxResId(id)));
 }
 
+// Lists stand within one another: what is not needed meanwhile shall not be on the stack.
+[[gnu::noinline]] void CheckCount(CArchive& archive, ULONGLONG count) {
+    if (count > KxPropertyList::maximumCount)
+        AfxThrowArchiveException(CArchiveException::badIndex, archive.GetFile()->GetFileName());
+}
+
 /// A child is a property, and has no owner yet.
 void CheckChild(CArchive& archive, KxPersistentObject& object, bool isKnown) {
     if (isKnown || !dynamic_cast<KxProperty*>(&object)) KxPersistentObject::ThrowWrongObject(archive, __LINE__);
@@ -235,13 +241,9 @@ void KxPropertyList::CopyChildren(KxPropertyList const& source) {
 }
 
 void KxPropertyList::Serialize(CArchive& archive) {
-    auto const refuseCount = [&archive](ULONGLONG count) {
-        if (count > maximumCount)
-            AfxThrowArchiveException(CArchiveException::badIndex, archive.GetFile()->GetFileName());
-    };
     if (archive.IsStoring()) {
         // A stream with a wrong count could not be read.
-        refuseCount(static_cast<ULONGLONG>(m_count));
+        CheckCount(archive, static_cast<ULONGLONG>(m_count));
         KxProperty::Serialize(archive);
         archive << std::uint32_t{GetCount()};
         for (KxProperty const& child : *this) child.Store(archive);
@@ -250,7 +252,7 @@ void KxPropertyList::Serialize(CArchive& archive) {
     KxProperty::Serialize(archive);
     std::uint32_t count = 0;
     archive >> count;
-    refuseCount(count);
+    CheckCount(archive, count);
     for (; count > 0; --count) {
         std::unique_ptr<KxProperty> child(static_cast<KxProperty*>(LoadChecked(archive, &CheckChild)));
         Insert(child.get());

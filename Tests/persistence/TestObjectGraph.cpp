@@ -6,6 +6,8 @@
 
 #include "hbtools/properties/syPropertyList.h"
 
+#include "../base/Support.h"
+
 #include <optional>
 
 namespace {
@@ -231,7 +233,7 @@ TEST(ObjectGraph, DamageLeavesNothing) {
         KxAddressesMap const map;
         int const before = g_alive;
         KxDynamicObjectTag tag(nullptr);
-        EXPECT_THROW(KxTagArchive(&file, 1) >> tag, CInvalidArgException*);
+        test::Thrown<CInvalidArgException>([&] { KxTagArchive(&file, 1) >> tag; });
         EXPECT_EQ(tag.DynamicObject(), nullptr);
         // Whoever asked for the address may hold the object.
         std::unique_ptr<KxDynamicObject> const left(KxAddressesMap::GetCurrentDynamicObject(Address(object)));
