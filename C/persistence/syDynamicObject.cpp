@@ -88,17 +88,20 @@ KxFactoryListElement& KxFactoryListElement::operator=(KxFactoryListElement const
     return *this;
 }
 
+// Runs when memory may have run out long ago: it allocates nothing.
 KxFactoryListElement::~KxFactoryListElement() {
     Registry& registry = TheRegistry();
-    Places& places = registry.PlacesOf(m_className);
-    if (auto const place = PlaceOf(places, this); place != places.end()) {
-        places.erase(place);
-        ++registry.generation;
-        KxFactoryListElement** link = &registry.head;
-        while (*link != this) link = &(*link)->m_next;
-        *link = m_next;
-    }
-    if (places.empty() && &places != &registry.others) registry.byName.erase(std::wstring(m_className.View()));
+    auto const named = registry.byName.find(m_className.View());
+    bool const isNamed = named != registry.byName.end();
+    Places& places = isNamed ? named->second : registry.others;
+    auto const place = PlaceOf(places, this);
+    if (place == places.end()) return;
+    places.erase(place);
+    if (isNamed && places.empty()) registry.byName.erase(named);
+    ++registry.generation;
+    KxFactoryListElement** link = &registry.head;
+    while (*link != this) link = &(*link)->m_next;
+    *link = m_next;
 }
 
 unsigned long long detail::FactoryGeneration() {
