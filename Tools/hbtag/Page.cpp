@@ -93,9 +93,8 @@ std::vector<double> ReadDeviations(CFile& file, SxTagRecord const& record) {
 void PrintCloud(tool::Output& output, int number, Points const& points, std::vector<double> const& deviations) {
     std::size_t const count = points.list.size();
     std::size_t const step = std::max<std::size_t>(1, (count + mostShown - 1) / mostShown);
-    KxVec3d low(std::numeric_limits<double>::infinity(), 0, 0), high;
-    low = KxVec3d(low[0], low[0], low[0]);
-    high = KxVec3d(-low[0], -low[0], -low[0]);
+    constexpr double far = std::numeric_limits<double>::infinity();
+    KxVec3d low(far, far, far), high(-far, -far, -far);
     auto const isFinite = [](KxVec3d const& p) {
         return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
     };
