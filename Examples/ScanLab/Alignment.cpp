@@ -23,6 +23,15 @@ constexpr int mostSteps = 40;        // on each level
 constexpr int fewestNeighbours = 6;
 constexpr double neighbourhood = 4.0;  // in distances of neighbours: a dozen of them lie within
 
+/// The points of a scan that lie in the box.
+KxTDynArray<KxVec3d> Inside(Scan const& scan, Box const& box) {
+    KxTDynArray<KxVec3d> inside;
+    inside.Reserve(scan.points.Size());
+    for (KxVec3d const& point : scan.points)
+        if (box.Contains(point)) inside.Add(point);
+    return inside;
+}
+
 /// Every n-th point, so that `most` are left at most.
 template <class Points>
 KxTArray<KxVec3d> Thinned(Points const& points, int most) {
@@ -90,7 +99,8 @@ public:
             for (int i = block; i < block + 3; ++i) products[i][i] += damping * sum;
         }
         KxVec x;
-        if (!KxMatrix::SolveEquationSystem(products, x, m_sides)) return KxMatrix4::Identity;
+        if (!KxMatrix::SolveEquationSystem(products, x, m_sides))
+            throw new KxException(L"Alignment", __LINE__, KxString(L"The surfaces do not tell a motion"));
         KxVec3d const turn(x[0], x[1], x[2]);
         KxVec3d back(middle);
         back.Negate();
@@ -145,25 +155,35 @@ double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion
     return way;
 }
 
+[[noreturn]] void ThrowApart() {
+    throw new KxException(L"Alignment", __LINE__, KxString(L"The two scans have no surface in common"));
+}
+
 }  // namespace
 
 Alignment Align(Scan const& moving, Scan const& fixed) {
-    if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints)
+    if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints) {
         throw new KxException(L"Alignment", __LINE__,
                               KxxFormat(L"An alignment needs %d points of each scan", fewestPoints));
-    Box const box = BoxOf(moving);
-    double const size = BoxOf(fixed).Diagonal();
-    KxTArray<KxVec3d> const all(fixed.points.Data(), fixed.points.Size());
-    KxTArray<KxVec3d> const points = Thinned(moving.points, mostCompared);
+    }
+    Box const box = CoreBoxOf(moving), fixedBox = CoreBoxOf(fixed);
+    double const size = fixedBox.Diagonal();
+    KxTDynArray<KxVec3d> const inside = Inside(fixed, fixedBox);
+    KxTArray<KxVec3d> const all(inside.Data(), inside.Size());
+    KxTArray<KxVec3d> const points = Thinned(Inside(moving, box), mostCompared);
     double const spacing = Spacing(all);
     if (!(spacing < size)) throw new KxException(L"Alignment", __LINE__, KxString(L"The fixed scan has no extent"));
     double const finest = KxMath::Max(neighbourhood * spacing, 1e-9 * size);
 
     Alignment result;
+    result.compared = points.Size();
     Progress progress(L"Aligning");
-    int done = 0;
-    double cell = KxMath::Max(size / 16, finest);
-    for (bool last = false; !last;) {
+    double const coarsest = KxMath::Max(size / 16, finest);
+    unsigned levels = 1;
+    for (double cell = coarsest; cell > finest; cell = KxMath::Max(cell / 4, finest)) ++levels;
+    unsigned level = 0;
+    double cell = coarsest;
+    for (bool last = false; !last; ++level) {
         last = cell <= finest;
         // Coarse planes need few points, and few are enough to find a coarse motion.
         KxTArray<KxVec3d> const compared = last ? points : Thinned(points, fewCompared);
@@ -173,9 +193,9 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
             // What lies farther off belongs to no common surface. It must not be cut at the noise: the few points on
             // slopes are the ones that hold a flat part in place.
             double const way = Step(surface, compared, result.motion, step < 4 ? cell : cell / 4, box);
-            progress.Show(static_cast<unsigned>(++done), 4 * mostSteps);
-            if (way < 0)
-                throw new KxException(L"Alignment", __LINE__, KxString(L"The two scans have no surface in common"));
+            ++result.steps;
+            progress.Show(level * mostSteps + static_cast<unsigned>(step), levels * mostSteps);
+            if (way < 0) ThrowApart();
             if (step > 4 && way < (last ? 1e-7 : 1e-5) * size) break;
         }
         cell = KxMath::Max(cell / 4, finest);
@@ -185,8 +205,7 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
             if (Plane const* const plane = surface.Near(place)) result.deviations.Add(plane->Distance(place));
         }
     }
-    result.compared = points.Size();
-    result.steps = done;
+    if (result.deviations.Count() < points.Size() / 10) ThrowApart();
     return result;
 }
 

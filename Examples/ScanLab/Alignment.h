@@ -22,7 +22,8 @@ struct Alignment {
 /// What a scan needs at least to be aligned.
 constexpr int fewestPoints = 200;
 
-/// @throws KxException if a scan has too few points, or if the two have no surface in common
+/// Strays, points far from nearly all others of their scan, take no part.
+/// @throws KxException if a scan has too few points, or if less than a tenth of the moving scan finds the fixed surface
 Alignment Align(Scan const& moving, Scan const& fixed);
 
 /// Half of the points of a scan, every second one from `first` (0 or 1) on, moved.

@@ -37,7 +37,11 @@ void PlaneSums::Add(KxVec3d const& point) {
 Plane PlaneSums::Fit() const {
     constexpr double thin = 1e-12;  // second axis of a line in its first
     Plane plane{m_center, KxVec3d::ZUnit};
-    auto const& p = m_products;
+    double const trace = m_products[0][0] + m_products[1][1] + m_products[2][2];
+    if (!(trace > 0)) return plane;
+    double p[3][3];  // as of a part of size 1, whatever the unit
+    for (int i = 0; i < 3; ++i)
+        for (int j = i; j < 3; ++j) p[i][j] = m_products[i][j] / trace;
     KxMatrix3 const products(p[0][0], p[0][1], p[0][2], p[0][1], p[1][1], p[1][2], p[0][2], p[1][2], p[2][2]);
     double extents[3];
     KxVec3d components[3];  // [i][j]: component i of axis j

@@ -5,6 +5,7 @@
 #include "Deviations.h"
 
 #include <hbtools/base/syEncoding.h>
+#include <hbtools/base/syException.h>
 #include <hbtools/base/syFile.h>
 #include <hbtools/base/syFormat.h>
 #include <hbtools/base/sySafeFile.h>
@@ -48,6 +49,18 @@ double NiceStep(double range, int parts) {
     return power * (factor < 1.5 ? 1 : factor < 3.5 ? 2 : factor < 7.5 ? 5 : 10);
 }
 
+/// Digits that tell `value` from one that lies a `resolution` beside it; `least` at least.
+int Digits(double value, double resolution, int least) {
+    if (value == 0 || !(resolution > 0)) return least;
+    double const digits = std::floor(std::log10(std::abs(value))) - std::floor(std::log10(resolution)) + 1;
+    return static_cast<int>(std::clamp(digits, static_cast<double>(least), 17.0));
+}
+
+/// A value as it is told beside a sigma: to a hundredth of it.
+std::wstring Told(double value, double sigma) {
+    return std::wstring(KxxFormat(L"%.*g", Digits(value, sigma / 100, 4), value));
+}
+
 class Picture {
 public:
     template <class... Arguments>
@@ -68,8 +81,14 @@ private:
 
 }  // namespace
 
-void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, KxString const& title,
+void SaveHistogramPicture(KxString const& path, KxHistogram const& values, KxString const& title,
                           KxString const& unit) {
+    KxHistogram deviations(4096);
+    for (double const value : values.Values())
+        if (std::isfinite(value)) deviations.Add(value);
+    int const notFinite = values.Count() - deviations.Count();
+    if (!deviations.IsValid())
+        throw new KxException(L"HistogramPicture", __LINE__, KxString(L"There are no deviations to be drawn"));
     Core const core = CoreOf(deviations);
     double const sigma = core.sigma > 0 ? core.sigma : 1.0;
     double const low = core.mean - shownSigmas * sigma, high = core.mean + shownSigmas * sigma;
@@ -98,11 +117,10 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, K
     p.Text(left, 34, L"start", Escaped(title), L"font-size=\"18\" font-weight=\"bold\"");
     p.Text(
         left, 58, L"start",
-        KxxFormat(
-            L"%d points; mean %.4g%s, \u03c3 %.4g%s (without what lies beyond 3\u03c3: %.2f %%); from %.4g to %.4g%s",
-            deviations.Count(), core.mean, u, core.sigma, u,
-            deviations.Count() > 0 ? 100.0 * (deviations.Count() - core.count) / deviations.Count() : 0.0,
-            deviations.Min(), deviations.Max(), u));
+        KxxFormat(L"%d points; mean %s%s, \u03c3 %.4g%s (without what lies beyond 3\u03c3: %.2f %%); from %s to %s%s",
+                  deviations.Count(), Told(core.mean, sigma), u, core.sigma, u,
+                  100.0 * (deviations.Count() - core.count) / deviations.Count(), Told(deviations.Min(), sigma),
+                  Told(deviations.Max(), sigma), u));
 
     double const countStep = std::max(1.0, NiceStep(peak, 5));
     for (int i = 0; i < 20 && i * countStep <= peak; ++i) {
@@ -133,7 +151,7 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, K
     for (int i = 0; i < 20 && (first + i) * step <= high; ++i) {
         double const value = (first + i) * step;
         p.Line(x(value), bottom, x(value), bottom + 6, L"stroke=\"black\"");
-        p.Text(x(value), bottom + 21, L"middle", KxxFormat(L"%.6g", value));
+        p.Text(x(value), bottom + 21, L"middle", KxxFormat(L"%.*g", Digits(value, step, 6), value));
     }
     p.Text((left + right) / 2, bottom + 46, L"middle",
            unit.Len() > 0 ? L"deviation [" + Escaped(unit) + L"]" : std::wstring(L"deviation [unit of the scan]"));
@@ -155,10 +173,14 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, K
         p.Line(x(value), top - 4, x(value), bottom, mark.style);
         p.Text(x(value), top - 10, L"middle", mark.name);
         if (mark.sigmas == limitSigmas || mark.sigmas == -limitSigmas)
-            p.Text(x(value), bottom + 66, L"middle", KxxFormat(L"limit %.4g%s", value, u), L"fill=\"#c00000\"");
+            p.Text(x(value), bottom + 66, L"middle", KxxFormat(L"limit %s%s", Told(value, sigma), u),
+                   L"fill=\"#c00000\"");
     }
     if (outside > 0)
         p.Text(right, bottom + 84, L"end", KxxFormat(L"%d points lie beyond the picture", outside),
+               L"font-size=\"12\"");
+    if (notFinite > 0)
+        p.Text(left, bottom + 84, L"start", KxxFormat(L"%d values are no finite numbers", notFinite),
                L"font-size=\"12\"");
     p.Add(L"</svg>\n");
 

@@ -10,8 +10,9 @@
 
 namespace ScanLab {
 
-/// Writes the picture whole or not at all. `title` is any text; `unit` may be empty.
-/// @throws CFileException, KxException
+/// Writes the picture whole or not at all. `title` is any text; `unit` may be empty. Values that are no finite numbers are
+/// counted below the picture and take no part otherwise.
+/// @throws CFileException, KxException if there is no finite value
 void SaveHistogramPicture(KxN::KxString const& path, KxN::KxHistogram const& deviations, KxN::KxString const& title,
                           KxN::KxString const& unit);
 

@@ -29,8 +29,11 @@ struct Box {
 
     KxN::KxVec3d Middle() const { return KxN::KxVec3d::Lerp(low, high, 0.5); }
     double Diagonal() const { return low.Distance(high); }
+    bool Contains(KxN::KxVec3d const& point) const;
 };
 /// Of a scan with points.
 Box BoxOf(Scan const& scan);
+/// The same without strays: points that lie farther from the bulk than half of its size.
+Box CoreBoxOf(Scan const& scan);
 
 }  // namespace ScanLab

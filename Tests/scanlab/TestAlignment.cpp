@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 #include "Alignment.h"
+#include "Deviations.h"
 #include "HistogramPicture.h"
 #include "Neighbours.h"
 #include "SyntheticPlate.h"
@@ -66,10 +67,63 @@ TEST(Alignment, RefusesWhatCannotBeAligned) {
     Scan spot;
     for (int i = 0; i < 300; ++i) spot.Add(KxVec3d(1, 2, 3));
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(spot, spot); }), "The fixed scan has no extent");
+    Scan touching = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(157, 0, 0)));  // a strip of 3 mm out of 160
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, plate); }), "The two scans have no surface in common");
     Scan flat;  // nothing holds it in its plane: it stays where it is
     for (int i = 0; i < 2500; ++i) flat.Add(KxVec3d(i % 50, i / 50, 0));
     Alignment const slid = Align(flat, flat);
     EXPECT_LT((slid.motion * KxVec3d(25, 25, 0)).Distance(KxVec3d(25, 25, 0)), 1e-6);
+}
+
+TEST(Alignment, StandsWhatScansAreLike) {
+    Scan const plate = MakeSyntheticPlate(40000);
+    KxMatrix4 const motion = KxMatrix4::ATranslation(KxVec3d(0.4, -0.3, 0.2)) *
+                             KxMatrix4::ARotation(KxVec3d(1, -1, 2), 0.3 * KxMath::DegToRad);
+    enum { strays, duplicates, part, small, kinds };
+    for (int kind = 0; kind < kinds; ++kind) {
+        double const scale = kind == small ? 1e-9 : 1;
+        KxMatrix4 const unit = KxMatrix4::AScale(KxVec3d(scale, scale, scale));
+        Scan fixed = HalfOf(plate, 0, unit), moving;
+        for (KxVec3d const& point : HalfOf(plate, 1, unit * motion).points) {
+            if (kind == part && point[0] > 100) continue;
+            moving.Add(point);
+            if (kind == duplicates) moving.Add(point);
+        }
+        if (kind == duplicates)
+            for (int i = 0; i < 20000; ++i) fixed.Add(KxVec3d(fixed.points[i]));
+        if (kind == strays) {
+            for (int i = 0; i < 20; ++i) {
+                fixed.Add(KxVec3d(1e7 * i, -3e8, 1e9));
+                moving.Add(KxVec3d(-1e9, 1e6 * i, 5));
+            }
+        }
+        Alignment const alignment = Align(moving, fixed);
+        for (KxVec3d const& corner : {KxVec3d(0, 0, 0), KxVec3d(100, 100, 0)}) {
+            KxVec3d const expected = unit * corner;
+            double const allowed = kind == part ? 0.02 : 0.01;  // two of the four bores hold it less firmly
+            EXPECT_LT((alignment.motion * (unit * motion * corner)).Distance(expected), allowed * scale) << kind;
+        }
+    }
+}
+
+TEST(PlaneFit, HoldsForEveryUnitAndShape) {
+    struct Case {
+        KxVec3d along, across, normal;
+    } const cases[] = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}},
+                       {{1, 0, 1}, {0, 1, 0}, {-1, 0, 1}},
+                       {{0, 0, 1}, {0, 0, 0}, {0, 1, 0}},   // on an upright line
+                       {{1, 0, 1}, {0, 0, 0}, {-1, 0, 1}},  // on a sloping one
+                       {{0, 0, 0}, {0, 0, 0}, {0, 0, 1}}};
+    for (Case const& c : cases) {
+        for (double const scale : {1e-150, 1e-9, 1.0, 1e6, 1e150}) {
+            PlaneSums sums;
+            for (int i = 0; i < 100; ++i)
+                sums.Add(KxVec3d(scale * (i % 10 * c.along[0] + i / 10 * c.across[0]),
+                                 scale * (i % 10 * c.along[1] + i / 10 * c.across[1]),
+                                 scale * (i % 10 * c.along[2] + i / 10 * c.across[2])));
+            EXPECT_NEAR(sums.Fit().normal.Dot(c.normal) / c.normal.Length(), 1, 1e-9) << &c - cases << " " << scale;
+        }
+    }
 }
 
 class Picture : public test::TempFolder {};
@@ -92,6 +146,14 @@ TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
     SaveHistogramPicture(Path("a.svg"), same, L"", L"");
     EXPECT_NE(Get("a.svg").find("deviation [unit of the scan]"), std::string::npos);
     EXPECT_EQ(Get("a.svg").find("nan"), std::string::npos);
+    KxHistogram fine;
+    for (int i = 0; i < 1000; ++i) fine.Add(1000 + (i % 11 - 5) * 1e-4);
+    fine.Add(std::numeric_limits<double>::quiet_NaN());
+    SaveHistogramPicture(Path("a.svg"), fine, L"", L"");
+    for (char const* part : {"from 999.9995 to 1000.0005", ">1000.001<", "1 values are no finite numbers"})
+        EXPECT_NE(Get("a.svg").find(part), std::string::npos) << part << "\n" << Get("a.svg");
+    EXPECT_EQ(test::Thrown<KxException>([&] { SaveHistogramPicture(Path("b.svg"), KxHistogram(), L"", L""); }),
+              "There are no deviations to be drawn");
     EXPECT_EQ(CountFiles(), 1u);
 }
 
