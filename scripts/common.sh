@@ -31,7 +31,8 @@ libclang-rt-14-dev the fuzzing engine and its sanitizers'
 packages_lint='
 clang the compile commands
 clang-format the layout of the sources
-clang-tidy the checks of the sources'
+clang-tidy the checks of the sources
+python3 running them'
 packages_bench='
 libbenchmark-dev the benchmarks
 libhdf5-dev a peer of the archives
