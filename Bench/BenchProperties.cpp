@@ -163,6 +163,7 @@ BENCHMARK(ListInsert)->Name("property list insert all/hbtools")->Arg(listSize)->
 void ListFind(benchmark::State& state) {
     auto const list = MakeList();
     std::vector<KxString> names;
+    names.reserve(listSize);
     for (int i = 0; i < listSize; ++i) names.push_back(WideName(i * 7919 % listSize));
     for (auto _ : state)
         for (KxString const& name : names) benchmark::DoNotOptimize(list->GetProperty(name));
@@ -172,6 +173,7 @@ BENCHMARK(ListFind)->Name("property list find all/hbtools")->Arg(listSize)->UseR
 void MapFind(benchmark::State& state) {
     std::unordered_map<std::wstring, int> map;
     std::vector<std::wstring> names;
+    names.reserve(listSize);
     for (int i = 0; i < listSize; ++i) map[std::wstring(WideName(i).View())] = i;
     for (int i = 0; i < listSize; ++i) names.emplace_back(WideName(i * 7919 % listSize).View());
     for (auto _ : state)
@@ -190,7 +192,7 @@ template <int N>
 struct Numbered : KxDynamicObject {};
 
 /// Factories of many names: what KxTFactory is, without ten thousand classes to compile.
-class NamedFactory : public KxAbstractFactory {
+class NamedFactory final : public KxAbstractFactory {
 public:
     explicit NamedFactory(int number)
         : m_name(KxString(L"class Bench::Numbered<") + WideName(number)), m_element(this, m_name) {}
@@ -204,6 +206,7 @@ private:
 
 void Create(benchmark::State& state) {
     std::vector<std::unique_ptr<NamedFactory>> factories;
+    factories.reserve(numClasses);
     for (int i = 0; i < numClasses; ++i) factories.push_back(std::make_unique<NamedFactory>(i));
     std::size_t i = 0;
     for (auto _ : state) {
@@ -216,13 +219,16 @@ BENCHMARK(Create)->Name("object by name/hbtools")->Arg(numClasses)->UseRealTime(
 
 // ---- what the peers hold ----
 
-/// The same classes twice: Boost's serialize functions have a version, cereal's have none.
-template <bool isBoost>
+/// The same classes twice: Boost's serialize functions have a version, cereal's have none. Texts are narrow, or wide as a
+/// property's are.
+template <bool isBoost, class S = std::string>
 struct Peer {
+    static S As(std::string const& text) { return S(text.begin(), text.end()); }
+
     struct Node {
         virtual ~Node() = default;
-        std::string name;
-        std::string message;
+        S name;
+        S message;
         std::uint32_t group = 1;
         template <class A, class... V>
         requires(sizeof...(V) == isBoost) void serialize(A& archive, V...) { archive& name& message& group; }
@@ -254,12 +260,12 @@ struct Peer {
     };
     using Number = Value<double>;
     using Integer = Value<int>;
-    using Text = Value<std::string>;
+    using Text = Value<S>;
 
     static std::unique_ptr<Node> NewNode(int number) {
         auto const fill = [number](auto node, char const* message, auto const&... value) {
-            node->name = NameOf(number);
-            node->message = message;
+            node->name = As(NameOf(number));
+            node->message = As(message);
             (..., (node->value = value));
             return node;
         };
@@ -267,7 +273,7 @@ struct Peer {
             case Kind::list: return fill(std::make_unique<List>(), "Gruppe");
             case Kind::number: return fill(std::make_unique<Number>(), "Wert: %g mm", 0.5 * number);
             case Kind::integer: return fill(std::make_unique<Integer>(), "Anzahl: %d", number);
-            default: return fill(std::make_unique<Text>(), "Name: %s", "Messmaschine");
+            default: return fill(std::make_unique<Text>(), "Name: %s", As("Messmaschine"));
         }
     }
 
@@ -339,6 +345,21 @@ static void TreeLoadCereal(benchmark::State& state) {
     Cereal::Load<cereal::BinaryOutputArchive, cereal::BinaryInputArchive>(state);
 }
 BENCHMARK(TreeLoadCereal)->Name("property tree load/cereal")->Arg(treeSize)->UseRealTime();
+
+using CerealWide = Peer<false, std::wstring>;
+CEREAL_REGISTER_TYPE_WITH_NAME(CerealWide::Number, "WideNumber")
+CEREAL_REGISTER_TYPE_WITH_NAME(CerealWide::Integer, "WideInteger")
+CEREAL_REGISTER_TYPE_WITH_NAME(CerealWide::Text, "WideText")
+CEREAL_REGISTER_TYPE_WITH_NAME(CerealWide::List, "WideList")
+CEREAL_REGISTER_POLYMORPHIC_RELATION(CerealWide::Node, CerealWide::Number)
+CEREAL_REGISTER_POLYMORPHIC_RELATION(CerealWide::Node, CerealWide::Integer)
+CEREAL_REGISTER_POLYMORPHIC_RELATION(CerealWide::Node, CerealWide::Text)
+CEREAL_REGISTER_POLYMORPHIC_RELATION(CerealWide::Node, CerealWide::List)
+
+static void TreeLoadCerealWide(benchmark::State& state) {
+    CerealWide::Load<cereal::BinaryOutputArchive, cereal::BinaryInputArchive>(state);
+}
+BENCHMARK(TreeLoadCerealWide)->Name("property tree load/cereal, wide texts")->Arg(treeSize)->UseRealTime();
 #endif
 
 #ifdef HBTOOLS_BENCH_BOOST

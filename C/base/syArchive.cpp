@@ -107,6 +107,15 @@ void CArchive::Write(void const* buffer, UINT count) {
     m_current += count;
 }
 
+std::string_view CArchive::PeekShortText() const {
+    constexpr std::size_t headSize = 4;  // FF FFFE and a byte
+    std::size_t ready = 0;
+    BYTE const* const bytes = GetReadAhead(ready);
+    if (ready < headSize || bytes[0] != 0xff || bytes[1] != 0xfe || bytes[2] != 0xff || bytes[3] == 0xff) return {};
+    std::size_t const size = headSize + std::size_t{2} * bytes[3];
+    return size <= ready ? std::string_view(reinterpret_cast<char const*>(bytes), size) : std::string_view();
+}
+
 void CArchive::ReadBlock(void* buffer, ULONGLONG count) {
     BYTE* target = static_cast<BYTE*>(buffer);
     while (count > 0) {

@@ -153,18 +153,13 @@ class LatelyLoaded {
 public:
     /// Takes the class name from the archive and makes its object; null if nobody knows the class, or it is of another kind.
     KxPersistentObject* Make(CArchive& archive) {
-        std::size_t ready = 0;
-        BYTE const* const bytes = archive.GetReadAhead(ready);
-        std::size_t const size = ready > 4 && bytes[0] == 0xff && bytes[1] == 0xfe && bytes[2] == 0xff
-                                     ? std::size_t{4} + std::size_t{2} * bytes[3]
-                                     : 0;
-        if (size < 16 || bytes[3] == 0xff || size > ready) return MakeByName(archive, nullptr, std::string());
-        std::string_view const image(reinterpret_cast<char const*>(bytes), size);
-        std::size_t const first = std::hash<std::string_view>()(image.substr(size - 16)) ^ size;
+        std::string_view const image = archive.PeekShortText();
+        if (image.size() < 16) return MakeByName(archive, nullptr, std::string());
+        std::size_t const first = std::hash<std::string_view>()(image.substr(image.size() - 16)) ^ image.size();
         for (std::size_t way = 0; way < 2; ++way) {
             SClass const& known = m_classes[(first + way) % m_classes.size()];
             if (known.image != image || known.generation != detail::FactoryGeneration()) continue;
-            archive.TakeReadAhead(size);
+            archive.TakeReadAhead(image.size());
             std::unique_ptr<KxDynamicObject> made(known.factory->Create(known.name));
             if (made && typeid(*made) == *known.type) return static_cast<KxPersistentObject*>(made.release());
             if (!made) made.reset(CreateObject(known.name));

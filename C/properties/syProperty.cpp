@@ -48,7 +48,38 @@ void LoadElements(CArchive& archive, KxTBuf1D<T>& values) {
         for (T& value : values) archive >> value;
 }
 
+/// A message format that the archive brings: one text for all properties that come with the same one.
+std::shared_ptr<KxString const> LoadFormat(CArchive& archive) {
+    struct SFormat {
+        std::string image;
+        std::shared_ptr<KxString const> text;
+    };
+    thread_local std::array<SFormat, 32> lately;
+    std::string_view const image = archive.PeekShortText();
+    SFormat& known = lately[std::hash<std::string_view>()(image) % lately.size()];
+    if (!image.empty() && known.image == image) {
+        archive.TakeReadAhead(image.size());
+        return known.text;
+    }
+    std::string copy(image);
+    KxString text;
+    archive >> text;
+    if (text.Len() == 0) return nullptr;
+    auto shared = std::make_shared<KxString const>(std::move(text));
+    if (!copy.empty()) known = {std::move(copy), shared};
+    return shared;
+}
+
 }  // namespace
+
+KxString const& KxProperty::GetMessageFormat() const {
+    static KxString const none;
+    return m_message ? *m_message : none;
+}
+
+void KxProperty::SetMessageFormat(KxString const& message) {
+    m_message = message.Len() == 0 ? nullptr : std::make_shared<KxString const>(message);
+}
 
 KxProperty::~KxProperty() {
     if (m_links.list) m_links.list->Unlink(this);
@@ -76,7 +107,7 @@ void KxProperty::Rename(KxString const& name) {
 
 void KxProperty::Serialize(CArchive& archive) {
     if (archive.IsStoring()) {
-        archive << m_name << m_message << m_group;
+        archive << m_name << GetMessageFormat() << m_group;
         return;
     }
     if (m_links.list) {
@@ -86,7 +117,8 @@ void KxProperty::Serialize(CArchive& archive) {
     } else {
         archive >> m_name;
     }
-    archive >> m_message >> m_group;
+    m_message = LoadFormat(archive);
+    archive >> m_group;
 }
 
 KxVersion KxProperty::GetVersion() const {

@@ -65,6 +65,9 @@ public:
         return m_current;
     }
     void TakeReadAhead(std::size_t count) { m_current += count; }
+    /// Load: the bytes of the wide text that comes next, its length in front, if it has less than 255 characters and was read
+    /// ahead as a whole; otherwise none.
+    std::string_view PeekShortText() const;
 
     /// A count of elements: a word, or FFFF and 32 bits from 65535 on, or FFFF FFFFFFFF and 64 bits.
     ULONGLONG ReadCount();

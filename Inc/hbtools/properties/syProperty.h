@@ -16,6 +16,8 @@
 #include "hbtools/core/syMem.h"
 #include "hbtools/persistence/syPersistentObject.h"
 
+#include <memory>
+
 namespace KxN {
 
 class KxPropertyList;
@@ -28,9 +30,10 @@ public:
     /// Empty texts, group 0.
     KxProperty() = default;
     /// `message`: the format of the property's line of text, in the notation of printf.
-    KxProperty(KxString const& name, KxString const& message, unsigned long group)
-        : m_name(name), m_message(message), m_group(group) {}
-    KxProperty(KxProperty const& other) : KxProperty(other.m_name, other.m_message, other.m_group) {}
+    KxProperty(KxString const& name, KxString const& message, unsigned long group) : m_name(name), m_group(group) {
+        SetMessageFormat(message);
+    }
+    KxProperty(KxProperty const& other) : m_name(other.m_name), m_message(other.m_message), m_group(other.m_group) {}
     KxProperty& operator=(KxProperty const& other);
     /// A property that is deleted leaves the list that it stands in.
     ~KxProperty() override;
@@ -58,8 +61,8 @@ public:
     KxString const& GetName() const { return m_name; }
     /// A list finds its child by the new name from now on. Nobody checks that no other child has it.
     void SetName(KxString const& name);
-    KxString const& GetMessageFormat() const { return m_message; }
-    void SetMessageFormat(KxString const& message) { m_message = message; }
+    KxString const& GetMessageFormat() const;
+    void SetMessageFormat(KxString const& message);
     unsigned long GetPropertyGroup() const { return m_group; }
     void SetPropertyGroup(unsigned long group) { m_group = group; }
     int IsHidden() const { return (m_group & hiddenBit) != 0; }
@@ -85,7 +88,7 @@ private:
     bool IsListedIn(KxTMem<unsigned long> const& groups) const;
 
     KxString m_name;
-    KxString m_message;
+    std::shared_ptr<KxString const> m_message;  // few formats serve many properties; null: the empty one
     unsigned long m_group = 0;
     SLinks m_links;
 };
