@@ -2,30 +2,39 @@
 // SPDX-License-Identifier: MIT
 //
 // An object that can be waited for has a state with a queue of waiters. Who changes the state hands it to the
-// first waiter that can take it, so that nobody is overtaken and a pulse reaches exactly those who wait. Lock
-// order: the state first, then one waiter.
+// first waiter that can take it, so that nobody is overtaken and a pulse reaches exactly those who wait.
 #include "hbtools/base/sySync.h"
 
+#include "base/posix/sySystemThread.h"
+#include "base/syAbandoned.h"
 #include "hbtools/base/syObject.h"
 
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <list>
+#include <array>
+#include <atomic>
 #include <map>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace KxN::detail {
 
-/// One thread that waits, for one or more states.
+/// One thread that waits, for one or more states, and sleeps on the word: 0, or 1 and the index of the state that was handed
+/// over, or a negative number when it takes nothing any more.
 struct Waiter {
-    std::mutex mutex;
-    std::condition_variable wake;
+    static constexpr int closed = -1;
+
     std::thread::id const thread = std::this_thread::get_id();
-    int granted = -1;     // index of the state that was handed over
-    bool closed = false;  // takes nothing any more
+    std::atomic<int> word = 0;
+};
+
+/// The place of a waiter in the queue of one state, on the waiter's stack. Guarded by the state's mutex.
+struct Place {
+    Waiter* waiter = nullptr;
+    int index = 0;
+    bool isQueued = false;
+    Place* previous = nullptr;
+    Place* next = nullptr;
 };
 
 class SyncState {
@@ -39,24 +48,41 @@ public:
     virtual bool CanTake(std::thread::id thread) const = 0;
     virtual void Take(std::thread::id thread) = 0;
 
+    void Enqueue(Place& place) {
+        place.previous = m_last;
+        (m_last ? m_last->next : m_first) = &place;
+        m_last = &place;
+        place.isQueued = true;
+    }
+    void Dequeue(Place& place) {
+        if (!place.isQueued) return;
+        (place.previous ? place.previous->next : m_first) = place.next;
+        (place.next ? place.next->previous : m_last) = place.previous;
+        place.isQueued = false;
+    }
+
     /// Hands the state to waiters as long as they can take it.
     void Serve() {
-        for (Place const& place : m_queue) {
-            if (!CanTake(place.waiter->thread)) continue;
-            std::lock_guard const lock(place.waiter->mutex);
-            if (place.waiter->closed || place.waiter->granted >= 0) continue;
-            Take(place.waiter->thread);
-            place.waiter->granted = place.index;
-            place.waiter->wake.notify_one();  // under the lock: the waiter is gone soon after it
+        for (Place* place = m_first; place;) {
+            Place& current = *place;
+            place = place->next;
+            if (!CanTake(current.waiter->thread)) continue;
+            std::thread::id const thread = current.waiter->thread;
+            std::atomic<int>* const word = &current.waiter->word;
+            // A waiter that has its word is soon gone, and its place with it.
+            Dequeue(current);
+            int waiting = 0;
+            if (!word->compare_exchange_strong(waiting, current.index + 1)) continue;
+            Take(thread);
+            WakeOne(word);
         }
     }
 
-    struct Place {
-        Waiter* waiter;
-        int index;
-    };
     std::mutex m_mutex;
-    std::list<Place> m_queue;
+
+private:
+    Place* m_first = nullptr;
+    Place* m_last = nullptr;
 };
 
 namespace {
@@ -73,6 +99,27 @@ public:
 
 class MutexState : public SyncState {
 public:
+    MutexState() {
+        std::lock_guard const lock(s_mutex);
+        All().insert(this);
+    }
+    ~MutexState() override {
+        std::lock_guard const lock(s_mutex);
+        All().erase(this);
+    }
+    static void AbandonAll(std::thread::id thread) {
+        std::lock_guard const all(s_mutex);
+        for (MutexState* const state : All()) {
+            std::lock_guard const lock(state->m_mutex);
+            if (state->m_depth > 0 && state->m_owner == thread) state->Free();
+        }
+    }
+    void Free() {
+        m_depth = 0;
+        m_owner = std::thread::id();
+        Serve();
+    }
+
     bool CanTake(std::thread::id thread) const override { return m_depth == 0 || m_owner == thread; }
     void Take(std::thread::id thread) override {
         m_owner = thread;
@@ -81,6 +128,14 @@ public:
 
     std::thread::id m_owner;
     unsigned m_depth = 0;
+
+private:
+    static std::set<MutexState*>& All() {
+        static auto& all = *new std::set<MutexState*>;  // lives on for late destructors
+        return all;
+    }
+
+    constinit inline static std::mutex s_mutex;
 };
 
 class SemaphoreState : public SyncState {
@@ -136,42 +191,46 @@ int WaitForAny(SyncState* const* states, int count, unsigned long timeout) {
         }
     }
     if (timeout == 0) return -1;
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
+    Deadline const deadline = DeadlineAfter(timeout);
 
     Waiter waiter;
-    std::vector<std::list<SyncState::Place>> places(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) places[static_cast<std::size_t>(i)].push_back({&waiter, i});
+    std::array<Place, 4> few;
+    std::unique_ptr<Place[]> const many(count > static_cast<int>(few.size()) ? new Place[static_cast<unsigned>(count)]
+                                                                             : nullptr);
+    Place* const places = many ? many.get() : few.data();
+    SleepPlace const sleep(waiter.word);
     int queued = 0;
     // From here on nothing throws: a waiter that stays in a queue would be a trap for others.
-    for (; queued < count; ++queued) {
+    for (; queued < count && waiter.word == 0; ++queued) {
         SyncState& state = *states[queued];
         std::lock_guard const lock(state.m_mutex);
         if (state.CanTake(thread)) {  // it came free in between
-            std::lock_guard const waiterLock(waiter.mutex);
-            if (waiter.granted < 0) {
-                state.Take(thread);
-                waiter.granted = queued;
-            }
+            int waiting = 0;
+            if (waiter.word.compare_exchange_strong(waiting, queued + 1)) state.Take(thread);
             break;
         }
-        auto& place = places[static_cast<std::size_t>(queued)];
-        state.m_queue.splice(state.m_queue.end(), place, place.begin());
+        places[queued].waiter = &waiter;
+        places[queued].index = queued;
+        state.Enqueue(places[queued]);
     }
-    {
-        std::unique_lock lock(waiter.mutex);
-        auto const isServed = [&] { return waiter.granted >= 0; };
-        if (timeout == INFINITE)
-            waiter.wake.wait(lock, isServed);
-        else
-            waiter.wake.wait_until(lock, deadline, isServed);
-        waiter.closed = true;
-    }
+    while (waiter.word == 0 && SleepWhile(waiter.word, 0, deadline)) {}
+    int result = 0;
+    waiter.word.compare_exchange_strong(result, Waiter::closed);
     for (int i = 0; i < queued; ++i) {
         std::lock_guard const lock(states[i]->m_mutex);
-        states[i]->m_queue.remove_if([&](SyncState::Place const& place) { return place.waiter == &waiter; });
+        states[i]->Dequeue(places[i]);
     }
-    return waiter.granted;
+    if (result == SleepPlace::killed) SleepPlace::EndKilled();
+    return result > 0 ? result - 1 : -1;
 }
+
+}  // namespace
+
+void Abandon(std::thread::id thread) {
+    MutexState::AbandonAll(thread);
+}
+
+namespace {
 
 /// The state as the kind that the object is.
 template <class State>
@@ -206,29 +265,6 @@ int KxxWaitForAny(CSyncObject* const* objects, int count, unsigned long timeout)
     return WaitForAny(states.data(), static_cast<int>(states.size()), timeout);
 }
 
-int CCriticalSection::Lock(unsigned long timeout) {
-    if (timeout == INFINITE) {
-        m_mutex.lock();
-        return 1;
-    }
-#ifdef __SANITIZE_THREAD__
-    // The thread sanitizer does not see the timed lock of the system, so under it the lock is tried again and again.
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
-    while (!m_mutex.try_lock()) {
-        if (std::chrono::steady_clock::now() >= deadline) return 0;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return 1;
-#else
-    return m_mutex.try_lock_for(std::chrono::milliseconds(timeout));
-#endif
-}
-
-int CCriticalSection::Unlock() {
-    m_mutex.unlock();
-    return 1;
-}
-
 CMutex::CMutex(int initiallyOwned, wchar_t const* name, SECURITY_ATTRIBUTES*)
     : CSyncObject(MakeState<MutexState>(name)) {
     // Of a mutex that is there already the first owner stays.
@@ -239,10 +275,7 @@ int CMutex::Unlock() {
     auto& state = As<MutexState>(m_state);
     std::lock_guard const lock(state.m_mutex);
     if (state.m_depth == 0 || state.m_owner != std::this_thread::get_id()) return 0;
-    if (--state.m_depth == 0) {
-        state.m_owner = std::thread::id();
-        state.Serve();
-    }
+    if (--state.m_depth == 0) state.Free();
     return 1;
 }
 

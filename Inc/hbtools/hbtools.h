@@ -29,10 +29,13 @@
 #include "hbtools/base/sySync.h"
 #include "hbtools/base/syTerminal.h"
 #include "hbtools/base/syTextEncoding.h"
+#include "hbtools/base/syThread.h"
+#include "hbtools/base/syTimer.h"
 #include "hbtools/base/syTypes.h"
 #include "hbtools/base/syValues.h"
 #include "hbtools/base/syVersion.h"
 #include "hbtools/base/syWinApp.h"
+#include "hbtools/base/syWnd.h"
 
 #include "hbtools/core/syArray.h"
 #include "hbtools/core/syBlockHeap.h"

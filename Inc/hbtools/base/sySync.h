@@ -51,10 +51,11 @@ protected:
 /// after `timeout` milliseconds. @throws CInvalidArgException for a critical section, which cannot be waited for so
 KX_API int KxxWaitForAny(CSyncObject* const* objects, int count, unsigned long timeout = INFINITE);
 
-/// The fast lock within a process. The thread that holds it may take it again. Not served in order.
+/// The fast lock within a process. The thread that holds it may take it again. Not served in order. A thread that is killed
+/// gives it back.
 class KX_API CCriticalSection : public CSyncObject {
 public:
-    CCriticalSection() = default;
+    CCriticalSection();
     int Lock(unsigned long timeout = INFINITE) override;
     /// The caller must hold it.
     int Unlock() override;
@@ -63,7 +64,8 @@ private:
     std::recursive_timed_mutex m_mutex;
 };
 
-/// A lock that can be waited for together with other objects. The thread that holds it may take it again.
+/// A lock that can be waited for together with other objects. The thread that holds it may take it again; one that is killed
+/// gives it back.
 /// Objects with the same name, which is not empty, are one within the process.
 class KX_API CMutex : public CSyncObject {
 public:

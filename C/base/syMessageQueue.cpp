@@ -1,0 +1,256 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "base/syMessageQueue.h"
+
+#include "base/posix/sySystemThread.h"
+#include "hbtools/base/syLimits.h"
+#include "hbtools/base/syTimer.h"
+#include "hbtools/base/syWnd.h"
+
+#include <utility>
+
+namespace KxN::detail {
+
+namespace {
+
+struct Holder {
+    std::shared_ptr<MessageQueue> queue;
+    ~Holder() {
+        if (queue) queue->Close();
+    }
+};
+thread_local Holder t_holder;
+
+/// Answers a sent message, whatever becomes of it.
+class Answering {
+public:
+    explicit Answering(std::shared_ptr<Answer> answer) : m_answer(std::move(answer)) {}
+    Answering(Answering const&) = delete;
+    Answering& operator=(Answering const&) = delete;
+    ~Answering() {
+        if (!m_answer) return;
+        m_answer->isDone = 1;
+        m_answer->sender->Signal();
+    }
+    void SetResult(LRESULT result) {
+        if (m_answer) m_answer->result = result;
+    }
+
+private:
+    std::shared_ptr<Answer> m_answer;
+};
+
+}  // namespace
+
+MessageQueue::~MessageQueue() {
+    Close();
+}
+
+std::shared_ptr<MessageQueue> const& MessageQueue::OfThisThread() {
+    if (!t_holder.queue) t_holder.queue = std::make_shared<MessageQueue>();
+    return t_holder.queue;
+}
+
+void MessageQueue::Adopt(std::shared_ptr<MessageQueue> queue) {
+    t_holder.queue = std::move(queue);
+}
+
+void MessageQueue::Signal() {
+    m_word = 1;
+    if (m_isAsleep) WakeOne(&m_word);
+}
+
+bool MessageQueue::Put(std::deque<Entry>& queue, Entry&& entry) {
+    {
+        std::lock_guard const lock(m_mutex);
+        if (m_isClosed || queue.size() >= KxxLimits().postedCalls) return false;
+        entry.number = m_numPosted;
+        queue.push_back(std::move(entry));
+        ++m_numPosted;
+        if (m_descriptor) m_descriptor->Signal();
+    }
+    Signal();
+    return true;
+}
+
+bool MessageQueue::Post(Entry entry) {
+    return Put(m_posted, std::move(entry));
+}
+
+LRESULT MessageQueue::Send(MessageQueue& to, Entry entry) {
+    auto const answer = std::make_shared<Answer>();
+    answer->sender = OfThisThread();
+    MessageQueue& own = *answer->sender;
+    entry.answer = answer;
+    if (!to.Put(to.m_sent, std::move(entry))) return 0;
+    while (!answer->isDone) {
+        own.m_word = 0;
+        if (own.RunSent() || answer->isDone) continue;
+        own.SleepUntil(std::nullopt);
+    }
+    own.m_word = 1;  // what came meanwhile is still to be looked at
+    return answer->result;
+}
+
+/// Sleeps until something comes, unless something came since the word was cleared.
+void MessageQueue::SleepUntil(Deadline deadline) {
+    int word;
+    {
+        SleepPlace const sleep(m_word);
+        m_isAsleep = true;
+        SleepWhile(m_word, 0, deadline);
+        m_isAsleep = false;
+        word = m_word;
+    }
+    if (word == SleepPlace::killed) SleepPlace::EndKilled();
+}
+
+bool MessageQueue::HasDue() {
+    std::lock_guard const lock(m_mutex);
+    return !m_sent.empty() || !m_posted.empty() || (!m_timers.empty() && m_timers.begin()->first <= Clock::now());
+}
+
+void MessageQueue::Run(Entry& entry) {
+    Answering answering(std::move(entry.answer));
+    if (entry.call.IsSet()) {
+        entry.call.Call(reinterpret_cast<void*>(entry.lParam));
+    } else if (!entry.window) {
+        if (CWinThread* const thread = AfxGetThread())
+            thread->OnThreadMessage(entry.message, entry.wParam, entry.lParam);
+    } else if (entry.window->window) {
+        answering.SetResult(entry.window->window->WindowProc(entry.message, entry.wParam, entry.lParam));
+    }
+}
+
+bool MessageQueue::RunSent() {
+    std::unique_lock lock(m_mutex);
+    if (m_sent.empty()) return false;
+    Entry entry = std::move(m_sent.front());
+    m_sent.pop_front();
+    lock.unlock();
+    Run(entry);
+    return true;
+}
+
+bool MessageQueue::RunPosted(unsigned long long end) {
+    std::unique_lock lock(m_mutex);
+    if (m_posted.empty() || m_posted.front().number >= end) return false;
+    Entry entry = std::move(m_posted.front());
+    m_posted.pop_front();
+    lock.unlock();
+    Run(entry);
+    return true;
+}
+
+bool MessageQueue::RunTimer(Clock::time_point due) {
+    if (m_timers.empty() || m_timers.begin()->first > due) return false;
+    KxTimer* const timer = m_timers.begin()->second;
+    m_timers.erase(m_timers.begin());
+    auto const self = std::exchange(timer->m_queue, nullptr);
+    KxTools::Link const link = timer->m_link;
+    link.Call(timer);
+    return true;
+}
+
+void MessageQueue::DispatchDue() {
+    unsigned long long end;
+    {
+        std::lock_guard const lock(m_mutex);
+        end = m_numPosted;
+    }
+    Clock::time_point const now = m_timers.empty() ? Clock::time_point::min() : Clock::now();
+    while (RunSent() || RunPosted(end)) {}
+    while (RunTimer(now)) {}
+    Rest();
+}
+
+bool MessageQueue::DispatchNext() {
+    for (;;) {
+        m_word = 0;
+        bool const isDone = RunSent() || RunPosted(~0ULL) || (!m_timers.empty() && RunTimer(Clock::now()));
+        Rest();
+        if (isDone) return true;
+        if (std::exchange(m_isQuitting, false)) return false;
+        SleepUntil(m_timers.empty() ? Deadline() : m_timers.begin()->first);
+    }
+}
+
+void MessageQueue::Quit(int exitCode) {
+    m_isQuitting = true;
+    m_exitCode = exitCode;
+}
+
+void MessageQueue::StartTimer(KxTimer& timer, unsigned long timeout) {
+    m_timers.emplace(Clock::now() + std::chrono::milliseconds(timeout), &timer);
+    Rest();
+}
+
+void MessageQueue::StopTimer(KxTimer& timer) {
+    for (auto entry = m_timers.begin(); entry != m_timers.end(); ++entry) {
+        if (entry->second != &timer) continue;
+        m_timers.erase(entry);
+        break;
+    }
+}
+
+int MessageQueue::GetDescriptor() {
+    std::unique_lock lock(m_mutex);
+    if (!m_descriptor) {
+        m_descriptor = std::make_unique<WakeDescriptor>();
+        m_descriptor->Signal();
+        lock.unlock();
+        Rest();
+    }
+    return m_descriptor->Get();
+}
+
+/// Takes the signal of the descriptor back if nothing waits, and sets it to the next timer.
+void MessageQueue::Rest() {
+    std::lock_guard const lock(m_mutex);
+    if (m_descriptor && m_sent.empty() && m_posted.empty())
+        m_descriptor->Rest(m_timers.empty() ? Deadline() : m_timers.begin()->first);
+}
+
+void MessageQueue::DropCalls() {
+    std::lock_guard const lock(m_mutex);
+    std::erase_if(m_posted, [](Entry const& entry) { return entry.call.IsSet(); });
+}
+
+void MessageQueue::Close() {
+    std::deque<Entry> sent, posted;
+    {
+        std::lock_guard const lock(m_mutex);
+        m_isClosed = true;
+        sent.swap(m_sent);
+        posted.swap(m_posted);
+    }
+    for (Entry& entry : sent) Answering const answering(std::move(entry.answer));
+    for (auto const& [time, timer] : std::exchange(m_timers, {})) timer->m_queue.reset();
+}
+
+}  // namespace KxN::detail
+
+namespace KxN {
+
+using detail::MessageQueue;
+
+KxTimer& KxTimer::operator=(KxTimer const& other) {
+    if (this == &other) return *this;
+    Stop();
+    m_timeout = other.m_timeout;
+    m_link = other.m_link;
+    return *this;
+}
+
+void KxTimer::Start() {
+    Stop();
+    std::shared_ptr<MessageQueue> const& queue = MessageQueue::OfThisThread();
+    queue->StartTimer(*this, m_timeout);
+    m_queue = queue;
+}
+
+void KxTimer::Stop() {
+    if (auto const queue = std::exchange(m_queue, nullptr)) queue->StopTimer(*this);
+}
+
+}  // namespace KxN
