@@ -7,6 +7,7 @@
 //
 // The run-time libraries of the sanitizers bring operators of their own, which tell new from malloc and stand before
 // ours: in those builds ours are left out, and the handlers are never called.
+#include "base/posix/syStopPoint.h"
 #include "hbtools/base/syFault.h"
 #include "hbtools/base/syObject.h"
 
@@ -89,10 +90,22 @@ void* Request(std::size_t size, std::size_t alignment) {
     }
 }
 
-inline void* Allocate(std::size_t size, std::size_t alignment) {
+[[gnu::always_inline]] inline void Leave() {
+    if (detail::t_isAwaited) [[unlikely]]
+        detail::StopPoint(__builtin_return_address(0));
+}
+
+[[gnu::always_inline]] inline void* Allocate(std::size_t size, std::size_t alignment) {
     size = std::max<std::size_t>(size, 1);
-    void* const memory = Request(size, alignment);
-    return memory ? memory : RequestAgain(size, alignment);
+    void* memory = Request(size, alignment);
+    if (!memory) memory = RequestAgain(size, alignment);
+    Leave();
+    return memory;
+}
+
+[[gnu::always_inline]] inline void Release(void* memory) {
+    std::free(memory);
+    Leave();
 }
 
 void* AllocateOrNull(std::size_t size, std::size_t alignment) noexcept {
@@ -128,17 +141,17 @@ void* operator new(std::size_t size, std::align_val_t to, std::nothrow_t const&)
 void* operator new[](std::size_t size, std::align_val_t to, std::nothrow_t const&) noexcept {
     return KxN::AllocateOrNull(size, KxN::AlignmentOf(to));
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t, std::nothrow_t const&) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::align_val_t, std::nothrow_t const&) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { KxN::Release(memory); }
+void operator delete[](void* memory) noexcept { KxN::Release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { KxN::Release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { KxN::Release(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { KxN::Release(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { KxN::Release(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { KxN::Release(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { KxN::Release(memory); }
+void operator delete(void* memory, std::nothrow_t const&) noexcept { KxN::Release(memory); }
+void operator delete[](void* memory, std::nothrow_t const&) noexcept { KxN::Release(memory); }
+void operator delete(void* memory, std::align_val_t, std::nothrow_t const&) noexcept { KxN::Release(memory); }
+void operator delete[](void* memory, std::align_val_t, std::nothrow_t const&) noexcept { KxN::Release(memory); }
 // clang-format on
 #endif

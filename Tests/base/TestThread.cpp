@@ -182,10 +182,12 @@ TEST(Thread, KilledThreadsLeaveTheProcessHealthy) {
                                     s.never.Lock();
                                     return static_cast<UINT>(KxxWaitForAny(objects, 2));
                                 },
+#ifndef __SANITIZE_ADDRESS__                           // whose allocator is another one
                                 [](void* p) -> UINT {  // the allocator
                                     ++static_cast<Shared*>(p)->ready;
                                     for (;;) delete[] new char[3000];
                                 },
+#endif
                                 [](void* p) -> UINT {  // a message loop
                                     ++static_cast<Shared*>(p)->ready;
                                     return static_cast<UINT>(AfxGetThread()->Run());
@@ -257,6 +259,9 @@ TEST(Thread, PrioritiesAreTheSystems) {
 }
 
 TEST(Thread, WithoutThreadsThereIsNone) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "needs the memory itself";
+#endif
     // In a process of its own, whose memory ends before the stack of a thread.
     EXPECT_EXIT(
         {

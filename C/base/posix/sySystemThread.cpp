@@ -3,6 +3,7 @@
 #include "sySystemThread.h"
 
 #include "base/syAbandoned.h"
+#include "syStopPoint.h"
 
 #include <array>
 #include <cerrno>
@@ -18,9 +19,11 @@
 
 namespace KxN::detail {
 
+[[gnu::tls_model("initial-exec")]] constinit thread_local int t_isAwaited = 0;
+
 namespace {
 
-constexpr int patience = 250;   // a busy thread is asked so often
+constexpr int patience = 50;    // a thread that stands so often in one call of the system is blocked there
 constexpr int deafness = 5000;  // pauses before a thread is taken for one that never answers
 
 // Reached from the handler, so it must be there without a call into the loader.
@@ -64,6 +67,8 @@ void Pause(bool isShort) {
 }
 
 [[noreturn]] void ExitAtOnce() {
+    // The next thread on this stack would find what this one has left under the keys of thread-specific data.
+    for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key) ::pthread_setspecific(key, nullptr);
     // Ends this thread only. The system marks the robust locks it holds and wakes who joins it.
     for (;;) ::syscall(SYS_exit, 0);
 }
@@ -76,7 +81,8 @@ struct ThreadSignal {
         if (!thread) return;
         int const error = errno;
         auto const& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
-        bool const isBusy = IsBusyAt(static_cast<std::uintptr_t>(registers[REG_RIP])) && !thread->m_isForced;
+        bool const isBusy = thread->IsBusy(static_cast<std::uintptr_t>(registers[REG_RIP]),
+                                           static_cast<std::uintptr_t>(registers[REG_RSP]));
         std::atomic<int>* const word = thread->m_sleepWord;
         if (thread->m_isDying) {
             int awake = 0;
@@ -87,8 +93,15 @@ struct ThreadSignal {
         } else if (thread->m_suspensions > 0 && !isBusy) {
             thread->StopHere();
         }
+        t_isAwaited = isBusy;
         thread->m_numAnswers = thread->m_numAnswers + 1;
         errno = error;
+    }
+
+    static void StopOnTheWay() {
+        t_isAwaited = 0;
+        if (t_current->m_isDying) ExitAtOnce();
+        if (t_current->m_suspensions > 0) t_current->StopHere();
     }
 
     static bool Install() {
@@ -100,6 +113,11 @@ struct ThreadSignal {
         return ::sigaction(SignalNumber(), &action, nullptr) == 0;
     }
 };
+
+void StopPoint(void const* caller) noexcept {
+    if (!t_current || t_current->m_sleepWord || IsBusyAt(reinterpret_cast<std::uintptr_t>(caller))) return;
+    ThreadSignal::StopOnTheWay();
+}
 
 unsigned long CurrentThreadId() {
     return static_cast<unsigned long>(::gettid());
@@ -186,6 +204,21 @@ void SystemThread::StopHere() {
     } while (m_suspensions > 0);
 }
 
+/// Whether it stands where it may hold a lock that others need. For its handler.
+bool SystemThread::IsBusy(std::uintptr_t instruction, std::uintptr_t stack) {
+    if (m_isForced || !IsBusyAt(instruction)) return false;
+    // In a call of the system, which is about to be made again, and always the same one: who holds a lock of the allocator
+    // is not there for long.
+    constexpr unsigned char systemCall[] = {0x0f, 0x05};
+    auto const* const code = reinterpret_cast<unsigned char const*>(instruction);
+    bool const isCall = std::memcmp(code, systemCall, 2) == 0 || std::memcmp(code - 2, systemCall, 2) == 0;
+    bool const isSame = isCall && instruction == m_instruction && stack == m_stack;
+    m_instruction = instruction;
+    m_stack = stack;
+    m_numSame = isSame ? m_numSame + 1 : 0;
+    return m_numSame < patience;
+}
+
 /// Whether a suspended thread runs no more of its own code.
 bool SystemThread::IsHalted() const {
     return m_isStopped || m_sleepWord || m_ended;
@@ -193,9 +226,8 @@ bool SystemThread::IsHalted() const {
 
 /// Signals the thread until it halts. False if it has ended, or does not hear.
 bool SystemThread::Halt() {
-    m_isForced = 0;
     for (int tries = 0; !IsHalted(); ++tries) {
-        m_isForced = tries >= patience;
+        m_isForced = tries >= deafness;
         int const before = m_numAnswers;
         if (::pthread_kill(m_handle, SignalNumber()) != 0) break;
         for (int i = 0; !IsHalted() && m_numAnswers == before; ++i) {
@@ -263,7 +295,7 @@ bool SystemThread::Kill() {
     for (int tries = 0;; ++tries) {
         lock.unlock();  // it may be at its regular end
         if (m_ended) return true;
-        m_isForced = tries >= patience;
+        m_isForced = tries >= deafness;
         ::pthread_kill(m_handle, SignalNumber());
         Pause(tries < 20);
         // Only one that was killed is gone without having said so.
@@ -271,7 +303,7 @@ bool SystemThread::Kill() {
         lock.lock();
         if (m_ended) return true;
         if (isGone) break;
-        if (tries >= deafness) return false;
+        if (tries >= deafness + patience) return false;
     }
     Abandon(std::thread::id(m_handle));
     m_ended = 1;

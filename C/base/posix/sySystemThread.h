@@ -6,11 +6,12 @@
 // Suspending and killing reach a thread by a real-time signal, wherever it is, with three exceptions. A thread that sleeps
 // in a SleepPlace counts as suspended at once and stops when it leaves; to be killed it is woken, so that it can take itself
 // out of the queues it stands in. A thread that runs code of this library, of the C or the C++ library may hold their
-// locks: it is asked again a little later, and only what stays there for long, in a call that blocks, is taken there.
+// locks: it is asked again a little later, and only one that blocks there in a call of the system is taken there.
 #pragma once
 
 #include "syFutex.h"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <pthread.h>
@@ -54,9 +55,11 @@ public:
 private:
     friend class SleepPlace;
     friend struct ThreadSignal;
+    friend void StopPoint(void const* caller) noexcept;
 
     static void* Enter(void* argument);
     static void End(void* argument);
+    bool IsBusy(std::uintptr_t instruction, std::uintptr_t stack);
     bool IsHalted() const;
     bool Halt();
     void StopHere();
@@ -75,6 +78,10 @@ private:
     std::atomic<int> m_isStopped = 0;
     std::atomic<int> m_numAnswers = 0;
     std::atomic<std::atomic<int>*> m_sleepWord = nullptr;
+    // Where the signal last found it; for its handler.
+    std::uintptr_t m_instruction = 0;
+    std::uintptr_t m_stack = 0;
+    int m_numSame = 0;
 };
 
 /// While it exists the calling thread sleeps on the word, which is 0 until there is a reason to wake. A kill makes it
