@@ -190,7 +190,7 @@ template <int N>
 struct Numbered : KxDynamicObject {};
 
 /// Factories of many names: what KxTFactory is, without ten thousand classes to compile.
-class NamedFactory : public KxAbstractFactory {
+class NamedFactory final : public KxAbstractFactory {
 public:
     explicit NamedFactory(int number)
         : m_name(KxString(L"class Bench::Numbered<") + WideName(number)), m_element(this, m_name) {}
