@@ -194,9 +194,9 @@ KxMatrix KxMatrix::LUDecomposition(KxTArray<int>* permutation, int* sign) const 
 }
 
 KxMatrix KxMatrix::LUInverse() const {
-    if (m_width < m_height) return NotANumber(1, 1);
-    KxMatrix inverse(m_height, m_height);
-    InvertByLU(*this, inverse.Data(), nullptr);
+    bool const isHigh = m_width < m_height;
+    KxMatrix inverse = isHigh ? NotANumber(1, 1) : KxMatrix(m_height, m_height);
+    if (!isHigh) InvertByLU(*this, inverse.Data(), nullptr);
     return inverse;
 }
 
