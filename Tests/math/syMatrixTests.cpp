@@ -217,9 +217,9 @@ TEST(MathMatrix, RowsOfVectors) {
     EXPECT_THROW(identity.Resize(4, 5), std::bad_array_new_length);
     EXPECT_THROW(identity.Resize(KxTSize<unsigned long>(3, 4)), std::bad_array_new_length);
     identity[1][1] = 5;
-    KxTMatrix4x4<double> const moved(std::move(identity));
-    identity = KxTMatrix4x4<double>(std::move(identity));
-    EXPECT_EQ(identity[1][1] + moved[1][1], 10);  // NOLINT(bugprone-use-after-move): moving copies
+    KxTMatrix4x4<double> moved(std::move(identity)), assigned;
+    assigned = std::move(moved);
+    EXPECT_EQ(identity[1][1] + moved[1][1] + assigned[1][1], 15);  // NOLINT(bugprone-use-after-move): moving copies
     identity[1].Resize(1);
     identity[2] = KxTMathVector<double>();
     EXPECT_TRUE(KxMatrix4(identity) == KxMatrix4::Identity);  // for what is missing
