@@ -15,11 +15,11 @@ inline std::ptrdiff_t Offset(int row, int stride) {
     return static_cast<std::ptrdiff_t>(row) * stride;
 }
 
-/// Consecutive rotations of neighbouring rows: the first of `first` and `first + step`, the next of that and the one
-/// after it. x, the former, becomes c x + s y, and y becomes c y - s x.
+/// Consecutive rotations of pairs of rows: the first of `first` and `first + step`, the next of the latter and the row that
+/// is `step` further. x, the former of a pair, becomes c x + s y, and y becomes c y - s x.
 struct RotationChain {
     int first;
-    int step;  // 1 or -1
+    int step;  // not 0; a single rotation may combine rows far apart
     int count;
 };
 

@@ -198,8 +198,8 @@ void KxMatrix::LoseOwnership() noexcept {
     m_width = m_height = 0;
 }
 
-void KxMatrix::TakeOwnership(double* block, double** rows, int width, int height) noexcept {
-    m_data.Attach(block, width * height);
+void KxMatrix::TakeOwnership(double* block, double** rows, int width, int height) {
+    m_data.Attach(block, ElementCount(width, height));
     m_rowTable.Attach(rows, height);
     m_isTableTaken = true;
     m_rows = rows;

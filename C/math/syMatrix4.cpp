@@ -28,6 +28,15 @@ KxTMatrix4x4<T> Dense(KxMatrix4 const& matrix) {
     return dense;
 }
 
+template <class T>
+KxMatrix4 FromDense(KxTMatrix4x4<T> const& dense) {
+    return Made([&dense](int r, int c) -> double {
+        auto const row = static_cast<unsigned long>(r), column = static_cast<unsigned long>(c);
+        bool const isThere = row < dense.Size() && column < dense[row].Size();
+        return isThere ? dense[row][column] : KxMatrix4::Identity[r][c];
+    });
+}
+
 /// The determinant of what is left without a row and a column.
 double Minor(KxMatrix4 const& m, int row, int column) {
     int const r0 = row == 0, r1 = row <= 1 ? 2 : 1, r2 = row <= 2 ? 3 : 2;
@@ -65,14 +74,9 @@ KxMatrix4::KxMatrix4(KxMatrix3 const& m)
 
 KxMatrix4::KxMatrix4(KxMatrix const& matrix) : KxMatrix4(Made([&](int r, int c) { return matrix[r][c]; })) {}
 
-KxMatrix4::KxMatrix4(KxTMatrix4x4<float> const& matrix)
-    : KxMatrix4(Made([&](int r, int c) -> double {
-          return matrix[static_cast<unsigned long>(r)][static_cast<unsigned long>(c)];
-      })) {}
+KxMatrix4::KxMatrix4(KxTMatrix4x4<float> const& matrix) : KxMatrix4(FromDense(matrix)) {}
 
-KxMatrix4::KxMatrix4(KxTMatrix4x4<double> const& matrix)
-    : KxMatrix4(
-          Made([&](int r, int c) { return matrix[static_cast<unsigned long>(r)][static_cast<unsigned long>(c)]; })) {}
+KxMatrix4::KxMatrix4(KxTMatrix4x4<double> const& matrix) : KxMatrix4(FromDense(matrix)) {}
 
 KxMatrix4& KxMatrix4::operator=(double value) {
     return *this = Made([value](int, int) { return value; });

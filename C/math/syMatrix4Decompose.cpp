@@ -53,9 +53,9 @@ double TakeShear(KxVec3d& row, KxVec3d const& unit) {
 }  // namespace
 
 bool KxMatrix4::Decompose(KxMatrix4& U, KxVec3d& K, KxMatrix4& R, KxVec3d& T, KxMatrix4& F) const {
-    F = Identity;
-    T = KxVec3d(m_rows[0][3], m_rows[1][3], m_rows[2][3]);
     KxMatrix3 const linear = SubMatrix3x3();
+    T = KxVec3d(m_rows[0][3], m_rows[1][3], m_rows[2][3]);
+    F = Identity;  // an output may be this object
     double const det = linear.Det();
     double const sign = det >= 0 ? 1.0 : -1.0;
     if (sign * det < 1e-12) return false;

@@ -6,6 +6,7 @@
 #include "hbtools/math/syMatrix.h"
 #include "math/syDenseKernels.h"
 #include "math/syHypotenuse.h"
+#include "math/syNumberRange.h"
 #include "math/syRotationList.h"
 #include "math/syScratch.h"
 
@@ -18,18 +19,25 @@ namespace KxN {
 namespace {
 
 using detail::Hypotenuse;
+using detail::LargestSize;
 using detail::Offset;
+using detail::SafeExponent;
+using detail::ScaleByPower;
 using detail::Scratch;
 using detail::WithSign;
 
 constexpr std::size_t few = 8;  // rows of a matrix for which all working memory is on the stack
 
 /// Reduces the symmetric n * n matrix q to tridiagonal form d, e from its last row up. q becomes the transposed matrix of
-/// the transformation.
-void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
+/// the transformation. Returns the exponent by which d and e are scaled.
+int Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
     auto const row = [=](int r) { return q + Offset(r, stride); };
-    if (n == 0) return;
+    if (n == 0) return 0;
     detail::DenseKernels const& kernels = detail::Kernels();
+    double largest = 0;
+    for (int i = 0; i < n; ++i) largest = KxMath::Max(largest, LargestSize(row(i), i + 1));
+    int const exponent = SafeExponent(largest);
+    for (int i = 0; i < n; ++i) ScaleByPower(row(i), exponent, i + 1);
     for (int i = n - 1; i > 0; --i) {
         double* const u = row(i);
         double scale = 0, h = 0;
@@ -66,6 +74,7 @@ void Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
         u[i] = 1.0;
         for (int j = 0; j < i; ++j) row(j)[i] = 0.0;
     }
+    return exponent;
 }
 
 /// The eigenvalues of the tridiagonal matrix d, e into d; the n rows of q are rotated with them.
@@ -148,7 +157,9 @@ void KxMatrix::TridiagonalizeHouseholder(KxVec* diagonal, KxVec* offDiagonal) {
     int const n = std::min(m_width, m_height);
     diagonal->Resize(n);
     offDiagonal->Resize(n);
-    Tridiagonalize(Data(), m_width, n, diagonal->Data(), offDiagonal->Data());
+    int const exponent = Tridiagonalize(Data(), m_width, n, diagonal->Data(), offDiagonal->Data());
+    ScaleByPower(diagonal->Data(), -exponent, n);
+    ScaleByPower(offDiagonal->Data(), -exponent, n);
     for (int r = 1; r < n; ++r)
         for (int c = 0; c < r; ++c) std::swap(m_rows[r][c], m_rows[c][r]);
 }
@@ -157,7 +168,14 @@ bool KxMatrix::QLAlgorithm(KxVec& diagonal, KxVec& offDiagonal) {
     if (m_width < 1) return true;
     Columns columns(m_width, m_height);
     columns.Take(*this);
-    bool const isDone = ImplicitQl(columns.Data(), columns.Stride(), m_width, diagonal.Data(), offDiagonal.Data());
+    double* const d = diagonal.Data();
+    double* const e = offDiagonal.Data();
+    int const exponent = SafeExponent(KxMath::Max(LargestSize(d, m_width), LargestSize(e + 1, m_width - 1)));
+    ScaleByPower(d, exponent, m_width);
+    ScaleByPower(e, exponent, m_width);
+    bool const isDone = ImplicitQl(columns.Data(), columns.Stride(), m_width, d, e);
+    ScaleByPower(d, -exponent, m_width);
+    ScaleByPower(e, -exponent, m_width);
     columns.Give(*this);
     return isDone;
 }
@@ -167,8 +185,9 @@ KxMatrix KxMatrix::EigenVectors(KxVec* eigenvalues) const {
     Columns columns(n, n);
     for (int r = 0; r < n; ++r) std::copy_n(m_rows[r], n, columns[r]);
     Scratch<double, few> d(n), e(n);
-    Tridiagonalize(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
+    int const exponent = Tridiagonalize(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
     ImplicitQl(columns.Data(), columns.Stride(), n, d.Data(), e.Data());
+    ScaleByPower(d.Data(), -exponent, n);
     if (eigenvalues) {
         eigenvalues->Resize(n);
         std::copy_n(d.Data(), n, eigenvalues->Data());

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/math/syMatrix.h"
 #include "math/syDenseFactors.h"
+#include "math/syNumberRange.h"
 #include "math/syScratch.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr std::size_t few = detail::smallSize;  // rows of a matrix for which all working memory is on the stack
 
+using detail::LargestSize;
 using detail::Offset;
 using detail::Scratch;
 using Work = Scratch<double, few * few>;
@@ -28,6 +30,12 @@ bool IsNonZero(double value) {
     return value < 0.0 || value > 0.0;
 }
 
+/// What solvers that cannot say false make of a system with fewer columns than rows.
+KxMatrix NotANumber(int width, int height) {
+    KxMatrix result(width, height);
+    return std::move(result = std::numeric_limits<double>::quiet_NaN());
+}
+
 /// The n * n elements on the left, with zeros where there are none.
 void CopySquare(KxMatrix const& matrix, double* square) {
     int const n = matrix.Height(), width = std::min(n, matrix.Width());
@@ -37,13 +45,12 @@ void CopySquare(KxMatrix const& matrix, double* square) {
     }
 }
 
-/// A matrix factored with full pivoting.
+/// A square matrix factored with full pivoting.
 class FullFactors {
 public:
     /// `lu` has room for the factors.
     FullFactors(KxMatrix const& matrix, double* lu)
         : m_n(matrix.Height()), m_work(Square(m_n)), m_rows(m_n), m_columns(m_n), m_lu(lu) {
-        if (matrix.Width() != m_n) return;
         std::copy_n(matrix.Data(), Square(m_n), m_work.Data());
         Places order(Offset(m_n, 2));
         m_isRegular = detail::FactorFully(detail::Kernels(), m_work.Data(), m_n, m_rows.Data(), m_columns.Data(),
@@ -90,11 +97,6 @@ void Factor(double* square, int n, int* permutation, int* sign) {
         if (permutation) std::swap(permutation[k], permutation[pivots[k]]);
         if (sign && pivots[k] != k) *sign = -*sign;
     }
-}
-
-double LargestSize(double const* values, int count) {
-    int const place = detail::Kernels().firstLargest(values, count);
-    return place < 0 ? 0.0 : KxMath::Abs(values[place]);
 }
 
 /// Into `inverse`, of height * height elements. *largest, unless it is null, gets the largest element met on the way.
@@ -166,11 +168,12 @@ bool SolveColumn(Solve solve, KxMatrix const& A, KxVec& x, KxVec const& b) {
 }  // namespace
 
 bool KxMatrix::IsSingular() const {
-    return !FullFactors(*this, nullptr).IsRegular();
+    return m_width != m_height || !FullFactors(*this, nullptr).IsRegular();
 }
 
 KxMatrix KxMatrix::GaussJordanInverse() const {
-    if (m_width == m_height && m_height <= detail::smallSize) {
+    if (m_width != m_height) return {};
+    if (m_height <= detail::smallSize) {
         KxMatrix inverse(*this);
         if (!detail::InvertSmall(inverse.Data(), m_height, nullptr, 0)) return {};
         return inverse;
@@ -191,12 +194,15 @@ KxMatrix KxMatrix::LUDecomposition(KxTArray<int>* permutation, int* sign) const 
 }
 
 KxMatrix KxMatrix::LUInverse() const {
-    KxMatrix inverse(m_height, m_height);
-    InvertByLU(*this, inverse.Data(), nullptr);
+    bool const isHigh = m_width < m_height;
+    KxMatrix inverse = isHigh ? NotANumber(1, 1) : KxMatrix(m_height, m_height);
+    if (!isHigh) InvertByLU(*this, inverse.Data(), nullptr);
     return inverse;
 }
 
 double KxMatrix::Determinant() const {
+    // Behind a column of zeros, at whose pivot the multipliers are 0 / 0, a second one becomes NaN.
+    if (m_height - m_width > 1) return std::numeric_limits<double>::quiet_NaN();
     int sign = 1;
     Work lu(Square(m_height));
     CopySquare(*this, lu.Data());
@@ -208,8 +214,9 @@ double KxMatrix::Determinant() const {
 
 bool KxMatrix::SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
     int const n = A.m_height;
+    if (A.m_width != n) return false;
     Work lu(Square(n));
-    if (A.m_width == n && n <= detail::smallSize) {
+    if (n <= detail::smallSize) {
         KxMatrix result(B);
         std::copy_n(A.Data(), n * n, lu.Data());
         if (!detail::InvertSmall(lu.Data(), n, result.Data(), B.m_width)) return false;
@@ -227,11 +234,15 @@ bool KxMatrix::SolveEquationSystemGaussJordan(KxMatrix const& A, KxVec& x, KxVec
 }
 
 bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxMatrix& X, KxMatrix const& B) {
-    X = A.LUInverse() * B;
+    X = A.m_width < A.m_height ? NotANumber(B.m_width, A.m_height) : A.LUInverse() * B;
     return true;
 }
 
 bool KxMatrix::SolveEquationSystemLU(KxMatrix const& A, KxVec& x, KxVec const& b) {
+    if (A.m_width < A.m_height) {
+        x = NotANumber(1, A.m_height).Col(0);
+        return true;
+    }
     Work inverse(Square(A.m_height));
     InvertByLU(A, inverse.Data(), nullptr);
     MultiplyInto(x, inverse.Data(), A.m_height, b);

@@ -6,12 +6,13 @@
 #include "hbtools/base/syException.h"
 #include "hbtools/math/syMatrix.h"
 #include "math/syHypotenuse.h"
+#include "math/syNumberRange.h"
 #include "math/syRotationList.h"
 #include "math/syScratch.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
+#include <utility>
 
 namespace KxN {
 
@@ -61,44 +62,40 @@ public:
         std::fill_n(m_a.Data(), Offset(m_n, m_strideA), 0.0);
         std::fill_n(m_v.Data(), Offset(m_n, m_strideV), 0.0);
         detail::Transpose(matrix.Data(), m_n, m_a.Data(), m_strideA, m_m, m_n);
+        int const exponent = detail::SafeExponent(detail::LargestSize(matrix.Data(), m_m * m_n));
+        for (int k = 0; k < m_n; ++k) detail::ScaleByPower(A(k), exponent, m_m);
         Reduce();
         AccumulateRight();
         AccumulateLeft();
-        // The steps multiply two elements, so very large and very small numbers are brought near 1 for them.
-        bool const isExtreme = (m_norm > 1e100 && m_norm < maxNorm) || (m_norm > 0.0 && m_norm < 1e-100);
-        int const exponent = isExtreme ? std::ilogb(m_norm) : 0;
-        if (isExtreme) ScaleBidiagonal(-exponent);
         for (int k = m_n - 1; k >= 0; --k) Diagonalize(k);
         m_turnsOfA.Make();
         m_turnsOfV.Make();
         for (int k = 0; k < m_n; ++k)
             if (m_e[k] < 0.0) Scale(V(k), -1.0, m_n);
-        if (isExtreme) ScaleBidiagonal(exponent);
+        detail::ScaleByPower(m_w.Data(), -exponent, m_n);
     }
 
+    /// Once there is memory for all three, nothing can fail.
     void Give(KxMatrix& U, KxVec& W, KxMatrix& V) {
-        U.Resize(m_n, m_m);
-        V.Resize(m_n, m_n);
-        W.Resize(m_n);
+        KxMatrix newU(0, 0), newV(0, 0);
+        KxVec newW;
+        bool const hasSizeOfU = U.Width() == m_n && U.Height() == m_m,
+                   hasSizeOfV = V.Width() == m_n && V.Height() == m_n;
+        if (!hasSizeOfU) newU.Resize(m_n, m_m);
+        if (!hasSizeOfV) newV.Resize(m_n, m_n);
+        if (W.Size() != m_n) newW.Resize(m_n);
+        if (!hasSizeOfU) U = std::move(newU);
+        if (!hasSizeOfV) V = std::move(newV);
+        if (W.Size() != m_n) W = std::move(newW);
         detail::Transpose(m_a.Data(), m_strideA, U.Data(), m_n, m_n, m_m);
         detail::Transpose(m_v.Data(), m_strideV, V.Data(), m_n, m_n, m_n);
         std::copy_n(m_w.Data(), m_n, W.Data());
     }
 
 private:
-    static constexpr double maxNorm = std::numeric_limits<double>::infinity();
-
     /// Columns of what is U in the end, and of V.
     double* A(int column) { return m_a.Data() + Offset(column, m_strideA); }
     double* V(int column) { return m_v.Data() + Offset(column, m_strideV); }
-
-    void ScaleBidiagonal(int exponent) {
-        for (int k = 0; k < m_n; ++k) {
-            m_w[k] = std::ldexp(m_w[k], exponent);
-            m_e[k] = std::ldexp(m_e[k], exponent);
-        }
-        m_norm = std::ldexp(m_norm, exponent);
-    }
 
     /// To an upper bidiagonal matrix: m_w on the diagonal, m_e above it. The vectors of the reflections stay in m_a.
     void Reduce() {

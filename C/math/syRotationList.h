@@ -22,7 +22,7 @@ public:
     RotationList(RotationList const&) = delete;
     RotationList& operator=(RotationList const&) = delete;
 
-    /// The next rotations begin with the rows `first` and `first + step`.
+    /// The next rotations begin with the rows `first` and `first + step`, see RotationChain.
     void Begin(int first, int step) {
         if (m_chainCount == maxChains) Make();
         m_chains[m_chainCount++] = {first, step, 0};

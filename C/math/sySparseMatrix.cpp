@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/math/sySparseMatrix.h"
 
+#include "math/sySparseGrowth.h"
+
 #include <algorithm>
 #include <cstddef>
 
@@ -106,10 +108,10 @@ KxSparseMatrix& KxSparseMatrix::operator=(KxMatrix const& dense) {
     int count = 0;
     for (int r = 0; r < dense.Height(); ++r)
         count += static_cast<int>(std::count_if(dense[r], dense[r] + dense.Width(), IsNonZero));
+    Reserve(count);  // the last that can throw
     m_values.Clear();
     m_rows.Clear();
     m_columns.Clear();
-    Reserve(count);
     for (int r = 0; r < dense.Height(); ++r) {
         for (int c = 0; c < dense.Width(); ++c) {
             if (!IsNonZero(dense[r][c])) continue;
@@ -126,13 +128,13 @@ void KxSparseMatrix::Clear() {
 }
 
 void KxSparseMatrix::Reserve(int capacity) {
-    m_values.Reserve(capacity);
     m_rows.Reserve(capacity);
     m_columns.Reserve(capacity);
+    m_values.Reserve(capacity);  // whose capacity is what Add looks at
 }
 
 void KxSparseMatrix::Grow() {
-    Reserve(std::max(m_values.Capacity() + m_values.Capacity() / 2, m_values.Size() + 1));
+    Reserve(detail::GrownByHalf(m_values.Capacity(), m_values.Size()));
 }
 
 KxVec KxSparseMatrix::operator*(KxVec const& vector) const {

@@ -13,6 +13,16 @@ namespace {
 
 constexpr double marker = detail::InvalidMarker<double>;
 
+constinit double invalidElements[] = {marker, marker};
+
+/// Never destroyed, since its elements are not of the heap.
+union InvalidVector {
+    KxVec vector;
+    constexpr InvalidVector() : vector() { vector.Attach(invalidElements, 2); }
+    constexpr ~InvalidVector() {}
+};
+constinit InvalidVector const invalid;
+
 /// A vector of the size of `a` with what `element` makes of each index.
 template <class Element>
 KxVec Made(KxVec const& a, Element element) {
@@ -35,7 +45,7 @@ constexpr auto isLess = [](double a, double b) { return a < b; };
 
 }  // namespace
 
-KxVec const KxVec::Invalid(2);
+constinit KxVec const& KxVec::Invalid = invalid.vector;
 
 KxVec::KxVec(int size) : KxVec(size, marker) {}
 

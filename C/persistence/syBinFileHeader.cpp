@@ -92,9 +92,7 @@ void KxBinHeader::SetBuffer() {
     m_tagFormat = GetGlobalTagFormat();
     auto const format = static_cast<std::uint16_t>(m_tagFormat);
     Put(atTagFormat, &format, 2);
-    double matrix[16];
-    for (unsigned int i = 0; i < 16; ++i) matrix[i] = m_trafoMatrix[i / 4][i % 4];
-    Put(atTrafoMatrix, matrix, sizeof matrix);
+    Put(atTrafoMatrix, &m_trafoMatrix, sizeof m_trafoMatrix);
 }
 
 void KxBinHeader::GetBuffer() {
@@ -119,9 +117,7 @@ void KxBinHeader::GetBuffer() {
     std::uint16_t format = 0;
     Get(atTagFormat, &format, 2);
     m_tagFormat = static_cast<TagFormat>(format);
-    double matrix[16];
-    Get(atTrafoMatrix, matrix, sizeof matrix);
-    for (unsigned int i = 0; i < 16; ++i) m_trafoMatrix[i / 4][i % 4] = matrix[i];
+    Get(atTrafoMatrix, &m_trafoMatrix, sizeof m_trafoMatrix);
 }
 
 void KxBinHeader::Read(KxString const& fileName) {
@@ -132,7 +128,8 @@ void KxBinHeader::Read(KxString const& fileName) {
     stream.Proof(ProofRead);
     std::memcpy(&m_endian, head + atEndian, 2);
     std::memcpy(&m_len, head + atLen, 2);
-    if (!IsIntel()) throw new KxNotImplementedException(sourceName, __LINE__, Refusal(text::HeaderBigEndian, fileName));
+    if (m_endian != littleEndian)
+        throw new KxNotImplementedException(sourceName, __LINE__, Refusal(text::HeaderBigEndian, fileName));
     if (m_len != fileLen) throw new KxException(sourceName, __LINE__, Refusal(text::HeaderLength, fileName));
     KxTBuf1D<unsigned char> buffer(fileLen);
     stream.seekg(0);

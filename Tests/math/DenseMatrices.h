@@ -57,6 +57,13 @@ inline KxMatrix Identity(int n) {
     return KxMatrix::IdentityMatrix(n);
 }
 
+/// The elements times 2 to the power of `exponent`.
+inline KxMatrix Scaled(KxMatrix matrix, int exponent) {
+    for (int i = 0; i < matrix.Width() * matrix.Height(); ++i)
+        matrix.Data()[i] = std::ldexp(matrix.Data()[i], exponent);
+    return matrix;
+}
+
 struct Case {
     std::string name;
     KxMatrix matrix;

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
-#include "hbtools/math/syMatrix.h"
+#include "hbtools/math/syMatrix4.h"
 
 #include "hbtools/math/syMathMatrix.h"
 #include "hbtools/math/syVec3.h"
@@ -196,6 +196,10 @@ TEST(Matrix, OwnershipMoves) {
         EXPECT_EQ(a(height - 1, 1), 5);
         KxMatrix moved(std::move(a));
         EXPECT_EQ(moved(height - 1, 1), 5);
+        for (auto const& [width, tooMany] : {std::pair{65536, 65536}, {-1, 1}, {1, -1}}) {
+            EXPECT_THROW(moved.TakeOwnership(nullptr, nullptr, width, tooMany), std::bad_array_new_length);
+            EXPECT_EQ(moved(height - 1, 1), 5);
+        }
     }
 }
 
@@ -208,6 +212,19 @@ TEST(MathMatrix, RowsOfVectors) {
     KxTMatrix4x4<double> identity;
     for (unsigned long r = 0; r < 4; ++r)
         for (unsigned long c = 0; c < 4; ++c) EXPECT_EQ(identity[r][c], r == c ? 1 : 0);
+    KxTMem<KxTMathVector<double>>& rows = identity;
+    EXPECT_THROW(rows.Resize(3), std::bad_array_new_length);
+    EXPECT_THROW(identity.Resize(4, 5), std::bad_array_new_length);
+    EXPECT_THROW(identity.Resize(KxTSize<unsigned long>(3, 4)), std::bad_array_new_length);
+    identity[1][1] = 5;
+    KxTMatrix4x4<double> moved(std::move(identity)), assigned;
+    assigned = std::move(moved);
+    EXPECT_EQ(identity[1][1] + moved[1][1] + assigned[1][1], 15);  // NOLINT(bugprone-use-after-move): moving copies
+    identity[1].Resize(1);
+    identity[2] = KxTMathVector<double>();
+    EXPECT_TRUE(KxMatrix4(identity) == KxMatrix4::Identity);  // for what is missing
+    static_cast<KxTMathMatrix<double>&>(identity) = KxTMathMatrix<double>();
+    EXPECT_TRUE(KxMatrix4(identity) == KxMatrix4::Identity);
 }
 
 }  // namespace

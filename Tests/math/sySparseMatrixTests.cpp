@@ -2,10 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/math/sySparseMatrix.h"
 
+#include "math/sySparseGrowth.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
+
+extern long g_plainFailsAfter;  // so many blocks there is no memory
 
 namespace {
 
@@ -39,6 +43,47 @@ TEST(SparseMatrix, FromDenseTakesWhatIsLessOrGreaterThanZero) {
     EXPECT_EQ(sparse * Vector({1, 2}), Vector({6, 0}));  // no entry for NaN
     sparse = KxMatrix::IdentityMatrix(2);
     EXPECT_EQ(sparse * Vector({1, 2}), Vector({1, 2}));
+}
+
+TEST(SparseMatrix, WithoutMemoryItStaysAsItWas) {
+    KxSparseMatrix other;
+    for (int i = 0; i < 50; ++i) other.Add(1, 0, 1);
+    struct {
+        char const* name;
+        void (*work)(KxSparseMatrix& m, KxSparseMatrix const& other);
+    } const cases[] = {
+        {"Reserve", [](KxSparseMatrix& m, KxSparseMatrix const&) { m.Reserve(1000); }},
+        {"Add", [](KxSparseMatrix& m, KxSparseMatrix const&) { m.Add(0, 0, 1); }},
+        {"copy", [](KxSparseMatrix& m, KxSparseMatrix const& o) { m = o; }},
+        {"dense", [](KxSparseMatrix& m, KxSparseMatrix const&) { m = KxMatrix(4, 4) += 1.0; }},
+    };
+    KxVec const v = Vector({5, 3});
+    for (auto const& [name, work] : cases) {
+        int tries = 0;
+        for (bool isDone = false; !isDone; ++tries) {
+            KxSparseMatrix m;
+            m.Add(1, 1, 2.0);
+            try {
+                g_plainFailsAfter = tries;
+                work(m, other);
+                isDone = true;
+            } catch (std::bad_alloc const&) {
+                g_plainFailsAfter = -1;
+                ASSERT_EQ(m * v, Vector({0, 6})) << name << tries;
+                for (int i = 0; i < 9; ++i) m.Add(0, 1, 1);  // of one length
+                EXPECT_EQ(m * v, Vector({27, 6})) << name << tries;
+            }
+            g_plainFailsAfter = -1;
+        }
+        EXPECT_GE(tries, 4) << name;  // each of the three arrays failed
+    }
+    constexpr int limit = std::numeric_limits<int>::max();
+    EXPECT_EQ(detail::GrownByHalf(0, 0), 1);
+    EXPECT_EQ(detail::GrownByHalf(10, 9), 15);
+    EXPECT_EQ(detail::GrownByHalf(1431655764, 1431655763), limit - 1);
+    EXPECT_EQ(detail::GrownByHalf(1431655766, 1431655765), limit);
+    EXPECT_EQ(detail::GrownByHalf(limit, limit - 1), limit);
+    EXPECT_THROW(detail::GrownByHalf(limit, limit), std::bad_array_new_length);
 }
 
 // The steps as they are defined, one by one, to compare with: how many were made shows in the result.
@@ -82,9 +127,11 @@ TEST(SparseMatrix, ConjugateGradientFollowsItsSteps) {
         KxMatrix X(2, n), B(2, n);
         B.SetCol(0, b);
         B.SetCol(1, b * 2);
-        X = 0.25;
-        KxSparseMatrix::Solve(A, X, B);
-        EXPECT_LT(X.Col(0).Distance(truth) + X.Col(1).Distance(truth * 2), 1e-4) << n;
+        X.SetCol(0, KxVec(n, 0.25));
+        X.SetCol(1, KxVec(n, -2));
+        KxSparseMatrix::Solve(A, X, B);  // from what stands in X
+        EXPECT_LT(X.Col(0).Distance(expected), 1e-9) << n;
+        EXPECT_LT(X.Col(1).Distance(Reference(A, KxVec(n, -2), b * 2)), 1e-9) << n;
     }
 }
 
@@ -94,6 +141,14 @@ TEST(SparseMatrix, EndsWhateverTheNumbers) {
     EXPECT_EQ(x, Vector({1, -2, 4}));  // one step
     KxSparseMatrix::Solve(KxMatrix::IdentityMatrix(3), x, Vector({1, -2, 4}));
     EXPECT_TRUE(std::isnan(x[0]));  // the start value was the solution
+    // Not positive definite: the steps go on to their limit, one more than there are elements.
+    KxSparseMatrix growing;
+    for (int i = 0; i < 4; ++i) growing.Add(i, (i + 1) % 4, i + 1);
+    KxVec const start = Vector({1, 0, 0, 0}), right = Vector({1, 2, 3, 4});
+    KxVec wandering = start;
+    KxSparseMatrix::Solve(growing, wandering, right);
+    EXPECT_LT(wandering.Distance(Reference(growing, start, right)), 1e-12 * wandering.Length());
+    EXPECT_GT((right - growing * wandering).SquaredLength(), 1e-10);
     KxVec none;
     KxSparseMatrix::Solve(KxSparseMatrix(), none, none);
     KxVec empty(3, 0.0);

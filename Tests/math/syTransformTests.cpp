@@ -165,6 +165,26 @@ TEST(Transform, VectorIntoVector) {
     EXPECT_LT((about * z).Distance(KxVec3d(0, 0, -1)) + (about * KxVec3d(1, 0, 0)).Distance(KxVec3d(1, 0, 0)), 1e-12);
     EXPECT_TRUE(KxMatrix4::AVectorIntoVectorMatrix(z, KxVec3d(0, 0, 0)) == KxMatrix4::Identity);
     EXPECT_TRUE(KxMatrix4::AVectorIntoVectorMatrix(z, z) == KxMatrix4::Identity);
+    // Around the guards: what is too short, or turns too little, stays; what is all but opposite goes about (z, x, y),
+    // which keeps y. All others turn about z.
+    KxVec3d const x(1, 0, 0);
+    struct Case {
+        char const* name;
+        KxVec3d from, to;
+        bool isTurned;
+        double y;  // component y of the image of (0, 1, 0)
+    };
+    for (Case const& c :
+         {Case{"1e-28", {1e-14, 0, 0}, {0, 1, 0}, false, 1}, Case{"above 1e-28", {1.01e-14, 0, 0}, {0, 1, 0}, true, 0},
+          Case{"1e-28, both short", {1e-7, 0, 0}, {0, 0.99e-7, 0}, false, 1},
+          Case{"0.9e-8", x, {1, 0.9e-8, 0}, false, 1}, Case{"2.2e-8", x, {1, 2.2e-8, 0}, true, 1},
+          Case{"nearly opposite", x, {-1, 0.9e-8, 0}, true, 1}, Case{"less opposite", x, {-1, 2.2e-8, 0}, true, -1}}) {
+        KxMatrix4 const m = KxMatrix4::AVectorIntoVectorMatrix(c.from, c.to);
+        KxMatrix3 const three = KxMatrix3::AVectorIntoVectorMatrix(c.from, c.to);
+        EXPECT_EQ(m == KxMatrix4::Identity, !c.isTurned) << c.name;
+        EXPECT_EQ(three == KxMatrix3::Identity, !c.isTurned) << c.name;
+        EXPECT_NEAR(m[1][1], c.y, 1e-15) << c.name;
+    }
 }
 
 TEST(Transform, Jacobi) {
@@ -193,6 +213,31 @@ TEST(Transform, Jacobi) {
     EXPECT_FALSE(lower.Jacobi(values, vectors));
     EXPECT_EQ(std::memcmp(values, same, sizeof same), 0);
     EXPECT_TRUE(KxMatrix3(NAN, NAN, NAN, NAN, NAN, NAN, NAN, NAN, NAN).Jacobi(values, vectors));  // never
+    // Reckoned apart from this code, step by step. Up to the third sweep small elements wait; after the fourth those that
+    // no eigenvalue notices are dropped: either rule shows in the last bits.
+    struct Case {
+        KxMatrix3 matrix;
+        double values[3], vectors[9];
+    };
+    for (Case const& c : {Case{{4, 7, -20000, 7, 30000, 4, -20000, 4, 50000},
+                               {-0x1.b640fa904172bp+12, 0x1.d4c001a8b9590p+14, 0x1.bd701e7dab81dp+15},
+                               {0x1.e32266c10ad84p-1, 0x1.cd690b136df31p-13, -0x1.52f84f0ad9b1ep-2,
+                                -0x1.c14b1549fa1cep-13, 0x1.ffffff2e5e8c6p-1, 0x1.c4805600e1209p-15,
+                                0x1.52f84f4bf5a3cp-2, 0x1.4fd6ea3395dd0p-16, 0x1.e3226790213c3p-1}},
+                          Case{{7, 5, 0, 5, 7, -6, 0, -6, 7},
+                               {-0x1.9ed90ba73a341p-1, 0x1.d9ed90ba73a35p+3, 0x1.bffffffffffffp+2},
+                               {0x1.cf8b03576e7b5p-2, 0x1.cf8b03576e7b4p-2, 0x1.89544cafec8b7p-1, -0x1.6a09e667f3bcbp-1,
+                                0x1.6a09e667f3bccp-1, -0x1.907cbe6f6eb7fp-58, -0x1.16203534757d5p-1,
+                                -0x1.16203534757d4p-1, 0x1.47c63fe7efc98p-1}}}) {
+        EXPECT_FALSE(c.matrix.Jacobi(values, vectors));
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(values[i], c.values[i]);
+        for (int i = 0; i < 9; ++i) EXPECT_EQ(vectors[i / 3][i % 3], c.vectors[i]) << i;
+    }
+    // The end is a sum of 2.2e-16, whatever the size of the eigenvalues.
+    for (double const off : {2.2e-16, 2.3e-16}) {
+        EXPECT_FALSE(KxMatrix3(1e-16, off, 0, 0, 2e-16, 0, 0, 0, 0).Jacobi(values, vectors));
+        EXPECT_EQ(values[0] == 1e-16 && values[1] == 2e-16, off < 2.22e-16) << off;
+    }
 }
 
 TEST(Transform, PolarDecomposition) {
@@ -210,6 +255,16 @@ TEST(Transform, PolarDecomposition) {
     EXPECT_TRUE(K == KxVec3d(-1, -1, -1));
     EXPECT_FALSE(KxMatrix4::AScale(0.99e-4).Decompose(U, K, R, T, F));
     EXPECT_TRUE(KxMatrix4::AScale(1.01e-4).Decompose(U, K, R, T, F));
+    EXPECT_TRUE(KxMatrix4(KxMatrix3(NAN, 0, 0, 0, 1, 0, 0, 0, 1)).Decompose(U, K, R, T, F));  // not below 1e-12
+    EXPECT_TRUE(std::isnan(K[0]));
+    KxMatrix4 const m = RandomMatrix(3, true);
+    ASSERT_TRUE(m.Decompose(U, K, R, T, F));
+    KxMatrix4 own[3] = {m, m, m}, other;  // an output may be the object
+    KxVec3d k;
+    ASSERT_TRUE(own[0].Decompose(own[0], k, other, T, F) && own[1].Decompose(other, k, own[1], T, F));
+    EXPECT_TRUE(own[0] == U && own[1] == R);
+    ASSERT_TRUE(own[2].Decompose(own[0], k, own[1], T, own[2]));
+    EXPECT_TRUE(own[0] == U && own[1] == R && own[2] == KxMatrix4::Identity && k == K);
 }
 
 // Puts the sixteen numbers together again.
@@ -244,6 +299,13 @@ TEST(Transform, UnpackedIntoSixteenNumbers) {
     KxMatrix4 quarter(0, 0, 1, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 0, 1);
     ASSERT_TRUE(quarter.Decompose(v));
     EXPECT_EQ(v[7], -KxMath::PiHalf);
+    EXPECT_NEAR(std::fabs(v[6]) + std::fabs(v[8]), 0, 1e-15);
+    quarter[0][2] = -1;
+    quarter[2][0] = 1;
+    ASSERT_TRUE(quarter.Decompose(v));
+    EXPECT_EQ(v[7], KxMath::PiHalf);
+    quarter[1][1] = NAN;
+    EXPECT_FALSE(quarter.Decompose(v));  // its determinant is neither less nor greater than zero
     EXPECT_FALSE(KxMatrix4::ZeroMatrix.Decompose(v));
     EXPECT_FALSE(KxMatrix4::AScale(0).Decompose(v));
 }

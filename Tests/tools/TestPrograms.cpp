@@ -148,11 +148,17 @@ TEST_F(Programs, HbtagShowsTheHeader) {
                          "        31.12.2024 23:59:58, mask 1.5, tags of 64 bits, matrix 1, 0, 0, 0; 0, 0, 0, 0; "),
         std::string::npos)
         << text.output;
+    header[30] = 64;  // a number that means nothing
+    Write("unknown.tag", header + tag);
+    Outcome const unknown = Call("./hbtag ls " + Path("unknown.tag"));
+    EXPECT_NE(unknown.output.find("tags of unknown form 64, matrix"), std::string::npos) << unknown.output;
     if (!HasPython()) return;
-    Outcome const json = Call("./hbtag ls --json " + Path("head.tag") +
-                              " | python3 -c 'import json, sys; h = json.load(sys.stdin)[\"header\"]; "
-                              "print(h[\"time\"], h[\"width\"], h[\"matrix\"][0])'");
-    EXPECT_EQ(json.output, "31.12.2024 23:59:58 -2 [1, 0, 0, 0]\n");
+    for (auto const& [name, form] : {std::pair{"head.tag", "64"}, {"unknown.tag", "unknown form 64"}}) {
+        Outcome const json = Call("./hbtag ls --json " + Path(name) +
+                                  " | python3 -c 'import json, sys; h = json.load(sys.stdin)[\"header\"]; "
+                                  "print(h[\"time\"], h[\"width\"], h[\"matrix\"][0], h[\"form\"])'");
+        EXPECT_EQ(json.output, std::string("31.12.2024 23:59:58 -2 [1, 0, 0, 0] ") + form + "\n");
+    }
 }
 
 TEST_F(Programs, HblogShowsWhatIsThere) {

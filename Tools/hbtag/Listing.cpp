@@ -166,7 +166,10 @@ void PrintHeader(Output& output, Options const& options, KxString const& name) {
     KxDateTime const time = header.GetDateTime();
     KxString const moment = time.IsValid() ? time.GetDateText() + L" " + time.GetTimeText() : KxString();
     KxTMatrix4x4<double> const matrix = header.GetTrafoMatrix();
-    int const form = header.GetTagFormat() == TagFormat32 ? 32 : 64;
+    TagFormat const format = header.GetTagFormat();
+    bool const isKnown = format == TagFormat32 || format == TagFormat64;
+    std::string const form =
+        isKnown ? (format == TagFormat32 ? "32" : "64") : fmt::format("unknown form {}", static_cast<int>(format));
     if (options.json) {
         output.Print(
             "  \"header\": {{\"version\": {}, \"company\": {}, \"dataType\": {}, \"elementSize\": {}, \"maxBlocks\": "
@@ -174,14 +177,15 @@ void PrintHeader(Output& output, Options const& options, KxString const& name) {
             "\"width\": {}, \"height\": {}, \"time\": {}, \"mask\": {}, \"form\": {}, \"matrix\": [[{}]]}},\n",
             header.GetVersion(), Quoted(header.GetCompanyID()), header.GetDataType(), header.GetElementSize(),
             header.GetMaxBlocks(), size.width, size.height, Quoted(moment),
-            JsonNumber(fmt::format("{}", header.GetMaskValue())), form, MatrixText(matrix, "], ["));
+            JsonNumber(fmt::format("{}", header.GetMaskValue())), JsonNumber(form), MatrixText(matrix, "], ["));
         return;
     }
     output.Print("header: version {}, company {}, data type {}, element size {}, blocks {}, size {} x {}\n",
                  header.GetVersion(), Quoted(header.GetCompanyID()), header.GetDataType(), header.GetElementSize(),
                  header.GetMaxBlocks(), size.width, size.height);
-    output.Print("        {}, mask {}, tags of {} bits, matrix {}\n", !moment ? "no time" : Escaped(moment),
-                 header.GetMaskValue(), form, IsIdentity(matrix) ? "identity" : MatrixText(matrix, "; "));
+    output.Print("        {}, mask {}, tags of {}, matrix {}\n", !moment ? "no time" : Escaped(moment),
+                 header.GetMaskValue(), isKnown ? form + " bits" : form,
+                 IsIdentity(matrix) ? "identity" : MatrixText(matrix, "; "));
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ public:
         : m_data(detail::CopyOfArray(values, Checked(count)).release()), m_count(count) {}
     KxTArray(KxTArray const& other) : KxTArray(other.m_data, other.m_count) {}
     KxTArray(KxTArray&& other) noexcept { Swap(other); }
-    ~KxTArray() { delete[] m_data; }
+    constexpr ~KxTArray() { delete[] m_data; }
 
     KxTArray& operator=(KxTArray const& other) {
         KxTArray(other).Swap(*this);
@@ -53,7 +53,7 @@ public:
         return std::exchange(m_data, nullptr);
     }
     /// Frees the present block and owns `block`, made by new[] with `count` elements.
-    void Attach(T* block, int count) noexcept {
+    constexpr void Attach(T* block, int count) noexcept {
         if (block != m_data) delete[] m_data;
         m_data = block;
         m_count = count;

@@ -9,6 +9,8 @@
 #include "hbtools/base/syValues.h"
 #include "hbtools/core/syMem.h"
 
+#include <new>
+
 namespace KxN {
 
 template <class T>
@@ -39,12 +41,24 @@ private:
     }
 };
 
-/// Always 4 rows of 4 columns; made as the identity.
+/// Always 4 rows of 4 columns; made as the identity. Moving copies, and any other size is std::bad_array_new_length. A row
+/// by itself can still be resized: who takes a matrix over reads an element that is missing as that of the identity.
 template <class T>
 class KX_API KxTMatrix4x4 : public KxTMathMatrix<T> {
 public:
     KxTMatrix4x4() : KxTMathMatrix<T>(4, 4) {
         for (unsigned long i = 0; i < 4; ++i) (*this)[i][i] = T(1);
+    }
+    KxTMatrix4x4(KxTMatrix4x4 const&) = default;
+    KxTMatrix4x4& operator=(KxTMatrix4x4 const&) = default;
+
+    void Resize(unsigned long rows) override { Check(rows); }
+    void Resize(KxTSize<unsigned long> const& size) override { Resize(size.width, size.height); }
+    void Resize(unsigned long columns, unsigned long rows) override { Check(columns), Check(rows); }
+
+private:
+    static void Check(unsigned long count) {
+        if (count != 4) throw std::bad_array_new_length();
     }
 };
 

@@ -73,8 +73,12 @@ public:
     static KxMatrix BinomialMatrix(int width, int height);
 
     // Decompositions and solvers of square matrices, unless they say otherwise. Systems are A X = B; with a KxVec,
-    // A x = b. Results are resized, and may be the operands; where a solver returns false they are as they were. Large
-    // matrices take working memory of their own size.
+    // A x = b. Results are resized, and may be the operands; where a solver returns false, or throws std::bad_alloc, they
+    // are as they were. Large matrices take working memory of their own size.
+    //
+    // Elements may have any size: singular values and eigenproblems of very large and very small numbers are solved as
+    // those of usual ones, and a result beyond the range of double is infinite, or rounded as denormal numbers are. An
+    // element that is NaN or infinite gives results that are not finite; every method ends all the same.
 
     /// True if Gauss-Jordan elimination with full pivoting meets a pivot of exactly zero, or NaN. A matrix that is not
     /// square counts as singular.
@@ -87,6 +91,7 @@ public:
     /// exchange. Both may be null. Of a matrix that is not square, the columns beyond the height do not count, and missing
     /// ones are zero.
     KxMatrix LUDecomposition(KxTArray<int>* permutation, int* sign) const;
+    /// Of a matrix with fewer columns than rows 1 by 1 with NaN; of one with more, the inverse of the square on the left.
     KxMatrix LUInverse() const;
     double Determinant() const;  ///< NaN is possible where a pivot column is zero.
 
@@ -101,12 +106,12 @@ public:
     KxMatrix EigenVectors(KxVec* eigenvalues) const;
     /// A = U diag(W) V^T for any size: U has the size of this matrix, W and V that of its width. The singular values are
     /// not negative and not sorted; one that did not converge in 30 steps is as near as these came, and may be negative.
-    /// False only if memory ran out in the way of the framework, by a CException.
+    /// False only if memory ran out in the way of the framework, by a CException; std::bad_alloc passes out.
     bool SVD(KxMatrix& U, KxVec& W, KxMatrix& V) const;
 
     static bool SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, KxMatrix const& B);
     static bool SolveEquationSystemGaussJordan(KxMatrix const& A, KxVec& x, KxVec const& b);
-    /// Always true: a singular matrix gives elements that are not finite.
+    /// Always true: a singular matrix, or one with fewer columns than rows, gives elements that are not finite.
     static bool SolveEquationSystemLU(KxMatrix const& A, KxMatrix& X, KxMatrix const& B);
     static bool SolveEquationSystemLU(KxMatrix const& A, KxVec& x, KxVec const& b);
     /// Least squares for any size; false if a singular value is exactly zero.
@@ -119,8 +124,9 @@ public:
     /// Forgets the elements, and a row table that was taken, without freeing them; the matrix is 0 by 0 then.
     void LoseOwnership() noexcept;
     /// Frees the present elements and owns `block` and `rows`, made by new[], with height * width elements row after row
-    /// and a pointer to each row in their order.
-    void TakeOwnership(double* block, double** rows, int width, int height) noexcept;
+    /// and a pointer to each row in their order. @throws std::bad_array_new_length for a size that no matrix has; block
+    /// and rows stay the caller's then
+    void TakeOwnership(double* block, double** rows, int width, int height);
     /// Moves the elements to `target`, which frees its own.
     void TransferOwnershipTo(KxMatrix& target) noexcept;
 

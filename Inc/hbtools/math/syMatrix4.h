@@ -40,6 +40,7 @@ public:
     KxMatrix4(KxMatrix3 const& matrix);
     /// Its rows and columns 0 to 3, which must be there.
     explicit KxMatrix4(KxMatrix const& matrix);
+    /// An element that is missing, in a row that was made shorter, is that of the identity.
     KxMatrix4(KxTMatrix4x4<float> const& matrix);
     KxMatrix4(KxTMatrix4x4<double> const& matrix);
 

@@ -14,8 +14,8 @@ namespace KxN {
 
 class KX_API KxVec : public KxTArray<double> {
 public:
-    /// Two elements that hold the marker.
-    static KxVec const Invalid;
+    /// Two elements that hold the marker. It is there before any code runs and stays until the process ends.
+    static KxVec const& Invalid;
 
     KxVec() noexcept = default;  ///< No elements.
     explicit KxVec(int size);    ///< All elements are the marker, not zero.

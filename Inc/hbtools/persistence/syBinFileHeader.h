@@ -17,7 +17,7 @@
 #include "hbtools/base/syDateTime.h"
 #include "hbtools/base/syValues.h"
 #include "hbtools/core/syBuf.h"
-#include "hbtools/math/syMathMatrix.h"
+#include "hbtools/math/syMatrix4.h"
 #include "hbtools/persistence/syTag.h"
 
 namespace KxN {
@@ -91,7 +91,7 @@ private:
     KxDateTime m_dateTime;
     float m_maskValue;
     TagFormat m_tagFormat;
-    KxTMatrix4x4<double> m_trafoMatrix;
+    KxMatrix4 m_trafoMatrix;
 
     friend class KxTagArchive;
 };
