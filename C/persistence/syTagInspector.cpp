@@ -392,6 +392,10 @@ KxString KxTagInspector::PayloadText(SxTagRecord const& record, LONGLONG first, 
     return detail::PayloadValues(m_walk->m_file, m_walk->m_elements, record, first, count, separator);
 }
 
+KxObjectInspector& KxTagInspector::Objects() {
+    return m_walk->m_objects;
+}
+
 bool KxTagInspector::ReadInteger(SxTagRecord const& record, LONGLONG& value) {
     if (record.kind != PayloadScalar) return false;
     BYTE bytes[8];

@@ -94,6 +94,8 @@ struct SxTagFault {
     KxString text;            ///< One sentence, with what it costs.
 };
 
+class KxObjectInspector;
+
 class KX_API KxTagInspector {
 public:
     explicit KxTagInspector(CFile* file);
@@ -117,6 +119,8 @@ public:
     KxString PayloadText(SxTagRecord const& record, LONGLONG first, LONGLONG count, wchar_t const* separator);
     /// How many values PayloadText knows.
     static LONGLONG NumValues(SxTagRecord const& record);
+    /// Reads the images of the records; it knows the numbers of their objects.
+    KxObjectInspector& Objects();
     /// The value of a scalar record as a whole number. False, with the value unchanged, if it is no scalar.
     bool ReadInteger(SxTagRecord const& record, LONGLONG& value);
 
