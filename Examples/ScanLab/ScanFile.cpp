@@ -145,7 +145,8 @@ bool IsSame(StoredScan const& a, StoredScan const& b) {
     // Names are narrow text in the file: a character that the code page lacks became '?'.
     if (KxxToNarrow(a.scan.name.View()) != KxxToNarrow(b.scan.name.View())) return false;
     if (KxxToNarrow(a.scan.unit.View()) != KxxToNarrow(b.scan.unit.View())) return false;
-    if (ImageOf(a.scan.conditions) != ImageOf(b.scan.conditions)) return false;
+    bool const hasConditions = a.scan.conditions.GetCount() > 0 || b.scan.conditions.GetCount() > 0;
+    if (hasConditions && ImageOf(a.scan.conditions) != ImageOf(b.scan.conditions)) return false;
     if (!SamePoints(a.scan.points, b.scan.points) || !SamePoints(a.scan.notFinite, b.scan.notFinite)) return false;
     if (std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
     if (a.deviations.Count() != b.deviations.Count()) return false;
