@@ -20,7 +20,6 @@ namespace {
 constexpr int deepestIndent = 40;        // deeper levels are numbered: lines stay readable, and output linear
 constexpr ULONGLONG longestText = 4096;  // characters, unless all are asked for
 constexpr int deepestDetails = 200;      // browsers flatten elements beyond some hundred
-constexpr long long mostDetails = 20000;
 
 ULONGLONG LongestText(Options const& options) {
     return options.values < 0 ? std::numeric_limits<ULONGLONG>::max() : longestText;
@@ -180,12 +179,12 @@ std::string Html(std::string const& text) {
     return out;
 }
 
-void PrintHtmlObjects(Output& output, Options const& options, KxObjectInspector& objects, ImagePlace const& place) {
+void PrintHtmlObjects(Output& output, Options const& options, KxObjectInspector& objects, ImagePlace const& place,
+                      long long& left) {
     objects.Begin(place.position, place.end);
     SxObject object;
     int open = 0;  // elements
-    long long printed = 0;
-    for (; printed < mostDetails && objects.Next(object); ++printed) {
+    for (; left > 0 && objects.Next(object); --left) {
         int const depth = std::min(object.depth, deepestDetails);
         for (; open > depth; --open) output.Print("</details>");
         std::string const name = Html(NameText(objects, options, object));
@@ -201,7 +200,7 @@ void PrintHtmlObjects(Output& output, Options const& options, KxObjectInspector&
         }
     }
     for (; open > 0; --open) output.Print("</details>");
-    if (printed == mostDetails && objects.Next(object)) output.Print("<div class=\"leaf\">...</div>\n");
+    if (left == 0 && objects.Next(object)) output.Print("<div class=\"leaf\">...</div>\n");
     if (objects.HasFault()) output.Print("<div class=\"fault\">{}</div>\n", Html(FaultText(objects)));
 }
 

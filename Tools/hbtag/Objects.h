@@ -30,8 +30,9 @@ void PrintObjects(Output& output, Options const& options, KxN::KxObjectInspector
                   std::string const& margin);
 /// A JSON array: the objects, parents in front of their children, each with its depth.
 void PrintJsonObjects(Output& output, Options const& options, KxN::KxObjectInspector& objects, ImagePlace const& place);
-/// Nested <details>.
-void PrintHtmlObjects(Output& output, Options const& options, KxN::KxObjectInspector& objects, ImagePlace const& place);
+/// Nested <details>. At most `left` objects, which is counted down: what a browser still shows.
+void PrintHtmlObjects(Output& output, Options const& options, KxN::KxObjectInspector& objects, ImagePlace const& place,
+                      long long& left);
 /// Text with the characters that HTML gives a meaning escaped.
 std::string Html(std::string const& text);
 

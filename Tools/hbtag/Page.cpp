@@ -21,6 +21,7 @@ namespace {
 
 constexpr int mostShown = 250000;  // points of one array: what a browser draws smoothly
 constexpr int shownValues = 8;     // of other payloads
+constexpr long long mostObjects = 50000;
 
 std::string Base64(void const* data, std::size_t size) {
     constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -123,9 +124,11 @@ void PrintCloud(tool::Output& output, int number, Points const& points, std::vec
 
 /// The trees of objects. The script moves each one to its record.
 void PrintTrees(tool::Output& output, Options const& options, KxTagInspector& inspector, Stream const* stream) {
+    long long left = mostObjects;
     auto const print = [&](std::string const& title, int record, ImagePlace const& place) {
+        if (left == 0) return;
         output.Print("<div class=\"objects\" id=\"objects-{}\"><div class=\"small title\">{}</div>\n", record, title);
-        PrintHtmlObjects(output, options, inspector.Objects(), place);
+        PrintHtmlObjects(output, options, inspector.Objects(), place, left);
         output.Print("</div>\n");
     };
     if (stream) {
