@@ -3,6 +3,7 @@
 #include "hbtools/persistence/syTagInspector.h"
 
 #include "hbtools/base/syLimits.h"
+#include "persistence/syInnerTags.h"
 #include "persistence/syTagPayload.h"
 #include "persistence/syTagRecord.h"
 
@@ -22,7 +23,7 @@ constexpr ULONGLONG chainEnd = ~0ULL;
 
 class KxTagInspector::Walk {
 public:
-    explicit Walk(CFile& file) : m_file(file) {}
+    explicit Walk(CFile& file) : m_file(file), m_objects(&file) {}
 
     TagFileState Inspect();
 
@@ -32,6 +33,7 @@ public:
     KxTDynArray<SxTagRecord> m_records;
     KxTDynArray<SxTagFault> m_faults;
     detail::ElementCursor m_elements;
+    KxObjectInspector m_objects;
 
 private:
     /// A chain that is being walked: where its next record stands, chainEnd when it is done.
@@ -61,6 +63,7 @@ private:
               position, target);
     }
     void FindOverlaps();
+    void CheckGraphs();
     enum class Visit { none, sameChain, otherChain };
     void RememberVisits();
     Visit VisitOf(ULONGLONG position, int parent);
@@ -109,6 +112,7 @@ TagFileState KxTagInspector::Walk::Inspect() {
             Step(m_levels.back());
     }
     if (m_hasVisited) FindOverlaps();
+    CheckGraphs();
     if (m_reached < m_size && !m_isBroken)
         Fault(FaultTrailing, m_reached, 0, m_size - m_reached,
               L"%llu bytes at the end belong to no record; readers do not reach them", m_size - m_reached);
@@ -308,9 +312,10 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         Reached(limit);
         return;
     }
-    detail::PayloadFinding const finding = detail::FindPayload(m_file, image, limit, m_budget);
+    detail::PayloadFinding const finding = detail::FindPayload(m_file, image, limit, m_budget, m_objects);
     if (finding.fault.Len() > 0)
-        Fault(finding.faultKind, position, 0, finding.lostBytes, L"the record at %llu: %s", position, finding.fault);
+        Fault(finding.faultKind, position, finding.target, finding.lostBytes, L"the record at %llu: %s", position,
+              finding.fault);
     SxTagRecord& record = m_records[number];
     record.kind = finding.kind;
     record.count = finding.count;
@@ -340,6 +345,20 @@ void KxTagInspector::Walk::FindOverlaps() {
         if (heads[i].first < heads[i - 1].second)
             Fault(FaultOverlap, heads[i].first, heads[i - 1].first, 0,
                   L"the records at %llu and %llu overlap: two chains lead there", heads[i - 1].first, heads[i].first);
+}
+
+// Readers need the types and the address of an object. The types are there: they tell that it is one.
+void KxTagInspector::Walk::CheckGraphs() {
+    std::vector<bool> hasAddress(static_cast<std::size_t>(m_records.Size()));
+    for (SxTagRecord const& record : m_records)
+        if (record.parent >= 0 && record.image.id == inner::objectAddress && record.image.dataSize == 8)
+            hasAddress[static_cast<std::size_t>(record.parent)] = true;
+    for (int i = 0; i < m_records.Size(); ++i) {
+        SxTagRecord const& record = m_records[i];
+        if (record.kind != PayloadGraphObject || hasAddress[static_cast<std::size_t>(i)]) continue;
+        Fault(FaultObject, record.position, 0, record.extent,
+              L"the object in the record at %llu has no address; readers refuse it", record.position);
+    }
 }
 
 KxTagInspector::KxTagInspector(CFile* file) : m_walk(new Walk(*file)) {}
@@ -373,6 +392,22 @@ KxString KxTagInspector::PayloadText(SxTagRecord const& record, LONGLONG first, 
     return detail::PayloadValues(m_walk->m_file, m_walk->m_elements, record, first, count, separator);
 }
 
+KxObjectInspector& KxTagInspector::Objects() {
+    return m_walk->m_objects;
+}
+
+bool KxTagInspector::ReadInteger(SxTagRecord const& record, LONGLONG& value) {
+    if (record.kind != PayloadScalar) return false;
+    BYTE bytes[8];
+    UINT const size = static_cast<UINT>(record.payloadSize);
+    m_walk->m_file.Seek(static_cast<LONGLONG>(record.image.dataAddress), CFile::begin);
+    if (size > sizeof bytes || m_walk->m_file.Read(bytes, size) != size) return false;
+    value = size == 2   ? detail::Load<std::int16_t>(bytes)
+            : size == 4 ? detail::Load<std::int32_t>(bytes)
+                        : detail::Load<long long>(bytes);
+    return true;
+}
+
 LONGLONG KxTagInspector::NumValues(SxTagRecord const& record) {
     return record.kind == PayloadBytes || record.kind == PayloadUnknown ? static_cast<LONGLONG>(record.payloadSize)
                                                                         : record.count;
@@ -397,15 +432,17 @@ wchar_t const* KxxPayloadKindName(TagPayloadKind kind) {
                                            L"2-D array of KxVec3f",
                                            L"2-D array of KxVec3d",
                                            L"empty array",
-                                           L"unknown"};
+                                           L"unknown",
+                                           L"persistent object",
+                                           L"object of a graph"};
     return names[kind];
 }
 
 wchar_t const* KxxTagFaultName(TagFaultKind kind) {
-    static wchar_t const* const names[] = {L"truncated",     L"dangling link",      L"cycle",
-                                           L"backward link", L"link into a record", L"link to no record",
-                                           L"wrong address", L"short payload",      L"impossible count",
-                                           L"overlap",       L"trailing bytes",     L"nested too deep"};
+    static wchar_t const* const names[] = {
+        L"truncated",         L"dangling link",   L"cycle",         L"backward link",    L"link into a record",
+        L"link to no record", L"wrong address",   L"short payload", L"impossible count", L"overlap",
+        L"trailing bytes",    L"nested too deep", L"refused object"};
     return names[kind];
 }
 

@@ -192,6 +192,33 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
     return finding;
 }
 
+// The image of a persistent object, with all that it holds.
+PayloadFinding FindImage(STag const& record, ULONGLONG end, ULONGLONG& budget, KxObjectInspector& objects) {
+    constexpr ULONGLONG bytesPerVisit = 64;  // of names, which are read
+    PayloadFinding finding;
+    finding.kind = PayloadImage;
+    objects.Begin(record.dataAddress, end);
+    for (SxObject object; objects.Next(object); ++finding.count) {
+        ULONGLONG const visits = 1 + object.name.length / bytesPerVisit;
+        if (budget < visits) {
+            finding =
+                Broken(PayloadImage, record, end, L"the payloads overlap: their objects are more than fit in the file");
+            finding.faultKind = FaultOverlap;
+            return finding;
+        }
+        budget -= visits;
+    }
+    finding.size = objects.GetPosition() - record.dataAddress;
+    if (!objects.HasFault()) return finding;
+    SxTagFault const& fault = objects.Fault();
+    finding.size = end - record.dataAddress;
+    finding.faultKind = fault.kind;
+    finding.target = fault.position;
+    finding.lostBytes = fault.lostBytes;
+    finding.fault = fault.text;
+    return finding;
+}
+
 bool IsText(CFile& file, STag const& record) {
     // Longer ones are no names or remarks; they are shown as bytes.
     constexpr ULONGLONG longestText = 1 << 20;
@@ -223,7 +250,8 @@ bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end) {
            (address == position + STag::fileSize && end - position >= STag::fileSize);
 }
 
-PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget) {
+PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget,
+                           KxObjectInspector& objects) {
     PayloadFinding finding;
     if (record.dataSize > 0) {
         bool const scalar = record.dataSize == 2 || record.dataSize == 4 || record.dataSize == 8;
@@ -233,6 +261,7 @@ PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONG
         return finding;
     }
     if (record.dataAddress >= end) return finding;
+    if (objects.IsImageAt(record.dataAddress, end)) return FindImage(record, end, budget, objects);
     if (!IsRecordAt(file, record.dataAddress, end)) return FindCollection(file, record, end);
     STag first;
     ReadRecord(file, record.dataAddress, first);
@@ -243,6 +272,7 @@ PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONG
         case inner::vec3f: return FindVector(file, record, end, budget, PayloadVec3f, inner::vec3f, 3, sizeof(float));
         case inner::arrayCount: return FindDoubleTags(file, record, end, budget, PayloadDoubleTags);
         case inner::intCount: return FindIntArray(file, record, end, budget);
+        case inner::objectTypes: finding.kind = PayloadGraphObject; return finding;
         case inner::histogramValues: {
             STag inside = record;
             inside.dataAddress = first.dataAddress;

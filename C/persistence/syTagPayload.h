@@ -4,7 +4,10 @@
 // Telling the kind of a payload from its bytes, and its values as text. Used by the inspector.
 #pragma once
 
-#include "hbtools/persistence/syTagInspector.h"
+#include "hbtools/persistence/syObjectInspector.h"
+
+#include <charconv>
+#include <string>
 
 namespace KxN::detail {
 
@@ -15,16 +18,26 @@ struct PayloadFinding {
     LONGLONG count = 0;
     int width = 0;
     TagFaultKind faultKind = FaultCount;
+    ULONGLONG target = 0;  // where the damage is, if it is not the record as a whole
     ULONGLONG lostBytes = 0;
     KxString fault;
 };
+
+/// The number with as many digits as it needs.
+template <class T>
+void AppendNumber(std::wstring& text, T value) {
+    char digits[64];
+    auto const result = std::to_chars(digits, digits + sizeof digits, value);
+    text.append(digits, result.ptr);
+}
 
 /// True if a whole head stands at `position` in front of `end` and its dataAddress leads to where its payload must be.
 bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end);
 
 /// Looks at the bytes from `record.dataAddress` up to `end`, which is not behind the end of the file. `budget` is the
-/// number of inner records that may still be visited.
-PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget);
+/// number of inner records and objects that may still be visited; `objects` knows those of the payloads before.
+PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget,
+                           KxObjectInspector& objects);
 
 /// Walks the element records of a tag array: keeps its place between calls, so that a listing is one pass.
 class ElementCursor {

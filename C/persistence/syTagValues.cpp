@@ -7,18 +7,10 @@
 #include "persistence/syTagRecord.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace KxN::detail {
 
 namespace {
-
-template <class T>
-void AppendNumber(std::wstring& text, T value) {
-    char digits[64];
-    auto const result = std::to_chars(digits, digits + sizeof digits, value);
-    text.append(digits, result.ptr);
-}
 
 template <class T>
 T NumberAt(CFile& file, ULONGLONG position) {
@@ -101,7 +93,9 @@ void AppendValue(std::wstring& text, CFile& file, ElementCursor& elements, SxTag
         case PayloadVec3dArray:
         case PayloadVec3d2dArray: AppendVector<double>(text, file, last - (count - number) * 24, 3, 8); break;
         case PayloadNone:
-        case PayloadEmptyArray: break;
+        case PayloadEmptyArray:
+        case PayloadImage:
+        case PayloadGraphObject: break;
     }
 }
 

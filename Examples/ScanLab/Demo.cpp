@@ -3,6 +3,7 @@
 #include "Demo.h"
 
 #include "Alignment.h"
+#include "Conditions.h"
 #include "HistogramPicture.h"
 #include "ScanFile.h"
 #include "ScanReader.h"
@@ -46,6 +47,7 @@ void PrintScan(Scan const& scan, double seconds) {
           scan.points.Size() / seconds / 1e6);
     if (scan.notFinite.Size() > 0) Print(L"Not finite  %d points, kept apart\n", scan.notFinite.Size());
     for (int i = 0; i < 3; ++i) Print(L"%c           %12.4f to %12.4f\n", L"xyz"[i], box.low[i], box.high[i]);
+    Print(L"\n%s", ConditionsText(scan));
 }
 
 void PrintDeviations(StoredScan const& stored, int histogramColumns) {

@@ -8,6 +8,7 @@
 #include <hbtools/base/syString.h>
 #include <hbtools/core/syArray.h>
 #include <hbtools/math/syVec3.h>
+#include <hbtools/properties/syPropertyList.h>
 
 namespace ScanLab {
 
@@ -17,6 +18,7 @@ struct Scan {
     KxN::KxString unit;    // of the coordinates, as it is written behind a number; empty if the source does not tell
     KxN::KxTDynArray<KxN::KxVec3d> points;
     KxN::KxTDynArray<KxN::KxVec3d> notFinite;
+    KxN::KxPropertyList conditions;  // of the measurement, see Conditions.h; empty if nothing is known
 
     /// Puts a point where it belongs.
     void Add(KxN::KxVec3d const& point);

@@ -8,8 +8,10 @@
 #include <hbtools/persistence/syGeometryTags.h>
 #include <hbtools/persistence/sySimpleTags.h>
 #include <hbtools/persistence/syTagArchive.h>
+#include <hbtools/properties/syPropertyTag.h>
 
 #include <cstring>
+#include <memory>
 #include <utility>
 
 namespace ScanLab {
@@ -27,6 +29,7 @@ enum Id : unsigned long {
     measuredId = 1003,
     notFiniteId = 1004,
     unitId = 1005,
+    conditionsId = 1006,
     deviationsMarker = 1010,
     centerId = 1011,
     normalId = 1012,
@@ -59,6 +62,18 @@ bool SamePoints(KxTDynArray<KxVec3d> const& a, KxTDynArray<KxVec3d> const& b) {
     return a.Size() == 0 || std::memcmp(a.Data(), b.Data(), sizeof(KxVec3d) * static_cast<std::size_t>(a.Size())) == 0;
 }
 
+/// The image of a property and of all below it.
+std::string ImageOf(KxProperty const& property) {
+    CMemFile file(4096);
+    CArchive archive(&file, CArchive::store);
+    property.Store(archive);
+    archive.Close();
+    std::string image(static_cast<std::size_t>(file.GetLength()), '\0');
+    file.Seek(0, CFile::begin);
+    image.resize(file.Read(image.data(), static_cast<UINT>(image.size())));
+    return image;
+}
+
 }  // namespace
 
 void Store(KxString const& path, StoredScan& stored, TagFormat format) {
@@ -79,6 +94,8 @@ void Store(KxString const& path, StoredScan& stored, TagFormat format) {
             << KxTTag<long long>(measuredId, measured);
     if (notFinite.Size() > 0) archive << KxVec3dArrayTag(notFiniteId, notFinite);
     if (scan.unit.Len() > 0) archive << KxStringTag(unitId, scan.unit);
+    KxPropertyList* conditions = &scan.conditions;
+    if (conditions->GetCount() > 0) archive << KxPropertyListTag(conditionsId, conditions);
     archive << KxNullTag(deviationsMarker);
     archive.LevelDown();
     archive << KxVec3dTag(centerId, stored.plane.center) << KxVec3dTag(normalId, stored.plane.normal)
@@ -112,8 +129,13 @@ StoredScan Load(KxString const& path) {
         KxStringTag(nameId, stored.scan.name);
     archive.SetOptionalTagsMode();
     archive >> KxVec3dArrayTag(notFiniteId, notFinite) >> KxStringTag(unitId, stored.scan.unit);
+    KxPropertyList* conditions = nullptr;
+    KxPersistentObject::InitializeReferenceMap();
+    archive >> KxPropertyListTag(conditionsId, conditions);
+    std::unique_ptr<KxPropertyList> const owner(conditions);
     archive.LevelUp();
 
+    if (conditions) stored.scan.conditions = *conditions;
     TakeArray(stored.scan.points, points);
     TakeArray(stored.scan.notFinite, notFinite);
     return stored;
@@ -123,6 +145,8 @@ bool IsSame(StoredScan const& a, StoredScan const& b) {
     // Names are narrow text in the file: a character that the code page lacks became '?'.
     if (KxxToNarrow(a.scan.name.View()) != KxxToNarrow(b.scan.name.View())) return false;
     if (KxxToNarrow(a.scan.unit.View()) != KxxToNarrow(b.scan.unit.View())) return false;
+    bool const hasConditions = a.scan.conditions.GetCount() > 0 || b.scan.conditions.GetCount() > 0;
+    if (hasConditions && ImageOf(a.scan.conditions) != ImageOf(b.scan.conditions)) return false;
     if (!SamePoints(a.scan.points, b.scan.points) || !SamePoints(a.scan.notFinite, b.scan.notFinite)) return false;
     if (std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
     if (a.deviations.Count() != b.deviations.Count()) return false;

@@ -7,6 +7,7 @@
 //       1001 text              its name
 //       1002 array of points   x, y, z in the unit of the scan
 //       1005 text              unit of the coordinates; optional
+//       1006 property list     conditions of the measurement, a tree; optional
 //       1003 64-bit integer    number of points that were measured, finite or not
 //       1004 array of points   those with a coordinate that is no finite number; optional
 //       1010 marker            deviations from the plane of best fit

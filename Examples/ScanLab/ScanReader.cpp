@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "ScanReader.h"
 
+#include "Conditions.h"
+
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
@@ -185,6 +187,7 @@ Scan ReadScan(KxString const& path) {
     else
         ReadText(source, scan);
     if (scan.points.Size() == 0) source.Fail(L"there is no point in it");
+    scan.conditions = ConditionsOfFile(path, scan);
     return scan;
 }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "SyntheticPlate.h"
 
+#include "Conditions.h"
 #include "Progress.h"
 
 #include <hbtools/math/syMath.h>
@@ -59,6 +60,7 @@ Scan MakeSyntheticPlate(int count) {
     scan.name = KxString(L"Platte mit Bohrungen");
     scan.source = KxString(L"synthetic");
     scan.unit = KxString(L"mm");
+    scan.conditions = ConditionsOfPlate();
     scan.points.Reserve(count);
     Progress progress(L"Measuring");
     Random random;

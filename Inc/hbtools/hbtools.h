@@ -88,6 +88,7 @@
 #include "hbtools/persistence/syDynamicObject.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/syObjectGraph.h"
+#include "hbtools/persistence/syObjectInspector.h"
 #include "hbtools/persistence/syPersistentObject.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTag.h"

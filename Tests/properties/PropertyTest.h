@@ -31,7 +31,7 @@ inline std::string Head(std::string const& className) {
 }
 
 inline std::string StoredBytes(KxPersistentObject const& object) {
-    CMemFile file(4096);
+    CMemFile file(1 << 20);  // grows in few steps: each one moves all of it under sanitizers
     CArchive archive(&file, CArchive::store);
     object.Store(archive);
     archive.Close();

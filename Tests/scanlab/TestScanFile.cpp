@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
+#include "Conditions.h"
 #include "ScanFile.h"
 #include "SyntheticPlate.h"
 
@@ -44,7 +45,29 @@ TEST(ScanFile, EveryBitComesBackInBothForms) {
         // The comparison sees one bit.
         loaded.scan.points[7][1] = std::nextafter(loaded.scan.points[7][1], 1e9);
         EXPECT_FALSE(IsSame(stored, loaded));
+        loaded = Load(KxString(path.c_str()));
+        auto* const filter = loaded.scan.conditions.GetProperty(L"Filter")->GetList();
+        filter->GetProperty(L"Spikes")->GetList()->GetProperty(L"Neighbours")->SetHidden();
+        EXPECT_FALSE(IsSame(stored, loaded));
+        EXPECT_EQ(ConditionsText(loaded.scan).View().find(L"Neighbours"), std::wstring_view::npos);
     }
+    std::filesystem::remove(path);
+}
+
+TEST(ScanFile, AScanMayHaveNoConditions) {
+    std::string const path =
+        (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
+    StoredScan stored = Sample();
+    stored.scan.conditions.RemoveAll();
+    Store(KxString(path.c_str()), stored, TagFormat32);
+    StoredScan const loaded = Load(KxString(path.c_str()));
+    EXPECT_TRUE(IsSame(stored, loaded) && loaded.scan.conditions.GetCount() == 0);
+    stored.scan.conditions = ConditionsOfFile(KxString(path.c_str()), stored.scan);
+    std::wstring const text(ConditionsText(stored.scan).View());
+    for (wchar_t const* part :
+         {L"    Imported from\n        File         hbtools-", L"\n        Format       synthetic\n",
+          L"\n        Unit         mm\n", L"\n        Date         "})
+        EXPECT_NE(text.find(part), std::wstring::npos) << part;
     std::filesystem::remove(path);
 }
 

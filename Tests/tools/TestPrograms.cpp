@@ -2,64 +2,17 @@
 // SPDX-License-Identifier: MIT
 //
 // The programs as their users call them: exit codes, one clear line, nothing left behind, JSON that parses.
-#include <gtest/gtest.h>
+#include "Programs.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
-
-namespace fs = std::filesystem;
-
-struct Outcome {
-    int code;
-    std::string output;
-};
-
-Outcome Call(std::string const& command) {
-    Outcome outcome{-1, ""};
-    FILE* const pipe = ::popen((std::string("cd ") + HBTOOLS_BINARY_DIR + "/bin && " + command + " 2>&1").c_str(), "r");
-    if (!pipe) return outcome;
-    std::array<char, 4096> buffer;
-    while (std::size_t const got = std::fread(buffer.data(), 1, buffer.size(), pipe))
-        outcome.output.append(buffer.data(), got);
-    int const status = ::pclose(pipe);
-    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return outcome;
-}
-
-class Programs : public testing::Test {
-protected:
-    void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "hbtools-programs-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        folder = name;
-        ::setenv("XDG_CONFIG_HOME", name.c_str(), 1);  // settings and log of the application
-    }
-    void TearDown() override { fs::remove_all(folder); }
-    std::string Path(char const* name) const { return "'" + (folder / name).string() + "'"; }
-    void Write(char const* name, std::string const& bytes) const {
-        std::ofstream(folder / name, std::ios::binary) << bytes;
-    }
-
-    fs::path folder;
-};
 
 std::string const wholeFile(
     "\x01\0\0\0\x64\0\x08\0\0\0\x12\0\0\0\x1a\0\0\0"
     "Platte\x1b\0"
     "\x02\0\0\0\x64\0\x02\0\0\0\x2c\0\0\0\0\0\0\0\x07\0",
     18 + 8 + 18 + 2);
-
-bool HasPython() {
-    return std::system("python3 -c '' >/dev/null 2>&1") == 0;
-}
 
 TEST_F(Programs, ScanlabKeepsItsFailuresInALog) {
     Write("broken.ply",

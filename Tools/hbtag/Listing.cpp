@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
-#include "Listing.h"
+#include "Graph.h"
+#include "Objects.h"
 
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/persistence/syBinFileHeader.h>
@@ -26,31 +27,50 @@ char const* StateName(TagFileState state) {
 }
 
 bool IsNumeric(TagPayloadKind kind) {
-    return kind != PayloadText && kind != PayloadBytes && kind != PayloadUnknown && kind != PayloadScalar;
+    return kind <= PayloadEmptyArray && kind != PayloadText && kind != PayloadBytes && kind != PayloadScalar;
 }
 
-std::string Describe(SxTagRecord const& record) {
+constexpr unsigned long objectId = 208001;  // of an object, unless the application gives another
+
+/// Bytes behind an image, as a shorter one leaves them that replaced it.
+ULONGLONG LeftOver(SxTagRecord const& record) {
+    return record.kind != PayloadImage || record.hasLevel ? 0 : record.extent - record.payloadSize;
+}
+
+std::string Describe(KxTagInspector& inspector, Graph const& graph, int number) {
+    SxTagRecord const& record = inspector.Records()[number];
+    if (record.kind == PayloadImage) {
+        std::string text = RootText(inspector.Objects(), PlaceOf(record));
+        if (record.count > 1) text += fmt::format(", {} objects", record.count);
+        if (LeftOver(record) > 0) text += fmt::format(", {} bytes left over behind it", LeftOver(record));
+        return text;
+    }
+    if (record.kind == PayloadGraphObject) return graph.Describe(number);
+    if (record.kind == PayloadNone && record.image.id == objectId && !record.hasLevel) return "no object";
     std::string what = Utf8(KxxPayloadKindName(record.kind));
     if (record.kind == PayloadNone && record.hasLevel) what = "level";
     if (record.kind == PayloadVec3f2dArray || record.kind == PayloadVec3d2dArray)
         what += fmt::format(", {} x {}", record.width, record.width > 0 ? record.count / record.width : 0);
     else if (record.kind > PayloadVec3f && record.kind < PayloadEmptyArray)
         what += fmt::format(", {} {}", record.count, record.count == 1 ? "element" : "elements");
-    return what;
+    return what + graph.Remark(number);
 }
 
 // A listing is one line for each record; the payload stands below it, indented as deep.
-void PrintText(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record) {
+void PrintText(Output& output, Options const& options, KxTagInspector& inspector, Graph const& graph, int number) {
+    SxTagRecord const& record = inspector.Records()[number];
     std::string const indent(static_cast<std::size_t>(2 * record.depth), ' ');
     output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}{}\n", record.position, record.image.id,
                  record.image.version, record.isLongForm ? 64 : 32, record.image.dataSize, record.image.nextTag, indent,
-                 Describe(record));
+                 Describe(inspector, graph, number));
     if (!options.payloads) return;
     LONGLONG const all = KxTagInspector::NumValues(record);
     LONGLONG const shown = options.values < 0 ? all : std::min(all, options.values);
     std::string const margin = fmt::format("{:64}{}", "", indent);
     if (record.kind == PayloadText) {
         output.Print("{}\"{}\"\n", margin, Escaped(inspector.PayloadText(record, 0, 1, L"")));
+    } else if (record.kind == PayloadImage) {
+        PrintObjects(output, options, inspector.Objects(), PlaceOf(record), margin);
     } else if (record.kind == PayloadBytes || record.kind == PayloadUnknown) {
         LONGLONG const bytes = options.values < 0 ? all : std::min<LONGLONG>(all, 4 * options.values);
         for (LONGLONG i = 0; i < bytes; i += 32)
@@ -90,6 +110,13 @@ std::string JsonScalar(std::string const& value) {
 }
 
 void PrintJsonPayload(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record) {
+    if (record.kind == PayloadGraphObject) return;
+    if (record.kind == PayloadImage) {
+        if (!options.objects) return;
+        output.Print(", \"objects\": ");
+        PrintJsonObjects(output, options, inspector.Objects(), PlaceOf(record));
+        return;
+    }
     LONGLONG const all = KxTagInspector::NumValues(record);
     LONGLONG const shown = options.values < 0 ? all : std::min(all, options.values);
     if (record.kind == PayloadText || record.kind == PayloadScalar) {
@@ -107,8 +134,8 @@ void PrintJsonPayload(Output& output, Options const& options, KxTagInspector& in
     output.Print("]");
 }
 
-void PrintJson(Output& output, Options const& options, KxTagInspector& inspector, SxTagRecord const& record,
-               int number) {
+void PrintJson(Output& output, Options const& options, KxTagInspector& inspector, Graph const& graph, int number) {
+    SxTagRecord const& record = inspector.Records()[number];
     output.Print(
         "    {{\"number\": {}, \"parent\": {}, \"depth\": {}, \"position\": {}, \"id\": {}, \"version\": {}, "
         "\"form\": {}, \"size\": {}, \"address\": {}, \"next\": {}, \"extent\": {}, \"kind\": {}, \"count\": {}",
@@ -116,15 +143,18 @@ void PrintJson(Output& output, Options const& options, KxTagInspector& inspector
         record.isLongForm ? 64 : 32, record.image.dataSize, record.image.dataAddress, record.image.nextTag,
         record.extent, Quoted(KxxPayloadKindName(record.kind)), record.count);
     if (record.width > 0) output.Print(", \"width\": {}", record.width);
+    if (LeftOver(record) > 0) output.Print(", \"leftOver\": {}", LeftOver(record));
+    output.Print("{}", graph.Json(number));
     if (options.payloads) PrintJsonPayload(output, options, inspector, record);
     output.Print("}}");
 }
 
-void PrintFaults(Output& output, Options const& options, KxTagInspector const& inspector) {
+template <class Faults>
+void PrintFaults(Output& output, Options const& options, Faults const& faults) {
     if (options.json) {
         output.Print("  \"faults\": [");
         bool first = true;
-        for (SxTagFault const& fault : inspector.Faults()) {
+        for (SxTagFault const& fault : faults) {
             output.Print("{}\n    {{\"kind\": {}, \"position\": {}, \"target\": {}, \"lostBytes\": {}, \"text\": {}}}",
                          first ? "" : ",", Quoted(KxxTagFaultName(fault.kind)), fault.position, fault.target,
                          fault.lostBytes, Quoted(fault.text));
@@ -133,7 +163,7 @@ void PrintFaults(Output& output, Options const& options, KxTagInspector const& i
         output.Print("{}]\n", first ? "" : "\n  ");
         return;
     }
-    for (SxTagFault const& fault : inspector.Faults()) {
+    for (SxTagFault const& fault : faults) {
         output.Print("{}: at {}: {}", Utf8(KxxTagFaultName(fault.kind)), fault.position, Escaped(fault.text));
         if (fault.lostBytes > 0) output.Print(" ({} bytes lost)", fault.lostBytes);
         output.Print("\n");
@@ -194,6 +224,7 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
            TagFileState state) {
     auto const wanted = [&](SxTagRecord const& record) { return !options.id || record.image.id == *options.id; };
     auto const& records = inspector.Records();
+    Graph const graph(inspector);
     bool const hasHeader = inspector.GetStartPosition() > 0;
     if (options.json) {
         output.Print(
@@ -206,12 +237,12 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
             for (int i = 0; i < records.Size(); ++i) {
                 if (!wanted(records[i])) continue;
                 output.Print("{}\n", first ? "" : ",");
-                PrintJson(output, options, inspector, records[i], i);
+                PrintJson(output, options, inspector, graph, i);
                 first = false;
             }
             output.Print("{}],\n", first ? "" : "\n  ");
         }
-        PrintFaults(output, options, inspector);
+        PrintFaults(output, options, inspector.Faults());
         output.Print("}}\n");
         return;
     }
@@ -221,10 +252,39 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
     if (!options.faultsOnly && records.Size() > 0) {
         output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}\n", "position", "id", "version", "form", "size",
                      "next", "payload");
-        for (SxTagRecord const& record : records)
-            if (wanted(record)) PrintText(output, options, inspector, record);
+        for (int i = 0; i < records.Size(); ++i)
+            if (wanted(records[i])) PrintText(output, options, inspector, graph, i);
     }
-    PrintFaults(output, options, inspector);
+    PrintFaults(output, options, inspector.Faults());
+}
+
+void PrintStream(Output& output, Options const& options, KxString const& name, KxTagInspector& inspector,
+                 Stream const& stream) {
+    std::vector<SxTagFault> faults;
+    if (stream.state != TagFileWhole) faults.push_back(stream.fault);
+    KxObjectInspector& objects = inspector.Objects();
+    if (options.json) {
+        output.Print(
+            "{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"recordCount\": 0,\n"
+            "  \"objectCount\": {},\n  \"records\": [],\n  \"images\": [",
+            Quoted(name), inspector.GetFileSize(), StateName(stream.state), stream.numObjects);
+        for (std::size_t i = 0; i < stream.images.size() && options.payloads && options.objects; ++i) {
+            output.Print("{}\n    ", i > 0 ? "," : "");
+            PrintJsonObjects(output, options, objects, stream.images[i]);
+        }
+        output.Print("],\n");
+        PrintFaults(output, options, faults);
+        output.Print("}}\n");
+        return;
+    }
+    output.Print("{}: {} bytes, no records but a stream of {} {}, {}\n", Escaped(name), inspector.GetFileSize(),
+                 stream.numObjects, stream.numObjects == 1 ? "object" : "objects", StateName(stream.state));
+    for (ImagePlace const& place : stream.images) {
+        if (options.faultsOnly) break;
+        output.Print("{:>12}  {}\n", place.position, RootText(objects, place));
+        if (options.payloads) PrintObjects(output, options, objects, place, "                ");
+    }
+    PrintFaults(output, options, faults);
 }
 
 }  // namespace hbtag

@@ -19,12 +19,18 @@ struct Options {
     bool payloads = false;            // dump
     bool faultsOnly = false;          // verify
     bool page = false;                // tree --html
+    bool objects = true;              // with the payloads; a page has them outside its JSON
     std::optional<unsigned long> id;  // only records of this id
     long long values = 8;             // shown of each payload; negative for all
 };
 
+struct Stream;
+
 /// Prints a file that was inspected.
 void Print(Output& output, Options const& options, KxN::KxString const& name, KxN::KxTagInspector& inspector,
            KxN::TagFileState state);
+/// Prints a file that holds images of objects and no records.
+void PrintStream(Output& output, Options const& options, KxN::KxString const& name, KxN::KxTagInspector& inspector,
+                 Stream const& stream);
 
 }  // namespace hbtag

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Page.h"
 
-#include "Listing.h"
+#include "Objects.h"
 
 #include <hbtools/math/syHistogram.h>
 #include <hbtools/persistence/syGeometryTags.h>
@@ -21,6 +21,7 @@ namespace {
 
 constexpr int mostShown = 250000;  // points of one array: what a browser draws smoothly
 constexpr int shownValues = 8;     // of other payloads
+constexpr long long mostObjects = 50000;
 
 std::string Base64(void const* data, std::size_t size) {
     constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -121,15 +122,39 @@ void PrintCloud(tool::Output& output, int number, Points const& points, std::vec
         Base64(places.data(), places.size() * sizeof(float)), Base64(values.data(), values.size() * sizeof(float)));
 }
 
+/// The trees of objects. The script moves each one to its record.
+void PrintTrees(tool::Output& output, Options const& options, KxTagInspector& inspector, Stream const* stream) {
+    long long left = mostObjects;
+    auto const print = [&](std::string const& title, int record, ImagePlace const& place) {
+        if (left == 0) return;
+        output.Print("<div class=\"objects\" id=\"objects-{}\"><div class=\"small title\">{}</div>\n", record, title);
+        PrintHtmlObjects(output, options, inspector.Objects(), place, left);
+        output.Print("</div>\n");
+    };
+    if (stream) {
+        for (ImagePlace const& place : stream->images) print(fmt::format("at {}", place.position), -1, place);
+        return;
+    }
+    auto const& records = inspector.Records();
+    for (int i = 0; i < records.Size(); ++i)
+        if (records[i].kind == PayloadImage)
+            print(fmt::format("record {} at {}", records[i].image.id, records[i].position), i, PlaceOf(records[i]));
+}
+
 }  // namespace
 
-void PrintPage(tool::Output& output, KxString const& name, CFile& file, KxTagInspector& inspector, TagFileState state) {
+void PrintPage(tool::Output& output, KxString const& name, CFile& file, KxTagInspector& inspector, TagFileState state,
+               Stream const* stream) {
     Options options;
     options.json = true;
     options.payloads = true;
     options.values = shownValues;
+    options.objects = false;
     tool::Output json("hbtag", tool::Output::held);
-    Print(json, options, name, inspector, state);
+    if (stream)
+        PrintStream(json, options, name, inspector, *stream);
+    else
+        Print(json, options, name, inspector, state);
     auto const& records = inspector.Records();
     std::string clouds;
     for (int i = 0; i < records.Size(); ++i) {
@@ -146,10 +171,12 @@ void PrintPage(tool::Output& output, KxString const& name, CFile& file, KxTagIns
     // A text of the file must not end the script that holds it.
     std::string data = json.Take();
     for (std::size_t at = 0; (at = data.find('<', at)) != std::string::npos;) data.replace(at, 1, "\\u003c");
+    output.Print("{}", pageHead);
+    PrintTrees(output, options, inspector, stream);
     output.Print(
         "{}<script type=\"application/json\" id=\"file\">{}</script>\n"
         "<script type=\"application/json\" id=\"clouds\">[{}]</script>\n{}",
-        pageHead, data, clouds, pageTail);
+        pageMiddle, data, clouds, pageTail);
 }
 
 }  // namespace hbtag

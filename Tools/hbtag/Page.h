@@ -12,12 +12,16 @@
 
 namespace hbtag {
 
-/// Prints the page of a file that was inspected. Of large arrays every n-th point is shown.
-void PrintPage(tool::Output& output, KxN::KxString const& name, KxN::CFile& file, KxN::KxTagInspector& inspector,
-               KxN::TagFileState state);
+struct Stream;
 
-/// What stands in front of the data, and behind them.
+/// Prints the page of a file that was inspected; `stream` if it holds no records but images of objects. Of large arrays
+/// every n-th point is shown. Property trees fold without a script.
+void PrintPage(tool::Output& output, KxN::KxString const& name, KxN::CFile& file, KxN::KxTagInspector& inspector,
+               KxN::TagFileState state, Stream const* stream);
+
+/// What stands in front of the trees of objects, between them and the data, and behind those.
 extern std::string_view const pageHead;
+extern std::string_view const pageMiddle;
 extern std::string_view const pageTail;
 
 }  // namespace hbtag

@@ -28,11 +28,15 @@ summary { cursor: pointer; margin-left: -14px; }
 .id { font-weight: bold; } .kind { color: #06c; } .small { color: #777; font-size: 12px; }
 .value { white-space: pre-wrap; overflow-wrap: anywhere; margin: 0 0 0 14px; font-family: monospace; font-size: 12px; }
 .fault { color: #b00; }
+#tree .title { display: none; }
 #ramp { width: 160px; height: 12px; background: linear-gradient(90deg,#2b3fbf,#20b0d0,#3fbf3f,#e0d020,#d03020); }
 </style>
 </head>
 <body>
-<div id="left"><h1 id="name"></h1><div id="head"></div><div id="faults"></div><div id="tree"></div></div>
+<div id="left"><h1 id="name"></h1><div id="head"></div><div id="faults"></div><div id="tree"></div>
+)html";
+
+std::string_view const pageMiddle = R"html(</div>
 <div id="right">
 <div id="bar"><select id="cloud"></select>
 <label>colour <select id="colour"><option value="height">height</option></select></label>
@@ -85,7 +89,9 @@ function node(r) {
   const line = make(below.length ? 'summary' : 'div');
   line.append(make('span', 'id', r.id), ' ', make('span', 'kind', r.kind), ' ',
     make('span', 'small', 'at ' + r.position + ', version ' + r.version + ', ' + r.form + ' bits' +
-      (r.count > 1 ? ', ' + r.count + ' elements' : '')));
+      (r.count > 1 ? ', ' + r.count + (r.kind === 'persistent object' ? ' objects' : ' elements') : '') +
+      (r.types ? ', of type ' + r.types.join(' < ') + (r.objectAddress ? ', at address ' + r.objectAddress : '') : '') +
+      (r.refersTo !== undefined ? ', refers to the object at ' + r.refersTo : '')));
   box.append(line);
   const values = r.value !== undefined ? [text(r.value)] : (r.values || []).map(text);
   if (values.length) {
@@ -98,6 +104,8 @@ function node(r) {
     show.onclick = e => { e.preventDefault(); $('cloud').value = cloud; choose(); };
     line.append(' ', show);
   }
+  const objects = $('objects-' + r.number);
+  if (objects) box.append(objects);
   for (const b of below) box.append(node(b));
   return box;
 }

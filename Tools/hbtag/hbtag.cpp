@@ -3,7 +3,7 @@
 //
 // hbtag looks into tag files. Exit codes: 0 whole, 1 usage or a file that cannot be read, 2 damaged but readable in
 // part, 3 not a tag file.
-#include "Listing.h"
+#include "Objects.h"
 #include "Page.h"
 
 #include <hbtools/base/syEncoding.h>
@@ -24,10 +24,18 @@ using tool::exitUsage;
 int Run(hbtag::Options const& options, KxN::KxString const& path) {
     KxN::CFile file(path, KxN::CFile::modeRead);
     KxN::KxTagInspector inspector(&file);
-    KxN::TagFileState const state = inspector.Inspect();
+    KxN::TagFileState state = inspector.Inspect();
     tool::Output output("hbtag");
+    hbtag::Stream stream;
+    bool const isStream = state == KxN::TagFileForeign && inspector.Objects().IsImageAt(0, inspector.GetFileSize());
+    if (isStream) {
+        stream = hbtag::ReadStream(inspector.Objects(), inspector.GetFileSize());
+        state = stream.state;
+    }
     if (options.page)
-        hbtag::PrintPage(output, path, file, inspector, state);
+        hbtag::PrintPage(output, path, file, inspector, state, isStream ? &stream : nullptr);
+    else if (isStream)
+        PrintStream(output, options, path, inspector, stream);
     else
         Print(output, options, path, inspector, state);
     if (!output.Finish()) return exitUsage;
@@ -39,9 +47,13 @@ int Run(hbtag::Options const& options, KxN::KxString const& path) {
 
 int main(int argc, char** argv) {
     KxN::KxxSurviveClosedPipes();
-    CLI::App app("Looks into tag files: lists their records, shows what they hold, finds what is damaged.");
+    CLI::App app(
+        "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds what "
+        "is damaged.");
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not a tag file.");
+    app.footer(
+        "Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 neither a tag file nor a "
+        "stream.");
     hbtag::Options options;
     std::string path;
     std::uint32_t id = 0;
@@ -53,10 +65,12 @@ int main(int argc, char** argv) {
         return command;
     };
     CLI::App* ls = verb("ls", "Lists the records as a tree: position, id, version, form, size, link, payload");
-    CLI::App* dump = verb("dump", "Lists the records with their payloads, decoded where the kind is known");
+    CLI::App* dump = verb(
+        "dump", "Lists the records with their payloads, decoded where the kind is known; property trees line by line");
     CLI::App* verify = verb("verify", "Walks everything and names each fault with its place and cost");
     CLI::App* tree = verb("tree", "Lists the records as ls does, or writes a page for a browser");
-    tree->add_flag("--html", options.page, "Write one page with the tree, and the points of all arrays in space");
+    tree->add_flag("--html", options.page,
+                   "Write one page with the tree, the properties, and the points of all arrays in space");
     ls->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
     dump->add_option("--id", id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
     dump->add_option("--values", options.values, "Values shown of each payload, -1 for all")

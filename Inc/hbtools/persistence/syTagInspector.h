@@ -44,7 +44,9 @@ enum TagPayloadKind {
     PayloadVec3f2dArray,
     PayloadVec3d2dArray,
     PayloadEmptyArray,  ///< a count of 0: any of the arrays
-    PayloadUnknown      ///< a shape that this library does not write
+    PayloadUnknown,     ///< a shape that this library does not write
+    PayloadImage,       ///< a persistent object, as in property tags; KxObjectInspector tells what it holds
+    PayloadGraphObject  ///< an object of a graph: what it is stands in the level behind it
 };
 
 /// "marker", "text", "array of KxVec3d", ...
@@ -56,7 +58,7 @@ struct SxTagRecord {
     STag image;             ///< The head as read.
     ULONGLONG extent;       ///< Bytes from dataAddress to the next record of the level, or to the level's end.
     ULONGLONG payloadSize;  ///< Bytes of them that the kind explains; nested records come behind these.
-    LONGLONG count;         ///< Elements of an array, width * height of a 2-D array.
+    LONGLONG count;         ///< Elements of an array, width * height of a 2-D array, objects of an image.
     int width;              ///< Of a 2-D array.
     int parent;             ///< Index of the record whose payload it is nested in, or -1.
     int depth;              ///< 0 on the first level.
@@ -77,7 +79,8 @@ enum TagFaultKind {
     FaultCount,         ///< A count that no payload of this size can have.
     FaultOverlap,       ///< A record that belongs to two chains.
     FaultTrailing,      ///< Bytes at the end that belong to no record.
-    FaultDepth          ///< Nested deeper than KxLimits allows.
+    FaultDepth,         ///< Nested deeper than KxLimits allows.
+    FaultObject         ///< An object that readers refuse.
 };
 
 /// "truncated", "dangling link", ...
@@ -86,10 +89,12 @@ KX_API wchar_t const* KxxTagFaultName(TagFaultKind kind);
 struct SxTagFault {
     TagFaultKind kind = FaultTruncated;
     ULONGLONG position = 0;   ///< Of the record that is at fault, or of the bytes.
-    ULONGLONG target = 0;     ///< The other end of a link.
+    ULONGLONG target = 0;     ///< The other end of a link; the place of damage within a payload.
     ULONGLONG lostBytes = 0;  ///< Bytes that readers do not reach because of it.
     KxString text;            ///< One sentence, with what it costs.
 };
+
+class KxObjectInspector;
 
 class KX_API KxTagInspector {
 public:
@@ -114,6 +119,10 @@ public:
     KxString PayloadText(SxTagRecord const& record, LONGLONG first, LONGLONG count, wchar_t const* separator);
     /// How many values PayloadText knows.
     static LONGLONG NumValues(SxTagRecord const& record);
+    /// Reads the images of the records; it knows the numbers of their objects.
+    KxObjectInspector& Objects();
+    /// The value of a scalar record as a whole number. False, with the value unchanged, if it is no scalar.
+    bool ReadInteger(SxTagRecord const& record, LONGLONG& value);
 
 private:
     class Walk;

@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Calling the programs as their users do, in a folder of its own for each test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int code;
+    std::string output;
+};
+
+inline Outcome Call(std::string const& command) {
+    Outcome outcome{-1, ""};
+    FILE* const pipe = ::popen((std::string("cd ") + HBTOOLS_BINARY_DIR + "/bin && " + command + " 2>&1").c_str(), "r");
+    if (!pipe) return outcome;
+    std::array<char, 4096> buffer;
+    while (std::size_t const got = std::fread(buffer.data(), 1, buffer.size(), pipe))
+        outcome.output.append(buffer.data(), got);
+    int const status = ::pclose(pipe);
+    outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+}
+
+class Programs : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "hbtools-programs-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(name.data()), nullptr);
+        folder = name;
+        ::setenv("XDG_CONFIG_HOME", name.c_str(), 1);  // settings and log of the application
+    }
+    void TearDown() override { fs::remove_all(folder); }
+    std::string Path(char const* name) const { return "'" + (folder / name).string() + "'"; }
+    void Write(char const* name, std::string const& bytes) const {
+        std::ofstream(folder / name, std::ios::binary) << bytes;
+    }
+
+    fs::path folder;
+};
+
+inline bool HasPython() {
+    return std::system("python3 -c '' >/dev/null 2>&1") == 0;
+}
