@@ -126,7 +126,7 @@ private:
     template <class Match>
     KxParameter* Find(Match match) const;
     template <class T>
-    T& Typed(unsigned short id, unsigned long line) const;
+    T& Typed(unsigned short id) const;
 
     unsigned short m_id = 0;
     KxResId m_resId = KxResId(0);

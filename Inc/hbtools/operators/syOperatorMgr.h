@@ -49,7 +49,6 @@ private:
     KxOperator* Find(unsigned short id) const;
     KxOperator* Find(KxString const& fixName) const;
     void RemoveAt(int index);
-    void Clear();
 
     KxTSVQueue<KxOperator*> m_operators{1024, 16, 16};
 };
