@@ -29,13 +29,15 @@ void KxCmdLineParser::Parse(KxString const& line) {
     wchar_t* end = begin;
     bool isQuoted = false;
     bool isGap = false;  // blanks have been since the last word
-    for (wchar_t c : text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        wchar_t c = text[i];
         if (c == L'"') {
             isQuoted = !isQuoted;
             continue;
         }
         if (c == L'\t' || (c == L' ' && !isQuoted)) {
             isGap = true;
+            while (i + 1 < text.size() && text[i + 1] == c) ++i;  // many of them cost little
             continue;
         }
         if (c == quotedBlank) c = L'I';
