@@ -99,20 +99,9 @@ TEST(Operator, ShortCuts) {
     all.SetParameterList(6, L"b");
     EXPECT_TRUE(all.GetParameterLong(1) == 7 && all.GetParameterDouble(2) == 0.5 && all.GetParameterBool(3) == 1);
     EXPECT_EQ(U(all.GetParameterString(4)) + U(all.GetParameterFile(5)) + U(all.GetParameterList(6)), "textfile.txtb");
-    std::function<void()> const unknown[] = {[&] { all.SetParameterLong(9, 1); },
-                                             [&] { all.GetParameterLong(9); },
-                                             [&] { all.SetParameterDouble(9, 1); },
-                                             [&] { all.GetParameterDouble(9); },
-                                             [&] { all.SetParameterBool(9, 1); },
-                                             [&] { all.GetParameterBool(9); },
-                                             [&] { all.SetParameterString(9, KxString()); },
-                                             [&] { all.GetParameterString(9); },
-                                             [&] { all.SetParameterFile(9, KxString()); },
-                                             [&] { all.GetParameterFile(9); },
-                                             [&] { all.SetParameterList(9, KxString()); },
-                                             [&] { all.GetParameterList(9); }};
-    for (auto const& call : unknown)
-        EXPECT_EQ(Thrown<KxException>(call), "Der Parameter \"\" ist dem Operator \"Filter\" unbekannt");
+    for (void (*call)(Operator&) :
+         {+[](Operator& o) { o.SetParameterLong(9, 1); }, +[](Operator& o) { o.GetParameterList(9); }})
+        EXPECT_EQ(Thrown<KxException>([&] { call(all); }), "Der Parameter \"\" ist dem Operator \"Filter\" unbekannt");
 }
 
 class OperatorFiles : public TempFolder {};
