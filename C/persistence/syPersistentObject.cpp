@@ -161,7 +161,8 @@ public:
             if (known.image != image || known.generation != detail::FactoryGeneration()) continue;
             archive.TakeReadAhead(image.size());
             std::unique_ptr<KxDynamicObject> made(known.factory->Create(known.name));
-            if (made && typeid(*made) == *known.type) return static_cast<KxPersistentObject*>(made.release());
+            KxDynamicObject const* const object = made.get();
+            if (object && typeid(*object) == *known.type) return static_cast<KxPersistentObject*>(made.release());
             if (!made) made.reset(CreateObject(known.name));
             return Cast(made);
         }
