@@ -37,7 +37,7 @@ public:
     KxParameter() = default;
     explicit KxParameter(unsigned short id) { SetId(id); }
     KxParameter(unsigned short id, KxResId const& resId) { SetId(id, resId); }
-    /// Copies all fields, the slots of the signals included.
+    /// Copies all fields, the slots of the signals included. An assignment that memory ends in is made in part.
     KxParameter(KxParameter const& other);
     KxParameter& operator=(KxParameter const& other);
 
