@@ -14,14 +14,19 @@ namespace {
 // In the words of a line, where blanks separate, it stands for a blank that was quoted.
 constexpr wchar_t quotedBlank = L'|';
 
+bool HasOpenQuote(std::wstring_view text) {
+    bool isOpen = false;
+    for (std::size_t at = 0; (at = text.find(L'"', at)) != text.npos; ++at) isOpen = !isOpen;
+    return isOpen;
+}
+
 }  // namespace
 
 KxCmdLineParser::~KxCmdLineParser() = default;
 
 void KxCmdLineParser::Parse(KxString const& line) {
     std::wstring_view const text = line.View();
-    if (std::count(text.begin(), text.end(), L'"') % 2 != 0)
-        throw new KxException(L"syCmdLine", __LINE__, detail::FormatOf(text::QuoteNotClosed, line));
+    if (HasOpenQuote(text)) throw new KxException(L"syCmdLine", __LINE__, detail::FormatOf(text::QuoteNotClosed, line));
 
     // The words, with one blank between two of them.
     m_words.resize(text.size());
