@@ -116,9 +116,9 @@ void KxParameterFile::SelectFilterFromExtension(KxString const& extension) {
 }
 
 void KxParameterFile::SetFileName(KxString const& name) {
-    KxString const given = name;  // a slot that hears of the filter may change what was passed
-    SelectFilterFromExtension(KxDirEntry(given).GetExtension());
-    SetFileNameWithoutChangingFilter(given);
+    KxDirEntry const given(name);  // a slot that hears of the filter may change what was passed
+    SelectFilterFromExtension(given.GetExtension());
+    SetFileNameWithoutChangingFilter(given.GetFull());
 }
 
 void KxParameterFile::SetFileNameWithoutChangingFilter(KxString const& name) {

@@ -186,7 +186,8 @@ TEST(OperatorMgr, CopiesShareOperatorsThatDieOnce) {
     KxOperatorMgr copy(*source), assigned;
     assigned.Insert(new Operator(9));
     assigned = copy;
-    assigned = assigned;
+    KxOperatorMgr const& itself = assigned;
+    assigned = itself;
     EXPECT_EQ(g_destroyed, "o9 ");
     source->Remove(1);
     EXPECT_EQ(copy.GetNumOperators(), 2);

@@ -220,11 +220,12 @@ TEST(Parameter, Filters) {
     std::string const message =
         "Die Zuweisung des Dateifilters im Parameter \"Value\" vom Typ file mit dem %Eintrag "
         "\"\" konnte nicht erfolgen, da der Eintrag unbekannt ist";
-    for (auto const& [prefix, isDefault] : {std::pair("", false), std::pair("6291", true)}) {
+    for (std::string const prefix : {"", "6291"}) {
         std::string expected = message;
         expected.replace(expected.find('%'), 1, prefix);
-        EXPECT_EQ(Thrown<KxException>([&] { isDefault ? file.SetDefaultFilter(L"any") : file.SelectFilter(L"any"); }),
-                  expected);
+        EXPECT_EQ(
+            Thrown<KxException>([&] { prefix.empty() ? file.SelectFilter(L"any") : file.SetDefaultFilter(L"any"); }),
+            expected);
     }
     EXPECT_EQ(file.GetSelectedFilterIndex(), 2U);
     file.SetFilterList(KxTMem<SxFileFilter>(&textFilter, 1));
