@@ -21,7 +21,7 @@ class KX_API KxOperatorMgr {
 public:
     KxOperatorMgr() = default;
     KxOperatorMgr(KxOperatorMgr const& other);
-    /// Lets go of its own operators first to last, then lists those of the other.
+    /// Lists the operators of the other, then lets go of those it had, first to last.
     KxOperatorMgr& operator=(KxOperatorMgr const& other);
     /// Destroys the operators, first to last.
     virtual ~KxOperatorMgr();
