@@ -212,8 +212,10 @@ String operator+(wchar_t const* a, String const& b) {
 namespace KxN {
 
 KxString::KxString(char const* text) : String(KxxWidenText(text ? text : "")) {}
-KxString::KxString(KxResId const& resource)
-    : String(resource.GetModule() ? KxxWidenUtf8(resource.GetModule()->FindText(resource.GetId())) : std::wstring()) {}
+KxString::KxString(KxResId const& resource) {
+    CDynLinkLibrary const* const module = resource.GetModule() ? resource.GetModule() : AfxGetResourceModule();
+    if (module) m_text = KxxWidenUtf8(module->FindText(resource.GetId()));
+}
 
 KxString& KxString::operator=(KxTools::String const& text) {
     String::operator=(text);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "hbtools/base/syArchive.h"
+#include "hbtools/base/syBitmap.h"
 #include "hbtools/base/syClassName.h"
 #include "hbtools/base/syCollections.h"
 #include "hbtools/base/syConfig.h"
@@ -98,3 +99,16 @@
 #include "hbtools/properties/syProperty.h"
 #include "hbtools/properties/syPropertyList.h"
 #include "hbtools/properties/syPropertyTag.h"
+
+#include "hbtools/operators/syCmdLine.h"
+#include "hbtools/operators/syMacro.h"
+#include "hbtools/operators/syOperator.h"
+#include "hbtools/operators/syOperatorMgr.h"
+#include "hbtools/operators/syParamBool.h"
+#include "hbtools/operators/syParamColor.h"
+#include "hbtools/operators/syParamDouble.h"
+#include "hbtools/operators/syParamFile.h"
+#include "hbtools/operators/syParamList.h"
+#include "hbtools/operators/syParamLong.h"
+#include "hbtools/operators/syParamString.h"
+#include "hbtools/operators/syParameter.h"

@@ -23,6 +23,8 @@ struct KxLimits {
     int formatPrecision = 512;
     /// Calls that may wait in the main thread's queue.
     std::size_t postedCalls = 1u << 20;
+    /// Macros that run one within another, in one thread.
+    int macroDepth = 32;
 };
 
 /// The limits of this process.

@@ -44,7 +44,12 @@ private:
 /// The library's own resource module.
 extern KX_API CDynLinkLibrary* const g_pHbToolsModule;
 
-/// Key of a string resource: an id and the module that holds it (this library's unless given; null finds nothing).
+/// Tells the application's module, in which the look-up finds keys without a module, and returns the former one. It
+/// stays the caller's. Null, as it is at the start, makes such keys find nothing. For the start of a program.
+KX_API CDynLinkLibrary* AfxSetResourceModule(CDynLinkLibrary* module);
+KX_API CDynLinkLibrary* AfxGetResourceModule();
+
+/// Key of a string resource: an id and the module that holds it: this library's unless given, null for the application's.
 class KxResId {
 public:
     explicit KxResId(unsigned short id, CDynLinkLibrary* module = g_pHbToolsModule) : m_id(id), m_module(module) {}

@@ -55,6 +55,11 @@ public:
     String(unsigned short number);
 
     String& operator=(wchar_t const* text);
+    /// Takes the characters over in the memory it has, if that is enough. `text` is no part of this one.
+    String& Assign(std::wstring_view text) {
+        m_text.assign(text);
+        return *this;
+    }
     String(String const&) = default;
     String(String&&) = default;
     String& operator=(String const&) = default;

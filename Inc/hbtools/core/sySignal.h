@@ -96,6 +96,16 @@ public:
         Drop(m_staticSlots, MakeStaticSlot(function));
     }
 
+    /// Takes the connections of another signal in place of its own, for owners whose copies tell the same slots. Only
+    /// some of them if memory ends.
+    void ConnectAsIn(KxTSignal const& other) {
+        if (this == &other) return;
+        while (m_slots.Count() > 0) Drop(m_slots, SlotDescriptor(*m_slots[0]));
+        while (m_staticSlots.Count() > 0) Drop(m_staticSlots, StaticSlotDescriptor(*m_staticSlots[0]));
+        for (SlotDescriptor const* slot : other.m_slots) Add(m_slots, slot->Fresh());
+        for (StaticSlotDescriptor const* slot : other.m_staticSlots) Add(m_staticSlots, slot->Fresh());
+    }
+
     /// Calls every slot with the argument. An emission from within a slot reaches all slots, that one included; what
     /// the outer one has not called by then has had the newer argument and is not called again.
     void Emit(A argument) {
@@ -138,6 +148,7 @@ private:
     struct SlotDescriptor {
         void call(A argument) { stub(object, std::forward<A>(argument), *this); }
         bool operator==(SlotDescriptor const& other) const { return object == other.object && method == other.method; }
+        SlotDescriptor Fresh() const { return {object, stub, method, 0, nullptr}; }  ///< As it is connected.
 
         void* object;
         void (*stub)(void* object, A argument, SlotDescriptor& descriptor);
@@ -150,6 +161,7 @@ private:
     struct StaticSlotDescriptor {
         void call(A argument) { stub(std::forward<A>(argument), *this); }
         bool operator==(StaticSlotDescriptor const& other) const { return function == other.function; }
+        StaticSlotDescriptor Fresh() const { return {stub, function, 0, nullptr}; }
 
         void (*stub)(A argument, StaticSlotDescriptor& descriptor);
         void (*function)();
