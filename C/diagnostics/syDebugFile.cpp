@@ -186,6 +186,7 @@ bool DebugFile::IsToTell(int error) {
 
 void DebugFile::Tell(int error, KxString const* path) noexcept {
     if (error == 0) return;
+    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): Guarded takes what comes
     Guarded([&] { throw new KxException(FailureText(path ? *path : GetPath(), error)); });
 }
 

@@ -9,6 +9,7 @@
 #include <hbtools/base/syException.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace ScanLab {
@@ -179,8 +180,7 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     result.compared = points.Size();
     Progress progress(L"Aligning");
     double const coarsest = KxMath::Max(size / 16, finest);
-    unsigned levels = 1;
-    for (double cell = coarsest; cell > finest; cell = KxMath::Max(cell / 4, finest)) ++levels;
+    unsigned const levels = 1 + static_cast<unsigned>(KxMath::Max(0.0, std::ceil(std::log2(coarsest / finest) / 2)));
     unsigned level = 0;
     double cell = coarsest;
     for (bool last = false; !last; ++level) {

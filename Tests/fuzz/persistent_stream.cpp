@@ -25,7 +25,8 @@ void Use(KxProperty& property) {
     file.Seek(0, CFile::begin);
     CArchive loading(&file, CArchive::load);
     std::unique_ptr<KxPersistentObject> const again(KxPersistentObject::Load(loading));
-    if (typeid(*again) != typeid(property)) __builtin_trap();
+    KxPersistentObject const& loaded = *again;
+    if (typeid(loaded) != typeid(property)) __builtin_trap();
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 //
 // The inner loops, which no interface shows: the form for this processor, whose results the tests of the solvers check,
 // against the plain one at sizes around those of its registers, and products against sums in long double.
-#include "math/syDenseKernels.cpp"
+#include "math/syDenseKernels.cpp"  // NOLINT(bugprone-suspicious-include)
 
 #include <gtest/gtest.h>
 

@@ -187,7 +187,7 @@ TEST(Matrix, OwnershipMoves) {
         double* const block = a.Data();
         a.TransferOwnershipTo(b);
         EXPECT_TRUE(a.Height() == 0 && b.Data() == block && b(height - 1, 1) == 5);
-        double** const rows = new double*[height];
+        double** const rows = new double*[static_cast<unsigned>(height)];
         for (int r = 0; r < height; ++r) rows[r] = b[r];
         double* const own = b.Data();
         KxMatrix(2, height).TransferOwnershipTo(a);

@@ -70,7 +70,8 @@ TEST(Alignment, RefusesWhatCannotBeAligned) {
     Scan touching = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(157, 0, 0)));  // a strip of 3 mm out of 160
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, plate); }), "The two scans have no surface in common");
     Scan flat;  // nothing holds it in its plane: it stays where it is
-    for (int i = 0; i < 2500; ++i) flat.Add(KxVec3d(i % 50, i / 50, 0));
+    for (int i = 0; i < 50; ++i)
+        for (int j = 0; j < 50; ++j) flat.Add(KxVec3d(j, i, 0));
     Alignment const slid = Align(flat, flat);
     EXPECT_LT((slid.motion * KxVec3d(25, 25, 0)).Distance(KxVec3d(25, 25, 0)), 1e-6);
 }
@@ -117,10 +118,11 @@ TEST(PlaneFit, HoldsForEveryUnitAndShape) {
     for (Case const& c : cases) {
         for (double const scale : {1e-150, 1e-9, 1.0, 1e6, 1e150}) {
             PlaneSums sums;
-            for (int i = 0; i < 100; ++i)
-                sums.Add(KxVec3d(scale * (i % 10 * c.along[0] + i / 10 * c.across[0]),
-                                 scale * (i % 10 * c.along[1] + i / 10 * c.across[1]),
-                                 scale * (i % 10 * c.along[2] + i / 10 * c.across[2])));
+            for (int i = 0; i < 10; ++i)
+                for (int j = 0; j < 10; ++j)
+                    sums.Add(KxVec3d(scale * (i * c.along[0] + j * c.across[0]),
+                                     scale * (i * c.along[1] + j * c.across[1]),
+                                     scale * (i * c.along[2] + j * c.across[2])));
             EXPECT_NEAR(sums.Fit().normal.Dot(c.normal) / c.normal.Length(), 1, 1e-9) << &c - cases << " " << scale;
         }
     }
