@@ -112,3 +112,6 @@
 #include "hbtools/operators/syParamLong.h"
 #include "hbtools/operators/syParamString.h"
 #include "hbtools/operators/syParameter.h"
+
+#include "hbtools/state/syState.h"
+#include "hbtools/state/syUndoRedo.h"

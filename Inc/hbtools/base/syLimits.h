@@ -25,6 +25,8 @@ struct KxLimits {
     std::size_t postedCalls = 1u << 20;
     /// Macros that run one within another, in one thread.
     int macroDepth = 32;
+    /// Bytes that the undo steps of one history may take together, as far as their states tell.
+    unsigned long long undoMemory = 4ULL << 30;
 };
 
 /// The limits of this process.

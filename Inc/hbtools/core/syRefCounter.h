@@ -25,6 +25,10 @@ public:
 
     int GetRefCounterValue() const { return m_count; }
 
+protected:
+    /// For classes whose copies stand for the object itself, or begin anew.
+    void SetRefCounterValue(int count) { m_count = count; }
+
 private:
     int m_count = 0;
 };
