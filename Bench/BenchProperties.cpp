@@ -148,6 +148,7 @@ void ListInsert(benchmark::State& state) {
     for (auto _ : state) {
         state.PauseTiming();
         std::vector<std::unique_ptr<KxProperty>> properties;
+        properties.reserve(listSize);
         for (int i = 0; i < listSize; ++i) properties.emplace_back(new KxTProperty<int>(WideName(i), L"", i, 0));
         auto list = std::make_unique<KxPropertyList>();
         state.ResumeTiming();

@@ -20,6 +20,7 @@ pkg-config finding libraries, and a test of hbtools.pc
 libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
 libsodium-dev encryption of configuration values
+uuid-dev identifiers
 libcli11-dev command lines of the tools'
 packages_test='
 libgtest-dev the tests
@@ -42,7 +43,8 @@ libboost-dev a peer of the signals
 libspdlog-dev a peer of the debug file
 libeigen3-dev a peer of the mathematics
 libglib2.0-dev a peer of the configuration files
-libinih-dev a peer of the configuration files'
+libinih-dev a peer of the configuration files
+zlib1g-dev a peer of the checksum'
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
 

@@ -21,7 +21,8 @@ unsigned int KxStringHashFunction::Value(CString const& key) const {
 
 unsigned int KxGuidHashFunction::Value(KxGuid const& key) const {
     auto const word = [](unsigned int high, int shift, unsigned int low) { return high << shift | low; };
-    return key.Data1 ^ word(key.Data2, 16, key.Data3) ^ word(key.Data4[2], 24, key.Data4[7]);
+    GUID const& guid = key.Guid();
+    return guid.Data1 ^ word(guid.Data2, 16, guid.Data3) ^ word(guid.Data4[2], 24, guid.Data4[7]);
 }
 
 }  // namespace KxN

@@ -134,7 +134,7 @@ TEST(HashFunctions, HaveTheirFixedValues) {
     EXPECT_EQ(KxFloatHashFunction().Value(1.0F), 0x3F800000U);
     EXPECT_EQ(KxFloatHashFunction().Value(-0.0F), 0x80000000U);
     EXPECT_EQ(KxDoubleHashFunction().Value(3.141592653589793), 0x400921FBU ^ 0x54442D18U);
-    KxGuid const guid = {0x11223344, 0x5566, 0x7788, {0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xF0, 0x0F}};
+    KxGuid const guid(0x11223344, 0x5566, 0x7788, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xF0, 0x0F);
     EXPECT_EQ(KxGuidHashFunction().Value(guid), 0x11223344U ^ 0x55667788U ^ 0xBB00000FU);
     EXPECT_EQ(KxGuidHashFunction().Value(KxGuid()), 0U);
 }

@@ -135,7 +135,7 @@ std::shared_ptr<SystemThread> SystemThread::Start(void (*body)(void*), void* arg
                                                   bool suspended) {
     static bool const isInstalled = ThreadSignal::Install();
     static_cast<void>(isInstalled);
-    auto const thread = std::make_shared<SystemThread>();
+    auto thread = std::make_shared<SystemThread>();
     thread->m_body = body;
     thread->m_argument = argument;
     thread->m_suspensions = suspended ? 1 : 0;
