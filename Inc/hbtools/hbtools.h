@@ -123,3 +123,7 @@
 
 #include "hbtools/state/syState.h"
 #include "hbtools/state/syUndoRedo.h"
+
+#include "hbtools/interchange/syDragSession.h"
+#include "hbtools/interchange/syOleData.h"
+#include "hbtools/interchange/syOleDragDrop.h"
