@@ -21,11 +21,16 @@ libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
 libsodium-dev encryption of configuration values
 uuid-dev identifiers
+libminizip-dev zip archives
+zlib1g-dev the compression in them
 libcli11-dev command lines of the tools'
 packages_test='
 libgtest-dev the tests
 python3 the tests of JSON output
-chromium the test of the page that hbtag makes'
+chromium the test of the page that hbtag makes
+zip archives by another program
+unzip the same
+p7zip-full the same'
 packages_fuzz='
 clang the compiler with the fuzzing engine
 libclang-rt-14-dev the fuzzing engine and its sanitizers'
@@ -43,8 +48,7 @@ libboost-dev a peer of the signals
 libspdlog-dev a peer of the debug file
 libeigen3-dev a peer of the mathematics
 libglib2.0-dev a peer of the configuration files
-libinih-dev a peer of the configuration files
-zlib1g-dev a peer of the checksum'
+libinih-dev a peer of the configuration files'
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
 

@@ -127,3 +127,4 @@
 #include "hbtools/interchange/syDragSession.h"
 #include "hbtools/interchange/syOleData.h"
 #include "hbtools/interchange/syOleDragDrop.h"
+#include "hbtools/interchange/syZipHelper.h"

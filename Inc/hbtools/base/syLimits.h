@@ -27,6 +27,9 @@ struct KxLimits {
     int macroDepth = 32;
     /// Bytes that the undo steps of one history may take together, as far as their states tell.
     unsigned long long undoMemory = 4ULL << 30;
+    /// Bytes that one zip archive may bring out, in all and for each byte of its own; no honest one reaches 1033.
+    unsigned long long zipTotal = 1ULL << 40;
+    unsigned long long zipRatio = 1100;
 };
 
 /// The limits of this process.

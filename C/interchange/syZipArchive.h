@@ -1,0 +1,77 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Archives beneath KxZipHelper: the library's calls over a CFile, so that every failure of the medium is seen, and names as
+// they come out of an archive that nobody vouches for.
+#pragma once
+
+#include "hbtools/base/syFile.h"
+#include "hbtools/base/syString.h"
+
+#include <minizip/unzip.h>
+#include <minizip/zip.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace KxN::detail {
+
+/// A file that the zip library reads or writes. Its exceptions do not pass through the library; they are kept.
+class ZipStream {
+public:
+    /// @throws CFileException
+    ZipStream(KxString const& path, UINT openFlags) : m_file(path, openFlags) {}
+
+    CFile& File() { return m_file; }
+    /// Why something failed, ": " in front; empty if the medium is not to blame.
+    KxString const& Reason() const { return m_reason; }
+    zlib_filefunc64_def Functions();
+
+private:
+    template <class Call>
+    auto Guarded(decltype(std::declval<Call>()()) failure, Call call) noexcept -> decltype(call());
+
+    CFile m_file;
+    KxString m_reason;
+};
+
+/// Whether the file ends as an archive does: what looks like its end record and is nearest to the end fits exactly. So nothing
+/// in a comment is taken for it.
+bool HasEnd(CFile& file);
+/// An archive of no files, which the zip library does not know: 22 bytes and a comment.
+bool IsEmptyArchive(CFile& file, std::string& comment);
+
+struct ZipCloser {
+    void operator()(void* archive) const { ::unzClose(archive); }
+};
+using UnzipHandle = std::unique_ptr<void, ZipCloser>;
+
+/// One entry, as the directory of the archive tells it.
+struct ZipEntry {
+    unz_file_info64 info;
+    KxString name;  // with backslashes
+
+    bool IsFolder() const { return name.View().ends_with(L'\\'); }
+    bool IsReadable() const;  // neither encrypted nor packed in a way that is not known here
+};
+/// The current one. False if the archive is damaged there.
+bool ReadEntry(unzFile archive, ZipEntry& entry);
+
+/// The names that have come so far.
+class ZipNames {
+public:
+    /// The name as a path below a folder, with slashes; null text for a name that must not be. See KxZipHelper.
+    KxString Accept(ZipEntry const& entry);
+
+private:
+    std::set<std::wstring> m_files;    // in upper case
+    std::set<std::wstring> m_folders;  // of files and of their own
+};
+
+/// Date in the upper and time in the lower word, in two seconds.
+unsigned long DosTime(KxString const& path);
+void SetDosTime(KxString const& path, unsigned long time);
+
+}  // namespace KxN::detail

@@ -1,0 +1,302 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/interchange/syZipHelper.h"
+
+#include "hbtools/base/syDirEntry.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syException.h"
+#include "hbtools/base/syLimits.h"
+#include "hbtools/base/sySafeFile.h"
+#include "interchange/syZipArchive.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+namespace KxN {
+
+namespace {
+
+using namespace detail;
+
+constexpr std::size_t bufferSize = 0x10000;
+constexpr std::size_t longestText = 65535;  // name or comment in an archive
+constexpr unsigned long utf8Flag = 0x800, madeBy = 20;
+
+template <class... Arguments>
+[[noreturn]] void Throw(unsigned long line, wchar_t const* format, Arguments const&... arguments) {
+    KxString text;
+    text.SPrintf(format, arguments...);
+    throw new KxException(L"syZipHelper", line, text);
+}
+
+/// Runs what may throw an exception of the file system, and tells it in the words of this class.
+template <class Call>
+auto OrThrow(unsigned long line, wchar_t const* format, KxString const& path, Call call) -> decltype(call()) {
+    try {
+        return call();
+    } catch (CException* exception) {
+        if (exception->EndsThread()) throw;
+        KxString const reason = CException::TextOf(*exception);
+        exception->Delete();
+        KxString text;
+        text.SPrintf(format, path);
+        throw new KxException(L"syZipHelper", line, text + L": " + reason);
+    }
+}
+
+/// A text for an archive: in the thread's code page, or in UTF-8 if that lacks a character.
+std::string Stored(std::wstring_view text, bool& isUtf8) {
+    std::string narrow = KxxToNarrow(text);
+    isUtf8 = KxxWidenNarrow(narrow) != text;
+    return isUtf8 ? KxxToUtf8(text) : narrow;
+}
+
+KxString NameInZip(KxString const& sourceFile, KxString const& folderInZip) {
+    std::wstring name(folderInZip.View());
+    std::replace(name.begin(), name.end(), L'/', L'\\');
+    if (!name.empty() && name.back() != L'\\') name += L'\\';
+    return KxString(name + std::wstring(KxDirEntry(sourceFile).GetName().View()));
+}
+
+/// An archive that is being written. Unless it is closed it is let go.
+class Zip {
+public:
+    Zip(ZipStream& stream, int append) {
+        zlib_filefunc64_def functions = stream.Functions();
+        m_zip = ::zipOpen2_64("", append, nullptr, &functions);
+    }
+    Zip(Zip const&) = delete;
+    Zip& operator=(Zip const&) = delete;
+    ~Zip() {
+        if (m_zip) ::zipClose(m_zip, nullptr);
+    }
+    zipFile Get() const { return m_zip; }
+    bool Close(std::string const& comment) {
+        return ::zipClose(std::exchange(m_zip, nullptr), comment.c_str()) == ZIP_OK;
+    }
+
+private:
+    zipFile m_zip = nullptr;
+};
+
+void Copy(CFile& source, CFile& target, std::vector<char>& buffer) {
+    while (UINT const count = source.Read(buffer.data(), static_cast<UINT>(buffer.size())))
+        target.Write(buffer.data(), count);
+}
+
+}  // namespace
+
+bool KxZipHelper::CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
+                               KxString const& globalComment) {
+    CFile source;
+    OrThrow(__LINE__, L"Failed to open file: %s", sourceFile,
+            [&] { source.Open(sourceFile, CFile::modeRead), source.GetLength(); });
+    bool isUtf8 = false, isCommentUtf8 = false;
+    std::string const name = Stored(NameInZip(sourceFile, folderInZip).View(), isUtf8);
+    std::string const comment = Stored(globalComment.View(), isCommentUtf8);
+    if (name.size() > longestText || comment.size() > longestText || comment.find('\0') != comment.npos)
+        Throw(__LINE__, L"Failed to open new file in zip file: %s: name or comment too long", zipFile);
+
+    std::vector<char> buffer(bufferSize);
+    std::optional<KxSafeFile> whole;
+    std::optional<ZipStream> stream;
+    bool const isThere = KxDirEntry(zipFile).Exists(1) != 0;
+    bool isAppended = isThere;
+    OrThrow(__LINE__, L"Failed to create zip file: %s", zipFile, [&] {
+        whole.emplace(zipFile);
+        stream.emplace(whole->GetTemporaryPath(), CFile::modeReadWrite);
+        if (!isThere) return;
+        CFile old(zipFile, CFile::modeRead);
+        std::string oldComment;
+        isAppended = !IsEmptyArchive(old, oldComment);
+        if (isAppended && !HasEnd(old)) Throw(__LINE__, L"no zip file");
+        if (!isAppended) return;
+        old.Seek(0, CFile::begin);
+        Copy(old, stream->File(), buffer);
+    });
+    Zip zip(*stream, isAppended ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
+    if (!zip.Get()) Throw(__LINE__, L"Failed to create zip file: %s%s", zipFile, stream->Reason());
+
+    zip_fileinfo info{};
+    info.dosDate = DosTime(sourceFile);
+    bool const isLarge = source.GetLength() >= 0xffffffffU - source.GetLength() / 1000;
+    if (::zipOpenNewFileInZip4_64(zip.Get(), name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
+                                  Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY, nullptr, 0,
+                                  madeBy, isUtf8 ? utf8Flag : 0, isLarge) != ZIP_OK)
+        Throw(__LINE__, L"Failed to open new file in zip file: %s%s", zipFile, stream->Reason());
+    for (;;) {
+        UINT const count = OrThrow(__LINE__, L"Failed to read file: %s", sourceFile,
+                                   [&] { return source.Read(buffer.data(), static_cast<UINT>(buffer.size())); });
+        if (count == 0) break;
+        if (::zipWriteInFileInZip(zip.Get(), buffer.data(), count) != ZIP_OK)
+            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", zipFile, stream->Reason());
+    }
+    if (::zipCloseFileInZip(zip.Get()) != ZIP_OK || !zip.Close(comment))
+        Throw(__LINE__, L"Failed to write to file in zip file: %s%s", zipFile, stream->Reason());
+    OrThrow(__LINE__, L"Failed to write to file in zip file: %s", zipFile, [&] {
+        stream->File().Close();
+        whole->Commit();
+    });
+    return true;
+}
+
+namespace {
+
+/// Takes the files of one archive out.
+class Unpacking {
+public:
+    Unpacking(KxString const& zipPath, KxString const& targetFolder, KxTMap<KxString, KxString>& files)
+        : m_zipFile(zipPath), m_folder(targetFolder), m_files(files), m_buffer(bufferSize) {}
+
+    void Run() {
+        std::optional<ZipStream> stream;
+        OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile,
+                [&] { stream.emplace(m_zipFile, CFile::modeRead); });
+        m_left = std::min<ULONGLONG>(KxxLimits().zipTotal,
+                                     SaturatedProduct(stream->File().GetLength(), KxxLimits().zipRatio));
+        bool isEmpty = false;
+        OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile, [&] {
+            std::string comment;
+            isEmpty = IsEmptyArchive(stream->File(), comment);
+            if (!isEmpty && !HasEnd(stream->File())) Throw(__LINE__, L"no zip file");
+        });
+        if (isEmpty) return;
+        zlib_filefunc64_def functions = stream->Functions();
+        UnzipHandle const archive(::unzOpen2_64("", &functions));
+        if (!archive) Throw(__LINE__, L"Failed to open zip file: %s%s", m_zipFile, stream->Reason());
+        if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
+            Throw(__LINE__, L"Failed to go to first file in zip file: %s%s", m_zipFile, stream->Reason());
+        CheckNames(archive.get());
+        if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
+            Throw(__LINE__, L"Failed to go to first file in zip file: %s", m_zipFile);
+        MakeFolder(KxDirEntry(m_folder));
+        ForEach(archive.get(),
+                [&](ZipEntry const& entry, KxString const& path) { TakeOut(archive.get(), entry, path); });
+        if (m_unreadable.Len() > 0)
+            Throw(__LINE__, L"Failed to open current file %s in zip file: %s: encrypted, or compressed by method %lu",
+                  m_unreadable, m_zipFile, m_unreadableMethod);
+    }
+
+private:
+    static ULONGLONG SaturatedProduct(ULONGLONG a, ULONGLONG b) {
+        ULONGLONG product = 0;
+        return __builtin_mul_overflow(a, b, &product) ? ~ULONGLONG{0} : product;
+    }
+
+    template <class Visit>
+    void ForEach(unzFile archive, Visit visit) {
+        ZipNames names;
+        ZipEntry entry;
+        int result = UNZ_OK;
+        for (; result == UNZ_OK; result = ::unzGoToNextFile(archive)) {
+            if (!ReadEntry(archive, entry))
+                Throw(__LINE__, L"Failed to get file info of current file %s in zip file: %s", entry.name, m_zipFile);
+            KxString const path = names.Accept(entry);
+            if (path.Len() == 0)
+                Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", entry.name, m_zipFile);
+            visit(entry, path);
+        }
+        if (result != UNZ_END_OF_LIST_OF_FILE)
+            Throw(__LINE__, L"Failed to get file info of current file %s in zip file: %s", KxString(L"?"), m_zipFile);
+    }
+
+    void CheckNames(unzFile archive) {
+        ForEach(archive, [](ZipEntry const&, KxString const&) {});
+    }
+
+    void MakeFolder(KxDirEntry const& folder) {
+        if (!folder.Exists(1) && !folder.MakeDir(1))
+            Throw(__LINE__, L"Failed to open temp file: %s", KxString(folder.GetFull()));
+        // A link that stands there already must not lead out.
+        namespace fs = std::filesystem;
+        std::error_code error;
+        fs::path const real = fs::canonical(KxxToSystemPath(KxString(folder.GetFull()).View()), error);
+        fs::path const root = error ? fs::path() : fs::canonical(KxxToSystemPath(m_folder.View()), error);
+        auto const ends = std::mismatch(root.begin(), root.end(), real.begin(), real.end());
+        if (error || ends.first != root.end())
+            Throw(__LINE__, L"Failed to open temp file: %s", KxString(folder.GetFull()));
+    }
+
+    void TakeOut(unzFile archive, ZipEntry const& entry, KxString const& path) {
+        KxDirEntry const full(KxDirEntry(m_folder) + KxDirEntry(path));
+        if (entry.IsFolder()) return MakeFolder(full);
+        if (!entry.IsReadable()) {
+            if (m_unreadable.Len() == 0) {
+                m_unreadable = entry.name;
+                m_unreadableMethod = entry.info.compression_method;
+            }
+            return;
+        }
+        MakeFolder(KxDirEntry(full.GetPath()));
+        if (::unzOpenCurrentFile(archive) != UNZ_OK)
+            Throw(__LINE__, L"Failed to open current file %s in zip file: %s", entry.name, m_zipFile);
+        KxString const target(full.GetFull());
+        std::optional<KxSafeFile> file;
+        OrThrow(__LINE__, L"Failed to open temp file: %s", target, [&] { file.emplace(target); });
+        ULONGLONG size = 0;
+        for (;;) {
+            int const count = ::unzReadCurrentFile(archive, m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
+            if (count == 0) break;
+            if (count < 0) Throw(__LINE__, L"Failed to read current file %s in zip file: %s", entry.name, m_zipFile);
+            if (static_cast<ULONGLONG>(count) > m_left)
+                Throw(__LINE__, L"Failed to read current file %s in zip file: %s: more data than allowed", entry.name,
+                      m_zipFile);
+            m_left -= static_cast<ULONGLONG>(count);
+            size += static_cast<ULONGLONG>(count);
+            OrThrow(__LINE__, L"Failed to write file: %s", target,
+                    [&] { file->Write(m_buffer.data(), static_cast<std::size_t>(count)); });
+        }
+        // The library looks at the checksum only if the size is what was said.
+        if (::unzCloseCurrentFile(archive) != UNZ_OK || size != entry.info.uncompressed_size)
+            Throw(__LINE__, L"Failed to read current file %s in zip file: %s: wrong checksum", entry.name, m_zipFile);
+        OrThrow(__LINE__, L"Failed to write file: %s", target, [&] { file->Commit(); });
+        SetDosTime(target, entry.info.dosDate);
+        m_files[entry.name] = target;
+    }
+
+    KxString m_zipFile;
+    KxString m_folder;
+    KxTMap<KxString, KxString>& m_files;
+    std::vector<char> m_buffer;
+    ULONGLONG m_left = 0;  // bytes that may still come out
+    KxString m_unreadable;
+    unsigned long m_unreadableMethod = 0;
+};
+
+}  // namespace
+
+bool KxZipHelper::UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
+                                  KxTMap<KxString, KxString>& files) {
+    Unpacking(zipFile, targetFolder, files).Run();
+    return true;
+}
+
+bool KxZipHelper::GetGlobalComment(KxString const& zipFile, KxString& comment) {
+    if (!KxDirEntry(zipFile).Exists(1)) Throw(__LINE__, L"File does not exist: %s", zipFile);
+    std::optional<ZipStream> stream;
+    OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] { stream.emplace(zipFile, CFile::modeRead); });
+    std::string bytes;
+    bool isEmpty = false;
+    OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] {
+        isEmpty = IsEmptyArchive(stream->File(), bytes);
+        if (!isEmpty && !HasEnd(stream->File())) Throw(__LINE__, L"no zip file");
+    });
+    if (!isEmpty) {
+        zlib_filefunc64_def functions = stream->Functions();
+        UnzipHandle const archive(::unzOpen2_64("", &functions));
+        if (!archive) Throw(__LINE__, L"Failed to open zip file: %s%s", zipFile, stream->Reason());
+        unz_global_info64 info{};
+        if (::unzGetGlobalInfo64(archive.get(), &info) != UNZ_OK)
+            Throw(__LINE__, L"Failed to get global info from zip file: %s", zipFile);
+        bytes.resize(info.size_comment);
+        int const length = bytes.empty() ? 0 : ::unzGetGlobalComment(archive.get(), bytes.data(), bytes.size());
+        bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    }
+    if (bytes.empty()) Throw(__LINE__, L"Failed to get global comment from zip file: %s", zipFile);
+    comment = KxString(KxxIsUtf8(bytes) ? KxxWidenUtf8(bytes) : KxxWidenNarrow(bytes));
+    return true;
+}
+
+}  // namespace KxN

@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// KxZipHelper puts files into zip archives and takes them out. An archive is replaced whole or not at all, and a file that
+// comes out of one stands under its name only when it is whole and its checksum right. Names in an archive have backslashes
+// between their folders, in the code page of the thread, or in UTF-8, marked as such, where that lacks a character.
+//
+//     KxZipHelper::CompressFile(L"plate.tag", L"results.zip", L"scans", L"Plate 7");
+//     KxTMap<KxString, KxString> files;                    // name in the archive to path
+//     KxZipHelper::UncompressFiles(L"results.zip", L"out", files);
+//
+// Nothing is ever written outside the target folder, and no more than KxLimits::zipTotal and zipRatio allow. All functions
+// return true or throw a KxException whose text names the file. They keep no state: any thread, but one call for an archive
+// at a time.
+#pragma once
+
+#include "hbtools/base/syString.h"
+#include "hbtools/core/syMap.h"
+
+namespace KxN {
+
+class KX_API KxZipHelper {
+public:
+    /// Adds one file to an archive, which is made if it is missing. `folderInZip` may be empty and may have either separator;
+    /// `globalComment` takes the place of the archive's own, as it is. Time and date are those of the file's last change, to
+    /// two seconds. Files of any size. The archive must have room once more beside itself meanwhile.
+    static bool CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
+                             KxString const& globalComment);
+
+    /// Unpacks all into a folder, which is made if it is missing, replacing files of the same names. `files` gets every file:
+    /// its name in the archive, with backslashes, and its path. Refused before anything is written: names that are absolute,
+    /// lead out of the folder, name a device or a stream, hold control characters or end in a point or a blank, and names that
+    /// stand there twice, also but for the case of letters. Links become files with their target as content. What is encrypted
+    /// or packed in an unknown way is left out, and told by the exception once all others are out.
+    static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder, KxTMap<KxString, KxString>& files);
+
+    /// The comment of an archive, which must have one.
+    static bool GetGlobalComment(KxString const& zipFile, KxString& comment);
+};
+
+}  // namespace KxN
