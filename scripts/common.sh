@@ -22,6 +22,8 @@ libicu-dev code pages and locale data
 libsodium-dev encryption of configuration values
 uuid-dev identifiers
 libminizip-dev zip archives
+libexpat1-dev reading XML strictly
+libpugixml-dev the tree of an XML document
 zlib1g-dev the compression in them
 libcli11-dev command lines of the tools'
 packages_test='

@@ -127,4 +127,5 @@
 #include "hbtools/interchange/syDragSession.h"
 #include "hbtools/interchange/syOleData.h"
 #include "hbtools/interchange/syOleDragDrop.h"
+#include "hbtools/interchange/syXmlParser.h"
 #include "hbtools/interchange/syZipHelper.h"

@@ -30,6 +30,8 @@ struct KxLimits {
     /// Bytes that one zip archive may bring out, in all and for each byte of its own; no honest one reaches 1033.
     unsigned long long zipTotal = 1ULL << 40;
     unsigned long long zipRatio = 1100;
+    /// Attributes of one XML element.
+    std::size_t xmlAttributes = 1u << 16;
 };
 
 /// The limits of this process.

@@ -32,7 +32,8 @@ public:
     /// lead out of the folder, name a device or a stream, hold control characters or end in a point or a blank, and names that
     /// stand there twice, also but for the case of letters. Links become files with their target as content. What is encrypted
     /// or packed in an unknown way is left out, and told by the exception once all others are out.
-    static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder, KxTMap<KxString, KxString>& files);
+    static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
+                                KxTMap<KxString, KxString>& files);
 
     /// The comment of an archive, which must have one.
     static bool GetGlobalComment(KxString const& zipFile, KxString& comment);

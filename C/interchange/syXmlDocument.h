@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Reading documents strictly, and writing what reads strictly again.
+#pragma once
+
+#include "hbtools/base/syString.h"
+
+#include <pugixml.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace KxN::detail {
+
+/// Reads a document into the tree, which is empty before. `encoding` null: as the bytes say. False if it is not well-formed,
+/// goes beyond a limit or has a document type; `failure` tells why and where then.
+bool ReadXml(pugi::xml_document& document, std::string_view bytes, char const* encoding, KxString& failure);
+
+/// The bytes of a file, in the encoding that the document declares.
+std::string WriteXml(pugi::xml_document const& document);
+/// The text of a node, as UTF-8.
+std::string TextOfXml(pugi::xml_node node);
+
+bool IsXmlName(std::wstring_view name);
+/// Whether all characters may stand in a document.
+bool IsXmlText(std::wstring_view text);
+/// Levels above the node, the document not counted.
+int DepthOf(pugi::xml_node node);
+
+}  // namespace KxN::detail

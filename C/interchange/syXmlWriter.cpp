@@ -1,0 +1,138 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/base/syEncoding.h"
+#include "interchange/syXmlDocument.h"
+
+#include <algorithm>
+
+namespace KxN::detail {
+
+namespace {
+
+constexpr int deepestIndented = 64;  // deeper documents would consist of blanks
+
+class Collecting : public pugi::xml_writer {
+public:
+    void write(void const* data, std::size_t size) override { bytes.append(static_cast<char const*>(data), size); }
+    std::string bytes;
+};
+
+enum class Encoding { utf8, utf16, ascii, latin1, windows1252 };
+
+Encoding DeclaredOf(pugi::xml_document const& document) {
+    std::string name = document.first_child().type() == pugi::node_declaration
+                           ? document.first_child().attribute("encoding").value()
+                           : "";
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; });
+    if (name.starts_with("UTF-16")) return Encoding::utf16;
+    if (name == "ISO-8859-1") return Encoding::latin1;
+    if (name == "US-ASCII") return Encoding::ascii;
+    if (name == "WINDOWS-1252" || name == "CP1252") return Encoding::windows1252;
+    return Encoding::utf8;
+}
+
+/// The byte of a character, -1 if there is none.
+int ByteOf(wchar_t c, Encoding encoding) {
+    auto const code = static_cast<std::uint32_t>(c);
+    if (code < 0x80) return static_cast<int>(code);
+    if (encoding == Encoding::ascii) return -1;
+    if (encoding == Encoding::latin1) return code < 0x100 ? static_cast<int>(code) : -1;
+    std::string const narrow = KxxToNarrow(std::wstring_view(&c, 1), 1252);
+    return narrow.size() == 1 && narrow[0] != '?' ? static_cast<unsigned char>(narrow[0]) : -1;
+}
+
+bool Fits(char const* text, Encoding encoding) {
+    std::wstring const wide = KxxWidenUtf8(text);
+    return std::all_of(wide.begin(), wide.end(), [&](wchar_t c) { return ByteOf(c, encoding) >= 0; });
+}
+
+/// Looks at every node in turn.
+struct Walker : pugi::xml_tree_walker {
+    bool for_each(pugi::xml_node& node) override {
+        deepest = std::max(deepest, depth());
+        if (encoding == Encoding::utf8 || encoding == Encoding::utf16) return true;
+        // Where no reference may stand.
+        bool const isPlain = node.type() == pugi::node_pcdata || node.type() == pugi::node_element;
+        fits = fits && Fits(node.name(), encoding) && (isPlain || Fits(node.value(), encoding));
+        for (pugi::xml_attribute const attribute : node.attributes()) fits = fits && Fits(attribute.name(), encoding);
+        return true;
+    }
+    Encoding encoding = Encoding::utf8;
+    int deepest = 0;
+    bool fits = true;
+};
+
+std::string Transcoded(std::string const& utf8, Encoding encoding) {
+    std::string bytes;
+    for (wchar_t const c : KxxWidenUtf8(utf8)) {
+        int const byte = ByteOf(c, encoding);
+        if (byte >= 0)
+            bytes += static_cast<char>(byte);
+        else
+            bytes += "&#" + std::to_string(static_cast<std::uint32_t>(c)) + ";";
+    }
+    return bytes;
+}
+
+}  // namespace
+
+std::string WriteXml(pugi::xml_document const& document) {
+    Walker walker;
+    walker.encoding = DeclaredOf(document);
+    pugi::xml_document copy;
+    copy.reset(document);
+    copy.traverse(walker);
+    Encoding encoding = walker.encoding;
+    if (!walker.fits) {
+        copy.first_child().attribute("encoding").set_value("UTF-8");
+        encoding = Encoding::utf8;
+    }
+    unsigned const format = (walker.deepest > deepestIndented ? pugi::format_raw : pugi::format_indent) |
+                            pugi::format_no_declaration;  // but for the document's own
+    Collecting writer;
+    copy.save(writer, "\t", format, pugi::encoding_utf8);
+    // A carriage return that stands there by itself would come back as a line feed.
+    std::string utf8;
+    for (char const c : writer.bytes) {
+        if (c == '\r')
+            utf8 += "&#13;";
+        else
+            utf8 += c;
+    }
+    if (encoding == Encoding::utf8) return utf8;
+    if (encoding != Encoding::utf16) return Transcoded(utf8, encoding);
+    std::u16string const units = u'\ufeff' + KxxToUtf16(KxxWidenUtf8(utf8));
+    return std::string(reinterpret_cast<char const*>(units.data()), 2 * units.size());
+}
+
+std::string TextOfXml(pugi::xml_node node) {
+    Collecting writer;
+    if (node.type() == pugi::node_document)
+        for (pugi::xml_node const child : node) child.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
+    else
+        node.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
+    return std::move(writer.bytes);
+}
+
+bool IsXmlName(std::wstring_view name) {
+    if (name.find_first_of(L" \t\r\n<>\"'=/&") != name.npos || !IsXmlText(name)) return false;
+    pugi::xml_document document;  // who reads it decides
+    KxString failure;
+    return ReadXml(document, "<" + KxxToUtf8(name) + "/>", "UTF-8", failure);
+}
+
+bool IsXmlText(std::wstring_view text) {
+    return std::all_of(text.begin(), text.end(), [](wchar_t c) {
+        auto const code = static_cast<std::uint32_t>(c);
+        return code == 9 || code == 10 || code == 13 || (code >= 0x20 && code < 0xd800) ||
+               (code >= 0xe000 && code <= 0xfffd) || (code >= 0x10000 && code <= 0x10ffff);
+    });
+}
+
+int DepthOf(pugi::xml_node node) {
+    int depth = 0;
+    while ((node = node.parent())) ++depth;
+    return depth;
+}
+
+}  // namespace KxN::detail

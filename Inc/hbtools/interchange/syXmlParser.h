@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// XML_PARSER: an XML document and a cursor in it. The cursor stands on an element, a text or a CDATA section; moves and
+// changes return 1 for success and 0 for failure, and Get_LastError tells why.
+//
+//     XML_PARSER xml;
+//     if (xml.Load_XML_Document(L"conditions.xml") && xml.Go_to_Child(L"temperature")) Use(xml.Get_TextValue());
+//
+// Documents are read strictly: what is not well-formed is refused, and so is a document type declaration, so that no entity
+// grows and no other file is ever opened. Read are UTF-8, UTF-16, ISO-8859-1, US-ASCII and windows-1252; Save keeps the encoding
+// that the document declares. Blank text between elements is dropped on load; in mixed content it is kept. Nesting is bounded
+// by KxLimits. The class throws nothing but std::bad_alloc and what hooks throw. One thread at a time.
+#pragma once
+
+#include "hbtools/base/syString.h"
+
+#include <memory>
+#include <vector>
+
+namespace pugi {
+struct xml_node_struct;
+}
+
+namespace KxN {
+
+/// The value of an attribute.
+class CComVariant {
+public:
+    CComVariant() = default;
+    explicit CComVariant(KxString text) : m_text(std::move(text)) {}
+    operator KxString const&() const { return m_text; }
+
+private:
+    KxString m_text;
+};
+
+class KX_API XML_PARSER {
+public:
+    XML_PARSER();
+    XML_PARSER(XML_PARSER const&) = delete;
+    XML_PARSER& operator=(XML_PARSER const&) = delete;
+    virtual ~XML_PARSER();
+    /// Called on load for each node in turn, the cursor on it. Must not change the document.
+    virtual void Parse_XML_Document();
+
+    // The document. After a load the cursor is on the root; after a failure the document is empty.
+    int Load_XML_Document(wchar_t const* path);
+    /// The encoding that the text declares does not count for reading.
+    void Load_XML_From_Buffer(wchar_t const* text);
+    /// Replaces the file whole or not at all. Characters that the declared encoding lacks become references; where there
+    /// can be none, in a name or a comment, the document is written as UTF-8.
+    int Save_XML_Document(wchar_t const* path);
+    void Reset_XML_Document();
+    int Get_XML_Document(KxString& text);
+    int Get_XML(KxString& text);                                    ///< Of the current node with all it contains.
+    KxString GetCurrentDocument() const { return m_documentText; }  ///< The text last loaded from a buffer or got.
+    /// The value of an attribute in the processing instruction of that target; "xml" is the declaration.
+    int Get_Header(wchar_t const* header, wchar_t const* attribute, KxString& value);
+    int Set_Header(wchar_t const* header, wchar_t const* attribute, wchar_t const* value);
+    /// Why the last load failed, with line and column; empty if it did not.
+    KxString const& Get_LoadFailure() const { return m_loadFailure; }
+
+    // Moves. On 0 the cursor stays.
+    int Go_to_Root();
+    int Go_to_Child();
+    int Go_to_Child(wchar_t const* name);
+    int Go_to_Parent();
+    int Go_to_Parent(wchar_t const* name);
+    int Go_Forward();
+    int Go_Forward(wchar_t const* name);
+    int Go_Backward();
+    int Go_Backward(wchar_t const* name);
+    int Go_to_FirstSibling(wchar_t const* name);
+    int Go_to_Descendant(wchar_t const* name);  ///< Depth first, the current node not included.
+
+    // What the cursor stands on.
+    KxString const& Get_CurrentTag() const { return m_tag; }    ///< "<name>", "<#TEXT#>", "<#CDATA#>".
+    KxString const& Get_CurrentName() const { return m_name; }  ///< The same without brackets.
+    KxString const& Get_TextValue();                            ///< Of an element: all text in it.
+    KxString const& Get_LastError() const { return m_lastError; }
+    KxString const& Get_Chain() const { return m_chain; }  ///< The tags from the root down to the parent.
+    int Is_Tag(wchar_t const* tag) const;
+    int Is_Child_of(wchar_t const* chain) const;  ///< Whether the chain of tags ends so.
+    int Is_Root() const;
+    int Is_TextNode() const;
+    int Is_CDataSection() const;
+    int HasChildren() const;
+    long long Get_Attribute_Count();
+    KxString const& Get_Attribute_Name(int index);
+    CComVariant const& Get_Attribute_Value(int index);
+    /// Chooses the attribute for the next operation.
+    int Is_Having_Attribute(wchar_t const* name);
+    CComVariant const& Get_Attribute_Value();
+
+    // Changes. What is added becomes the current node; in an empty document a child becomes the root. Names and characters
+    // that XML does not have are refused.
+    int Add_FirstChildNode(wchar_t const* name);
+    int Add_LastChildNode(wchar_t const* name);
+    int Add_NodeBefore(wchar_t const* name);
+    int Add_NodeAfter(wchar_t const* name);
+    int Add_FirstChildCData(wchar_t const* text);
+    int Add_LastChildCData(wchar_t const* text);
+    int Add_CDataBefore(wchar_t const* text);
+    int Add_CDataAfter(wchar_t const* text);
+    int Set_Attribute(wchar_t const* name, wchar_t const* value);
+    int Remove_Attribute(wchar_t const* name);
+    int Set_TextValue(wchar_t const* text);  ///< In place of all that an element contains.
+    int Remove();                            ///< The current node; the cursor moves to its parent.
+    int RemoveChild(wchar_t const* name);    ///< The first of that name.
+
+private:
+    struct SDocument;
+    enum class Place { firstChild, lastChild, before, after };
+
+    int Init_MSXML();
+    void Grab_Node_Informations(pugi::xml_node_struct* node);
+    void Parse_Objects();
+    void ChainTag_Add(KxString const& tag);
+    void ChainTag_Remove(int count);
+    void ChainTag_Rebuild();
+    int Fail(wchar_t const* text);
+    int Load(std::string const& bytes, char const* encoding);
+    int MoveTo(pugi::xml_node_struct* node);
+    template <class Step>
+    int Search(pugi::xml_node_struct* first, wchar_t const* name, Step step);
+    int Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot);
+    void GrabAttributes();
+
+    std::unique_ptr<SDocument> m_document;
+    pugi::xml_node_struct* m_current = nullptr;  // null in an empty document
+    KxString m_tag, m_chain, m_name, m_text, m_lastError, m_documentText, m_loadFailure;
+    bool m_hasAttributes = false;  // the two that follow are those of the current node
+    std::vector<KxString> m_attributeNames;
+    std::vector<CComVariant> m_attributeValues;
+    int m_attributeIndex = -1;
+};
+
+}  // namespace KxN

@@ -1,0 +1,302 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "hbtools/interchange/syXmlParser.h"
+
+#include "hbtools/base/syLimits.h"
+
+#include "../base/Support.h"
+
+#include <functional>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+using namespace KxN;
+using namespace std::string_literals;
+
+namespace {
+
+constexpr wchar_t const* conditions =
+    L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- made by hand --><?style href=\"a.xsl\" type=\"text\"?>\n"
+    L"<scan name=\"Plate\" unit=\"mm\">\n  <operator>Anna</operator>\n  <filter kind=\"a&amp;b\"><size>3</size>\n "
+    L"<size>5</size></filter>\n"
+    L"  <note>one <b>two</b> <i>three</i> four</note>\n  <raw><![CDATA[a<b]]></raw>\n  <blank> </blank>\n</scan>\n";
+
+class Xml : public test::TempFolder {
+protected:
+    Xml() { xml.Load_XML_From_Buffer(conditions); }
+    std::string At() { return test::U(xml.Get_Chain()) + test::U(xml.Get_CurrentTag()); }
+    std::string Whole() {
+        KxString text;
+        xml.Get_XML_Document(text);
+        return test::U(text);
+    }
+    std::string Text() { return test::U(xml.Get_TextValue()); }
+    std::string Error() { return test::U(xml.Get_LastError()); }
+    XML_PARSER xml;
+};
+
+TEST_F(Xml, TheCursorMoves) {
+    EXPECT_EQ(Error(), "Success");
+    EXPECT_EQ(At(), "<scan>");
+    EXPECT_TRUE(xml.Is_Root() && xml.HasChildren());
+    struct Step {
+        std::function<int()> move;
+        int result;
+        char const* at;
+    };
+    Step const steps[] = {{[&] { return xml.Go_to_Parent(); }, 0, "<scan>"},
+                          {[&] { return xml.Go_Forward(); }, 0, "<scan>"},
+                          {[&] { return xml.Go_Backward(); }, 0, "<scan>"},
+                          {[&] { return xml.Go_to_Child(); }, 1, "<scan><operator>"},
+                          {[&] { return xml.Go_Backward(); }, 0, "<scan><operator>"},
+                          {[&] { return xml.Go_Forward(); }, 1, "<scan><filter>"},
+                          {[&] { return xml.Go_Forward(L"raw"); }, 1, "<scan><raw>"},
+                          {[&] { return xml.Go_Forward(L"operator"); }, 0, "<scan><raw>"},
+                          {[&] { return xml.Go_to_Child(); }, 1, "<scan><raw><#CDATA#>"},
+                          {[&] { return xml.Go_to_Child(); }, 0, "<scan><raw><#CDATA#>"},
+                          {[&] { return xml.Go_to_Parent(L"scan"); }, 1, "<scan>"},
+                          {[&] { return xml.Go_to_Descendant(L"size"); }, 1, "<scan><filter><size>"},
+                          {[&] { return xml.Go_to_Descendant(L"size"); }, 0, "<scan><filter><size>"},
+                          {[&] { return xml.Go_to_Child(L"#TEXT#"); }, 1, "<scan><filter><size><#TEXT#>"},
+                          {[&] { return xml.Go_to_Parent(L"filter"); }, 1, "<scan><filter>"},
+                          {[&] { return xml.Go_to_FirstSibling(L"operator"); }, 1, "<scan><operator>"},
+                          {[&] { return xml.Go_to_Parent(L"filter"); }, 0, "<scan><operator>"},
+                          {[&] { return xml.Go_Forward(L"note"); }, 1, "<scan><note>"},
+                          {[&] { return xml.Go_Backward(L"operator"); }, 1, "<scan><operator>"},
+                          {[&] { return xml.Go_to_Child(L"missing"); }, 0, "<scan><operator>"},
+                          {[&] { return xml.Go_to_Root(); }, 1, "<scan>"}};
+    for (Step const& step : steps) {
+        EXPECT_EQ(step.move(), step.result) << &step - steps;
+        EXPECT_EQ(At(), step.at) << &step - steps;
+    }
+    xml.Go_to_Descendant(L"size");
+    EXPECT_TRUE(xml.Is_Child_of(L"<filter>") && xml.Is_Child_of(L"<scan><filter>"));
+    EXPECT_FALSE(xml.Is_Child_of(L"<scan>") || xml.Is_Child_of(L"") || xml.Is_Tag(L"size") || xml.Is_TextNode());
+    EXPECT_TRUE(xml.Is_Tag(L"<size>") && xml.Go_to_Child() && xml.Is_TextNode());
+}
+
+TEST_F(Xml, TextsAndAttributesAreRead) {
+    EXPECT_EQ(xml.Get_Attribute_Count(), 2);
+    EXPECT_EQ(test::U(xml.Get_Attribute_Name(1)) + "=" + test::U(xml.Get_Attribute_Value(1)), "unit=mm");
+    EXPECT_TRUE(xml.Is_Having_Attribute(L"name"));
+    EXPECT_FALSE(xml.Is_Having_Attribute(L"Name"));
+    EXPECT_EQ(test::U(KxString(xml.Get_Attribute_Value())), "Plate");
+    EXPECT_EQ(xml.Get_Attribute_Name(2).Len(), 0);
+    EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Name(int) failed");
+    xml.Get_Attribute_Value(-1);
+    EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Value(int) failed");
+    xml.Go_to_Child(L"filter");
+    xml.Get_Attribute_Value();
+    EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Value()  : Can't Retrieve an Attribute");
+    EXPECT_EQ(test::U(KxString(xml.Get_Attribute_Value(0))), "a&b");
+    EXPECT_EQ(Text(), "35");  // blanks between elements are gone
+    xml.Go_Forward(L"note");
+    EXPECT_EQ(Text(), "one two three four");  // those of mixed content are not
+    xml.Go_Forward(L"raw");
+    EXPECT_EQ(Text(), "a<b");
+    xml.Go_Forward(L"blank");
+    EXPECT_EQ(Text(), " ");
+    KxString value;
+    EXPECT_TRUE(xml.Get_Header(L"xml", L"version", value));
+    EXPECT_EQ(test::U(value), "1.0");
+    EXPECT_TRUE(xml.Get_Header(L"style", L"type", value));
+    EXPECT_EQ(test::U(value), "text");
+    EXPECT_FALSE(xml.Get_Header(L"style", L"media", value) || xml.Get_Header(L"other", L"a", value));
+
+    struct Hook : XML_PARSER {
+        void Parse_XML_Document() override { seen += test::U(Get_Chain()) + test::U(Get_CurrentName()) + " "; }
+        std::string seen;
+    } hook;
+    hook.Load_XML_From_Buffer(L"<a><b>t</b><c><d/></c></a>");
+    EXPECT_EQ(hook.seen, "a <a>b <a><b>#TEXT# <a>c <a><c>d ");
+}
+
+TEST_F(Xml, ChangesShow) {
+    xml.Load_XML_From_Buffer(L"<a><b/></a>");
+    EXPECT_FALSE(xml.Add_NodeBefore(L"x"));
+    EXPECT_EQ(Error(), "XML_PARSER::_add_before()   : Can't add node at same level that the root node");
+    EXPECT_FALSE(xml.Add_NodeAfter(L"x"));
+    EXPECT_EQ(Error(), "XML_PARSER::Add_NodeAfter(LPCTSTR)   : Can't add node at same level that the root node");
+    EXPECT_FALSE(xml.Add_CDataAfter(L"x"));
+    EXPECT_EQ(Error(), "XML_PARSER::Add_CDataAfter(LPCTSTR)   : Can't add node at same level that the root node");
+    EXPECT_TRUE(xml.Add_FirstChildNode(L"first") && xml.Add_NodeAfter(L"second") && xml.Add_NodeBefore(L"between"));
+    EXPECT_EQ(At(), "<a><between>");
+    EXPECT_TRUE(xml.Set_Attribute(L"k", L"1 < 2") && xml.Set_Attribute(L"k", L"\"3\"") && xml.Set_TextValue(L"x & y"));
+    EXPECT_TRUE(xml.Go_to_Root() && xml.Add_LastChildNode(L"last") && xml.Add_LastChildCData(L"c]]>d"));
+    EXPECT_TRUE(xml.Is_CDataSection());
+    EXPECT_FALSE(xml.Add_LastChildNode(L"in") || xml.Set_Attribute(L"k", L"v"));
+    EXPECT_TRUE(xml.Add_CDataBefore(L"0") && xml.Add_CDataAfter(L"1") && xml.Go_to_Parent() &&
+                xml.Add_FirstChildCData(L"-"));
+    EXPECT_EQ(Whole(),
+              "<a><first/><between k=\"&quot;3&quot;\">x &amp; y</between><second/><b/><last><![CDATA[-]]><![CDATA[0]]>"
+              "<![CDATA[1]]><![CDATA[c]]]]><![CDATA[>d]]></last></a>");
+    EXPECT_TRUE(xml.Go_to_Parent() && xml.Remove());
+    EXPECT_EQ(At(), "<a>");
+    EXPECT_TRUE(xml.RemoveChild(L"between") && !xml.RemoveChild(L"between"));
+    EXPECT_FALSE(xml.Remove_Attribute(L"k"));
+    EXPECT_EQ(Whole(), "<a><first/><second/><b/></a>");
+    for (wchar_t const* name : {L"", L"1a", L"a b", L"a/><x", L"a=\"1\"", L"<", L"a\x1", L"a>b"})
+        EXPECT_FALSE(xml.Add_LastChildNode(name) || xml.Set_Attribute(name, L"v")) << test::U(KxString(name));
+    EXPECT_FALSE(xml.Set_TextValue(L"\x1") || xml.Set_Attribute(L"a", L"\xffff") ||
+                 xml.Add_LastChildCData(L"\x8\xd800"));
+    EXPECT_EQ(Whole(), "<a><first/><second/><b/></a>");
+    EXPECT_TRUE(xml.Remove());
+    EXPECT_FALSE(xml.Remove_Attribute(L"a"));
+    EXPECT_EQ(Error(), "XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
+    EXPECT_FALSE(xml.Set_TextValue(L"a"));
+    EXPECT_EQ(Error(), "XML_PARSER::Set_TextValue(LPCTSTR)   : Can't set a Text on a NULL Node");
+    xml.Get_TextValue();
+    EXPECT_EQ(Error(), "XML_PARSER::Get_TextValue() Can't set text on NULL node");
+    EXPECT_FALSE(xml.Go_to_Root() || xml.Go_to_Child() || xml.Go_to_Descendant(L"a") || xml.Go_Forward());
+    EXPECT_TRUE(xml.Add_LastChildNode(L"new"));
+    EXPECT_EQ(Whole(), "<new/>");
+}
+
+TEST_F(Xml, HeadersAreWritten) {
+    xml.Load_XML_From_Buffer(L"<a/>");
+    EXPECT_TRUE(xml.Set_Header(L"xml", L"encoding", L"ISO-8859-1"));
+    EXPECT_TRUE(xml.Set_Header(L"style", L"href", L"a.xsl"));
+    EXPECT_EQ(Whole(), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><?style href=\"a.xsl\" ?><a/>");
+    EXPECT_TRUE(xml.Set_Header(L"xml", L"standalone", L"yes") && xml.Set_Header(L"xml", L"encoding", L"UTF-8"));
+    EXPECT_TRUE(xml.Set_Header(L"style", L"type", L"text") && xml.Set_Header(L"style", L"href", L"b"));
+    EXPECT_EQ(Whole(),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><?style href=\"b\" type=\"text\" ?><a/>");
+    for (auto const& [header, attribute, value] : {std::tuple{L"xml", L"standalone", L"perhaps"},
+
+                                                   {L"style", L"a", L"?>"},
+                                                   {L"style", L"a", L"\""}}) {
+        EXPECT_FALSE(xml.Set_Header(header, attribute, value));
+        EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : Can't create the new processing instruction node");
+    }
+    EXPECT_FALSE(xml.Set_Header(L"a b", L"a", L"1"));
+    EXPECT_EQ(Error(), "PARSER_XML::SetHeader() : Can't create new Processing node");
+    xml.Load_XML_From_Buffer(L"<?odd a=1 \"?><a/>");
+    KxString value;
+    EXPECT_FALSE(xml.Get_Header(L"odd", L"a", value));
+    EXPECT_EQ(Error(), "XML_PARSER::Get_Header() : bad value structure");
+    EXPECT_FALSE(xml.Set_Header(L"odd", L"b", L"1"));
+    EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : bad value structure");
+    EXPECT_TRUE(XML_PARSER().Set_Header(L"xml", L"encoding", L"UTF-8"));  // in an empty document
+}
+
+TEST_F(Xml, FilesKeepTheirEncoding) {
+    std::u16string const wide = u"\ufeff<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<a>\u00e4\u03b1</a>\n";
+    std::string const utf16(reinterpret_cast<char const*>(wide.data()), 2 * wide.size());
+    std::string const head = "<?xml version=\"1.0\" encoding=\"";
+    for (auto const& [file, saved] :
+         {std::pair{"<a>\xc3\xa4\xce\xb1</a>\n"s, "<a>\xc3\xa4\xce\xb1</a>\n"s},
+          {"\xef\xbb\xbf<a>\xc3\xa4\xce\xb1</a>", "<a>\xc3\xa4\xce\xb1</a>\n"},
+          {head + "ISO-8859-1\"?><a>\xe4&#945;</a>", head + "ISO-8859-1\"?>\n<a>\xe4&#945;</a>\n"},
+          {head + "windows-1252\"?><a>\xe4&#945;</a>", head + "windows-1252\"?>\n<a>\xe4&#945;</a>\n"},
+          {head + "US-ASCII\"?><a>&#228;&#945;</a>", head + "US-ASCII\"?>\n<a>&#228;&#945;</a>\n"},
+          {utf16, utf16}}) {
+        Put("a.xml", file);
+        ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << test::U(xml.Get_LoadFailure());
+        EXPECT_EQ(Text(), "\xc3\xa4\xce\xb1");
+        ASSERT_TRUE(xml.Save_XML_Document(Path("b.xml")));
+        EXPECT_EQ(Get("b.xml"), saved);
+        ASSERT_TRUE(xml.Load_XML_Document(Path("b.xml"))) << file << test::U(xml.Get_LoadFailure());
+        EXPECT_EQ(Text(), "\xc3\xa4\xce\xb1");
+    }
+    Put("a.xml", head + "windows-1252\"?><a>\x80<!-- x --></a>");
+    ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml")));
+    EXPECT_EQ(Text(), "\xe2\x82\xac");
+    ASSERT_TRUE(xml.Add_LastChildNode(L"\x3b1"));  // a name that the encoding lacks
+    ASSERT_TRUE(xml.Set_TextValue(L"a\r\nb"));
+    ASSERT_TRUE(xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_NE(Get("b.xml").find("UTF-8"), std::string::npos);
+    ASSERT_TRUE(xml.Load_XML_Document(Path("b.xml")) && xml.Go_to_Child(L"\x3b1"));
+    EXPECT_EQ(Text(), "a\r\nb");
+    EXPECT_FALSE(xml.Save_XML_Document(Path("missing/b.xml")));
+    EXPECT_NE(Error().find("missing/b.xml"), std::string::npos);
+    EXPECT_FALSE(xml.Load_XML_Document(Path("none.xml")));
+    EXPECT_EQ(Error(), "XML Document FAILED to load");
+    EXPECT_EQ(CountFiles(), 2u);
+}
+
+TEST_F(Xml, OnlyTheWellFormedIsRead) {
+    std::string entities = "<!DOCTYPE a [<!ENTITY x0 \"xxxxxxxxxx\">";
+    for (int i = 1; i < 12; ++i)
+        entities +=
+            "<!ENTITY x" + std::to_string(i) + " \"&x" + std::to_string(i - 1) + ";&x" + std::to_string(i - 1) + ";\">";
+    for (std::string const& text : {""s,
+                                    " "s,
+                                    "a"s,
+                                    "<a>"s,
+                                    "<a></b>"s,
+                                    "<a/><b/>"s,
+                                    "<a b/>"s,
+                                    "<a b=c/>"s,
+                                    "<a b='1' b='2'/>"s,
+                                    "<a b='<'/>"s,
+                                    "<a>&b;</a>"s,
+                                    "<a>&#0;</a>"s,
+                                    "<a>&#xd800;</a>"s,
+                                    "<a>\x01</a>"s,
+                                    "<a>]]></a>"s,
+                                    "<a><!-- -- --></a>"s,
+                                    "<a><?xml version='1.0'?></a>"s,
+                                    " <?xml version='1.0'?><a/>"s,
+                                    "<a>\xc0\x80</a>"s,
+                                    "<a>\xed\xa0\x80</a>"s,
+                                    "<a>\xff</a>"s,
+                                    "<a>\xc3</a>"s,
+                                    "<1/>"s,
+                                    "<a><![CDATA[x</a>"s,
+                                    "<?xml version='1.0' encoding='EBCDIC-X'?><a/>"s,
+                                    "<?xml version='1.0' encoding='UTF-16'?><a/>"s,
+                                    "<a \xc3\xa4\x01='1'/>"s,
+                                    "<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>"s,
+                                    "<!DOCTYPE a><a/>"s,
+                                    entities + "]><a>&x11;</a>",
+                                    "<a/>text"s,
+                                    "<a>\0</a>"s}) {
+        Put("a.xml", text);
+        EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml"))) << text;
+        EXPECT_TRUE(test::U(xml.Get_LoadFailure()).starts_with("line ")) << text;
+        EXPECT_EQ(Whole() + At(), "");
+    }
+    std::string const good = "<?xml version=\"1.0\"?><a b=\"1\">t&lt;<![CDATA[c]]><!-- d --><?e f?></a>";
+    for (std::size_t size = 0; size < good.size(); ++size) {
+        Put("a.xml", good.substr(0, size));
+        EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml"))) << size;
+    }
+    Put("a.xml", good);
+    EXPECT_TRUE(xml.Load_XML_Document(Path("a.xml")));
+    EXPECT_EQ(test::U(xml.Get_LoadFailure()), "");
+    EXPECT_EQ(Whole(), "<?xml version=\"1.0\"?><a b=\"1\">t&lt;<![CDATA[c]]><!-- d --><?e f?></a>");
+}
+
+TEST_F(Xml, BoundsHold) {
+    auto const nested = [&](int levels) {
+        std::string text;
+        for (int i = 0; i < levels; ++i) text += "<a>";
+        for (int i = 0; i < levels; ++i) text += "</a>";
+        Put("a.xml", text);
+        return xml.Load_XML_Document(Path("a.xml"));
+    };
+    int const depth = KxxLimits().nestingDepth;
+    EXPECT_FALSE(nested(200000));
+    EXPECT_FALSE(nested(depth + 1));
+    ASSERT_TRUE(nested(depth));
+    EXPECT_TRUE(xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_LT(Get("b.xml").size(), 8u * static_cast<unsigned>(depth));
+    for (int i = 1; i < depth; ++i) ASSERT_TRUE(xml.Go_to_Child());
+    EXPECT_FALSE(xml.Add_LastChildNode(L"b"));
+    EXPECT_TRUE(xml.Add_NodeAfter(L"b"));
+    std::string many = "<a";
+    for (std::size_t i = 0; i <= KxxLimits().xmlAttributes; ++i) many += " a" + std::to_string(i) + "='1'";
+    Put("a.xml", many + "/>");
+    EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml")));
+    EXPECT_NE(test::U(xml.Get_LoadFailure()).find("too many attributes"), std::string::npos);
+    auto const former = std::exchange(KxxLimits().textFileBytes, 100);
+    EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml")));
+    KxxLimits().textFileBytes = former;
+    Put("a.xml", "<a b='" + std::string(20000000, 'x') + "'/>");
+    EXPECT_TRUE(xml.Load_XML_Document(Path("a.xml")));
+    EXPECT_EQ(KxString(xml.Get_Attribute_Value(0)).Len(), 20000000);
+}
+
+}  // namespace
