@@ -50,7 +50,8 @@ libboost-dev a peer of the signals
 libspdlog-dev a peer of the debug file
 libeigen3-dev a peer of the mathematics
 libglib2.0-dev a peer of the configuration files
-libinih-dev a peer of the configuration files'
+libinih-dev a peer of the configuration files
+libxml2-dev a peer of the XML documents'
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
 

@@ -17,6 +17,7 @@
 namespace KxN {
 
 using namespace detail;
+using namespace std::string_literals;
 
 struct XML_PARSER::SDocument {
     pugi::xml_document tree;
@@ -29,7 +30,7 @@ KxString Wide(char const* utf8) {
 }
 
 /// What the cursor calls a node.
-std::string NameOf(pugi::xml_node node) {
+std::string_view NameOf(pugi::xml_node node) {
     switch (node.type()) {
         case pugi::node_pcdata: return "#TEXT#";
         case pugi::node_cdata: return "#CDATA#";
@@ -135,8 +136,8 @@ int XML_PARSER::Init_MSXML() {
 
 void XML_PARSER::Reset_XML_Document() {
     Init_MSXML();
-    m_chain = m_documentText = m_loadFailure = KxString();
-    Grab_Node_Informations(nullptr);
+    m_documentText = m_loadFailure = KxString();
+    SetCurrent(nullptr);
 }
 
 int XML_PARSER::Load(std::string const& bytes, char const* encoding) {
@@ -175,21 +176,16 @@ void XML_PARSER::Load_XML_From_Buffer(wchar_t const* text) {
 void XML_PARSER::Parse_Objects() {
     pugi::xml_node const root = m_document->tree.document_element();
     for (pugi::xml_node node = root; node;) {
-        Grab_Node_Informations(node.internal_object());
+        SetCurrent(node.internal_object());
         Parse_XML_Document();
         if (pugi::xml_node const child = node.first_child()) {
-            ChainTag_Add(KxString(L"<" + KxxWidenUtf8(NameOf(node)) + L">"));
             node = child;
             continue;
         }
-        while (node != root && !node.next_sibling()) {
-            node = node.parent();
-            ChainTag_Remove(1);
-        }
+        while (node != root && !node.next_sibling()) node = node.parent();
         node = node == root ? pugi::xml_node() : node.next_sibling();
     }
-    m_chain = KxString();
-    Grab_Node_Informations(root.internal_object());
+    SetCurrent(root.internal_object());
 }
 
 int XML_PARSER::Save_XML_Document(wchar_t const* path) {
@@ -268,17 +264,24 @@ int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wcha
 
 // ---- the cursor ----
 
-void XML_PARSER::Grab_Node_Informations(pugi::xml_node_struct* node) {
+void XML_PARSER::SetCurrent(pugi::xml_node_struct* node) {
     m_current = node;
-    m_hasAttributes = false;
+    m_isGrabbed = m_hasAttributes = false;
     m_attributeIndex = -1;
-    m_text = KxString();
-    m_name = node ? Wide(NameOf(pugi::xml_node(node)).c_str()) : KxString();
-    m_tag = node ? KxString(L"<" + std::wstring(m_name.View()) + L">") : KxString();
 }
 
-/// Names and values are copied when they are asked for.
-void XML_PARSER::GrabAttributes() {
+void XML_PARSER::Grab_Node_Informations() const {
+    if (m_isGrabbed) return;
+    m_isGrabbed = true;
+    pugi::xml_node node(m_current);
+    m_name = node ? KxString(KxxWidenUtf8(NameOf(node))) : KxString();
+    m_tag = node ? KxString(L"<" + std::wstring(m_name.View()) + L">") : KxString();
+    std::string chain;
+    while ((node = node.parent()).type() == pugi::node_element) chain.insert(0, "<"s + node.name() + ">");
+    m_chain = Wide(chain.c_str());
+}
+
+void XML_PARSER::GrabAttributes() const {
     if (m_hasAttributes) return;
     m_attributeNames.clear();
     m_attributeValues.clear();
@@ -289,37 +292,24 @@ void XML_PARSER::GrabAttributes() {
     m_hasAttributes = true;
 }
 
-void XML_PARSER::ChainTag_Add(KxString const& tag) {
-    m_chain += tag;
+KxString const& XML_PARSER::Get_CurrentTag() const {
+    Grab_Node_Informations();
+    return m_tag;
 }
 
-void XML_PARSER::ChainTag_Remove(int count) {
-    for (; count > 0; --count) {
-        std::size_t const last = m_chain.View().rfind(L'<');
-        m_chain = last == std::wstring_view::npos ? KxString() : KxString(m_chain.View().substr(0, last));
-    }
+KxString const& XML_PARSER::Get_CurrentName() const {
+    Grab_Node_Informations();
+    return m_name;
 }
 
-void XML_PARSER::ChainTag_Rebuild() {
-    std::wstring chain;
-    for (pugi::xml_node node = pugi::xml_node(m_current).parent(); node.type() == pugi::node_element;
-         node = node.parent())
-        chain.insert(0, L"<" + KxxWidenUtf8(node.name()) + L">");
-    m_chain = KxString(std::move(chain));
+KxString const& XML_PARSER::Get_Chain() const {
+    Grab_Node_Informations();
+    return m_chain;
 }
 
-/// To a child, the parent or a sibling of the current node; further away the chain is made anew.
 int XML_PARSER::MoveTo(pugi::xml_node_struct* node) {
-    pugi::xml_node const from(m_current), to(node);
-    if (!to || to.type() == pugi::node_document) return 0;
-    KxString const tag = m_tag;
-    Grab_Node_Informations(node);
-    if (to.parent() == from)
-        ChainTag_Add(tag);
-    else if (from.parent() == to)
-        ChainTag_Remove(1);
-    else if (to.parent() != from.parent())
-        ChainTag_Rebuild();
+    if (!node || pugi::xml_node(node).type() == pugi::node_document) return 0;
+    SetCurrent(node);
     return 1;
 }
 
@@ -339,10 +329,7 @@ constexpr auto parent = [](pugi::xml_node node) { return node.parent(); };
 
 int XML_PARSER::Go_to_Root() {
     pugi::xml_node const root = m_document->tree.document_element();
-    if (!root) return 0;
-    m_chain = KxString();
-    Grab_Node_Informations(root.internal_object());
-    return 1;
+    return MoveTo(root.internal_object());
 }
 
 int XML_PARSER::Go_to_Child() {
@@ -402,11 +389,11 @@ KxString const& XML_PARSER::Get_TextValue() {
 }
 
 int XML_PARSER::Is_Tag(wchar_t const* tag) const {
-    return m_tag == tag;
+    return Get_CurrentTag() == tag;
 }
 
 int XML_PARSER::Is_Child_of(wchar_t const* chain) const {
-    return *chain && m_chain.View().ends_with(chain);
+    return *chain && Get_Chain().View().ends_with(chain);
 }
 
 int XML_PARSER::Is_Root() const {
@@ -573,7 +560,7 @@ int XML_PARSER::Remove() {
     if (above.type() == pugi::node_element)
         MoveTo(above.internal_object());
     else
-        Grab_Node_Informations(nullptr);
+        SetCurrent(nullptr);
     above.remove_child(node);
     return 1;
 }

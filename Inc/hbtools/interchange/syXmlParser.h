@@ -75,11 +75,12 @@ public:
     int Go_to_Descendant(wchar_t const* name);  ///< Depth first, the current node not included.
 
     // What the cursor stands on.
-    KxString const& Get_CurrentTag() const { return m_tag; }    ///< "<name>", "<#TEXT#>", "<#CDATA#>".
-    KxString const& Get_CurrentName() const { return m_name; }  ///< The same without brackets.
-    KxString const& Get_TextValue();                            ///< Of an element: all text in it.
+    // References are good until the next call.
+    KxString const& Get_CurrentTag() const;   ///< "<name>", "<#TEXT#>", "<#CDATA#>".
+    KxString const& Get_CurrentName() const;  ///< The same without brackets.
+    KxString const& Get_TextValue();          ///< Of an element: all text in it.
     KxString const& Get_LastError() const { return m_lastError; }
-    KxString const& Get_Chain() const { return m_chain; }  ///< The tags from the root down to the parent.
+    KxString const& Get_Chain() const;  ///< The tags from the root down to the parent.
     int Is_Tag(wchar_t const* tag) const;
     int Is_Child_of(wchar_t const* chain) const;  ///< Whether the chain of tags ends so.
     int Is_Root() const;
@@ -114,26 +115,27 @@ private:
     enum class Place { firstChild, lastChild, before, after };
 
     int Init_MSXML();
-    void Grab_Node_Informations(pugi::xml_node_struct* node);
+    void Grab_Node_Informations() const;
+    void SetCurrent(pugi::xml_node_struct* node);
     void Parse_Objects();
-    void ChainTag_Add(KxString const& tag);
-    void ChainTag_Remove(int count);
-    void ChainTag_Rebuild();
     int Fail(wchar_t const* text);
     int Load(std::string const& bytes, char const* encoding);
     int MoveTo(pugi::xml_node_struct* node);
     template <class Step>
     int Search(pugi::xml_node_struct* first, wchar_t const* name, Step step);
     int Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot);
-    void GrabAttributes();
+    void GrabAttributes() const;
 
     std::unique_ptr<SDocument> m_document;
     pugi::xml_node_struct* m_current = nullptr;  // null in an empty document
-    KxString m_tag, m_chain, m_name, m_text, m_lastError, m_documentText, m_loadFailure;
-    bool m_hasAttributes = false;  // the two that follow are those of the current node
-    std::vector<KxString> m_attributeNames;
-    std::vector<CComVariant> m_attributeValues;
+    KxString m_text, m_lastError, m_documentText, m_loadFailure;
     int m_attributeIndex = -1;
+    // Copied from the current node when they are asked for: most moves only pass by.
+    mutable bool m_isGrabbed = false;
+    mutable KxString m_tag, m_chain, m_name;
+    mutable bool m_hasAttributes = false;
+    mutable std::vector<KxString> m_attributeNames;
+    mutable std::vector<CComVariant> m_attributeValues;
 };
 
 }  // namespace KxN
