@@ -112,3 +112,11 @@
 #include "hbtools/operators/syParamLong.h"
 #include "hbtools/operators/syParamString.h"
 #include "hbtools/operators/syParameter.h"
+
+#include "hbtools/threads/syKxThread.h"
+#include "hbtools/threads/syMsgCommunicator.h"
+#include "hbtools/threads/syProcess.h"
+#include "hbtools/threads/syProgressAlgorithm.h"
+#include "hbtools/threads/syThreadDoOnce.h"
+#include "hbtools/threads/syThreadIdle.h"
+#include "hbtools/threads/syThreadLauncher.h"
