@@ -61,9 +61,9 @@ public:
         place.isQueued = false;
     }
 
-    /// Hands the state to waiters as long as they can take it. Who is served is woken by the result.
     class Woken;
-    [[nodiscard]] Woken Serve();
+    /// Hands the state to waiters as long as they can take it.
+    void Serve(Woken& woken);
 
     /// Read without the mutex: while it is false nobody can take the state.
     std::atomic<bool> m_isOpen = true;
@@ -78,8 +78,8 @@ private:
 class SyncState::Woken {
 public:
     Woken() = default;
-    Woken(Woken&&) = default;
-    Woken& operator=(Woken&&) = default;
+    Woken(Woken const&) = delete;
+    Woken& operator=(Woken const&) = delete;
     ~Woken() {
         if (m_first) WakeOne(m_first);
         for (std::atomic<int>* const word : m_others) WakeOne(word);
@@ -102,8 +102,7 @@ private:
     std::vector<std::atomic<int>*> m_others;
 };
 
-SyncState::Woken SyncState::Serve() {
-    Woken woken;
+void SyncState::Serve(Woken& woken) {
     for (Place* place = m_first; place;) {
         Place& current = *place;
         place = place->next;
@@ -117,7 +116,6 @@ SyncState::Woken SyncState::Serve() {
         Take(thread);
         woken.Add(word);
     }
-    return woken;
 }
 
 namespace {
@@ -143,16 +141,17 @@ public:
         All().erase(this);
     }
     static void AbandonAll(std::thread::id thread) {
+        Woken woken;
         std::lock_guard const all(s_mutex);
         for (MutexState* const state : All()) {
             std::lock_guard const lock(state->m_mutex);
-            if (state->m_depth > 0 && state->m_owner == thread) state->Free();
+            if (state->m_depth > 0 && state->m_owner == thread) state->Free(woken);
         }
     }
-    Woken Free() {
+    void Free(Woken& woken) {
         m_depth = 0;
         m_owner = std::thread::id();
-        return Serve();
+        Serve(woken);
     }
 
     bool CanTake(std::thread::id thread) const override { return m_depth == 0 || m_owner == thread; }
@@ -314,7 +313,7 @@ int CMutex::Unlock() {
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     if (state.m_depth == 0 || state.m_owner != std::this_thread::get_id()) return 0;
-    if (--state.m_depth == 0) woken = state.Free();
+    if (--state.m_depth == 0) state.Free(woken);
     return 1;
 }
 
@@ -334,7 +333,7 @@ int CSemaphore::Unlock(long count, long* previous) {
     if (count < 1 || count > state.m_most - state.m_count) return 0;
     if (previous) *previous = state.m_count;
     state.m_count += count;
-    woken = state.Serve();
+    state.Serve(woken);
     return 1;
 }
 
@@ -346,7 +345,7 @@ int CEvent::SetEvent() {
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     state.m_isOpen = true;
-    woken = state.Serve();
+    state.Serve(woken);
     return 1;
 }
 
@@ -362,7 +361,7 @@ int CEvent::PulseEvent() {
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     state.m_isOpen = true;
-    woken = state.Serve();
+    state.Serve(woken);
     state.m_isOpen = false;
     return 1;
 }

@@ -85,6 +85,12 @@ __attribute__((no_sanitize("null"))) void CallGuarded(KxTools::Link const& link,
 
 }  // namespace detail
 
+namespace {
+
+constexpr int sleeping = -1;  // the launcher, until the thread has started
+
+}  // namespace
+
 KxThreadLauncher::KxThreadLauncher(KxString const& name) : m_name(name) {}
 
 KxThreadLauncher::KxThreadLauncher(KxThreadLauncher const& other) : KxThreadLauncher(other.m_name) {
@@ -111,10 +117,19 @@ CWinThread* KxThreadLauncher::Launch(KxTools::Link const& link, void* argument) 
     bool const waits = m_isCreatedSuspended != 0;
     CWinThread* const thread = AfxBeginThread(&Starter, this, m_priority, static_cast<UINT>(m_stackSize));
     if (!thread) return nullptr;  // nobody would ever set the flag
-    while (m_isStarted.exchange(0) != 1) Sleep(0);
+    AwaitStart();
     // It is about to suspend itself, and whoever resumes it from here on must not come before that.
     while (waits && thread->GetSuspendCount() == 0) Sleep(0);
     return thread;
+}
+
+/// Lets others run until the new thread has started; on a busy machine, where that lasts, it gives its processor up.
+void KxThreadLauncher::AwaitStart() {
+    for (int i = 0; i < 100 && m_isStarted == 0; ++i) Sleep(0);
+    int waiting = 0;
+    if (m_isStarted.compare_exchange_strong(waiting, sleeping))
+        while (m_isStarted == sleeping) detail::SleepWhile(m_isStarted, sleeping, std::nullopt);
+    m_isStarted = 0;
 }
 
 UINT KxThreadLauncher::Starter(void* launcher) {
@@ -124,7 +139,9 @@ UINT KxThreadLauncher::Starter(void* launcher) {
     void* const argument = self->m_argument;
     detail::SetThreadOwner(self->m_owner);
     AfxGetThread()->SetAutoDelete(self->m_selfDestruction);
-    self->m_isStarted = 1;  // from here on nothing of the launcher is touched
+    // From here on nothing of the launcher is touched; a sleeper is woken by the address alone.
+    std::atomic<int>* const started = &self->m_isStarted;
+    if (started->exchange(1) == sleeping) detail::WakeOne(started);
     if (isSuspended) AfxGetThread()->SuspendThread();
     detail::CallGuarded(link, argument);
     return 0;

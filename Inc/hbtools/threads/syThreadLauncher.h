@@ -57,6 +57,8 @@ protected:
 private:
     friend class KxThread;
 
+    void AwaitStart();
+
     KxString m_name;
     int m_priority = THREAD_PRIORITY_NORMAL;
     int m_selfDestruction = 1;
