@@ -22,6 +22,8 @@
 #include <vector>
 #include <sched.h>
 
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 using namespace KxN;
 
 namespace {
@@ -125,9 +127,7 @@ void WakeStandard(benchmark::State& state) {
             pong.Wait({});
         }
         stop.request_stop();
-        {
-            std::lock_guard const lock(ping.mutex);
-        }
+        { std::lock_guard const lock(ping.mutex); }
         ping.changed.notify_one();
         thread.join();
     }).join();
@@ -246,7 +246,8 @@ void PostOurs(benchmark::State& state) {
             application.PostCallLink(KxxMakeLink(&counter, &Counter::Count), nullptr);
         application.Reschedule();
     }
-    if (counter.calls != static_cast<long>(state.iterations()) * state.range(0)) state.SkipWithError("calls are missing");
+    if (counter.calls != static_cast<long>(state.iterations()) * state.range(0))
+        state.SkipWithError("calls are missing");
     state.SetItemsProcessed(counter.calls);
 }
 BENCHMARK(PostOurs)->Name("post-call/hbtools")->Arg(1)->Arg(100)->UseRealTime();
@@ -273,7 +274,8 @@ void PostStandard(benchmark::State& state) {
             call();
         }
     }
-    if (counter.calls != static_cast<long>(state.iterations()) * state.range(0)) state.SkipWithError("calls are missing");
+    if (counter.calls != static_cast<long>(state.iterations()) * state.range(0))
+        state.SkipWithError("calls are missing");
     state.SetItemsProcessed(counter.calls);
 }
 BENCHMARK(PostStandard)->Name("post-call/std::function")->Arg(1)->Arg(100)->UseRealTime();

@@ -12,8 +12,8 @@
 #include "threads/syTextIds.h"
 #include "threads/syThreadEntry.h"
 
-#include <cxxabi.h>
 #include <memory>
+#include <cxxabi.h>
 
 namespace KxN {
 

@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
-#include <pthread.h>
 #include <stdexcept>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -72,9 +72,20 @@ TEST(KxThread, EndsAtEveryPointThatListens) {
         {"wait for a mutex", [&](KxThread& t) { t.WaitFor(INFINITE, taken); }},
         {"free sleep", [](KxThread&) { KxxThreadSleep(INFINITE); }},
         {"free wait", [&](KxThread&) { KxxThreadWaitFor(INFINITE, never); }},
-        {"free check", [](KxThread&) { if (KxxThreadHasToTerminate()) KxxThreadGetOwner()->EndThread(); }},
-        {"first exception", [](KxThread& t) { if (t.HasToTerminate()) throw new KxThreadFinalizeException2(&t); }, 0},
-        {"framework", [](KxThread& t) { if (t.HasToTerminate()) AfxEndThread(0); }, 0},
+        {"free check",
+         [](KxThread&) {
+             if (KxxThreadHasToTerminate()) KxxThreadGetOwner()->EndThread();
+         }},
+        {"first exception",
+         [](KxThread& t) {
+             if (t.HasToTerminate()) throw new KxThreadFinalizeException2(&t);
+         },
+         0},
+        {"framework",
+         [](KxThread& t) {
+             if (t.HasToTerminate()) AfxEndThread(0);
+         },
+         0},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
@@ -279,7 +290,8 @@ TEST_F(KxThreadFailures, AreWrittenAndShownAndGoNoFurther) {
     Initialize(manager, "ErrorCount=5\nDebugFile=Debug.log\n");
     pExceptionMgr = &manager;
     std::string const caught = "Thread N hat eine unbehandelte Exception des Typs 'class ",
-                      unknown = "Thread N hat eine unbehandelte Exception gefangen! Der Typ der Exception ist unbekannt";
+                      unknown =
+                          "Thread N hat eine unbehandelte Exception gefangen! Der Typ der Exception ist unbekannt";
     struct Case {
         char const* name;
         std::function<void()> fail;
@@ -289,9 +301,10 @@ TEST_F(KxThreadFailures, AreWrittenAndShownAndGoNoFurther) {
     Case const cases[] = {
         {"pointer", [] { throw new KxException(KxString(L"Messung weg")); }, caught + "KxN::KxException' gefangen: \n",
          "Messung weg"},
-        {"own", [] { throw new OwnException; }, caught + "(anonymous namespace)::OwnException' gefangen: \n", "Laser aus"},
-        {"first", [] { throw new KxThreadFinalizeException; },
-         caught + "KxN::KxThreadFinalizeException' gefangen: \n", "T, ID=N"},
+        {"own", [] { throw new OwnException; }, caught + "(anonymous namespace)::OwnException' gefangen: \n",
+         "Laser aus"},
+        {"first", [] { throw new KxThreadFinalizeException; }, caught + "KxN::KxThreadFinalizeException' gefangen: \n",
+         "T, ID=N"},
         {"value", [] { throw OwnException(); }, unknown, ""},
         {"int", [] { throw 7; }, unknown, ""},
         {"standard", [] { throw std::runtime_error("x"); }, unknown, ""},

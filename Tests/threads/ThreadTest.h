@@ -23,7 +23,8 @@ constexpr bool isThreadSanitized = false;
 namespace test {
 
 /// Waits until it holds, running `meanwhile` again and again.
-inline void Await(std::function<bool()> const& condition, std::function<void()> const& meanwhile = [] {}) {
+inline void Await(
+    std::function<bool()> const& condition, std::function<void()> const& meanwhile = [] {}) {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
         ASSERT_LT(std::chrono::steady_clock::now(), deadline);
