@@ -64,19 +64,21 @@ bool KxThread::IsWorker() const {
 }
 
 void KxThread::Suspend() {
-    CSingleLock lock(&m_lock, 1);
-    if (IsRunning()) {
-        if (IsWorker()) {
-            // It must not take the lock along.
-            m_isSuspended = m_isStopping = 1;
-            lock.Unlock();
-            AfxGetThread()->SuspendThread();
-            m_isStopping = 0;
-            return;
-        }
-        if (m_thread->SuspendThread() == failure) return;
-    }
+    if (IsWorker()) return SuspendWorker();
+    CSingleLock const lock(&m_lock, 1);
+    if (IsRunning() && m_thread->SuspendThread() == failure) return;
     m_isSuspended = 1;
+}
+
+/// The worker suspends itself. It must not take the lock along, nor stop behind the back of who asked it to end.
+void KxThread::SuspendWorker() {
+    CSingleLock lock(&m_lock, 1);
+    bool const hasToEnd = HasToTerminate() != 0;
+    if (!hasToEnd) m_isSuspended = m_isStopping = 1;
+    lock.Unlock();
+    if (hasToEnd) return OnThreadEnd();
+    AfxGetThread()->SuspendThread();
+    m_isStopping = 0;
 }
 
 /// Under the lock, with a thread. False if the thread has ended.

@@ -134,23 +134,22 @@ void KxThreadDoOnce::FrameProcess() {
     m_ready.SetEvent();
 }
 
+/// Whatever leaves the run, nobody must wait for ever; but the run is over only when it is reported.
 UINT KxThreadDoOnce::Main(void* object) {
-    detail::CallGuarded(KxxMakeLink(static_cast<KxThreadDoOnce*>(object), &KxThreadDoOnce::RunFrame), nullptr);
-    return 0;
-}
-
-/// Whatever else leaves the run, nobody must wait for ever.
-void KxThreadDoOnce::RunFrame() {
-    struct Ending {
-        KxThreadDoOnce* run;
-        ~Ending() {
+    struct Frame {
+        void Run() {
+            run->FrameProcess();
+            run = nullptr;  // it may be gone
+        }
+        ~Frame() {
             if (!run) return;
             run->m_successful = 0;
             run->m_ready.SetEvent();
         }
-    } ending{this};
-    FrameProcess();
-    ending.run = nullptr;
+        KxThreadDoOnce* run;
+    } frame{static_cast<KxThreadDoOnce*>(object)};
+    detail::CallGuarded(KxxMakeLink(&frame, &Frame::Run), nullptr);
+    return 0;
 }
 
 }  // namespace KxN

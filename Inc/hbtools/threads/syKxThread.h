@@ -38,7 +38,7 @@ public:
     /// Non-zero if the worker is suspended, or will be when it starts.
     int IsSuspended() const { return m_isSuspended; }
     /// Suspensions are counted while a worker runs. Without one the next starts suspended. See syThread.h for what a
-    /// suspended thread may hold. A worker may suspend itself.
+    /// suspended thread may hold. A worker may suspend itself; one that was asked to end ends instead.
     void Suspend();
     void Resume();
     /// Of the worker as the system has it, else that of the next. Raising it takes a privilege.
@@ -75,6 +75,7 @@ private:
 
     KxString Describe() const;
     bool ResumeOnce();
+    void SuspendWorker();
     bool IsWorker() const;
 
     std::shared_ptr<CWinThread> m_thread;  // null if there is none

@@ -90,7 +90,6 @@ private:
     virtual void Process() = 0;
 
     static UINT Main(void* object);
-    void RunFrame();
 
     std::atomic<int> m_aborted = 0;
     std::atomic<int> m_successful = 0;
