@@ -162,6 +162,9 @@ bool SystemThread::Start(std::shared_ptr<SystemThread>& place, void (*body)(void
 
 SystemThread::~SystemThread() {
     if (m_handle == pthread_t{}) return;
+#ifdef __SANITIZE_THREAD__
+    if (m_isKilled) return;  // it would wait for ever for one that did not end in its sight
+#endif
     if (::pthread_equal(m_handle, ::pthread_self()))
         ::pthread_detach(m_handle);
     else
@@ -312,6 +315,7 @@ bool SystemThread::Kill() {
         if (tries >= deafness + patience) return false;
     }
     Abandon(std::thread::id(m_handle));
+    m_isKilled = 1;
     m_ended = 1;
     WakeAll(&m_ended);
     lock.unlock();

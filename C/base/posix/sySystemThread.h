@@ -78,6 +78,7 @@ private:
     std::atomic<int> m_ended = 0;
     std::atomic<int> m_suspensions = 0;
     std::atomic<int> m_isDying = 0;
+    std::atomic<int> m_isKilled = 0;
     std::atomic<int> m_isForced = 0;
     std::atomic<int> m_isStopped = 0;
     std::atomic<int> m_numAnswers = 0;
