@@ -104,7 +104,8 @@ TEST(Thread, ObjectsDeleteThemselves) {
 
 TEST(Thread, SuspensionsAreCounted) {
     std::atomic<unsigned> steps = 0;
-    static std::atomic<bool> isEnough = false;
+    static std::atomic<bool> isEnough;
+    isEnough = false;
     static ThreadProc const count = [](void* p) -> UINT {
         auto& s = *static_cast<std::atomic<unsigned>*>(p);
         for (;;) {
