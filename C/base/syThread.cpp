@@ -54,7 +54,7 @@ int CWinThread::CreateThread(unsigned long createFlags, UINT stackSize, SECURITY
 void CWinThread::Main(void* object) {
     auto* const self = static_cast<CWinThread*>(object);
     t_thread = self;
-    MessageQueue::Adopt(self->m_queue);
+    MessageQueue::Adopt(&self->m_queue);
     struct SAtEnd {  // also when the thread is unwound
         CWinThread* thread;
         ~SAtEnd() { thread->AtEnd(); }
@@ -68,6 +68,7 @@ void CWinThread::Main(void* object) {
 void CWinThread::AtEnd() {
     t_thread = nullptr;
     m_queue->Close();
+    MessageQueue::Adopt(nullptr);
     if (m_autoDelete) delete this;
 }
 

@@ -140,12 +140,15 @@ TEST(Thread, SuspensionsAreCounted) {
 
 TEST(Thread, IsNotStoppedWithTheAllocatorLocked) {
     if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    static std::atomic<bool> isEnough;
+    isEnough = false;
     Worker worker([](void*) -> UINT {
-        for (std::size_t size = 1;; size = size * 7 % 4093 + 1) {
+        for (std::size_t size = 1; !isEnough; size = size * 7 % 4093 + 1) {
             std::vector<char*> blocks;
             for (int i = 0; i < 50; ++i) blocks.push_back(new char[size]);
             for (char* const block : blocks) delete[] block;
         }
+        return 0;
     });
     for (int i = 0; i < 100; ++i) {
         ASSERT_EQ(worker.thread->SuspendThread(), 0u);
@@ -155,6 +158,8 @@ TEST(Thread, IsNotStoppedWithTheAllocatorLocked) {
         }
         worker.thread->ResumeThread();
     }
+    isEnough = true;
+    EXPECT_TRUE(worker.thread->WaitForEnd(60000));
 }
 
 TEST(Thread, KilledThreadsLeaveTheProcessHealthy) {
