@@ -123,9 +123,10 @@ CWinThread* KxThreadLauncher::Launch(KxTools::Link const& link, void* argument) 
     return thread;
 }
 
-/// Lets others run until the new thread has started; on a busy machine, where that lasts, it gives its processor up.
+/// Lets others run until the new thread has started, and soon sleeps: on a busy machine every turn of the others costs more
+/// than being woken.
 void KxThreadLauncher::AwaitStart() {
-    for (int i = 0; i < 100 && m_isStarted == 0; ++i) Sleep(0);
+    for (int i = 0; i < 4 && m_isStarted == 0; ++i) Sleep(0);
     int waiting = 0;
     if (m_isStarted.compare_exchange_strong(waiting, sleeping))
         while (m_isStarted == sleeping) detail::SleepWhile(m_isStarted, sleeping, std::nullopt);
