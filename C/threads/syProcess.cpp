@@ -79,7 +79,7 @@ long long KxProcess::FrameProcess(void*) {
         m_ready = 1;
         auto* failure = dynamic_cast<KxException*>(caught);
         if (!failure) {
-            failure = new KxException(*caught);
+            failure = std::make_unique<KxException>(*caught).release();
             caught->Delete();
         }
         // What is thrown on becomes the catcher's, so the process then keeps a copy.
