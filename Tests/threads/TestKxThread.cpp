@@ -28,7 +28,7 @@ struct Counted {
 TEST(ThreadLauncher, TakesWhatItNeedsBeforeLaunchReturns) {
     std::atomic<int> sum = 0;
     auto body = [&](void* argument) { sum += *static_cast<int*>(argument); };
-    int numbers[100];
+    int numbers[1000];
     for (int& number : numbers) number = static_cast<int>(&number - numbers);
     {
         KxThreadLauncher first(L"adder");
@@ -37,7 +37,7 @@ TEST(ThreadLauncher, TakesWhatItNeedsBeforeLaunchReturns) {
         EXPECT_EQ(U(launcher.GetName()), "adder");
         for (int& number : numbers) ASSERT_TRUE(launcher.Launch(LinkTo(body), &number));
     }
-    Await([&] { return sum == 4950; });
+    Await([&] { return sum == 499500; });
 
     std::atomic<void*> seen = nullptr;
     auto self = [&](void* argument) { seen = argument; };
