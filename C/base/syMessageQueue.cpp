@@ -20,6 +20,8 @@ struct Holder {
     }
 };
 thread_local Holder t_holder;
+// The queue of the thread's own object. Without a destructor, so that a killed thread leaves nothing behind.
+constinit thread_local std::shared_ptr<MessageQueue> const* t_adopted = nullptr;
 
 /// Answers a sent message, whatever becomes of it.
 class Answering {
@@ -47,12 +49,13 @@ MessageQueue::~MessageQueue() {
 }
 
 std::shared_ptr<MessageQueue> const& MessageQueue::OfThisThread() {
+    if (t_adopted) return *t_adopted;
     if (!t_holder.queue) t_holder.queue = std::make_shared<MessageQueue>();
     return t_holder.queue;
 }
 
-void MessageQueue::Adopt(std::shared_ptr<MessageQueue> queue) {
-    t_holder.queue = std::move(queue);
+void MessageQueue::Adopt(std::shared_ptr<MessageQueue> const* queue) {
+    t_adopted = queue;
 }
 
 void MessageQueue::Signal() {

@@ -51,8 +51,8 @@ public:
 
     /// The queue of the calling thread; made when it is first asked for.
     static std::shared_ptr<MessageQueue> const& OfThisThread();
-    /// Becomes the queue of the calling thread.
-    static void Adopt(std::shared_ptr<MessageQueue> queue);
+    /// Becomes the queue of the calling thread, until null takes its place. It stays the caller's.
+    static void Adopt(std::shared_ptr<MessageQueue> const* queue);
 
     /// False if the thread has ended or if too much waits already.
     bool Post(Entry entry);

@@ -61,23 +61,12 @@ public:
         place.isQueued = false;
     }
 
+    class Woken;
     /// Hands the state to waiters as long as they can take it.
-    void Serve() {
-        for (Place* place = m_first; place;) {
-            Place& current = *place;
-            place = place->next;
-            if (!CanTake(current.waiter->thread)) continue;
-            std::thread::id const thread = current.waiter->thread;
-            std::atomic<int>* const word = &current.waiter->word;
-            // A waiter that has its word is soon gone, and its place with it.
-            Dequeue(current);
-            int waiting = 0;
-            if (!word->compare_exchange_strong(waiting, current.index + 1)) continue;
-            Take(thread);
-            WakeOne(word);
-        }
-    }
+    void Serve(Woken& woken);
 
+    /// Read without the mutex: while it is false nobody can take the state.
+    std::atomic<bool> m_isOpen = true;
     std::mutex m_mutex;
 
 private:
@@ -85,15 +74,59 @@ private:
     Place* m_last = nullptr;
 };
 
+/// Wakes waiters that were served, at the end of its life: after the mutex is free again, which they need next.
+class SyncState::Woken {
+public:
+    Woken() = default;
+    Woken(Woken const&) = delete;
+    Woken& operator=(Woken const&) = delete;
+    ~Woken() {
+        if (m_first) WakeOne(m_first);
+        for (std::atomic<int>* const word : m_others) WakeOne(word);
+    }
+    /// Where there is no memory to remember it, it is woken at once.
+    void Add(std::atomic<int>* word) noexcept {
+        if (!m_first) {
+            m_first = word;
+            return;
+        }
+        try {
+            m_others.push_back(word);
+        } catch (...) {
+            WakeOne(word);
+        }
+    }
+
+private:
+    std::atomic<int>* m_first = nullptr;
+    std::vector<std::atomic<int>*> m_others;
+};
+
+void SyncState::Serve(Woken& woken) {
+    for (Place* place = m_first; place;) {
+        Place& current = *place;
+        place = place->next;
+        if (!CanTake(current.waiter->thread)) continue;
+        std::thread::id const thread = current.waiter->thread;
+        std::atomic<int>* const word = &current.waiter->word;
+        // A waiter that has its word is soon gone, and its place with it.
+        Dequeue(current);
+        int waiting = 0;
+        if (!word->compare_exchange_strong(waiting, current.index + 1)) continue;
+        Take(thread);
+        woken.Add(word);
+    }
+}
+
 namespace {
 
 class EventState : public SyncState {
 public:
-    EventState(bool isSet, bool isManual) : m_isSet(isSet), m_isManual(isManual) {}
-    bool CanTake(std::thread::id) const override { return m_isSet; }
-    void Take(std::thread::id) override { m_isSet = m_isManual; }
+    EventState(bool isSet, bool isManual) : m_isManual(isManual) { m_isOpen = isSet; }
+    bool CanTake(std::thread::id) const override { return m_isOpen; }
+    void Take(std::thread::id) override { m_isOpen = m_isManual; }
 
-    bool m_isSet;
+private:
     bool const m_isManual;
 };
 
@@ -108,16 +141,17 @@ public:
         All().erase(this);
     }
     static void AbandonAll(std::thread::id thread) {
+        Woken woken;
         std::lock_guard const all(s_mutex);
         for (MutexState* const state : All()) {
             std::lock_guard const lock(state->m_mutex);
-            if (state->m_depth > 0 && state->m_owner == thread) state->Free();
+            if (state->m_depth > 0 && state->m_owner == thread) state->Free(woken);
         }
     }
-    void Free() {
+    void Free(Woken& woken) {
         m_depth = 0;
         m_owner = std::thread::id();
-        Serve();
+        Serve(woken);
     }
 
     bool CanTake(std::thread::id thread) const override { return m_depth == 0 || m_owner == thread; }
@@ -184,6 +218,7 @@ std::shared_ptr<SyncState> MakeState(wchar_t const* name, Arguments... arguments
 int WaitForAny(SyncState* const* states, int count, unsigned long timeout) {
     std::thread::id const thread = std::this_thread::get_id();
     for (int i = 0; i < count; ++i) {
+        if (!states[i]->m_isOpen) continue;
         std::lock_guard const lock(states[i]->m_mutex);
         if (states[i]->CanTake(thread)) {
             states[i]->Take(thread);
@@ -256,13 +291,15 @@ int CSyncObject::Lock(unsigned long timeout) {
 }
 
 int KxxWaitForAny(CSyncObject* const* objects, int count, unsigned long timeout) {
-    std::vector<SyncState*> states;
+    std::array<SyncState*, 4> few;
+    std::vector<SyncState*> many;
+    if (count > static_cast<int>(few.size())) many.resize(static_cast<std::size_t>(count));
+    SyncState** const states = many.empty() ? few.data() : many.data();
     for (int i = 0; i < count; ++i) {
-        SyncState* const state = objects[i] ? objects[i]->m_state.get() : nullptr;
-        if (!state) AfxThrowInvalidArgException();
-        states.push_back(state);
+        states[i] = objects[i] ? objects[i]->m_state.get() : nullptr;
+        if (!states[i]) AfxThrowInvalidArgException();
     }
-    return WaitForAny(states.data(), static_cast<int>(states.size()), timeout);
+    return WaitForAny(states, count, timeout);
 }
 
 CMutex::CMutex(int initiallyOwned, wchar_t const* name, SECURITY_ATTRIBUTES*)
@@ -273,9 +310,10 @@ CMutex::CMutex(int initiallyOwned, wchar_t const* name, SECURITY_ATTRIBUTES*)
 
 int CMutex::Unlock() {
     auto& state = As<MutexState>(m_state);
+    SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     if (state.m_depth == 0 || state.m_owner != std::this_thread::get_id()) return 0;
-    if (--state.m_depth == 0) state.Free();
+    if (--state.m_depth == 0) state.Free(woken);
     return 1;
 }
 
@@ -290,11 +328,12 @@ int CSemaphore::Unlock() {
 
 int CSemaphore::Unlock(long count, long* previous) {
     auto& state = As<SemaphoreState>(m_state);
+    SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     if (count < 1 || count > state.m_most - state.m_count) return 0;
     if (previous) *previous = state.m_count;
     state.m_count += count;
-    state.Serve();
+    state.Serve(woken);
     return 1;
 }
 
@@ -303,25 +342,27 @@ CEvent::CEvent(int initiallyOwned, int manualReset, wchar_t const* name, SECURIT
 
 int CEvent::SetEvent() {
     auto& state = As<EventState>(m_state);
+    SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
-    state.m_isSet = true;
-    state.Serve();
+    state.m_isOpen = true;
+    state.Serve(woken);
     return 1;
 }
 
 int CEvent::ResetEvent() {
     auto& state = As<EventState>(m_state);
     std::lock_guard const lock(state.m_mutex);
-    state.m_isSet = false;
+    state.m_isOpen = false;
     return 1;
 }
 
 int CEvent::PulseEvent() {
     auto& state = As<EventState>(m_state);
+    SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
-    state.m_isSet = true;
-    state.Serve();
-    state.m_isSet = false;
+    state.m_isOpen = true;
+    state.Serve(woken);
+    state.m_isOpen = false;
     return 1;
 }
 

@@ -47,17 +47,14 @@ CWinThread* AfxGetThread() {
 int CWinThread::CreateThread(unsigned long createFlags, UINT stackSize, SECURITY_ATTRIBUTES*) {
     if (m_thread || m_threadId != 0) return 0;
     if (t_thread && !m_mainWnd) m_mainWnd = t_thread->m_mainWnd.load();
-    // It must not run, and perhaps delete this object, before its handle stands here.
-    m_thread = SystemThread::Start(&Main, this, stackSize, true);
-    if (!m_thread) return 0;
-    if (!(createFlags & CREATE_SUSPENDED)) std::shared_ptr<SystemThread>(m_thread)->Resume();
-    return 1;
+    // Once it runs it may delete this object.
+    return SystemThread::Start(m_thread, &Main, this, stackSize, (createFlags & CREATE_SUSPENDED) != 0);
 }
 
 void CWinThread::Main(void* object) {
     auto* const self = static_cast<CWinThread*>(object);
     t_thread = self;
-    MessageQueue::Adopt(self->m_queue);
+    MessageQueue::Adopt(&self->m_queue);
     struct SAtEnd {  // also when the thread is unwound
         CWinThread* thread;
         ~SAtEnd() { thread->AtEnd(); }
@@ -71,6 +68,7 @@ void CWinThread::Main(void* object) {
 void CWinThread::AtEnd() {
     t_thread = nullptr;
     m_queue->Close();
+    MessageQueue::Adopt(nullptr);
     if (m_autoDelete) delete this;
 }
 
@@ -86,6 +84,10 @@ unsigned long CWinThread::ResumeThread() {
     // A thread that goes on may delete the object.
     std::shared_ptr<SystemThread> const thread = m_thread;
     return thread ? thread->Resume() : SystemThread::failure;
+}
+
+unsigned long CWinThread::GetSuspendCount() const {
+    return m_thread ? m_thread->NumSuspensions() : 0;
 }
 
 int CWinThread::SetThreadPriority(int priority) {
@@ -152,9 +154,12 @@ int CWinThread::ExitInstance() {
 CWinThread* AfxBeginThread(ThreadProc proc, void* parameter, int priority, UINT stackSize, unsigned long createFlags,
                            SECURITY_ATTRIBUTES* attributes) {
     auto thread = std::make_unique<CWinThread>(proc, parameter);
-    if (!thread->CreateThread(createFlags | CREATE_SUSPENDED, stackSize, attributes)) return nullptr;
+    bool const waits = priority != THREAD_PRIORITY_NORMAL;  // until it has it
+    if (!thread->CreateThread(waits ? createFlags | CREATE_SUSPENDED : createFlags, stackSize, attributes))
+        return nullptr;
     CWinThread* const started = thread.release();
-    if (priority != THREAD_PRIORITY_NORMAL) started->SetThreadPriority(priority);
+    if (!waits) return started;
+    started->SetThreadPriority(priority);
     if (!(createFlags & CREATE_SUSPENDED)) started->ResumeThread();
     return started;
 }

@@ -121,6 +121,14 @@
 #include "hbtools/operators/syParamString.h"
 #include "hbtools/operators/syParameter.h"
 
+#include "hbtools/threads/syKxThread.h"
+#include "hbtools/threads/syMsgCommunicator.h"
+#include "hbtools/threads/syProcess.h"
+#include "hbtools/threads/syProgressAlgorithm.h"
+#include "hbtools/threads/syThreadDoOnce.h"
+#include "hbtools/threads/syThreadIdle.h"
+#include "hbtools/threads/syThreadLauncher.h"
+
 #include "hbtools/state/syState.h"
 #include "hbtools/state/syUndoRedo.h"
 

@@ -104,10 +104,13 @@ TEST(Thread, ObjectsDeleteThemselves) {
 
 TEST(Thread, SuspensionsAreCounted) {
     std::atomic<unsigned> steps = 0;
+    static std::atomic<bool> isEnough;
+    isEnough = false;
     static ThreadProc const count = [](void* p) -> UINT {
         auto& s = *static_cast<std::atomic<unsigned>*>(p);
         for (;;) {
             ++s;
+            if (isEnough) return 0;
             if constexpr (isThreadSanitized) KxN::Sleep(1);  // it passes signals on in system calls only
         }
     };
@@ -131,16 +134,21 @@ TEST(Thread, SuspensionsAreCounted) {
         }
         ASSERT_EQ(worker.thread->ResumeThread(), 1u);
     }
+    isEnough = true;
+    EXPECT_TRUE(worker.thread->WaitForEnd(60000));
 }
 
 TEST(Thread, IsNotStoppedWithTheAllocatorLocked) {
     if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    static std::atomic<bool> isEnough;
+    isEnough = false;
     Worker worker([](void*) -> UINT {
-        for (std::size_t size = 1;; size = size * 7 % 4093 + 1) {
+        for (std::size_t size = 1; !isEnough; size = size * 7 % 4093 + 1) {
             std::vector<char*> blocks;
             for (int i = 0; i < 50; ++i) blocks.push_back(new char[size]);
             for (char* const block : blocks) delete[] block;
         }
+        return 0;
     });
     for (int i = 0; i < 100; ++i) {
         ASSERT_EQ(worker.thread->SuspendThread(), 0u);
@@ -150,6 +158,8 @@ TEST(Thread, IsNotStoppedWithTheAllocatorLocked) {
         }
         worker.thread->ResumeThread();
     }
+    isEnough = true;
+    EXPECT_TRUE(worker.thread->WaitForEnd(60000));
 }
 
 TEST(Thread, KilledThreadsLeaveTheProcessHealthy) {
@@ -240,10 +250,8 @@ TEST(Thread, AnAbandonedMutexGoesToWhoWaits) {
 }
 
 TEST(Thread, PrioritiesAreTheSystems) {
-    Worker worker([](void*) -> UINT {
-        KxN::Sleep(INFINITE);
-        return 0;
-    });
+    static CEvent enough;
+    Worker worker([](void*) -> UINT { return static_cast<UINT>(enough.Lock()); });
     struct Case {
         int priority, nice;
     };
@@ -254,12 +262,13 @@ TEST(Thread, PrioritiesAreTheSystems) {
         EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(worker.thread->GetThreadId())), c.nice);
     }
     EXPECT_FALSE(worker.thread->SetThreadPriority(77));
-    worker.thread->TerminateThread(0);
+    enough.SetEvent();
+    EXPECT_TRUE(worker.thread->WaitForEnd(60000));
     EXPECT_EQ(worker.thread->GetThreadPriority(), THREAD_PRIORITY_ERROR_RETURN);
 }
 
 TEST(Thread, WithoutThreadsThereIsNone) {
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "needs the memory itself";
 #endif
     // In a process of its own, whose memory ends before the stack of a thread.

@@ -14,6 +14,10 @@
 #include <vector>
 #include <poll.h>
 
+#ifdef HBTOOLS_TEST_GLIB
+#include <glib-unix.h>
+#endif
+
 namespace {
 
 using namespace KxN;
@@ -220,5 +224,34 @@ TEST(WinApp, AHostsLoopDrivesIt) {
     EXPECT_EQ(ticks.seen.size(), 3u);
     EXPECT_FALSE(isDue(0));
 }
+
+#ifdef HBTOOLS_TEST_GLIB
+TEST(WinApp, AGlibLoopDrivesIt) {
+    KxWinApp app;
+    struct Host {
+        GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+        Ticks ticks;
+    } host;
+    auto const dispatch = [](gint, GIOCondition, gpointer data) -> gboolean {
+        GetpApp()->Reschedule();
+        auto* const h = static_cast<Host*>(data);
+        if (h->ticks.seen.size() == 101) g_main_loop_quit(h->loop);
+        return G_SOURCE_CONTINUE;
+    };
+    guint const source = g_unix_fd_add(app.GetLoopDescriptor(), G_IO_IN, dispatch, &host);
+    KxTimer timer;
+    timer.SetTimeoutHdl(KxxMakeLink(&host.ticks, &Ticks::Tick));
+    timer.SetTimeout(2);
+    timer.Start();
+    std::thread poster([&] {
+        for (int i = 0; i < 100; ++i) app.PostCallLink(KxxMakeLink(&host.ticks, &Ticks::Tick), nullptr);
+    });
+    g_main_loop_run(host.loop);
+    poster.join();
+    EXPECT_EQ(host.ticks.seen.size(), 101u);
+    g_source_remove(source);
+    g_main_loop_unref(host.loop);
+}
+#endif
 
 }  // namespace

@@ -123,6 +123,10 @@ unsigned long CurrentThreadId() {
     return static_cast<unsigned long>(::gettid());
 }
 
+unsigned long CurrentProcessId() {
+    return static_cast<unsigned long>(::getpid());
+}
+
 void ExitThread() {
     ::pthread_exit(nullptr);
 }
@@ -131,8 +135,8 @@ void Yield() {
     ::sched_yield();
 }
 
-std::shared_ptr<SystemThread> SystemThread::Start(void (*body)(void*), void* argument, std::size_t stackSize,
-                                                  bool suspended) {
+bool SystemThread::Start(std::shared_ptr<SystemThread>& place, void (*body)(void*), void* argument,
+                         std::size_t stackSize, bool suspended) {
     static bool const isInstalled = ThreadSignal::Install();
     static_cast<void>(isInstalled);
     auto thread = std::make_shared<SystemThread>();
@@ -141,21 +145,26 @@ std::shared_ptr<SystemThread> SystemThread::Start(void (*body)(void*), void* arg
     thread->m_suspensions = suspended ? 1 : 0;
     thread->m_self = thread;
     pthread_attr_t attributes;
-    if (::pthread_attr_init(&attributes) != 0) return nullptr;
+    if (::pthread_attr_init(&attributes) != 0) return false;
+    place = thread;  // before it runs, since the place may be gone then
     if (stackSize > 0) {
         std::size_t const least = static_cast<std::size_t>(::sysconf(_SC_THREAD_STACK_MIN)) + 16384, page = 4096;
         ::pthread_attr_setstacksize(&attributes, (std::max(stackSize, least) + page - 1) / page * page);
     }
     int const error = ::pthread_create(&thread->m_handle, &attributes, &Enter, thread.get());
     ::pthread_attr_destroy(&attributes);
-    if (error == 0) return thread;
+    if (error == 0) return true;
     thread->m_ended = 1;
     thread->m_self.reset();
-    return nullptr;
+    place.reset();
+    return false;
 }
 
 SystemThread::~SystemThread() {
     if (m_handle == pthread_t{}) return;
+#ifdef __SANITIZE_THREAD__
+    if (m_isKilled) return;  // it would wait for ever for one that did not end in its sight
+#endif
     if (::pthread_equal(m_handle, ::pthread_self()))
         ::pthread_detach(m_handle);
     else
@@ -306,6 +315,7 @@ bool SystemThread::Kill() {
         if (tries >= deafness + patience) return false;
     }
     Abandon(std::thread::id(m_handle));
+    m_isKilled = 1;
     m_ended = 1;
     WakeAll(&m_ended);
     lock.unlock();

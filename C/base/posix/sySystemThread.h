@@ -20,6 +20,8 @@ namespace KxN::detail {
 
 /// The system's number of the calling thread, unique among all threads that live.
 unsigned long CurrentThreadId();
+/// The system's number of this process.
+unsigned long CurrentProcessId();
 /// Ends the calling thread, after its stack is unwound.
 [[noreturn]] void ExitThread();
 /// Lets others run.
@@ -29,9 +31,10 @@ class SystemThread {
 public:
     static constexpr unsigned long failure = 0xFFFFFFFF;
 
-    /// Starts a thread that runs body(argument); null if the system gives none. `stackSize` 0 is the usual size.
-    static std::shared_ptr<SystemThread> Start(void (*body)(void*), void* argument, std::size_t stackSize,
-                                               bool suspended);
+    /// Starts a thread that runs body(argument); it stands at `place` before its first step. False if the system gives
+    /// none. `stackSize` in bytes, 0 is the usual size.
+    static bool Start(std::shared_ptr<SystemThread>& place, void (*body)(void*), void* argument, std::size_t stackSize,
+                      bool suspended);
     SystemThread() = default;
     SystemThread(SystemThread const&) = delete;
     SystemThread& operator=(SystemThread const&) = delete;
@@ -44,6 +47,7 @@ public:
     /// Both return the count before, `failure` for a thread that has ended.
     unsigned long Suspend();
     unsigned long Resume();
+    unsigned long NumSuspensions() const { return static_cast<unsigned long>(m_suspensions.load()); }
     /// The number by which the system orders threads that are ready, -20 (first) to 19.
     static bool SetNice(unsigned long id, int nice);
     static bool GetNice(unsigned long id, int& nice);
@@ -74,6 +78,7 @@ private:
     std::atomic<int> m_ended = 0;
     std::atomic<int> m_suspensions = 0;
     std::atomic<int> m_isDying = 0;
+    std::atomic<int> m_isKilled = 0;
     std::atomic<int> m_isForced = 0;
     std::atomic<int> m_isStopped = 0;
     std::atomic<int> m_numAnswers = 0;

@@ -77,6 +77,8 @@ public:
     /// Suspensions are counted. Both return the count before, 0xFFFFFFFF if the thread does not run.
     unsigned long SuspendThread();
     unsigned long ResumeThread();
+    /// How often it is suspended at this moment; 0 before the start.
+    unsigned long GetSuspendCount() const;
     /// 0 if the system refuses: raising a priority takes a privilege.
     int SetThreadPriority(int priority);
     /// One of ThreadPriority, as the system has it.
