@@ -20,7 +20,8 @@ pkg-config finding libraries, and a test of hbtools.pc
 libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
 libsodium-dev encryption of configuration values
-libcli11-dev command lines of the tools'
+libcli11-dev command lines of the tools
+libedit-dev editing of lines at the prompt of scanlab'
 packages_test='
 libgtest-dev the tests
 python3 the tests of JSON output

@@ -13,7 +13,6 @@ using namespace KxN;
 namespace {
 constexpr int histogramBlock = 4096;
 constexpr double coreWidth = 3.0;  // sigmas to each side
-constexpr int fitPasses = 6;
 }  // namespace
 
 double Plane::Distance(KxVec3d const& point) const {
@@ -68,17 +67,17 @@ Plane PlaneSums::Fit() const {
     return plane;
 }
 
-Plane FitPlane(Scan const& scan) {
+Plane FitPlane(Scan const& scan, double sigmas, int passes) {
     Plane plane;
     double limit = std::numeric_limits<double>::infinity();
-    for (int pass = 0; pass < fitPasses; ++pass) {
+    for (int pass = 0; pass < passes; ++pass) {
         PlaneSums sums;
         for (KxVec3d const& point : scan.points)
             if (KxMath::Abs(plane.Distance(point)) <= limit) sums.Add(point);
         plane = sums.Fit();
         Core const core = CoreOf(DeviationsFrom(plane, scan), 1);
         if (!(core.sigma > 0)) break;
-        limit = coreWidth * core.sigma;
+        limit = sigmas * core.sigma;
     }
     return plane;
 }
