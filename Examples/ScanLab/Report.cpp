@@ -81,13 +81,14 @@ void AddMapData(Page& page, DeviationSet const& set, double limit, ReportStyle c
         page.Add(L"[%d, %d, %d], ", color.GetRed(), color.GetGreen(), color.GetBlue());
     page.Add(L"], points: [");
     int const step = std::max(1, (set.samples.Size() + style.points - 1) / style.points);
-    for (int i = 0; i < set.samples.Size(); i += step) {
+    for (int block = 0; block * step < set.samples.Size(); ++block) {
+        int const i = std::min(block * step + PlaceInBlock(block, step), set.samples.Size() - 1);
         KxVec3d place(set.samples[i].point);
         place -= middle;
         double const value = set.samples[i].value;
         page.Add(L"%.5g,%.5g,%.5g,%.5g,", place[0] / diagonal, place[1] / diagonal, place[2] / diagonal,
                  std::isfinite(value) ? value : 0.0);
-        if (i / step % 8 == 7) page.AddText(L"\n");
+        if (block % 8 == 7) page.AddText(L"\n");
     }
     page.Add(L"]},\n");
 }

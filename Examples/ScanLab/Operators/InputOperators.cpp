@@ -38,7 +38,7 @@ public:
     enum : unsigned short { File = 1, Name, Unit };
 
     explicit ImportCommand(Session& session) : CommandOf(ImportId, session) {
-        AddFile(File, {L"*", L"ply", L"pcd", L"xyz", L"csv"}, true);
+        AddFile(File, {L"*"}, true);
         AddText(Name, L"*");
         AddChoice(Unit, {L"none", L"mm", L"m", L"in"});
     }

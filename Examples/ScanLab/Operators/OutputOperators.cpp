@@ -114,7 +114,7 @@ public:
     enum : unsigned short { File = 1, Which, Format };
 
     explicit ExportCommand(Session& session) : CommandOf(ExportId, session) {
-        AddFile(File, {L"ply", L"csv"}, false);
+        AddFile(File, {L"*"}, false);
         AddScan(Which);
         AddChoice(Format, {L"by name", L"PLY", L"CSV"});
     }
@@ -123,14 +123,15 @@ protected:
     OperatorReturnCode Run() override {
         StoredScan const& stored = ScanOf(Which).stored;
         KxString format = GetParameterList(Format);
+        KxDirEntry path(OutputOf(File));
         if (format == L"by name") {
-            format = KxString(KxDirEntry(GetParameterFile(File)).GetExtension());
-            format.Upper();
+            format = KxString(path.GetExtension()).Upper();
             if (format != L"PLY" && format != L"CSV") Refuse(File, FormatOf(Text::NoFormat, GetParameterFile(File)));
+        } else if (path.GetExtension().Len() == 0) {
+            path.SetExtension(format == L"PLY" ? L"ply" : L"csv");
         }
-        KxString const path = OutputOf(File);
-        (format == L"PLY" ? WritePly : WriteCsv)(path, stored);
-        Print(L"%s  %d points\n", path, stored.scan.points.Size() + stored.scan.notFinite.Size());
+        (format == L"PLY" ? WritePly : WriteCsv)(KxString(path.GetFull()), stored);
+        Print(L"%s  %d points\n", path.GetFull(), stored.scan.points.Size() + stored.scan.notFinite.Size());
         return OPERATOR_OK;
     }
 };

@@ -22,7 +22,7 @@ DeviationSet::DeviationSet(KxString const& itsTitle, KxString const& itsUnit, Kx
     int i = 0;
     for (double const value : values.Values()) {
         if (i >= points.Size()) break;
-        if (i % step == 0) samples.Add({points[i], value});
+        if (i % step == PlaceInBlock(i / step, step)) samples.Add({points[i], value});
         ++i;
     }
 }
@@ -84,7 +84,7 @@ KxString Session::OutputPath(KxString const& name) const {
     if (name.Len() == 0) throw new KxException(L"Session", __LINE__, TextOf(Text::NoFileName));
     KxDirEntry const path(KxDirEntry(m_folder) + KxDirEntry(name));
     KxDirEntry const folder(path.GetPath());
-    if (folder.GetFull().Len() > 0 && !folder.Exists() && !folder.MakeDir(1))
+    if (folder.GetFull().Len() > 0 && !KxTools::FileStat(folder).GetKind() && !folder.MakeDir(1))
         throw new KxFileException(L"Session", __LINE__, FormatOf(Text::NoFolder, folder.GetFull()));
     return KxString(path.GetFull());
 }

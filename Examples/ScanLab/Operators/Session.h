@@ -22,6 +22,12 @@ struct Entry {
     bool isMoved = false;  // Transform did something
 };
 
+/// Of blocks of `step` points one each, at a place that keeps changing: the same place in all of them would show the raster
+/// of the scanner as a pattern that is not there.
+inline int PlaceInBlock(int block, int step) {
+    return static_cast<int>((static_cast<unsigned>(block) * 2654435761U >> 8) % static_cast<unsigned>(step));
+}
+
 /// Deviations with some of the points that have them, for maps.
 struct DeviationSet {
     struct Sample {
@@ -33,7 +39,7 @@ struct DeviationSet {
     KxN::KxString title;
     KxN::KxString unit;
     KxN::KxHistogram values{4096};
-    KxN::KxTDynArray<Sample> samples;  // every n-th point
+    KxN::KxTDynArray<Sample> samples;  // one of every n points
 
     /// `points` are those of the values, in their order.
     DeviationSet(KxN::KxString const& title, KxN::KxString const& unit, KxN::KxHistogram const& values,
