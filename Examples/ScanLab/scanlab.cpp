@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
             result = RunMacros(arguments.macros);
         else
             result = RunPrompt(*application);
-        if (std::fflush(stdout) == 0) return ExitCodeOf(result);
+        if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return ExitCodeOf(result);
         ScanLab::PrintError(KxString(L"the report could not be written"));
     } catch (CException* exception) {
         std::fflush(stdout);
