@@ -5,6 +5,7 @@
 #include <hbtools/math/syMatrix3.h>
 
 #include <limits>
+#include <vector>
 
 namespace ScanLab {
 
@@ -84,12 +85,22 @@ Plane FitPlane(Scan const& scan, double sigmas, int passes) {
 
 Core CoreOf(KxHistogram const& deviations, int passes) {
     Core core{deviations.Mean(), deviations.StdDev(), deviations.Count()};
+    std::vector<double> const values(deviations.Values().begin(), deviations.Values().end());
     for (; passes > 0; --passes) {
-        KxHistogram inside(histogramBlock);
-        for (double value : deviations.Values())
-            if (KxMath::Abs(value - core.mean) <= coreWidth * core.sigma) inside.Add(value);
-        if (!inside.IsValid() || inside.Count() == core.count) break;
-        core = {inside.Mean(), inside.StdDev(), inside.Count()};
+        double const former = core.mean, limit = coreWidth * core.sigma;
+        double sum = 0;  // of the distances from the former mean, which are small
+        int count = 0;
+        for (double const value : values)
+            if (KxMath::Abs(value - former) <= limit) {
+                sum += value - former;
+                ++count;
+            }
+        if (count == 0 || count == core.count) break;
+        double const mean = former + sum / count;
+        double squares = 0;
+        for (double const value : values)
+            if (KxMath::Abs(value - former) <= limit) squares += KxMath::Sqr(value - mean);
+        core = {mean, KxMath::Sqrt(squares / count), count};
     }
     return core;
 }

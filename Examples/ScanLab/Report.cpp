@@ -85,9 +85,11 @@ void AddMapData(Page& page, DeviationSet const& set, double limit, ReportStyle c
         int const i = std::min(block * step + PlaceInBlock(block, step), set.samples.Size() - 1);
         KxVec3d place(set.samples[i].point);
         place -= middle;
+        place /= diagonal;
         double const value = set.samples[i].value;
-        page.Add(L"%.5g,%.5g,%.5g,%.5g,", place[0] / diagonal, place[1] / diagonal, place[2] / diagonal,
-                 std::isfinite(value) ? value : 0.0);
+        // What overflows has no place and no colour; the page says how many points it shows.
+        if (!std::isfinite(place[0] + place[1] + place[2] + value)) continue;
+        page.Add(L"%.5g,%.5g,%.5g,%.5g,", place[0], place[1], place[2], value);
         if (block % 8 == 7) page.AddText(L"\n");
     }
     page.Add(L"]},\n");

@@ -4,6 +4,7 @@
 
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syException.h>
+#include <hbtools/base/sySafeFile.h>
 #include <hbtools/operators/syOperator.h>
 
 #include <vector>
@@ -19,16 +20,17 @@ void ForEachOperator(KxOperatorMgr const& manager, Visit visit) {
     for (unsigned long i = 0; KxOperator* const found = manager.GetOperatorIndexed(i); ++i) visit(*found);
 }
 
-/// A file that is gone at the end.
+/// A file beside another, under a name that is nobody else's, which is gone at the end.
 class Draft {
 public:
-    explicit Draft(KxString const& path) : m_path(path + L".draft") {}
+    explicit Draft(KxString const& path) : m_place(path), m_path(m_place.GetTemporaryPath() + L".draft") {}
     Draft(Draft const&) = delete;
     Draft& operator=(Draft const&) = delete;
     ~Draft() { m_path.Kill(); }
     KxDirEntry const& Path() const { return m_path; }
 
 private:
+    KxSafeFile m_place;  // keeps the name
     KxDirEntry m_path;
 };
 
