@@ -91,8 +91,8 @@ Scan MakeSyntheticSphere(int count, double radius) {
         // A height and an angle that are spread evenly are spread evenly over the ball.
         double const height = -0.5 + 1.5 * random.Uniform();
         double const angle = KxMath::TwoPi * random.Uniform();
-        double const width = KxMath::Sqrt(1 - height * height);
-        KxVec3d point(width * KxMath::Cos(angle), width * KxMath::Sin(angle), height);
+        double const reach = KxMath::Sqrt(1 - height * height);
+        KxVec3d point(reach * KxMath::Cos(angle), reach * KxMath::Sin(angle), height);
         point *= radius + noise * random.Normal();
         point += center;
         scan.points.Add(point);

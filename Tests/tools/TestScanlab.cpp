@@ -168,13 +168,18 @@ public:
         m_seen.erase(0, at + text.size());
         return true;
     }
-    /// Its exit code, once it has ended by itself.
+    /// Its exit code, once it has ended by itself; -1 if it does not.
     int Wait() {
         while (More()) {}
         int status = 0;
-        ::waitpid(m_child, &status, 0);
-        m_child = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        for (int i = 0; i < 100; ++i) {
+            if (::waitpid(m_child, &status, WNOHANG) == m_child) {
+                m_child = -1;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            }
+            ::usleep(100000);
+        }
+        return -1;
     }
     std::string const& Seen() const { return m_seen; }
 
@@ -195,8 +200,10 @@ private:
 
 TEST_F(Programs, ScanlabAsksAtATerminal) {
     std::string const program = std::string(HBTOOLS_BINARY_DIR) + "/bin/scanlab";
+    fs::create_directories(folder / "deep one");
+    Write("deep one/points.csv", "1,2,3\n");
     struct Exchange {
-        char const* keys;
+        std::string keys;
         char const* answer;
     };
     auto const talk = [](Terminal& terminal, std::vector<Exchange> const& exchanges) {
@@ -224,13 +231,18 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
                         {"Nobody\x03"
                          "List;\r",
                          "444 points in mm, synthetic, plane"},  // Ctrl-C clears
+                        {"Import " + folder.string() + "/deep\tp\t;\r", "Scan        points: points"},
                         {"help \x15List\r", "A semicolon at the end runs it."},
                         {"\x04", "\n"}});
         EXPECT_EQ(terminal.Wait(), 0);
     }
     Terminal terminal({program, "--out", folder.string()});  // the history is there again
     ASSERT_TRUE(terminal.Await("scanlab> "));
-    talk(terminal, {{"\x1b[A", "List"}, {"\x1b[A", ";"}, {"\x1b[A", "FitPlane plate"}, {"\x15quit\r", "\n"}});
+    talk(terminal, {{"\x1b[A", "List"},
+                    {"\x1b[A", ";"},
+                    {"\x1b[A", "deep one"},
+                    {"\x1b[A", "FitPlane plate"},
+                    {"\x15quit\r", "\n"}});
     EXPECT_EQ(terminal.Wait(), 0);
 }
 

@@ -94,7 +94,7 @@ KxString Command::OutputOf(unsigned short parameter) {
 }
 
 KxString Command::InputOf(unsigned short parameter) {
-    KxString const path = GetParameterFile(parameter);
+    KxString path = GetParameterFile(parameter);
     if (path.Len() == 0) Refuse(parameter, TextOf(Text::NoFileName));
     return path;
 }

@@ -32,7 +32,7 @@ protected:
     OfSettings(OperatorId id, Session& session) : Command(id, session) { AddFile(File, {L"*", L"ini"}, false, L"*"); }
 
     KxString Path() {
-        KxString const path = InputOf(File);
+        KxString path = InputOf(File);
         if (path != L"*") return path;
         if (m_session.settingsFile.Len() == 0) Refuse(File, TextOf(Text::NoSettings));
         return m_session.settingsFile;

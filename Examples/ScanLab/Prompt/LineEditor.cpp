@@ -56,9 +56,10 @@ struct LineEditor::State {
         std::wstring common(CommonBegin(completion.candidates).View());
         std::wstring_view const typed = before.substr(completion.begin);
         bool const isOne = completion.candidates.size() == 1;
-        if (isOne && !common.ends_with(L'/')) common += L' ';
-        // A folder between quotes is gone on with.
-        if (isOne && common.ends_with(L"/\"")) common.pop_back();
+        if (isOne && common.ends_with(L"/\""))
+            common.pop_back();  // within the folder it goes on
+        else if (isOne && !common.ends_with(L'/'))
+            common += L' ';
         if (common.size() > typed.size() || (isOne && common != typed)) {
             el_deletestr(editor, static_cast<int>(typed.size()));
             return el_winsertstr(editor, common.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
@@ -79,8 +80,10 @@ struct LineEditor::State {
 
 LineEditor::LineEditor(KxString const& prompt, KxString const& historyFile, Completer completer)
     : m_state(std::make_unique<State>()) {
-    // The editor takes and gives characters of the terminal's encoding.
-    if (!std::setlocale(LC_CTYPE, "") || !std::setlocale(LC_CTYPE, nullptr)) std::setlocale(LC_CTYPE, "C.UTF-8");
+    // The editor takes and gives characters in the encoding of the locale; what everything else prints is UTF-8.
+    char const* const locale = std::setlocale(LC_CTYPE, "");
+    if (!locale || std::string_view(locale) == "C" || std::string_view(locale) == "POSIX")
+        std::setlocale(LC_CTYPE, "C.UTF-8");
     State& s = *m_state;
     s.prompt = std::wstring(prompt.View());
     s.historyFile = KxxToSystemPath(historyFile.View());
