@@ -205,7 +205,7 @@ TEST(Sphere, HoldsForEveryUnitAndPlaceAndRefusesWhatIsNone) {
         }
     Scan flat, line, spot, few;
     for (int i = 0; i < 100; ++i) {
-        flat.Add(KxVec3d(i % 10, i / 10, 0.3 * (i % 10)));
+        flat.Add(KxVec3d(i % 10, 7.0 * i, 0.3 * (i % 10)));
         line.Add(KxVec3d(i, 2 * i, 3 * i));
         spot.Add(KxVec3d(1, 2, 3));
         if (i < 3) few.Add(KxVec3d(i, i * i, 1));

@@ -239,8 +239,8 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
     Terminal terminal({program, "--out", folder.string()});  // the history is there again
     ASSERT_TRUE(terminal.Await("scanlab> "));
     talk(terminal, {{"\x1b[A", "List"},
-                    {"\x1b[A", ";"},
                     {"\x1b[A", "deep one"},
+                    {"\x1b[A", "List;"},
                     {"\x1b[A", "FitPlane plate"},
                     {"\x15quit\r", "\n"}});
     EXPECT_EQ(terminal.Wait(), 0);
