@@ -180,7 +180,11 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     Progress progress(L"Aligning");
     double const coarsest = KxMath::Max(size / 16, finest);
     unsigned levels = 1;
-    for (double cell = coarsest; cell > finest; cell = KxMath::Max(cell / 4, finest)) ++levels;
+    double finer = coarsest;
+    while (finer > finest) {
+        finer = KxMath::Max(finer / 4, finest);
+        ++levels;
+    }
     unsigned level = 0;
     double cell = coarsest;
     for (bool last = false; !last; ++level) {
