@@ -25,7 +25,8 @@ libminizip-dev zip archives
 libexpat1-dev reading XML strictly
 libpugixml-dev the tree of an XML document
 zlib1g-dev the compression in them
-libcli11-dev command lines of the tools'
+libcli11-dev command lines of the tools
+libedit-dev editing of lines at the prompt of scanlab'
 packages_test='
 libgtest-dev the tests
 python3 the tests of JSON output

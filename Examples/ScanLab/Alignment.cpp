@@ -202,7 +202,10 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
         if (!last) continue;
         for (KxVec3d const& point : points) {
             KxVec3d const place = result.motion * point;
-            if (Plane const* const plane = surface.Near(place)) result.deviations.Add(plane->Distance(place));
+            if (Plane const* const plane = surface.Near(place)) {
+                result.deviations.Add(plane->Distance(place));
+                result.places.Add(place);
+            }
         }
     }
     if (result.deviations.Count() < points.Size() / 10) ThrowApart();

@@ -13,9 +13,10 @@
 namespace ScanLab {
 
 struct Alignment {
-    KxN::KxMatrix4 motion;              // brings the moving scan onto the fixed one
-    KxN::KxHistogram deviations{4096};  // signed distances of the moved points from the fixed surface
-    int compared = 0;                   // points of the moving scan that were looked at
+    KxN::KxMatrix4 motion;                  // brings the moving scan onto the fixed one
+    KxN::KxHistogram deviations{4096};      // signed distances of the moved points from the fixed surface
+    KxN::KxTDynArray<KxN::KxVec3d> places;  // of the moved points that have a deviation, in the same order
+    int compared = 0;                       // points of the moving scan that were looked at
     int steps = 0;
 };
 

@@ -2,6 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "Application.h"
 
+#include "Operators/Operators.h"
+#include "Operators/Settings.h"
+#include "Operators/TextIds.h"
+
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/config/syConfigMT.h>
@@ -27,13 +31,11 @@ KxString UsersIniFile() {
     throw new KxException(KxString(L"there is no folder for settings: neither XDG_CONFIG_HOME nor HOME is set"));
 }
 
-/// What a new ini file holds: every setting of the application and of the exception manager.
-void MakeIniFile(KxString const& path) {
+/// What a new ini file holds: every setting of the application, of the exception manager and of the operators.
+void MakeIniFile(KxString const& path, KxOperatorMgr const& operators) {
     Settings const defaults;
     KxConfigMT config(path, 1);
     config.SetGroup(group);
-    config.Write(defaults.points, L"Points");
-    config.Write(defaults.histogramColumns, L"HistogramColumns");
     config.Write(defaults.profiling ? 1 : 0, L"Profiling", KxEnumBOOL(), 1);
     config.SetGroup(L"Initialization");
     struct Default {
@@ -45,14 +47,13 @@ void MakeIniFile(KxString const& path) {
                              Default{L"SortOrder", L"SORT_TIM"}, Default{L"BackupTiming", L"SAVE_ALL_CHANGES"}})
         config.Write(KxString(d.value), d.key);
     config.Flush();
+    SaveSettings(operators, path);
 }
 
 Settings ReadSettings(KxString const& path) {
     Settings settings;
     KxConfiguration config(path, 1);
-    config.SetGroup(group, 3);
-    config.Read(settings.points, L"Points", KxTRange<int>(1, 80000000));
-    config.Read(settings.histogramColumns, L"HistogramColumns", KxTRange<int>(3, 101));
+    config.SetGroup(group, 1);
     settings.profiling = config.ReadBOOL(L"Profiling") != 0;
     return settings;
 }
@@ -60,18 +61,23 @@ Settings ReadSettings(KxString const& path) {
 }  // namespace
 
 void PrintError(KxString text) {
+    text.SearchAndReplace(L"\r\n", L" ", 0);  // of the heads that say where a command failed
     for (int i = 0; i < text.Len(); ++i)
         if (text[i] < 0x20 || (text[i] >= 0x7f && text[i] < 0xa0)) text[i] = text[i] == L'\n' ? L' ' : L'?';
     std::fprintf(stderr, "scanlab: %s\n", KxxToUtf8(text.View()).c_str());
 }
 
-Application::Application(KxString const& iniFile) {
+Application::Application(KxString const& iniFile, KxString const& folder) : m_session(folder) {
+    UseTexts();
+    InsertOperators(m_operators, m_session);
     try {
         KxString const path = iniFile.Len() > 0 ? iniFile : UsersIniFile();
-        if (!KxDirEntry(path).Exists(1)) MakeIniFile(path);
+        if (!KxDirEntry(path).Exists(1)) MakeIniFile(path, m_operators);
         auto manager = std::make_unique<KxExceptionManager>();
         manager->Initialize(path);
         m_settings = ReadSettings(path);
+        LoadSettings(m_operators, path);
+        m_session.settingsFile = path;
         m_manager = std::move(manager);
     } catch (CException* exception) {
         if (iniFile.Len() > 0) throw;  // the user named it
@@ -79,12 +85,14 @@ Application::Application(KxString const& iniFile) {
         exception->Delete();
     }
     pExceptionMgr = m_manager.get();
+    pOperatorMgr = &m_operators;
     KxProfileLogger::SetProfilingState(m_settings.profiling);
 }
 
 Application::~Application() {
     KxProfileLogger::SetProfilingState(false);
     pExceptionMgr = nullptr;
+    pOperatorMgr = nullptr;
 }
 
 void Application::Report(CException& exception) {

@@ -1,18 +1,22 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What the application makes at its start and takes down at its end: the application object, the guards, the ini file and
-// the exception manager with its log and debug file. One object, first of all in main.
+// What the application makes at its start and takes down at its end: the application object, the guards, its texts, the
+// operators with their session, the ini file and the exception manager with its log and debug file. One object, first
+// of all in main.
 //
 // The ini file is "scanlab.ini" in the user's folder for settings, unless another is named; it is made with all settings
-// at their defaults if it is missing. Log and debug file stand beside it. Without a place for them the application runs
-// all the same, and says so.
+// at their defaults if it is missing. The operators begin with the parameters that stand there. Log and debug file stand
+// beside it. Without a place for them the application runs all the same, and says so.
 #pragma once
+
+#include "Operators/Session.h"
 
 #include <hbtools/base/syException.h>
 #include <hbtools/base/syWinApp.h>
 #include <hbtools/diagnostics/syExceptionMgr.h>
 #include <hbtools/diagnostics/syHandlers.h>
+#include <hbtools/operators/syOperatorMgr.h>
 
 #include <memory>
 
@@ -20,20 +24,20 @@ namespace ScanLab {
 
 /// Group [ScanLab] of the ini file.
 struct Settings {
-    int points = 1000000;  // of the synthetic plate
-    int histogramColumns = 21;
     bool profiling = false;  // write PROFILE lines to the debug file
 };
 
 class Application {
 public:
-    /// `iniFile` empty: the user's own. @throws KxException for a bad setting, naming key, group and file
-    explicit Application(KxN::KxString const& iniFile);
+    /// `iniFile` empty: the user's own. `folder`: where files with relative names are written.
+    /// @throws KxException for a bad setting, naming key, group and file
+    Application(KxN::KxString const& iniFile, KxN::KxString const& folder);
     Application(Application const&) = delete;
     Application& operator=(Application const&) = delete;
     ~Application();
 
-    Settings const& GetSettings() const { return m_settings; }
+    Session& GetSession() { return m_session; }
+    KxN::KxOperatorMgr& Operators() { return m_operators; }
     /// Keeps a failure in log and debug file, and prints it as one line on standard error.
     void Report(KxN::CException& exception);
 
@@ -45,6 +49,8 @@ private:
     KxN::KxUnexpectedHandler m_unexpected;
     std::unique_ptr<KxN::KxExceptionManager> m_manager;
     Settings m_settings;
+    Session m_session;
+    KxN::KxOperatorMgr m_operators;
 };
 
 /// Prints one line on standard error, without control characters that a file name could bring along.

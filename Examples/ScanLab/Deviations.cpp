@@ -5,6 +5,7 @@
 #include <hbtools/math/syMatrix3.h>
 
 #include <limits>
+#include <vector>
 
 namespace ScanLab {
 
@@ -13,7 +14,6 @@ using namespace KxN;
 namespace {
 constexpr int histogramBlock = 4096;
 constexpr double coreWidth = 3.0;  // sigmas to each side
-constexpr int fitPasses = 6;
 }  // namespace
 
 double Plane::Distance(KxVec3d const& point) const {
@@ -68,29 +68,39 @@ Plane PlaneSums::Fit() const {
     return plane;
 }
 
-Plane FitPlane(Scan const& scan) {
+Plane FitPlane(Scan const& scan, double sigmas, int passes) {
     Plane plane;
     double limit = std::numeric_limits<double>::infinity();
-    for (int pass = 0; pass < fitPasses; ++pass) {
+    for (int pass = 0; pass < passes; ++pass) {
         PlaneSums sums;
         for (KxVec3d const& point : scan.points)
             if (KxMath::Abs(plane.Distance(point)) <= limit) sums.Add(point);
         plane = sums.Fit();
         Core const core = CoreOf(DeviationsFrom(plane, scan), 1);
         if (!(core.sigma > 0)) break;
-        limit = coreWidth * core.sigma;
+        limit = sigmas * core.sigma;
     }
     return plane;
 }
 
 Core CoreOf(KxHistogram const& deviations, int passes) {
     Core core{deviations.Mean(), deviations.StdDev(), deviations.Count()};
+    std::vector<double> const values(deviations.Values().begin(), deviations.Values().end());
     for (; passes > 0; --passes) {
-        KxHistogram inside(histogramBlock);
-        for (double value : deviations.Values())
-            if (KxMath::Abs(value - core.mean) <= coreWidth * core.sigma) inside.Add(value);
-        if (!inside.IsValid() || inside.Count() == core.count) break;
-        core = {inside.Mean(), inside.StdDev(), inside.Count()};
+        double const former = core.mean, limit = coreWidth * core.sigma;
+        double sum = 0;  // of the distances from the former mean, which are small
+        int count = 0;
+        for (double const value : values)
+            if (KxMath::Abs(value - former) <= limit) {
+                sum += value - former;
+                ++count;
+            }
+        if (count == 0 || count == core.count) break;
+        double const mean = former + sum / count;
+        double squares = 0;
+        for (double const value : values)
+            if (KxMath::Abs(value - former) <= limit) squares += KxMath::Sqr(value - mean);
+        core = {mean, KxMath::Sqrt(squares / count), count};
     }
     return core;
 }

@@ -41,9 +41,9 @@ struct Core {
     int count;
 };
 
-/// Least squares of the distances, again and again without what lies beyond 3 sigma, so that bores and edges do not
-/// tilt it.
-Plane FitPlane(Scan const& scan);
+/// Least squares of the distances, again and again without what lies beyond `sigmas`, so that bores and edges do not
+/// tilt it; at most `passes` times.
+Plane FitPlane(Scan const& scan, double sigmas = 3.0, int passes = 6);
 KxN::KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan);
 /// `passes`: how often outliers are left out at most.
 Core CoreOf(KxN::KxHistogram const& deviations, int passes = 8);

@@ -3,10 +3,10 @@
 #include "HistogramPicture.h"
 
 #include "Deviations.h"
+#include "Print.h"
 
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
-#include <hbtools/base/syFile.h>
 #include <hbtools/base/syFormat.h>
 #include <hbtools/base/sySafeFile.h>
 
@@ -26,20 +26,6 @@ constexpr double left = 90, right = 860, top = 90, bottom = 430;
 constexpr int columns = 60;
 constexpr double shownSigmas = 4.5;
 constexpr double limitSigmas = 3.0;
-
-std::wstring Escaped(KxString const& text) {
-    std::wstring out;
-    for (wchar_t const c : text.View()) {
-        if (c == L'<')
-            out += L"&lt;";
-        else if (c == L'&')
-            out += L"&amp;";
-        else
-            out +=
-                c < 0x20 || (c >= 0x7f && c < 0xa0) || (c >= 0xd800 && c < 0xe000) || (c & 0xfffe) == 0xfffe ? L'?' : c;
-    }
-    return out;
-}
 
 /// 1, 2 or 5 times a power of ten, so that about `parts` of them make `range`.
 double NiceStep(double range, int parts) {
@@ -81,8 +67,8 @@ private:
 
 }  // namespace
 
-void SaveHistogramPicture(KxString const& path, KxHistogram const& values, KxString const& title,
-                          KxString const& unit) {
+std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, KxString const& unit,
+                              HistogramColors const& colors) {
     KxHistogram deviations(4096);
     for (double const value : values.Values())
         if (std::isfinite(value)) deviations.Add(value);
@@ -109,7 +95,6 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& values, KxStr
 
     Picture p;
     p.Add(
-        L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         L"<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %.0f %.0f\" font-family=\"sans-serif\" "
         L"font-size=\"13\">\n"
         L"<rect width=\"%.0f\" height=\"%.0f\" fill=\"white\"/>\n",
@@ -134,7 +119,7 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& values, KxStr
         bool const isInside = KxMath::Abs(counts.ColumnCenter(i) - core.mean) <= limitSigmas * sigma;
         double const x0 = x(low + (high - low) * i / columns), x1 = x(low + (high - low) * (i + 1) / columns);
         p.Add(L"<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\"/>\n", x0 + 0.5, y(count),
-              x1 - x0 - 1.0, bottom - y(count), isInside ? L"#4a7ebb" : L"#c0504d");
+              x1 - x0 - 1.0, bottom - y(count), HtmlOf(isInside ? colors.inner : colors.outer));
     }
     // What a normal distribution with this mean and sigma would give.
     double const area = core.count * (high - low) / columns / (sigma * KxMath::Sqrt(KxMath::TwoPi));
@@ -184,12 +169,13 @@ void SaveHistogramPicture(KxString const& path, KxHistogram const& values, KxStr
                L"font-size=\"12\"");
     p.Add(L"</svg>\n");
 
-    std::string const bytes = KxxToUtf8(p.Get());
-    KxSafeFile whole(path);
-    CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
-    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
-    file.Close();
-    whole.Commit();
+    return p.Get();
+}
+
+void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, KxString const& title,
+                          KxString const& unit, HistogramColors const& colors) {
+    KxxSaveFile(path, KxxToUtf8(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
+                                HistogramPicture(deviations, title, unit, colors)));
 }
 
 }  // namespace ScanLab

@@ -6,14 +6,25 @@
 #pragma once
 
 #include <hbtools/base/syString.h>
+#include <hbtools/core/syColor.h>
 #include <hbtools/math/syHistogram.h>
+
+#include <string>
 
 namespace ScanLab {
 
-/// Writes the picture whole or not at all. `title` is any text; `unit` may be empty. Values that are no finite numbers are
-/// counted below the picture and take no part otherwise.
-/// @throws CFileException, KxException if there is no finite value
+/// Of the columns within the limits and beyond them.
+struct HistogramColors {
+    KxN::KxColor inner{0x4a, 0x7e, 0xbb};
+    KxN::KxColor outer{0xc0, 0x50, 0x4d};
+};
+
+/// The picture as an SVG element. `title` is any text; `unit` may be empty. Values that are no finite numbers are
+/// counted below the picture and take no part otherwise. @throws KxException if there is no finite value
+std::wstring HistogramPicture(KxN::KxHistogram const& deviations, KxN::KxString const& title, KxN::KxString const& unit,
+                              HistogramColors const& colors = {});
+/// Writes it as a file, whole or not at all. @throws KxDirEntryException, and as above
 void SaveHistogramPicture(KxN::KxString const& path, KxN::KxHistogram const& deviations, KxN::KxString const& title,
-                          KxN::KxString const& unit);
+                          KxN::KxString const& unit, HistogramColors const& colors = {});
 
 }  // namespace ScanLab

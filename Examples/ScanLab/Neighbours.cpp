@@ -38,12 +38,30 @@ std::uint64_t Neighbours::Key(std::int64_t x, std::int64_t y, std::int64_t z) {
     return part(x) << 2 * bits | part(y) << bits | part(z);
 }
 
+Neighbours::Entry const* Neighbours::First(std::uint64_t key) const {
+    return std::lower_bound(m_entries.begin(), m_entries.end(), key,
+                            [](Entry const& e, std::uint64_t k) { return e.key < k; });
+}
+
 Neighbours::Entries Neighbours::Range(std::uint64_t first, std::uint64_t last) const {
-    Entry const* const begin = std::lower_bound(m_entries.begin(), m_entries.end(), first,
-                                                [](Entry const& e, std::uint64_t k) { return e.key < k; });
+    Entry const* const begin = First(first);
     Entry const* end = begin;
     while (end != m_entries.end() && end->key <= last) ++end;
     return {begin, end};
+}
+
+bool Neighbours::HasNear(KxVec3d const& place, int count) const {
+    std::int64_t const x = Coordinate(place[0], 0), y = Coordinate(place[1], 1), z = Coordinate(place[2], 2);
+    // The column of the place itself first: it mostly is enough.
+    constexpr int order[] = {0, -1, 1};
+    for (int const i : order)
+        for (int const j : order) {
+            Entry const* const end = m_entries.end();
+            std::uint64_t const last = Key(x + i, y + j, z + 1);
+            for (Entry const* entry = First(Key(x + i, y + j, z - 1)); entry != end && entry->key <= last; ++entry)
+                if (m_points[entry->index].SquaredDistance(place) <= m_cell * m_cell && --count <= 0) return true;
+        }
+    return count <= 0;
 }
 
 int Neighbours::Nearest(KxVec3d const& place) const {

@@ -30,6 +30,8 @@ public:
                 }
             }
     }
+    /// True if there are at least `count` of them. Looks at no more than it needs to know that.
+    bool HasNear(KxN::KxVec3d const& place, int count) const;
     /// The nearest of them; -1 if there is none.
     int Nearest(KxN::KxVec3d const& place) const;
 
@@ -45,6 +47,7 @@ private:
 
     std::int64_t Coordinate(double value, int axis) const;
     static std::uint64_t Key(std::int64_t x, std::int64_t y, std::int64_t z);
+    Entry const* First(std::uint64_t key) const;
     Entries Range(std::uint64_t first, std::uint64_t last) const;
 
     KxN::KxTArray<KxN::KxVec3d> const& m_points;

@@ -33,7 +33,11 @@ enum Id : unsigned long {
     deviationsMarker = 1010,
     centerId = 1011,
     normalId = 1012,
-    histogramId = 1014
+    histogramId = 1014,
+    sphereMarker = 1020,
+    sphereCenterId = 1021,
+    radiusId = 1022,
+    sphereHistogramId = 1024
 };
 
 // The record form is the process's; this is ours while a file is written.
@@ -74,7 +78,37 @@ std::string ImageOf(KxProperty const& property) {
     return image;
 }
 
+void LoadFit(KxTagArchive& archive, StoredScan& stored) {
+    auto const find = [&archive](unsigned long marker) {
+        archive.SetOptionalTagsMode();
+        archive >> KxNullTag(marker);
+        bool const isThere = archive.LastReadTagFound() != 0;
+        archive.SetNecessaryTagsMode();
+        return isThere;
+    };
+    if (find(deviationsMarker)) {
+        stored.fit = FitKind::plane;
+        archive.LevelDown();
+        archive >> KxHistogramTag(histogramId, stored.deviations) >> KxVec3dTag(normalId, stored.plane.normal) >>
+            KxVec3dTag(centerId, stored.plane.center);
+        archive.LevelUp();
+    } else if (find(sphereMarker)) {
+        stored.fit = FitKind::sphere;
+        archive.LevelDown();
+        archive >> KxHistogramTag(sphereHistogramId, stored.deviations) >>
+            KxTTag<double>(radiusId, stored.sphere.radius) >> KxVec3dTag(sphereCenterId, stored.sphere.center);
+        archive.LevelUp();
+    }
+}
+
 }  // namespace
+
+void StoredScan::DropFit() {
+    fit = FitKind::none;
+    plane = Plane();
+    sphere = Sphere();
+    deviations.Clear();
+}
 
 void Store(KxString const& path, StoredScan& stored, TagFormat format) {
     FormatScope const scope(format);
@@ -96,11 +130,19 @@ void Store(KxString const& path, StoredScan& stored, TagFormat format) {
     if (scan.unit.Len() > 0) archive << KxStringTag(unitId, scan.unit);
     KxPropertyList* conditions = &scan.conditions;
     if (conditions->GetCount() > 0) archive << KxPropertyListTag(conditionsId, conditions);
-    archive << KxNullTag(deviationsMarker);
-    archive.LevelDown();
-    archive << KxVec3dTag(centerId, stored.plane.center) << KxVec3dTag(normalId, stored.plane.normal)
-            << KxHistogramTag(histogramId, stored.deviations);
-    archive.LevelUp();
+    if (stored.fit == FitKind::plane) {
+        archive << KxNullTag(deviationsMarker);
+        archive.LevelDown();
+        archive << KxVec3dTag(centerId, stored.plane.center) << KxVec3dTag(normalId, stored.plane.normal)
+                << KxHistogramTag(histogramId, stored.deviations);
+        archive.LevelUp();
+    } else if (stored.fit == FitKind::sphere) {
+        archive << KxNullTag(sphereMarker);
+        archive.LevelDown();
+        archive << KxVec3dTag(sphereCenterId, stored.sphere.center) << KxTTag<double>(radiusId, stored.sphere.radius)
+                << KxHistogramTag(sphereHistogramId, stored.deviations);
+        archive.LevelUp();
+    }
     archive.LevelUp();
     file.Close();
     whole.Commit();
@@ -120,11 +162,7 @@ StoredScan Load(KxString const& path) {
         throw new KxFileException(L"ScanFile", __LINE__, path + L" is not a scan file");
     archive >> KxNullTag(scanMarker);
     archive.LevelDown();
-    archive >> KxNullTag(deviationsMarker);
-    archive.LevelDown();
-    archive >> KxHistogramTag(histogramId, stored.deviations) >> KxVec3dTag(normalId, stored.plane.normal) >>
-        KxVec3dTag(centerId, stored.plane.center);
-    archive.LevelUp();
+    LoadFit(archive, stored);
     archive >> KxTTag<long long>(measuredId, measured) >> KxVec3dArrayTag(pointsId, points) >>
         KxStringTag(nameId, stored.scan.name);
     archive.SetOptionalTagsMode();
@@ -148,7 +186,8 @@ bool IsSame(StoredScan const& a, StoredScan const& b) {
     bool const hasConditions = a.scan.conditions.GetCount() > 0 || b.scan.conditions.GetCount() > 0;
     if (hasConditions && ImageOf(a.scan.conditions) != ImageOf(b.scan.conditions)) return false;
     if (!SamePoints(a.scan.points, b.scan.points) || !SamePoints(a.scan.notFinite, b.scan.notFinite)) return false;
-    if (std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
+    if (a.fit != b.fit || std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
+    if (std::memcmp(&a.sphere, &b.sphere, sizeof a.sphere) != 0) return false;
     if (a.deviations.Count() != b.deviations.Count()) return false;
     auto other = b.deviations.Values().begin();
     for (double value : a.deviations.Values()) {

@@ -10,23 +10,36 @@
 //       1006 property list     conditions of the measurement, a tree; optional
 //       1003 64-bit integer    number of points that were measured, finite or not
 //       1004 array of points   those with a coordinate that is no finite number; optional
-//       1010 marker            deviations from the plane of best fit
+//       1010 marker            deviations from the plane of best fit; optional
 //         1011 vector          a point of the plane
 //         1012 vector          its normal
-//         1014 histogram       the deviations in the order of the points
+//         1014 histogram       the deviations in the order of the points; empty if they were not computed
+//       1020 marker            the same from the sphere of best fit; optional
+//         1021 vector          its centre
+//         1022 number          its radius
+//         1024 histogram       the deviations
 #pragma once
 
 #include "Deviations.h"
 #include "Scan.h"
+#include "Sphere.h"
 
 #include <hbtools/persistence/syTag.h>
 
 namespace ScanLab {
 
+enum class FitKind { none, plane, sphere };
+
+/// A scan with the shape that was fitted to it.
 struct StoredScan {
     Scan scan;
+    FitKind fit = FitKind::none;
     Plane plane;
-    KxN::KxHistogram deviations{4096};
+    Sphere sphere;
+    KxN::KxHistogram deviations{4096};  // from the one that `fit` says, in the order of the points; or empty
+
+    /// Forgets the shape, which is none of the scan's any more.
+    void DropFit();
 };
 
 /// Writes the file whole or not at all; a former one stays as it was if anything fails.

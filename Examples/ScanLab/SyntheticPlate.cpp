@@ -79,4 +79,25 @@ Scan MakeSyntheticPlate(int count) {
     return scan;
 }
 
+Scan MakeSyntheticSphere(int count, double radius) {
+    Scan scan;
+    scan.name = KxString(L"Kugel");
+    scan.source = KxString(L"synthetic");
+    scan.unit = KxString(L"mm");
+    scan.points.Reserve(count);
+    Random random;
+    KxVec3d const center(40, -20, 15);
+    while (scan.points.Size() < count) {
+        // A height and an angle that are spread evenly are spread evenly over the ball.
+        double const height = -0.5 + 1.5 * random.Uniform();
+        double const angle = KxMath::TwoPi * random.Uniform();
+        double const reach = KxMath::Sqrt(1 - height * height);
+        KxVec3d point(reach * KxMath::Cos(angle), reach * KxMath::Sin(angle), height);
+        point *= radius + noise * random.Normal();
+        point += center;
+        scan.points.Add(point);
+    }
+    return scan;
+}
+
 }  // namespace ScanLab

@@ -1,62 +1,154 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// ScanLab, a small application on top of the library.
+// ScanLab, a small application on top of the library. Whatever it does is an operator with parameters; this file only says
+// where the command lines come from.
 #include "Application.h"
-#include "Demo.h"
+#include "Print.h"
+#include "Prompt/Prompt.h"
+#include "Prompt/Reference.h"
 
-#include <hbtools/base/syEncoding.h>
+#include <hbtools/base/syTerminal.h>
+#include <hbtools/operators/syMacro.h>
+#include <hbtools/operators/syOperator.h>
 
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <memory>
 
-int main(int argc, char** argv) {
-    CLI::App app("ScanLab: scans, tag files and what lies between them.");
-    app.require_subcommand(1);
-    CLI::App* demo = app.add_subcommand(
-        "demo", "Fits, aligns and stores a scan in tag files of both forms, reads it back and compares every bit");
-    CLI::App* align = app.add_subcommand("align", "Brings a scan onto another one and draws what is left over");
-    std::string fixed;
-    std::string moving;
-    std::string scan;
-    std::string folder = ".";
+using namespace KxN;
+
+namespace {
+
+struct Arguments {
     std::string ini;
+    std::string folder = ".";
+    std::vector<std::string> macros;
+    std::vector<std::string> lines;
+    std::string scan, fixed, moving;
     int points = 0;
-    app.add_option("--ini", ini, "Settings; log and debug file stand beside it");
-    demo->add_option("SCAN", scan, "PLY, PCD, XYZ or CSV file; without one a synthetic plate is measured");
-    demo->add_option("--out", folder, "Folder for the tag files")->capture_default_str();
-    demo->add_option("--points", points, "Points of the synthetic plate, instead of those in the settings")
+    bool isReference = false;
+};
+
+KxString PathOf(std::string const& name) {
+    return KxxFromSystemPath(name);
+}
+
+/// The macro of the main job: beside the program, or where an installation has it.
+KxString DemoMacro() {
+    namespace fs = std::filesystem;
+    fs::path const folder = fs::read_symlink("/proc/self/exe").parent_path();
+    fs::path const installed = folder / "../share/hbtools/demo.mac", beside = folder / "demo.mac";
+    return PathOf((fs::exists(beside) ? beside : installed).string());
+}
+
+OperatorReturnCode RunMacros(std::vector<std::string> const& macros) {
+    for (std::string const& macro : macros)
+        if (OperatorReturnCode const result = KxMacro(nullptr).Start(PathOf(macro))) return result;
+    return OPERATOR_OK;
+}
+
+OperatorReturnCode RunDemo(ScanLab::Application& application, Arguments const& arguments) {
+    ScanLab::Prompt prompt(application);
+    if (arguments.points > 0)
+        application.Operators()
+            .GetOperator(L"Synthesize")
+            ->GetParameter(L"Points")
+            ->SetValueFromString(KxTools::String(arguments.points));
+    if (!arguments.scan.empty()) prompt.Run(L"Import", {PathOf(arguments.scan), L"*"});
+    return KxMacro(nullptr).Start(DemoMacro());
+}
+
+OperatorReturnCode RunAlign(ScanLab::Application& application, Arguments const& arguments) {
+    ScanLab::Prompt prompt(application);
+    prompt.Run(L"Import", {PathOf(arguments.fixed), L"*"});
+    KxString const fixed = application.GetSession().Find(L"*").name;
+    prompt.Run(L"Import", {PathOf(arguments.moving), L"*"});
+    return prompt.Run(L"Align", {application.GetSession().Find(L"*").name, fixed, L"FALSE", L"alignment.svg"});
+}
+
+OperatorReturnCode RunLines(ScanLab::Application& application, std::vector<std::string> const& lines) {
+    ScanLab::Prompt prompt(application);
+    for (std::string const& line : lines)
+        if (OperatorReturnCode const result = prompt.RunLine(KxString(line.c_str()))) return result;
+    return OPERATOR_OK;
+}
+
+OperatorReturnCode RunPrompt(ScanLab::Application& application) {
+    ScanLab::Prompt prompt(application);
+    if (!KxxIsTerminal(StandardInput)) return prompt.RunInput();
+    prompt.Interact();
+    return OPERATOR_OK;
+}
+
+/// 0 if all went well, 2 if a command did not do its work.
+int ExitCodeOf(OperatorReturnCode result) {
+    if (result == OPERATOR_PARAMETERS_SET) {
+        ScanLab::PrintError(KxString(L"ended by a command without a semicolon, which only sets parameters"));
+        return 1;
+    }
+    return result == OPERATOR_OK ? 0 : 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    KxxSurviveClosedPipes();
+    Arguments arguments;
+    CLI::App app(
+        "ScanLab: scans, what is computed from them, and the files that keep both. Without arguments it asks for "
+        "commands.");
+    CLI::App* const demo = app.add_subcommand("demo", "Runs the main job, demo.mac, with a synthetic plate or a scan");
+    CLI::App* const align = app.add_subcommand("align", "Brings a scan onto another one and draws what is left over");
+    CLI::App* const run = app.add_subcommand("run", "Runs macros: files of command lines");
+    CLI::App* const lines = app.add_subcommand("do", "Runs command lines");
+    for (CLI::App* const sub : {&app, demo, align, run, lines})
+        sub->add_option("--out", arguments.folder, "Folder for the files that are written")->capture_default_str();
+    app.add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
+    app.add_flag("--help-operators", arguments.isReference, "Prints all operators and their parameters as Markdown");
+    app.add_option("MACRO", arguments.macros, "Macros to run");
+    run->add_option("MACRO", arguments.macros, "Macros to run")->required();
+    lines->add_option("LINE", arguments.lines, "Command lines: 'Synthesize plate;' 'FitPlane;'")->required();
+    demo->add_option("SCAN", arguments.scan, "PLY, PCD, XYZ or CSV file; without one a synthetic plate is measured");
+    demo->add_option("--points", arguments.points, "Points of the synthetic plate, instead of those in the settings")
         ->check(CLI::Range(1, 80000000));
-    align->add_option("FIXED", fixed, "The scan that stays")->required();
-    align->add_option("MOVING", moving, "The scan that is moved")->required();
-    align->add_option("--out", folder, "Folder for the picture")->capture_default_str();
+    align->add_option("FIXED", arguments.fixed, "The scan that stays")->required();
+    align->add_option("MOVING", arguments.moving, "The scan that is moved")->required();
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
         return app.exit(error) == 0 ? 0 : 1;
     }
-    auto const path = [](std::string const& name) { return KxN::KxString(KxN::KxxFromSystemPath(name)); };
     std::unique_ptr<ScanLab::Application> application;
     try {
-        application = std::make_unique<ScanLab::Application>(path(ini));
-        ScanLab::Settings settings = application->GetSettings();
-        if (points > 0) settings.points = points;
-        int const result = align->parsed() ? ScanLab::RunAlign(path(fixed), path(moving), path(folder))
-                                           : ScanLab::RunDemo(path(scan), path(folder), settings);
-        if (std::fflush(stdout) == 0) return result;
-        ScanLab::PrintError(KxN::KxString(L"the report could not be written"));
-    } catch (KxN::CException* exception) {
+        application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder));
+        OperatorReturnCode result = OPERATOR_OK;
+        if (arguments.isReference)
+            ScanLab::Print(L"%s", ScanLab::ReferencePage(application->Operators()));
+        else if (demo->parsed())
+            result = RunDemo(*application, arguments);
+        else if (align->parsed())
+            result = RunAlign(*application, arguments);
+        else if (lines->parsed())
+            result = RunLines(*application, arguments.lines);
+        else if (!arguments.macros.empty())
+            result = RunMacros(arguments.macros);
+        else
+            result = RunPrompt(*application);
+        if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return ExitCodeOf(result);
+        ScanLab::PrintError(KxString(L"the report could not be written"));
+    } catch (CException* exception) {
         std::fflush(stdout);
         if (application)
             application->Report(*exception);
         else
-            ScanLab::PrintError(KxN::CException::TextOf(*exception));
+            ScanLab::PrintError(CException::TextOf(*exception));
         exception->Delete();
     } catch (std::exception const& exception) {
-        ScanLab::PrintError(KxN::KxString(exception.what()));
+        ScanLab::PrintError(KxString(exception.what()));
     }
     return 1;
 }

@@ -137,8 +137,9 @@ TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
     SaveHistogramPicture(Path("a.svg"), deviations, L"A < B & \"C\"\x07", L"mm");
     std::string const text = Get("a.svg");
     // Triangle of half width 51: sigma^2 = (51^2 - 1) / 6 = 433.3 steps
-    for (char const* part : {"A &lt; B &amp; \"C\"?", "2601 points; mean 0.25 mm, \u03c3 0.02082 mm", "deviation [mm]",
-                             ">mean<", "limit 0.1876 mm", "limit 0.3124 mm", "from 0.2 to 0.3 mm", ">0.24<"})
+    for (char const* part :
+         {"A &lt; B &amp; &quot;C&quot;?", "2601 points; mean 0.25 mm, \u03c3 0.02082 mm", "deviation [mm]", ">mean<",
+          "limit 0.1876 mm", "limit 0.3124 mm", "from 0.2 to 0.3 mm", ">0.24<"})
         EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
     EXPECT_EQ(text.find("#c0504d"), std::string::npos);  // nothing beyond the limits
     KxHistogram same, far;

@@ -25,6 +25,7 @@ StoredScan Sample() {
     stored.scan = MakeSyntheticPlate(3000);
     stored.scan.Add(KxVec3d(std::bit_cast<double>(0x7ff8dead0000beefULL), 1.0, 2.0));
     stored.scan.Add(KxVec3d(0.0, -std::numeric_limits<double>::infinity(), 2.0));
+    stored.fit = FitKind::plane;
     stored.plane = FitPlane(stored.scan);
     stored.deviations = DeviationsFrom(stored.plane, stored.scan);
     return stored;

@@ -14,32 +14,6 @@ std::string const wholeFile(
     "\x02\0\0\0\x64\0\x02\0\0\0\x2c\0\0\0\0\0\0\0\x07\0",
     18 + 8 + 18 + 2);
 
-TEST_F(Programs, ScanlabKeepsItsFailuresInALog) {
-    Write("broken.ply",
-          "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float "
-          "z\nend_header\n1 2 3\n");
-    EXPECT_EQ(Call("./scanlab demo --out " + Path("out") + " " + Path("broken.ply")).code, 1);
-    Outcome const log = Call("./hblog log " + Path("scanlab/scanlab.log"));
-    EXPECT_EQ(log.code, 0);
-    EXPECT_NE(log.output.find("NONFATAL  ScanLab  <ScanReader, "), std::string::npos) << log.output;
-    EXPECT_NE(log.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
-        << log.output;
-    Outcome const debug = Call("./hblog debug " + Path("scanlab/scanlab.debug"));
-    EXPECT_NE(debug.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
-        << debug.output;
-
-    Write("own.ini", "[ScanLab]\nPoints=12x\nHistogramColumns=21\nProfiling=FALSE\n");
-    Outcome const bad = Call("./scanlab --ini " + Path("own.ini") + " demo --out " + Path("out"));
-    EXPECT_EQ(bad.code, 1);
-    for (char const* part : {"Points", "[ScanLab]", "own.ini", "12x"})
-        EXPECT_NE(bad.output.find(part), std::string::npos) << bad.output;
-
-    Write("prof.ini", "[ScanLab]\nPoints=2000\nHistogramColumns=21\nProfiling=TRUE\n[Initialization]\nErrorCount=5\n");
-    EXPECT_EQ(Call("./scanlab --ini " + Path("prof.ini") + " demo --out " + Path("out")).code, 0);
-    Outcome const profile = Call("./hblog profile " + Path("Debug.log"));
-    EXPECT_NE(profile.output.find("demo"), std::string::npos) << profile.output;
-}
-
 }  // namespace
 
 TEST_F(Programs, HbtagExitCodesAreAContract) {
@@ -239,30 +213,4 @@ TEST_F(Programs, AClosedPipeIsAFailure) {
         EXPECT_NE(outcome.output.find("could not be written: Broken pipe"), std::string::npos) << outcome.output;
     }
     ::close(ends[1]);
-}
-
-TEST_F(Programs, ScanlabDemoStoresAndCompares) {
-    Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\nnan,1,1\n1,1,0\n");
-    Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv"));
-    EXPECT_EQ(outcome.code, 0) << outcome.output;
-    EXPECT_NE(outcome.output.find("Points      4"), std::string::npos) << outcome.output;
-    EXPECT_NE(outcome.output.find("Not finite  1"), std::string::npos) << outcome.output;
-    EXPECT_EQ(outcome.output.find("NOT THE SAME"), std::string::npos) << outcome.output;
-    for (char const* name : {"out/scan-32.tag", "out/scan-64.tag"})
-        EXPECT_EQ(Call("./hbtag verify " + Path(name)).code, 0) << name;
-}
-
-TEST_F(Programs, ScanlabSaysInOneLineWhatIsWrongAndLeavesNothing) {
-    Write("broken.ply",
-          "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float "
-          "z\nend_header\n1 2 3\n");
-    for (std::string const& scan : {Path("missing.csv"), Path("broken.ply"), Path("."), std::string("/dev/null")}) {
-        Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + scan);
-        EXPECT_EQ(outcome.code, 1) << scan;
-        EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1) << outcome.output;
-        EXPECT_FALSE(fs::exists(folder / "out")) << scan;
-    }
-    Outcome const outcome = Call("./scanlab demo --points 1000 --out /dev/null/x");
-    EXPECT_EQ(outcome.code, 1);
-    EXPECT_NE(outcome.output.find("the folder cannot be made"), std::string::npos) << outcome.output;
 }

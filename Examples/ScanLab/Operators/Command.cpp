@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Command.h"
+
+#include <hbtools/base/syException.h>
+#include <hbtools/diagnostics/syProfile.h>
+#include <hbtools/operators/syParamBool.h>
+#include <hbtools/operators/syParamColor.h>
+#include <hbtools/operators/syParamDouble.h>
+#include <hbtools/operators/syParamList.h>
+#include <hbtools/operators/syParamLong.h>
+#include <hbtools/operators/syParamString.h>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+constexpr unsigned short operatorPrefix = 7211;  // of the library's texts: Operator "%s":
+
+/// A new exception with the text in front of that of the caught one, which is destroyed.
+KxException* WithPrefix(KxString const& prefix, CException* exception) {
+    if (exception->EndsThread()) throw;
+    auto* const named = new KxException(L"ScanLab", __LINE__, prefix + CException::TextOf(*exception));
+    exception->Delete();
+    return named;
+}
+
+KxTMem<KxString> Listed(std::initializer_list<wchar_t const*> texts) {
+    KxTMem<KxString> list(static_cast<unsigned long>(texts.size()));
+    unsigned long i = 0;
+    for (wchar_t const* const text : texts) list[i++] = text;
+    return list;
+}
+
+}  // namespace
+
+KxResId Command::TextsOf(unsigned short parameter) const {
+    return KxResId(static_cast<unsigned short>(GetId() + 3 * parameter), nullptr);
+}
+
+void Command::AddSwitch(unsigned short parameter, bool value) {
+    Insert(new KxParameterBool(parameter, TextsOf(parameter), value, value));
+}
+
+void Command::AddWhole(unsigned short parameter, long value, long min, long max) {
+    Insert(new KxParameterLong(parameter, TextsOf(parameter), value, value, {min, max}, 1));
+}
+
+void Command::AddNumber(unsigned short parameter, double value, double min, double max, long digits) {
+    Insert(new KxParameterDouble(parameter, TextsOf(parameter), value, value, {min, max}, 1, digits));
+}
+
+void Command::AddText(unsigned short parameter, wchar_t const* value) {
+    Insert(new KxParameterString(parameter, TextsOf(parameter), value, value));
+}
+
+void Command::AddChoice(unsigned short parameter, std::initializer_list<wchar_t const*> entries) {
+    Insert(new KxParameterList(parameter, TextsOf(parameter), Listed(entries), *entries.begin(), *entries.begin()));
+}
+
+void Command::AddFile(unsigned short parameter, std::initializer_list<wchar_t const*> extensions, bool isToBeOpened,
+                      wchar_t const* name) {
+    KxTMem<SxFileFilter> filters(static_cast<unsigned long>(extensions.size()));
+    unsigned long i = 0;
+    for (KxString const extension : extensions) filters[i++] = {extension, KxString(L"*.") + extension, extension};
+    Insert(new KxParameterFile(parameter, TextsOf(parameter), filters, isToBeOpened, name, name));
+}
+
+void Command::AddColor(unsigned short parameter, KxColor const& color) {
+    Insert(new KxParameterColor(parameter, TextsOf(parameter), color, color));
+}
+
+KxColor Command::ColorOf(unsigned short parameter) const {
+    return dynamic_cast<KxParameterColor&>(*GetParameter(parameter)).GetColor();
+}
+
+template <class Call>
+auto Command::About(unsigned short parameter, Call call) {
+    try {
+        return call();
+    } catch (CException* exception) {
+        throw WithPrefix(FormatOf(Text::OfParameter, GetParameter(parameter)->GetFixName()), exception);
+    }
+}
+
+Entry& Command::ScanOf(unsigned short parameter) {
+    return *About(parameter, [&] { return &m_session.Find(GetParameterString(parameter)); });
+}
+
+KxString Command::OutputOf(unsigned short parameter) {
+    return About(parameter, [&] { return m_session.OutputPath(GetParameterFile(parameter)); });
+}
+
+KxString Command::InputOf(unsigned short parameter) {
+    KxString path = GetParameterFile(parameter);
+    if (path.Len() == 0) Refuse(parameter, TextOf(Text::NoFileName));
+    return path;
+}
+
+void Command::Refuse(unsigned short parameter, KxString const& reason) {
+    throw new KxException(L"ScanLab", __LINE__,
+                          FormatOf(Text::OfParameter, GetParameter(parameter)->GetFixName()) + reason);
+}
+
+OperatorReturnCode Command::DoExecute() {
+    KxProfileLogger const profile(GetFixName());
+    try {
+        return Run();
+    } catch (CException* exception) {
+        KxString prefix;
+        prefix.Assign(KxxFormat(KxString(KxResId(operatorPrefix)).View(), GetFixName()));
+        throw WithPrefix(prefix, exception);
+    }
+}
+
+}  // namespace ScanLab

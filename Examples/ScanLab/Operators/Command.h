@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// What the operators of ScanLab share. Each derives from CommandOf<itself>, adds its parameters in its constructor and
+// does its work in Run. Parameters are numbered from 1 in the order of a command line; their texts follow on those of
+// the operator (see TextIds.h).
+//
+// A failure names the operator, and the parameter where one is to blame.
+#pragma once
+
+#include "Session.h"
+#include "TextIds.h"
+
+#include <hbtools/core/syColor.h>
+#include <hbtools/operators/syOperator.h>
+#include <hbtools/operators/syParamFile.h>
+
+#include <initializer_list>
+
+namespace ScanLab {
+
+class Command : public KxN::KxOperator {
+protected:
+    Command(OperatorId id, Session& session) : KxOperator(id, KxN::KxResId(id, nullptr)), m_session(session) {}
+
+    /// The work. It may throw anything.
+    virtual KxN::OperatorReturnCode Run() = 0;
+
+    void AddSwitch(unsigned short parameter, bool value);
+    void AddWhole(unsigned short parameter, long value, long min, long max);
+    void AddNumber(unsigned short parameter, double value, double min, double max, long digits);
+    void AddText(unsigned short parameter, wchar_t const* value);
+    /// The first entry is selected.
+    void AddChoice(unsigned short parameter, std::initializer_list<wchar_t const*> entries);
+    /// The first extension is added to names that have none; "*" stands for any.
+    void AddFile(unsigned short parameter, std::initializer_list<wchar_t const*> extensions, bool isToBeOpened,
+                 wchar_t const* name = L"");
+    void AddColor(unsigned short parameter, KxN::KxColor const& color);
+    /// The parameter that every operator on one scan begins with.
+    void AddScan(unsigned short parameter) { AddText(parameter, L"*"); }
+
+    KxN::KxColor ColorOf(unsigned short parameter) const;
+    /// The scan that the parameter names.
+    Entry& ScanOf(unsigned short parameter);
+    /// The path that the parameter names, for a file to be written.
+    KxN::KxString OutputOf(unsigned short parameter);
+    /// The path of a file to be read.
+    KxN::KxString InputOf(unsigned short parameter);
+    [[noreturn]] void Refuse(unsigned short parameter, KxN::KxString const& reason);
+
+    Session& m_session;
+
+private:
+    KxN::OperatorReturnCode DoExecute() final;
+    KxN::KxResId TextsOf(unsigned short parameter) const;
+    template <class Call>
+    auto About(unsigned short parameter, Call call);
+};
+
+template <class T>
+class CommandOf : public Command {
+public:
+    /// A new one with the default values.
+    KxOperator* Clone() const override { return new T(m_session); }
+
+protected:
+    using Command::Command;
+};
+
+}  // namespace ScanLab

@@ -1,0 +1,195 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// What changes scans or tells of them: Filter, Transform, Split, List, Remove.
+#include "../Alignment.h"
+#include "../Conditions.h"
+#include "../Print.h"
+#include "../ScanFilter.h"
+#include "Command.h"
+#include "Operators.h"
+
+#include <limits>
+#include <utility>
+
+namespace ScanLab {
+
+using namespace KxN;
+
+namespace {
+
+constexpr double farthest = 1e9;  // of a coordinate in a parameter
+
+class FilterCommand : public CommandOf<FilterCommand> {
+public:
+    enum : unsigned short { Which = 1, Kind, Distance, Neighbours, From, To = From + 3, Invert = To + 3 };
+
+    explicit FilterCommand(Session& session) : CommandOf(FilterId, session) {
+        AddScan(Which);
+        AddChoice(Kind, {L"strays", L"box", L"thinning"});
+        AddNumber(Distance, 1, 1e-6, farthest, 6);
+        AddWhole(Neighbours, 3, 1, 1000);
+        for (unsigned short axis = 0; axis < 3; ++axis)
+            AddNumber(static_cast<unsigned short>(From + axis), -farthest, -farthest, farthest, 6);
+        for (unsigned short axis = 0; axis < 3; ++axis)
+            AddNumber(static_cast<unsigned short>(To + axis), farthest, -farthest, farthest, 6);
+        AddSwitch(Invert, false);
+    }
+
+protected:
+    OperatorReturnCode Run() override {
+        Entry& entry = ScanOf(Which);
+        Scan& scan = entry.stored.scan;
+        unsigned char const kept = GetParameterBool(Invert) ? 0 : 1;
+        Marks const marks = MarksOf(scan);
+        int left = 0;
+        for (unsigned char const mark : marks) left += mark == kept;
+        if (left == 0) throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::NothingLeft, entry.name));
+        int const gone = KeepPoints(scan, marks, kept);
+        if (gone > 0) entry.stored.DropFit();
+        Print(L"Filtered    %s by %s: %d points went, %d stay\n", entry.name, GetParameterList(Kind), gone, left);
+        return OPERATOR_OK;
+    }
+
+private:
+    Marks MarksOf(Scan const& scan) {
+        KxString const kind = GetParameterList(Kind);
+        double const distance = GetParameterDouble(Distance);
+        if (kind == L"strays") return NotAlone(scan, distance, static_cast<int>(GetParameterLong(Neighbours)));
+        if (kind == L"thinning") return OnePerCube(scan, distance);
+        Box const box{CornerOf(From), CornerOf(To)};
+        for (unsigned short axis = 0; axis < 3; ++axis)
+            if (box.low[axis] > box.high[axis])
+                Refuse(static_cast<unsigned short>(From + axis), TextOf(Text::BoxUpsideDown));
+        return InBox(scan, box);
+    }
+    KxVec3d CornerOf(unsigned short first) const {
+        return KxVec3d(GetParameterDouble(first), GetParameterDouble(static_cast<unsigned short>(first + 1)),
+                       GetParameterDouble(static_cast<unsigned short>(first + 2)));
+    }
+};
+
+class TransformCommand : public CommandOf<TransformCommand> {
+public:
+    enum : unsigned short { Which = 1, Measure, Shift, Axis = Shift + 3, Angle = Axis + 3, AboutMiddle };
+
+    explicit TransformCommand(Session& session) : CommandOf(TransformId, session) {
+        AddScan(Which);
+        AddChoice(Measure, {L"absolute", L"relative"});
+        for (unsigned short axis = 0; axis < 3; ++axis)
+            AddNumber(static_cast<unsigned short>(Shift + axis), 0, -farthest, farthest, 6);
+        for (unsigned short axis = 0; axis < 3; ++axis)
+            AddNumber(static_cast<unsigned short>(Axis + axis), axis == 2 ? 1 : 0, -farthest, farthest, 6);
+        AddNumber(Angle, 0, -360, 360, 6);
+        AddSwitch(AboutMiddle, true);
+    }
+
+protected:
+    OperatorReturnCode Run() override {
+        Entry& entry = ScanOf(Which);
+        Scan& scan = entry.stored.scan;
+        if (scan.points.Size() == 0)
+            throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::TooFewPoints, entry.name));
+        Box const box = BoxOf(scan);
+        KxVec3d const axis = VectorOf(Axis);
+        double const angle = GetParameterDouble(Angle) * KxMath::DegToRad;
+        if (angle != 0 && !(axis.Length() > 0)) Refuse(Axis, TextOf(Text::NoAxis));
+        KxVec3d const middle = GetParameterBool(AboutMiddle) ? box.Middle() : KxVec3d::Zero;
+        KxVec3d shift = VectorOf(Shift), back(middle);
+        if (GetParameterList(Measure) == L"relative") shift *= box.Diagonal();
+        shift += middle;
+        back.Negate();
+        KxMatrix4 motion = KxMatrix4::ATranslation(shift);
+        if (angle != 0) motion = motion * KxMatrix4::ARotation(axis, angle);
+        motion = motion * KxMatrix4::ATranslation(back);
+        for (KxVec3d& point : scan.points) point = motion * point;
+        entry.moved = motion * entry.moved;
+        entry.isMoved = true;
+        entry.stored.DropFit();
+        Print(L"Moved       %s: its middle by %.3g in a size of %.3g\n", entry.name,
+              (motion * box.Middle()).Distance(box.Middle()), box.Diagonal());
+        return OPERATOR_OK;
+    }
+
+private:
+    KxVec3d VectorOf(unsigned short first) const {
+        return KxVec3d(GetParameterDouble(first), GetParameterDouble(static_cast<unsigned short>(first + 1)),
+                       GetParameterDouble(static_cast<unsigned short>(first + 2)));
+    }
+};
+
+class SplitCommand : public CommandOf<SplitCommand> {
+public:
+    enum : unsigned short { Which = 1, First, Second };
+
+    explicit SplitCommand(Session& session) : CommandOf(SplitId, session) {
+        AddScan(Which);
+        AddText(First, L"first");
+        AddText(Second, L"second");
+    }
+
+protected:
+    OperatorReturnCode Run() override {
+        Entry const& entry = ScanOf(Which);
+        KxString const names[] = {GetParameterString(First), GetParameterString(Second)};
+        for (unsigned short i = 0; i < 2; ++i)
+            if (names[i] == L"*") Refuse(static_cast<unsigned short>(First + i), FormatOf(Text::ScanUnknown, names[i]));
+        if (names[0] == names[1]) Refuse(Second, TextOf(Text::SameScan));
+        StoredScan halves[2];
+        for (int i = 0; i < 2; ++i) {
+            halves[i].scan = HalfOf(entry.stored.scan, i, KxMatrix4::Identity);
+            halves[i].scan.conditions = entry.stored.scan.conditions;
+        }
+        // The source stays the current scan; it may be replaced by one of its halves.
+        for (int i = 0; i < 2; ++i) m_session.AddBeside(names[i], std::move(halves[i]));
+        Print(L"Split       into %s and %s\n", names[0], names[1]);
+        return OPERATOR_OK;
+    }
+};
+
+class ListCommand : public CommandOf<ListCommand> {
+public:
+    enum : unsigned short { Conditions = 1 };
+
+    explicit ListCommand(Session& session) : CommandOf(ListId, session) { AddSwitch(Conditions, false); }
+
+protected:
+    OperatorReturnCode Run() override {
+        for (auto const& entry : m_session.Entries()) {
+            StoredScan const& stored = entry->stored;
+            Print(L"%-11s %d points%s, %s, %s, %d deviations\n", entry->name, stored.scan.points.Size(),
+                  stored.scan.unit.Len() > 0 ? L" in " + stored.scan.unit : KxString(), stored.scan.source,
+                  stored.fit == FitKind::plane    ? L"plane"
+                  : stored.fit == FitKind::sphere ? L"sphere"
+                                                  : L"no fit",
+                  stored.deviations.Count());
+            if (GetParameterBool(Conditions)) Print(L"%s", ConditionsText(stored.scan));
+        }
+        return OPERATOR_OK;
+    }
+};
+
+class RemoveCommand : public CommandOf<RemoveCommand> {
+public:
+    enum : unsigned short { Which = 1 };
+
+    explicit RemoveCommand(Session& session) : CommandOf(RemoveId, session) { AddScan(Which); }
+
+protected:
+    OperatorReturnCode Run() override {
+        m_session.Remove(ScanOf(Which).name);
+        return OPERATOR_OK;
+    }
+};
+
+}  // namespace
+
+void InsertScanOperators(KxOperatorMgr& manager, Session& session) {
+    manager.Insert(new FilterCommand(session));
+    manager.Insert(new TransformCommand(session));
+    manager.Insert(new SplitCommand(session));
+    manager.Insert(new ListCommand(session));
+    manager.Insert(new RemoveCommand(session));
+}
+
+}  // namespace ScanLab

@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Numbers of the texts in ScanLab.DEU. That of an operator is its id too; its parameters, numbered from 1, take three
+// texts each behind it.
+#pragma once
+
+#include <hbtools/base/syFormat.h>
+#include <hbtools/base/syResource.h>
+#include <hbtools/base/syString.h>
+
+namespace ScanLab {
+
+enum OperatorId : unsigned short {
+    ImportId = 1000,
+    SynthesizeId = 1050,
+    LoadId = 1100,
+    FilterId = 1150,
+    TransformId = 1200,
+    SplitId = 1250,
+    FitPlaneId = 1300,
+    FitSphereId = 1350,
+    AlignId = 1400,
+    DeviationsId = 1450,
+    HistogramId = 1500,
+    ReportId = 1550,
+    SaveId = 1600,
+    ExportId = 1650,
+    ListId = 1700,
+    RemoveId = 1750,
+    MacroId = 1800,
+    SaveSettingsId = 1850,
+    LoadSettingsId = 1900
+};
+
+enum class Text : unsigned short {
+    OfParameter = 3000,
+    ScanUnknown = 3001,
+    NoScan = 3002,
+    NoFit = 3003,
+    NoDeviations = 3004,
+    NoFileName = 3005,
+    BoxUpsideDown = 3006,
+    NothingLeft = 3007,
+    NoAxis = 3008,
+    NoFormat = 3009,
+    TooFewPoints = 3010,
+    NoSphere = 3011,
+    CellsTooSmall = 3012,
+    NoSettings = 3013,
+    SameScan = 3014,
+    NoFolder = 3015,
+    Operators = 3100,
+    Parameter = 3101,
+    Type = 3102,
+    Values = 3103,
+    Default = 3104,
+    Meaning = 3105,
+    Color = 3106,
+    Introduction = 3107,
+    FromTo = 3108,
+    NoParameters = 3109,
+    Now = 3110
+};
+
+/// The text of the application's module.
+inline KxN::KxString TextOf(Text id) {
+    return KxN::KxString(KxN::KxResId(static_cast<unsigned short>(id), nullptr));
+}
+
+/// The same as a format.
+template <class... Arguments>
+KxN::KxString FormatOf(Text id, Arguments const&... arguments) {
+    KxN::KxString text;
+    text.Assign(KxN::KxxFormat(TextOf(id).View(), arguments...));
+    return text;
+}
+
+/// Makes ScanLab's texts those of the application. For the start of a program.
+void UseTexts();
+
+}  // namespace ScanLab

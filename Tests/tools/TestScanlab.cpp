@@ -1,0 +1,281 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// ScanLab as its users call it: the main job, macros, command lines, the prompt at a terminal, the report in a browser.
+#include "Programs.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+
+namespace {
+
+TEST_F(Programs, ScanlabKeepsItsFailuresInALog) {
+    Write("broken.ply",
+          "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float "
+          "z\nend_header\n1 2 3\n");
+    EXPECT_EQ(Call("./scanlab demo --out " + Path("out") + " " + Path("broken.ply")).code, 1);
+    Outcome const log = Call("./hblog log " + Path("scanlab/scanlab.log"));
+    EXPECT_EQ(log.code, 0);
+    EXPECT_NE(log.output.find("NONFATAL  ScanLab"), std::string::npos) << log.output;
+    EXPECT_NE(log.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
+        << log.output;
+    Outcome const debug = Call("./hblog debug " + Path("scanlab/scanlab.debug"));
+    EXPECT_NE(debug.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
+        << debug.output;
+
+    Write("own.ini", "[ScanLab]\nProfiling=FALSE\n[Synthesize]\nPoints=12x\n");
+    Outcome const bad = Call("./scanlab --ini " + Path("own.ini") + " demo --out " + Path("out"));
+    EXPECT_EQ(bad.code, 1);
+    for (char const* part : {"'Points'", "[Synthesize]", "own.ini"})
+        EXPECT_NE(bad.output.find(part), std::string::npos) << bad.output;
+
+    Write("prof.ini", "[ScanLab]\nProfiling=TRUE\n[Synthesize]\nPoints=2000\n[Initialization]\nErrorCount=5\n");
+    EXPECT_EQ(Call("./scanlab --ini " + Path("prof.ini") + " demo --out " + Path("out")).code, 0);
+    Outcome const profile = Call("./hblog profile " + Path("Debug.log"));
+    EXPECT_NE(profile.output.find("FitPlane"), std::string::npos) << profile.output;
+}
+
+TEST_F(Programs, ScanlabDemoStoresAndCompares) {
+    Write("scan.csv", "x,y,z\n0,0,0\n1,0,0.1\n0,1,-0.1\nnan,1,1\n1,1,0\n");
+    Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + Path("scan.csv"));
+    EXPECT_EQ(outcome.code, 0) << outcome.output;
+    EXPECT_NE(outcome.output.find("Points      4"), std::string::npos) << outcome.output;
+    EXPECT_NE(outcome.output.find("Not finite  1"), std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.output.find("NOT THE SAME"), std::string::npos) << outcome.output;
+    for (char const* name : {"out/scan-32.tag", "out/scan-64.tag"})
+        EXPECT_EQ(Call("./hbtag verify " + Path(name)).code, 0) << name;
+}
+
+TEST_F(Programs, ScanlabSaysInOneLineWhatIsWrongAndLeavesNothing) {
+    Write("broken.ply",
+          "ply\nformat ascii 1.0\nelement vertex 9\nproperty float x\nproperty float y\nproperty float "
+          "z\nend_header\n1 2 3\n");
+    for (std::string const& scan : {Path("missing.csv"), Path("broken.ply"), Path("."), std::string("/dev/null")}) {
+        Outcome const outcome = Call("./scanlab demo --out " + Path("out") + " " + scan);
+        EXPECT_EQ(outcome.code, 1) << scan;
+        EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1) << outcome.output;
+        EXPECT_FALSE(fs::exists(folder / "out")) << scan;
+    }
+    Outcome const outcome = Call("./scanlab demo --points 1000 --out /dev/null/x");
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_NE(outcome.output.find("kann nicht angelegt werden"), std::string::npos) << outcome.output;
+}
+
+TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
+    Write("whole.mac", "// a plate\r\nSynthesize plate FALSE 500;\nFitPlane *;");
+    Write("broken.mac", "Synthesize plate FALSE 500;\n\nFitPlane * 3 0;\nList;\n");
+    Write("open.mac", "Synthesize plate FALSE 500\nList;\n");
+    Write("nul.mac", std::string("List;\n\0;\n", 9));
+    Write("long.mac", "List;\nList " + std::string(1019, 'x') + "\n");
+    Write("lines", "Synthesize plate FALSE 500;\r\n\n// none\nList;");
+    Write("bad", "List;\nhelp\nNobody;\nSynthesize;\n");
+    Write("odd", "List;\n\"List;\n");
+    Write("wide", std::string((1 << 20) + 1, 'x'));
+    struct Case {
+        std::string arguments;
+        int code;
+        char const* output;  // part of it; all of it if it begins with '='
+    };
+    std::string const plate = "'Synthesize plate FALSE 500;'";
+    Case const cases[] = {
+        {Path("whole.mac"), 0, "Plane       of plate"},
+        {"run " + Path("whole.mac") + " " + Path("whole.mac"), 0, "Scan        plate-2: "},
+        {"run " + Path("broken.mac"), 1,
+         "broken.mac\", Zeile 3: Kommandozeileninterpretation: Operator \"FitPlane\": Die Zuweisung des Parameters "
+         "\"Passes\""},
+        {"run " + Path("open.mac"), 1,
+         "=scanlab: ended by a command without a semicolon, which only sets parameters\n"},
+        {"run " + Path("nul.mac"), 1, "Zeile 2"},
+        {"run " + Path("long.mac"), 1, "Zeile 2"},
+        {"run " + Path("."), 1, "Zeile 1"},
+        {"run /dev/zero", 1, "Zeile 1"},
+        {"run", 1, "MACRO is required"},
+        {"do " + plate + " 'List;'", 0, "\nplate       500 points in mm, synthetic, no fit, 0 deviations\n"},
+        {"do " + plate + " 'Nobody;' 'List;'", 1, "scanlab: Kommandozeileninterpretation: Der Operator \"Nobody\" ist"},
+        {"do 'help Split'", 0, "=Split: Teilen\n"},
+        {"< " + Path("lines"), 0, "\nplate       500 points"},
+        {"< " + Path("bad"), 1, "scanlab: line 3: Kommandozeileninterpretation: Der Operator \"Nobody\" ist"},
+        {"< " + Path("odd"), 1, "scanlab: line 2: Kommandozeile: \"\"List;\" Schlie\u00dfende"},
+        {"< " + Path("wide"), 1, "=scanlab: line 1: the line is too long\n"},
+        {"< /dev/null", 0, "="},
+        {"< " + Path("."), 1, "reading failed"},
+        {"demo a b", 1, "not expected: b"},
+    };
+    for (Case const& c : cases) {
+        Outcome const outcome = Call("./scanlab --out " + Path("out") + " " + c.arguments);
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.output;
+        if (*c.output == '=')
+            EXPECT_EQ(
+                ("=" + outcome.output).substr(0, std::max<std::size_t>(std::string(c.output).size(), c.code ? 999 : 0)),
+                c.output)
+                << c.arguments;
+        else
+            EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
+    }
+    Outcome const reference = Call("./scanlab --help-operators");
+    EXPECT_TRUE(reference.code == 0 && reference.output.starts_with("# Operatoren\n")) << reference.output;
+    EXPECT_NE(reference.output.find("\n## LoadSettings: "), std::string::npos);
+    EXPECT_NE(Call("./scanlab --help-operators > /dev/full").code, 0);
+
+    // What one run saves is what the next begins with.
+    EXPECT_EQ(Call("./scanlab do 'Synthesize sphere FALSE 321;' 'SaveSettings;'").code, 0);
+    EXPECT_NE(Call("./scanlab do 'Synthesize;'").output.find("Points      321,"), std::string::npos);
+}
+
+/// A program at a terminal of its own.
+class Terminal {
+public:
+    explicit Terminal(std::vector<std::string> const& arguments) {
+        m_terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+        if (m_terminal < 0 || ::grantpt(m_terminal) != 0 || ::unlockpt(m_terminal) != 0) return;
+        std::string const name = ::ptsname(m_terminal);
+        m_child = ::fork();
+        if (m_child != 0) return;
+        ::setsid();
+        int const end = ::open(name.c_str(), O_RDWR);  // becomes the controlling terminal
+        winsize const size{40, 200, 0, 0};
+        ::ioctl(end, TIOCSWINSZ, &size);
+        for (int stream : {0, 1, 2}) ::dup2(end, stream);
+        ::setenv("TERM", "xterm", 1);
+        ::setenv("LC_ALL", "C.UTF-8", 1);
+        std::vector<char*> words;
+        for (std::string const& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
+        words.push_back(nullptr);
+        ::execv(words[0], words.data());
+        ::_exit(127);
+    }
+    ~Terminal() {
+        if (m_child > 0) {
+            ::kill(m_child, SIGKILL);
+            ::waitpid(m_child, nullptr, 0);
+        }
+        ::close(m_terminal);
+    }
+
+    void Type(std::string const& keys) {
+        EXPECT_EQ(::write(m_terminal, keys.data(), keys.size()), ssize_t(keys.size()));
+    }
+    /// Reads until the text has come; false if it does not. What stands before it is gone then.
+    bool Await(std::string const& text) {
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        std::size_t at = 0;
+        while ((at = m_seen.find(text)) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline || !More()) return false;
+        }
+        m_seen.erase(0, at + text.size());
+        return true;
+    }
+    /// Its exit code, once it has ended by itself; -1 if it does not.
+    int Wait() {
+        while (More()) {}
+        int status = 0;
+        for (int i = 0; i < 100; ++i) {
+            if (::waitpid(m_child, &status, WNOHANG) == m_child) {
+                m_child = -1;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            }
+            ::usleep(100000);
+        }
+        return -1;
+    }
+    std::string const& Seen() const { return m_seen; }
+
+private:
+    bool More() {
+        pollfd wait{m_terminal, POLLIN, 0};
+        if (::poll(&wait, 1, 10000) != 1) return false;
+        std::array<char, 4096> buffer;
+        ssize_t const got = ::read(m_terminal, buffer.data(), buffer.size());
+        if (got > 0) m_seen.append(buffer.data(), static_cast<std::size_t>(got));
+        return got > 0;
+    }
+
+    int m_terminal = -1;
+    pid_t m_child = -1;
+    std::string m_seen;
+};
+
+TEST_F(Programs, ScanlabAsksAtATerminal) {
+    std::string const program = std::string(HBTOOLS_BINARY_DIR) + "/bin/scanlab";
+    fs::create_directories(folder / "deep one");
+    Write("deep one/points.csv", "1,2,3\n");
+    struct Exchange {
+        std::string keys;
+        char const* answer;
+    };
+    auto const talk = [](Terminal& terminal, std::vector<Exchange> const& exchanges) {
+        for (Exchange const& exchange : exchanges) {
+            terminal.Type(exchange.keys);
+            ASSERT_TRUE(terminal.Await(exchange.answer)) << exchange.keys << " : " << exchange.answer << '\n'
+                                                         << terminal.Seen();
+        }
+    };
+    {
+        Terminal terminal({program, "--out", folder.string()});
+        ASSERT_TRUE(terminal.Await("scanlab> ")) << terminal.Seen();
+        if (Call("ldd ./scanlab | grep -q libedit").code != 0) {
+            talk(terminal, {{"List\n", "A semicolon at the end runs it."}, {"\x04", "\n"}});
+            EXPECT_EQ(terminal.Wait(), 0);
+            GTEST_SKIP() << "built without the editor of lines";
+        }
+        talk(terminal, {{"syn\t", "Synthesize "},                                         // a name, in its own case
+                        {"\t", "plate  sphere"},                                          // entries
+                        {"", "Shape (list: plate, sphere), jetzt \"plate\": Das Teil."},  // and what they are for
+                        {"pl\tTRUE 444;\r", "Points      444,"},
+                        {"FitPlane nobody;\r", "Parameter \"Scan\": Es gibt keinen Datensatz \"nobody\""},
+                        {"FitPlane \t", "plate "},  // a scan of the session
+                        {";\r", "Plane       of plate"},
+                        {"Nobody\x03"
+                         "List;\r",
+                         "444 points in mm, synthetic, plane"},  // Ctrl-C clears
+                        {"Import " + folder.string() + "/deep\tp\t;\r", "Scan        points: points"},
+                        {"help \x15List\r", "A semicolon at the end runs it."},
+                        {"\x04", "\n"}});
+        EXPECT_EQ(terminal.Wait(), 0);
+    }
+    Terminal terminal({program, "--out", folder.string()});  // the history is there again
+    ASSERT_TRUE(terminal.Await("scanlab> "));
+    talk(terminal, {{"\x1b[A", "List"},
+                    {"\x1b[A", "deep one"},
+                    {"\x1b[A", "List;"},
+                    {"\x1b[A", "FitPlane plate"},
+                    {"\x15quit\r", "\n"}});
+    EXPECT_EQ(terminal.Wait(), 0);
+}
+
+TEST_F(Programs, ScanlabReportsForABrowser) {
+    Outcome const made =
+        Call("./scanlab --out " + Path("out") +
+             " do 'Synthesize sphere FALSE 3000;' 'FitSphere;' 'Deviations;' 'Synthesize plate FALSE "
+             "9000;' 'FitPlane;' 'Deviations;' 'Report report.html \"<script>x</script> & Co\" 1000 0.5;'");
+    ASSERT_EQ(made.code, 0) << made.output;
+    std::ifstream in(folder / "out/report.html", std::ios::binary);
+    std::string const text(std::istreambuf_iterator<char>(in), {});
+    for (char const* outside : {"src=", "href=", "https:", "import ", "fetch(", "<script>x"})
+        EXPECT_EQ(text.find(outside), std::string::npos) << outside;
+    for (char const* part :
+         {"&lt;script>x&lt;/script> &amp; Co", ">+0.5<", ">-0.25<", ">[mm]<", "Serial no.   LS-0417"})
+        EXPECT_NE(text.find(part), std::string::npos) << part;
+    if (std::system("chromium --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no chromium here";
+    // The page counts what it has drawn; the colours are asked for in the page itself.
+    std::string probe = text;
+    probe.replace(
+        probe.find("</body>"), 7,
+        "<p id=\"probe\"></p><script>{const c = document.getElementById('map1'), d = c.getContext('2d')"
+        ".getImageData(0, 0, c.width, c.height).data; let blue = 0, grey = 0; for (let i = 0; i < d.length; "
+        "i += 4) if (d[i + 3] > 0) d[i + 2] > d[i] + 90 ? ++blue : ++grey; document.getElementById('probe')"
+        ".textContent = (blue > 100 && grey > 10 * blue ? 'sinks are blue' : blue + ' ' + grey)}</script></body>");
+    Write("probe.html", probe);
+    Outcome const shown =
+        Call("timeout 60 chromium --headless=new --no-sandbox --virtual-time-budget=5000 --user-data-dir=" +
+             Path("profile") + " --dump-dom 'file://" + (folder / "probe.html").string() + "' 2>/dev/null");
+    for (char const* part :
+         {"<h1>&lt;script&gt;x&lt;/script&gt; &amp; Co</h1>", ">1000 of 3000 points drawn<",
+          ">1000 of 9000 points drawn<", "sphere about ", "plane through ", ">sinks are blue<", "deviation [mm]"})
+        EXPECT_NE(shown.output.find(part), std::string::npos) << part << '\n' << shown.output.substr(0, 3000);
+}
+
+}  // namespace
