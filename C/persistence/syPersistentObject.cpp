@@ -307,6 +307,10 @@ void KxPersistentObject::SerializeOldVersion(CArchive&, KxVersion version) {
 
 void KxPersistentObject::CheckStorable(CArchive&) const {}
 
+bool KxPersistentObject::GivesNumbers() {
+    return g_supportCycles != 0;
+}
+
 bool KxPersistentObject::WouldBeReference() const {
     return g_supportCycles && TheReferences().HasNumber(this);
 }

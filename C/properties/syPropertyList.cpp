@@ -247,8 +247,10 @@ void KxPropertyList::CopyChildren(KxPropertyList const& source) {
 
 void KxPropertyList::CheckStorable(CArchive& archive) const {
     CheckCount(archive, static_cast<ULONGLONG>(m_count));
-    for (KxProperty const& child : *this)
-        if (child.WouldBeReference()) ThrowWrongObject(archive, __LINE__);
+    // Not without need: the children are all over the memory.
+    if (GivesNumbers())
+        for (KxProperty const& child : *this)
+            if (child.WouldBeReference()) ThrowWrongObject(archive, __LINE__);
     CheckNames();
 }
 

@@ -75,6 +75,8 @@ protected:
 
     /// Throws if the object cannot be stored as it is. Store asks before it writes anything of it. The base never throws.
     virtual void CheckStorable(CArchive& archive) const;
+    /// True while SupportCyclicReferences is on.
+    static bool GivesNumbers();
     /// True if Store would write no more than the number that the object got in this run.
     bool WouldBeReference() const;
 };
