@@ -1,61 +1,114 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The list decides the order; beside it stands an index, so that a factory that knows just one name is found by it and
-// asked for no other. What comes out is what the walk along the list would give.
+// The list stands in pieces: one chain for each name, with the newest element in front, and one of the elements that are
+// asked for every name. The numbers of the elements give the order of the whole, so that what comes out is what a walk
+// along one list would give, and a factory that knows just one name is asked for no other. An element stands in the chain
+// of its name exactly while it has a number.
 #include "hbtools/persistence/syDynamicObject.h"
 
 #include "hbtools/base/syResource.h"
 #include "persistence/syFactories.h"
 #include "persistence/syTextIds.h"
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
 namespace KxN {
 
-namespace {
+class detail::FactoryRegistry {
+public:
+    using Element = KxFactoryListElement;
 
-struct NameHash : std::hash<std::wstring_view> {
-    using is_transparent = void;
+    /// Never destroyed: factories go when their modules do, some of them after everything else.
+    static FactoryRegistry& The() {
+        static auto& registry = *new FactoryRegistry;
+        return registry;
+    }
+
+    unsigned long long Generation() const { return m_generation; }
+
+    void Add(Element& element) { Link(element, ChainOf(element.m_className), ++m_count); }
+
+    /// Allocates nothing: it runs when memory may have run out long ago.
+    void Remove(Element& element) noexcept {
+        if (element.m_number == 0) return;
+        auto const named = m_byName.find(element.m_className.View());
+        Chain& chain = !element.m_className ? m_others : named->second;
+        (element.m_newer ? element.m_newer->m_older : chain.newest) = element.m_older;
+        if (element.m_older) element.m_older->m_newer = element.m_newer;
+        if (!chain.newest && &chain != &m_others) m_byName.erase(named);
+        element.m_newer = element.m_older = nullptr;
+        element.m_number = 0;
+        ++m_generation;
+    }
+
+    void Assign(Element& element, Element const& other) {
+        KxString name(other.m_className);
+        unsigned long long const number = element.m_number;
+        // What may throw comes first; a chain without elements does no harm.
+        Chain* const chain = number != 0 ? &ChainOf(name) : nullptr;
+        bool const stays = number != 0 && name == element.m_className;
+        if (!stays) Remove(element);
+        element.m_factory = other.m_factory;
+        element.m_className = std::move(name);
+        if (stays)
+            ++m_generation;
+        else if (chain)
+            Link(element, *chain, number);
+    }
+
+    KxAbstractFactory* First(KxString const& name) const { return m_others.newest ? nullptr : FactoryOf(Newest(name)); }
+
+    KxDynamicObject* Create(KxString const& name) const {
+        Element const* named = Newest(name);
+        Element const* other = m_others.newest;
+        while (named || other) {
+            Element const*& next = !other || (named && named->m_number > other->m_number) ? named : other;
+            Element const* const asked = std::exchange(next, next->m_older);
+            if (KxDynamicObject* const object = asked->m_factory->Create(name)) return object;
+        }
+        return nullptr;
+    }
+
+private:
+    struct Chain {
+        Element* newest = nullptr;
+    };
+    struct NameHash : std::hash<std::wstring_view> {
+        using is_transparent = void;
+    };
+
+    static KxAbstractFactory* FactoryOf(Element const* element) { return element ? element->m_factory : nullptr; }
+
+    Chain& ChainOf(KxString const& name) { return !name ? m_others : m_byName[std::wstring(name.View())]; }
+
+    Element const* Newest(KxString const& name) const {
+        auto const found = m_byName.find(name.View());
+        return found == m_byName.end() ? nullptr : found->second.newest;
+    }
+
+    void Link(Element& element, Chain& chain, unsigned long long number) noexcept {
+        Element* newer = nullptr;
+        Element* older = chain.newest;
+        while (older && older->m_number > number) newer = std::exchange(older, older->m_older);
+        element.m_newer = newer;
+        element.m_older = older;
+        (newer ? newer->m_older : chain.newest) = &element;
+        if (older) older->m_newer = &element;
+        element.m_number = number;
+        ++m_generation;
+    }
+
+    unsigned long long m_count = 0;       // registered so far
+    unsigned long long m_generation = 1;  // changes with the list
+    std::unordered_map<std::wstring, Chain, NameHash, std::equal_to<>> m_byName;
+    Chain m_others;  // which are asked for every name
 };
 
-/// A factory with its place in the order of registration.
-struct Place {
-    unsigned long long number;
-    KxFactoryListElement const* element;
-    KxAbstractFactory* factory;
-};
-
-/// Later ones at the end.
-using Places = std::vector<Place>;
-
-struct Registry {
-    KxFactoryListElement* head = nullptr;
-    unsigned long long count = 0;       // registered so far
-    unsigned long long generation = 1;  // changes with the list
-    std::unordered_map<std::wstring, Places, NameHash, std::equal_to<>> byName;
-    Places others;  // which must be asked for every name
-
-    /// Where a factory of that name is filed; the empty name stands for those that must be asked for every name.
-    Places& PlacesOf(KxString const& name) { return !name ? others : byName[std::wstring(name.View())]; }
-};
-
-/// Never destroyed: factories go when their modules do, some of them after everything else.
-Registry& TheRegistry() {
-    static auto& registry = *new Registry;
-    return registry;
-}
-
-Places::iterator PlaceOf(Places& places, KxFactoryListElement const* element) {
-    return std::find_if(places.begin(), places.end(), [element](Place const& p) { return p.element == element; });
-}
-
-}  // namespace
+using detail::FactoryRegistry;
 
 KxDynamicObject::~KxDynamicObject() = default;
 
@@ -63,71 +116,28 @@ KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory) : KxFacto
 
 KxFactoryListElement::KxFactoryListElement(KxAbstractFactory* factory, KxString const& className)
     : m_factory(factory), m_className(className) {
-    Registry& registry = TheRegistry();
-    registry.PlacesOf(m_className).push_back({registry.count, this, factory});
-    ++registry.count;
-    ++registry.generation;
-    m_next = std::exchange(registry.head, this);
+    FactoryRegistry::The().Add(*this);
 }
 
 KxFactoryListElement& KxFactoryListElement::operator=(KxFactoryListElement const& other) {
-    if (this == &other) return *this;
-    Registry& registry = TheRegistry();
-    Places& places = registry.PlacesOf(m_className);
-    if (auto const old = PlaceOf(places, this); old != places.end()) {
-        ++registry.generation;
-        Place const place{old->number, this, other.m_factory};
-        places.erase(old);
-        Places& target = registry.PlacesOf(other.m_className);
-        target.insert(std::upper_bound(target.begin(), target.end(), place,
-                                       [](Place const& a, Place const& b) { return a.number < b.number; }),
-                      place);
-    }
-    m_factory = other.m_factory;
-    m_className = other.m_className;
+    if (this != &other) FactoryRegistry::The().Assign(*this, other);
     return *this;
 }
 
-// Runs when memory may have run out long ago: it allocates nothing.
 KxFactoryListElement::~KxFactoryListElement() {
-    Registry& registry = TheRegistry();
-    auto const named = registry.byName.find(m_className.View());
-    bool const isNamed = named != registry.byName.end();
-    Places& places = isNamed ? named->second : registry.others;
-    auto const place = PlaceOf(places, this);
-    if (place == places.end()) return;
-    places.erase(place);
-    if (isNamed && places.empty()) registry.byName.erase(named);
-    ++registry.generation;
-    KxFactoryListElement** link = &registry.head;
-    while (*link != this) link = &(*link)->m_next;
-    *link = m_next;
+    FactoryRegistry::The().Remove(*this);
 }
 
 unsigned long long detail::FactoryGeneration() {
-    return TheRegistry().generation;
+    return FactoryRegistry::The().Generation();
 }
 
 KxAbstractFactory* detail::FirstFactory(KxString const& className) {
-    Registry const& registry = TheRegistry();
-    auto const found = registry.byName.find(className.View());
-    return registry.others.empty() && found != registry.byName.end() ? found->second.back().factory : nullptr;
+    return FactoryRegistry::The().First(className);
 }
 
 KxDynamicObject* CreateObject(KxString const& className) {
-    Registry const& registry = TheRegistry();
-    auto const found = registry.byName.find(className.View());
-    static Places const none;
-    Places const& named = found == registry.byName.end() ? none : found->second;
-    Places const& others = registry.others;
-    // The two in the order of the list, the newest first.
-    std::size_t n = named.size(), o = others.size();
-    while (n > 0 || o > 0) {
-        bool const isNamed = o == 0 || (n > 0 && named[n - 1].number > others[o - 1].number);
-        KxAbstractFactory* const factory = isNamed ? named[--n].factory : others[--o].factory;
-        if (KxDynamicObject* const object = factory->Create(className)) return object;
-    }
-    return nullptr;
+    return FactoryRegistry::The().Create(className);
 }
 
 KxDynamicObjectException::KxDynamicObjectException(KxString const& sourceFile, unsigned long line,

@@ -20,9 +20,11 @@ namespace {
 
 using TypeInfo = KxSerializableTypeInfo;
 
+class Reading;
+
 struct NewAddress {
     long long address;
-    bool wasAsked = false;  // somebody may hold it
+    Reading* reading;  // of the object there, as long as it lasts
 };
 
 /// The map of the guards alive. `numGuards` is their number.
@@ -42,23 +44,39 @@ std::optional<std::unordered_map<int, TypeInfo*>>& TypesById() {
     return types;
 }
 
-int g_depth = 0;
-ULONGLONG g_numLeft = 0;  // objects that the outermost one may still hold
+/// How many objects the outermost one that is being read from a file may still hold.
+struct Budget {
+    CFile const* file = nullptr;
+    ULONGLONG numLeft = 0;
+};
+
+int g_depth = 0;  // of all files together: it stands for the stack
+Budget g_budget;
 
 /// One level of objects within one another.
 class Level {
 public:
-    Level(CFile& file, bool isReading) {
+    Level(CFile& file, bool isReading) : m_outer(g_budget) {
         if (g_depth >= KxxLimits().nestingDepth)
             AfxThrowArchiveException(CArchiveException::genericException, file.GetFileName());
-        // Each object has records of its own. Links that lead to the same ones again and again would never end.
-        if (g_depth == 0 && isReading) g_numLeft = detail::MostRecords(file) + 1;
-        if (isReading && --g_numLeft == 0) detail::ThrowEndOfFile(file);
+        if (isReading) {
+            // Each object has records of its own. Links that lead to the same ones again and again would never end. A
+            // serializer may read another file meanwhile, which has a budget of its own.
+            if (g_budget.file != &file) g_budget = {&file, detail::MostRecords(file)};
+            if (g_budget.numLeft == 0) detail::ThrowEndOfFile(file);
+            --g_budget.numLeft;
+        }
         ++g_depth;
     }
     Level(Level const&) = delete;
     Level& operator=(Level const&) = delete;
-    ~Level() { --g_depth; }
+    ~Level() {
+        --g_depth;
+        if (g_budget.file != m_outer.file) g_budget = m_outer;
+    }
+
+private:
+    Budget m_outer;
 };
 
 long long AddressOf(KxDynamicObject* object) {
@@ -72,31 +90,47 @@ TypeInfo* LastThatCanBeMade(TypeInfo::KxRepository const& repository, Ids const&
     return nullptr;
 }
 
-/// The new object while its data are read. It dies with them, unless somebody holds it.
+/// The new object while its data are read. It dies with them, unless somebody asked for its address and may hold it.
 class Reading {
 public:
     Reading(KxDynamicObject*& place, KxDynamicObject* object, long long oldAddress)
-        : m_place(place), m_former(std::exchange(place, object)), m_oldAddress(oldAddress) {}
+        : m_place(place), m_former(std::exchange(place, object)), m_oldAddress(oldAddress) {
+        try {
+            Enter(oldAddress, AddressOf(object), this);
+        } catch (...) {
+            delete std::exchange(m_place, m_former);
+            throw;
+        }
+    }
     Reading(Reading const&) = delete;
     Reading& operator=(Reading const&) = delete;
     ~Reading() {
+        auto& map = TheAddresses().map;
+        // Another object of the same old address may have taken its place.
+        auto const entry = map.find(m_oldAddress);
+        bool const isEntered = entry != map.end() && entry->second.reading == this;
+        if (isEntered) entry->second.reading = nullptr;
         if (m_isDone) return;
         KxDynamicObject* const object = std::exchange(m_place, m_former);
-        auto& map = TheAddresses().map;
-        auto const entry = map.find(m_oldAddress);
-        if (entry != map.end() && entry->second.address == AddressOf(object)) {
-            if (entry->second.wasAsked) return;
-            map.erase(entry);
-        }
+        if (m_wasAsked) return;
+        if (isEntered) map.erase(entry);
         delete object;
     }
     void Done() { m_isDone = true; }
+    void MarkAsked() { m_wasAsked = true; }
+
+    /// Of several objects of one old address the last one counts. Nothing if nobody wants to know.
+    static void Enter(long long oldAddress, long long newAddress, Reading* reading) {
+        Addresses& addresses = TheAddresses();
+        if (addresses.numGuards > 0) addresses.map[oldAddress] = {newAddress, reading};
+    }
 
 private:
     KxDynamicObject*& m_place;
     KxDynamicObject* m_former;
     long long m_oldAddress;
     bool m_isDone = false;
+    bool m_wasAsked = false;
 };
 
 }  // namespace
@@ -198,7 +232,7 @@ long long KxAddressesMap::GetCurrentAddress(long long oldAddress) {
     auto& map = TheAddresses().map;
     auto const entry = map.find(oldAddress);
     if (entry == map.end()) return 0;
-    entry->second.wasAsked = true;
+    if (entry->second.reading) entry->second.reading->MarkAsked();
     return entry->second.address;
 }
 
@@ -214,27 +248,28 @@ KxDynamicObjectTag::KxDynamicObjectTag(KxDynamicObject* object) : KxDynamicObjec
 KxDynamicObjectTag::~KxDynamicObjectTag() = default;
 
 void KxDynamicObjectTag::RegisterAddress(long long oldAddress, long long newAddress) {
-    Addresses& addresses = TheAddresses();
-    if (addresses.numGuards > 0) addresses.map[oldAddress] = {newAddress};
+    Reading::Enter(oldAddress, newAddress, nullptr);
 }
 
 int KxDynamicObjectTag::ReadData(CFile* file, STag const& header) {
     // Where the next record of the level, or nothing, stands at once there is no payload.
     if (header.nextTag == header.dataAddress || file->GetLength() <= header.dataAddress) return 1;
+    // The last record of a level has no link: behind one without payload a record of an outer level follows, and none of
+    // the types. Searching for them would walk the whole outer chain, for each such object.
+    STag first;
+    detail::ReadRecord(*file, header.dataAddress, first);
+    if (first.id != inner::objectTypes) return 1;
+    file->Seek(static_cast<LONGLONG>(header.dataAddress), CFile::begin);
     Level const level(*file, true);
     KxTagArchive archive(file, 1);
-    archive.SetOptionalTagsMode();
     KxTArray<int> types;
     archive >> KxTBasicTypeArrayTag<int>(inner::objectTypes, types);
-    if (!archive.LastReadTagFound()) return 1;
     KxSerializableTypeInfo const* const type = TheRepository().GetTypeInfo(types);
     if (!type) return 0;
-    archive.SetNecessaryTagsMode();
     long long oldAddress = 0;
     archive >> KxTTag<long long>(inner::objectAddress, oldAddress);
     KxDynamicObject* const object = type->Factory()->Create();
     Reading reading(m_object, object, oldAddress);
-    RegisterAddress(oldAddress, AddressOf(object));
     archive.SetOptionalTagsMode();
     if (type->Serializer()) type->Serializer()->ReadObject(archive, object);
     reading.Done();

@@ -17,6 +17,7 @@
 #include <typeinfo>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace KxN {
 
@@ -47,15 +48,16 @@ public:
         auto const entry = m_loaded.find(number);
         return entry == m_loaded.end() ? nullptr : entry->second.object;
     }
-    void MarkReferred(int number) {
+    /// Counts a reference that was handed out, or with -1 one whose holder is gone.
+    void CountHolder(int number, int change) noexcept {
         std::lock_guard const lock(m_mutex);
         auto const entry = m_loaded.find(number);
-        if (entry != m_loaded.end()) entry->second.isReferred = true;
+        if (entry != m_loaded.end()) entry->second.numHolders += change;
     }
-    bool IsReferred(int number) const {
+    bool IsHeld(int number) const {
         std::lock_guard const lock(m_mutex);
         auto const entry = m_loaded.find(number);
-        return entry != m_loaded.end() && entry->second.isReferred;
+        return entry != m_loaded.end() && entry->second.numHolders > 0;
     }
     void AddLoaded(int number, KxPersistentObject* object) {
         std::lock_guard const lock(m_mutex);
@@ -80,6 +82,19 @@ public:
         return {entry->second, isNew};
     }
 
+    bool HasNumber(KxPersistentObject const* object) const {
+        std::lock_guard const lock(m_mutex);
+        return m_stored.contains(object);
+    }
+
+    /// Takes back the numbers above `last`: what they were given for did not get into the file.
+    void TakeBack(int last) noexcept {
+        std::lock_guard const lock(m_mutex);
+        if (g_lastNumber <= last) return;
+        g_numKnown -= std::erase_if(m_stored, [last](auto const& entry) { return entry.second > last; });
+        g_lastNumber = last;
+    }
+
     void Forget(KxPersistentObject const* object) noexcept {
         std::lock_guard const lock(m_mutex);
         g_numKnown -= m_stored.erase(object);
@@ -93,7 +108,7 @@ public:
 private:
     struct Loaded {
         KxPersistentObject* object;
-        bool isReferred = false;
+        int numHolders = 0;  // references that others got while it was being read
     };
 
     mutable std::mutex m_mutex;
@@ -133,20 +148,38 @@ struct Head {
     int number = 0;
 };
 
-/// The object while its body is read. Unless all went well it is freed, but for one that somebody refers to.
+/// The object while its body is read. Unless all went well it is freed, but for one that another object holds which got
+/// a reference and was read to its end.
 class Making {
 public:
-    explicit Making(Head const& head) : m_head(head) {}
+    explicit Making(Head const& head) : m_head(head), m_outer(std::exchange(g_innermost, this)) {}
     Making(Making const&) = delete;
     Making& operator=(Making const&) = delete;
     ~Making() {
-        if (m_head.object && !(m_head.isNumbered && TheReferences().IsReferred(m_head.number))) delete m_head.object;
+        g_innermost = m_outer;
+        if (!m_head.object || (m_head.isNumbered && TheReferences().IsHeld(m_head.number))) return;
+        for (int const number : m_held) TheReferences().CountHolder(number, -1);
+        delete m_head.object;
     }
     KxPersistentObject* Done() { return std::exchange(m_head.object, nullptr); }
 
+    /// The object whose body is read at the moment, if any, gets a reference to that one. What an object holds of itself
+    /// dies with it.
+    static void HandOut(int number) {
+        if (!g_innermost || (g_innermost->m_head.isNumbered && g_innermost->m_head.number == number)) return;
+        g_innermost->m_held.push_back(number);
+        TheReferences().CountHolder(number, 1);
+    }
+
 private:
+    static Making* g_innermost;
+
     Head m_head;
+    Making* m_outer;
+    std::vector<int> m_held;
 };
+
+Making* Making::g_innermost = nullptr;
 
 /// Classes that were loaded lately, by the bytes of their names, so that most names are neither decoded nor looked up.
 class LatelyLoaded {
@@ -161,8 +194,8 @@ public:
             if (known.image != image || known.generation != detail::FactoryGeneration()) continue;
             archive.TakeReadAhead(image.size());
             std::unique_ptr<KxDynamicObject> made(known.factory->Create(known.name));
-            KxDynamicObject const* const object = made.get();
-            if (object && typeid(*object) == *known.type) return static_cast<KxPersistentObject*>(made.release());
+            if (made && Place(*made) == known.place)
+                return reinterpret_cast<KxPersistentObject*>(reinterpret_cast<char*>(made.release()) + known.shift);
             if (!made) made.reset(CreateObject(known.name));
             return Cast(made);
         }
@@ -170,13 +203,26 @@ public:
     }
 
 private:
+    /// A base within an object of a class. From the same one the same cast leads equally far, which saves searching the
+    /// bases of the class for each object.
+    struct SPlace {
+        std::type_info const* type = nullptr;
+        std::ptrdiff_t offset = 0;
+        friend bool operator==(SPlace const& a, SPlace const& b) { return a.type == b.type && a.offset == b.offset; }
+    };
     struct SClass {
         std::string image;
         KxString name;
         unsigned long long generation = 0;  // of the factories: with them goes what stands here
         KxAbstractFactory* factory = nullptr;
-        std::type_info const* type = nullptr;
+        SPlace place;
+        std::ptrdiff_t shift = 0;  // from there to the persistent object
     };
+
+    static SPlace Place(KxDynamicObject const& object) {
+        auto const* const whole = static_cast<char const*>(dynamic_cast<void const*>(&object));
+        return {&typeid(object), reinterpret_cast<char const*>(&object) - whole};
+    }
 
     static KxPersistentObject* Cast(std::unique_ptr<KxDynamicObject>& made) {
         auto* const object = dynamic_cast<KxPersistentObject*>(made.get());
@@ -189,9 +235,15 @@ private:
         archive >> className;
         std::unique_ptr<KxDynamicObject> made(CreateObject(className));
         KxAbstractFactory* const factory = place ? detail::FirstFactory(className) : nullptr;
+        KxDynamicObject const* const asMade = made.get();
         KxPersistentObject* const object = Cast(made);
         if (object && factory)
-            *place = {std::move(image), className, detail::FactoryGeneration(), factory, &typeid(*object)};
+            *place = {std::move(image),
+                      className,
+                      detail::FactoryGeneration(),
+                      factory,
+                      Place(*asMade),
+                      reinterpret_cast<char*>(object) - reinterpret_cast<char const*>(asMade)};
         return object;
     }
 
@@ -215,7 +267,7 @@ LatelyLoaded& TheLatelyLoaded() {
         head.object = TheReferences().Find(head.number);
         if (head.object) {
             if (check) check(archive, *head.object, true);
-            TheReferences().MarkReferred(head.number);
+            Making::HandOut(head.number);
             head.isKnown = true;
             return head;
         }
@@ -250,7 +302,17 @@ KxPersistentObject::~KxPersistentObject() {
 void KxPersistentObject::Serialize(CArchive&) {}
 
 void KxPersistentObject::SerializeOldVersion(CArchive&, KxVersion version) {
-    throw new KxVersionException(sourceName, __LINE__, KxxClassName(typeid(*this)), GetVersion(), version);
+    throw new KxVersionException(sourceName, __LINE__, KxxClassName(typeid(*this)), version, GetVersion());
+}
+
+void KxPersistentObject::CheckStorable(CArchive&) const {}
+
+bool KxPersistentObject::GivesNumbers() {
+    return g_supportCycles != 0;
+}
+
+bool KxPersistentObject::WouldBeReference() const {
+    return g_supportCycles && TheReferences().HasNumber(this);
 }
 
 void KxPersistentObject::SupportCyclicReferences(int enable) {
@@ -262,8 +324,15 @@ void KxPersistentObject::InitializeReferenceMap() {
     g_lastNumber = 0;
 }
 
+KxPersistentObject::Storing::Storing() : m_last(g_lastNumber) {}
+
+KxPersistentObject::Storing::~Storing() {
+    if (!m_isDone) TheReferences().TakeBack(m_last);
+}
+
 void KxPersistentObject::Store(CArchive& archive) const {
     Level const level(archive);
+    if (!WouldBeReference()) CheckStorable(archive);
     if (StoreHead(archive, *this)) const_cast<KxPersistentObject*>(this)->Serialize(archive);
 }
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "persistence/syReplacement.h"
 
+#include "hbtools/persistence/syObjectInspector.h"
 #include "persistence/syInnerTags.h"
 #include "persistence/syTagRecord.h"
 
@@ -44,13 +45,31 @@ ULONGLONG EndOfChain(CFile& file, ULONGLONG position, bool isInner, ULONGLONG& l
     ThrowEndOfFile(file);
 }
 
+// Where the image ends that stands there. Nothing tells that of classes which only their own code can read: the next
+// record of the level is as far as those can reach, and where there is none no more than what stands in front of the
+// unknown body is certain.
+ULONGLONG EndOfImage(CFile& file, ULONGLONG position, ULONGLONG next) {
+    ULONGLONG const length = file.GetLength();
+    bool const isBounded = next > position && next <= length;
+    KxObjectInspector objects(&file);
+    objects.Begin(position, isBounded ? next : length);
+    SxObject object;
+    ULONGLONG certain = position;
+    while (objects.Next(object))
+        if (object.kind == ValueUnknown) certain = object.valuePosition;
+    if (!objects.HasFault() && !objects.IsUnknownBehind()) return objects.GetPosition();
+    return isBounded ? next : certain;
+}
+
 }  // namespace
 
 bool Replacement::Finish() {
     if (!m_inMemory) return true;
     ULONGLONG const size = m_records.GetLength();
     ULONGLONG left = MostRecords(m_file);
-    if (size > EndOfChain(m_file, m_address, false, left) - m_address) return false;
+    ULONGLONG const oldEnd =
+        m_isImage ? EndOfImage(m_file, m_address, m_next) : EndOfChain(m_file, m_address, false, left);
+    if (size > oldEnd - m_address) return false;
     m_file.Seek(static_cast<LONGLONG>(m_address), CFile::begin);
     m_records.Seek(0, begin);
     auto const block = std::make_unique_for_overwrite<BYTE[]>(blockSize);

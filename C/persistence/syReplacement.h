@@ -4,19 +4,25 @@
 // The stream that a tag writes its new payload to when it replaces the old one in place. Plain payloads go straight
 // to the file. Payloads that are made of tags append their records at the end of what they are given; here that end
 // lies in memory, as if the file ended at the old payload, and the bytes reach the file only if they fit where the
-// old payload stood.
+// old payload stood. Images of persistent objects, which a refused object may break off, are kept in memory from
+// their begin.
 #pragma once
 
-#include "hbtools/base/syFile.h"
+#include "hbtools/persistence/syTag.h"
 
 namespace KxN::detail {
 
 class Replacement : public CFile {
 public:
-    /// `address`: where the old payload begins; the file stands there.
-    Replacement(CFile& file, ULONGLONG address) : m_file(file), m_address(address) {}
+    /// `record`: the one whose payload is replaced; the file stands at its begin.
+    Replacement(CFile& file, STag const& record, bool isImage)
+        : m_file(file),
+          m_address(record.dataAddress),
+          m_next(record.nextTag),
+          m_isImage(isImage),
+          m_inMemory(isImage) {}
 
-    /// Brings a payload made of tags to the file. False, with the file unchanged, if it is longer than the old one.
+    /// Brings a payload made of tags, or an image, to the file. False, with the file unchanged, if it is longer than the old one.
     bool Finish();
 
     bool IsOpen() const override { return true; }
@@ -34,8 +40,10 @@ public:
 private:
     CFile& m_file;
     ULONGLONG m_address;
+    ULONGLONG m_next;  // the next record of the level; 0 for none
+    bool m_isImage;
     CMemFile m_records{64 * 1024};
-    bool m_inMemory = false;  // from the first look at the end on
+    bool m_inMemory;  // of tags from the first look at the end on
 };
 
 }  // namespace KxN::detail

@@ -140,7 +140,7 @@ int KxTag::Replace(CFile* file, ULONGLONG position) {
     if (!ReadTagHeader(file, position, header)) return 0;
     // There is nothing to overwrite behind the end, and writing there would blow the file up.
     if (header.dataAddress > file->GetLength()) detail::ThrowEndOfFile(*file);
-    detail::Replacement payload(*file, header.dataAddress);
+    detail::Replacement payload(*file, header, m_holdsObject);
     WriteData(&payload);
     if (!payload.Finish()) {
         KxString message;

@@ -102,7 +102,9 @@ void KxProperty::Rename(KxString const& name) {
     KxString copy(name);
     if (m_links.list) m_links.list->Unindex(this);
     m_name = std::move(copy);
-    if (m_links.list) m_links.list->Index(this);
+    if (!m_links.list) return;
+    m_links.list->Index(this);
+    m_links.list->MarkRenamed();
 }
 
 void KxProperty::Serialize(CArchive& archive) {

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <random>
 #include <typeinfo>
+#include <vector>
 
 namespace KxN {
 
@@ -73,6 +74,7 @@ KxPropertyList& KxPropertyList::operator=(KxPropertyList const& other) {
     std::swap(m_lastNumber, copy.m_lastNumber);
     std::swap(m_buckets, copy.m_buckets);
     std::swap(m_numBuckets, copy.m_numBuckets);
+    if (copy.m_mayRepeat) MarkRenamed();
     for (KxProperty& child : *this) child.m_links.list = this;
     for (KxProperty& child : copy) child.m_links.list = &copy;
     return *this;
@@ -107,6 +109,7 @@ void KxPropertyList::Insert(KxProperty* property) {
             if (above == property) AfxThrowInvalidArgException();
     MakeRoom();
     Link(property);
+    if (property->m_mayRepeat) MarkRenamed();
 }
 
 void KxPropertyList::Remove(KxString const& name) {
@@ -215,6 +218,7 @@ void KxPropertyList::Unlink(KxProperty* property) noexcept {
 void KxPropertyList::CopyChildren(KxPropertyList const& source) {
     KxPropertyList const* from = &source;
     KxPropertyList* to = this;
+    m_mayRepeat = source.m_mayRepeat;
     for (KxProperty* child = source.m_first; child || from != &source;) {
         if (!child) {
             child = from->m_links.next;
@@ -233,6 +237,7 @@ void KxPropertyList::CopyChildren(KxPropertyList const& source) {
         if (inner && inner->m_first) {
             from = inner;
             to = static_cast<KxPropertyList*>(linked);
+            to->m_mayRepeat = inner->m_mayRepeat;
             child = inner->m_first;
         } else {
             child = child->m_links.next;
@@ -240,13 +245,45 @@ void KxPropertyList::CopyChildren(KxPropertyList const& source) {
     }
 }
 
+void KxPropertyList::CheckStorable(CArchive& archive) const {
+    CheckCount(archive, static_cast<ULONGLONG>(m_count));
+    // Not without need: the children are all over the memory.
+    if (GivesNumbers())
+        for (KxProperty const& child : *this)
+            if (child.WouldBeReference()) ThrowWrongObject(archive, __LINE__);
+    CheckNames();
+}
+
+/// Nothing to do unless somebody gave a name since the last time. Then it looks at the whole tree, so that the lists in
+/// it have nothing left to do when their turn comes.
+[[gnu::noinline]] void KxPropertyList::CheckNames() const {
+    if (!m_mayRepeat) return;
+    std::vector<KxPropertyList const*> lists{this};
+    for (std::size_t i = 0; i < lists.size(); ++i) {
+        for (KxProperty const& child : *lists[i]) {
+            if (lists[i]->Find(child.GetName()) != &child) Throw(__LINE__, child.GetName(), text::PropertyExists);
+            if (!child.m_mayRepeat) continue;
+            if (auto const* const inner = dynamic_cast<KxPropertyList const*>(&child)) lists.push_back(inner);
+        }
+    }
+    for (KxPropertyList const* list : lists) list->m_mayRepeat = false;
+}
+
+void KxPropertyList::MarkRenamed() noexcept {
+    for (KxProperty* list = this; list && !list->m_mayRepeat; list = list->m_links.list) list->m_mayRepeat = true;
+}
+
 void KxPropertyList::Serialize(CArchive& archive) {
     if (archive.IsStoring()) {
         // A stream with a wrong count could not be read.
         CheckCount(archive, static_cast<ULONGLONG>(m_count));
+        CheckNames();
         KxProperty::Serialize(archive);
         archive << std::uint32_t{GetCount()};
-        for (KxProperty const& child : *this) child.Store(archive);
+        for (KxProperty const& child : *this) {
+            if (child.WouldBeReference()) ThrowWrongObject(archive, __LINE__);
+            child.Store(archive);
+        }
         return;
     }
     KxProperty::Serialize(archive);

@@ -25,25 +25,45 @@ void Check(CArchive& archive, KxPersistentObject& object, bool isKnown) {
 template <class P>
 int ReadImage(CFile* file, P*& property) {
     CArchive archive(file, CArchive::load, archiveSize);
-    property = dynamic_cast<P*>(KxPersistentObject::LoadChecked(archive, &Check<P>));
+    P* const loaded = dynamic_cast<P*>(KxPersistentObject::LoadChecked(archive, &Check<P>));
     archive.Close();
+    property = loaded;
     return 1;
 }
 
-template <class P>
-void WriteImage(CFile* file, P const* property) {
-    if (!property) ThrowNot<P>(__LINE__);
+void WriteImage(CFile* file, KxProperty const* property) {
     CArchive archive(file, CArchive::store, archiveSize);
     property->Store(archive);
     archive.Close();
 }
 
+/// Writes a record by that function of the base. Null is refused in front of everything; what fails leaves no numbers of
+/// objects that nobody could read.
+template <class P, class Write>
+auto WriteRecord(P const* property, Write write) {
+    if (!property) ThrowNot<P>(__LINE__);
+    KxPersistentObject::Storing storing;
+    auto const result = write();
+    storing.Done();
+    return result;
+}
+
 }  // namespace
 
 KxPropertyTag::KxPropertyTag(unsigned long id, KxProperty*& property, KxVersion version)
-    : KxTag(id, version, 0, 0, 0), m_property(property) {}
+    : KxTag(id, version, 0, 0, 0), m_property(property) {
+    SetHoldsObject();
+}
 
 KxPropertyTag::~KxPropertyTag() = default;
+
+ULONGLONG KxPropertyTag::Append(CFile* file, ULONGLONG lastTagPosition) {
+    return WriteRecord(m_property, [&] { return KxTag::Append(file, lastTagPosition); });
+}
+
+int KxPropertyTag::Replace(CFile* file, ULONGLONG position) {
+    return WriteRecord(m_property, [&] { return KxTag::Replace(file, position); });
+}
 
 int KxPropertyTag::ReadData(CFile* file, STag const&) {
     return ReadImage(file, m_property);
@@ -54,9 +74,19 @@ void KxPropertyTag::WriteData(CFile* file) {
 }
 
 KxPropertyListTag::KxPropertyListTag(unsigned long id, KxPropertyList*& list, KxVersion version)
-    : KxTag(id, version, 0, 0, 0), m_list(list) {}
+    : KxTag(id, version, 0, 0, 0), m_list(list) {
+    SetHoldsObject();
+}
 
 KxPropertyListTag::~KxPropertyListTag() = default;
+
+ULONGLONG KxPropertyListTag::Append(CFile* file, ULONGLONG lastTagPosition) {
+    return WriteRecord(m_list, [&] { return KxTag::Append(file, lastTagPosition); });
+}
+
+int KxPropertyListTag::Replace(CFile* file, ULONGLONG position) {
+    return WriteRecord(m_list, [&] { return KxTag::Replace(file, position); });
+}
 
 int KxPropertyListTag::ReadData(CFile* file, STag const&) {
     return ReadImage(file, m_list);

@@ -1,15 +1,46 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The input is a run of persistent objects. What loads is listed, copied, stored and loaded again.
+// The input is a run of persistent objects: properties, and links that refer to one another from inside their bodies. What
+// loads is listed, copied, stored and loaded again; where a link that stays leads to must be there.
 #include "hbtools/properties/syPropertyList.h"
 
 #include "FuzzInput.h"
 
 #include <memory>
+#include <unordered_set>
 #include <vector>
 
 using namespace KxN;
+
+namespace fuzz {
+
+std::unordered_set<KxPersistentObject*> g_links;  // all that are alive
+
+/// Refers to two others and reads on between and behind them.
+struct Link : KxPersistentObject {
+    Link() { g_links.insert(this); }
+    ~Link() override { g_links.erase(this); }
+    KxVersion GetVersion() const override { return 1; }
+    void Serialize(CArchive& archive) override {
+        for (Link*& target : targets) {
+            BYTE isThere = 0;
+            archive >> isThere;
+            if (isThere) target = static_cast<Link*>(LoadChecked(archive, &CheckLink));
+        }
+        archive >> value;
+    }
+    static void CheckLink(CArchive& archive, KxPersistentObject& object, bool) {
+        if (!dynamic_cast<Link*>(&object)) ThrowWrongObject(archive, __LINE__);
+    }
+
+    Link* targets[2] = {};  // not owned
+    int value = 0;
+};
+
+KxTFactory<Link> const g_linkFactory;
+
+}  // namespace fuzz
 
 namespace {
 
@@ -39,7 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         CArchive archive(&file, CArchive::load);
         for (;;) {
             KxPersistentObject* const object = KxPersistentObject::Load(archive);
-            bool isNew = dynamic_cast<KxProperty*>(object)->GetParent() == nullptr;
+            auto const* const property = dynamic_cast<KxProperty*>(object);
+            bool isNew = property && !property->GetParent();
             for (auto const& former : loaded) isNew = isNew && former.get() != object;
             if (isNew) loaded.emplace_back(object);
         }
@@ -47,5 +79,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     // Numbers of the input are not those of the copies.
     KxPersistentObject::InitializeReferenceMap();
     for (auto const& object : loaded) Survive([&] { Use(dynamic_cast<KxProperty&>(*object)); });
+    for (KxPersistentObject* object : fuzz::g_links)
+        for (fuzz::Link* target : dynamic_cast<fuzz::Link&>(*object).targets)
+            if (target && !fuzz::g_links.contains(target)) __builtin_trap();
+    while (!fuzz::g_links.empty()) delete *fuzz::g_links.begin();
     return 0;
 }

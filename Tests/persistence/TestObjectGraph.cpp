@@ -4,11 +4,15 @@
 
 #include "FormatExamples.h"
 
+#include "hbtools/base/syLimits.h"
+
 #include "hbtools/properties/syPropertyList.h"
 
 #include "../base/Support.h"
 
+#include <functional>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -22,6 +26,7 @@ struct A : KxDynamicObject {
     int value = 0;
     long long otherAddress = 0;
     A* inner = nullptr;  // not owned
+    bool hasNull = false;
 };
 struct B : A {};
 struct C : B {};
@@ -32,20 +37,25 @@ struct Factory : KxIDynamicObjectFactory {
     KxDynamicObject* Create() const override { return new T; }
 };
 
+KxDynamicObject* g_asked = nullptr;
+std::function<void()> g_meanwhile;
+
 /// A value, the address of another object, and perhaps an object within this one.
 struct Serializer : KxDynamicObjectSerializer {
     void Read(KxTagArchive& archive, KxDynamicObject* object) const override {
         auto& a = dynamic_cast<A&>(*object);
         KxDynamicObjectTag inner(3, nullptr);
-        archive >> KxTTag<int>(1, a.value) >> KxTTag<long long>(2, a.otherAddress) >> inner;
+        archive >> KxTTag<int>(1, a.value) >> KxTTag<long long>(2, a.otherAddress);
+        if (a.value == asksItself) g_asked = KxAddressesMap::GetCurrentDynamicObject(a.otherAddress);
+        if (g_meanwhile) std::exchange(g_meanwhile, nullptr)();
+        archive >> inner;
         a.inner = dynamic_cast<A*>(inner.DynamicObject());
-        if (a.value == asksItself) KxAddressesMap::GetCurrentDynamicObject(a.otherAddress);
         if (a.value >= throwing) AfxThrowInvalidArgException();
     }
     void Write(KxDynamicObject* object, KxTagArchive& archive) const override {
         auto& a = dynamic_cast<A&>(*object);
         archive << KxTTag<int>(1, a.value) << KxTTag<long long>(2, a.otherAddress);
-        if (a.inner) archive << KxDynamicObjectTag(3, a.inner);
+        if (a.inner || a.hasNull) archive << KxDynamicObjectTag(3, a.inner);
     }
     static constexpr int throwing = 1000, asksItself = 1001;
 };
@@ -193,6 +203,88 @@ TEST(ObjectGraph, NothingToReadLeavesTheObject) {
     }
 }
 
+TEST(ObjectGraph, NullMembersCostNoWalkAlongWhatFollows) {
+    Type<A> a(10, -1);
+    struct Counting : CMemFile {
+        ULONGLONG Seek(LONGLONG offset, UINT from) override {
+            ++steps;
+            return CMemFile::Seek(offset, from);
+        }
+        long long steps = 0;
+    };
+    auto const steps = [](int count) {
+        Counting file;
+        A object;
+        object.hasNull = true;
+        KxTagArchive writing(&file, 0);
+        for (object.value = 0; object.value < count; ++object.value) writing << KxDynamicObjectTag(&object);
+        file.Seek(0, CFile::begin);
+        file.steps = 0;
+        KxTagArchive archive(&file, 1);
+        for (int i = 0; i < count; ++i) {
+            auto const read = ReadA(archive);
+            EXPECT_TRUE(read->value == i && !read->inner);
+        }
+        return file.steps;
+    };
+    EXPECT_LT(steps(800), 5 * steps(200));
+}
+
+TEST(ObjectGraph, AnUnknownTypeBarsTheWay) {
+    struct Stranger : A {};
+    CMemFile file;
+    A objects[2];
+    Stranger alien;
+    {
+        Type<Stranger> other(50, -1);
+        Type<A> known(10, -1);
+        KxTagArchive archive(&file, 0);
+        objects[0].value = 1;
+        archive << KxDynamicObjectTag(&objects[0]) << KxDynamicObjectTag(&alien) << KxDynamicObjectTag(&objects[1])
+                << KxDynamicObjectTag(5, &alien) << KxDynamicObjectTag(6, &objects[1]);
+    }
+    Type<A> a(10, -1);
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(ReadA(archive)->value, 1);
+    EXPECT_EQ(Thrown([&] { ReadA(archive, 5); }), "missing");
+    EXPECT_EQ(ReadA(archive, 6)->value, 0);
+}
+
+TEST(ObjectGraph, DepthIsBoundedAndEachFileHasItsObjects) {
+    Type<A> a(10, -1);
+    CMemFile file, other;
+    A outer, inner;
+    outer.inner = &inner;
+    KxTagArchive(&file, 0) << KxDynamicObjectTag(&outer);
+    auto const read = [&file] {
+        file.Seek(0, CFile::begin);
+        KxTagArchive archive(&file, 1);
+        delete ReadA(archive)->inner;
+    };
+    {
+        int const former = std::exchange(KxxLimits().nestingDepth, 1);
+        CMemFile none;
+        EXPECT_EQ(Thrown([&] { KxTagArchive(&none, 0) << KxDynamicObjectTag(&outer); }), "archive 1");
+        int const before = g_alive;
+        EXPECT_EQ(Thrown(read), "archive 1");
+        EXPECT_EQ(g_alive, before);
+        KxxLimits().nestingDepth = 2;
+        EXPECT_EQ(Thrown(read), "");
+        KxxLimits().nestingDepth = former;
+    }
+    // A file with more objects than the outer one has room for is read in between.
+    KxTagArchive writing(&other, 0);
+    for (int i = 0; i < 50; ++i) writing << KxDynamicObjectTag(&inner);
+    g_meanwhile = [&other] {
+        other.Seek(0, CFile::begin);
+        KxTagArchive archive(&other, 1);
+        for (int i = 0; i < 50; ++i) ReadA(archive);
+    };
+    EXPECT_EQ(Thrown(read), "");
+    EXPECT_FALSE(g_meanwhile);
+}
+
 TEST(ObjectGraph, DamageLeavesNothing) {
     Type<A> a(10, -1);
     auto const read = [](std::vector<BYTE> const& bytes) {
@@ -239,7 +331,27 @@ TEST(ObjectGraph, DamageLeavesNothing) {
         std::unique_ptr<KxDynamicObject> const left(KxAddressesMap::GetCurrentDynamicObject(Address(object)));
         EXPECT_EQ(g_alive - before, value == Serializer::asksItself);
     }
-    EXPECT_EQ(g_alive, 0);
+    // An object within it pretends the same address. The outer one stays all the same, since somebody asked for it.
+    A object, inner;
+    object.value = Serializer::asksItself;
+    object.otherAddress = Address(object);
+    object.inner = &inner;
+    CMemFile file;
+    KxTagArchive(&file, 0) << KxDynamicObjectTag(&object);
+    long const second = 0xd8;
+    file.Seek(second, CFile::begin);
+    long long address = 0;
+    file.Read(&address, sizeof address);
+    ASSERT_EQ(address, Address(inner));
+    file.Seek(second, CFile::begin);
+    file.Write(&object.otherAddress, sizeof address);
+    file.Seek(0, CFile::begin);
+    KxAddressesMap const map;
+    test::Thrown<CInvalidArgException>([&] { KxTagArchive(&file, 1) >> KxDynamicObjectTag(nullptr); });
+    EXPECT_EQ(g_alive, 4);
+    std::unique_ptr<A> const asked(dynamic_cast<A*>(g_asked));
+    std::unique_ptr<KxDynamicObject> const last(KxAddressesMap::GetCurrentDynamicObject(Address(object)));
+    EXPECT_TRUE(asked->inner == last.get() && asked.get() != last.get());
 }
 
 TEST(ObjectGraph, AnObjectIsReplacedInPlace) {

@@ -44,8 +44,27 @@ struct Old : Node {
     }
 };
 
-struct Plain : KxDynamicObject {};
+/// Reads on behind the node that it refers to.
+struct Pair : Node {
+    void Serialize(CArchive& archive) override {
+        Node::Serialize(archive);
+        archive >> value;
+    }
+};
 
+struct Plain : KxDynamicObject {
+    long long before = 0;
+};
+
+/// Of two bases that are made by name. Its factory gives the one that is no persistent object.
+struct Both : Plain, Node {};
+struct BothFactory final : KxAbstractFactory {
+    KxDynamicObject* Create(KxString const&) override { return static_cast<Plain*>(new Both); }
+    KxFactoryListElement element{this, L"class store::Both"};
+};
+
+BothFactory const g_bothFactory;
+KxTFactory<Pair> const g_pairFactory;
 KxTFactory<Node> const g_nodeFactory;
 KxTFactory<Old> const g_oldFactory;
 KxTFactory<Plain> const g_plainFactory;
@@ -144,6 +163,41 @@ TEST(DynamicObject, TheNewestFactoryOfANameWins) {
               "Das in der Datei \"b.dat\" angegebene Objekt des Typs \"class A\" konnte nicht angelegt werden");
 }
 
+TEST(DynamicObject, AssignmentKeepsThePlaceInTheListAndTakesTheName) {
+    static int last;
+    struct Telling final : KxAbstractFactory {
+        explicit Telling(int n) : number(n) {}
+        KxDynamicObject* Create(KxString const&) override {
+            last = number;
+            return new store::Plain;
+        }
+        int number;
+    };
+    auto const asked = [](wchar_t const* name) {
+        last = 0;
+        delete CreateObject(name);
+        return last;
+    };
+    Telling one(1), two(2), any(3);
+    KxFactoryListElement a(&one, L"x");
+    {
+        KxFactoryListElement b(&two, L"y"), c(a), d(b), all(&any);
+        c = d;  // neither stands in the list
+        EXPECT_EQ(asked(L"x") * 10 + asked(L"y"), 33);
+        all = d;
+        EXPECT_EQ(asked(L"x") * 10 + asked(L"y"), 12);
+        all = a;  // as the newest one of x
+        a = b;
+        EXPECT_EQ(asked(L"x") * 10 + asked(L"y"), 12);
+        b = c = all;
+        c = a;
+        EXPECT_EQ(asked(L"x") * 10 + asked(L"y"), 12);
+    }
+    EXPECT_EQ(asked(L"x") * 10 + asked(L"y"), 2);
+    a = KxFactoryListElement(a);
+    EXPECT_EQ(asked(L"y"), 2);
+}
+
 TEST_F(PersistentObject, BytesWithAndWithoutNumbers) {
     Node a;
     a.value = 0x01020304;
@@ -187,6 +241,8 @@ TEST_F(PersistentObject, NamesAndVersionsOfOtherWriters) {
     std::string const rest = "\3\0\7\0\0\0\0"s;
     for (Case const& c : {
              Case{"\0\0\0\0\x11"s + "class store::Node" + rest, 7},                   // narrow
+             Case{"\0\0\0\0"s + Wide("class store::Both") + rest, 7},                 // made as its other base, once
+             Case{"\0\0\0\0"s + Wide("class store::Both") + rest, 7},                 // and when it is known
              Case{"\2\0\0\0"s + nodeName + rest, 7},                                  // only 1 counts as on
              Case{"\0\0\0\0"s + Wide("class store::Old") + "\5\0\7\0\0\0"s, 5007},    // a version that it reads
              Case{"\0\0\0\0\xFF\xFE\xFF\xFF\x11\0"s + nodeName.substr(4) + rest, 7},  // a longer form of the length
@@ -206,7 +262,13 @@ TEST_F(PersistentObject, RefusesWhatIsDamagedAndLeavesNothing) {
     auto const load = [](std::string const& bytes) { return [bytes] { Loading(bytes).Next(); }; };
     EXPECT_EQ(test::Thrown<KxArchiveException>(load("\0\0\0\0"s + Wide("class store::Nobody") + "\0\0"s)), wrong);
     EXPECT_EQ(test::Thrown<KxArchiveException>(load("\0\0\0\0"s + Wide("class store::Plain") + "\0\0"s)), wrong);
-    test::Thrown<KxVersionException>(load("\0\0\0\0"s + nodeName + "\4\0\7\0\0\0\0"s));
+    try {
+        load("\0\0\0\0"s + nodeName + "\4\0\7\0\0\0\0"s)();
+        FAIL();
+    } catch (KxVersionException* exception) {
+        EXPECT_EQ(exception->GetFound().GetValue() * 10 + exception->GetNeeded().GetValue(), 43);
+        exception->Delete();
+    }
     EXPECT_EQ(test::CauseOf<CArchiveException>(load("\0\0\0\0\xFF\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F"s)), 3);  // 4 GiB
 
     // Cut at every byte. The run knows nothing of what failed.
@@ -221,6 +283,21 @@ TEST_F(PersistentObject, RefusesWhatIsDamagedAndLeavesNothing) {
     // A reference to nothing reads on, and finds no name.
     KxPersistentObject::InitializeReferenceMap();
     EXPECT_EQ(test::CauseOf<CArchiveException>(load("\1\0\0\0\x63\0\0\0"s)), 3);
+
+    // What fails behind a reference to itself goes; what another object holds that was read whole stays.
+    std::string const next = "\0\0\0\0\1"s, pairName = Wide("class store::Pair") + "\3\0"s + next;
+    std::string const pair = "\1\0\0\0\1\0\0\0"s + pairName, first = "\1\0\0\0\1\0\0\0"s;
+    for (auto const& [body, alive] : {std::pair{first, 0},
+                                      {"\1\0\0\0\2\0\0\0"s + pairName + first, 0},
+                                      {"\1\0\0\0\2\0\0\0"s + nodeName + "\3\0"s + next + first, 2}}) {
+        KxPersistentObject::InitializeReferenceMap();
+        EXPECT_EQ(test::CauseOf<CArchiveException>(load(pair + body)), 3);
+        EXPECT_EQ(g_alive, alive);
+        if (alive == 0) continue;
+        std::unique_ptr<Node> const held(dynamic_cast<Node*>(Loading(first).Next()));
+        std::unique_ptr<Node> const holder(dynamic_cast<Node*>(Loading("\1\0\0\0\2\0\0\0"s).Next()));
+        EXPECT_EQ(holder->next, held.get());
+    }
 
     CMemFile file(64);
     CArchive storing(&file, CArchive::store);

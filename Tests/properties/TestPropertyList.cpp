@@ -3,12 +3,31 @@
 #include "PropertyTest.h"
 
 #include "hbtools/base/syLimits.h"
+#include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTagArchive.h"
 
 #include <random>
 #include <pthread.h>
 
 using namespace test;
+
+// Stands in streams by this name.
+namespace measured {
+
+/// A persistent object that is no property.
+struct Thing : KxPersistentObject {
+    KxVersion GetVersion() const override { return 1; }
+};
+/// A property that only its own code can read.
+struct Probe : KxTProperty<int> {
+    using KxTProperty<int>::KxTProperty;
+    KxProperty* Clone() const override { return new Probe(*this); }
+};
+
+KxTFactory<Thing> const g_thingFactory;
+KxTFactory<Probe> const g_probeFactory;
+
+}  // namespace measured
 
 namespace {
 
@@ -125,7 +144,52 @@ TEST(PropertyList, ManyNamesAreFoundInFewSteps) {
     EXPECT_TRUE(list.GetProperty(NameOf(1)) == first && !list.Exists(NameOf(9)));
     list.Insert(Int(L"one too many"));
     EXPECT_EQ(CauseOf<CArchiveException>([&] { StoredBytes(list); }), 5);
-    for (int i = 2; i < 60000; i += 7) list.Remove(NameOf(i == 9 ? 1 : i));
+    // What is removed is gone from the index, and nothing else: the second child of that name, too, is found then.
+    int removed = 0;
+    for (int i = 2; i < 60000; i += 7, ++removed) list.Remove(NameOf(i == 9 ? 1 : i));
+    EXPECT_EQ(list.GetCount(), 65536 - removed);
+    for (int i = 0; i < KxPropertyList::maximumCount; ++i) {
+        bool const isRemoved = i < 60000 && i % 7 == 2;
+        ASSERT_EQ(list.Exists(NameOf(i)) != 0, !isRemoved) << i;
+    }
+    EXPECT_NE(list.GetProperty(NameOf(1)), first);
+}
+
+TEST(PropertyList, RefusesToStoreWhatNoReaderTakes) {
+    KxPropertyList list(L"l", L"m", 0);
+    Fill(list);
+    KxPropertyList& sub = *list.GetProperty(L"sub")->GetList();
+    KxProperty &c = *sub.GetProperty(L"c"), &d = *sub.GetProperty(L"d");
+    std::string const stored = StoredBytes(list);
+    auto const refused = [](KxPersistentObject const& object) {
+        CMemFile file;
+        CArchive archive(&file, CArchive::store);
+        std::string const text = Thrown<KxPropertyException>([&] { object.Store(archive); });
+        archive.Close();
+        EXPECT_EQ(file.GetLength(), 0U);
+        return text;
+    };
+    c.SetName(L"d");
+    EXPECT_EQ(refused(list), "Die Eigenschaft \"d\" ist in der Liste schon vorhanden");
+    refused(KxPropertyList(list));
+    KxPropertyList outer;
+    outer.Insert(list.Clone());
+    refused(outer);
+    c.SetName(L"c");
+    EXPECT_EQ(StoredBytes(list), stored);
+    d = c;
+    refused(list);
+    sub.Remove(L"c");
+    StoredBytes(list);
+
+    // A child that went out before would be no more than a number.
+    KxPersistentObject::InitializeReferenceMap();
+    KxPersistentObject::SupportCyclicReferences(1);
+    StoredBytes(*list.GetProperty(L"a"));
+    Thrown<KxArchiveException>([&] { StoredBytes(list); });
+    KxPersistentObject::SupportCyclicReferences(0);
+    KxPersistentObject::InitializeReferenceMap();
+    StoredBytes(list);
 }
 
 TEST(PropertyList, LoadsIntoWhatItHoldsAndRefusesEveryCut) {
@@ -157,15 +221,17 @@ TEST(PropertyList, RefusesForeignChildrenOwnedReferencesAndDepth) {
     std::string const numbered = "\1\0\0\0\1\0\0\0"s + Head("KxPropertyList").substr(4);
     std::string const child =
         "\1\0\0\0\2\0\0\0"s + Head("KxTProperty<char>").substr(4) + Wide("a") + Wide("") + "\0\0\0\0x"s;
+    std::string const thing = "\0\0\0\0"s + Wide("class measured::Thing") + "\1\0"s;
     struct Case {
         std::string bytes;
         int cause;  // 0: the exception of wrong objects
     };
-    for (Case const& c : {Case{Head("KxPropertyList") + list + "\xFF\xFF\xFF\xFF"s, 5},
-                          Case{numbered + one + "\1\0\0\0\1\0\0\0"s, 0},                         // itself
-                          Case{numbered + list + "\2\0\0\0"s + child + "\1\0\0\0\2\0\0\0"s, 0},  // its child
-                          Case{Head("KxPropertyList") + one + "\1\0\0\0\x63\0\0\0"s, 3},         // nothing
-                          Case{Head("KxPropertyList") + one + Head("KxNothing"), 0}}) {
+    for (Case const& c :
+         {Case{Head("KxPropertyList") + list + "\xFF\xFF\xFF\xFF"s, 5},
+          Case{numbered + one + "\1\0\0\0\1\0\0\0"s, 0},                         // itself
+          Case{numbered + list + "\2\0\0\0"s + child + "\1\0\0\0\2\0\0\0"s, 0},  // its child
+          Case{Head("KxPropertyList") + one + "\1\0\0\0\x63\0\0\0"s, 3},         // nothing
+          Case{Head("KxPropertyList") + one + Head("KxNothing"), 0}, Case{Head("KxPropertyList") + one + thing, 0}}) {
         KxPersistentObject::InitializeReferenceMap();
         auto const load = [&] { LoadFrom(c.bytes); };
         if (c.cause)
@@ -249,12 +315,88 @@ TEST(PropertyTag, CarriesARandomTreeAndWhatItFound) {
     EXPECT_TRUE(Owner(whole)->IsList());
 }
 
+TEST(PropertyTag, ReplacesWithinTheOldImageOrNothing) {
+    struct Case {
+        Owner former, now;
+        bool isLast;  // record of its level
+        bool fits;
+    };
+    auto const text = [](wchar_t const* value) { return std::make_unique<KxStringProperty>(L"n", L"", value, 0); };
+    auto const probe = [](wchar_t const* name) { return std::make_unique<measured::Probe>(name, L"", 1, 0); };
+    auto const list = [](long last) {
+        auto made = std::make_unique<KxPropertyList>(L"l", L"", 0);
+        made->Insert(Int(L"a"));
+        made->Insert(new KxTProperty<long>(L"b", L"", last, 0));
+        return made;
+    };
+    Case cases[] = {{text(L"four"), text(L"4"), false, true},
+                    {text(L"four"), text(L"five"), true, true},
+                    {text(L"four"), text(L"seven"), false, false},
+                    {text(L"four"), text(L"seven"), true, false},
+                    {list(1), list(2), false, true},
+                    {list(1), list(1L << 31), false, false},
+                    {probe(L"n"), probe(L"m"), false, true},
+                    {probe(L"n"), probe(L"mm"), false, false},
+                    {probe(L"n"), probe(L"m"), true, false},
+                    {list(1), nullptr, false, false}};
+    for (Case& c : cases) {
+        KxPersistentObject::InitializeReferenceMap();
+        KxPersistentObject::SupportCyclicReferences(1);
+        CMemFile file(4096);
+        KxProperty* property = c.former.get();
+        KxTagArchive writing(&file, 0);
+        writing << KxNullTag(1);
+        writing.LevelDown();
+        writing << KxPropertyTag(2, property);
+        if (!c.isLast) writing << KxNullTag(3);
+        writing.LevelUp();
+        int behind = 7;
+        writing << KxTTag<int>(4, behind);
+        std::string const before = ReadAll(file);
+
+        file.Seek(18, CFile::begin);
+        KxTagArchive replacing(&file, 0);
+        replacing.SetReplaceMode();
+        property = c.now.get();
+        bool refused = false;
+        try {
+            replacing << KxPropertyTag(2, property);
+        } catch (CException* exception) {
+            exception->Delete();
+            refused = true;
+        }
+        EXPECT_EQ(refused, !c.fits);
+        std::string const after = ReadAll(file);
+        EXPECT_EQ(after.size(), before.size());
+        EXPECT_EQ(after == before, refused);
+        if (refused && property && !property->IsList()) {
+            // The run goes on, and the object is not taken for one that is in the file.
+            file.Seek(0, CFile::begin);
+            KxTagArchive(&file, 0) << KxPropertyTag(5, property);
+        }
+        KxPersistentObject::SupportCyclicReferences(0);
+        KxPersistentObject::InitializeReferenceMap();
+        file.Seek(18, CFile::begin);
+        KxProperty* read = nullptr;
+        KxTagArchive(&file, 1) >> KxPropertyTag(2, read);
+        Owner const owner(read);
+        EXPECT_EQ(read->GetName(), (refused ? c.former : c.now)->GetName());
+        int number = 0;
+        file.Seek(0, CFile::begin);
+        KxTagArchive reading(&file, 1);
+        reading >> KxTTag<int>(4, number);
+        EXPECT_EQ(number, 7);
+        if (ReadAll(file).size() == before.size()) continue;
+        reading >> KxPropertyTag(5, read);
+        EXPECT_EQ(Owner(read)->GetName(), c.now->GetName());
+    }
+}
+
 TEST(PropertyTag, RefusesOtherClassesAndOwnedReferences) {
     CMemFile file(4096);
     KxProperty* property = nullptr;
     Thrown<KxDynamicObjectException>([&] { KxTagArchive(&file, 0) << KxPropertyTag(1, property); });
-    file.SetLength(0);
-    file.Seek(0, CFile::begin);
+    EXPECT_EQ(file.GetLength(), 0U);
     KxTProperty<char> one(L"n", L"", 'x', 0);
     property = &one;
     KxTagArchive(&file, 0) << KxPropertyTag(1, property);
@@ -263,6 +405,11 @@ TEST(PropertyTag, RefusesOtherClassesAndOwnedReferences) {
     EXPECT_EQ(Thrown<KxDynamicObjectException>([&] { KxTagArchive(&file, 1) >> KxPropertyListTag(1, list); }),
               "Das angeforderte Objekt des Typs \"class KxN::KxPropertyList\" konnte nicht angelegt werden");
     EXPECT_TRUE(!list && property == &one);
+    file.Seek(0, CFile::begin);
+    Append(file, "\1\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0\0\0\0\0"s + Wide("class measured::Thing") + "\1\0"s);
+    file.Seek(0, CFile::begin);
+    Thrown<KxDynamicObjectException>([&] { KxTagArchive(&file, 1) >> KxPropertyTag(1, property); });
+    EXPECT_EQ(property, &one);
 
     // The same object under two tags is one object; a child is nobody else's.
     KxPropertyList parent(L"l", L"", 0);

@@ -59,10 +59,11 @@ std::string Describe(KxTagInspector& inspector, Graph const& graph, int number) 
 // A listing is one line for each record; the payload stands below it, indented as deep.
 void PrintText(Output& output, Options const& options, KxTagInspector& inspector, Graph const& graph, int number) {
     SxTagRecord const& record = inspector.Records()[number];
-    std::string const indent(static_cast<std::size_t>(2 * record.depth), ' ');
-    output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}{}\n", record.position, record.image.id,
+    std::string const indent(static_cast<std::size_t>(2 * std::min(record.depth, deepestIndent)), ' ');
+    std::string const level = record.depth > deepestIndent ? fmt::format("(level {}) ", record.depth) : "";
+    output.Print("{:>12} {:>10} {:>7} {:>4} {:>12} {:>12}  {}{}{}\n", record.position, record.image.id,
                  record.image.version, record.isLongForm ? 64 : 32, record.image.dataSize, record.image.nextTag, indent,
-                 Describe(inspector, graph, number));
+                 level, Describe(inspector, graph, number));
     if (!options.payloads) return;
     LONGLONG const all = KxTagInspector::NumValues(record);
     LONGLONG const shown = options.values < 0 ? all : std::min(all, options.values);
@@ -234,7 +235,8 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
         if (!options.faultsOnly) {
             output.Print("  \"records\": [");
             bool first = true;
-            for (int i = 0; i < records.Size(); ++i) {
+            int const listed = options.records < 0 ? records.Size() : std::min(records.Size(), options.records);
+            for (int i = 0; i < listed; ++i) {
                 if (!wanted(records[i])) continue;
                 output.Print("{}\n", first ? "" : ",");
                 PrintJson(output, options, inspector, graph, i);

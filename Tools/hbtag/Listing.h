@@ -21,8 +21,12 @@ struct Options {
     bool page = false;                // tree --html
     bool objects = true;              // with the payloads; a page has them outside its JSON
     std::optional<unsigned long> id;  // only records of this id
+    int records = -1;                 // listed in JSON; negative for all
     long long values = 8;             // shown of each payload; negative for all
 };
+
+/// Deeper levels are numbered: lines stay readable, and output linear.
+constexpr int deepestIndent = 40;
 
 struct Stream;
 

@@ -17,7 +17,6 @@ using namespace KxN;
 
 namespace {
 
-constexpr int deepestIndent = 40;        // deeper levels are numbered: lines stay readable, and output linear
 constexpr ULONGLONG longestText = 4096;  // characters, unless all are asked for
 constexpr int deepestDetails = 200;      // browsers flatten elements beyond some hundred
 
@@ -200,7 +199,9 @@ void PrintHtmlObjects(Output& output, Options const& options, KxObjectInspector&
         }
     }
     for (; open > 0; --open) output.Print("</details>");
-    if (left == 0 && objects.Next(object)) output.Print("<div class=\"leaf\">...</div>\n");
+    unsigned long long more = 0;
+    while (objects.Next(object)) ++more;
+    if (more > 0) output.Print("<div class=\"leaf small\">... {} more</div>\n", Plural(more, "object"));
     if (objects.HasFault()) output.Print("<div class=\"fault\">{}</div>\n", Html(FaultText(objects)));
 }
 

@@ -76,17 +76,15 @@ for (const [key, value] of rows) {
 $('head').append(table);
 for (const f of file.faults) $('faults').append(make('div', 'fault', f.kind + ' at ' + f.position + ': ' + f.text));
 
-const children = new Map();
-for (const r of file.records) {
-  if (!children.has(r.parent)) children.set(r.parent, []);
-  children.get(r.parent).push(r);
-}
+const parents = new Set(file.records.map(r => r.parent));
+const deepest = 200;  // browsers flatten elements beyond some hundred: deeper records stand side by side
 const text = v => typeof v === 'object' && v !== null ? (Array.isArray(v) ? v.join(' ') : JSON.stringify(v)) : String(v);
 function node(r) {
-  const below = children.get(r.number) || [];
-  const box = make(below.length ? 'details' : 'div', below.length ? '' : 'leaf');
-  if (below.length) box.open = r.depth < 3;
-  const line = make(below.length ? 'summary' : 'div');
+  const folds = parents.has(r.number) && r.depth < deepest;
+  const box = make(folds ? 'details' : 'div', folds ? '' : 'leaf');
+  if (folds) box.open = r.depth < 3;
+  const line = make(folds ? 'summary' : 'div');
+  if (r.depth > deepest) line.append('level ' + r.depth + ': ');
   line.append(make('span', 'id', r.id), ' ', make('span', 'kind', r.kind), ' ',
     make('span', 'small', 'at ' + r.position + ', version ' + r.version + ', ' + r.form + ' bits' +
       (r.count > 1 ? ', ' + r.count + (r.kind === 'persistent object' ? ' objects' : ' elements') : '') +
@@ -106,10 +104,14 @@ function node(r) {
   }
   const objects = $('objects-' + r.number);
   if (objects) box.append(objects);
-  for (const b of below) box.append(node(b));
   return box;
 }
-for (const r of children.get(-1) || []) $('tree').append(node(r));
+const places = new Map([[-1, $('tree')]]);  // where the records below each one go
+for (const r of file.records) {
+  const place = places.get(r.parent) || $('tree'), box = node(r);
+  place.append(box);
+  if (parents.has(r.number)) places.set(r.number, r.depth < deepest ? box : place);
+}
 
 // ---- the points ----
 const floats = base64 => {
@@ -118,6 +120,7 @@ const floats = base64 => {
 };
 const stops = [[43, 63, 191], [32, 176, 208], [63, 191, 63], [224, 208, 32], [208, 48, 32]];
 const ramp = t => {
+  if (Number.isNaN(t)) return [0.5, 0.5, 0.5];  // no deviation
   const x = Math.min(Math.max(t, 0), 1) * 4, i = Math.min(Math.floor(x), 3), f = x - i;
   return stops[i].map((c, k) => (c + (stops[i + 1][k] - c) * f) / 255);
 };
@@ -189,12 +192,13 @@ function paint() {
   const values = deviation ? floats(cloud.values) : Float32Array.from({ length: points.length / 3 }, (_, i) => points[3 * i + 2] + cloud.center[2]);
   let least = Infinity, most = -Infinity;
   if (deviation) {  // three sigma to each side of the mean: what lies beyond has the colours of the ends
+    const known = values.filter(Number.isFinite);
     let n = 0, mean = 0, square = 0;
-    for (const v of values) { n++; const d = v - mean; mean += d / n; square += d * (v - mean); }
-    let sigma = Math.sqrt(square / n);
+    for (const v of known) { n++; const d = v - mean; mean += d / n; square += d * (v - mean); }
+    let sigma = Math.sqrt(square / Math.max(n, 1));
     for (let pass = 0; pass < 4; pass++) {
       let m = 0, k = 0, s = 0;
-      for (const v of values) if (Math.abs(v - mean) <= 3 * sigma) { k++; const d = v - m; m += d / k; s += d * (v - m); }
+      for (const v of known) if (Math.abs(v - mean) <= 3 * sigma) { k++; const d = v - m; m += d / k; s += d * (v - m); }
       mean = m; sigma = Math.sqrt(s / Math.max(k, 1));
     }
     least = mean - 3 * sigma; most = mean + 3 * sigma;
@@ -214,15 +218,14 @@ function choose() {
   points = floats(cloud.points);
   radius = 1e-30;
   for (let i = 0; i < points.length; i += 3) radius = Math.max(radius, Math.hypot(points[i], points[i + 1], points[i + 2]));
-  $('shown').textContent = cloud.count + ' points' + (cloud.step > 1 ? ', one of ' + cloud.step + ' shown' : '');
+  $('shown').textContent = cloud.count - cloud.gaps + ' points' + (cloud.gaps ? ', ' + cloud.gaps + ' gaps' : '') + (cloud.step > 1 ? ', one of ' + cloud.step + ' shown' : '');
   const colour = $('colour');
   while (colour.options.length > 1) colour.remove(1);
   if (cloud.values) colour.add(new Option('deviation', 'deviation', false, true));
   if (gl) { gl.bindBuffer(gl.ARRAY_BUFFER, pointBuffer); gl.bufferData(gl.ARRAY_BUFFER, points, gl.STATIC_DRAW); }
   paint();
 }
-clouds.forEach((c, i) => $('cloud').add(new Option('record ' + file.records[c.record].id + ' at ' + file.records[c.record].position, i)));
-if (!clouds.length) $('bar').textContent = 'no points in this file';
+clouds.forEach((c, i) => $('cloud').add(new Option('record ' + c.id + ' at ' + c.position, i)));
 $('cloud').onchange = choose;
 $('colour').onchange = paint;
 let last = null;
@@ -240,7 +243,8 @@ canvas.oncontextmenu = e => e.preventDefault();
 canvas.onwheel = e => { e.preventDefault(); view.zoom *= Math.exp(-e.deltaY * 0.001); draw(); };
 canvas.ondblclick = () => { Object.assign(view, { yaw: 0.6, pitch: 1.0, zoom: 1, x: 0, y: 0 }); draw(); };
 window.onresize = draw;
-choose();
+if (clouds.length) choose();
+else $('bar').textContent = 'no points in this file';
 </script>
 </body>
 </html>

@@ -27,6 +27,10 @@ protected:
     KxDynamicObject& operator=(KxDynamicObject const&) = default;
 };
 
+namespace detail {
+class FactoryRegistry;
+}
+
 class KX_API KxAbstractFactory {
 public:
     /// A new object, which is the caller's, if the name is that of this factory's class; otherwise null.
@@ -43,18 +47,24 @@ public:
     explicit KxFactoryListElement(KxAbstractFactory* factory);
     /// The same for a factory that knows just one name, so that it is asked for no other.
     KxFactoryListElement(KxAbstractFactory* factory, KxString const& className);
-    /// A copy holds the same and stands in no list; assigning leaves the element where it stands, or stands not.
-    KxFactoryListElement(KxFactoryListElement const& other) = default;
+    /// A copy holds the same and stands in no list.
+    KxFactoryListElement(KxFactoryListElement const& other)
+        : m_factory(other.m_factory), m_className(other.m_className) {}
+    /// Takes over factory and name; the element stays where it stands in the list, or outside. Throws std::bad_alloc only,
+    /// and changes nothing then.
     KxFactoryListElement& operator=(KxFactoryListElement const& other);
     /// Takes the element out of the list, if it stands there.
     virtual ~KxFactoryListElement();
 
 private:
-    friend KX_API KxDynamicObject* CreateObject(KxString const& className);
+    friend class detail::FactoryRegistry;
 
-    KxFactoryListElement* m_next = nullptr;
     KxAbstractFactory* m_factory;
     KxString m_className;  // by which it is found; empty for a factory that is asked for every name
+    // Its neighbours among those of its name.
+    KxFactoryListElement* m_newer = nullptr;
+    KxFactoryListElement* m_older = nullptr;
+    unsigned long long m_number = 0;  // in the order of registration; 0: it stands in no list
 };
 
 /// Makes objects of the class T by their default constructor. Of static storage.

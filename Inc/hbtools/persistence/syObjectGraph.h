@@ -11,8 +11,9 @@
 //     node->next = dynamic_cast<Node*>(KxAddressesMap::GetCurrentDynamicObject(node->nextAddress));
 //
 // Damaged files raise what syTagArchive.h tells, objects within one another deeper than KxLimits::nestingDepth
-// CArchiveException. Types and map belong to the process and have no lock: one read at a time, and no module may be
-// loaded or unloaded meanwhile.
+// CArchiveException; reading is a recursion, and objects that deep need a stack of 4 MiB, besides what serializers take.
+// Types and map belong to the process and have no lock: one read at a time, and no module may be loaded or unloaded
+// meanwhile; objects must be deleted before the module of their type is unloaded.
 #pragma once
 
 #include "hbtools/core/syArray.h"
@@ -84,6 +85,8 @@ public:
         /// of several; null if there is none.
         KxSerializableTypeInfo* GetTypeInfo(KxDynamicObject* object) const;
     };
+    /// To be read. It must not be changed directly: types come and go with their constructors and destructors, and an
+    /// index of their ids is kept beside it.
     static KxRepository& Repository;
 
     /// An abstract type. The ids are the application's; a root's base is an id that no type has.
@@ -144,8 +147,10 @@ public:
     KxDynamicObject* DynamicObject() const { return m_object; }
 
 protected:
-    /// A record without payload leaves the object as it is. A type that nobody knows counts as a missing record. If the
-    /// serializer throws, the new object is gone, unless somebody asked for its address meanwhile.
+    /// A record without payload leaves the object as it is. A record of which nobody knows a type that can be made counts
+    /// as a missing one: the read goes on at the begin of the level, gives the first object of this id once more if that
+    /// is of a known type, and ends as for a missing tag otherwise. Further reads of the id do the same and come to no
+    /// object behind it: who writes types that readers may not know gives each object an id of its own. If the serializer throws, the new object is gone, unless somebody asked for its address meanwhile.
     int ReadData(CFile* file, STag const& header) override;
     /// Null and objects of unknown types have no payload.
     void WriteData(CFile* file) override;

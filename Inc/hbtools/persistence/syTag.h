@@ -75,19 +75,23 @@ public:
     virtual ULONGLONG Append(CFile* file, ULONGLONG lastTagPosition);
     /// Overwrites the payload of the tag's id in the chain from `position`; the record's header stays. Returns 0 if
     /// the id is not there. Plain payloads overwrite whatever follows if they are longer than the old one; payloads
-    /// that are made of tags themselves must fit where the old one stood.
-    /// @throws KxException, before a byte changes, if a payload made of tags does not fit
+    /// that are made of tags themselves, and images of persistent objects, must fit where the old one stood.
+    /// @throws KxException, before a byte changes, if such a payload does not fit
     virtual int Replace(CFile* file, ULONGLONG position);
     virtual ~KxTag() = 0;
 
 protected:
     KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress, unsigned long nextTag)
         : m_image(static_cast<std::uint32_t>(id), version, dataSize, dataAddress, nextTag) {}
-    KxTag(KxTag const& other) : m_image(other.m_image) {}
+    KxTag(KxTag const& other) : m_image(other.m_image), m_holdsObject(other.m_holdsObject) {}
     KxTag& operator=(KxTag const& other) {
         m_image = other.m_image;
+        m_holdsObject = other.m_holdsObject;
         return *this;
     }
+
+    /// For constructors: the payload is the image of a persistent object. Replace then writes it only when it is whole.
+    void SetHoldsObject() { m_holdsObject = true; }
 
     /// Reads the payload into the bound value; the file stands at its first byte. Returns non-zero on success.
     virtual int ReadData(CFile* file, STag const& header) = 0;
@@ -125,6 +129,7 @@ private:
     friend class KxNumeratedTag;
 
     STag m_image;
+    bool m_holdsObject = false;
     detail::TagChain* m_chain = nullptr;  // what the archive remembers of the level, while it calls Read or Replace
 };
 

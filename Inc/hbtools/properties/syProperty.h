@@ -59,7 +59,8 @@ public:
     virtual KxProperty* Clone() const = 0;
 
     KxString const& GetName() const { return m_name; }
-    /// A list finds its child by the new name from now on. Nobody checks that no other child has it.
+    /// A list finds its child by the new name from now on. Nobody checks that no other child has it; a list that has a
+    /// name twice finds the first of the two, and cannot be stored.
     void SetName(KxString const& name);
     KxString const& GetMessageFormat() const;
     void SetMessageFormat(KxString const& message);
@@ -90,6 +91,7 @@ private:
     KxString m_name;
     std::shared_ptr<KxString const> m_message;  // few formats serve many properties; null: the empty one
     unsigned long m_group = 0;
+    mutable bool m_mayRepeat = false;  // of a list: a child of it, or of a list in it, was renamed since it was checked
     SLinks m_links;
 };
 

@@ -88,10 +88,11 @@ public:
     /// The properties that the longest search for a name would look at: stays small however long the list is.
     int LongestSearch() const;
 
-    /// Stores the children behind the list's own data, or adds those of the archive to what the list holds.
+    /// Stores the children behind the list's own data, or adds those of the archive to what the list holds. Store asks
+    /// CheckStorable before it writes anything of the list.
     /// @throws as KxPersistentObject::Store and Load; CArchiveException cause badIndex for more than maximumCount
     /// children; KxPropertyException for a name that is there already; KxArchiveException for a child that is no property
-    /// or has an owner
+    /// or has an owner, and in storing for a child that went out already in this run, under its number
     void Serialize(CArchive& archive) override;
     int IsList() const override;
     KxString GetMessageW() const override;  ///< The message format as it stands.
@@ -103,6 +104,12 @@ public:
                                  unsigned short indent) override;
     KxProperty* Clone() const override;
 
+protected:
+    /// @throws KxPropertyException if SetName or an assignment gave a name twice, in this list or in one that it holds;
+    /// CArchiveException for too many children, KxArchiveException for a child that would be a mere reference: no reader
+    /// would take them
+    void CheckStorable(CArchive& archive) const override;
+
 private:
     friend class KxProperty;
 
@@ -110,6 +117,8 @@ private:
     template <class Line, class Other>
     void WalkLists(unsigned long level, Line line, Other other);
     KxProperty* Find(KxString const& name) const;
+    void CheckNames() const;
+    void MarkRenamed() noexcept;
     void CopyChildren(KxPropertyList const& source);
     void MakeRoom();
     void Index(KxProperty* property) noexcept;
