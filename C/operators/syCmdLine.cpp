@@ -91,12 +91,15 @@ OperatorReturnCode KxCmdLineInterpreter::Interprete(KxString const& operatorName
                                              detail::TextOf(text::OperatorUnknown));
         }
         KxOperator* const found = pOperatorMgr->GetOperator(operatorName);
-        m_operatorName = operatorName;
         auto const count = static_cast<unsigned short>(std::min(parameters.Size(), found->GetNumParameters()));
-        for (unsigned short i = 0; i < count; ++i) SetParameter(found->GetParameterIndexed(i), parameters[i]);
+        m_operatorName = operatorName;
+        for (unsigned short i = 0; i < count; ++i) {
+            m_operatorName = operatorName;  // a slot may have interpreted another line
+            SetParameter(found->GetParameterIndexed(i), parameters[i]);
+        }
         return withExecution ? found->Execute(m_parentWindow, m_isInteractive) : OPERATOR_PARAMETERS_SET;
     } catch (CException* exception) {
-        throw detail::WithPrefix(detail::TextOf(text::CommandFailed), exception);
+        throw detail::WithPrefix(exception, text::CommandFailed);
     }
 }
 
@@ -104,7 +107,7 @@ void KxCmdLineInterpreter::SetParameter(KxParameter* parameter, KxString const& 
     try {
         parameter->SetValueFromString(value);
     } catch (CException* exception) {
-        throw detail::WithPrefix(detail::FormatOf(text::CommandOfOperator, m_operatorName), exception);
+        throw detail::WithPrefix(exception, text::CommandOfOperator, m_operatorName);
     }
 }
 

@@ -32,6 +32,7 @@ class Lines {
 public:
     explicit Lines(KxString const& path) : m_stream(path), m_buffer(lineLength + 2, L'\0') {
         m_stream.Proof(ProofOpen);
+        m_stream.exceptions(std::ios_base::badbit);  // what is thrown while a line is read passes out
     }
 
     /// False at the end of the file. A comment gives an empty command.
@@ -42,6 +43,7 @@ public:
         bool isWhole = !m_stream.fail();
         if (m_stream.eof()) {
             m_stream.clear();
+            m_stream.exceptions(std::ios_base::goodbit);
             m_stream.Proof(ProofRead);  // a medium that fails is no end, and what it cut off no command
             m_isAtEnd = true;
             isWhole = true;
@@ -89,16 +91,17 @@ OperatorReturnCode KxMacro::Start() {
         Running const running;
         Lines lines(name);
         KxString command;
+        KxCmdLineParser parser(m_parser);  // a slot may start this object meanwhile
         for (; lines.Next(command); ++number) {
             if (!command) continue;
-            m_parser.Parse(command);
+            parser.Parse(command);
             OperatorReturnCode const result = m_interpreter.Interprete(
-                m_parser.GetOperatorName(), m_parser.GetAllParameterStrings(), m_parser.IsWithExecution());
+                parser.GetOperatorName(), parser.GetAllParameterStrings(), parser.IsWithExecution());
             if (result != OPERATOR_OK) return result;
         }
         return OPERATOR_OK;
     } catch (CException* exception) {
-        throw detail::WithPrefix(detail::FormatOf(text::MacroFailed, name, number), exception);
+        throw detail::WithPrefix(exception, text::MacroFailed, name, number);
     }
 }
 

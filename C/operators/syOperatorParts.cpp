@@ -2,17 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "operators/syOperatorParts.h"
 
-#include <memory>
-
 namespace KxN::detail {
 
 namespace {
 
 thread_local SharedSettings* t_shared = nullptr;  // the innermost
-
-struct Releaser {
-    void operator()(CException* exception) const { exception->Delete(); }
-};
 
 }  // namespace
 
@@ -23,12 +17,6 @@ KxString TextBehind(KxResId const& resId, int offset) {
 
 void ThrowWrongType(KxString const& value, KxString const& fixName, unsigned short typeWord) {
     throw new KxException(FormatOf(text::ValueOfWrongType, value, fixName, TextOf(typeWord)));
-}
-
-KxException* WithPrefix(KxString const& prefix, CException* exception) {
-    if (exception->EndsThread()) throw;
-    std::unique_ptr<CException, Releaser> const caught(exception);
-    return new KxException(prefix + CException::TextOf(*caught));
 }
 
 ParameterSettings::ParameterSettings(KxString const& fileName, KxString const& group, KxString const& fixName)

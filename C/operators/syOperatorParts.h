@@ -10,6 +10,7 @@
 #include "hbtools/base/syResource.h"
 #include "operators/syTextIds.h"
 
+#include <memory>
 #include <optional>
 
 namespace KxN::detail {
@@ -31,9 +32,18 @@ KxString TextBehind(KxResId const& resId, int offset);
 /// The text does not have the form of the parameter's type.
 [[noreturn]] void ThrowWrongType(KxString const& value, KxString const& fixName, unsigned short typeWord);
 
-/// The text of a caught exception, which is released, behind a prefix. What ends the thread passes on instead: for
-/// handlers only.
-KxException* WithPrefix(KxString const& prefix, CException* exception);
+struct ExceptionReleaser {
+    void operator()(CException* exception) const { exception->Delete(); }
+};
+
+/// The text of a caught exception, which is released whatever happens, behind a prefix. What ends the thread passes on
+/// instead: for handlers only.
+template <class... Arguments>
+KxException* WithPrefix(CException* exception, unsigned short id, Arguments const&... arguments) {
+    if (exception->EndsThread()) throw;
+    std::unique_ptr<CException, ExceptionReleaser> const caught(exception);
+    return new KxException(FormatOf(id, arguments...) + CException::TextOf(*caught));
+}
 
 /// The keys of one parameter in a group of a settings file. Within a SharedSettings of the same file they go through
 /// that; otherwise what is written is stored by Store, in one safe step.

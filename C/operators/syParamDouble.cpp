@@ -50,8 +50,8 @@ KxParameterDouble::KxParameterDouble(unsigned short id, KxResId const& resId, do
 
 KxParameterDouble::~KxParameterDouble() = default;
 
-KxString KxParameterDouble::TextOf(double value) const {
-    return KxxFormat(L"%.*f", m_precision, value);
+KxString KxParameterDouble::TextOf(double value, long precision) {
+    return KxxFormat(L"%.*f", precision, value);
 }
 
 bool KxParameterDouble::IsInRange(double value) const {
@@ -66,7 +66,7 @@ void KxParameterDouble::Check(double value, KxString const& prefix, unsigned lon
 }
 
 KxString KxParameterDouble::GetValueAsString() const {
-    return TextOf(m_value);
+    return TextOf(m_value, m_precision);
 }
 
 void KxParameterDouble::SetValueFromString(KxString const& value) {
@@ -102,30 +102,34 @@ void KxParameterDouble::SetPrecision(long precision) {
 
 void KxParameterDouble::Save(KxString const& fileName, KxString const& group) {
     detail::ParameterSettings settings(fileName, group, GetFixName());
-    settings.Write(L"", TextOf(m_value));
-    settings.Write(L"(default)", TextOf(m_defaultValue));
-    settings.Write(L"(increment)", TextOf(m_increment));
-    settings.Write(L"(precision)", KxTools::String(m_precision));
+    settings.Write(L"", TextOf(m_value, m_precision));
+    settings.Write(L"(default)", TextOf(m_defaultValue, m_precision));
+    settings.Write(L"(increment)", TextOf(m_increment, m_precision));
+    settings.Write(L"(precision)", KxTools::String(m_precision < 0 ? 6L : m_precision));
     settings.Store();
 }
 
 void KxParameterDouble::Load(KxString const& fileName, KxString const& group) {
     detail::ParameterSettings const settings(fileName, group, GetFixName());
-    KxString const increment = settings.Read(L"(increment)");
-    if (increment.IsFloatNum()) m_increment = static_cast<double>(static_cast<float>(increment));
-    KxString const precision = settings.Read(L"(precision)");
-    if (precision.IsIntNum()) m_precision = std::clamp<long>(precision, 0, 17);
-    KxString const text = settings.Read(L"", TextOf(m_defaultValue));
+    double increment = m_increment;
+    long precision = m_precision;
+    KxString const incrementText = settings.Read(L"(increment)");
+    if (incrementText.IsFloatNum()) increment = static_cast<double>(static_cast<float>(incrementText));
+    KxString const precisionText = settings.Read(L"(precision)");
+    if (precisionText.IsIntNum()) precision = std::clamp<long>(precisionText, 0, 17);
+    KxString const text = settings.Read(L"", TextOf(m_defaultValue, precision));
     if (!text.IsFloatNum()) settings.ThrowBad(L"syParamDouble", __LINE__);
     double value = NumberOf(text);
     // The digits that a file keeps may round a value at the lower end out of the range.
-    double const lastDigit = std::pow(10.0, -static_cast<double>(m_precision));
+    double const lastDigit = std::pow(10.0, -static_cast<double>(precision < 0 ? 6 : precision));
     if (value < m_range.minimum && value + lastDigit > m_range.minimum) value = m_range.minimum;
     if (!IsInRange(value)) {
-        settings.ThrowOutOfRange(L"syParamDouble", __LINE__, TextOf(value), TextOf(m_range.minimum),
-                                 TextOf(m_range.maximum));
+        settings.ThrowOutOfRange(L"syParamDouble", __LINE__, TextOf(value, precision),
+                                 TextOf(m_range.minimum, precision), TextOf(m_range.maximum, precision));
     }
     m_value = value;
+    m_increment = increment;
+    m_precision = precision;
 }
 
 }  // namespace KxN

@@ -124,7 +124,7 @@ void KxParameterFile::SetFileName(KxString const& name) {
 void KxParameterFile::SetFileNameWithoutChangingFilter(KxString const& name) {
     KxDirEntry path(name);
     SxFileFilter const& filter = GetSelectedFilter();
-    if (!path.GetExtension() && !(filter.Extension == L"*")) path.SetExtension(filter.Extension);
+    if (!path.GetExtension() && !!filter.Extension && !(filter.Extension == L"*")) path.SetExtension(filter.Extension);
     m_fileName = path.GetFull();
     SignalValueChanged.Emit(*this);
 }

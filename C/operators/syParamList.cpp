@@ -70,7 +70,7 @@ void KxParameterList::Save(KxString const& fileName, KxString const& group) {
 
 void KxParameterList::Load(KxString const& fileName, KxString const& group) {
     detail::ParameterSettings const settings(fileName, group, GetFixName());
-    unsigned long const position = GetPos(settings.Read(L"(default)"));
+    unsigned long const position = GetPos(settings.Read(L"(default)", GetSelectedDefaultEntry()));
     if (position != none) m_default = position;
     unsigned long const selected = GetPos(settings.Read(L"", GetSelectedDefaultEntry()));
     m_selected = selected != none ? selected : m_default;

@@ -255,4 +255,30 @@ TEST_F(Commands, MacrosWithinMacros) {
     EXPECT_EQ(macro.Start(Path("macro")), 0);
 }
 
+TEST_F(Commands, ASlotMayStartTheMacroThatRuns) {
+    struct Slot {
+        void OnValue(KxParameter&) {
+            if (std::exchange(isNested, true)) return;
+            macro.Start(path);
+        }
+        KxMacro& macro;
+        KxString path;
+        bool isNested = false;
+    };
+    KxMacro macro(reinterpret_cast<CWnd*>(16));
+    Slot slot{macro, Path("inner")};
+    m_command->GetParameterIndexed(0)->SignalValueChanged.Connect(&slot, &Slot::OnValue);
+    std::string values;
+    m_command->body = [&] {
+        values += m_command->Values();
+        EXPECT_EQ(m_command->GetParentWindow(), reinterpret_cast<CWnd*>(16));
+        return 0;
+    };
+    Put("inner", "Filter 1;\n");
+    Put("outer", "Filter 7 8;\n");
+    macro.Start(Path("outer"));
+    m_command->GetParameterIndexed(0)->SignalValueChanged.Disconnect(&slot, &Slot::OnValue);
+    EXPECT_EQ(values, "1  FALSE 1 8 FALSE ");  // the words of the outer line are its own
+}
+
 }  // namespace

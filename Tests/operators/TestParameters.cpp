@@ -232,8 +232,10 @@ TEST(Parameter, Filters) {
     EXPECT_EQ(file.GetSelectedFilterIndex(), 0U);
     EXPECT_EQ(listener.Take(), "A:plain ");
     file.SetFilterList(KxTMem<SxFileFilter>());
-    file.SetFileName(L"none");
-    EXPECT_EQ(U(file.GetFileName()), "none");
+    for (wchar_t const* name : {L"none", L"scan."}) {
+        file.SetFileName(name);
+        EXPECT_EQ(U(file.GetFileName()), U(KxString(name)));
+    }
 }
 
 class ParameterFiles : public TempFolder {};
@@ -283,6 +285,7 @@ TEST_F(ParameterFiles, KeysThatAreLoaded) {
         {Make::Double, "Value=2\nValue(precision)=99999999999", "2.00000000000000000", ""},
         {Make::Double, "Value=2\nValue(precision)=-4", "2", ""},
         {Make::Double, "Value=inf", "", "!"},
+        {Make::Double, "Value=bad\nValue(precision)=0\nValue(increment)=9", "", "!"},
         {Make::String, "Value = %s \nValue(default)=x", "%s", ""},
         {Make::String, "", "b", ""},
         {Make::List, "Value=blue", "green", ""},
@@ -291,6 +294,7 @@ TEST_F(ParameterFiles, KeysThatAreLoaded) {
         {Make::File, "", "b.txt", ""},
         {Make::File, "Value(default)=x", "x", ""},
         {Make::File, "Value=y\nValue(filter)=none", "y", ""},
+        {Make::File, "Value=z.ply", "z.ply", ""},
         {Make::Color, "Value=(1,2)", "(4,5,6)", ""},
         {Make::Color, "Value=(9,8,7)", "(9,8,7)", ""},
     };
@@ -321,6 +325,19 @@ TEST_F(ParameterFiles, KeysThatAreLoaded) {
     file->Load(Path("ini"), L"Group");
     EXPECT_EQ(static_cast<KxParameterFile&>(*file).GetSelectedFilterIndex(), 1U);
     EXPECT_EQ(U(static_cast<KxParameterFile&>(*file).GetDefaultFileName()), "d");
+}
+
+TEST_F(ParameterFiles, WhatIsNotThereChangesNothing) {
+    KxString const entries[] = {L"red", L""};
+    KxParameterList list(1, Id(100), KxTMem<KxString>(entries, 2), L"red", L"red");
+    list.Load(Path("missing"), L"Group");
+    EXPECT_EQ(U(list.GetSelectedEntry()) + U(list.GetSelectedDefaultEntry()), "redred");
+    KxParameterDouble number(1, Id(100), 12.345678, 1, {0, 100}, 1, -1);
+    for (int i = 0; i < 2; ++i) {
+        number.Save(Path("ini"), L"Group");
+        number.Load(Path("ini"), L"Group");
+        EXPECT_EQ(U(number.GetValueAsString()), "12.345678");
+    }
 }
 
 TEST_F(ParameterFiles, WhatCannotBeKeptIsRefused) {

@@ -7,10 +7,10 @@
 //     Filter 2.5 "two words";
 //     Save "plate 7.tag";
 //
-// Lines are empty, comments, which begin with "//" behind any blanks, or commands of at most 1023 characters. The file
+// Lines are empty, comments, which begin with "//" behind any blanks, or commands; all have at most 1023 characters. The file
 // is read as text files are (see syTextEncoding.h); a line ends in LF or CR LF, the last may do without. Tabs count as
 // blanks, and several blanks as one, between quotes too. A command without a semicolon at its end sets
-// parameters and ends the macro. Macros may run macros, as deep as KxLimits says.
+// parameters and ends the macro, but for InteractiveOn and InteractiveOff. Macros may run macros, as deep as KxLimits says.
 //
 // An object belongs to one thread at a time, the one that pOperatorMgr belongs to.
 #pragma once

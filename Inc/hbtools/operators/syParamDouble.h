@@ -48,7 +48,7 @@ public:
 private:
     bool IsInRange(double value) const;
     void Check(double value, KxString const& prefix, unsigned long line) const;
-    KxString TextOf(double value) const;
+    static KxString TextOf(double value, long precision);
 
     double m_value = 0;
     double m_defaultValue = 0;
