@@ -174,7 +174,7 @@ struct Number : KxBaseMsg {
 
 // Of two classes, so that no compiler calls the one there is directly.
 template <class Base, int kind>
-class Receiver : public Base {
+class Receiver final : public Base {
 public:
     explicit Receiver(long& sum) : m_sum(sum) {}
     void ReceiveMsg(KxBaseMsg* message) override { m_sum += static_cast<Number*>(message)->value; }

@@ -75,7 +75,7 @@ bool TakeApart(std::wstring_view text, Pairs& pairs) {
 
 std::wstring Joined(Pairs const& pairs) {
     std::wstring text;
-    for (auto const& [name, value] : pairs) text += name + L"=\"" + value + L"\" ";
+    for (auto const& [name, value] : pairs) ((text += name) += L"=\"") += value + L"\" ";
     return text;
 }
 

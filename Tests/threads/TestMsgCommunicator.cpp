@@ -20,7 +20,7 @@ struct Text : KxBaseMsg {
     std::string trace;
 };
 
-class Station : public KxMsgCommunicator {
+class Station final : public KxMsgCommunicator {
 public:
     explicit Station(char name = 0) : m_name(name) {}
     void Say(KxBaseMsg* message) { SendMsg(message); }
