@@ -167,10 +167,8 @@ private:
         Of(user).Refuse("a document type declaration is not allowed");
     }
     static int UnknownEncoding(void*, XML_Char const* name, XML_Encoding* info) {
-        std::string upper(name);
-        std::transform(upper.begin(), upper.end(), upper.begin(),
-                       [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; });
-        if (upper != "WINDOWS-1252" && upper != "CP1252") return XML_STATUS_ERROR;
+        KxString const upper = KxString(name).Upper();
+        if (!(upper == L"WINDOWS-1252") && !(upper == L"CP1252")) return XML_STATUS_ERROR;
         for (int i = 0; i < 256; ++i) {
             char const byte = static_cast<char>(i);
             std::wstring const wide = KxxWidenNarrow(std::string_view(&byte, 1), 1252);

@@ -20,14 +20,14 @@ public:
 enum class Encoding { utf8, utf16, ascii, latin1, windows1252 };
 
 Encoding DeclaredOf(pugi::xml_document const& document) {
-    std::string name = document.first_child().type() == pugi::node_declaration
-                           ? document.first_child().attribute("encoding").value()
-                           : "";
-    std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; });
-    if (name.starts_with("UTF-16")) return Encoding::utf16;
-    if (name == "ISO-8859-1") return Encoding::latin1;
-    if (name == "US-ASCII") return Encoding::ascii;
-    if (name == "WINDOWS-1252" || name == "CP1252") return Encoding::windows1252;
+    pugi::xml_node const first = document.first_child();
+    KxString const upper =
+        KxString(first.type() == pugi::node_declaration ? first.attribute("encoding").value() : "").Upper();
+    std::wstring_view const name = upper.View();
+    if (name.starts_with(L"UTF-16")) return Encoding::utf16;
+    if (name == L"ISO-8859-1") return Encoding::latin1;
+    if (name == L"US-ASCII") return Encoding::ascii;
+    if (name == L"WINDOWS-1252" || name == L"CP1252") return Encoding::windows1252;
     return Encoding::utf8;
 }
 

@@ -93,15 +93,10 @@ bool IsPath(wchar_t c) {
     return c == L'\\' || c == L'/';
 }
 
-std::wstring Upper(std::wstring_view text) {
-    std::wstring upper(text);
-    for (wchar_t& c : upper) c = KxxToUpper(c);
-    return upper;
-}
-
 /// Names that mean a device to some system, whatever their extension.
 bool IsDevice(std::wstring_view component) {
-    std::wstring const name = Upper(component.substr(0, component.find(L'.')));
+    KxString const upper = KxString(component.substr(0, component.find(L'.'))).Upper();
+    std::wstring_view const name = upper.View();
     for (wchar_t const* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$", L"CLOCK$"})
         if (name == device) return true;
     bool const isNumbered = name.size() == 4 && name[3] >= L'0' && name[3] <= L'9';
@@ -160,7 +155,7 @@ KxString ZipNames::Accept(ZipEntry const& entry) {
             upper += L'/';
         }
         path += component;
-        upper += Upper(component);
+        upper += KxString(component).Upper().View();
     }
     if (path.empty()) return {};
     // A file is no folder of others, and has its name for itself.

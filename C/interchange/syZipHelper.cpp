@@ -144,6 +144,21 @@ bool KxZipHelper::CompressFile(KxString const& sourceFile, KxString const& zipFi
 
 namespace {
 
+/// An archive to be read, which must not outlive its stream. Null for one of no files, whose comment it tells.
+UnzipHandle Open(KxString const& zipFile, std::optional<ZipStream>& stream, std::string& comment) {
+    bool const isEmpty = OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] {
+        stream.emplace(zipFile, CFile::modeRead);
+        if (IsEmptyArchive(stream->File(), comment)) return true;
+        if (!HasEnd(stream->File())) Throw(__LINE__, L"no zip file");
+        return false;
+    });
+    if (isEmpty) return nullptr;
+    zlib_filefunc64_def functions = stream->Functions();
+    UnzipHandle archive(::unzOpen2_64("", &functions));
+    if (!archive) Throw(__LINE__, L"Failed to open zip file: %s%s", zipFile, stream->Reason());
+    return archive;
+}
+
 /// Takes the files of one archive out.
 class Unpacking {
 public:
@@ -152,20 +167,11 @@ public:
 
     void Run() {
         std::optional<ZipStream> stream;
-        OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile,
-                [&] { stream.emplace(m_zipFile, CFile::modeRead); });
+        std::string comment;
+        UnzipHandle const archive = Open(m_zipFile, stream, comment);
+        if (!archive) return;
         m_left = std::min<ULONGLONG>(KxxLimits().zipTotal,
                                      SaturatedProduct(stream->File().GetLength(), KxxLimits().zipRatio));
-        bool isEmpty = false;
-        OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile, [&] {
-            std::string comment;
-            isEmpty = IsEmptyArchive(stream->File(), comment);
-            if (!isEmpty && !HasEnd(stream->File())) Throw(__LINE__, L"no zip file");
-        });
-        if (isEmpty) return;
-        zlib_filefunc64_def functions = stream->Functions();
-        UnzipHandle const archive(::unzOpen2_64("", &functions));
-        if (!archive) Throw(__LINE__, L"Failed to open zip file: %s%s", m_zipFile, stream->Reason());
         if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
             Throw(__LINE__, L"Failed to go to first file in zip file: %s%s", m_zipFile, stream->Reason());
         CheckNames(archive.get());
@@ -276,17 +282,8 @@ bool KxZipHelper::UncompressFiles(KxString const& zipFile, KxString const& targe
 bool KxZipHelper::GetGlobalComment(KxString const& zipFile, KxString& comment) {
     if (!KxDirEntry(zipFile).Exists(1)) Throw(__LINE__, L"File does not exist: %s", zipFile);
     std::optional<ZipStream> stream;
-    OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] { stream.emplace(zipFile, CFile::modeRead); });
     std::string bytes;
-    bool isEmpty = false;
-    OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] {
-        isEmpty = IsEmptyArchive(stream->File(), bytes);
-        if (!isEmpty && !HasEnd(stream->File())) Throw(__LINE__, L"no zip file");
-    });
-    if (!isEmpty) {
-        zlib_filefunc64_def functions = stream->Functions();
-        UnzipHandle const archive(::unzOpen2_64("", &functions));
-        if (!archive) Throw(__LINE__, L"Failed to open zip file: %s%s", zipFile, stream->Reason());
+    if (UnzipHandle const archive = Open(zipFile, stream, bytes)) {
         unz_global_info64 info{};
         if (::unzGetGlobalInfo64(archive.get(), &info) != UNZ_OK)
             Throw(__LINE__, L"Failed to get global info from zip file: %s", zipFile);

@@ -91,7 +91,7 @@ OperatorReturnCode KxMacro::Start() {
         Running const running;
         Lines lines(name);
         KxString command;
-        KxCmdLineParser parser(m_parser);  // a slot may start this object meanwhile
+        KxCmdLineParser parser;  // a slot may start this object meanwhile
         for (; lines.Next(command); ++number) {
             if (!command) continue;
             parser.Parse(command);

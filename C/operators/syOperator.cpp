@@ -30,11 +30,7 @@ void KxOperator::ParameterDialog(CWnd*) {
 }
 
 void KxOperator::SetId(unsigned short id, KxResId const& resId) {
-    KxString fixName(resId);
-    KxString uiName = detail::TextBehind(resId, 1);
-    m_helpText = detail::TextBehind(resId, 2);
-    m_fixName = std::move(fixName);
-    m_uiName = std::move(uiName);
+    detail::SetTexts(resId, m_fixName, m_uiName, m_helpText);
     m_id = id;
     m_resId = resId;
 }

@@ -10,9 +10,15 @@ thread_local SharedSettings* t_shared = nullptr;  // the innermost
 
 }  // namespace
 
-KxString TextBehind(KxResId const& resId, int offset) {
-    int const id = resId.GetId() + offset;
-    return id > 65535 ? KxString() : KxString(KxResId(static_cast<unsigned short>(id), resId.GetModule()));
+void SetTexts(KxResId const& resId, KxString& fixName, KxString& uiName, KxString& helpText) {
+    auto const behind = [&resId](int offset) {
+        int const id = resId.GetId() + offset;
+        return id > 65535 ? KxString() : KxString(KxResId(static_cast<unsigned short>(id), resId.GetModule()));
+    };
+    KxString name(resId), nameForUsers = behind(1);
+    helpText = behind(2);
+    fixName = std::move(name);
+    uiName = std::move(nameForUsers);
 }
 
 void ThrowWrongType(KxString const& value, KxString const& fixName, unsigned short typeWord) {

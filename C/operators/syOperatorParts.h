@@ -26,8 +26,9 @@ KxString FormatOf(unsigned short id, Arguments const&... arguments) {
     return text;
 }
 
-/// The string `offset` numbers behind the given one; empty behind the last number there is.
-KxString TextBehind(KxResId const& resId, int offset);
+/// The three texts of what stands under a number: its name, then the name for users and the help, empty behind the last
+/// number there is.
+void SetTexts(KxResId const& resId, KxString& fixName, KxString& uiName, KxString& helpText);
 
 /// The text does not have the form of the parameter's type.
 [[noreturn]] void ThrowWrongType(KxString const& value, KxString const& fixName, unsigned short typeWord);

@@ -52,6 +52,11 @@ void Command::AddNumber(unsigned short parameter, double value, double min, doub
     Insert(new KxParameterDouble(parameter, TextsOf(parameter), value, value, {min, max}, 1, digits));
 }
 
+void Command::AddVector(unsigned short first, KxVec3d const& value, double largest) {
+    for (int axis = 0; axis < 3; ++axis)
+        AddNumber(static_cast<unsigned short>(first + axis), value[axis], -largest, largest, 6);
+}
+
 void Command::AddText(unsigned short parameter, wchar_t const* value) {
     Insert(new KxParameterString(parameter, TextsOf(parameter), value, value));
 }
@@ -74,6 +79,11 @@ void Command::AddColor(unsigned short parameter, KxColor const& color) {
 
 KxColor Command::ColorOf(unsigned short parameter) const {
     return dynamic_cast<KxParameterColor&>(*GetParameter(parameter)).GetColor();
+}
+
+KxVec3d Command::VectorOf(unsigned short first) const {
+    auto const number = [&](int axis) { return GetParameterDouble(static_cast<unsigned short>(first + axis)); };
+    return KxVec3d(number(0), number(1), number(2));
 }
 
 template <class Call>

@@ -29,6 +29,8 @@ protected:
     void AddSwitch(unsigned short parameter, bool value);
     void AddWhole(unsigned short parameter, long value, long min, long max);
     void AddNumber(unsigned short parameter, double value, double min, double max, long digits);
+    /// Three numbers from `first` on, each between -largest and largest, with six digits.
+    void AddVector(unsigned short first, KxN::KxVec3d const& value, double largest);
     void AddText(unsigned short parameter, wchar_t const* value);
     /// The first entry is selected.
     void AddChoice(unsigned short parameter, std::initializer_list<wchar_t const*> entries);
@@ -40,6 +42,7 @@ protected:
     void AddScan(unsigned short parameter) { AddText(parameter, L"*"); }
 
     KxN::KxColor ColorOf(unsigned short parameter) const;
+    KxN::KxVec3d VectorOf(unsigned short first) const;
     /// The scan that the parameter names.
     Entry& ScanOf(unsigned short parameter);
     /// The path that the parameter names, for a file to be written.
@@ -57,14 +60,15 @@ private:
     auto About(unsigned short parameter, Call call);
 };
 
-template <class T>
-class CommandOf : public Command {
+/// The class T, which derives from it; `Base` holds what several operators have in common.
+template <class T, class Base = Command>
+class CommandOf : public Base {
 public:
     /// A new one with the default values.
-    KxOperator* Clone() const override { return new T(m_session); }
+    KxN::KxOperator* Clone() const override { return new T(this->m_session); }
 
 protected:
-    using Command::Command;
+    using Base::Base;
 };
 
 }  // namespace ScanLab

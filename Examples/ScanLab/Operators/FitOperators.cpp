@@ -28,15 +28,21 @@ FitRecord RecordOf(Entry const& entry, std::wstring const& shape, KxHistogram co
     return {entry.name, shape, core.mean, core.sigma, core.count, deviations.Count()};
 }
 
-class FitPlaneCommand : public CommandOf<FitPlaneCommand> {
-public:
+/// A shape of best fit to one scan, without what lies farther off than so many sigmas.
+class FitCommand : public Command {
+protected:
     enum : unsigned short { Which = 1, Sigmas, Passes };
 
-    explicit FitPlaneCommand(Session& session) : CommandOf(FitPlaneId, session) {
+    FitCommand(OperatorId id, Session& session) : Command(id, session) {
         AddScan(Which);
         AddNumber(Sigmas, 3, 1, 100, 2);
         AddWhole(Passes, 6, 1, 100);
     }
+};
+
+class FitPlaneCommand : public CommandOf<FitPlaneCommand, FitCommand> {
+public:
+    explicit FitPlaneCommand(Session& session) : CommandOf(FitPlaneId, session) {}
 
 protected:
     OperatorReturnCode Run() override {
@@ -56,15 +62,9 @@ protected:
     }
 };
 
-class FitSphereCommand : public CommandOf<FitSphereCommand> {
+class FitSphereCommand : public CommandOf<FitSphereCommand, FitCommand> {
 public:
-    enum : unsigned short { Which = 1, Sigmas, Passes };
-
-    explicit FitSphereCommand(Session& session) : CommandOf(FitSphereId, session) {
-        AddScan(Which);
-        AddNumber(Sigmas, 3, 1, 100, 2);
-        AddWhole(Passes, 6, 1, 100);
-    }
+    explicit FitSphereCommand(Session& session) : CommandOf(FitSphereId, session) {}
 
 protected:
     OperatorReturnCode Run() override {

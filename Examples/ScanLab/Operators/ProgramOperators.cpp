@@ -39,10 +39,9 @@ protected:
     }
 };
 
-class SaveSettingsCommand : public OfSettings {
+class SaveSettingsCommand : public CommandOf<SaveSettingsCommand, OfSettings> {
 public:
-    explicit SaveSettingsCommand(Session& session) : OfSettings(SaveSettingsId, session) {}
-    KxOperator* Clone() const override { return new SaveSettingsCommand(m_session); }
+    explicit SaveSettingsCommand(Session& session) : CommandOf(SaveSettingsId, session) {}
 
 protected:
     OperatorReturnCode Run() override {
@@ -53,10 +52,9 @@ protected:
     }
 };
 
-class LoadSettingsCommand : public OfSettings {
+class LoadSettingsCommand : public CommandOf<LoadSettingsCommand, OfSettings> {
 public:
-    explicit LoadSettingsCommand(Session& session) : OfSettings(LoadSettingsId, session) {}
-    KxOperator* Clone() const override { return new LoadSettingsCommand(m_session); }
+    explicit LoadSettingsCommand(Session& session) : CommandOf(LoadSettingsId, session) {}
 
 protected:
     OperatorReturnCode Run() override {

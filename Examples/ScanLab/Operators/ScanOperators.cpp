@@ -29,10 +29,8 @@ public:
         AddChoice(Kind, {L"strays", L"box", L"thinning"});
         AddNumber(Distance, 1, 1e-6, farthest, 6);
         AddWhole(Neighbours, 3, 1, 1000);
-        for (unsigned short axis = 0; axis < 3; ++axis)
-            AddNumber(static_cast<unsigned short>(From + axis), -farthest, -farthest, farthest, 6);
-        for (unsigned short axis = 0; axis < 3; ++axis)
-            AddNumber(static_cast<unsigned short>(To + axis), farthest, -farthest, farthest, 6);
+        AddVector(From, KxVec3d(-farthest, -farthest, -farthest), farthest);
+        AddVector(To, KxVec3d(farthest, farthest, farthest), farthest);
         AddSwitch(Invert, false);
     }
 
@@ -57,15 +55,11 @@ private:
         double const distance = GetParameterDouble(Distance);
         if (kind == L"strays") return NotAlone(scan, distance, static_cast<int>(GetParameterLong(Neighbours)));
         if (kind == L"thinning") return OnePerCube(scan, distance);
-        Box const box{CornerOf(From), CornerOf(To)};
+        Box const box{VectorOf(From), VectorOf(To)};
         for (unsigned short axis = 0; axis < 3; ++axis)
             if (box.low[axis] > box.high[axis])
                 Refuse(static_cast<unsigned short>(From + axis), TextOf(Text::BoxUpsideDown));
         return InBox(scan, box);
-    }
-    KxVec3d CornerOf(unsigned short first) const {
-        return KxVec3d(GetParameterDouble(first), GetParameterDouble(static_cast<unsigned short>(first + 1)),
-                       GetParameterDouble(static_cast<unsigned short>(first + 2)));
     }
 };
 
@@ -76,10 +70,8 @@ public:
     explicit TransformCommand(Session& session) : CommandOf(TransformId, session) {
         AddScan(Which);
         AddChoice(Measure, {L"absolute", L"relative"});
-        for (unsigned short axis = 0; axis < 3; ++axis)
-            AddNumber(static_cast<unsigned short>(Shift + axis), 0, -farthest, farthest, 6);
-        for (unsigned short axis = 0; axis < 3; ++axis)
-            AddNumber(static_cast<unsigned short>(Axis + axis), axis == 2 ? 1 : 0, -farthest, farthest, 6);
+        AddVector(Shift, KxVec3d::Zero, farthest);
+        AddVector(Axis, KxVec3d::ZUnit, farthest);
         AddNumber(Angle, 0, -360, 360, 6);
         AddSwitch(AboutMiddle, true);
     }
@@ -109,12 +101,6 @@ protected:
         Print(L"Moved       %s: its middle by %.3g in a size of %.3g\n", entry.name,
               (motion * box.Middle()).Distance(box.Middle()), box.Diagonal());
         return OPERATOR_OK;
-    }
-
-private:
-    KxVec3d VectorOf(unsigned short first) const {
-        return KxVec3d(GetParameterDouble(first), GetParameterDouble(static_cast<unsigned short>(first + 1)),
-                       GetParameterDouble(static_cast<unsigned short>(first + 2)));
     }
 };
 

@@ -40,7 +40,6 @@ public:
 
 private:
     KxString m_name;
-    KxCmdLineParser m_parser;
     KxCmdLineInterpreter m_interpreter;
 };
 
