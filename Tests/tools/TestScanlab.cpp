@@ -217,7 +217,7 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
         Terminal terminal({program, "--out", folder.string()});
         ASSERT_TRUE(terminal.Await("scanlab> ")) << terminal.Seen();
         if (Call("ldd ./scanlab | grep -q libedit").code != 0) {
-            talk(terminal, {{"List\n", "A semicolon at the end runs it."}, {"\x04", "\n"}});
+            talk(terminal, {{"List\n", "A semicolon at the end runs it."}, {"", "scanlab> "}, {"\x04", "\n"}});
             EXPECT_EQ(terminal.Wait(), 0);
             GTEST_SKIP() << "built without the editor of lines";
         }
@@ -228,11 +228,14 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
                         {"FitPlane nobody;\r", "Parameter \"Scan\": Es gibt keinen Datensatz \"nobody\""},
                         {"FitPlane \t", "plate "},  // a scan of the session
                         {";\r", "Plane       of plate"},
+                        {"", "scanlab> "},  // before it the terminal takes control keys for itself
                         {"Nobody\x03"
                          "List;\r",
                          "444 points in mm, synthetic, plane"},  // Ctrl-C clears
                         {"Import " + folder.string() + "/deep\tp\t;\r", "Scan        points: points"},
+                        {"", "scanlab> "},
                         {"help \x15List\r", "A semicolon at the end runs it."},
+                        {"", "scanlab> "},
                         {"\x04", "\n"}});
         EXPECT_EQ(terminal.Wait(), 0);
     }
