@@ -22,6 +22,7 @@
 #include "hbtools/base/syFormat.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syLink.h"
+#include "hbtools/base/syModule.h"
 #include "hbtools/base/syObject.h"
 #include "hbtools/base/syPerfCounter.h"
 #include "hbtools/base/syResource.h"
