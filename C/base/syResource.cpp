@@ -134,6 +134,7 @@ void CDynLinkLibrary::SetResourceHandle(HINSTANCE source) {
 }
 
 detail::BoundTexts const* CDynLinkLibrary::Bind(HINSTANCE satellite) {
+    HINSTANCE const own = GetModule();  // asks the loader, which must not happen under the lock
     std::vector<KxString> lines;
     detail::BoundTexts const* bound = nullptr;
     {
@@ -144,13 +145,13 @@ detail::BoundTexts const* CDynLinkLibrary::Bind(HINSTANCE satellite) {
         made->satellite = satellite;
         made->texts = satellite->texts;
         for (detail::TextTable::Entry const& entry : made->texts->GetEntries()) {
-            char const* const own = FindOwn(entry.id);
+            char const* const text = FindOwn(entry.id);
             std::string_view const translated = made->texts->Text(entry);
-            if (!own || KxxSamePlaceholders(own, translated)) continue;
+            if (!text || KxxSamePlaceholders(text, translated)) continue;
             made->misfits.push_back(entry.id);
-            std::string const placeholders = KxxListPlaceholders(own) + " / " + KxxListPlaceholders(translated);
+            std::string const placeholders = KxxListPlaceholders(text) + " / " + KxxListPlaceholders(translated);
             lines.emplace_back(KxxFormat(g_pHbToolsModule->LoadText(text::TextMisfit).View(), entry.id,
-                                         GetModuleFileName(satellite), GetModuleFileName(GetModule()), placeholders));
+                                         GetModuleFileName(satellite), GetModuleFileName(own), placeholders));
         }
         made->next = m_bindings;
         m_bindings = made.release();

@@ -22,9 +22,11 @@
 #include "hbtools/base/syFormat.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syLink.h"
+#include "hbtools/base/syLocale.h"
 #include "hbtools/base/syModule.h"
 #include "hbtools/base/syObject.h"
 #include "hbtools/base/syPerfCounter.h"
+#include "hbtools/base/syPlaceholders.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/base/syString.h"
@@ -132,6 +134,9 @@
 
 #include "hbtools/state/syState.h"
 #include "hbtools/state/syUndoRedo.h"
+
+#include "hbtools/localisation/syLanguage.h"
+#include "hbtools/localisation/syLocalizer.h"
 
 #include "hbtools/interchange/syDragSession.h"
 #include "hbtools/interchange/syOleData.h"

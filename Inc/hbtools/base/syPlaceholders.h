@@ -21,4 +21,8 @@ KX_API bool KxxSamePlaceholders(std::string_view base, std::string_view translat
 /// The conversions of a text as they stand there: "%s, %-5d".
 KX_API std::string KxxListPlaceholders(std::string_view text);
 
+/// A text that reads like the given one and shows by its looks that it was looked up: letters with accents, 40 % longer, in
+/// brackets. Conversions and line ends stay.
+KX_API std::string KxxPseudoTranslate(std::string_view text);
+
 }  // namespace KxN
