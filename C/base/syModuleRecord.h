@@ -46,10 +46,11 @@ LoadedModule LoadByName(KxString const& name, std::string const& callerFolder);
 /// Reads a satellite by its path, or takes it up again. ENOENT if `path` is nothing, ENOEXEC with `isNone` if it is
 /// something else than a satellite.
 LoadedModule LoadSatellite(std::string const& path, bool& isNone);
-/// Counts a satellite that was read; `texts` is taken over unless the file is known already.
+/// Counts a satellite that was read; `texts` is taken over unless somebody else was faster.
 KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, std::unique_ptr<TextTable const> texts);
-/// A satellite that was read from this very state of the file, counted; null if there is none.
-KxModule* FindSatellite(FileIdentity const& identity);
+/// A satellite that was read from this file when it held these very bytes, counted; null if there is none. Times of change
+/// are too coarse to tell two states of a file.
+KxModule* FindSatellite(FileIdentity const& identity, std::string const& bytes);
 
 }  // namespace detail
 }  // namespace KxN

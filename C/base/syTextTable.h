@@ -13,10 +13,9 @@
 
 namespace KxN::detail {
 
-/// What tells one state of a file from all others.
+/// What tells one file from all others, whatever its name.
 struct FileIdentity {
     unsigned long long device = 0, number = 0;
-    long long size = 0, modified = 0, changed = 0;
     bool operator==(FileIdentity const&) const = default;
 };
 
@@ -41,6 +40,7 @@ public:
     std::wstring_view WideText(Entry const& entry) const {
         return std::wstring_view(m_wide).substr(entry.wideOffset, entry.wideLength);
     }
+    std::string const& GetBytes() const { return m_bytes; }
     std::vector<Entry> const& GetEntries() const { return m_entries; }
 
 private:

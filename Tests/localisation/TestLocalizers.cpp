@@ -37,8 +37,10 @@ TEST(Language, NumbersCodesAndNames) {
         EXPECT_EQ(language.GetLangUIName().IsEmpty(), !*c.german);
         EXPECT_TRUE(language == KxLanguage(c.id) && language != KxLanguage(1036 + 1024));
     }
-    for (char const* name : {"", "C", "xx_YY", "\xFF", "_", "12345678901234567890123456789012345678901234567890123456789012"
-                             "34567890123456789012345678901234567890123456789012345678901234567890123456789012345678901234567"})
+    for (char const* name :
+         {"", "C", "xx_YY", "\xFF", "_",
+          "12345678901234567890123456789012345678901234567890123456789012"
+          "34567890123456789012345678901234567890123456789012345678901234567890123456789012345678901234567"})
         EXPECT_EQ(KxxFindLanguage(name), 0) << name;
     EXPECT_EQ(KxxFindLanguage("de"), 1031);
     EXPECT_EQ(KxxFindLanguage("de_CH.UTF-8@euro"), 0x0807);
@@ -72,6 +74,8 @@ TEST(LanguageDeathTest, OfTheUser) {
     }
 }
 
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 /// Opens what derived classes may use.
 class Single : public KxSingleDLLLocalizer {
 public:
@@ -86,7 +90,8 @@ protected:
     Localizers() {
         Put("languages.ini",
             "[Other]\nFrench=1;1\n[Languages]\nFrench=0x0C;1\nSwiss = 7;2 ;x\nOctal=014;1\nOne=9\nNames=Base;Variant\n"
-            "Base=9\nVariant=2\nAbsurd=99999999999999999999999;-1\nNegative=-1;0\nText=abc;\nEnglish=0x09;1\nFRENCH=12;3\n"
+            "Base=9\nVariant=2\nAbsurd=99999999999999999999999;-1\nNegative=-1;0\nText=abc;\nEnglish=0x09;1\nFRENCH=12;"
+            "3\n"
             "Pseudo=0x101;1\n");
         m_settings = Path("languages.ini");
     }
@@ -102,9 +107,20 @@ TEST_F(Localizers, TableOfLanguages) {
     struct {
         wchar_t const* name;
         int id;  // 0: there is none
-    } const cases[] = {{L"french", 0x0C0C}, {L"SWISS", 0x0807}, {L"Octal", 0x040C}, {L"One", 0}, {L"Names", 0x0809},
-                       {L"Absurd", 0xFFFF}, {L"Negative", 0xFFFF}, {L"Text", 0}, {L"German", 1031}, {L"english", 1033},
-                       {L"auto", KxxGetUserLanguage()}, {L"Pseudo", 0x0501}, {L"Japanese", -1}, {L"", -1}};
+    } const cases[] = {{L"french", 0x0C0C},
+                       {L"SWISS", 0x0807},
+                       {L"Octal", 0x040C},
+                       {L"One", 0},
+                       {L"Names", 0x0809},
+                       {L"Absurd", 0xFFFF},
+                       {L"Negative", 0xFFFF},
+                       {L"Text", 0},
+                       {L"German", 1031},
+                       {L"english", 1033},
+                       {L"auto", KxxGetUserLanguage()},
+                       {L"Pseudo", 0x0501},
+                       {L"Japanese", -1},
+                       {L"", -1}};
     for (auto const& c : cases) {
         localizer.SetActiveLanguage(1031UL);
         bool const isThere = localizer.SetActiveLanguage(c.name);
@@ -141,8 +157,8 @@ TEST_F(Localizers, PlacesOfSatellites) {
     KxString const app = Path("App.exe");
     EXPECT_EQ(localizer.ResourceDLLExists(app, 1031, path), 1);
     EXPECT_EQ(path, Path("LanguagePacks/DEU/App.DEU"));
-    for (unsigned short const id : {0x0C0A, 1033, 0xFFFE}) {
-        EXPECT_EQ(localizer.ResourceDLLExists(app, id, path), 0);
+    for (int const id : {0x0C0A, 1033, 0xFFFE}) {
+        EXPECT_EQ(localizer.ResourceDLLExists(app, static_cast<unsigned short>(id), path), 0);
         EXPECT_EQ(path, L"");
     }
     localizer.SetResourceDLLPathConvention(L"");
@@ -156,7 +172,7 @@ TEST_F(Localizers, PlacesOfSatellites) {
     // The module's own language ends the walk, whatever comes behind it.
     KxLanguage found;
     KxTList<KxLanguage> list;
-    for (unsigned short const id : {1033, 1034, 1031}) list.AddTail(id);
+    for (int const id : {1033, 1034, 1031}) list.AddTail(static_cast<unsigned short>(id));
     localizer.SetModuleResourceLanguage(1034);
     EXPECT_EQ(localizer.FindResourceDLL(app, list, path, found), 1);
     EXPECT_EQ(found.GetLangID(), 1034);
@@ -199,7 +215,7 @@ TEST_F(Localizers, SingleModule) {
     for (auto const& c : cases) {
         g_moduleVersion = c.module;
         g_satelliteVersion = c.satellite;
-        for (short const check : {0, 1, 2}) {
+        for (short check = 0; check < 3; ++check) {
             auto const run = [&] { localizer.DoLocalization(check); };
             if (check == 2 && c.message) {
                 std::string const message = Thrown<KxWrongSatelliteVersionException>(run);

@@ -41,11 +41,12 @@ TEST_F(Modules, WhatCannotBeLoaded) {
     Put("cut.so", whole.substr(0, whole.size() / 2));
     Put("head.so", whole.substr(0, 40));
     Put("tail.so", whole.substr(0, whole.size() - 1));
-    Put("foreign.so", changed(18, '\xB7'));   // machine
-    Put("small.so", changed(4, 1));           // word size
+    Put("foreign.so", changed(18, '\xB7'));  // machine
+    Put("small.so", changed(4, 1));          // word size
     Put("unresolved.so", [&] {
         std::string bytes = whole;
-        for (std::size_t at = 0; (at = bytes.find("_ZN3KxN15CDynLinkLibraryC", at)) != bytes.npos; ++at) bytes[at + 6] = 'X';
+        for (std::size_t at = 0; (at = bytes.find("_ZN3KxN15CDynLinkLibraryC", at)) != bytes.npos; ++at)
+            bytes[at + 6] = 'X';
         return bytes;
     }());
     Put("lacking.so", [&] {
@@ -131,8 +132,13 @@ TEST_F(Modules, DllOfAVersion) {
     EXPECT_NE(GetModuleFileName().View().find(L"test_localisation"), std::wstring_view::npos);
     struct {
         wchar_t const *path, *name;
-    } const names[] = {{L"/usr/lib/libhbtools.so.3.01", L"libhbtools"}, {L"C/App.exe", L"App"}, {L"scanlab", L"scanlab"},
-                       {L"libx.so", L"libx"}, {L"x.soft.so", L"x.soft"}, {L".so", L".so"}, {L"", L""}};
+    } const names[] = {{L"/usr/lib/libhbtools.so.3.01", L"libhbtools"},
+                       {L"C/App.exe", L"App"},
+                       {L"scanlab", L"scanlab"},
+                       {L"libx.so", L"libx"},
+                       {L"x.soft.so", L"x.soft"},
+                       {L".so", L".so"},
+                       {L"", L""}};
     for (auto const& n : names) EXPECT_EQ(KxxGetModuleBaseName(n.path), KxString(n.name));
 }
 

@@ -77,6 +77,17 @@ KxModule* Known(Records const& records, HINSTANCE module) {
     return nullptr;
 }
 
+/// The satellite of that file and content, counted once more; the lock must be held.
+KxModule* CountKnown(Records const& records, detail::FileIdentity const& identity, std::string const& bytes) {
+    for (auto const& record : records.all) {
+        detail::TextTable const* const texts = record->texts;
+        if (!texts || !(record->identity == identity) || texts->GetBytes() != bytes) continue;
+        ++record->count;
+        return record.get();
+    }
+    return nullptr;
+}
+
 HINSTANCE Loaded(detail::LoadedModule const& loaded) {
     return loaded.code ? RecordOf(loaded.code, 1) : loaded.satellite;
 }
@@ -95,32 +106,23 @@ void SetModuleError(int code, std::wstring text) {
 }
 
 KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, std::unique_ptr<TextTable const> texts) {
-    Records& records = AllRecords();
     auto made = std::make_unique<KxModule>();
     made->path = path;
     made->identity = identity;
+    made->count = 1;
+    Records& records = AllRecords();
     std::lock_guard const guard(records.lock);
-    for (auto const& record : records.all) {
-        if (!record->texts || !(record->identity == identity)) continue;
-        ++record->count;  // somebody was faster
-        return record.get();
-    }
+    if (KxModule* const known = CountKnown(records, identity, texts->GetBytes())) return known;
     records.all.push_back(std::move(made));
     KxModule& record = *records.all.back();
-    record.count = 1;
     record.texts = texts.release();
     return &record;
 }
 
-KxModule* FindSatellite(FileIdentity const& identity) {
+KxModule* FindSatellite(FileIdentity const& identity, std::string const& bytes) {
     Records& records = AllRecords();
     std::lock_guard const guard(records.lock);
-    for (auto const& record : records.all) {
-        if (!record->texts || !(record->identity == identity)) continue;
-        ++record->count;
-        return record.get();
-    }
-    return nullptr;
+    return CountKnown(records, identity, bytes);
 }
 
 }  // namespace detail

@@ -51,15 +51,13 @@ LoadedModule ReadSatellite(std::string const& path, Descriptor const& file, unsi
                            unsigned long long size) {
     struct stat status {};
     if (::fstat(file.GetNumber(), &status) != 0) return FailedBySystem(errno, path);
-    auto const nanoseconds = [](timespec const& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; };
-    FileIdentity const identity{status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim),
-                                nanoseconds(status.st_ctim)};
-    if (KxModule* const known = FindSatellite(identity)) return {nullptr, known, 0};
     if (size > KxxLimits().satelliteBytes) return Failed(ENOEXEC, text::SatelliteTooLarge, path);
     std::string bytes(size, '\0');
     std::size_t got = 0;
     if (int const error = file.ReadAt(bytes.data(), bytes.size(), offset, got)) return FailedBySystem(error, path);
     if (got != bytes.size()) return Failed(ENOEXEC, text::ModuleCut, path);
+    FileIdentity const identity{status.st_dev, status.st_ino};
+    if (KxModule* const known = FindSatellite(identity, bytes)) return {nullptr, known, 0};
     std::unique_ptr<TextTable const> texts;
     std::size_t entry = 0;
     switch (TextTable::Read(std::move(bytes), texts, entry)) {
