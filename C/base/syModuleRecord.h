@@ -50,7 +50,7 @@ LoadedModule LoadSatellite(std::string const& path, bool& isNone);
 KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, std::unique_ptr<TextTable const> texts);
 /// A satellite that was read from this file when it held these very bytes, counted; null if there is none. Times of change
 /// are too coarse to tell two states of a file.
-KxModule* FindSatellite(FileIdentity const& identity, std::string const& bytes);
+KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, std::string const& bytes);
 
 }  // namespace detail
 }  // namespace KxN

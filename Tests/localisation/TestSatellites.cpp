@@ -3,6 +3,7 @@
 //
 // Satellites as hostile bytes, and as the sources of texts.
 #include "LocalisationTest.h"
+#include "hbtools/diagnostics/syExceptionMgr.h"
 
 #include <atomic>
 #include <thread>
@@ -134,6 +135,7 @@ TEST_F(Satellites, CutAtEveryByte) {
 }
 
 std::vector<std::string> g_lines;
+constexpr SxStringResource g_otherTexts[] = {{20, "%d points"}};
 
 TEST_F(Satellites, TextsOfAModule) {
     HINSTANCE const module = AfxLoadLibrary(m_module);
@@ -145,12 +147,22 @@ TEST_F(Satellites, TextsOfAModule) {
     EXPECT_FALSE(KxxIsSatellite(module));
     EXPECT_EQ(GetProcAddress(english, "hbtoolsTexts"), nullptr);
     EXPECT_EQ(library->GetResourceHandle(), module);
-    library->SetResourceHandle(english);  // nobody is there yet to be told of the misfit
+    KxTextReporter const collect = [](KxString const& line) { g_lines.push_back(U(line)); };
+    KxTextReporter const former = KxxSetTextReporter(collect);
+    KxxSetTextReporter(nullptr);
     g_lines.clear();
-    KxTextReporter const former = KxxSetTextReporter([](KxString const& line) { g_lines.push_back(U(line)); });
+    library->SetResourceHandle(english);  // nobody is there to be told of the misfit
+    KxxSetTextReporter(collect);
     library->SetResourceHandle(module);
     library->SetResourceHandle(english);  // told once only
     KxxSetTextReporter(former);
+    KxExceptionManager manager;  // brings the next ones into its debug file
+    Put("app.ini", "[Initialization]\nErrorCount=9\nDebugFileName=" + File("Debug.log").string() + "\nLogFileName=" +
+                       File("log.txt").string() + "\n");
+    manager.Initialize(Path("app.ini"));
+    CDynLinkLibrary other(g_otherTexts);
+    other.SetResourceHandle(english);
+    EXPECT_NE(Get("Debug.log").find("Text 20 aus \""), std::string::npos) << Get("Debug.log");
     ASSERT_EQ(g_lines.size(), 1u);
     EXPECT_TRUE(g_lines[0].starts_with("Text 30 aus \"" + File(Satellite("ENU")).string())) << g_lines[0];
     EXPECT_NE(g_lines[0].find("(%d, %d / %s, %d)"), std::string::npos) << g_lines[0];

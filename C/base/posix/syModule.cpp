@@ -78,11 +78,13 @@ KxModule* Known(Records const& records, HINSTANCE module) {
 }
 
 /// The satellite of that file and content, counted once more; the lock must be held.
-KxModule* CountKnown(Records const& records, detail::FileIdentity const& identity, std::string const& bytes) {
+KxModule* CountKnown(Records const& records, std::string const& path, detail::FileIdentity const& identity,
+                     std::string const& bytes) {
     for (auto const& record : records.all) {
         detail::TextTable const* const texts = record->texts;
         if (!texts || !(record->identity == identity) || texts->GetBytes() != bytes) continue;
         ++record->count;
+        record->path = path;  // it may be a new file with the number of one that is gone
         return record.get();
     }
     return nullptr;
@@ -112,17 +114,17 @@ KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, st
     made->count = 1;
     Records& records = AllRecords();
     std::lock_guard const guard(records.lock);
-    if (KxModule* const known = CountKnown(records, identity, texts->GetBytes())) return known;
+    if (KxModule* const known = CountKnown(records, path, identity, texts->GetBytes())) return known;
     records.all.push_back(std::move(made));
     KxModule& record = *records.all.back();
     record.texts = texts.release();
     return &record;
 }
 
-KxModule* FindSatellite(FileIdentity const& identity, std::string const& bytes) {
+KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, std::string const& bytes) {
     Records& records = AllRecords();
     std::lock_guard const guard(records.lock);
-    return CountKnown(records, identity, bytes);
+    return CountKnown(records, path, identity, bytes);
 }
 
 }  // namespace detail

@@ -57,7 +57,7 @@ LoadedModule ReadSatellite(std::string const& path, Descriptor const& file, unsi
     if (int const error = file.ReadAt(bytes.data(), bytes.size(), offset, got)) return FailedBySystem(error, path);
     if (got != bytes.size()) return Failed(ENOEXEC, text::ModuleCut, path);
     FileIdentity const identity{status.st_dev, status.st_ino};
-    if (KxModule* const known = FindSatellite(identity, bytes)) return {nullptr, known, 0};
+    if (KxModule* const known = FindSatellite(path, identity, bytes)) return {nullptr, known, 0};
     std::unique_ptr<TextTable const> texts;
     std::size_t entry = 0;
     switch (TextTable::Read(std::move(bytes), texts, entry)) {
