@@ -351,8 +351,8 @@ int XML_PARSER::Go_to_Parent(wchar_t const* name) {
 }
 
 int XML_PARSER::Go_Forward() {
-    pugi::xml_node_struct* const next = pugi::xml_node(m_current).next_sibling().internal_object();
-    return next && !Is_Root() ? MoveTo(next) : 0;
+    pugi::xml_node_struct* const following = pugi::xml_node(m_current).next_sibling().internal_object();
+    return following && !Is_Root() ? MoveTo(following) : 0;
 }
 
 int XML_PARSER::Go_Forward(wchar_t const* name) {
