@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "ScanFile.h"
 
+#include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
 #include <hbtools/persistence/syBinFileHeader.h>
@@ -10,6 +11,7 @@
 #include <hbtools/persistence/syTagArchive.h>
 #include <hbtools/properties/syPropertyTag.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -50,6 +52,43 @@ public:
 
 private:
     TagFormat m_former;
+};
+
+/// A file that tells how much of it was read or written, of about `size` bytes.
+class WatchedFile : public CFile {
+public:
+    WatchedFile(KxString const& path, UINT flags, double size, Progress const& progress)
+        : CFile(path, flags), m_progress(progress), m_size(size) {}
+
+    UINT Read(void* buffer, UINT count) override {
+        UINT done = 0, got = 0;
+        do {
+            Show();
+            got = CFile::Read(static_cast<BYTE*>(buffer) + done, std::min(count - done, most));
+            done += got;
+            m_done += got;
+        } while (got == most && done < count);
+        return done;
+    }
+    void Write(void const* buffer, UINT count) override {
+        UINT done = 0;
+        do {
+            Show();
+            UINT const part = std::min(count - done, most);
+            CFile::Write(static_cast<BYTE const*>(buffer) + done, part);
+            done += part;
+            m_done += part;
+        } while (done < count);
+    }
+
+private:
+    static constexpr UINT most = UINT{1} << 22;  // at a time
+
+    void Show() const { m_progress.Show(std::min(m_done, m_size), m_size); }
+
+    Progress m_progress;
+    double m_size;
+    double m_done = 0;
 };
 
 KxTArray<KxVec3d> ArrayOf(KxTDynArray<KxVec3d> const& points) {
@@ -110,11 +149,15 @@ void StoredScan::DropFit() {
     deviations.Clear();
 }
 
-void Store(KxString const& path, StoredScan& stored, TagFormat format) {
+bool Store(KxString const& path, StoredScan& stored, TagFormat format, Progress progress,
+           std::function<bool(KxString const&, Progress)> const& check) {
     FormatScope const scope(format);
     KxSafeFile whole(path);
-    CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
     Scan& scan = stored.scan;
+    double const size =
+        24.0 * (scan.points.Size() + scan.notFinite.Size()) + 8.0 * stored.deviations.Count() + headerLen;
+    WatchedFile file(whole.GetTemporaryPath(), CFile::modeReadWrite, size,
+                     progress.Stage(L"writing", 0, check ? 0.5 : 1));
     KxTArray<KxVec3d> points = ArrayOf(scan.points);
     KxTArray<KxVec3d> notFinite = ArrayOf(scan.notFinite);
     long long measured = static_cast<long long>(points.Size()) + notFinite.Size();
@@ -145,11 +188,16 @@ void Store(KxString const& path, StoredScan& stored, TagFormat format) {
     }
     archive.LevelUp();
     file.Close();
+    if (check && !check(whole.GetTemporaryPath(), progress.Part(0.5, 1))) return false;
+    progress.Done();
     whole.Commit();
+    return true;
 }
 
-StoredScan Load(KxString const& path) {
-    CFile file(path, CFile::modeRead);
+StoredScan Load(KxString const& path, Progress progress) {
+    progress = progress.Stage(L"reading", 0, 1);
+    WatchedFile file(path, CFile::modeRead, static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()),
+                     progress);
     StoredScan stored;
     KxTArray<KxVec3d> points;
     KxTArray<KxVec3d> notFinite;
