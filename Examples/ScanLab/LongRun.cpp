@@ -75,6 +75,8 @@ LongRun::~LongRun() {
 
 void LongRun::Do(std::function<void(Progress)> work) {
     m_work = std::move(work);
+    m_part = 0;
+    m_isToEnd = m_isCancelled = false;
     ExecuteAndWaitUntilReady();
     if (m_isCancelled) throw Cancelled();
 }
@@ -113,8 +115,7 @@ void LongRun::Report(double part) {
     m_part.store(part, std::memory_order_relaxed);
     if (m_settings.onReport) m_settings.onReport();
     if (!m_isToEnd.load(std::memory_order_relaxed) && !Interrupts::IsPending()) return;
-    // Once only: what is destroyed on the way out may report too.
-    if (std::exchange(m_isCancelled, true)) return;
+    if (std::uncaught_exceptions() > 0) return;  // a file is written to while all is undone
     throw Cancelled();
 }
 

@@ -84,11 +84,16 @@ public:
 private:
     static constexpr UINT most = UINT{1} << 22;  // at a time
 
-    void Show() const { m_progress.Show(std::min(m_done, m_size), m_size); }
+    void Show() {  // many of the parts have some bytes only
+        if (m_done < m_next) return;
+        m_next = m_done + (1 << 18);
+        m_progress.Show(std::min(m_done, m_size), m_size);
+    }
 
     Progress m_progress;
     double m_size;
     double m_done = 0;
+    double m_next = 0;
 };
 
 KxTArray<KxVec3d> ArrayOf(KxTDynArray<KxVec3d> const& points) {
