@@ -56,6 +56,7 @@ public:
         while ((at = m_seen.find(text)) == std::string::npos) {
             if (std::chrono::steady_clock::now() > deadline || !More()) return false;
         }
+        m_last = m_seen.substr(0, at + text.size());
         m_seen.erase(0, at + text.size());
         return true;
     }
@@ -73,6 +74,8 @@ public:
         return -1;
     }
     std::string const& Seen() const { return m_seen; }
+    /// What the last Await took.
+    std::string const& Last() const { return m_last; }
 
 private:
     bool More() {
@@ -87,4 +90,5 @@ private:
     int m_terminal = -1;
     pid_t m_child = -1;
     std::string m_seen;
+    std::string m_last;
 };
