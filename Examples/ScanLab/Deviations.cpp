@@ -77,8 +77,14 @@ Plane FitPlane(Scan const& scan, double sigmas, int passes, Progress progress) {
         Progress const part = progress.Part(double(pass) / passes, double(pass + 1) / passes);
         PlaneSums sums;
         InBlocks(part.Part(0, 0.5), scan.points.Size(), [&](int begin, int end) {
-            for (int i = begin; i < end; ++i)
-                if (KxMath::Abs(plane.Distance(scan.points[i])) <= limit) sums.Add(scan.points[i]);
+            // On copies, which no other name stands for: they stay in registers. The same below.
+            PlaneSums mine = sums;
+            Plane const former = plane;
+            double const most = limit;
+            for (KxVec3d const *point = scan.points.Data() + begin, *last = scan.points.Data() + end; point != last;
+                 ++point)
+                if (KxMath::Abs(former.Distance(*point)) <= most) mine.Add(*point);
+            sums = mine;
         });
         plane = sums.Fit();
         KxHistogram const deviations = DeviationsFrom(plane, scan, part.Part(0.5, 0.8));
@@ -99,18 +105,24 @@ Core CoreOf(KxHistogram const& deviations, int passes, Progress progress) {
         double sum = 0;  // of the distances from the former mean, which are small
         int count = 0;
         InBlocks(part.Part(0, 0.5), size, [&](int begin, int end) {
+            double mine = sum;
+            int taken = 0;
             for (double const value : std::span(values).subspan(unsigned(begin), unsigned(end - begin)))
-                if (KxMath::Abs(value - former) <= limit) {
-                    sum += value - former;
-                    ++count;
+                if (double const off = value - former; KxMath::Abs(off) <= limit) {
+                    mine += off;
+                    ++taken;
                 }
+            sum = mine;
+            count += taken;
         });
         if (count == 0 || count == core.count) break;
         double const mean = former + sum / count;
         double squares = 0;
         InBlocks(part.Part(0.5, 1), size, [&](int begin, int end) {
+            double mine = squares;
             for (double const value : std::span(values).subspan(unsigned(begin), unsigned(end - begin)))
-                if (KxMath::Abs(value - former) <= limit) squares += KxMath::Sqr(value - mean);
+                if (KxMath::Abs(value - former) <= limit) mine += KxMath::Sqr(value - mean);
+            squares = mine;
         });
         core = {mean, KxMath::Sqrt(squares / count), count};
     }
@@ -120,7 +132,10 @@ Core CoreOf(KxHistogram const& deviations, int passes, Progress progress) {
 KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan, Progress progress) {
     KxHistogram deviations(histogramBlock);
     InBlocks(progress, scan.points.Size(), [&](int begin, int end) {
-        for (int i = begin; i < end; ++i) deviations.Add(plane.Distance(scan.points[i]));
+        Plane const mine = plane;
+        for (KxVec3d const *point = scan.points.Data() + begin, *last = scan.points.Data() + end; point != last;
+             ++point)
+            deviations.Add(mine.Distance(*point));
     });
     return deviations;
 }

@@ -61,39 +61,48 @@ public:
         : CFile(path, flags), m_progress(progress), m_size(size) {}
 
     UINT Read(void* buffer, UINT count) override {
+        if (count <= few) {
+            Tell(count);
+            return CFile::Read(buffer, count);
+        }
         UINT done = 0, got = 0;
         do {
-            Show();
-            got = CFile::Read(static_cast<BYTE*>(buffer) + done, std::min(count - done, most));
+            UINT const part = std::min(count - done, most);
+            Tell(part);
+            got = CFile::Read(static_cast<BYTE*>(buffer) + done, part);
             done += got;
-            m_done += got;
         } while (got == most && done < count);
         return done;
     }
     void Write(void const* buffer, UINT count) override {
-        UINT done = 0;
-        do {
-            Show();
+        if (count <= few) {
+            Tell(count);
+            CFile::Write(buffer, count);
+            return;
+        }
+        for (UINT done = 0; done < count;) {
             UINT const part = std::min(count - done, most);
+            Tell(part);
             CFile::Write(static_cast<BYTE const*>(buffer) + done, part);
             done += part;
-            m_done += part;
-        } while (done < count);
+        }
     }
 
 private:
+    static constexpr UINT few = 4096;            // nearly all parts have some bytes only, and come by the million
     static constexpr UINT most = UINT{1} << 22;  // at a time
 
-    void Show() {  // many of the parts have some bytes only
+    void Tell(UINT count) {
+        m_done += count;
         if (m_done < m_next) return;
         m_next = m_done + (1 << 18);
-        m_progress.Show(std::min(m_done, m_size), m_size);
+        m_progress.Show(std::min(static_cast<double>(m_done), m_size), m_size);
     }
 
     Progress m_progress;
     double m_size;
-    double m_done = 0;
-    double m_next = 0;
+    ULONGLONG m_done = 0;
+    ULONGLONG m_next = 0;
 };
 
 KxTArray<KxVec3d> ArrayOf(KxTDynArray<KxVec3d> const& points) {

@@ -68,7 +68,7 @@ TEST_F(LongRuns, AnAbortAtAnyReportLeavesAllAsItWas) {
                                                             "Report new.html;"}) {
         // Every one of the first reports, then ever fewer, until one is behind the last.
         long at = 1;
-        for (bool isDone = false; !isDone; at += 1 + at / 3) {
+        for (bool isDone = false; !isDone; at += 1 + at / 2) {
             std::string const before = Image();
             long reports = 0;
             session.progress.onReport = [&] {

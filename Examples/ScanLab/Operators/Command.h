@@ -68,7 +68,14 @@ protected:
             run.Do(work);
         } else {
             std::optional<Result> result;
-            run.Do([&](Progress progress) { result.emplace(work(progress)); });
+            run.Do([&](Progress progress) {
+                struct Call {  // makes the result in its place: it may be large
+                    Work& work;
+                    Progress progress;
+                    operator Result() const { return work(progress); }
+                };
+                result.emplace(Call{work, progress});
+            });
             return std::move(*result);
         }
     }
