@@ -5,7 +5,6 @@
 #include <hbtools/math/syMatrix3.h>
 
 #include <limits>
-#include <span>
 #include <vector>
 
 namespace ScanLab {
@@ -98,32 +97,25 @@ Plane FitPlane(Scan const& scan, double sigmas, int passes, Progress progress) {
 Core CoreOf(KxHistogram const& deviations, int passes, Progress progress) {
     Core core{deviations.Mean(), deviations.StdDev(), deviations.Count()};
     std::vector<double> const values(deviations.Values().begin(), deviations.Values().end());
-    int const size = deviations.Count();
     for (int pass = 0; pass < passes; ++pass) {
         Progress const part = progress.Part(double(pass) / passes, double(pass + 1) / passes);
         double const former = core.mean, limit = coreWidth * core.sigma;
         double sum = 0;  // of the distances from the former mean, which are small
         int count = 0;
-        InBlocks(part.Part(0, 0.5), size, [&](int begin, int end) {
-            double mine = sum;
-            int taken = 0;
-            for (double const value : std::span(values).subspan(unsigned(begin), unsigned(end - begin)))
-                if (double const off = value - former; KxMath::Abs(off) <= limit) {
-                    mine += off;
-                    ++taken;
-                }
-            sum = mine;
-            count += taken;
-        });
+        part.Show(
+            0,
+            2);  // a pass takes some hundredths of a second for 10 million; loops over blocks took half as long again
+        for (double const value : values)
+            if (KxMath::Abs(value - former) <= limit) {
+                sum += value - former;
+                ++count;
+            }
         if (count == 0 || count == core.count) break;
         double const mean = former + sum / count;
         double squares = 0;
-        InBlocks(part.Part(0.5, 1), size, [&](int begin, int end) {
-            double mine = squares;
-            for (double const value : std::span(values).subspan(unsigned(begin), unsigned(end - begin)))
-                if (KxMath::Abs(value - former) <= limit) mine += KxMath::Sqr(value - mean);
-            squares = mine;
-        });
+        part.Show(1, 2);
+        for (double const value : values)
+            if (KxMath::Abs(value - former) <= limit) squares += KxMath::Sqr(value - mean);
         core = {mean, KxMath::Sqrt(squares / count), count};
     }
     return core;
