@@ -4,7 +4,6 @@
 
 #include "Deviations.h"
 #include "Neighbours.h"
-#include "Progress.h"
 
 #include <hbtools/base/syException.h>
 
@@ -25,11 +24,13 @@ constexpr int fewestNeighbours = 6;
 constexpr double neighbourhood = 4.0;  // in distances of neighbours: a dozen of them lie within
 
 /// The points of a scan that lie in the box.
-KxTDynArray<KxVec3d> Inside(Scan const& scan, Box const& box) {
+KxTDynArray<KxVec3d> Inside(Scan const& scan, Box const& box, Progress const& progress) {
     KxTDynArray<KxVec3d> inside;
     inside.Reserve(scan.points.Size());
-    for (KxVec3d const& point : scan.points)
-        if (box.Contains(point)) inside.Add(point);
+    InBlocks(progress, scan.points.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i)
+            if (box.Contains(scan.points[i])) inside.Add(scan.points[i]);
+    });
     return inside;
 }
 
@@ -45,9 +46,9 @@ KxTArray<KxVec3d> Thinned(Points const& points, int most) {
 /// The fixed scan as a surface: the plane through the neighbours of a point.
 class Surface {
 public:
-    Surface(KxTArray<KxVec3d> points, double cell)
+    Surface(KxTArray<KxVec3d> points, double cell, Progress const& progress)
         : m_points(std::move(points)),
-          m_neighbours(m_points, cell),
+          m_neighbours(m_points, cell, progress),
           m_planes(m_points.Size()),
           m_states(m_points.Size()) {}
     Surface(Surface const&) = delete;
@@ -118,11 +119,12 @@ private:
 };
 
 /// How far the points of a surface lie apart: the median distance of some to their nearest one.
-double Spacing(KxTArray<KxVec3d> const& points) {
+double Spacing(KxTArray<KxVec3d> const& points, Progress const& progress) {
     constexpr int asked = 200;
     KxTArray<KxVec3d> const some = Thinned(points, asked);
     KxTArray<double> distances(some.Size());
     for (int i = 0; i < some.Size(); ++i) {
+        progress.Show(i, some.Size());
         double least = std::numeric_limits<double>::infinity();
         for (KxVec3d const& other : points) {
             double const squared = some[i].SquaredDistance(other);
@@ -162,44 +164,50 @@ double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion
 
 }  // namespace
 
-Alignment Align(Scan const& moving, Scan const& fixed) {
+Alignment Align(Scan const& moving, Scan const& fixed, Progress progress) {
     if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints) {
         throw new KxException(L"Alignment", __LINE__,
                               KxxFormat(L"An alignment needs %d points of each scan", fewestPoints));
     }
     Box const box = CoreBoxOf(moving), fixedBox = CoreBoxOf(fixed);
     double const size = fixedBox.Diagonal();
-    KxTDynArray<KxVec3d> const inside = Inside(fixed, fixedBox);
+    Progress const preparing = progress.Stage(L"preparing", 0, 0.4);
+    KxTDynArray<KxVec3d> const inside = Inside(fixed, fixedBox, preparing.Part(0, 0.1));
     KxTArray<KxVec3d> const all(inside.Data(), inside.Size());
-    KxTArray<KxVec3d> const points = Thinned(Inside(moving, box), mostCompared);
-    double const spacing = Spacing(all);
+    KxTArray<KxVec3d> const points = Thinned(Inside(moving, box, preparing.Part(0.1, 0.2)), mostCompared);
+    double const spacing = Spacing(all, preparing.Part(0.2, 1));
     if (!(spacing < size)) throw new KxException(L"Alignment", __LINE__, KxString(L"The fixed scan has no extent"));
     double const finest = KxMath::Max(neighbourhood * spacing, 1e-9 * size);
 
     Alignment result;
     result.compared = points.Size();
-    Progress progress(L"Aligning");
+    Progress const aligning = progress.Stage(L"aligning", 0.4, 1);
     double const coarsest = KxMath::Max(size / 16, finest);
     unsigned const levels = 1 + static_cast<unsigned>(KxMath::Max(0.0, std::ceil(std::log2(coarsest / finest) / 2)));
     unsigned level = 0;
     double cell = coarsest;
     for (bool last = false; !last; ++level) {
         last = cell <= finest;
+        // The finest one has by far the most points.
+        Progress const part =
+            last ? aligning.Part(0.3, 1) : aligning.Part(0.3 * level / levels, 0.3 * (level + 1) / levels);
         // Coarse planes need few points, and few are enough to find a coarse motion.
         KxTArray<KxVec3d> const compared = last ? points : Thinned(points, fewCompared);
         double const needed = 2 * KxMath::Sqr(2.5 * size / cell);
-        Surface surface(last ? all : Thinned(all, static_cast<int>(KxMath::Min(needed, double(all.Size())))), cell);
+        Surface surface(last ? all : Thinned(all, static_cast<int>(KxMath::Min(needed, double(all.Size())))), cell,
+                        part.Part(0, 0.6));
         for (int step = 0; step < mostSteps; ++step) {
             // What lies farther off belongs to no common surface. It must not be cut at the noise: the few points on
             // slopes are the ones that hold a flat part in place.
             double const way = Step(surface, compared, result.motion, step < 4 ? cell : cell / 4, box);
             ++result.steps;
-            progress.Show(level * mostSteps + static_cast<unsigned>(step), levels * mostSteps);
+            part.Part(0.6, 0.9).Show(step, mostSteps);
             if (way < 0) ThrowApart();
             if (step > 4 && way < (last ? 1e-7 : 1e-5) * size) break;
         }
         cell = KxMath::Max(cell / 4, finest);
         if (!last) continue;
+        part.Part(0.9, 1).Show(0, 1);
         for (KxVec3d const& point : points) {
             KxVec3d const place = result.motion * point;
             if (Plane const* const plane = surface.Near(place)) {
@@ -212,14 +220,25 @@ Alignment Align(Scan const& moving, Scan const& fixed) {
     return result;
 }
 
-Scan HalfOf(Scan const& scan, int first, KxMatrix4 const& motion) {
+Scan HalfOf(Scan const& scan, int first, KxMatrix4 const& motion, Progress progress) {
     Scan half;
     half.name = scan.name;
     half.source = scan.source;
     half.unit = scan.unit;
     half.points.Reserve(scan.points.Size() / 2 + 1);
-    for (int i = first; i < scan.points.Size(); i += 2) half.points.Add(motion * scan.points[i]);
+    InBlocks(progress, (scan.points.Size() - first + 1) / 2, [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) half.points.Add(motion * scan.points[2 * i + first]);
+    });
     return half;
+}
+
+KxTDynArray<KxVec3d> Moved(KxTDynArray<KxVec3d> const& points, KxMatrix4 const& motion, Progress progress) {
+    KxTDynArray<KxVec3d> moved;
+    moved.Reserve(points.Size());
+    InBlocks(progress, points.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) moved.Add(motion * points[i]);
+    });
+    return moved;
 }
 
 }  // namespace ScanLab

@@ -5,6 +5,7 @@
 // from the planes through the nearest points (iterative closest point), from coarse to fine.
 #pragma once
 
+#include "Progress.h"
 #include "Scan.h"
 
 #include <hbtools/math/syHistogram.h>
@@ -25,9 +26,12 @@ constexpr int fewestPoints = 200;
 
 /// Strays, points far from nearly all others of their scan, take no part.
 /// @throws KxException if a scan has too few points, or if less than a tenth of the moving scan finds the fixed surface
-Alignment Align(Scan const& moving, Scan const& fixed);
+Alignment Align(Scan const& moving, Scan const& fixed, Progress progress = {});
 
 /// Half of the points of a scan, every second one from `first` (0 or 1) on, moved.
-Scan HalfOf(Scan const& scan, int first, KxN::KxMatrix4 const& motion);
+Scan HalfOf(Scan const& scan, int first, KxN::KxMatrix4 const& motion, Progress progress = {});
+/// The points, moved.
+KxN::KxTDynArray<KxN::KxVec3d> Moved(KxN::KxTDynArray<KxN::KxVec3d> const& points, KxN::KxMatrix4 const& motion,
+                                     Progress progress = {});
 
 }  // namespace ScanLab

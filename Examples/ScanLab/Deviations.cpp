@@ -68,28 +68,43 @@ Plane PlaneSums::Fit() const {
     return plane;
 }
 
-Plane FitPlane(Scan const& scan, double sigmas, int passes) {
+Plane FitPlane(Scan const& scan, double sigmas, int passes, Progress progress) {
     Plane plane;
     double limit = std::numeric_limits<double>::infinity();
+    progress = progress.Stage(L"plane", 0, 1);
     for (int pass = 0; pass < passes; ++pass) {
+        Progress const part = progress.Part(double(pass) / passes, double(pass + 1) / passes);
         PlaneSums sums;
-        for (KxVec3d const& point : scan.points)
-            if (KxMath::Abs(plane.Distance(point)) <= limit) sums.Add(point);
+        InBlocks(part.Part(0, 0.5), scan.points.Size(), [&](int begin, int end) {
+            // On copies, which no other name stands for: they stay in registers. The same below.
+            PlaneSums mine = sums;
+            Plane const former = plane;
+            double const most = limit;
+            for (KxVec3d const *point = scan.points.Data() + begin, *last = scan.points.Data() + end; point != last;
+                 ++point)
+                if (KxMath::Abs(former.Distance(*point)) <= most) mine.Add(*point);
+            sums = mine;
+        });
         plane = sums.Fit();
-        Core const core = CoreOf(DeviationsFrom(plane, scan), 1);
+        KxHistogram const deviations = DeviationsFrom(plane, scan, part.Part(0.5, 0.8));
+        Core const core = CoreOf(deviations, 1, part.Part(0.8, 1));
         if (!(core.sigma > 0)) break;
         limit = sigmas * core.sigma;
     }
     return plane;
 }
 
-Core CoreOf(KxHistogram const& deviations, int passes) {
+Core CoreOf(KxHistogram const& deviations, int passes, Progress progress) {
     Core core{deviations.Mean(), deviations.StdDev(), deviations.Count()};
     std::vector<double> const values(deviations.Values().begin(), deviations.Values().end());
-    for (; passes > 0; --passes) {
+    for (int pass = 0; pass < passes; ++pass) {
+        Progress const part = progress.Part(double(pass) / passes, double(pass + 1) / passes);
         double const former = core.mean, limit = coreWidth * core.sigma;
         double sum = 0;  // of the distances from the former mean, which are small
         int count = 0;
+        part.Show(
+            0,
+            2);  // a pass takes some hundredths of a second for 10 million; loops over blocks took half as long again
         for (double const value : values)
             if (KxMath::Abs(value - former) <= limit) {
                 sum += value - former;
@@ -98,6 +113,7 @@ Core CoreOf(KxHistogram const& deviations, int passes) {
         if (count == 0 || count == core.count) break;
         double const mean = former + sum / count;
         double squares = 0;
+        part.Show(1, 2);
         for (double const value : values)
             if (KxMath::Abs(value - former) <= limit) squares += KxMath::Sqr(value - mean);
         core = {mean, KxMath::Sqrt(squares / count), count};
@@ -105,9 +121,14 @@ Core CoreOf(KxHistogram const& deviations, int passes) {
     return core;
 }
 
-KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan) {
+KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan, Progress progress) {
     KxHistogram deviations(histogramBlock);
-    for (KxVec3d const& point : scan.points) deviations.Add(plane.Distance(point));
+    InBlocks(progress, scan.points.Size(), [&](int begin, int end) {
+        Plane const mine = plane;
+        for (KxVec3d const *point = scan.points.Data() + begin, *last = scan.points.Data() + end; point != last;
+             ++point)
+            deviations.Add(mine.Distance(*point));
+    });
     return deviations;
 }
 

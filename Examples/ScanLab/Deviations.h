@@ -4,6 +4,7 @@
 // Deviations of a scan from the plane that fits it best, and their histogram.
 #pragma once
 
+#include "Progress.h"
 #include "Scan.h"
 
 #include <hbtools/math/syHistogram.h>
@@ -43,10 +44,10 @@ struct Core {
 
 /// Least squares of the distances, again and again without what lies beyond `sigmas`, so that bores and edges do not
 /// tilt it; at most `passes` times.
-Plane FitPlane(Scan const& scan, double sigmas = 3.0, int passes = 6);
-KxN::KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan);
+Plane FitPlane(Scan const& scan, double sigmas = 3.0, int passes = 6, Progress progress = {});
+KxN::KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan, Progress progress = {});
 /// `passes`: how often outliers are left out at most.
-Core CoreOf(KxN::KxHistogram const& deviations, int passes = 8);
+Core CoreOf(KxN::KxHistogram const& deviations, int passes = 8, Progress progress = {});
 /// Counts over the core's mean +- 3 sigma, the ends taking what lies outside.
 KxN::KxRangeHistogram Columns(KxN::KxHistogram const& deviations, Core const& core, int columns);
 

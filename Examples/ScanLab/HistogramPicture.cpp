@@ -68,24 +68,30 @@ private:
 }  // namespace
 
 std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, KxString const& unit,
-                              HistogramColors const& colors) {
+                              HistogramColors const& colors, Progress progress) {
     KxHistogram deviations(4096);
-    for (double const value : values.Values())
-        if (std::isfinite(value)) deviations.Add(value);
+    auto next = values.Values().begin();
+    InBlocks(progress.Part(0, 0.2), values.Count(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i, ++next)
+            if (std::isfinite(*next)) deviations.Add(*next);
+    });
     int const notFinite = values.Count() - deviations.Count();
     if (!deviations.IsValid())
         throw new KxException(L"HistogramPicture", __LINE__, KxString(L"There are no deviations to be drawn"));
-    Core const core = CoreOf(deviations);
+    Core const core = CoreOf(deviations, 8, progress.Part(0.2, 0.8));
     double const sigma = core.sigma > 0 ? core.sigma : 1.0;
     double const low = core.mean - shownSigmas * sigma, high = core.mean + shownSigmas * sigma;
     KxRangeHistogram counts(low, high, columns);
     int outside = 0;
-    for (double const value : deviations.Values()) {
-        if (value < low || value > high)
-            ++outside;
-        else
-            counts.AddValue(value, 1);
-    }
+    next = deviations.Values().begin();
+    InBlocks(progress.Part(0.8, 1), deviations.Count(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i, ++next) {
+            if (*next < low || *next > high)
+                ++outside;
+            else
+                counts.AddValue(*next, 1);
+        }
+    });
     int highest = 1;
     for (int i = 0; i < columns; ++i) highest = std::max(highest, counts.NumColumnValues(i));
     double const peak = 1.05 * highest;
@@ -173,9 +179,12 @@ std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, 
 }
 
 void SaveHistogramPicture(KxString const& path, KxHistogram const& deviations, KxString const& title,
-                          KxString const& unit, HistogramColors const& colors) {
-    KxxSaveFile(path, KxxToUtf8(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
-                                HistogramPicture(deviations, title, unit, colors)));
+                          KxString const& unit, HistogramColors const& colors, Progress progress) {
+    progress = progress.Stage(L"drawing", 0, 1);
+    std::string const text = KxxToUtf8(L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
+                                       HistogramPicture(deviations, title, unit, colors, progress));
+    progress.Done();
+    KxxSaveFile(path, text);
 }
 
 }  // namespace ScanLab

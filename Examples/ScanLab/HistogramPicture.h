@@ -5,6 +5,8 @@
 // each side, and the limits at three.
 #pragma once
 
+#include "Progress.h"
+
 #include <hbtools/base/syString.h>
 #include <hbtools/core/syColor.h>
 #include <hbtools/math/syHistogram.h>
@@ -22,9 +24,9 @@ struct HistogramColors {
 /// The picture as an SVG element. `title` is any text; `unit` may be empty. Values that are no finite numbers are
 /// counted below the picture and take no part otherwise. @throws KxException if there is no finite value
 std::wstring HistogramPicture(KxN::KxHistogram const& deviations, KxN::KxString const& title, KxN::KxString const& unit,
-                              HistogramColors const& colors = {});
+                              HistogramColors const& colors = {}, Progress progress = {});
 /// Writes it as a file, whole or not at all. @throws KxDirEntryException, and as above
 void SaveHistogramPicture(KxN::KxString const& path, KxN::KxHistogram const& deviations, KxN::KxString const& title,
-                          KxN::KxString const& unit, HistogramColors const& colors = {});
+                          KxN::KxString const& unit, HistogramColors const& colors = {}, Progress progress = {});
 
 }  // namespace ScanLab

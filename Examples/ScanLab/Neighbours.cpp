@@ -12,15 +12,36 @@ using namespace KxN;
 namespace {
 constexpr int bits = 21;  // of a key for each axis
 constexpr std::int64_t most = (std::int64_t{1} << bits) - 2;
+
+/// Sorts parts of some megabytes, then puts them together, so that there are places to end.
+template <class Entry, class Less>
+void Sort(Entry* entries, int count, Less less, Progress const& progress) {
+    constexpr int part = 1 << 19;
+    Progress const parts = progress.Part(0, 0.7), whole = progress.Part(0.7, 1);
+    for (int begin = 0; begin < count; begin += std::min(part, count - begin)) {
+        parts.Show(begin, count);
+        std::sort(entries + begin, entries + begin + std::min(part, count - begin), less);
+    }
+    for (std::int64_t sorted = part; sorted < count; sorted *= 2)
+        for (std::int64_t begin = 0; begin + sorted < count; begin += 2 * sorted) {
+            whole.Show(sorted, static_cast<std::int64_t>(count));
+            std::inplace_merge(entries + begin, entries + begin + sorted,
+                               entries + std::min<std::int64_t>(begin + 2 * sorted, count), less);
+        }
+}
 }  // namespace
 
-Neighbours::Neighbours(KxTArray<KxVec3d> const& points, double cell)
+Neighbours::Neighbours(KxTArray<KxVec3d> const& points, double cell, Progress progress)
     : m_points(points), m_cell(cell), m_low(points.Size() > 0 ? points[0] : KxVec3d::Zero), m_entries(points.Size()) {
     for (KxVec3d const& point : points)
         for (int i = 0; i < 3; ++i) m_low[i] = KxMath::Min(m_low[i], point[i]);
-    for (int i = 0; i < points.Size(); ++i)
-        m_entries[i] = {Key(Coordinate(points[i][0], 0), Coordinate(points[i][1], 1), Coordinate(points[i][2], 2)), i};
-    std::sort(m_entries.begin(), m_entries.end(), [](Entry const& a, Entry const& b) { return a.key < b.key; });
+    InBlocks(progress.Part(0, 0.1), points.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i)
+            m_entries[i] = {Key(Coordinate(points[i][0], 0), Coordinate(points[i][1], 1), Coordinate(points[i][2], 2)),
+                            i};
+    });
+    auto const less = [](Entry const& a, Entry const& b) { return a.key < b.key; };
+    Sort(m_entries.begin(), m_entries.Size(), less, progress.Part(0.1, 1));
 }
 
 // From 1 on, so that there is room for a neighbour below; what lies farther than the keys reach shares the last cube.

@@ -4,6 +4,8 @@
 // Finds the points near a place: the points of a scan, sorted into cubes of one size.
 #pragma once
 
+#include "Progress.h"
+
 #include <hbtools/core/syArray.h>
 #include <hbtools/math/syVec3.h>
 
@@ -14,7 +16,7 @@ namespace ScanLab {
 class Neighbours {
 public:
     /// `cell`: edge of the cubes, above 0. The points must outlive this.
-    Neighbours(KxN::KxTArray<KxN::KxVec3d> const& points, double cell);
+    Neighbours(KxN::KxTArray<KxN::KxVec3d> const& points, double cell, Progress progress = {});
 
     /// Calls visit(index, squared distance) for each point that is not farther than a cell from `place`, each once.
     template <class Visit>

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace ScanLab {
 
@@ -32,9 +33,9 @@ private:
 };
 
 /// The deviation at the ends of the colours.
-double LimitOf(DeviationSet const& set, ReportStyle const& style) {
+double LimitOf(DeviationSet const& set, ReportStyle const& style, Progress const& progress) {
     if (style.limit > 0) return style.limit;
-    double const sigma = CoreOf(set.values).sigma;
+    double const sigma = CoreOf(set.values, 8, progress).sigma;
     return sigma > 0 ? 3 * sigma : 1;
 }
 
@@ -95,15 +96,16 @@ void AddMapData(Page& page, DeviationSet const& set, double limit, ReportStyle c
     page.Add(L"]},\n");
 }
 
-void AddDeviations(Page& page, DeviationSet const& set, ReportStyle const& style, int index) {
+void AddDeviations(Page& page, DeviationSet const& set, double limit, ReportStyle const& style, int index,
+                   Progress const& progress) {
     page.Add(L"<h2>%s</h2>\n", Escaped(set.title));
     page.Add(L"<div class=\"map\"><canvas id=\"map%d\"></canvas>\n", index);
-    AddColorBar(page, LimitOf(set, style), set.unit, style, index);
+    AddColorBar(page, limit, set.unit, style, index);
     page.Add(
         L"</div>\n<p class=\"caption\"><span id=\"drawn%d\"></span>; drag to turn, wheel to zoom, double click to "
         L"reset. <span id=\"value%d\"></span></p>\n",
         index, index);
-    page.AddText(HistogramPicture(set.values, set.title, set.unit));
+    page.AddText(HistogramPicture(set.values, set.title, set.unit, {}, progress));
 }
 
 void AddFits(Page& page, Session const& session) {
@@ -120,15 +122,23 @@ void AddFits(Page& page, Session const& session) {
 
 }  // namespace
 
-void SaveReport(KxString const& path, Session const& session, ReportStyle const& style) {
+void SaveReport(KxString const& path, Session const& session, ReportStyle const& style, Progress progress) {
+    progress = progress.Stage(L"page", 0, 1);
     Page page;
     page.Add(L"<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>%s</title>\n",
              Escaped(style.title));
     page.AddText(reportHead);
     page.Add(L"</head><body>\n<h1>%s</h1>\n", Escaped(style.title));
-    int index = 0;
+    std::vector<DeviationSet const*> sets;
     for (DeviationSet const& set : session.Deviations())
-        if (set.samples.Size() > 0) AddDeviations(page, set, style, index++);
+        if (set.samples.Size() > 0) sets.push_back(&set);
+    std::vector<double> limits;
+    for (DeviationSet const* const set : sets) {
+        int const index = static_cast<int>(limits.size()), count = static_cast<int>(sets.size());
+        Progress const part = progress.Part(0.9 * index / count, 0.9 * (index + 1) / count);
+        limits.push_back(LimitOf(*set, style, part.Part(0, 0.4)));
+        AddDeviations(page, *set, limits.back(), style, index, part.Part(0.4, 1));
+    }
     if (!session.Fits().empty()) AddFits(page, session);
     if (style.hasConditions)
         for (auto const& entry : session.Entries()) {
@@ -142,12 +152,16 @@ void SaveReport(KxString const& path, Session const& session, ReportStyle const&
             page.Add(L"</pre>\n");
         }
     page.Add(L"<script>\nconst maps = [\n");
-    for (DeviationSet const& set : session.Deviations())
-        if (set.samples.Size() > 0) AddMapData(page, set, LimitOf(set, style), style);
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        progress.Part(0.9, 1).Show(i, sets.size());
+        AddMapData(page, *sets[i], limits[i], style);
+    }
     page.Add(L"];\n</script>\n");
     page.AddText(reportScript);
     page.Add(L"</body></html>\n");
-    KxxSaveFile(path, KxxToUtf8(page.Get()));
+    std::string const text = KxxToUtf8(page.Get());
+    progress.Done();
+    KxxSaveFile(path, text);
 }
 
 }  // namespace ScanLab

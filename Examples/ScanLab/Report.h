@@ -7,6 +7,7 @@
 #pragma once
 
 #include "Operators/Session.h"
+#include "Progress.h"
 
 #include <hbtools/core/syColor.h>
 
@@ -23,6 +24,6 @@ struct ReportStyle {
 };
 
 /// Writes the page whole or not at all. @throws KxDirEntryException
-void SaveReport(KxN::KxString const& path, Session const& session, ReportStyle const& style);
+void SaveReport(KxN::KxString const& path, Session const& session, ReportStyle const& style, Progress progress = {});
 
 }  // namespace ScanLab

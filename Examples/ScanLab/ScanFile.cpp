@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "ScanFile.h"
 
+#include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
 #include <hbtools/persistence/syBinFileHeader.h>
@@ -10,6 +11,7 @@
 #include <hbtools/persistence/syTagArchive.h>
 #include <hbtools/properties/syPropertyTag.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -50,6 +52,57 @@ public:
 
 private:
     TagFormat m_former;
+};
+
+/// A file that tells how much of it was read or written, of about `size` bytes.
+class WatchedFile : public CFile {
+public:
+    WatchedFile(KxString const& path, UINT flags, double size, Progress const& progress)
+        : CFile(path, flags), m_progress(progress), m_size(size) {}
+
+    UINT Read(void* buffer, UINT count) override {
+        if (count <= few) {
+            Tell(count);
+            return CFile::Read(buffer, count);
+        }
+        UINT done = 0, got = 0;
+        do {
+            UINT const part = std::min(count - done, most);
+            Tell(part);
+            got = CFile::Read(static_cast<BYTE*>(buffer) + done, part);
+            done += got;
+        } while (got == most && done < count);
+        return done;
+    }
+    void Write(void const* buffer, UINT count) override {
+        if (count <= few) {
+            Tell(count);
+            CFile::Write(buffer, count);
+            return;
+        }
+        for (UINT done = 0; done < count;) {
+            UINT const part = std::min(count - done, most);
+            Tell(part);
+            CFile::Write(static_cast<BYTE const*>(buffer) + done, part);
+            done += part;
+        }
+    }
+
+private:
+    static constexpr UINT few = 4096;            // nearly all parts have some bytes only, and come by the million
+    static constexpr UINT most = UINT{1} << 22;  // at a time
+
+    void Tell(UINT count) {
+        m_done += count;
+        if (m_done < m_next) return;
+        m_next = m_done + (1 << 18);
+        m_progress.Show(std::min(static_cast<double>(m_done), m_size), m_size);
+    }
+
+    Progress m_progress;
+    double m_size;
+    ULONGLONG m_done = 0;
+    ULONGLONG m_next = 0;
 };
 
 KxTArray<KxVec3d> ArrayOf(KxTDynArray<KxVec3d> const& points) {
@@ -110,11 +163,15 @@ void StoredScan::DropFit() {
     deviations.Clear();
 }
 
-void Store(KxString const& path, StoredScan& stored, TagFormat format) {
+bool Store(KxString const& path, StoredScan& stored, TagFormat format, Progress progress,
+           std::function<bool(KxString const&, Progress)> const& check) {
     FormatScope const scope(format);
     KxSafeFile whole(path);
-    CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
     Scan& scan = stored.scan;
+    double const size =
+        24.0 * (scan.points.Size() + scan.notFinite.Size()) + 8.0 * stored.deviations.Count() + headerLen;
+    WatchedFile file(whole.GetTemporaryPath(), CFile::modeReadWrite, size,
+                     progress.Stage(L"writing", 0, check ? 0.5 : 1));
     KxTArray<KxVec3d> points = ArrayOf(scan.points);
     KxTArray<KxVec3d> notFinite = ArrayOf(scan.notFinite);
     long long measured = static_cast<long long>(points.Size()) + notFinite.Size();
@@ -145,11 +202,16 @@ void Store(KxString const& path, StoredScan& stored, TagFormat format) {
     }
     archive.LevelUp();
     file.Close();
+    if (check && !check(whole.GetTemporaryPath(), progress.Part(0.5, 1))) return false;
+    progress.Done();
     whole.Commit();
+    return true;
 }
 
-StoredScan Load(KxString const& path) {
-    CFile file(path, CFile::modeRead);
+StoredScan Load(KxString const& path, Progress progress) {
+    progress = progress.Stage(L"reading", 0, 1);
+    WatchedFile file(path, CFile::modeRead, static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()),
+                     progress);
     StoredScan stored;
     KxTArray<KxVec3d> points;
     KxTArray<KxVec3d> notFinite;

@@ -21,10 +21,13 @@
 #pragma once
 
 #include "Deviations.h"
+#include "Progress.h"
 #include "Scan.h"
 #include "Sphere.h"
 
 #include <hbtools/persistence/syTag.h>
+
+#include <functional>
 
 namespace ScanLab {
 
@@ -42,11 +45,13 @@ struct StoredScan {
     void DropFit();
 };
 
-/// Writes the file whole or not at all; a former one stays as it was if anything fails.
+/// Writes the file whole or not at all; a former one stays as it was if anything fails, or if `check`, which gets the path of
+/// what is written before it takes its place, says no; false then. What is stored stays as it is.
 /// @throws CFileException, KxException
-void Store(KxN::KxString const& path, StoredScan& stored, KxN::TagFormat format);
+bool Store(KxN::KxString const& path, StoredScan& stored, KxN::TagFormat format, Progress progress = {},
+           std::function<bool(KxN::KxString const&, Progress)> const& check = {});
 /// Reads it by id, in another order than it was written. @throws CFileException, KxException
-StoredScan Load(KxN::KxString const& path);
+StoredScan Load(KxN::KxString const& path, Progress progress = {});
 /// True if both hold the same bits.
 bool IsSame(StoredScan const& a, StoredScan const& b);
 

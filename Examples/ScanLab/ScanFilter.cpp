@@ -14,21 +14,25 @@ namespace ScanLab {
 
 using namespace KxN;
 
-Marks InBox(Scan const& scan, Box const& box) {
+Marks InBox(Scan const& scan, Box const& box, Progress progress) {
     Marks marks(scan.points.Size());
-    for (int i = 0; i < marks.Size(); ++i) marks[i] = box.Contains(scan.points[i]);
+    InBlocks(progress.Stage(L"choosing", 0, 1), marks.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) marks[i] = box.Contains(scan.points[i]);
+    });
     return marks;
 }
 
-Marks NotAlone(Scan const& scan, double distance, int neighbours) {
+Marks NotAlone(Scan const& scan, double distance, int neighbours, Progress progress) {
     KxTArray<KxVec3d> const points(scan.points.Data(), scan.points.Size());
-    Neighbours const near(points, distance);
+    Neighbours const near(points, distance, progress.Stage(L"sorting", 0, 0.4));
     Marks marks(points.Size());
-    for (int i = 0; i < marks.Size(); ++i) marks[i] = near.HasNear(points[i], neighbours + 1);  // it finds itself too
+    InBlocks(progress.Stage(L"neighbours", 0.4, 1), marks.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) marks[i] = near.HasNear(points[i], neighbours + 1);  // it finds itself too
+    });
     return marks;
 }
 
-Marks OnePerCube(Scan const& scan, double edge) {
+Marks OnePerCube(Scan const& scan, double edge, Progress progress) {
     constexpr int bits = 21;  // of a key for each axis
     Marks marks(scan.points.Size());
     if (marks.Size() == 0) return marks;
@@ -38,23 +42,25 @@ Marks OnePerCube(Scan const& scan, double edge) {
             throw new KxException(L"ScanFilter", __LINE__, TextOf(Text::CellsTooSmall));
     std::unordered_set<std::uint64_t> taken;
     taken.reserve(static_cast<std::size_t>(marks.Size()));
-    for (int i = 0; i < marks.Size(); ++i) {
-        std::uint64_t key = 0;
-        for (int axis = 0; axis < 3; ++axis)
-            key = key << bits | static_cast<std::uint64_t>((scan.points[i][axis] - box.low[axis]) / edge);
-        marks[i] = taken.insert(key).second;
-    }
+    InBlocks(progress.Stage(L"cubes", 0, 1), marks.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) {
+            std::uint64_t key = 0;
+            for (int axis = 0; axis < 3; ++axis)
+                key = key << bits | static_cast<std::uint64_t>((scan.points[i][axis] - box.low[axis]) / edge);
+            marks[i] = taken.insert(key).second;
+        }
+    });
     return marks;
 }
 
-int KeepPoints(Scan& scan, Marks const& marks, unsigned char kept) {
+KxTDynArray<KxVec3d> KeptPoints(Scan const& scan, Marks const& marks, unsigned char kept, Progress progress) {
     KxTDynArray<KxVec3d> points;
     points.Reserve(scan.points.Size());
-    for (int i = 0; i < marks.Size(); ++i)
-        if (marks[i] == kept) points.Add(scan.points[i]);
-    int const gone = scan.points.Size() - points.Size();
-    scan.points = std::move(points);
-    return gone;
+    InBlocks(progress, marks.Size(), [&](int begin, int end) {
+        for (int i = begin; i < end; ++i)
+            if (marks[i] == kept) points.Add(scan.points[i]);
+    });
+    return points;
 }
 
 }  // namespace ScanLab

@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Taking points out of a scan. Each call says which points stay; KeepPoints then drops the others.
+// Taking points out of a scan. Each call says which points stay; KeptPoints is what is left.
 #pragma once
 
+#include "Progress.h"
 #include "Scan.h"
 
 namespace ScanLab {
@@ -12,13 +13,14 @@ namespace ScanLab {
 using Marks = KxN::KxTArray<unsigned char>;
 
 /// Points in the box, its faces included.
-Marks InBox(Scan const& scan, Box const& box);
+Marks InBox(Scan const& scan, Box const& box, Progress progress = {});
 /// Points with at least `neighbours` others that are not farther than `distance`, which is above 0.
-Marks NotAlone(Scan const& scan, double distance, int neighbours);
+Marks NotAlone(Scan const& scan, double distance, int neighbours, Progress progress = {});
 /// The first point in each cube of that edge, which is above 0. @throws KxException if there were too many cubes
-Marks OnePerCube(Scan const& scan, double edge);
+Marks OnePerCube(Scan const& scan, double edge, Progress progress = {});
 
-/// Drops the points whose mark is not `kept`. Those that are not finite stay. Returns how many went.
-int KeepPoints(Scan& scan, Marks const& marks, unsigned char kept = 1);
+/// The points whose mark is `kept`.
+KxN::KxTDynArray<KxN::KxVec3d> KeptPoints(Scan const& scan, Marks const& marks, unsigned char kept,
+                                          Progress progress = {});
 
 }  // namespace ScanLab

@@ -25,10 +25,10 @@ constexpr std::size_t longestLine = 1 << 16;
 
 }  // namespace
 
-ScanSource::ScanSource(KxString const& path)
+ScanSource::ScanSource(KxString const& path, Progress progress)
     : m_path(path),
       m_file(path, CFile::modeRead),
-      m_progress(L"Reading"),
+      m_progress(progress),
       m_size(m_file.GetLength()),
       m_buffer(blockSize) {}
 
@@ -171,8 +171,8 @@ bool ParseNumber(std::string_view field, bool decimalComma, double& value) {
     return true;
 }
 
-Scan ReadScan(KxString const& path) {
-    ScanSource source(path);
+Scan ReadScan(KxString const& path, Progress progress) {
+    ScanSource source(path, progress.Stage(L"reading", 0, 1));
     Scan scan;
     scan.name = KxString(KxDirEntry(path).GetBase());
     std::string_view first;

@@ -17,12 +17,12 @@
 namespace ScanLab {
 
 /// @throws KxFileException with one line that names file, place and reason; CFileException if the medium fails
-Scan ReadScan(KxN::KxString const& path);
+Scan ReadScan(KxN::KxString const& path, Progress progress = {});
 
 /// The bytes of a scan file: lines and blocks in one pass. Line ends are LF, CR or both; a line is at most 64 KiB.
 class ScanSource {
 public:
-    explicit ScanSource(KxN::KxString const& path);
+    explicit ScanSource(KxN::KxString const& path, Progress progress = {});
 
     /// The next line without its end; false at the end of the file. The view is valid until the next call.
     bool ReadLine(std::string_view& line);
@@ -34,7 +34,7 @@ public:
     unsigned long long Remaining() const { return m_size - m_taken; }
     unsigned long long Size() const { return m_size; }
     unsigned long long LineNumber() const { return m_lineNumber; }
-    void ShowProgress() { m_progress.Show(m_taken, m_size); }
+    void ShowProgress() const { m_progress.Show(m_taken, m_size); }
     /// Takes everything back to the begin of the file.
     void Rewind();
 

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "ScanWriter.h"
 
-#include "Progress.h"
-
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
 
@@ -26,15 +24,16 @@ bool HasDeviations(StoredScan const& stored) {
 
 /// Writes `head`, then for each point what `put(bytes, numbers, count)` appends for its three or four numbers.
 template <class Put>
-void WritePoints(KxString const& path, StoredScan const& stored, std::string const& head, Put put) {
+void WritePoints(KxString const& path, StoredScan const& stored, std::string const& head, Progress progress, Put put) {
     constexpr std::size_t block = 1 << 20;
     KxSafeFile file(path);
-    Progress progress(L"Writing");
+    progress = progress.Stage(L"writing", 0, 1);
     std::string bytes = head;
     bytes.reserve(block + 256);
     bool const hasDeviations = HasDeviations(stored);
     auto deviation = stored.deviations.Values().begin();
-    unsigned long long done = 0;
+    long long done = 0;
+    long long const all = static_cast<long long>(stored.scan.points.Size()) + stored.scan.notFinite.Size();
     for (KxTDynArray<KxVec3d> const* points : {&stored.scan.points, &stored.scan.notFinite})
         for (KxVec3d const& p : *points) {
             double numbers[] = {p[0], p[1], p[2], std::numeric_limits<double>::quiet_NaN()};
@@ -47,9 +46,10 @@ void WritePoints(KxString const& path, StoredScan const& stored, std::string con
             if (bytes.size() < block) continue;
             file.Write(bytes.data(), bytes.size());
             bytes.clear();
-            progress.Show(done, static_cast<unsigned long long>(stored.scan.points.Size()));
+            progress.Show(done, all);
         }
     file.Write(bytes.data(), bytes.size());
+    progress.Done();
     file.Commit();
 }
 
@@ -62,21 +62,22 @@ std::string Comment(wchar_t const* what, KxString const& text) {
 
 }  // namespace
 
-void WritePly(KxString const& path, StoredScan const& stored) {
+void WritePly(KxString const& path, StoredScan const& stored, Progress progress) {
     Scan const& scan = stored.scan;
     std::string head = "ply\nformat binary_little_endian 1.0\n" + Comment(L"name", scan.name) +
                        Comment(L"unit", scan.unit) + "element vertex " +
                        std::to_string(static_cast<long long>(scan.points.Size()) + scan.notFinite.Size()) +
                        "\nproperty double x\nproperty double y\nproperty double z\n";
     if (HasDeviations(stored)) head += "property double deviation\n";
-    WritePoints(path, stored, head + "end_header\n", [](std::string& bytes, double const* numbers, std::size_t count) {
-        bytes.append(reinterpret_cast<char const*>(numbers), count * sizeof *numbers);
-    });
+    WritePoints(path, stored, head + "end_header\n", progress,
+                [](std::string& bytes, double const* numbers, std::size_t count) {
+                    bytes.append(reinterpret_cast<char const*>(numbers), count * sizeof *numbers);
+                });
 }
 
-void WriteCsv(KxString const& path, StoredScan const& stored) {
+void WriteCsv(KxString const& path, StoredScan const& stored, Progress progress) {
     std::string const head = HasDeviations(stored) ? "x,y,z,deviation\n" : "x,y,z\n";
-    WritePoints(path, stored, head, [](std::string& bytes, double const* numbers, std::size_t count) {
+    WritePoints(path, stored, head, progress, [](std::string& bytes, double const* numbers, std::size_t count) {
         char text[32];
         for (std::size_t i = 0; i < count; ++i) {
             bytes.append(text, std::to_chars(text, text + sizeof text, numbers[i]).ptr);

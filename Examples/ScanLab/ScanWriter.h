@@ -6,13 +6,14 @@
 // are any.
 #pragma once
 
+#include "Progress.h"
 #include "ScanFile.h"
 
 namespace ScanLab {
 
 /// Binary little-endian PLY. Appears whole or not at all. @throws KxDirEntryException
-void WritePly(KxN::KxString const& path, StoredScan const& stored);
+void WritePly(KxN::KxString const& path, StoredScan const& stored, Progress progress = {});
 /// Comma-separated, with a header line. Appears whole or not at all. @throws KxDirEntryException
-void WriteCsv(KxN::KxString const& path, StoredScan const& stored);
+void WriteCsv(KxN::KxString const& path, StoredScan const& stored, Progress progress = {});
 
 }  // namespace ScanLab

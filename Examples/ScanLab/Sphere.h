@@ -4,6 +4,7 @@
 // The sphere that fits a scan best.
 #pragma once
 
+#include "Progress.h"
 #include "Scan.h"
 
 #include <hbtools/math/syHistogram.h>
@@ -20,7 +21,7 @@ struct Sphere {
 
 /// Least squares of the distances, again and again without what lies beyond `sigmas`, at most `passes` times.
 /// @throws KxException if the points do not tell a sphere: fewer than four, flat, or on a line
-Sphere FitSphere(Scan const& scan, double sigmas = 3.0, int passes = 6);
-KxN::KxHistogram DeviationsFrom(Sphere const& sphere, Scan const& scan);
+Sphere FitSphere(Scan const& scan, double sigmas = 3.0, int passes = 6, Progress progress = {});
+KxN::KxHistogram DeviationsFrom(Sphere const& sphere, Scan const& scan, Progress progress = {});
 
 }  // namespace ScanLab

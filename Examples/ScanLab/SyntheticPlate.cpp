@@ -3,7 +3,6 @@
 #include "SyntheticPlate.h"
 
 #include "Conditions.h"
-#include "Progress.h"
 
 #include <hbtools/math/syMath.h>
 
@@ -55,14 +54,14 @@ double DistanceToNearestBore(double x, double y) {
 
 }  // namespace
 
-Scan MakeSyntheticPlate(int count) {
+Scan MakeSyntheticPlate(int count, Progress progress) {
     Scan scan;
     scan.name = KxString(L"Platte mit Bohrungen");
     scan.source = KxString(L"synthetic");
     scan.unit = KxString(L"mm");
     scan.conditions = ConditionsOfPlate();
     scan.points.Reserve(count);
-    Progress progress(L"Measuring");
+    progress = progress.Stage(L"measuring", 0, 1);
     Random random;
     int const columns = std::max(1, static_cast<int>(std::sqrt(count * length / width)));
     int const rows = count / columns + 1;
@@ -74,12 +73,12 @@ Scan MakeSyntheticPlate(int count) {
         double const surface =
             distance < sinkRadius ? distance - sinkRadius : waviness * KxMath::Sin(KxMath::TwoPi * x / pitch);
         scan.points.Add(KxVec3d(x, y, surface + noise * random.Normal()));
-        if (i % 4096 == 0) progress.Show(static_cast<unsigned>(scan.points.Size()), static_cast<unsigned>(count));
+        if (i % (1 << 14) == 0) progress.Show(scan.points.Size(), count);
     }
     return scan;
 }
 
-Scan MakeSyntheticSphere(int count, double radius) {
+Scan MakeSyntheticSphere(int count, double radius, Progress progress) {
     Scan scan;
     scan.name = KxString(L"Kugel");
     scan.source = KxString(L"synthetic");
@@ -87,16 +86,18 @@ Scan MakeSyntheticSphere(int count, double radius) {
     scan.points.Reserve(count);
     Random random;
     KxVec3d const center(40, -20, 15);
-    while (scan.points.Size() < count) {
-        // A height and an angle that are spread evenly are spread evenly over the ball.
-        double const height = -0.5 + 1.5 * random.Uniform();
-        double const angle = KxMath::TwoPi * random.Uniform();
-        double const reach = KxMath::Sqrt(1 - height * height);
-        KxVec3d point(reach * KxMath::Cos(angle), reach * KxMath::Sin(angle), height);
-        point *= radius + noise * random.Normal();
-        point += center;
-        scan.points.Add(point);
-    }
+    InBlocks(progress.Stage(L"measuring", 0, 1), count, [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) {
+            // A height and an angle that are spread evenly are spread evenly over the ball.
+            double const height = -0.5 + 1.5 * random.Uniform();
+            double const angle = KxMath::TwoPi * random.Uniform();
+            double const reach = KxMath::Sqrt(1 - height * height);
+            KxVec3d point(reach * KxMath::Cos(angle), reach * KxMath::Sin(angle), height);
+            point *= radius + noise * random.Normal();
+            point += center;
+            scan.points.Add(point);
+        }
+    });
     return scan;
 }
 

@@ -4,6 +4,7 @@
 // ScanLab, a small application on top of the library. Whatever it does is an operator with parameters; this file only says
 // where the command lines come from.
 #include "Application.h"
+#include "Interrupts.h"
 #include "Print.h"
 #include "Prompt/Prompt.h"
 #include "Prompt/Reference.h"
@@ -15,9 +16,12 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string_view>
 
 using namespace KxN;
 
@@ -31,6 +35,7 @@ struct Arguments {
     std::string scan, fixed, moving;
     int points = 0;
     bool isReference = false;
+    bool hasProgressLines = false;
 };
 
 KxString PathOf(std::string const& name) {
@@ -58,16 +63,20 @@ OperatorReturnCode RunDemo(ScanLab::Application& application, Arguments const& a
             .GetOperator(L"Synthesize")
             ->GetParameter(L"Points")
             ->SetValueFromString(KxTools::String(arguments.points));
-    if (!arguments.scan.empty()) prompt.Run(L"Import", {PathOf(arguments.scan), L"*"});
+    if (!arguments.scan.empty())
+        if (OperatorReturnCode const result = prompt.Run(L"Import", {PathOf(arguments.scan), L"*"})) return result;
     return KxMacro(nullptr).Start(DemoMacro());
 }
 
 OperatorReturnCode RunAlign(ScanLab::Application& application, Arguments const& arguments) {
     ScanLab::Prompt prompt(application);
-    prompt.Run(L"Import", {PathOf(arguments.fixed), L"*"});
-    KxString const fixed = application.GetSession().Find(L"*").name;
-    prompt.Run(L"Import", {PathOf(arguments.moving), L"*"});
-    return prompt.Run(L"Align", {application.GetSession().Find(L"*").name, fixed, L"FALSE", L"alignment.svg"});
+    KxString names[2];
+    for (int i = 0; i < 2; ++i) {
+        KxString const path = PathOf(i == 0 ? arguments.fixed : arguments.moving);
+        if (OperatorReturnCode const result = prompt.Run(L"Import", {path, L"*"})) return result;
+        names[i] = application.GetSession().Find(L"*").name;
+    }
+    return prompt.Run(L"Align", {names[1], names[0], L"FALSE", L"alignment.svg"});
 }
 
 OperatorReturnCode RunLines(ScanLab::Application& application, std::vector<std::string> const& lines) {
@@ -84,13 +93,22 @@ OperatorReturnCode RunPrompt(ScanLab::Application& application) {
     return OPERATOR_OK;
 }
 
-/// 0 if all went well, 2 if a command did not do its work.
+/// A bar for people, who have a terminal that can wipe it again.
+ScanLab::ProgressSettings::Form ProgressForm(Arguments const& arguments) {
+    if (arguments.hasProgressLines) return ScanLab::ProgressSettings::lines;
+    char const* const terminal = std::getenv("TERM");
+    bool const isPlain = !terminal || std::string_view(terminal) == "dumb";
+    return KxxIsTerminal(StandardError) && !isPlain ? ScanLab::ProgressSettings::bar
+                                                    : ScanLab::ProgressSettings::nothing;
+}
+
+/// 0 if all went well, 2 if a command did not do its work, 130 if somebody ended one, as shells have it.
 int ExitCodeOf(OperatorReturnCode result) {
     if (result == OPERATOR_PARAMETERS_SET) {
         ScanLab::PrintError(KxString(L"ended by a command without a semicolon, which only sets parameters"));
         return 1;
     }
-    return result == OPERATOR_OK ? 0 : 2;
+    return result == OPERATOR_OK ? 0 : result == OPERATOR_CANCELLED ? 130 : 2;
 }
 
 }  // namespace
@@ -105,8 +123,10 @@ int main(int argc, char** argv) {
     CLI::App* const align = app.add_subcommand("align", "Brings a scan onto another one and draws what is left over");
     CLI::App* const run = app.add_subcommand("run", "Runs macros: files of command lines");
     CLI::App* const lines = app.add_subcommand("do", "Runs command lines");
-    for (CLI::App* const sub : {&app, demo, align, run, lines})
+    for (CLI::App* const sub : {&app, demo, align, run, lines}) {
         sub->add_option("--out", arguments.folder, "Folder for the files that are written")->capture_default_str();
+        sub->add_flag("--progress", arguments.hasProgressLines, "A line on standard error for each stage of long work");
+    }
     app.add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
     app.add_flag("--help-operators", arguments.isReference, "Prints all operators and their parameters as Markdown");
     app.add_option("MACRO", arguments.macros, "Macros to run");
@@ -125,7 +145,12 @@ int main(int argc, char** argv) {
     std::unique_ptr<ScanLab::Application> application;
     try {
         application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder));
+        application->GetSession().progress.form = ProgressForm(arguments);
         OperatorReturnCode result = OPERATOR_OK;
+        // Of one macro or list of commands a single Ctrl-C ends all; who is asked for commands is asked again.
+        bool const isAsking = !demo->parsed() && !align->parsed() && !lines->parsed() && arguments.macros.empty();
+        std::optional<ScanLab::Interrupts> interrupts;
+        if (!isAsking) interrupts.emplace();
         if (arguments.isReference)
             ScanLab::Print(L"%s", ScanLab::ReferencePage(application->Operators()));
         else if (demo->parsed())

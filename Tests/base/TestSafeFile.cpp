@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -117,6 +118,43 @@ TEST_F(SafeFile, WithoutCommitNothingHappens) {
     test::Thrown<KxFileException>([&] { file.Commit(); });
     test::Thrown<KxFileException>([&] { file.Write("x", 1); });
     EXPECT_EQ(Get("file"), "by path");
+}
+
+TEST_F(SafeFile, WhatAKilledProcessLeftGoesAtTheNextSaveOfThatFile) {
+    Put("file", "old");
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    std::string const longName(250, 'n');
+    pid_t const child = ::fork();
+    if (child == 0) {
+        KxSafeFile const file(Path("file")), other(Path("other")), cut(Path(longName));
+        EXPECT_EQ(::write(ends[1], "", 1), 1);
+        ::pause();
+    }
+    char ready;
+    ASSERT_EQ(::read(ends[0], &ready, 1), 1);
+    EXPECT_EQ(Save(Path("file"), "while it is held"), 0u);
+    EXPECT_EQ(CountFiles(), 4u);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    // What only looks alike.
+    Put(".file.hbtmp-ABCDEFGH", "");
+    Put(".file.hbtmp-abcdefghi", "");
+    Put("xfile.hbtmp-abcdefgh", "");
+    fs::create_directory(File(".file.hbtmp-aaaaaaaa"));
+    fs::create_symlink("file", File(".file.hbtmp-bbbbbbbb"));
+    KxSafeFile own(Path("file"));  // of this process
+    EXPECT_EQ(Save(Path("file"), "new"), 0u);
+    EXPECT_EQ(Get("file"), "new");
+    EXPECT_EQ(CountFiles(), 9u);  // file, the five, own, and those of the other two
+    own.Write("own", 3);
+    own.Commit();
+    EXPECT_EQ(Get("file"), "own");
+    EXPECT_EQ(Save(Path("other"), ""), 0u);
+    EXPECT_EQ(Save(Path(longName), ""), 0u);
+    EXPECT_EQ(CountFiles(), 8u);
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "Operators/Operators.h"
 #include "Operators/TextIds.h"
 
+#include "hbtools/base/syWinApp.h"
 #include "hbtools/operators/syCmdLine.h"
 #include "hbtools/operators/syOperator.h"
 
@@ -43,6 +44,7 @@ protected:
     }
     ScanLab::Scan& ScanOf(wchar_t const* name) { return session.Find(name).stored.scan; }
 
+    KxN::KxWinApp app;
     ScanLab::Session session{Path("out")};
     KxN::KxOperatorMgr operators;
 };

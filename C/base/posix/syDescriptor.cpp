@@ -11,7 +11,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <limits>
+#include <memory>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,17 +49,53 @@ int WriteParts(void const* data, std::size_t count, Put put) {
     return 0;
 }
 
-/// ".name.hbtmp-" and eight characters that nobody can foresee.
-std::string PartName(std::string_view name) {
-    constexpr std::string_view alphabet = "abcdefghijklmnopqrstuvwxyz234567";
+constexpr std::string_view partAlphabet = "abcdefghijklmnopqrstuvwxyz234567";
+constexpr std::size_t partRandoms = 8;
+
+/// ".name.hbtmp-"; a long name is cut, so that all fits into a file name.
+std::string PartPrefix(std::string_view name) {
     constexpr std::string_view mark = ".hbtmp-";
-    std::array<unsigned char, 8> random{};
+    return std::string(".").append(name.substr(0, nameLimit - 1 - mark.size() - partRandoms)).append(mark);
+}
+
+/// The prefix and eight characters that nobody can foresee.
+std::string PartName(std::string_view name) {
+    std::array<unsigned char, partRandoms> random{};
     Repeat([&] { return ::getrandom(random.data(), random.size(), 0); });
-    std::string part = ".";
-    part += name.substr(0, nameLimit - 1 - mark.size() - random.size());
-    part += mark;
-    for (unsigned char const byte : random) part += alphabet[byte % alphabet.size()];
+    std::string part = PartPrefix(name);
+    for (unsigned char const byte : random) part += partAlphabet[byte % partAlphabet.size()];
     return part;
+}
+
+/// True if the file is locked by us now: whoever makes a part file holds such a lock until it is in place or gone, also
+/// when its process is killed.
+bool Lock(int number) {
+    return Repeat([&] { return ::flock(number, LOCK_EX | LOCK_NB); }) == 0;
+}
+
+/// Removes a part file that nobody holds any more. Anything but a regular file of that user or our own stays.
+void RemoveIfLeft(std::string const& path, uid_t owner) {
+    Descriptor const left(
+        Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    struct stat status;
+    if (!left.IsOpen() || ::fstat(left.GetNumber(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+    if ((status.st_uid == owner || status.st_uid == ::geteuid()) && Lock(left.GetNumber())) ::unlink(path.c_str());
+}
+
+/// The same for all part files of one target, which killed processes left behind.
+void RemoveLeftParts(std::string const& target) {
+    struct stat status;
+    uid_t const owner = ::lstat(target.c_str(), &status) == 0 ? status.st_uid : ::geteuid();
+    std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
+    std::string const prefix = PartPrefix(std::string_view(target).substr(name));
+    std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(DirectoryOf(target).c_str()), &::closedir);
+    if (!folder) return;  // one that may be written but not read
+    while (dirent const* const entry = ::readdir(folder.get())) {
+        std::string_view const found(entry->d_name);
+        if (found.size() != prefix.size() + partRandoms || !found.starts_with(prefix)) continue;
+        if (found.substr(prefix.size()).find_first_not_of(partAlphabet) != found.npos) continue;
+        RemoveIfLeft(target.substr(0, name).append(found), owner);
+    }
 }
 
 int SyncDirectory(std::string const& path) {
@@ -243,6 +282,7 @@ int PartFile::Create(std::string const& target) {
     std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
     if (name == target.size()) return target.empty() ? ENOENT : EISDIR;
     if (target.size() - name > nameLimit) return ENAMETOOLONG;
+    RemoveLeftParts(target);
     // A new file gets the mode of new files; one that takes another's place is ours alone until it gets that mode.
     struct stat old;
     mode_t const mode = ::lstat(target.c_str(), &old) == 0 ? 0600 : 0666;
@@ -250,13 +290,19 @@ int PartFile::Create(std::string const& target) {
         std::string const path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
         int const number =
             Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
-        if (number >= 0) {
-            m_file = Descriptor(number);
+        if (number < 0 && errno != EEXIST) return errno;
+        if (number < 0) continue;
+        m_file = Descriptor(number);
+        m_path = path;
+        // Before it was locked, another save of this target may have taken it for one that was left. Where the file system
+        // knows no locks, nobody gets one.
+        bool const isLocked = Lock(number) || errno != EWOULDBLOCK;
+        struct stat status;
+        if (isLocked && ::fstat(number, &status) == 0 && status.st_nlink > 0) {
             m_target = target;
-            m_path = path;
             return 0;
         }
-        if (errno != EEXIST) return errno;
+        Discard();
     }
     return EEXIST;
 }
@@ -265,6 +311,7 @@ int PartFile::PutInPlace(bool replace) {
     std::string const directory = DirectoryOf(m_target);  // nothing may throw behind the renaming
     // What others wrote by way of the path is the same file, so it is flushed as well.
     int error = m_file.Sync();
+    Descriptor const lock(::fcntl(m_file.GetNumber(), F_DUPFD_CLOEXEC, 0));  // until it is in place
     int const closeError = m_file.Close();
     if (error == 0) error = closeError;
     if (error == 0) {

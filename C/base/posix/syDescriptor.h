@@ -77,7 +77,9 @@ public:
     PartFile& operator=(PartFile const&) = delete;
     ~PartFile() { Discard(); }
 
-    /// Makes it. `target` must be no link (see ResolveLinks). If there is a target, only we may read the new file.
+    /// Makes it, after those that killed processes left behind for this target are removed: files of our user, or the
+    /// target's, with such a name on which no process holds a lock. `target` must be no link (see ResolveLinks). If there
+    /// is a target, only we may read the new file.
     int Create(std::string const& target);
     std::string const& GetPath() const { return m_path; }
     Descriptor& GetFile() { return m_file; }

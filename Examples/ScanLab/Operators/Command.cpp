@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "Command.h"
 
+#include "../Application.h"
+#include "../Interrupts.h"
+
 #include <hbtools/base/syException.h>
 #include <hbtools/diagnostics/syProfile.h>
 #include <hbtools/operators/syParamBool.h>
@@ -116,8 +119,13 @@ void Command::Refuse(unsigned short parameter, KxString const& reason) {
 
 OperatorReturnCode Command::DoExecute() {
     KxProfileLogger const profile(GetFixName());
+    Interrupts const interrupts;
     try {
+        if (Interrupts::IsPending()) throw Cancelled();
         return Run();
+    } catch (Cancelled const&) {
+        PrintError(FormatOf(Text::Cancelled, GetFixName()));
+        return OPERATOR_CANCELLED;
     } catch (CException* exception) {
         KxString prefix;
         prefix.Assign(KxxFormat(KxString(KxResId(operatorPrefix)).View(), GetFixName()));

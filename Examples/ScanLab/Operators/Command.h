@@ -5,9 +5,14 @@
 // does its work in Run. Parameters are numbered from 1 in the order of a command line; their texts follow on those of
 // the operator (see TextIds.h).
 //
-// A failure names the operator, and the parameter where one is to blame.
+// What may take long goes through InWorker, in two steps: the work makes something new of what the session holds, and what
+// it returns is put into the session behind it. Work that is cancelled or fails so leaves the session as it was.
+//
+// A failure names the operator, and the parameter where one is to blame. A cancelled operator says so on standard error and
+// returns OPERATOR_CANCELLED; it does not begin if there is a wish to end already.
 #pragma once
 
+#include "../LongRun.h"
 #include "Session.h"
 #include "TextIds.h"
 
@@ -16,6 +21,9 @@
 #include <hbtools/operators/syParamFile.h>
 
 #include <initializer_list>
+#include <optional>
+#include <type_traits>
+#include <utility>
 
 namespace ScanLab {
 
@@ -50,6 +58,27 @@ protected:
     /// The path of a file to be read.
     KxN::KxString InputOf(unsigned short parameter);
     [[noreturn]] void Refuse(unsigned short parameter, KxN::KxString const& reason);
+    /// Returns work(Progress), run by a LongRun in the name of the operator. The work may read the session, and must not
+    /// change it; a file that it writes comes last. @throws Cancelled, which DoExecute understands; what the work throws
+    template <class Work>
+    auto InWorker(Work work) {
+        using Result = std::invoke_result_t<Work, Progress>;
+        LongRun run(GetFixName(), m_session.progress);
+        if constexpr (std::is_void_v<Result>) {
+            run.Do(work);
+        } else {
+            std::optional<Result> result;
+            run.Do([&](Progress progress) {
+                struct Call {  // makes the result in its place: it may be large
+                    Work& work;
+                    Progress progress;
+                    operator Result() const { return work(progress); }
+                };
+                result.emplace(Call{work, progress});
+            });
+            return std::move(*result);
+        }
+    }
 
     Session& m_session;
 

@@ -23,9 +23,15 @@ KxString BehindNumber(KxString const& unit) {
     return unit.Len() > 0 ? L" " + unit : KxString();
 }
 
-FitRecord RecordOf(Entry const& entry, std::wstring const& shape, KxHistogram const& deviations) {
-    Core const core = CoreOf(deviations);
-    return {entry.name, shape, core.mean, core.sigma, core.count, deviations.Count()};
+FitRecord RecordOf(Entry const& entry, std::wstring const& shape, Core const& core) {
+    return {entry.name, shape, core.mean, core.sigma, core.count, entry.stored.scan.points.Size()};
+}
+
+/// Of the deviations from a shape.
+template <class Shape>
+Core CoreFrom(Shape const& shape, Scan const& scan, Progress progress) {
+    progress = progress.Stage(L"deviations", 0, 1);
+    return CoreOf(DeviationsFrom(shape, scan, progress.Part(0, 0.3)), 8, progress.Part(0.3, 1));
 }
 
 /// A shape of best fit to one scan, without what lies farther off than so many sigmas.
@@ -48,16 +54,21 @@ protected:
     OperatorReturnCode Run() override {
         Entry& entry = ScanOf(Which);
         StoredScan& stored = entry.stored;
+        auto const [plane, core] = InWorker([&](Progress progress) {
+            Plane const best = FitPlane(stored.scan, GetParameterDouble(Sigmas),
+                                        static_cast<int>(GetParameterLong(Passes)), progress.Part(0, 0.8));
+            return std::pair(best, CoreFrom(best, stored.scan, progress.Part(0.8, 1)));
+        });
         stored.DropFit();
-        stored.plane = FitPlane(stored.scan, GetParameterDouble(Sigmas), static_cast<int>(GetParameterLong(Passes)));
+        stored.plane = plane;
         stored.fit = FitKind::plane;
-        KxVec3d const& n = stored.plane.normal;
-        KxVec3d const& c = stored.plane.center;
+        KxVec3d const& n = plane.normal;
+        KxVec3d const& c = plane.center;
         Print(L"\nPlane       of %s: normal %.6f, %.6f, %.6f\n", entry.name, n[0], n[1], n[2]);
         m_session.Add(RecordOf(entry,
                                KxxFormat(L"plane through %.4f, %.4f, %.4f%s, normal %.6f, %.6f, %.6f", c[0], c[1], c[2],
                                          BehindNumber(stored.scan.unit), n[0], n[1], n[2]),
-                               DeviationsFrom(stored.plane, stored.scan)));
+                               core));
         return OPERATOR_OK;
     }
 };
@@ -70,8 +81,11 @@ protected:
     OperatorReturnCode Run() override {
         Entry& entry = ScanOf(Which);
         StoredScan& stored = entry.stored;
-        Sphere const sphere =
-            FitSphere(stored.scan, GetParameterDouble(Sigmas), static_cast<int>(GetParameterLong(Passes)));
+        auto const [sphere, core] = InWorker([&](Progress progress) {
+            Sphere const best = FitSphere(stored.scan, GetParameterDouble(Sigmas),
+                                          static_cast<int>(GetParameterLong(Passes)), progress.Part(0, 0.9));
+            return std::pair(best, CoreFrom(best, stored.scan, progress.Part(0.9, 1)));
+        });
         stored.DropFit();
         stored.sphere = sphere;
         stored.fit = FitKind::sphere;
@@ -81,7 +95,7 @@ protected:
               sphere.radius, unit);
         m_session.Add(RecordOf(
             entry, KxxFormat(L"sphere about %.4f, %.4f, %.4f, radius %.6f%s", c[0], c[1], c[2], sphere.radius, unit),
-            DeviationsFrom(sphere, stored.scan)));
+            core));
         return OPERATOR_OK;
     }
 };
@@ -101,21 +115,32 @@ protected:
         StoredScan& stored = entry.stored;
         if (stored.fit == FitKind::none) Refuse(Which, FormatOf(Text::NoFit, entry.name));
         bool const isPlane = stored.fit == FitKind::plane;
-        stored.deviations =
-            isPlane ? DeviationsFrom(stored.plane, stored.scan) : DeviationsFrom(stored.sphere, stored.scan);
         wchar_t const* const shape = isPlane ? L"plane" : L"sphere";
+        Found found = InWorker([&](Progress progress) {
+            progress = progress.Stage(L"deviations", 0, 1);
+            Progress const first = progress.Part(0, 0.3);
+            KxHistogram const values = isPlane ? DeviationsFrom(stored.plane, stored.scan, first)
+                                               : DeviationsFrom(stored.sphere, stored.scan, first);
+            KxString const title = KxxFormat(L"%s: deviations from the %s of best fit", stored.scan.name, shape);
+            return Found{DeviationSet(title, stored.scan.unit, values, stored.scan.points),
+                         CoreOf(values, 8, progress.Part(0.4, 1))};
+        });
+        stored.deviations = found.set.values;
         Print(L"\nDeviations of %s from the %s of best fit\n", entry.name, shape);
-        PrintTable(stored.deviations);
-        m_session.Add(DeviationSet(KxxFormat(L"%s: deviations from the %s of best fit", stored.scan.name, shape),
-                                   stored.scan.unit, stored.deviations, stored.scan.points));
+        PrintTable(stored.deviations, found.core);
+        m_session.Add(std::move(found.set));
         return OPERATOR_OK;
     }
 
 private:
-    void PrintTable(KxHistogram const& deviations) const {
+    struct Found {
+        DeviationSet set;
+        Core core;
+    };
+
+    void PrintTable(KxHistogram const& deviations, Core const& core) const {
         constexpr int barLength = 48;
         if (!deviations.IsValid()) return;
-        Core const core = CoreOf(deviations);
         Print(L"all         mean %.4g, sigma %.4g, from %.4g to %.4g\n", deviations.Mean(), deviations.StdDev(),
               deviations.Min(), deviations.Max());
         Print(L"core        mean %.4g, sigma %.4g, %.1f %% of the points\n\n", core.mean, core.sigma,
@@ -157,24 +182,36 @@ protected:
         bool const hasPicture = GetParameterFile(Picture).Len() > 0;
         KxString const picture = hasPicture ? OutputOf(Picture) : KxString();
         RunningWatch watch;
-        Alignment const alignment = Align(scan, fixed.stored.scan);
-        PrintAlignment(alignment, scan.unit, watch.Seconds());
         KxString const title = scan.name + L": " + moving.name + L" against " + fixed.name;
-        DeviationSet set(title, scan.unit, alignment.deviations, alignment.places);
-        Box const before = BoxOf(scan);
-        for (KxVec3d& point : scan.points) point = alignment.motion * point;
-        moving.moved = alignment.motion * moving.moved;
+        double seconds = 0;
+        Found found = InWorker([&](Progress progress) {
+            Alignment alignment = Align(scan, fixed.stored.scan, progress.Part(0, 0.9));
+            seconds = watch.Seconds();
+            DeviationSet set(title, scan.unit, alignment.deviations, alignment.places);
+            KxTDynArray<KxVec3d> moved = Moved(scan.points, alignment.motion, progress.Stage(L"moving", 0.9, 0.95));
+            Box const before = BoxOf(scan);
+            if (hasPicture) SaveHistogramPicture(picture, set.values, title, scan.unit, {}, progress.Part(0.95, 1));
+            return Found{std::move(alignment), std::move(moved), before, std::move(set)};
+        });
+        KxMatrix4 const& motion = found.alignment.motion;
+        scan.points = std::move(found.moved);
+        moving.moved = motion * moving.moved;
         moving.stored.DropFit();
-        if (moving.isMoved) PrintOff(moving, fixed, before, alignment.motion);
-        if (hasPicture) {
-            SaveHistogramPicture(picture, set.values, title, set.unit);
-            Print(L"%s\n", picture);
-        }
-        m_session.Add(std::move(set));
+        m_session.Add(std::move(found.set));
+        PrintAlignment(found.alignment, scan.unit, seconds);
+        if (moving.isMoved) PrintOff(moving, fixed, found.before, motion);
+        if (hasPicture) Print(L"%s\n", picture);
         return OPERATOR_OK;
     }
 
 private:
+    struct Found {
+        Alignment alignment;
+        KxTDynArray<KxVec3d> moved;
+        Box before;
+        DeviationSet set;
+    };
+
     static void PrintAlignment(Alignment const& alignment, KxString const& unit, double seconds) {
         Core const core = CoreOf(alignment.deviations);
         KxMatrix4 U, R, F;

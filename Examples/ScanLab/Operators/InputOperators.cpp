@@ -48,7 +48,7 @@ protected:
         RunningWatch watch;
         StoredScan stored;
         KxString const path = InputOf(File);
-        stored.scan = ReadScan(path);
+        stored.scan = InWorker([&](Progress progress) { return ReadScan(path, progress); });
         if (stored.scan.unit.Len() == 0 && GetParameterList(Unit) != L"none") {
             stored.scan.unit = GetParameterList(Unit);
             stored.scan.conditions = ConditionsOfFile(path, stored.scan);
@@ -79,8 +79,10 @@ protected:
         StoredScan stored;
         int const points = static_cast<int>(GetParameterLong(Points));
         KxString const shape = GetParameterList(Shape);
-        stored.scan =
-            shape == L"plate" ? MakeSyntheticPlate(points) : MakeSyntheticSphere(points, GetParameterDouble(Radius));
+        stored.scan = InWorker([&](Progress progress) {
+            return shape == L"plate" ? MakeSyntheticPlate(points, progress)
+                                     : MakeSyntheticSphere(points, GetParameterDouble(Radius), progress);
+        });
         Entry const& entry = m_session.Add(GetParameterString(Name), shape, std::move(stored));
         PrintScan(entry, watch.Seconds());
         return OPERATOR_OK;
@@ -100,7 +102,7 @@ protected:
     OperatorReturnCode Run() override {
         RunningWatch watch;
         KxString const path = InputOf(File);
-        StoredScan stored = ScanLab::Load(path);
+        StoredScan stored = InWorker([&](Progress progress) { return ScanLab::Load(path, progress); });
         Entry const& entry =
             m_session.Add(GetParameterString(Name), KxString(KxDirEntry(path).GetBase()), std::move(stored));
         PrintScan(entry, watch.Seconds());

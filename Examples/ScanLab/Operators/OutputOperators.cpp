@@ -35,8 +35,10 @@ protected:
         DeviationSet const& set = m_session.CurrentDeviations();
         KxString const title = GetParameterString(Title);
         KxString const path = OutputOf(File);
-        SaveHistogramPicture(path, set.values, title == L"*" ? set.title : title, set.unit,
-                             {ColorOf(InnerColor), ColorOf(OuterColor)});
+        HistogramColors const colors{ColorOf(InnerColor), ColorOf(OuterColor)};
+        InWorker([&](Progress progress) {
+            SaveHistogramPicture(path, set.values, title == L"*" ? set.title : title, set.unit, colors, progress);
+        });
         Print(L"%s\n", path);
         return OPERATOR_OK;
     }
@@ -69,7 +71,7 @@ protected:
         style.high = ColorOf(HighColor);
         style.hasConditions = GetParameterBool(Conditions) != 0;
         KxString const path = OutputOf(File);
-        SaveReport(path, m_session, style);
+        InWorker([&](Progress progress) { SaveReport(path, m_session, style, progress); });
         Print(L"%s\n", path);
         return OPERATOR_OK;
     }
@@ -90,22 +92,36 @@ protected:
     OperatorReturnCode Run() override {
         StoredScan& stored = ScanOf(Which).stored;
         KxString const path = OutputOf(File);
-        RunningWatch storing;
-        Store(path, stored, GetParameterList(Form) == L"32" ? TagFormat32 : TagFormat64);
-        double const storeSeconds = storing.Seconds();
-        double const megabytes = static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()) / 1e6;
+        TagFormat const form = GetParameterList(Form) == L"32" ? TagFormat32 : TagFormat64;
+        bool const isToVerify = GetParameterBool(Verify);
+        double megabytes = 0, loadSeconds = 0, checkSeconds = 0;
+        auto const check = [&](KxString const& written, Progress progress) {
+            RunningWatch checking, loading;
+            megabytes = MegabytesOf(written);
+            StoredScan const loaded = ScanLab::Load(written, progress);
+            loadSeconds = loading.Seconds();
+            bool const isSame = IsSame(stored, loaded);
+            checkSeconds = checking.Seconds();
+            return isSame;
+        };
+        RunningWatch watch;
+        bool const isSame = InWorker([&](Progress progress) {
+            if (isToVerify) return Store(path, stored, form, progress, check);
+            return Store(path, stored, form, progress);
+        });
+        double const storeSeconds = KxMath::Max(1e-9, watch.Seconds() - checkSeconds);
+        if (!isToVerify) megabytes = MegabytesOf(path);
         Print(L"%s  %7.1f MB, stored %6.0f MB/s", path, megabytes, megabytes / storeSeconds);
-        bool isSame = true;
-        if (GetParameterBool(Verify)) {
-            RunningWatch loading;
-            StoredScan const loaded = ScanLab::Load(path);
-            double const loadSeconds = loading.Seconds();
-            isSame = IsSame(stored, loaded);
+        if (isToVerify)
             Print(L", loaded %6.0f MB/s, %s", megabytes / loadSeconds,
-                  isSame ? L"every bit the same" : L"NOT THE SAME");
-        }
+                  isSame ? L"every bit the same" : L"NOT THE SAME; the file stays as it was");
         Print(L"\n");
         return isSame ? OPERATOR_OK : OPERATOR_FAILED;
+    }
+
+private:
+    static double MegabytesOf(KxString const& path) {
+        return static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()) / 1e6;
     }
 };
 
@@ -130,7 +146,9 @@ protected:
         } else if (path.GetExtension().Len() == 0) {
             path.SetExtension(format == L"PLY" ? L"ply" : L"csv");
         }
-        (format == L"PLY" ? WritePly : WriteCsv)(KxString(path.GetFull()), stored);
+        InWorker([&](Progress progress) {
+            (format == L"PLY" ? WritePly : WriteCsv)(KxString(path.GetFull()), stored, progress);
+        });
         Print(L"%s  %d points\n", path.GetFull(), stored.scan.points.Size() + stored.scan.notFinite.Size());
         return OPERATOR_OK;
     }

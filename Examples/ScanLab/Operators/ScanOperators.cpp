@@ -39,27 +39,29 @@ protected:
         Entry& entry = ScanOf(Which);
         Scan& scan = entry.stored.scan;
         unsigned char const kept = GetParameterBool(Invert) ? 0 : 1;
-        Marks const marks = MarksOf(scan);
-        int left = 0;
-        for (unsigned char const mark : marks) left += mark == kept;
+        KxTDynArray<KxVec3d> points = InWorker([&](Progress progress) {
+            return KeptPoints(scan, MarksOf(scan, progress.Part(0, 0.95)), kept, progress.Part(0.95, 1));
+        });
+        int const left = points.Size(), gone = scan.points.Size() - left;
         if (left == 0) throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::NothingLeft, entry.name));
-        int const gone = KeepPoints(scan, marks, kept);
+        scan.points = std::move(points);
         if (gone > 0) entry.stored.DropFit();
         Print(L"Filtered    %s by %s: %d points went, %d stay\n", entry.name, GetParameterList(Kind), gone, left);
         return OPERATOR_OK;
     }
 
 private:
-    Marks MarksOf(Scan const& scan) {
+    Marks MarksOf(Scan const& scan, Progress progress) {
         KxString const kind = GetParameterList(Kind);
         double const distance = GetParameterDouble(Distance);
-        if (kind == L"strays") return NotAlone(scan, distance, static_cast<int>(GetParameterLong(Neighbours)));
-        if (kind == L"thinning") return OnePerCube(scan, distance);
+        if (kind == L"strays")
+            return NotAlone(scan, distance, static_cast<int>(GetParameterLong(Neighbours)), progress);
+        if (kind == L"thinning") return OnePerCube(scan, distance, progress);
         Box const box{VectorOf(From), VectorOf(To)};
         for (unsigned short axis = 0; axis < 3; ++axis)
             if (box.low[axis] > box.high[axis])
                 Refuse(static_cast<unsigned short>(From + axis), TextOf(Text::BoxUpsideDown));
-        return InBox(scan, box);
+        return InBox(scan, box, progress);
     }
 };
 
@@ -94,7 +96,8 @@ protected:
         KxMatrix4 motion = KxMatrix4::ATranslation(shift);
         if (angle != 0) motion = motion * KxMatrix4::ARotation(axis, angle);
         motion = motion * KxMatrix4::ATranslation(back);
-        for (KxVec3d& point : scan.points) point = motion * point;
+        scan.points =
+            InWorker([&](Progress progress) { return Moved(scan.points, motion, progress.Stage(L"moving", 0, 1)); });
         entry.moved = motion * entry.moved;
         entry.isMoved = true;
         entry.stored.DropFit();
@@ -122,10 +125,13 @@ protected:
             if (names[i] == L"*") Refuse(static_cast<unsigned short>(First + i), FormatOf(Text::ScanUnknown, names[i]));
         if (names[0] == names[1]) Refuse(Second, TextOf(Text::SameScan));
         StoredScan halves[2];
-        for (int i = 0; i < 2; ++i) {
-            halves[i].scan = HalfOf(entry.stored.scan, i, KxMatrix4::Identity);
-            halves[i].scan.conditions = entry.stored.scan.conditions;
-        }
+        InWorker([&](Progress progress) {
+            progress = progress.Stage(L"copying", 0, 1);
+            for (int i = 0; i < 2; ++i)
+                halves[i].scan =
+                    HalfOf(entry.stored.scan, i, KxMatrix4::Identity, progress.Part(0.5 * i, 0.5 * i + 0.5));
+        });
+        for (StoredScan& half : halves) half.scan.conditions = entry.stored.scan.conditions;
         // The source stays the current scan; it may be replaced by one of its halves.
         for (int i = 0; i < 2; ++i) m_session.AddBeside(names[i], std::move(halves[i]));
         Print(L"Split       into %s and %s\n", names[0], names[1]);

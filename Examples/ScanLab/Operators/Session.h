@@ -5,6 +5,7 @@
 // computed. One thread at a time.
 #pragma once
 
+#include "../LongRun.h"
 #include "../ScanFile.h"
 
 #include <hbtools/math/syMatrix4.h>
@@ -43,7 +44,7 @@ struct DeviationSet {
 
     /// `points` are those of the values, in their order.
     DeviationSet(KxN::KxString const& title, KxN::KxString const& unit, KxN::KxHistogram const& values,
-                 KxN::KxTDynArray<KxN::KxVec3d> const& points);
+                 KxN::KxTDynArray<KxN::KxVec3d> const& points);  // some milliseconds for 10 million
 };
 
 /// A line of the table of fits.
@@ -87,6 +88,8 @@ public:
 
     /// The configuration file of the application; empty if it runs without.
     KxN::KxString settingsFile;
+    /// How the progress of long operators is shown; not at all unless set.
+    ProgressSettings progress;
 
 private:
     std::vector<std::unique_ptr<Entry>>::iterator Search(KxN::KxString const& name);

@@ -50,6 +50,7 @@ enum class Text : unsigned short {
     NoSettings = 3013,
     SameScan = 3014,
     NoFolder = 3015,
+    Cancelled = 3016,
     Operators = 3100,
     Parameter = 3101,
     Type = 3102,

@@ -102,7 +102,7 @@ LineEditor::LineEditor(KxString const& prompt, KxString const& historyFile, Comp
     el_wset(s.editor, EL_HIST, history_w, s.history);
     el_wset(s.editor, EL_ADDFN, L"scanlab-complete", L"complete or explain", &State::CompleteHere);
     el_wset(s.editor, EL_BIND, L"^I", L"scanlab-complete", nullptr);
-    // Ctrl-C is a key here; while a command runs it ends the program.
+    // Ctrl-C is a key here; while a command runs it cancels that.
     el_wset(s.editor, EL_SETTY, L"-d", L"-isig", nullptr);
     el_wset(s.editor, EL_BIND, L"^C", L"em-kill-line", nullptr);
 }

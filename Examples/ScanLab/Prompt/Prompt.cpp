@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Prompt.h"
 
+#include "../Interrupts.h"
 #include "../Operators/TextIds.h"
 #include "../Print.h"
 #include "LineEditor.h"
@@ -62,7 +63,7 @@ void Prompt::Interact() {
             if (result == OPERATOR_PARAMETERS_SET)
                 Print(L"%sA semicolon at the end runs it.\n",
                       OperatorHelp(*operators.GetOperator(m_parser.GetOperatorName())));
-            else if (result != OPERATOR_OK)
+            else if (result != OPERATOR_OK && result != OPERATOR_CANCELLED)
                 Print(L"The command ended with %d.\n", static_cast<int>(result));
         } catch (CException* exception) {
             if (exception->EndsThread()) throw;
@@ -78,8 +79,11 @@ OperatorReturnCode Prompt::RunInput() {
     Lines lines;
     try {
         KxString line;
-        while (!m_hasQuit && lines.Next(line))
+        while (!m_hasQuit && lines.Next(line)) {
+            Interrupts const interrupts;
             if (OperatorReturnCode const result = RunLine(line)) return result;
+            if (Interrupts::IsPending()) return OPERATOR_CANCELLED;  // it came too late for this one
+        }
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
         auto* const named = new KxException(L"Prompt", __LINE__,

@@ -4,7 +4,8 @@
 // KxSafeFile writes a file whole or not at all. The bytes go into a new file beside the target, named
 // ".name.hbtmp-xxxxxxxx" with eight random characters; Commit flushes it to the medium, renames it over the
 // target and flushes the directory. At every moment, also across a power failure, the target is the old file or the
-// new one. Without Commit, and after a failure, the target is as it was and the new file is gone.
+// new one. Without Commit, and after a failure, the target is as it was and the new file is gone. That of a process which
+// was killed goes at the next save of the same file: it is known by its name, and nobody holds its lock (flock) any more.
 //
 //     KxSafeFile file(path);
 //     file.Write(bytes.data(), bytes.size());

@@ -10,6 +10,8 @@
 #include "hbtools/core/syList.h"
 #include "hbtools/math/syMath.h"
 
+#include <utility>
+
 namespace KxN {
 
 class KX_API KxHistogram {
@@ -17,7 +19,14 @@ public:
     /// blockSize: values per block of memory, at least 1.
     explicit KxHistogram(int blockSize = 1024);
     KxHistogram(KxHistogram const& other) = default;
+    /// Takes the values; the other one is left without.
+    KxHistogram(KxHistogram&& other) noexcept : KxHistogram(other.m_blockSize) { Swap(other); }
     KxHistogram& operator=(KxHistogram const& other);
+    /// The other one gets the values of this one.
+    KxHistogram& operator=(KxHistogram&& other) noexcept {
+        Swap(other);
+        return *this;
+    }
     virtual ~KxHistogram();
 
     /// Sets the values per block, at least 1; with values in it, it goes on with the present blocks until Clear.
@@ -51,6 +60,13 @@ public:
     double StdDev(double mean) const;
 
 private:
+    void Swap(KxHistogram& other) noexcept {
+        m_values.Swap(other.m_values);
+        std::swap(m_blockSize, other.m_blockSize);
+        std::swap(m_min, other.m_min);
+        std::swap(m_max, other.m_max);
+    }
+
     KxTBlockList<double> m_values;
     int m_blockSize;
     double m_min = KxMath::Infinity;
