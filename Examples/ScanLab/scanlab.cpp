@@ -4,7 +4,9 @@
 // ScanLab, a small application on top of the library. Whatever it does is an operator with parameters; this file only says
 // where the command lines come from.
 #include "Application.h"
+#include "Devices/DriverCheck.h"
 #include "Interrupts.h"
+#include "Operators/TextIds.h"
 #include "Print.h"
 #include "Prompt/Prompt.h"
 #include "Prompt/Reference.h"
@@ -32,7 +34,8 @@ struct Arguments {
     std::string folder = ".";
     std::vector<std::string> macros;
     std::vector<std::string> lines;
-    std::string scan, fixed, moving;
+    std::string scan, fixed, moving, checkedDriver, triedDriver;
+    int seconds = 10;
     int points = 0;
     bool isReference = false;
     bool hasProgressLines = false;
@@ -129,6 +132,9 @@ int main(int argc, char** argv) {
     }
     app.add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
     app.add_flag("--help-operators", arguments.isReference, "Prints all operators and their parameters as Markdown");
+    app.add_option("--check-driver", arguments.checkedDriver, "Tries a driver out and says what is wrong with it");
+    app.add_option("--seconds", arguments.seconds, "How long --check-driver waits")->check(CLI::Range(1, 3600));
+    app.add_option("--try-driver", arguments.triedDriver)->group("");  // what --check-driver runs
     app.add_option("MACRO", arguments.macros, "Macros to run");
     run->add_option("MACRO", arguments.macros, "Macros to run")->required();
     lines->add_option("LINE", arguments.lines, "Command lines: 'Synthesize plate;' 'FitPlane;'")->required();
@@ -144,6 +150,12 @@ int main(int argc, char** argv) {
     }
     std::unique_ptr<ScanLab::Application> application;
     try {
+        if (!arguments.checkedDriver.empty() || !arguments.triedDriver.empty()) {
+            ScanLab::UseTexts();
+            return arguments.triedDriver.empty()
+                       ? ScanLab::CheckDriver(PathOf(arguments.checkedDriver), arguments.seconds)
+                       : ScanLab::TryDriver(PathOf(arguments.triedDriver));
+        }
         application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder));
         application->GetSession().progress.form = ProgressForm(arguments);
         OperatorReturnCode result = OPERATOR_OK;

@@ -30,7 +30,10 @@ enum OperatorId : unsigned short {
     RemoveId = 1750,
     MacroId = 1800,
     SaveSettingsId = 1850,
-    LoadSettingsId = 1900
+    LoadSettingsId = 1900,
+    DevicesId = 2200,
+    SetDeviceId = 2250,
+    MeasureId = 2300
 };
 
 enum class Text : unsigned short {
@@ -51,6 +54,22 @@ enum class Text : unsigned short {
     SameScan = 3014,
     NoFolder = 3015,
     Cancelled = 3016,
+    NoScanner = 3040,
+    NoDriver = 3041,
+    NoSetting = 3042,
+    DriverWorks = 3050,
+    DriverFails = 3051,
+    DriverHangs = 3052,
+    DriverCrashes = 3053,
+    DriverExits = 3054,
+    UnknownFailure = 3055,
+    NoTrial = 3056,
+    StepLoad = 3060,
+    StepInit = 3061,
+    StepConstruct = 3062,
+    StepSettings = 3063,
+    StepDestruct = 3064,
+    StepUnload = 3065,
     Operators = 3100,
     Parameter = 3101,
     Type = 3102,
