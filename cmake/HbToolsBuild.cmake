@@ -38,7 +38,7 @@ endif()
 target_compile_options(hbtools_settings INTERFACE -ffp-contract=off -fno-math-errno)
 if(HBTOOLS_SANITIZE)
   target_compile_options(hbtools_settings INTERFACE
-    -fsanitize=${HBTOOLS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    -fsanitize=${HBTOOLS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)  # traces need lines, no variables
   target_link_options(hbtools_settings INTERFACE -fsanitize=${HBTOOLS_SANITIZE})
 endif()
 if(HBTOOLS_BUILD_FUZZ)

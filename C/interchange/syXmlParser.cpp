@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 namespace KxN {
@@ -175,7 +176,8 @@ void XML_PARSER::Load_XML_From_Buffer(wchar_t const* text) {
 /// Shows each node to the hook, depth first. No recursion: documents may be deep.
 void XML_PARSER::Parse_Objects() {
     pugi::xml_node const root = m_document->tree.document_element();
-    for (pugi::xml_node node = root; node;) {
+    bool const hasHook = typeid(*this) != typeid(XML_PARSER);
+    for (pugi::xml_node node = hasHook ? root : pugi::xml_node(); node;) {
         SetCurrent(node.internal_object());
         Parse_XML_Document();
         if (pugi::xml_node const child = node.first_child()) {
@@ -349,7 +351,8 @@ int XML_PARSER::Go_to_Parent(wchar_t const* name) {
 }
 
 int XML_PARSER::Go_Forward() {
-    return Is_Root() ? 0 : MoveTo(pugi::xml_node(m_current).next_sibling().internal_object());
+    pugi::xml_node_struct* const following = pugi::xml_node(m_current).next_sibling().internal_object();
+    return following && !Is_Root() ? MoveTo(following) : 0;
 }
 
 int XML_PARSER::Go_Forward(wchar_t const* name) {

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// One library checks every rule of the standard and hands out events; they build the tree of the other one.
+// One library checks every rule of the standard. What passed is read by the other one, whose tree stands on the bytes
+// themselves; where the two would differ, in other encodings than UTF-8, the events of the first build the tree.
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syLimits.h"
 #include "interchange/syXmlDocument.h"
 
-#include <algorithm>
-#include <limits>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <vector>
@@ -26,145 +26,92 @@ bool IsBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == text.npos;
 }
 
+bool IsUtf8(char const* encoding) {
+    KxString const upper = KxString(encoding).Upper();
+    return upper == L"UTF-8" || upper == L"US-ASCII";
+}
+
+/// Drops blank text between elements. Alone in an element it is a value, and beside other text or CDATA it is content.
+void DropBlanks(pugi::xml_node parent) {
+    pugi::xml_node const first = parent.first_child();
+    if (!first.next_sibling()) return;
+    bool hasBlanks = false;
+    for (pugi::xml_node child = first; child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_cdata) return;
+        if (child.type() != pugi::node_pcdata) continue;
+        if (!IsBlank(child.value())) return;
+        hasBlanks = true;
+    }
+    for (pugi::xml_node child = first; hasBlanks && child;) {
+        pugi::xml_node const next = child.next_sibling();
+        if (child.type() == pugi::node_pcdata) parent.remove_child(child);
+        child = next;
+    }
+}
+
+/// In every element. No recursion: documents may be deep.
+void DropAllBlanks(pugi::xml_node root) {
+    for (pugi::xml_node node = root; node;) {
+        DropBlanks(node);
+        if (pugi::xml_node const child = node.first_child()) {
+            node = child;
+            continue;
+        }
+        while (node != root && !node.next_sibling()) node = node.parent();
+        node = node == root ? pugi::xml_node() : node.next_sibling();
+    }
+}
+
+/// What both ways to read have in common: limits, refusals, encodings.
 class Reader {
 public:
-    Reader(pugi::xml_document& document, char const* encoding)
-        : m_parser(::XML_ParserCreate(encoding)), m_node(document) {
+    explicit Reader(char const* encoding) : m_parser(::XML_ParserCreate(encoding)) {
         if (!m_parser) throw std::bad_alloc();
-        XML_Parser const parser = m_parser.get();
-        ::XML_SetUserData(parser, this);
-        ::XML_SetElementHandler(parser, &Start, &End);
-        ::XML_SetCharacterDataHandler(parser, &Text);
-        ::XML_SetCdataSectionHandler(parser, &StartCData, &EndCData);
-        ::XML_SetCommentHandler(parser, &Comment);
-        ::XML_SetProcessingInstructionHandler(parser, &Instruction);
-        ::XML_SetXmlDeclHandler(parser, &Declaration);
-        ::XML_SetStartDoctypeDeclHandler(parser, &DocType);
-        ::XML_SetUnknownEncodingHandler(parser, &UnknownEncoding, nullptr);
+        ::XML_SetUserData(Parser(), this);
+        ::XML_SetStartDoctypeDeclHandler(Parser(), &DocType);
+        ::XML_SetUnknownEncodingHandler(Parser(), &UnknownEncoding, nullptr);
     }
 
     bool Read(std::string_view bytes, KxString& failure) {
-        XML_Parser const parser = m_parser.get();
         constexpr std::size_t most = 1U << 30;
         XML_Status status = XML_STATUS_OK;
         do {
             std::string_view const part = bytes.substr(0, most);
             bytes.remove_prefix(part.size());
-            status = ::XML_Parse(parser, part.data(), static_cast<int>(part.size()), bytes.empty());
+            status = ::XML_Parse(Parser(), part.data(), static_cast<int>(part.size()), bytes.empty());
         } while (status == XML_STATUS_OK && !bytes.empty());
-        if (m_isPoor || ::XML_GetErrorCode(parser) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
+        if (m_isPoor || ::XML_GetErrorCode(Parser()) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
         if (status == XML_STATUS_OK) return true;
-        char const* const reason = m_refusal ? m_refusal : ::XML_ErrorString(::XML_GetErrorCode(parser));
-        failure.SPrintf(L"line %llu, column %llu: %s", static_cast<ULONGLONG>(::XML_GetCurrentLineNumber(parser)),
-                        static_cast<ULONGLONG>(::XML_GetCurrentColumnNumber(parser)) + 1, KxString(reason));
+        char const* const reason = m_refusal ? m_refusal : ::XML_ErrorString(::XML_GetErrorCode(Parser()));
+        failure.SPrintf(L"line %llu, column %llu: %s", static_cast<ULONGLONG>(::XML_GetCurrentLineNumber(Parser())),
+                        static_cast<ULONGLONG>(::XML_GetCurrentColumnNumber(Parser())) + 1, KxString(reason));
         return false;
     }
 
-private:
+protected:
+    XML_Parser Parser() const { return m_parser.get(); }
+    int Depth() const { return m_depth; }
     // A parser that was stopped may still call.
-    static Reader& Of(void* user) { return *static_cast<Reader*>(user); }
-
+    bool IsRefused() const { return m_refusal; }
     void Refuse(char const* why) {
         if (!m_refusal) m_refusal = why;
-        ::XML_StopParser(m_parser.get(), XML_FALSE);
-    }
-    pugi::xml_node Append(pugi::xml_node_type type) {
-        pugi::xml_node node = m_node.append_child(type);
-        if (!node) m_isPoor = true, Refuse("memory");
-        return node;
+        ::XML_StopParser(Parser(), XML_FALSE);
     }
     void Check(bool isDone) {
         if (!isDone) m_isPoor = true, Refuse("memory");
     }
+    bool Open(XML_Char const** attributes) {
+        if (IsRefused()) return false;
+        if (++m_depth > KxxLimits().nestingDepth) return Refuse("nested too deep"), false;
+        for (std::size_t count = 0; attributes[2 * count];)
+            if (++count > KxxLimits().xmlAttributes) return Refuse("too many attributes"), false;
+        return true;
+    }
+    void Close() { --m_depth; }
 
-    /// Ends a run of text, which comes in pieces.
-    void Flush() {
-        if (m_text.empty()) return;
-        if (m_node.type() == pugi::node_element) {
-            Check(Append(pugi::node_pcdata).set_value(m_text.c_str()));
-            if (!IsBlank(m_text)) m_hasContent = true;
-        }
-        m_text.clear();
-    }
-
-    static void Start(void* user, XML_Char const* name, XML_Char const** attributes) {
-        Reader& reader = Of(user);
-        if (reader.m_refusal) return;
-        reader.Flush();
-        if (++reader.m_depth > KxxLimits().nestingDepth) return reader.Refuse("nested too deep");
-        pugi::xml_node node = reader.Append(pugi::node_element);
-        reader.Check(node.set_name(name));
-        std::size_t count = 0;
-        for (; *attributes; attributes += 2) {
-            if (++count > KxxLimits().xmlAttributes) return reader.Refuse("too many attributes");
-            pugi::xml_attribute attribute = node.append_attribute(attributes[0]);
-            reader.Check(attribute.set_value(attributes[1]));
-        }
-        // What is known of the element outside stands in its own tree while this one is read.
-        reader.m_contents.push_back(reader.m_hasContent);
-        reader.m_hasContent = false;
-        reader.m_node = node;
-    }
-    static void End(void* user, XML_Char const*) {
-        Reader& reader = Of(user);
-        if (reader.m_refusal) return;
-        reader.Flush();
-        if (!reader.m_hasContent) reader.DropBlanks();
-        reader.m_hasContent = reader.m_contents.back();
-        reader.m_contents.pop_back();
-        reader.m_node = reader.m_node.parent();
-        --reader.m_depth;
-    }
-    /// Blank text between elements; alone in an element it is a value.
-    void DropBlanks() {
-        pugi::xml_node const first = m_node.first_child();
-        if (!first || !first.next_sibling()) return;
-        for (pugi::xml_node child = first; child;) {
-            pugi::xml_node const next = child.next_sibling();
-            if (child.type() == pugi::node_pcdata) m_node.remove_child(child);
-            child = next;
-        }
-    }
-
-    static void Text(void* user, XML_Char const* text, int length) {
-        Reader& reader = Of(user);
-        if (reader.m_refusal) return;
-        try {
-            reader.m_text.append(text, static_cast<std::size_t>(length));
-        } catch (std::bad_alloc const&) {
-            reader.Check(false);
-        }
-    }
-    static void StartCData(void* user) {
-        if (!Of(user).m_refusal) Of(user).Flush();
-    }
-    static void EndCData(void* user) {
-        Reader& reader = Of(user);
-        if (reader.m_refusal) return;
-        reader.Check(reader.Append(pugi::node_cdata).set_value(reader.m_text.c_str()));
-        reader.m_text.clear();
-        reader.m_hasContent = true;
-    }
-    static void Comment(void* user, XML_Char const* text) {
-        if (Of(user).m_refusal) return;
-        Of(user).Flush();
-        Of(user).Check(Of(user).Append(pugi::node_comment).set_value(text));
-    }
-    static void Instruction(void* user, XML_Char const* target, XML_Char const* data) {
-        if (Of(user).m_refusal) return;
-        Of(user).Flush();
-        pugi::xml_node node = Of(user).Append(pugi::node_pi);
-        Of(user).Check(node.set_name(target) && node.set_value(data));
-    }
-    static void Declaration(void* user, XML_Char const* version, XML_Char const* encoding, int standalone) {
-        if (!version || Of(user).m_refusal) return;
-        pugi::xml_node node = Of(user).Append(pugi::node_declaration);
-        Of(user).Check(node.set_name("xml") && node.append_attribute("version").set_value(version));
-        if (encoding) Of(user).Check(node.append_attribute("encoding").set_value(encoding));
-        if (standalone >= 0) Of(user).Check(node.append_attribute("standalone").set_value(standalone ? "yes" : "no"));
-    }
+private:
     static void DocType(void* user, XML_Char const*, XML_Char const*, XML_Char const*, int) {
-        Of(user).Refuse("a document type declaration is not allowed");
+        static_cast<Reader*>(user)->Refuse("a document type declaration is not allowed");
     }
     static int UnknownEncoding(void*, XML_Char const* name, XML_Encoding* info) {
         KxString const upper = KxString(name).Upper();
@@ -181,21 +128,191 @@ private:
     }
 
     std::unique_ptr<XML_ParserStruct, ParserFree> m_parser;
-    pugi::xml_node m_node;
-    std::string m_text;
-    std::vector<bool> m_contents;
-    bool m_hasContent = false;  // the element holds text that is not blank
     int m_depth = 0;
     char const* m_refusal = nullptr;
     bool m_isPoor = false;
 };
 
+/// Only checks, and finds out whether the other library may read the bytes by itself.
+class Checker : public Reader {
+public:
+    explicit Checker(char const* encoding)
+        : Reader(encoding),
+          m_isEncodingKnown(encoding != nullptr),
+          m_held(static_cast<std::size_t>(KxxLimits().nestingDepth) + 1) {
+        ::XML_SetElementHandler(Parser(), &Start, &End);
+        ::XML_SetCharacterDataHandler(Parser(), &Text);
+        ::XML_SetCdataSectionHandler(Parser(), &StartCData, &EndCData);
+        ::XML_SetCommentHandler(Parser(), &Comment);
+        ::XML_SetProcessingInstructionHandler(Parser(), &Instruction);
+        ::XML_SetXmlDeclHandler(Parser(), &Declaration);
+    }
+    /// The bytes are no UTF-8, or hold what the other library reads differently.
+    bool IsSpecial() const { return m_isSpecial; }
+    /// Blank text stands beside other text in one element and is to be kept.
+    bool HasMixedBlanks() const { return m_hasMixedBlanks; }
+
+private:
+    static constexpr unsigned char content = 1, blanks = 2;
+
+    static Checker& Of(void* user) { return *static_cast<Checker*>(user); }
+    void Note(unsigned char what) {
+        unsigned char& held = m_held[static_cast<std::size_t>(Depth())];
+        held |= what;
+        m_hasMixedBlanks = m_hasMixedBlanks || held == (content | blanks);
+    }
+    /// A run of text, which comes in pieces, is content if any of it is.
+    void EndRun() {
+        if (m_run) Note(m_run & content ? content : blanks);
+        m_run = 0;
+    }
+
+    static void Start(void* user, XML_Char const*, XML_Char const** attributes) {
+        Of(user).EndRun();
+        if (Of(user).Open(attributes)) Of(user).m_held[static_cast<std::size_t>(Of(user).Depth())] = 0;
+    }
+    static void End(void* user, XML_Char const*) {
+        if (Of(user).IsRefused()) return;
+        Of(user).EndRun();
+        Of(user).Close();
+    }
+    static void Text(void* user, XML_Char const* text, int length) {
+        Of(user).m_run |= IsBlank({text, static_cast<std::size_t>(length)}) ? blanks : content;
+    }
+    static void StartCData(void* user) {
+        if (Of(user).IsRefused()) return;
+        Of(user).EndRun();
+        Of(user).Note(content);
+    }
+    static void EndCData(void* user) { Of(user).m_run = 0; }
+    static void Comment(void* user, XML_Char const*) {
+        if (!Of(user).IsRefused()) Of(user).EndRun();
+    }
+    static void Instruction(void* user, XML_Char const*, XML_Char const* data) {
+        if (Of(user).IsRefused()) return;
+        Of(user).EndRun();
+        if (std::strchr(data, '\n')) Of(user).m_isSpecial = true;  // whose end the other library leaves as it is
+    }
+    static void Declaration(void* user, XML_Char const* version, XML_Char const* encoding, int) {
+        if (!version || !encoding || Of(user).m_isEncodingKnown || IsUtf8(encoding)) return;
+        Of(user).m_isSpecial = true;
+    }
+
+    bool m_isEncodingKnown;  // whatever the document declares
+    bool m_isSpecial = false, m_hasMixedBlanks = false;
+    std::vector<unsigned char> m_held;  // of the open element of each level
+    unsigned char m_run = 0;
+};
+
+/// Builds the tree.
+class Builder : public Reader {
+public:
+    Builder(pugi::xml_document& document, char const* encoding) : Reader(encoding), m_node(document) {
+        ::XML_SetElementHandler(Parser(), &Start, &End);
+        ::XML_SetCharacterDataHandler(Parser(), &Text);
+        ::XML_SetCdataSectionHandler(Parser(), &StartCData, &EndCData);
+        ::XML_SetCommentHandler(Parser(), &Comment);
+        ::XML_SetProcessingInstructionHandler(Parser(), &Instruction);
+        ::XML_SetXmlDeclHandler(Parser(), &Declaration);
+    }
+
+private:
+    static Builder& Of(void* user) { return *static_cast<Builder*>(user); }
+    pugi::xml_node Append(pugi::xml_node_type type) {
+        pugi::xml_node node = m_node.append_child(type);
+        Check(node);
+        return node;
+    }
+    void Flush() {
+        if (m_text.empty()) return;
+        if (m_node.type() == pugi::node_element) Check(Append(pugi::node_pcdata).set_value(m_text.c_str()));
+        m_text.clear();
+    }
+
+    static void Start(void* user, XML_Char const* name, XML_Char const** attributes) {
+        Builder& builder = Of(user);
+        if (!builder.Open(attributes)) return;
+        builder.Flush();
+        pugi::xml_node node = builder.Append(pugi::node_element);
+        builder.Check(node.set_name(name));
+        for (; *attributes; attributes += 2) {
+            pugi::xml_attribute attribute = node.append_attribute(attributes[0]);
+            builder.Check(attribute.set_value(attributes[1]));
+        }
+        builder.m_node = node;
+    }
+    static void End(void* user, XML_Char const*) {
+        if (Of(user).IsRefused()) return;
+        Of(user).Flush();
+        Of(user).m_node = Of(user).m_node.parent();
+        Of(user).Close();
+    }
+    static void Text(void* user, XML_Char const* text, int length) {
+        if (Of(user).IsRefused()) return;
+        try {
+            Of(user).m_text.append(text, static_cast<std::size_t>(length));
+        } catch (std::bad_alloc const&) {
+            Of(user).Check(false);
+        }
+    }
+    static void StartCData(void* user) {
+        if (!Of(user).IsRefused()) Of(user).Flush();
+    }
+    static void EndCData(void* user) {
+        if (Of(user).IsRefused()) return;
+        Of(user).Check(Of(user).Append(pugi::node_cdata).set_value(Of(user).m_text.c_str()));
+        Of(user).m_text.clear();
+    }
+    static void Comment(void* user, XML_Char const* text) {
+        if (Of(user).IsRefused()) return;
+        Of(user).Flush();
+        Of(user).Check(Of(user).Append(pugi::node_comment).set_value(text));
+    }
+    static void Instruction(void* user, XML_Char const* target, XML_Char const* data) {
+        if (Of(user).IsRefused()) return;
+        Of(user).Flush();
+        pugi::xml_node node = Of(user).Append(pugi::node_pi);
+        Of(user).Check(node.set_name(target) && node.set_value(data));
+    }
+    static void Declaration(void* user, XML_Char const* version, XML_Char const* encoding, int standalone) {
+        if (!version || Of(user).IsRefused()) return;
+        pugi::xml_node node = Of(user).Append(pugi::node_declaration);
+        Of(user).Check(node.set_name("xml") && node.append_attribute("version").set_value(version));
+        if (encoding) Of(user).Check(node.append_attribute("encoding").set_value(encoding));
+        if (standalone >= 0) Of(user).Check(node.append_attribute("standalone").set_value(standalone ? "yes" : "no"));
+    }
+
+    pugi::xml_node m_node;
+    std::string m_text;
+};
+
 }  // namespace
 
 bool ReadXml(pugi::xml_document& document, std::string_view bytes, char const* encoding, KxString& failure) {
-    if (Reader(document, encoding).Read(bytes, failure)) return true;
-    document.reset();
-    return false;
+    // UTF-16 is known by its mark, or by the zero in its first character.
+    bool isSpecial = bytes.size() > 1 && (bytes[0] == '\xfe' || bytes[0] == '\xff' || !bytes[0] || !bytes[1]);
+    if (!isSpecial) {
+        Checker checker(encoding);
+        if (!checker.Read(bytes, failure)) return false;
+        isSpecial = checker.IsSpecial();
+        if (!isSpecial) {
+            // A blank that is written as a reference is one for us, and text for the other library.
+            bool const keepsBlanks = checker.HasMixedBlanks() || bytes.find("&#") != bytes.npos;
+            unsigned const kept =
+                pugi::parse_full | (keepsBlanks ? pugi::parse_ws_pcdata : pugi::parse_ws_pcdata_single);
+            pugi::xml_parse_result const result =
+                document.load_buffer(bytes.data(), bytes.size(), kept, pugi::encoding_utf8);
+            if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+            if (result && !keepsBlanks) return true;
+            isSpecial = !result;
+        }
+    }
+    if (isSpecial) {
+        document.reset();
+        if (!Builder(document, encoding).Read(bytes, failure)) return document.reset(), false;
+    }
+    DropAllBlanks(document.document_element());
+    return true;
 }
 
 }  // namespace KxN::detail

@@ -8,30 +8,25 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syTextEncoding.h"
 
+#include "FuzzFolder.h"
 #include "FuzzInput.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string>
 
-/// A file of this process that holds the input.
-inline std::string const& FuzzPath() {
-    static std::string const path = [] {
-        std::string folder = (std::filesystem::temp_directory_path() / "hbfuzz-XXXXXX").string();
-        if (!::mkdtemp(folder.data())) std::abort();
-        static std::string const made = folder;
-        std::atexit([] { std::filesystem::remove_all(made); });
-        return folder + "/f";
-    }();
+inline FuzzFolder const& ConfigFolder() {
+    static FuzzFolder const folder;
+    return folder;
+}
+/// The file that holds the input.
+inline KxN::KxString const& FuzzPath() {
+    static KxN::KxString const path = ConfigFolder().File("f");
     return path;
 }
-
 inline std::string FuzzBytes() {
-    std::ifstream in(FuzzPath(), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    return ConfigFolder().Read("f");
 }
 
 /// "[group]name=value" of everything, and a look-up of every name.
@@ -65,11 +60,11 @@ std::wstring DumpConfig(CONFIG& config) {
 /// Changes the input as a file, saves it, and reads it again: all must be the same. False if something was refused.
 template <class CONFIG, class CHANGE, class SAVE>
 bool ChangeConfig(std::string const& before, CHANGE change, SAVE save) {
-    std::ofstream(FuzzPath(), std::ios::binary) << before;
+    ConfigFolder().Write("f", before);
     std::wstring changed;
     bool isSaved = false;
     {
-        CONFIG config(KxN::KxxFromSystemPath(FuzzPath()));
+        CONFIG config(FuzzPath());
         DumpConfig(config);
         Survive([&] {
             change(config);
@@ -79,7 +74,7 @@ bool ChangeConfig(std::string const& before, CHANGE change, SAVE save) {
         });
     }
     if (!isSaved) return false;
-    CONFIG again(KxN::KxxFromSystemPath(FuzzPath()));
+    CONFIG again(FuzzPath());
     if (DumpConfig(again) != changed) std::abort();
     return true;
 }
@@ -118,7 +113,7 @@ void FuzzChanges(std::string const& before, SAVE save) {
             config.SetGroup(KxN::KxString());  // else telling all would make the deleted group anew
         };
         ChangeConfig<CONFIG>(before, mix, save);
-        CONFIG other(KxN::KxxFromSystemPath(FuzzPath()));  // what the last change has left
+        CONFIG other(FuzzPath());  // what the last change has left
         ChangeConfig<CONFIG>(
             before, [&](CONFIG& config) { config.Update(other); }, save);
     }

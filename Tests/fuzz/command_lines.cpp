@@ -16,12 +16,12 @@
 #include "hbtools/operators/syParamLong.h"
 #include "hbtools/operators/syParamString.h"
 
+#include "FuzzFolder.h"
 #include "FuzzInput.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 using namespace KxN;
 
@@ -31,23 +31,13 @@ constexpr SxStringResource texts[] = {{10, "All"}, {20, "Value"}, {30, "Self"}, 
                                       {60, "d"},   {70, "e"},     {80, "f"},    {90, "g"}};
 constinit CDynLinkLibrary module{texts};
 
+FuzzFolder const& Folder() {
+    static FuzzFolder const folder;
+    return folder;
+}
 KxString const& MacroPath() {
-    static struct File {
-        File() {
-            auto const root = std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-            std::string name = (root / "hbfuzz-XXXXXX").string();
-            if (!::mkdtemp(name.data())) std::abort();
-            folder = name;
-            path = KxxFromSystemPath((folder / "macro").string());
-        }
-        ~File() {
-            std::error_code ignored;
-            std::filesystem::remove_all(folder, ignored);
-        }
-        std::filesystem::path folder;
-        KxString path;
-    } const file;
-    return file.path;
+    static KxString const path = Folder().File("macro");
+    return path;
 }
 
 class All : public KxOperator {
@@ -112,8 +102,7 @@ std::wstring Joined(KxCmdLineParser const& parser) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     std::string const bytes(reinterpret_cast<char const*>(data), size);
-    std::string const path = KxxToSystemPath(MacroPath().View());
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    Folder().Write("macro", bytes);
     KxOperatorMgr manager;
     auto* const all = new All;
     manager.Insert(all);

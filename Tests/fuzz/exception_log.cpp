@@ -7,35 +7,22 @@
 #include "hbtools/base/syTextEncoding.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
+#include "FuzzFolder.h"
 #include "FuzzInput.h"
 #include "Profile.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 using namespace KxN;
 
 namespace {
 
-/// A folder for the files, in memory where there is such a file system.
-struct Folder {
+struct Folder : FuzzFolder {
     Folder() {
-        std::filesystem::path root = "/dev/shm";
-        if (!std::filesystem::is_directory(root)) root = std::filesystem::temp_directory_path();
-        std::string name = (root / "hbfuzz-XXXXXX").string();
-        if (!::mkdtemp(name.data())) std::abort();
-        path = name;
-        std::ofstream(path / "app.ini") << "[Initialization]\nErrorCount=4294967295\nBackupTiming=SAVE_ON_DEMAND\n"
-                                           "FileName=log\nMaxEntries=1\nBlockLevelWriting=none\n";
+        Write("app.ini",
+              "[Initialization]\nErrorCount=4294967295\nBackupTiming=SAVE_ON_DEMAND\n"
+              "FileName=log\nMaxEntries=1\nBlockLevelWriting=none\n");
     }
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    KxString File(char const* name) const { return KxxFromSystemPath((path / name).string()); }
-
-    std::filesystem::path path;
 };
 
 unsigned long LoadAndSave(Folder const& folder) {
@@ -52,7 +39,7 @@ unsigned long LoadAndSave(Folder const& folder) {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     static Folder const folder;
     std::string const bytes(reinterpret_cast<char const*>(data), size);
-    std::ofstream(folder.path / "log", std::ios::binary | std::ios::trunc) << bytes;
+    folder.Write("log", bytes);
     Survive([&] { hblog::ReadLogFile(folder.File("log")); });
     Survive([&] {
         unsigned long const count = LoadAndSave(folder);

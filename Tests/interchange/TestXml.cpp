@@ -252,7 +252,43 @@ TEST_F(Xml, OnlyTheWellFormedIsRead) {
                                     "<!DOCTYPE a><a/>"s,
                                     entities + "]><a>&x11;</a>",
                                     "<a/>text"s,
-                                    "<a>\0</a>"s}) {
+                                    "<a>\0</a>"s,
+                                    "<?xml?><a/>"s,
+                                    "<?xml encoding='UTF-8' version='1.0'?><a/>"s,
+                                    "<?xml version='1.0' standalone='maybe'?><a/>"s,
+                                    "<?xml version='1.0'?><?xml version='1.0'?><a/>"s,
+                                    "<?XML a?><a/>"s,
+                                    "<a><?b</a>"s,
+                                    "<a><? b?></a>"s,
+                                    "<a><!-- b</a>"s,
+                                    "<a/><!-- b --->"s,
+                                    "<a b='1'c='2'/>"s,
+                                    "<a b='1/>"s,
+                                    "<a b='&'/>"s,
+                                    "<a b='&lt'/>"s,
+                                    "<a b/ ='1'/>"s,
+                                    "<a/ >"s,
+                                    "< a/>"s,
+                                    "</a>"s,
+                                    "<a></a b='1'>"s,
+                                    "<a><b></a></b>"s,
+                                    "<a>&;</a>"s,
+                                    "<a>&#;</a>"s,
+                                    "<a>&#x;</a>"s,
+                                    "<a>&#x110000;</a>"s,
+                                    "<a>&#xfffe;</a>"s,
+                                    "<a>&amp</a>"s,
+                                    "<a>&Amp;</a>"s,
+                                    "<![CDATA[a]]>"s,
+                                    "<a><![cdata[b]]></a>"s,
+                                    "<a><![CDATA[b]] ></a>"s,
+                                    "<a/>&#32;"s,
+                                    "<a/><!DOCTYPE a>"s,
+                                    "<a>\xef\xbf\xbe</a>"s,
+                                    "<a>\xf4\x90\x80\x80</a>"s,
+                                    "<\xc3\x97/>"s,
+                                    "<a -b='1'/>"s,
+                                    "\xef\xbb\xbf\xef\xbb\xbf<a/>"s}) {
         Put("a.xml", text);
         EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml"))) << text;
         EXPECT_TRUE(test::U(xml.Get_LoadFailure()).starts_with("line ")) << text;
@@ -267,6 +303,43 @@ TEST_F(Xml, OnlyTheWellFormedIsRead) {
     EXPECT_TRUE(xml.Load_XML_Document(Path("a.xml")));
     EXPECT_EQ(test::U(xml.Get_LoadFailure()), "");
     EXPECT_EQ(Whole(), "<?xml version=\"1.0\"?><a b=\"1\">t&lt;<![CDATA[c]]><!-- d --><?e f?></a>");
+}
+
+// Documents in UTF-8 are read in place, others are built from what the strict reader tells.
+TEST_F(Xml, AllEncodingsGiveTheSameTree) {
+    for (std::string const text :
+         {"<a/>",
+          "<a> </a>",
+          "<a> <b/> </a>",
+          "<a>\r\n<b>\r</b>x\r\ny</a>",
+          "<a>t <b/> <c/></a>",
+          "<a> <![CDATA[ ]]> </a>",
+          "<a> <![CDATA[]]></a>",
+          "<a> <!-- c --> </a>",
+          "<a>x <!-- c --> </a>",
+          "<a> <?p?> <?p  q r ?></a>",
+          "<a><?p q\r\nr?> </a>",
+          "<a>&#32;<b/></a>",
+          "<a><b>&#32;</b>&#13;&#10;</a>",
+          "<a>&#32; t</a>",
+          "<a> <b> </b> t</a>",
+          "<a b='1\r\n2\t3\n' c=\"&#10;&#9;'&quot;&apos;\"/>",
+          "<a>&lt;&gt;&amp;&#x20ac;\xe2\x82\xac\xf0\x9f\x98\x80</a>",
+          "<?xml version='1.0'  standalone='yes' ?>\n<!-- before -->\n<?q?>\n<a/>\n<!-- after -->\n<?q r?>\n",
+          "<\xc3\xa4 \xc3\xb6='\xc3\xbc'>]] &gt; ]&gt;</\xc3\xa4>",
+          "<a:b xmlns:a='u' a:c='1'/>",
+          "<a>\n one\n two \n</a>",
+          "<a><b/>\n<c>x\n</c>\n</a>",
+          "<a><!-->--></a>"}) {
+        Put("a.xml", text);
+        ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << text << test::U(xml.Get_LoadFailure());
+        std::string const inPlace = Whole();
+        std::u16string const wide = u'\ufeff' + KxxToUtf16(KxxWidenUtf8(text));
+        Put("a.xml", std::string(reinterpret_cast<char const*>(wide.data()), 2 * wide.size()));
+        ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << text << test::U(xml.Get_LoadFailure());
+        EXPECT_EQ(inPlace, Whole()) << text;
+        EXPECT_NE(inPlace, "");
+    }
 }
 
 TEST_F(Xml, BoundsHold) {

@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Files for targets that need some.
+#pragma once
+
+#include "hbtools/base/syEncoding.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+/// A folder of this process, in memory where there is such a file system. Ends with the process.
+class FuzzFolder {
+public:
+    FuzzFolder() {
+        std::filesystem::path root = "/dev/shm";
+        if (!std::filesystem::is_directory(root)) root = std::filesystem::temp_directory_path();
+        std::string name = (root / "hbfuzz-XXXXXX").string();
+        if (!::mkdtemp(name.data())) std::abort();
+        path = name;
+    }
+    FuzzFolder(FuzzFolder const&) = delete;
+    FuzzFolder& operator=(FuzzFolder const&) = delete;
+    ~FuzzFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    KxN::KxString File(char const* name) const { return KxN::KxxFromSystemPath((path / name).string()); }
+    void Write(char const* name, std::string const& bytes) const {
+        std::ofstream(path / name, std::ios::binary | std::ios::trunc) << bytes;
+    }
+    std::string Read(char const* name) const {
+        std::ifstream in(path / name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+
+    std::filesystem::path path;
+};

@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Bytes as a document. What is read comes back from a file that was saved, the same text in UTF-16 gives the same tree
+// although it is built in another way, and a walk sees each node once.
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/interchange/syXmlParser.h"
+
+#include "FuzzFolder.h"
+#include "FuzzInput.h"
+
+using namespace KxN;
+
+namespace {
+
+KxString Whole(XML_PARSER& xml) {
+    KxString text;
+    xml.Get_XML_Document(text);
+    return text;
+}
+
+/// Counts what the hook is shown.
+class Counting : public XML_PARSER {
+public:
+    void Parse_XML_Document() override { ++count; }
+    long count = 0;
+};
+
+long Walk(XML_PARSER& xml) {
+    long count = 1;
+    for (int depth = 0;;) {
+        xml.Get_TextValue(), xml.Get_Chain(), xml.Get_Attribute_Name(0), xml.Get_Attribute_Value(0);
+        if (xml.Go_to_Child()) {
+            ++count, ++depth;
+            continue;
+        }
+        while (depth > 0 && !xml.Go_Forward()) xml.Go_to_Parent(), --depth;
+        if (depth == 0) return count;
+        ++count;
+    }
+}
+
+/// Some of each kind of change; the rest must still be read.
+void Change(XML_PARSER& xml, FuzzFolder const& folder) {
+    xml.Go_to_Root();
+    xml.Go_to_Child();
+    xml.Add_NodeAfter(L"n");
+    xml.Set_TextValue(L" \r\n<&]]>\x20ac ");
+    xml.Set_Attribute(L"a", L"\t\"'<\n");
+    xml.Add_CDataBefore(L"x]]y");
+    xml.Go_to_Root();
+    xml.RemoveChild(L"a");
+    if (!xml.Save_XML_Document(folder.File("saved"))) std::abort();
+    KxString const before = Whole(xml);
+    if (!xml.Load_XML_Document(folder.File("saved"))) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    static FuzzFolder const folder;
+    std::string const bytes(reinterpret_cast<char const*>(data), size);
+    folder.Write("document", bytes);
+    Counting xml;
+    if (!xml.Load_XML_Document(folder.File("document"))) return 0;
+    if (Walk(xml) != xml.count) std::abort();
+    KxString const whole = Whole(xml), declared = [&] {
+        KxString encoding;
+        xml.Get_Header(L"xml", L"encoding", encoding);
+        return encoding;
+    }();
+    if (declared.Len() == 0 && KxxIsUtf8(bytes)) {
+        std::string_view text = bytes;
+        if (text.starts_with("\xef\xbb\xbf")) text.remove_prefix(3);
+        std::u16string const wide = u'\ufeff' + KxxToUtf16(KxxWidenUtf8(text));
+        folder.Write("document", std::string(reinterpret_cast<char const*>(wide.data()), 2 * wide.size()));
+        XML_PARSER other;
+        if (!other.Load_XML_Document(folder.File("document")) || !(Whole(other) == whole)) std::abort();
+    }
+    if (!xml.Save_XML_Document(folder.File("saved"))) std::abort();
+    XML_PARSER again;
+    if (!again.Load_XML_Document(folder.File("saved"))) std::abort();
+    Change(again, folder);
+    return 0;
+}

@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Bytes as an archive: nothing comes out outside the folder, what is told to have come out is there, and an archive that a
+// file cannot be added to stays as it was; if it can, the file comes out again.
+#include "hbtools/base/syLimits.h"
+#include "hbtools/interchange/syZipHelper.h"
+
+#include "FuzzFolder.h"
+#include "FuzzInput.h"
+
+using namespace KxN;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+long CountOf(fs::path const& folder) {
+    return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+}
+
+/// Whether all came out.
+bool Unpack(FuzzFolder const& folder, KxTMap<KxString, KxString>& files) {
+    bool isDone = false;
+    fs::remove_all(folder.path / "in");
+    fs::create_directories(folder.path / "in" / "out");
+    Survive([&] { isDone = KxZipHelper::UncompressFiles(folder.File("a.zip"), folder.File("in/out"), files); });
+    if (CountOf(folder.path / "in") != 1 || CountOf(folder.path) != 3) std::abort();
+    for (auto const& element : files)
+        if (!fs::is_regular_file(KxxToSystemPath(element.value.View()))) std::abort();
+    return isDone;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    static FuzzFolder const folder;
+    std::string const bytes(reinterpret_cast<char const*>(data), size);
+    KxxLimits().zipTotal = 1 << 20;
+    folder.Write("a.zip", bytes);
+    folder.Write("new", "points");
+    KxTMap<KxString, KxString> files;
+    bool const isWhole = Unpack(folder, files);
+    KxString comment;
+    Survive([&] { KxZipHelper::GetGlobalComment(folder.File("a.zip"), comment); });
+    bool isAdded = false;
+    Survive([&] { isAdded = KxZipHelper::CompressFile(folder.File("new"), folder.File("a.zip"), L"x/y", L"c"); });
+    if (!isAdded) {
+        if (folder.Read("a.zip") != bytes) std::abort();
+        return 0;
+    }
+    bool const isNew = !files.Find(L"x\\y\\new");
+    files.RemoveAll();
+    if (isWhole && Unpack(folder, files) && isNew && folder.Read("in/out/x/y/new") != "points") std::abort();
+    return 0;
+}
