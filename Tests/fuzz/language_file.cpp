@@ -9,13 +9,12 @@
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     using namespace KxN;
-    std::ofstream(FuzzPath(), std::ios::binary) << std::string_view(reinterpret_cast<char const*>(data), size);
+    ConfigFolder().Write("f", std::string(reinterpret_cast<char const*>(data), size));
     Survive([] {
-        KxString const path = KxxFromSystemPath(FuzzPath());
-        KxConfig config(path);
+        KxConfig config(FuzzPath());
         KxString const group = config.GetGroupCount() > 0 ? config.GetGroup(0) : KxString(L"Languages");
         KxSingleDLLLocalizer localizer;
-        localizer.Init(path, group);
+        localizer.Init(FuzzPath(), group);
         for (wchar_t const* name : {L"AUTO", L"GERMAN", L"english"})
             if (!localizer.SetActiveLanguage(name)) std::abort();
         config.SetGroup(group);

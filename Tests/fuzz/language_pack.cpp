@@ -10,8 +10,8 @@
 
 static void Load(std::string const& bytes) {
     using namespace KxN;
-    std::ofstream(FuzzPath(), std::ios::binary) << bytes;
-    HINSTANCE const satellite = KxxLoadSatellite(KxxFromSystemPath(FuzzPath()));
+    ConfigFolder().Write("f", bytes);
+    HINSTANCE const satellite = KxxLoadSatellite(FuzzPath());
     if (!satellite) {
         if (KxxGetModuleError().text.Len() == 0) std::abort();
         return;
