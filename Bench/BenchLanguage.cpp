@@ -45,7 +45,7 @@ BENCHMARK(FindOwn)->Name("text-built-in-view/hbtools");
 void StringOwn(benchmark::State& state) {
     std::size_t i = 0;
     for (auto _ : state) {
-        KxString const text(KxResId(ids[i++ % idCount]));
+        KxString const text{KxResId(ids[i++ % idCount])};
         benchmark::DoNotOptimize(text.GetStr());
     }
 }
@@ -71,7 +71,7 @@ void StringPack(benchmark::State& state) {
     Translated const translated(state);
     std::size_t i = 0;
     for (auto _ : state) {
-        KxString const text(KxResId(ids[i++ % idCount]));
+        KxString const text{KxResId(ids[i++ % idCount])};
         benchmark::DoNotOptimize(text.GetStr());
     }
 }

@@ -140,8 +140,7 @@ KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, s
 }
 
 HINSTANCE KxxLoadSatellite(KxString const& path) {
-    bool isNone = false;
-    return Loaded(detail::LoadSatellite(KxxToSystemPath(path.View()), isNone));
+    return Loaded(detail::LoadSatellite(KxxToSystemPath(path.View())));
 }
 
 int KxxIsSatellite(HINSTANCE module) {
