@@ -20,6 +20,23 @@ function(hbtools_compile_resources out text symbol)
   set(${out} ${source} PARENT_SCOPE)
 endfunction()
 
+# Tells the version of a program, library or module within its file, where KxFileVersionInfo and localisers read it.
+#   hbtools_add_version_block(<target> [VERSION <a.b.c.d>] [TEXTS <key=value>...])
+# VERSION       up to four numbers; the project's unless given
+# TEXTS         such as CompanyName, FileDescription, LegalCopyright, ProductName, or Language=0x0407 for what they are in
+function(hbtools_add_version_block target)
+  cmake_parse_arguments(PARSE_ARGV 1 block "" "VERSION" "TEXTS")
+  if(NOT block_VERSION)
+    set(block_VERSION ${PROJECT_VERSION})
+  endif()
+  hbtools_find_resource_compiler(compiler)
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.cpp)
+  add_custom_command(OUTPUT ${source}
+    COMMAND ${compiler} --version ${source} FileVersion=${block_VERSION} ${block_TEXTS}
+    DEPENDS ${compiler} COMMENT "Version block of ${target}" VERBATIM)
+  target_sources(${target} PRIVATE ${source})
+endfunction()
+
 # Makes the texts of a module in another language: a satellite, built as the target <target>_<code>.
 #   hbtools_add_language_pack(<target> LANGUAGE <code> TEXTS <text file> [BASE <text file>] [MODULE <name>]
 #     [VERSION <a.b.c>] [DESTINATION <folder>] [COMPONENT <name>] [STRICT])
@@ -67,6 +84,7 @@ function(hbtools_add_language_pack target)
     COMMAND ${compiler} --pack ${pack_LANGUAGE} ${text} ${source}
     DEPENDS ${compiler} ${text} ${base} COMMENT "Language pack ${name}" VERBATIM)
   add_library(${name} MODULE ${source})
+  hbtools_add_version_block(${name} VERSION ${pack_VERSION})
   # Nothing but data: no start-up code, no library that it would need.
   target_link_options(${name} PRIVATE -nostdlib)
   set_target_properties(${name} PROPERTIES

@@ -47,6 +47,20 @@ std::string Section(TextFile const& texts, std::string const& language) {
 
 }  // namespace
 
+std::string SectionSource(std::string const& name, std::string const& symbol, std::string const& bytes) {
+    // As assembler text no option of the compiler changes the section; the symbol keeps it from being left out.
+    std::string source = "// Made by hbres. Do not edit.\nasm(\".pushsection " + name +
+                         ",\\\"a\\\",%progbits\\n\"\n    \".balign 8\\n.globl " + symbol + "\\n.type " + symbol +
+                         ",%object\\n.hidden " + symbol + "\\n" + symbol + ":\\n\"\n";
+    constexpr std::size_t perLine = 32;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        source += i % perLine == 0 ? "    \".byte " : ",";
+        source += std::to_string(static_cast<unsigned char>(bytes[i]));
+        if (i % perLine == perLine - 1 || i + 1 == bytes.size()) source += "\\n\"\n";
+    }
+    return source + "    \".size " + symbol + ",.-" + symbol + "\\n.popsection\");\n";
+}
+
 std::string TableSource(TextFile const& texts, std::string const& symbol) {
     std::string source =
         "// Made by hbres. Do not edit.\n#include \"hbtools/base/syResource.h\"\n\n"
@@ -67,19 +81,7 @@ std::string TableSource(TextFile const& texts, std::string const& symbol) {
 }
 
 std::string SatelliteSource(TextFile const& texts, std::string const& language) {
-    // As assembler text no option of the compiler changes the section; the symbol keeps it from being left out.
-    std::string source =
-        "// Made by hbres. Do not edit.\n"
-        "asm(\".pushsection .hbtools.texts,\\\"a\\\",%progbits\\n\"\n"
-        "    \".balign 8\\n.globl hbtoolsTexts\\n.type hbtoolsTexts,%object\\nhbtoolsTexts:\\n\"\n";
-    std::string const section = Section(texts, language);
-    constexpr std::size_t perLine = 32;
-    for (std::size_t i = 0; i < section.size(); ++i) {
-        source += i % perLine == 0 ? "    \".byte " : ",";
-        source += std::to_string(static_cast<unsigned char>(section[i]));
-        if (i % perLine == perLine - 1 || i + 1 == section.size()) source += "\\n\"\n";
-    }
-    return source + "    \".size hbtoolsTexts,.-hbtoolsTexts\\n.popsection\");\n";
+    return SectionSource(".hbtools.texts", "hbtoolsTexts", Section(texts, language));
 }
 
 std::string PseudoTexts(TextFile const& texts) {

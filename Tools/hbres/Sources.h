@@ -9,6 +9,9 @@
 /// A source that defines the table of a module.
 std::string TableSource(TextFile const& texts, std::string const& symbol);
 
+/// A source that puts bytes into a section of the module it is linked into.
+std::string SectionSource(std::string const& name, std::string const& symbol, std::string const& bytes);
+
 /// A source whose module is a satellite: one section, no code (Doc/formats/satellites.md).
 std::string SatelliteSource(TextFile const& texts, std::string const& language);
 

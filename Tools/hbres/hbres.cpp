@@ -11,11 +11,13 @@
 //     hbres --pack <language> <text file> <out.cpp>     the source of a satellite; the language is a code such as ENU
 //     hbres --check [--strict] <text file> <pack>       compares a translation with what it translates
 //     hbres --pseudo <text file> <out>                  makes a translation that shows what is not translated
+//     hbres --version <out.cpp> <key=value>...          the source of a module's version block, see VersionBlock.h
 //
 // Mistakes are reported as file:line with exit code 1, and nothing is written then. A check reports texts that differ in
 // their placeholders, that are surplus, or that must be the same in every language and are not, as errors; texts that are
 // missing as warnings, unless it is strict.
 #include "Sources.h"
+#include "VersionBlock.h"
 #include "hbtools/base/syPlaceholders.h"
 
 #include <cstdio>
@@ -91,7 +93,8 @@ int Usage() {
     std::cerr << "usage: hbres <text file> <symbol> <out.cpp>\n"
                  "       hbres --pack <language> <text file> <out.cpp>\n"
                  "       hbres --check [--strict] <text file> <pack>\n"
-                 "       hbres --pseudo <text file> <out>\n";
+                 "       hbres --pseudo <text file> <out>\n"
+                 "       hbres --version <out.cpp> <key=value>...\n";
     return 1;
 }
 
@@ -111,6 +114,13 @@ int Run(std::vector<std::string> arguments) {
     if (verb == "--pseudo" && arguments.size() == 3) {
         TextFile texts(arguments[1]);
         return texts.Read() ? Write(arguments[2], PseudoTexts(texts)) : 1;
+    }
+    if (verb == "--version" && arguments.size() > 2) {
+        std::string block, reason;
+        if (MakeVersionBlock({arguments.begin() + 2, arguments.end()}, block, reason))
+            return Write(arguments[1], SectionSource(".hbtools.version", "hbtoolsVersionBlock", block));
+        std::cerr << arguments[1] << ": error: " << reason << '\n';
+        return 1;
     }
     if (verb.starts_with("--") || arguments.size() != 3 || !IsSymbol(arguments[1])) return Usage();
     TextFile texts(arguments[0]);

@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "base/posix/syElfFile.h"
 
+#include "base/sySection.h"
+#include "hbtools/base/syEncoding.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -72,6 +75,18 @@ bool ElfFile::FindSection(std::string_view name, unsigned long long& offset, uns
         return true;
     }
     return false;
+}
+
+bool ReadModuleSection(KxString const& path, std::string_view name, std::size_t most, std::string& bytes) {
+    Descriptor file;
+    ElfFile module;
+    if (file.Open(KxxToSystemPath(path.View()), Descriptor::read) != 0 || module.Open(file) != 0) return false;
+    unsigned long long offset = 0, size = 0;
+    bool const isWhole = module.GetState() == ElfFile::State::whole || module.GetState() == ElfFile::State::isForeign;
+    if (!isWhole || !module.FindSection(name, offset, size) || size > most) return false;
+    bytes.resize(static_cast<std::size_t>(size));
+    std::size_t got = 0;
+    return file.ReadAt(bytes.data(), bytes.size(), offset, got) == 0 && got == bytes.size();
 }
 
 }  // namespace KxN::detail
