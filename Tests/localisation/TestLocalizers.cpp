@@ -200,6 +200,13 @@ TEST_F(Localizers, SingleModule) {
     EXPECT_EQ(localizer.ResourceDLLLanguage().GetLangID(), 1031);
     EXPECT_EQ(localizer.ResourceDLLInstance(), nullptr);
 
+    localizer.SetActiveLanguage(L"English");
+    localizer.DoLocalization(2);  // made with the module
+    EXPECT_TRUE(KxxIsSatellite(localizer.ResourceDLLInstance()));
+    localizer.SetActiveLanguage(0x040CUL);
+    std::string const told = Thrown<KxWrongSatelliteVersionException>([&] { localizer.DoLocalization(2); });
+    EXPECT_NE(told.find("Version 9.99 des Satellite"), std::string::npos) << told;
+
     KxxSetFileVersionReader(ReadVersion);
     struct {
         char const *module, *satellite, *message;  // none: no exception

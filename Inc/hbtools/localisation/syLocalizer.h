@@ -158,7 +158,8 @@ private:
 
 /// Reads the file version text of a module, empty if it has none. Localisers compare versions by it.
 using KxFileVersionReader = KxString (*)(KxString const& path);
-/// Sets the reader, null for that of version blocks, and returns the former one.
+/// Sets the reader for modules that tell their version in another way than by a version block (KxFileVersionInfo), null for
+/// that, and returns the former one.
 KX_API KxFileVersionReader KxxSetFileVersionReader(KxFileVersionReader reader);
 
 }  // namespace KxN
