@@ -3,12 +3,13 @@
 //
 // Texts by number: of this library's own table and of a satellite, beside GNU gettext and a map of strings. And how long a
 // process waits for the library to be loaded.
+#include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syModule.h"
 #include "hbtools/base/syResource.h"
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,13 +20,14 @@
 #include <vector>
 #include <dlfcn.h>
 #include <libintl.h>
+#include <link.h>
 #include <locale.h>
 
 namespace {
 
 using namespace KxN;
 
-constexpr unsigned short ids[] = {2001, 2010, 2016, 2054, 2106, 6021, 6311, 7211};
+constexpr unsigned short ids[] = {2001, 2010, 2016, 2054, 2106, 6040, 6311, 7211};
 constexpr std::size_t idCount = std::size(ids);
 
 /// The satellite that the build makes of the library's own texts.
@@ -43,7 +45,7 @@ BENCHMARK(FindOwn)->Name("text-built-in-view/hbtools");
 void StringOwn(benchmark::State& state) {
     std::size_t i = 0;
     for (auto _ : state) {
-        KxString const text(KxResId(ids[i++ % idCount]));
+        KxString const text{KxResId(ids[i++ % idCount])};
         benchmark::DoNotOptimize(text.GetStr());
     }
 }
@@ -69,7 +71,7 @@ void StringPack(benchmark::State& state) {
     Translated const translated(state);
     std::size_t i = 0;
     for (auto _ : state) {
-        KxString const text(KxResId(ids[i++ % idCount]));
+        KxString const text{KxResId(ids[i++ % idCount])};
         benchmark::DoNotOptimize(text.GetStr());
     }
 }
@@ -119,7 +121,8 @@ public:
             if (!own.empty()) texts.emplace_back(own, "[" + own + "]");
         }
         std::sort(texts.begin(), texts.end());
-        texts.erase(std::unique(texts.begin(), texts.end(), [](auto& a, auto& b) { return a.first == b.first; }), texts.end());
+        texts.erase(std::unique(texts.begin(), texts.end(), [](auto& a, auto& b) { return a.first == b.first; }),
+                    texts.end());
         std::string index, values, strings;
         auto const number = [](std::size_t value) {
             std::string bytes(4, '\0');
@@ -161,10 +164,24 @@ void FindGettext(benchmark::State& state) {
 }
 BENCHMARK(FindGettext)->Name("text-pack-view/gettext");
 
-/// A process that loads a library and says how long that took, in nanoseconds. Dynamic linking and static initialisation of
-/// the library and of what it needs.
-void Load(benchmark::State& state, char const* library) {
-    std::string const command = std::string(HBTOOLS_BENCH_LOADER) + " " + library;
+/// The libraries that the library itself needs.
+std::string Needs() {
+    Dl_info info{};
+    link_map* map = nullptr;
+    std::string needs;
+    if (::dladdr1(g_pHbToolsModule, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) == 0) return needs;
+    char const* names = nullptr;
+    for (auto const* entry = map->l_ld; entry->d_tag != DT_NULL; ++entry)
+        if (entry->d_tag == DT_STRTAB) names = reinterpret_cast<char const*>(entry->d_un.d_ptr);
+    for (auto const* entry = map->l_ld; entry->d_tag != DT_NULL; ++entry)
+        if (entry->d_tag == DT_NEEDED) needs += std::string(" ") + (names + entry->d_un.d_val);
+    return needs;
+}
+
+/// A process loads the library, relocations and static initialisation included, and says how long that took.
+void Load(benchmark::State& state, std::string const& needs) {
+    std::string const library = KxxToSystemPath(GetModuleFileName(g_pHbToolsModule->GetModule()).View());
+    std::string const command = std::string(HBTOOLS_BENCH_LOADER) + " " + library + needs;
     for (auto _ : state) {
         FILE* const out = ::popen(command.c_str(), "r");
         double nanoseconds = 0;
@@ -173,13 +190,13 @@ void Load(benchmark::State& state, char const* library) {
         state.SetIterationTime(nanoseconds * 1e-9);
     }
 }
-void LoadOurs(benchmark::State& state) {
-    Load(state, HBTOOLS_BENCH_LIBRARY);
+void LoadAlone(benchmark::State& state) {
+    Load(state, Needs());
 }
-void LoadNeeded(benchmark::State& state) {
-    Load(state, "-");
+void LoadWithNeeds(benchmark::State& state) {
+    Load(state, "");
 }
-BENCHMARK(LoadOurs)->Name("load-library/hbtools")->UseManualTime();
-BENCHMARK(LoadNeeded)->Name("load-library/its-needs-alone")->UseManualTime();
+BENCHMARK(LoadAlone)->Name("load-library/hbtools")->UseManualTime()->Iterations(50);
+BENCHMARK(LoadWithNeeds)->Name("load-library/with-all-it-needs")->UseManualTime()->Iterations(50);
 
 }  // namespace

@@ -43,9 +43,8 @@ struct LoadedModule {
 std::string FolderOf(void const* code);
 /// Looks for a module and loads it; the error is noted too.
 LoadedModule LoadByName(KxString const& name, std::string const& callerFolder);
-/// Reads a satellite by its path, or takes it up again. ENOENT if `path` is nothing, ENOEXEC with `isNone` if it is
-/// something else than a satellite.
-LoadedModule LoadSatellite(std::string const& path, bool& isNone);
+/// Reads a satellite by its absolute path, or takes it up again. ENOENT if nothing is there, ENOEXEC for something else.
+LoadedModule LoadSatellite(std::string const& path);
 /// Counts a satellite that was read; `texts` is taken over unless somebody else was faster.
 KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, std::unique_ptr<TextTable const> texts);
 /// A satellite that was read from this file when it held these very bytes, counted; null if there is none. Times of change

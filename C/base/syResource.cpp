@@ -112,7 +112,7 @@ void CDynLinkLibrary::Delist() {
 }
 
 void CDynLinkLibrary::ForEach(void (*visit)(CDynLinkLibrary& library, void* argument), void* argument) {
-    g_pHbToolsModule->GetModule();  // asks the loader, which must not happen under the lock
+    g_pHbToolsModule->GetModule();  // asks the loader, which visitors must not
     std::lock_guard const guard(g_listLock);
     for (CDynLinkLibrary* library = g_pHbToolsModule; library; library = library->m_next) visit(*library, argument);
 }

@@ -6,7 +6,6 @@
 #include "hbtools/base/syLimits.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace KxN::detail {
 
@@ -17,9 +16,10 @@ constexpr std::size_t headerSize = 24, entrySize = 8;
 constexpr unsigned int format = 1;
 
 unsigned int Number(std::string_view bytes, std::size_t offset) {
-    unsigned char byte[4];
-    std::memcpy(byte, bytes.data() + offset, 4);
-    return byte[0] | byte[1] << 8 | byte[2] << 16 | static_cast<unsigned int>(byte[3]) << 24;
+    unsigned int number = 0;
+    for (unsigned int i = 0; i < 4; ++i)
+        number |= static_cast<unsigned int>(static_cast<unsigned char>(bytes[offset + i])) << (8 * i);
+    return number;
 }
 
 }  // namespace

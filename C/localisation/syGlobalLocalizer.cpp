@@ -4,6 +4,7 @@
 #include "hbtools/localisation/syLocalizer.h"
 
 #include <clocale>
+#include <vector>
 
 namespace KxN {
 
@@ -14,6 +15,13 @@ constexpr int bucketCount = 61;
 KxTHashFunction<CDynLinkLibrary*> const& LibraryHash() {
     static KxTPointerHashFunction<CDynLinkLibrary> const hash;
     return hash;
+}
+
+/// What is loaded now. Nothing is done under the lock of the list: modules wait for it while the loader runs.
+std::vector<CDynLinkLibrary*> Libraries() {
+    std::vector<CDynLinkLibrary*> libraries;
+    CDynLinkLibrary::ForEach([&](CDynLinkLibrary& library) { libraries.push_back(&library); });
+    return libraries;
 }
 
 void SetSources(HINSTANCE source) {
@@ -44,9 +52,11 @@ void KxGlobalLocalizer::DoLocalization(short versionCheck) {
         KxTList<KxLanguage> list;
         SetupLanguageSearchList(list);
         LocalizeProgram(list, versionCheck);
-        CDynLinkLibrary::ForEach([&](CDynLinkLibrary& library) { LocalizeLibrary(library, list, versionCheck); });
+        for (CDynLinkLibrary* const library : Libraries()) LocalizeLibrary(*library, list, versionCheck);
     }
-    if (m_activeLanguage != KxLanguage()) KxxSetThreadLanguage(m_activeLanguage.GetLangID());
+    // A user's language that comes after another one is set as well.
+    m_isThreadSet = m_isThreadSet || m_activeLanguage != KxLanguage();
+    if (m_isThreadSet) KxxSetThreadLanguage(m_activeLanguage.GetLangID());
     // The run-time library knows languages by other names, and only those that are installed.
     std::setlocale(LC_CTYPE, (KxxGetLocaleName(m_activeLanguage.GetLangID()) + ".UTF-8").c_str());
 }
@@ -81,10 +91,10 @@ void KxGlobalLocalizer::Enter(CDynLinkLibrary& library, HINSTANCE satellite) {
 }
 
 void KxGlobalLocalizer::ResetLibraries() {
-    CDynLinkLibrary::ForEach([&](CDynLinkLibrary& library) {
-        auto* const element = m_satellites.Find(&library);
-        if (element && element->value) library.SetResourceHandle(library.GetModule());
-    });
+    for (CDynLinkLibrary* const library : Libraries()) {
+        auto* const element = m_satellites.Find(library);
+        if (element && element->value) library->SetResourceHandle(library->GetModule());
+    }
     for (auto const& element : m_satellites)
         if (element.value) m_replaced.AddTail(element.value);
     m_satellites.RemoveAll();

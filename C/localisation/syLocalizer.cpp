@@ -5,6 +5,7 @@
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syModule.h"
 #include "hbtools/config/syConfiguration.h"
+#include "hbtools/core/syFileVersionInfo.h"
 
 #include "localisation/syTextIds.h"
 
@@ -23,7 +24,7 @@ private:
     KxStringHashFunction m_hash;
 };
 
-constexpr int bucketCount = 127;
+constexpr int bucketCount = 1021;
 constexpr unsigned short german = 1031, english = 1033;
 constexpr unsigned short noVersion = 65535;
 
@@ -34,8 +35,8 @@ KxTHashFunction<KxString> const& NameHash() {
 
 constinit std::atomic<KxFileVersionReader> g_versionReader = nullptr;
 
-KxString ReadVersionBlock(KxString const&) {
-    return KxString();
+KxString ReadVersionBlock(KxString const& path) {
+    return KxString(KxFileVersionInfo(path).GetFileVersion());
 }
 
 /// The base of the number follows from its beginning; of absurd ones the lower bits count.

@@ -37,10 +37,8 @@ TEST(Language, NumbersCodesAndNames) {
         EXPECT_EQ(language.GetLangUIName().IsEmpty(), !*c.german);
         EXPECT_TRUE(language == KxLanguage(c.id) && language != KxLanguage(1036 + 1024));
     }
-    for (char const* name :
-         {"", "C", "xx_YY", "\xFF", "_",
-          "12345678901234567890123456789012345678901234567890123456789012"
-          "34567890123456789012345678901234567890123456789012345678901234567890123456789012345678901234567"})
+    std::string const endless(200, '1');
+    for (char const* name : {"", "C", "xx_YY", "\xFF", "_", endless.c_str()})
         EXPECT_EQ(KxxFindLanguage(name), 0) << name;
     EXPECT_EQ(KxxFindLanguage("de"), 1031);
     EXPECT_EQ(KxxFindLanguage("de_CH.UTF-8@euro"), 0x0807);
@@ -201,6 +199,13 @@ TEST_F(Localizers, SingleModule) {
     EXPECT_EQ(localizer.ResourceFound(), 1);
     EXPECT_EQ(localizer.ResourceDLLLanguage().GetLangID(), 1031);
     EXPECT_EQ(localizer.ResourceDLLInstance(), nullptr);
+
+    localizer.SetActiveLanguage(L"English");
+    localizer.DoLocalization(2);  // made with the module
+    EXPECT_TRUE(KxxIsSatellite(localizer.ResourceDLLInstance()));
+    localizer.SetActiveLanguage(0x040CUL);
+    std::string const told = Thrown<KxWrongSatelliteVersionException>([&] { localizer.DoLocalization(2); });
+    EXPECT_NE(told.find("Version 9.99 des Satellite"), std::string::npos) << told;
 
     KxxSetFileVersionReader(ReadVersion);
     struct {

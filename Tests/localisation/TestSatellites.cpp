@@ -3,6 +3,7 @@
 //
 // Satellites as hostile bytes, and as the sources of texts.
 #include "LocalisationTest.h"
+#include "SatelliteFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
 #include <atomic>
@@ -13,9 +14,7 @@ namespace {
 using namespace test;
 
 std::string Number(std::size_t number) {
-    std::string bytes;
-    for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(number >> shift & 0xFF);
-    return bytes;
+    return LittleEndian(number, 4);
 }
 
 /// The page of the format as bytes: two texts, 7 "a" and 9 "bc".
@@ -26,29 +25,6 @@ std::string Table() {
 
 class Satellites : public ModuleTree {
 protected:
-    /// The smallest module around a section: a header, the section, the names, the headers of three sections.
-    std::string Elf(std::string const& section) const {
-        std::string const names("\0.hbtools.texts\0", 16);
-        auto const number = [](std::size_t value, std::size_t bytes) {
-            std::string text;
-            for (std::size_t i = 0; i < bytes; ++i) text += static_cast<char>(i < 8 ? value >> (8 * i) & 0xFF : 0);
-            return text;
-        };
-        auto const header = [&](std::size_t name, std::size_t type, std::size_t offset, std::size_t size) {
-            return number(name, 4) + number(type, 4) + number(0, 16) + number(offset, 8) + number(size, 8) +
-                   number(0, 24);
-        };
-        std::size_t const nameOffset = 64 + section.size(), tableOffset = nameOffset + names.size();
-        std::string elf(
-            "\x7F"
-            "ELF\x02\x01\x01",
-            7);
-        elf.resize(16);
-        elf += number(3, 2) + number(62, 2) + number(1, 4) + number(0, 16) + number(tableOffset, 8) + number(0, 4) +
-               number(64, 2) + number(0, 4) + number(64, 2) + number(3, 2) + number(2, 2);
-        return elf + section + names + header(0, 0, 0, 0) + header(1, 1, 64, section.size()) +
-               header(0, 3, nameOffset, names.size());
-    }
     HINSTANCE Load(std::string const& bytes) const {
         static int number = 0;
         std::string const name = "pack" + std::to_string(++number);
@@ -60,9 +36,9 @@ protected:
 };
 
 TEST_F(Satellites, HostileTables) {
-    ASSERT_TRUE(Load(Elf(Table()))) << U(KxxGetModuleError().text);
+    ASSERT_TRUE(Load(SatelliteFile(Table()))) << U(KxxGetModuleError().text);
     for (std::size_t length = 0; length < Table().size(); ++length)
-        EXPECT_FALSE(Load(Elf(Table().substr(0, length)))) << length;
+        EXPECT_FALSE(Load(SatelliteFile(Table().substr(0, length)))) << length;
     struct {
         std::size_t place;
         std::string bytes;
@@ -88,15 +64,15 @@ TEST_F(Satellites, HostileTables) {
     for (auto const& c : cases) {
         std::string table = Table();
         table.replace(c.place, c.bytes.size(), c.bytes);
-        EXPECT_FALSE(Load(Elf(table))) << c.what;
+        EXPECT_FALSE(Load(SatelliteFile(table))) << c.what;
         EXPECT_NE(KxxGetModuleError().text.View().find(L"Texttabelle"), std::wstring_view::npos) << c.what;
     }
     // Ten megabytes of one text, and a section that lies elsewhere.
     std::string huge = Table().substr(0, 24) + Number(7) + Number(32) + std::string(10 << 20, 'x') + '\0';
     huge.replace(12, 8, Number(1) + Number(huge.size()));
-    EXPECT_FALSE(Load(Elf(huge)));
+    EXPECT_FALSE(Load(SatelliteFile(huge)));
     EXPECT_NE(KxxGetModuleError().text.View().find(L"groß"), std::wstring_view::npos);
-    std::string const elf = Elf(Table());
+    std::string const elf = SatelliteFile(Table());
     std::size_t const header = elf.size() - 128;
     for (std::size_t const place : {24u, 32u})  // offset and size of the section
         for (std::string const& value :
@@ -157,8 +133,8 @@ TEST_F(Satellites, TextsOfAModule) {
     library->SetResourceHandle(english);  // told once only
     KxxSetTextReporter(former);
     KxExceptionManager manager;  // brings the next ones into its debug file
-    Put("app.ini", "[Initialization]\nErrorCount=9\nDebugFileName=" + File("Debug.log").string() + "\nLogFileName=" +
-                       File("log.txt").string() + "\n");
+    Put("app.ini", "[Initialization]\nErrorCount=9\nDebugFileName=" + File("Debug.log").string() +
+                       "\nLogFileName=" + File("log.txt").string() + "\n");
     manager.Initialize(Path("app.ini"));
     CDynLinkLibrary other(g_otherTexts);
     other.SetResourceHandle(english);

@@ -140,8 +140,7 @@ KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, s
 }
 
 HINSTANCE KxxLoadSatellite(KxString const& path) {
-    bool isNone = false;
-    return Loaded(detail::LoadSatellite(KxxToSystemPath(path.View()), isNone));
+    return Loaded(detail::LoadSatellite(KxxToSystemPath(path.View())));
 }
 
 int KxxIsSatellite(HINSTANCE module) {
@@ -151,14 +150,18 @@ int KxxIsSatellite(HINSTANCE module) {
 int AfxFreeLibrary(HINSTANCE module) {
     Records& records = AllRecords();
     void* code = nullptr;
+    bool isCounted = false;
     {
         std::lock_guard const guard(records.lock);
-        if (!Known(records, module) || module->count == 0) {
-            detail::SetModuleError(EINVAL, detail::SystemWords(EINVAL));
-            return 0;
+        isCounted = Known(records, module) && module->count > 0;
+        if (isCounted) {
+            --module->count;
+            code = module->code;
         }
-        --module->count;
-        code = module->code;
+    }
+    if (!isCounted) {
+        detail::SetModuleError(EINVAL, detail::SystemWords(EINVAL));
+        return 0;
     }
     if (!code || ::dlclose(code) == 0) return 1;
     char const* const words = ::dlerror();
@@ -188,10 +191,9 @@ KxString GetModuleFileName(HINSTANCE module) {
 }
 
 HINSTANCE KxxGetProgram() {
-    static HINSTANCE const program = [] {
-        void* const code = ::dlopen(nullptr, RTLD_LAZY);
-        return RecordOf(code, 0);
-    }();
+    // No local static with its guard: nothing may be held while the loader is asked.
+    static constinit std::atomic<HINSTANCE> program = nullptr;
+    if (!program) program = RecordOf(::dlopen(nullptr, RTLD_LAZY), 0);
     return program;
 }
 

@@ -69,8 +69,7 @@ LoadedModule ReadSatellite(std::string const& path, Descriptor const& file, unsi
 }
 
 /// Loads what is there under an absolute path, as data if it is a satellite.
-LoadedModule LoadPath(std::string const& path, bool mayBeCode, bool& isNone) {
-    isNone = false;
+LoadedModule LoadPath(std::string const& path, bool mayBeCode) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) return FailedBySystem(errno == ENOTDIR ? ENOENT : errno, path);
     if (!S_ISREG(status.st_mode)) return Failed(ENOEXEC, text::ModuleNoFile, path);
@@ -82,7 +81,6 @@ LoadedModule LoadPath(std::string const& path, bool mayBeCode, bool& isNone) {
     if (elf.GetState() == ElfFile::State::isCut) return Failed(ENOEXEC, text::ModuleCut, path);
     unsigned long long offset = 0, size = 0;
     if (elf.FindSection(textSection, offset, size)) return ReadSatellite(path, file, offset, size);
-    isNone = true;
     if (!mayBeCode) return Failed(ENOEXEC, text::ModuleNoSatellite, path);
     if (elf.GetState() == ElfFile::State::isForeign) return Failed(ENOEXEC, text::ModuleForeign, path);
     if (void* const code = ::dlopen(path.c_str(), mode)) return {code, nullptr, 0};
@@ -156,9 +154,8 @@ public:
 
 private:
     bool TryPath(std::string const& path) {
-        bool isNone = false;
         if (path.empty() || !IsThere(path)) return false;
-        m_loaded = LoadPath(path, true, isNone);
+        m_loaded = LoadPath(path, true);
         if (m_loaded.error != 0 && !m_reason) m_reason = KxxGetModuleError();
         return m_loaded.error == 0;
     }
@@ -213,18 +210,16 @@ std::string FolderOf(void const* code) {
 
 LoadedModule LoadByName(KxString const& name, std::string const& callerFolder) {
     std::string const path = KxxToSystemPath(name.View());
-    bool isNone = false;
-    if (path.empty() || path.find('\0') != path.npos) return FailedBySystem(ENOENT, path.c_str());
+    if (path.empty() || path.find('\0') != path.npos) return FailedBySystem(ENOENT, path.substr(0, path.find('\0')));
     if (path.find('/') == path.npos) return Search(callerFolder).Run(path);
     if (!path.starts_with('/')) return Failed(ENOENT, text::ModuleRelative, path);
-    return LoadPath(path, true, isNone);
+    return LoadPath(path, true);
 }
 
-LoadedModule LoadSatellite(std::string const& path, bool& isNone) {
-    isNone = false;
-    if (path.find('\0') != path.npos) return FailedBySystem(ENOENT, path.c_str());
+LoadedModule LoadSatellite(std::string const& path) {
+    if (path.find('\0') != path.npos) return FailedBySystem(ENOENT, path.substr(0, path.find('\0')));
     if (!path.starts_with('/')) return Failed(ENOENT, text::ModuleRelative, path);
-    return LoadPath(path, false, isNone);
+    return LoadPath(path, false);
 }
 
 }  // namespace KxN::detail

@@ -75,10 +75,11 @@ public:
     /// Makes a satellite the source; any other handle makes it the module itself again. The satellite need not stay
     /// counted. Tells of each text that does not fit, see KxxSetTextReporter.
     void SetResourceHandle(HINSTANCE source);
+    /// Non-zero for a system library, which localisers leave alone.
     int IsSystem() const { return m_isSystem; }
 
     /// Calls `visit(library, argument)` for the extension libraries, this one first and then in the order in which they
-    /// came, under the lock of the list: `visit` may set sources and load satellites, but not load or free modules.
+    /// came, under the lock of the list: `visit` notes what it needs and does nothing that could wait for another lock.
     static void ForEach(void (*visit)(CDynLinkLibrary& library, void* argument), void* argument);
     template <class Visit>
     static void ForEach(Visit&& visit) {

@@ -108,7 +108,8 @@ public:
     static KxGlobalLocalizer* GetLocalizer() { return m_pGlobalLocalizer; }
 
     /// Makes satellites the sources of the program's texts and of those of all extension libraries. What an earlier call
-    /// has set goes back first, so that a library without a satellite speaks its own language.
+    /// has set goes back first, so that a library without a satellite speaks its own language. Sets the language of the
+    /// calling thread too. No other thread may load or free modules meanwhile.
     void DoLocalization(short versionCheck) override;
 
 protected:
@@ -129,6 +130,7 @@ private:
     HINSTANCE m_programSatellite = nullptr;
     HINSTANCE m_initialSource = nullptr;
     bool m_isInitialKnown = false;
+    bool m_isThreadSet = false;
 };
 
 class KX_API KxSingleDLLLocalizer : public KxLocalizer {
@@ -156,7 +158,8 @@ private:
 
 /// Reads the file version text of a module, empty if it has none. Localisers compare versions by it.
 using KxFileVersionReader = KxString (*)(KxString const& path);
-/// Sets the reader, null for that of version blocks, and returns the former one.
+/// Sets the reader for modules that tell their version in another way than by a version block (KxFileVersionInfo), null for
+/// that, and returns the former one.
 KX_API KxFileVersionReader KxxSetFileVersionReader(KxFileVersionReader reader);
 
 }  // namespace KxN
