@@ -6,6 +6,7 @@
 #include "Application.h"
 #include "Devices/DriverCheck.h"
 #include "Interrupts.h"
+#include "Languages.h"
 #include "Operators/TextIds.h"
 #include "Print.h"
 #include "Prompt/Prompt.h"
@@ -34,7 +35,7 @@ struct Arguments {
     std::string folder = ".";
     std::vector<std::string> macros;
     std::vector<std::string> lines;
-    std::string scan, fixed, moving, checkedDriver, triedDriver;
+    std::string scan, fixed, moving, language, checkedDriver, triedDriver;
     int seconds = 10;
     int points = 0;
     bool isReference = false;
@@ -128,6 +129,7 @@ int main(int argc, char** argv) {
     CLI::App* const lines = app.add_subcommand("do", "Runs command lines");
     for (CLI::App* const sub : {&app, demo, align, run, lines}) {
         sub->add_option("--out", arguments.folder, "Folder for the files that are written")->capture_default_str();
+        sub->add_option("--language", arguments.language, "Of all texts, such as ENU or GERMAN; AUTO is the user's");
         sub->add_flag("--progress", arguments.hasProgressLines, "A line on standard error for each stage of long work");
     }
     app.add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
@@ -152,11 +154,14 @@ int main(int argc, char** argv) {
     try {
         if (!arguments.checkedDriver.empty() || !arguments.triedDriver.empty()) {
             ScanLab::UseTexts();
-            return arguments.triedDriver.empty()
-                       ? ScanLab::CheckDriver(PathOf(arguments.checkedDriver), arguments.seconds)
-                       : ScanLab::TryDriver(PathOf(arguments.triedDriver));
+            KxString const language = arguments.language.empty() ? KxString(L"AUTO") : PathOf(arguments.language);
+            ScanLab::Languages languages{KxString()};
+            languages.Use(language);
+            if (!arguments.triedDriver.empty()) return ScanLab::TryDriver(PathOf(arguments.triedDriver));
+            return ScanLab::CheckDriver(PathOf(arguments.checkedDriver), arguments.seconds, language);
         }
-        application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder));
+        application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder),
+                                                             PathOf(arguments.language));
         application->GetSession().progress.form = ProgressForm(arguments);
         OperatorReturnCode result = OPERATOR_OK;
         // Of one macro or list of commands a single Ctrl-C ends all; who is asked for commands is asked again.

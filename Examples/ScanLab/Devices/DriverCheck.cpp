@@ -45,9 +45,9 @@ struct Outcome {
 };
 
 /// Runs the other program and listens to it. False if it could not be started.
-bool RunTrial(KxString const& path, int seconds, Outcome& outcome) {
+bool RunTrial(KxString const& path, int seconds, KxString const& language, Outcome& outcome) {
     std::string const command = "exec timeout -s KILL " + std::to_string(seconds) + " " + Quoted(GetModuleFileName()) +
-                                " --try-driver " + Quoted(path) + " 2>/dev/null";
+                                " --language " + Quoted(language) + " --try-driver " + Quoted(path) + " 2>/dev/null";
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(::popen(command.c_str(), "r"), &::pclose);
     if (!pipe) return false;
     std::string line;
@@ -104,12 +104,12 @@ int TryDriver(KxString const& path) {
     return 2;
 }
 
-int CheckDriver(KxString const& path, int seconds) {
+int CheckDriver(KxString const& path, int seconds, KxString const& language) {
     KxDirEntry absolute(path);
     absolute.ToAbs();
     KxString const full(absolute.GetFull());
     Outcome outcome;
-    if (!RunTrial(full, seconds, outcome)) throw new KxException(TextOf(Text::NoTrial));
+    if (!RunTrial(full, seconds, language, outcome)) throw new KxException(TextOf(Text::NoTrial));
     KxString reason;
     constexpr int bySignal = 128, killed = bySignal + 9;
     if (outcome.failure)

@@ -10,8 +10,8 @@
 namespace ScanLab {
 
 /// Prints in plain words what is wrong with it, or that nothing is. 0 if it works, 2 if not. `seconds`: how long a driver may
-/// take for all.
-int CheckDriver(KxN::KxString const& path, int seconds);
+/// take for all; `language`: of the other program.
+int CheckDriver(KxN::KxString const& path, int seconds, KxN::KxString const& language);
 /// What runs in the other program: each step is told on standard output before it is taken.
 int TryDriver(KxN::KxString const& path);
 

@@ -15,6 +15,8 @@
 
 namespace ScanLab {
 
+class Languages;
+
 /// A scan in the session.
 struct Entry {
     KxN::KxString name;  // under which it is found
@@ -88,6 +90,8 @@ public:
 
     /// The configuration file of the application; empty if it runs without.
     KxN::KxString settingsFile;
+    /// The application's; null without.
+    Languages* languages = nullptr;
     /// How the progress of long operators is shown; not at all unless set.
     ProgressSettings progress;
 

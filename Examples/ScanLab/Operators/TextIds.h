@@ -33,7 +33,8 @@ enum OperatorId : unsigned short {
     LoadSettingsId = 1900,
     DevicesId = 2200,
     SetDeviceId = 2250,
-    MeasureId = 2300
+    MeasureId = 2300,
+    LanguageId = 2350
 };
 
 enum class Text : unsigned short {
@@ -57,6 +58,7 @@ enum class Text : unsigned short {
     NoScanner = 3040,
     NoDriver = 3041,
     NoSetting = 3042,
+    NoLanguage = 3043,
     DriverWorks = 3050,
     DriverFails = 3051,
     DriverHangs = 3052,

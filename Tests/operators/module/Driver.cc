@@ -7,6 +7,7 @@
 
 #include "hbtools/base/syException.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -30,6 +31,7 @@ enum Kind {
 };
 
 std::string g_log;
+std::uintptr_t volatile g_nowhere = 64;
 
 class Device : public ScanLab::Scanner {
 public:
@@ -88,7 +90,7 @@ KxDriverObject* NewObject(KxDriver&) {
     switch (HBTOOLS_DRIVER_KIND) {
         case throwing: throw new KxException(KxString(L"the device is switched off"));
         case throwingInt: throw 5;
-        case crashing: *reinterpret_cast<int volatile*>(64) = 1; break;
+        case crashing: *reinterpret_cast<int volatile*>(g_nowhere) = 1; break;
         case hanging:
             while (isOn) {}
             break;
