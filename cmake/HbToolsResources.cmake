@@ -29,6 +29,9 @@ function(hbtools_add_version_block target)
   if(NOT block_VERSION)
     set(block_VERSION ${PROJECT_VERSION})
   endif()
+  if(NOT block_VERSION)
+    message(FATAL_ERROR "hbtools_add_version_block(${target}): neither VERSION nor a version of the project")
+  endif()
   hbtools_find_resource_compiler(compiler)
   set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.cpp)
   add_custom_command(OUTPUT ${source}
@@ -84,7 +87,9 @@ function(hbtools_add_language_pack target)
     COMMAND ${compiler} --pack ${pack_LANGUAGE} ${text} ${source}
     DEPENDS ${compiler} ${text} ${base} COMMENT "Language pack ${name}" VERBATIM)
   add_library(${name} MODULE ${source})
-  hbtools_add_version_block(${name} VERSION ${pack_VERSION})
+  if(pack_VERSION)  # a module without one has none to compare it with
+    hbtools_add_version_block(${name} VERSION ${pack_VERSION})
+  endif()
   # Nothing but data: no start-up code, no library that it would need.
   target_link_options(${name} PRIVATE -nostdlib)
   set_target_properties(${name} PROPERTIES

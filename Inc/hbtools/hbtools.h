@@ -49,6 +49,7 @@
 #include "hbtools/core/syCRC64.h"
 #include "hbtools/core/syColor.h"
 #include "hbtools/core/syFileSpec.h"
+#include "hbtools/core/syFileVersionInfo.h"
 #include "hbtools/core/syGuid.h"
 #include "hbtools/core/syHashFunction.h"
 #include "hbtools/core/syList.h"

@@ -59,7 +59,7 @@ bool SpeakEnglish() {
     KxGlobalLocalizer localizer;
     localizer.Init(L"/nowhere/no.ini", L"Languages");
     localizer.SetActiveLanguage(L"English");
-    localizer.DoLocalization(0);
+    localizer.DoLocalization(2);
     KxString const text(KxResId(1, nullptr)), error = KxRuntimeException().GetMessage();
     std::printf("%ls, %ls\n", text.GetStr(), error.GetStr());
     bool const isEnglish = text == L"%s: %d points" && error == L"A run-time error has occurred";
