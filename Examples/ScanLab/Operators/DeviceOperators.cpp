@@ -74,8 +74,8 @@ public:
     enum : unsigned short { Setting = 2, Value };
 
     explicit SetDeviceCommand(Session& session) : CommandOf(SetDeviceId, session) {
-        AddText(Setting, L"");
-        AddText(Value, L"");
+        AddText(Setting, L"*");
+        AddText(Value, L"*");
     }
 
 protected:
@@ -83,13 +83,16 @@ protected:
         if (m_session.settingsFile.Len() == 0) Refuse(Driver, TextOf(Text::NoSettings));
         ScannerDriver driver(DriverName());
         Scanner& scanner = Open(driver);
-        KxParameter* wanted = nullptr;
-        for (KxParameter* const setting : scanner.GetParameter())
-            if (setting->GetFixName() == GetParameterString(Setting)) wanted = setting;
-        if (!wanted) Refuse(Setting, FormatOf(Text::NoSetting, GetParameterString(Setting)));
-        wanted->SetValueFromString(GetParameterString(Value));
+        KxString const name = GetParameterString(Setting), value = GetParameterString(Value);
+        bool isKnown = false;
+        for (KxParameter* const setting : scanner.GetParameter()) {
+            if (name != L"*" && setting->GetFixName() != name) continue;
+            isKnown = true;
+            if (name != L"*" && value != L"*") setting->SetValueFromString(value);
+            Print(L"%s\n", SettingText(*setting));
+        }
+        if (!isKnown) Refuse(Setting, FormatOf(Text::NoSetting, name));
         scanner.SaveParameter(m_session.settingsFile, SettingsGroup(driver));
-        Print(L"%s\n", SettingText(*wanted));
         return OPERATOR_OK;
     }
 };
