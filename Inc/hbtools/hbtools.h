@@ -113,6 +113,7 @@
 #include "hbtools/properties/syPropertyTag.h"
 
 #include "hbtools/operators/syCmdLine.h"
+#include "hbtools/operators/syDriver.h"
 #include "hbtools/operators/syMacro.h"
 #include "hbtools/operators/syOperator.h"
 #include "hbtools/operators/syOperatorMgr.h"
