@@ -29,7 +29,7 @@ TEST_F(Programs, ScanlabSpeaksTheLanguageThatIsChosen) {
           Case{"C", "german", "--language ENU", englishHead, english},
           Case{"C", "", "--language DEU", germanHead, german},
           Case{"C", "more", "--language bavarian", germanHead, german},
-          Case{"C", "more", "", "\xc3\xa9", english},  // the library has a pack of that one, the application has none
+          Case{"C", "more", "", "Ķöɱɱáñðö", "~]"},  // every text of both, whatever it says
           Case{"C", "wrong", "", "", "\"KLINGON\""}, Case{"C", "", "--language XX", "", "\"XX\""}}) {
         std::string const command = std::string("LANG=") + user + " ./scanlab " +
                                     (*ini ? "--ini " + Path((std::string(ini) + ".ini").c_str()) : "") +
