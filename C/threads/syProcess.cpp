@@ -90,7 +90,8 @@ long long KxProcess::FrameProcess(void*) {
         m_successful = 0;
         m_ready = 1;
         auto* failure = dynamic_cast<KxException*>(caught);
-        if (!failure) {
+        bool const isOwn = failure != nullptr;
+        if (!isOwn) {
             failure = std::make_unique<KxException>(*caught).release();
             caught->Delete();
         }
@@ -102,6 +103,7 @@ long long KxProcess::FrameProcess(void*) {
         ErrorOutputHdl();
         if (isKept) return 1;
         std::get_deleter<Releaser>(owned)->isOwner = false;
+        if (isOwn) throw;  // as what it was thrown
         throw failure;
     }
     m_ready = 1;

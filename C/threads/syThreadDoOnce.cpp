@@ -153,11 +153,10 @@ int KxThreadDoOnce::ShouldBeAborted(unsigned long timeout) {
 
 void KxThreadDoOnce::FrameProcess() {
     m_successful = 1;
-    std::unique_ptr<CException, Releaser> failure;
     try {
         Process();
     } catch (CException* caught) {
-        failure.reset(caught);
+        std::unique_ptr<CException, Releaser> owner(caught);
         m_successful = 0;
         if (auto* const exception = dynamic_cast<KxException*>(caught)) {
             m_exception = *exception;
@@ -165,10 +164,18 @@ void KxThreadDoOnce::FrameProcess() {
             KxException wrapper(*caught);
             m_exception = wrapper;
         }
+        if (caught->EndsThread()) {
+            PostFinished();
+            owner.release();
+            throw;  // Main sets the event
+        }
     }
-    if (SignalFinished.Signal.NumSlots() > 0) SignalFinished.Post(reinterpret_cast<void*>(m_finishedArgument));
-    if (failure && failure->EndsThread()) throw failure.release();  // Main sets the event
+    PostFinished();
     m_ready.SetEvent();
+}
+
+void KxThreadDoOnce::PostFinished() {
+    if (SignalFinished.Signal.NumSlots() > 0) SignalFinished.Post(reinterpret_cast<void*>(m_finishedArgument));
 }
 
 /// Whatever leaves the run, nobody must wait for ever; but the run is over only when it is reported.

@@ -107,6 +107,7 @@ private:
     virtual void Process() = 0;
 
     static UINT Main(void* object);
+    void PostFinished();
 
     std::atomic<int> m_aborted = 0;
     std::atomic<int> m_successful = 0;
