@@ -32,6 +32,7 @@ namespace {
 // Counts of answers to the signal, one about every 0.25 ms.
 constexpr int patience = 50;         // a thread that stands so often in one call of the system is blocked there
 constexpr int stubbornness = 4000;   // one found so often where it should not be taken does not leave it by itself
+constexpr int numUnsentMost = 4000;  // signals that the system does not take
 constexpr std::chrono::seconds deafTime(1);     // without an answer while the signal is blocked
 constexpr std::chrono::seconds silentTime(10);  // without one for no processor or in a call that nothing interrupts
 constexpr long joinTime = 10000000;             // nanoseconds that the last steps of an ended thread may take
@@ -96,17 +97,6 @@ int SignalNumber() {
 void Pause(bool isShort) {
     timespec const moment{0, isShort ? 5000 : 200000};
     ::nanosleep(&moment, nullptr);
-}
-
-void Send(pthread_t thread, int id) {
-    if (::pthread_kill(thread, SignalNumber()) == 0) return;
-    // Too many signals wait in the queues of this user. One that seems to come from kill needs no place in them.
-    siginfo_t info{};
-    info.si_signo = SignalNumber();
-    info.si_code = SI_USER;
-    info.si_pid = ::getpid();
-    info.si_uid = ::getuid();
-    ::syscall(SYS_rt_tgsigqueueinfo, ::getpid(), id, SignalNumber(), &info);
 }
 
 /// Whether the thread of that number keeps the signal from itself, as far as the system tells.
@@ -372,13 +362,13 @@ bool SystemThread::AwaitAnswer(bool isKill, int numAnswers) const {
 
 /// Signals the thread until it is reached. False if it does not hear, or, to be suspended, never leaves the C library.
 bool SystemThread::Reach(bool isKill) {
-    for (int numRefusals = 0; !IsReached(isKill);) {
+    for (int numRefusals = 0, numUnsent = 0; !IsReached(isKill);) {
         int const before = m_numAnswers;
-        Send(m_handle, m_id);
-        if (!AwaitAnswer(isKill, before)) break;
+        bool const isSent = ::pthread_kill(m_handle, SignalNumber()) == 0;
+        if (isSent ? !AwaitAnswer(isKill, before) : ++numUnsent == numUnsentMost) break;  // too many wait in the process
         if (IsReached(isKill)) break;
         Pause(false);
-        if (m_isHolding) continue;  // what it holds comes to an end
+        if (!isSent || m_isHolding) continue;  // what it holds comes to an end
         m_isForced = ++numRefusals >= stubbornness;
         if (!isKill && numRefusals >= 2 * stubbornness) break;
     }

@@ -14,7 +14,7 @@
 //   C library that it then has is lost.
 // - Locks of the application's and of other libraries a suspended thread keeps, a killed one leaves locked.
 // - Out of reach is a thread that keeps the signal SIGRTMIN + 3 from itself for a second, or gives no answer for ten
-//   (a call of the system that nothing interrupts).
+//   (a call of the system that nothing interrupts), and every thread while RLIMIT_SIGPENDING leaves no room for a signal.
 // That signal belongs to this library once a thread was started; each thread unblocks it at its start. Its handler makes
 // nanosleep, poll, select, epoll_wait, timed waits for semaphores and for sockets with a time limit return early with EINTR.
 //
