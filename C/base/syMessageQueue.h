@@ -101,7 +101,7 @@ private:
     std::deque<Entry> m_sent;
     std::deque<Entry> m_posted;
     std::vector<std::shared_ptr<Answer>> m_answering;  // to sent messages that are being handled
-    unsigned long long m_numPosted = 0;  // in all; numbers the entries
+    unsigned long long m_numPosted = 0;                // in all; numbers the entries
     bool m_isClosed = false;
     std::unique_ptr<WakeDescriptor> m_descriptor;
     std::atomic<int> m_word = 0;  // 1 when something came

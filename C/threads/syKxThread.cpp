@@ -33,7 +33,8 @@ constinit thread_local std::atomic<KxThread*>* t_owner = nullptr;
 /// What a thread out of reach still uses, for good.
 void Keep(std::shared_ptr<CWinThread> thread, std::unique_ptr<std::atomic<KxThread*>> owner) {
     static detail::Mutex mutex;
-    static auto& kept = *new std::vector<std::pair<std::shared_ptr<CWinThread>, std::unique_ptr<std::atomic<KxThread*>>>>;
+    static auto& kept =
+        *new std::vector<std::pair<std::shared_ptr<CWinThread>, std::unique_ptr<std::atomic<KxThread*>>>>;
     KxString message;
     message.SPrintf(KxString(KxResId(text::ThreadOutOfReach)), thread->GetThreadId());
     detail::WriteToStandardError(KxxToUtf8(message.View()) + "\n");
@@ -156,7 +157,7 @@ int KxThread::AttemptTermination(unsigned long timeout) {
         m_terminationEvent.SetEvent();
         while (m_isSuspended)
             if (!ResumeOnce()) m_isSuspended = 0;  // it has ended
-        thread = m_thread;  // another thread may collect it, and run the next
+        thread = m_thread;                         // another thread may collect it, and run the next
     }
     KxN::Sleep(0);
     if (!thread->WaitForEnd(timeout)) return 0;

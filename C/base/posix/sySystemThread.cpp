@@ -63,8 +63,8 @@ bool IsBusyAt(std::uintptr_t instruction) {
 }
 
 int NoteBusyCode(dl_phdr_info* info, std::size_t, void*) {
-    static constexpr char const* names[] = {"/libc.so",    "/libstdc++.so", "/ld-linux",    "/libgcc_s.so", "/libicu",
-                                            "/libasan.so", "/libtsan.so",   "/libubsan.so"};
+    static constexpr char const* names[] = {"/libc.so", "/libstdc++.so", "/ld-linux",   "/libgcc_s.so",
+                                            "/libicu",  "/libasan.so",   "/libtsan.so", "/libubsan.so"};
     auto const own = reinterpret_cast<std::uintptr_t>(&IsBusyAt);
     bool isBusy = false;
     for (char const* const name : names) isBusy = isBusy || std::strstr(info->dlpi_name, name);
@@ -365,7 +365,8 @@ bool SystemThread::Reach(bool isKill) {
     for (int numRefusals = 0, numUnsent = 0; !IsReached(isKill);) {
         int const before = m_numAnswers;
         bool const isSent = ::pthread_kill(m_handle, SignalNumber()) == 0;
-        if (isSent ? !AwaitAnswer(isKill, before) : ++numUnsent == numUnsentMost) break;  // too many wait in the process
+        if (isSent ? !AwaitAnswer(isKill, before) : ++numUnsent == numUnsentMost)
+            break;  // too many wait in the process
         if (IsReached(isKill)) break;
         Pause(false);
         if (!isSent || m_isHolding) continue;  // what it holds comes to an end

@@ -62,7 +62,7 @@ public:
     /// Whether the thread has ended, the destructors of its thread_local objects too, after `timeout` milliseconds at most.
     bool WaitForEnd(unsigned long timeout);
     /// Ends the thread where it stands; its stack is not unwound. Returns no more for the calling thread. False if it cannot
-    /// be reached; should it hear later, it ends then.
+    /// be reached; should it hear later, it may end then.
     bool Kill();
 
 private:

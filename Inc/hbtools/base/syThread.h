@@ -99,7 +99,8 @@ public:
     /// Non-zero once it has ended.
     int WaitForEnd(unsigned long timeout = INFINITE) const;
     /// Ends the thread where it stands; does not return for the calling thread, whose object then does not delete itself. 0
-    /// if it does not run or is out of reach: it then ends when it can be reached, and what it uses must stay until then.
+    /// if it does not run or is out of reach: it may end when it can be reached again, and what it uses must stay until
+    /// then.
     int TerminateThread(UINT exitCode);
 
     /// The window that signals and messages of this thread go to; null if there is none, or if it was destroyed. Owned by

@@ -57,7 +57,7 @@ private:
     /// Only replaces the argument while the former message still waits.
     void PostUnlessWaiting(void* argument);
 
-    std::atomic<int> m_numPosted = 0;            // messages under way
+    std::atomic<int> m_numPosted = 0;           // messages under way
     std::shared_ptr<detail::Answer> m_waiting;  // the last message of PostUnlessWaiting; for the thread that posts
 };
 
