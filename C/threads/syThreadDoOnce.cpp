@@ -43,6 +43,7 @@ private:
 };
 
 UINT ArrivedMessage() {
+    detail::Hold const hold;  // nobody else comes past one who is stopped in it
     static UINT const message = RegisterWindowMessage(L"SIGNAL_ARRIVED");
     return message;
 }

@@ -40,7 +40,7 @@ constexpr long joinTime = 10000000;             // nanoseconds that the last ste
 // Reached from the handler, so they must be there without a call into the loader.
 [[gnu::tls_model("initial-exec")]] constinit thread_local SystemThread* t_current = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local unsigned long long t_identity = 0;
-constinit thread_local int t_numEndings = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local int t_numEndings = 0;
 
 constinit std::atomic<unsigned long long> g_numIdentities = 0;
 pthread_key_t g_endKey;
