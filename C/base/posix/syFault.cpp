@@ -14,6 +14,7 @@
 
 #include "base/posix/syFaultCode.h"
 #include "base/posix/syFloatControl.h"
+#include "base/posix/syStopPoint.h"
 
 #include <algorithm>
 #include <atomic>
