@@ -167,7 +167,7 @@ void KxThreadDoOnce::FrameProcess() {
         }
         if (caught->EndsThread()) {
             PostFinished();
-            owner.release();
+            static_cast<void>(owner.release());
             throw;  // Main sets the event
         }
     }
