@@ -21,6 +21,10 @@
 #include <thread>
 #include <sys/resource.h>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #if defined(__SANITIZE_THREAD__)
 constexpr bool isThreadSanitized = true;
 #else
@@ -33,6 +37,14 @@ constexpr bool isSanitized = isThreadSanitized;
 #endif
 
 namespace test {
+
+/// What the thread takes while one lives may be lost with a thread that is killed.
+struct Leaking {
+    Leaking() {}
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan::ScopedDisabler disabler;
+#endif
+};
 
 /// Waits until it holds, running `meanwhile` again and again.
 void Await(auto const& condition, auto const& meanwhile) {

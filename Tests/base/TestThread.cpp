@@ -45,6 +45,7 @@ public:
     explicit Running(Body& body)
         : Worker(
               [](void* p) -> UINT {
+                  test::Leaking const leaking;
                   (*static_cast<Body*>(p))();
                   return 0;
               },
@@ -165,6 +166,7 @@ void Use(int kind, CWinThread* other) {
 
 TEST(Thread, NeitherSuspensionNorDeathLeavesALockBehind) {
     if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    test::Leaking const leaking;
     auto work = [] {
         static std::vector<char> room(1 << 24);
         for (int i = 0;; ++i) std::memset(room.data(), i, room.size());
@@ -353,6 +355,7 @@ TEST(Thread, WhoBlocksSignalsIsReachedOrTold) {
 
 TEST(Thread, ASentMessageIsAnsweredByDeathToo) {
     if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    test::Leaking const leaking;
     struct Hanging : CWnd {
         explicit Hanging(std::atomic<int>& in) : inside(in) {}
         LRESULT WindowProc(UINT, WPARAM, LPARAM) override {
@@ -371,7 +374,10 @@ TEST(Thread, ASentMessageIsAnsweredByDeathToo) {
     Running worker(body);
     Await([&] { return window != nullptr; });
     LRESULT answer = -1;
-    std::thread sender([&] { answer = window.load()->SendMessage(5); });
+    std::thread sender([&] {
+        test::Leaking const alsoHere;
+        answer = window.load()->SendMessage(5);
+    });
     Await([&] { return inside == 1; });
     EXPECT_EQ(worker.thread->TerminateThread(0), 1);
     sender.join();

@@ -294,12 +294,13 @@ TEST(KxThread, ASuspenderLeavesNothingBehind) {
     auto fill = [&](void*) {  // in the C library nearly all of the time
         for (++ready;; ++ready) std::memset(room.data(), ready, room.size());
     };
+    test::Leaking const leaking;  // who is killed in a call has a share of what it is about
     KxThread worker;
     worker.Run(LinkTo(fill));
     Await([&] { return ready > 0; });
     std::atomic<int> turns = 0;
     auto suspend = [&](void*) {
-        for (;; ++turns) {
+        for (test::Leaking const alsoHere;; ++turns) {
             worker.Suspend();
             worker.Resume();
         }
