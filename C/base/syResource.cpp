@@ -5,11 +5,11 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syPlaceholders.h"
 
+#include "base/posix/syMutex.h"
 #include "base/syModuleRecord.h"
 #include "base/syTextIds.h"
 
 #include <algorithm>
-#include <mutex>
 #include <vector>
 
 // Made from Resources/hbtools.DEU by the build.
@@ -47,9 +47,9 @@ union OwnModule {
 };
 constinit OwnModule g_own;
 
-constinit std::mutex g_listLock;     // of m_next and m_isListed; taken before the other one
-constinit std::mutex g_bindingLock;  // of m_bindings
-constinit std::mutex g_reportLock;
+constinit detail::Mutex g_listLock;     // of m_next and m_isListed; taken before the other one
+constinit detail::Mutex g_bindingLock;  // of m_bindings
+constinit detail::Mutex g_reportLock;
 constinit KxTextReporter g_reporter = nullptr;
 constinit std::vector<KxString>* g_waitingLines = nullptr;
 constexpr std::size_t mostWaitingLines = 100;

@@ -8,12 +8,12 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
 
+#include "base/posix/syMutex.h"
 #include "base/syModuleRecord.h"
 
 #include <cerrno>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <vector>
 #include <dlfcn.h>
 #include <link.h>
@@ -23,7 +23,7 @@ namespace KxN {
 namespace {
 
 struct Records {
-    std::mutex lock;
+    detail::Mutex lock;
     std::vector<std::unique_ptr<KxModule>> all;
 };
 
