@@ -3,15 +3,18 @@
 #include "Driver.h"
 
 #include "../Operators/TextIds.h"
+#include "../Progress.h"
 
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syException.h>
 #include <hbtools/core/syFileSpec.h>
+#include <hbtools/localisation/syLocalizer.h>
 #include <hbtools/operators/syParamDouble.h>
 #include <hbtools/operators/syParamList.h>
 #include <hbtools/operators/syParamLong.h>
 
 #include <algorithm>
+#include <exception>
 
 namespace ScanLab {
 
@@ -45,6 +48,26 @@ void ScannerDriver::Init() {
     constexpr unsigned short needed = scannerInterface * 100;
     if (GetVersion().GetValue() / 100 != scannerInterface)
         throw new KxVersionException(L"Driver", __LINE__, GetName(), GetVersion(), needed);
+    // The module was not there when the language was chosen, and a device takes its texts when it is made.
+    if (auto* const languages = KxGlobalLocalizer::GetLocalizer()) languages->DoLocalization(1);
+}
+
+void ScannerDriver::ThrowOwn() {
+    KxString text;
+    try {
+        throw;
+    } catch (Cancelled const&) {
+        throw;
+    } catch (CException* exception) {
+        if (exception->EndsThread()) throw;
+        text = CException::TextOf(*exception);
+        exception->Delete();
+    } catch (std::exception const& exception) {
+        text = KxString(exception.what());
+    } catch (...) {
+        text = TextOf(Text::UnknownFailure);
+    }
+    throw new KxException(text);
 }
 
 Scanner& ScannerDriver::NewScanner() {

@@ -34,12 +34,17 @@ protected:
         if (names.empty()) Refuse(Driver, TextOf(Text::NoDriver));
         return names.front();
     }
-    /// A device with the settings that are kept for it.
-    Scanner& Open(ScannerDriver& driver) {
-        driver.Init();
-        Scanner& scanner = driver.NewScanner();
-        if (m_session.settingsFile.Len() > 0) scanner.LoadParameter(m_session.settingsFile, SettingsGroup(driver));
-        return scanner;
+    /// Returns work(driver, device) for a device with the settings that are kept for it. Nothing of the driver outlives it, not
+    /// even an exception.
+    template <class Work>
+    auto WithDevice(KxString const& name, Work work) {
+        ScannerDriver driver(name);
+        return ScannerDriver::Guard([&] {
+            driver.Init();
+            Scanner& scanner = driver.NewScanner();
+            if (m_session.settingsFile.Len() > 0) scanner.LoadParameter(m_session.settingsFile, SettingsGroup(driver));
+            return work(driver, scanner);
+        });
     }
 };
 
@@ -54,11 +59,11 @@ protected:
         if (names[0] == L"*") names = DriverNames();
         for (KxString const& name : names) {
             try {
-                ScannerDriver driver(name);
-                Scanner const& scanner = Open(driver);
-                Print(L"%s  %s, %s\n", driver.ShortName(), scanner.GetDescription(), driver.GetVersion().GetText());
-                for (KxParameter const* const setting : scanner.GetParameter())
-                    Print(L"    %s\n", SettingText(*setting));
+                WithDevice(name, [](ScannerDriver& driver, Scanner const& scanner) {
+                    Print(L"%s  %s, %s\n", driver.ShortName(), scanner.GetDescription(), driver.GetVersion().GetText());
+                    for (KxParameter const* const setting : scanner.GetParameter())
+                        Print(L"    %s\n", SettingText(*setting));
+                });
             } catch (CException* exception) {
                 if (names.size() == 1 || exception->EndsThread()) throw;
                 Print(L"%s  %s\n", name, CException::TextOf(*exception));
@@ -81,18 +86,18 @@ public:
 protected:
     OperatorReturnCode Run() override {
         if (m_session.settingsFile.Len() == 0) Refuse(Driver, TextOf(Text::NoSettings));
-        ScannerDriver driver(DriverName());
-        Scanner& scanner = Open(driver);
         KxString const name = GetParameterString(Setting), value = GetParameterString(Value);
         bool isKnown = false;
-        for (KxParameter* const setting : scanner.GetParameter()) {
-            if (name != L"*" && setting->GetFixName() != name) continue;
-            isKnown = true;
-            if (name != L"*" && value != L"*") setting->SetValueFromString(value);
-            Print(L"%s\n", SettingText(*setting));
-        }
+        WithDevice(DriverName(), [&](ScannerDriver& driver, Scanner& scanner) {
+            for (KxParameter* const setting : scanner.GetParameter()) {
+                if (name != L"*" && setting->GetFixName() != name) continue;
+                isKnown = true;
+                if (name != L"*" && value != L"*") setting->SetValueFromString(value);
+                Print(L"%s\n", SettingText(*setting));
+            }
+            if (isKnown) scanner.SaveParameter(m_session.settingsFile, SettingsGroup(driver));
+        });
         if (!isKnown) Refuse(Setting, FormatOf(Text::NoSetting, name));
-        scanner.SaveParameter(m_session.settingsFile, SettingsGroup(driver));
         return OPERATOR_OK;
     }
 };
@@ -120,19 +125,21 @@ public:
 protected:
     OperatorReturnCode Run() override {
         RunningWatch watch;
-        ScannerDriver driver(DriverName());
-        Scanner& scanner = Open(driver);
+        KxString driverName;
         StoredScan stored;
-        stored.scan = InWorker([&](Progress progress) {
-            Scan scan;
-            scan.name = driver.ShortName();
-            scan.source = scanner.GetDescription();
-            scan.unit = L"mm";
-            ToScan sink(scan, progress);
-            scanner.Measure(sink);
-            return scan;
+        stored.scan = WithDevice(DriverName(), [&](ScannerDriver& driver, Scanner& scanner) {
+            driverName = driver.ShortName();
+            return InWorker([&](Progress progress) {
+                Scan scan;
+                scan.name = driverName;
+                scan.source = scanner.GetDescription();
+                scan.unit = L"mm";
+                ToScan sink(scan, progress);
+                scanner.Measure(sink);
+                return scan;
+            });
         });
-        Entry const& entry = m_session.Add(GetParameterString(Name), driver.ShortName(), std::move(stored));
+        Entry const& entry = m_session.Add(GetParameterString(Name), driverName, std::move(stored));
         Print(L"Scan        %s: %s\n", entry.name, entry.stored.scan.source);
         Print(L"Points      %d, in %.2f s\n", entry.stored.scan.points.Size(), watch.Seconds());
         return OPERATOR_OK;
