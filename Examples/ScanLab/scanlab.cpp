@@ -35,7 +35,7 @@ struct Arguments {
     std::string folder = ".";
     std::vector<std::string> macros;
     std::vector<std::string> lines;
-    std::string scan, fixed, moving, language, checkedDriver, triedDriver;
+    std::string scan, fixed, moving, language, checkedDriver, triedDriver, marks;
     int seconds = 10;
     int points = 0;
     bool isReference = false;
@@ -109,7 +109,7 @@ ScanLab::ProgressSettings::Form ProgressForm(Arguments const& arguments) {
 /// 0 if all went well, 2 if a command did not do its work, 130 if somebody ended one, as shells have it.
 int ExitCodeOf(OperatorReturnCode result) {
     if (result == OPERATOR_PARAMETERS_SET) {
-        ScanLab::PrintError(KxString(L"ended by a command without a semicolon, which only sets parameters"));
+        ScanLab::PrintError(ScanLab::TextOf(ScanLab::Text::NoSemicolon));
         return 1;
     }
     return result == OPERATOR_OK ? 0 : result == OPERATOR_CANCELLED ? 130 : 2;
@@ -137,6 +137,7 @@ int main(int argc, char** argv) {
     app.add_option("--check-driver", arguments.checkedDriver, "Tries a driver out and says what is wrong with it");
     app.add_option("--seconds", arguments.seconds, "How long --check-driver waits")->check(CLI::Range(1, 3600));
     app.add_option("--try-driver", arguments.triedDriver)->group("");  // what --check-driver runs
+    app.add_option("--marks", arguments.marks)->group("");             // the file where that tells how far it is
     app.add_option("MACRO", arguments.macros, "Macros to run");
     run->add_option("MACRO", arguments.macros, "Macros to run")->required();
     lines->add_option("LINE", arguments.lines, "Command lines: 'Synthesize plate;' 'FitPlane;'")->required();
@@ -157,7 +158,8 @@ int main(int argc, char** argv) {
             KxString const language = arguments.language.empty() ? KxString(L"AUTO") : PathOf(arguments.language);
             ScanLab::Languages languages{KxString()};
             languages.Use(language);
-            if (!arguments.triedDriver.empty()) return ScanLab::TryDriver(PathOf(arguments.triedDriver));
+            if (!arguments.triedDriver.empty())
+                return ScanLab::TryDriver(PathOf(arguments.triedDriver), PathOf(arguments.marks));
             return ScanLab::CheckDriver(PathOf(arguments.checkedDriver), arguments.seconds, language);
         }
         application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder),
@@ -181,7 +183,7 @@ int main(int argc, char** argv) {
         else
             result = RunPrompt(*application);
         if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return ExitCodeOf(result);
-        ScanLab::PrintError(KxString(L"the report could not be written"));
+        ScanLab::PrintError(ScanLab::TextOf(ScanLab::Text::NotPrinted));
     } catch (CException* exception) {
         std::fflush(stdout);
         if (application)

@@ -26,6 +26,10 @@ TEST_F(Programs, ScanlabMeasuresWithADevice) {
          {Case{"SetDevice * Lines 0;", "Lines"}, Case{"SetDevice * Colour 1;", "Colour"},
           Case{"SetDevice * Gauge round;", "round"}, Case{"Measure Other;", "Other.so"},
           Case{"Measure " HBTOOLS_TEST_DRIVERS "/throwing.so;", "the device is switched off"},
+          Case{"Measure " HBTOOLS_TEST_DRIVERS "/throwingOwn.so;", "a failure of the module's own"},
+          Case{"Devices " HBTOOLS_TEST_DRIVERS "/throwingOwn.so;", "a failure of the module's own"},
+          Case{"SetDevice " HBTOOLS_TEST_DRIVERS "/throwingStandard.so;", "\"SetDevice\": no such port"},
+          Case{"Measure " HBTOOLS_TEST_DRIVERS "/throwingInt.so;", "unbekannte Ausnahme"},
           Case{"Measure " HBTOOLS_TEST_DRIVERS "/noScanner.so;", "noScanner.so"},
           Case{"Measure " HBTOOLS_TEST_DRIVERS "/foreign.so;", "900"}}) {
         Outcome const refused = Call(scanlab + "do '" + line + "'");
@@ -55,7 +59,9 @@ TEST_F(Programs, ScanlabSaysWhatIsWrongWithADriver) {
           Case{"hanging.so", 2, make, "keine Antwort nach 2 Sekunden"}, Case{"ending.so", 2, make, "(Code 7)"},
           Case{"foreign.so", 2, init, "900"}, Case{"noScanner.so", 2, make, "keine Messger"},
           Case{"unresolved.so", 2, load, "NobodyHasThis"}, Case{"hangingLoad.so", 2, load, "keine Antwort"},
-          Case{"missing.so", 2, load, "missing.so"}, Case{cut.c_str(), 2, load, "cut.so"}}) {
+          Case{"throwingStandard.so", 2, make, "no such port"}, Case{"noisy.so", 0, "", "ist in Ordnung"},
+          Case{"endingLate.so", 2, "Entladen des Moduls", "(Code 0)"}, Case{"missing.so", 2, load, "missing.so"},
+          Case{cut.c_str(), 2, load, "cut.so"}}) {
         std::string const path = *file == '/' ? file : std::string(HBTOOLS_TEST_DRIVERS "/") + file;
         std::string const seconds = std::string(file).starts_with("hanging") ? "2" : "60";
         // The signal itself, not what a sanitizer makes of it.
@@ -67,6 +73,12 @@ TEST_F(Programs, ScanlabSaysWhatIsWrongWithADriver) {
         EXPECT_TRUE(Has(outcome.output, path) && Has(outcome.output, step) && Has(outcome.output, reason))
             << outcome.output;
     }
+    // Without what it needs, the check blames nobody.
+    Outcome const untried = Call("PATH=/nowhere ./scanlab --check-driver " HBTOOLS_TEST_DRIVERS "/whole.so");
+    EXPECT_EQ(untried.code, 1);
+    EXPECT_EQ(untried.output,
+              "scanlab: Der Treiber kann nicht gepr\xc3\xbc"
+              "ft werden\n");
 }
 
 }  // namespace

@@ -20,16 +20,27 @@ using namespace KxN;
 
 namespace {
 
-// Lines of the other program; whatever else the driver prints has no such beginning.
-constexpr char stepMark = '\x1d', failureMark = '\x1e', resultMark = '\x1f';
+// Lines that the other program tells by.
+constexpr char stepMark = 's', failureMark = 'f', resultMark = 'r';
 
-void Tell(char mark, KxString const& text) {
-    std::string line = KxxToUtf8(text.View());
-    for (char& c : line)
-        if (c == '\n' || c == '\r') c = ' ';
-    std::printf("%c%s\n", mark, line.c_str());
-    std::fflush(stdout);  // the next step may be the last
-}
+/// What is told on the way, in a file of its own: the driver may do with standard output what it likes.
+class Marks {
+public:
+    explicit Marks(KxString const& path)
+        : m_file(std::fopen(KxxToSystemPath(path.View()).c_str(), "ab"), &std::fclose) {
+        if (!m_file) throw new KxException(TextOf(Text::NoTrial));
+    }
+    void Tell(char mark, KxString const& text) const {
+        std::string line = KxxToUtf8(text.View());
+        for (char& c : line)
+            if (c == '\n' || c == '\r') c = ' ';
+        std::fprintf(m_file.get(), "%c%s\n", mark, line.c_str());
+        std::fflush(m_file.get());  // the next step may be the last
+    }
+
+private:
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_file;
+};
 
 /// A word for the shell.
 std::string Quoted(KxString const& text) {
@@ -44,37 +55,51 @@ struct Outcome {
     int code = 0;  // as the shell tells it: 128 and the signal, 137 also if time was up
 };
 
-/// Runs the other program and listens to it. False if it could not be started.
-bool RunTrial(KxString const& path, int seconds, KxString const& language, Outcome& outcome) {
-    std::string const command = "exec timeout -s KILL " + std::to_string(seconds) + " " + Quoted(GetModuleFileName()) +
-                                " --language " + Quoted(language) + " --try-driver " + Quoted(path) + " 2>/dev/null";
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(::popen(command.c_str(), "r"), &::pclose);
-    if (!pipe) return false;
+Outcome ReadMarks(std::FILE* file, int status) {
+    Outcome outcome;
+    outcome.code = (status & 0x7f) != 0 ? 128 + (status & 0x7f) : status >> 8 & 0xff;
+    std::rewind(file);
     std::string line;
-    constexpr std::size_t longest = 4096;
-    for (int c = 0; (c = std::fgetc(pipe.get())) != EOF;) {
+    for (int c = 0; (c = std::fgetc(file)) != EOF;) {
         if (c != '\n') {
-            if (line.size() < longest) line += static_cast<char>(c);
+            line += static_cast<char>(c);
             continue;
         }
         KxString const text(KxxWidenUtf8(line.substr(line.empty() ? 0 : 1)));
-        if (line.starts_with(stepMark)) outcome.step = text;
-        if (line.starts_with(failureMark)) outcome.failure = text;
-        if (line.starts_with(resultMark)) outcome.result = text;
+        if (line[0] == stepMark) outcome.step = text;
+        if (line[0] == failureMark) outcome.failure = text;
+        if (line[0] == resultMark) outcome.result = text;
         line.clear();
     }
-    int const status = ::pclose(pipe.release());
-    outcome.code = (status & 0x7f) != 0 ? 128 + (status & 0x7f) : status >> 8 & 0xff;
-    return true;
+    return outcome;
+}
+
+/// Runs the other program until it ends, whatever the driver has started besides. @throws KxException if it does not run
+Outcome RunTrial(KxString const& path, int seconds, KxString const& language) {
+    // Without a name, so nothing is left of it however this ends; the other program inherits it.
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const marks(std::tmpfile(), &std::fclose);
+    if (!marks) throw new KxException(TextOf(Text::NoTrial));
+    std::string const command = "exec timeout -s KILL " + std::to_string(seconds) + " " + Quoted(GetModuleFileName()) +
+                                " --language " + Quoted(language) + " --try-driver " + Quoted(path) +
+                                " --marks /dev/fd/" + std::to_string(::fileno(marks.get())) +
+                                " </dev/null >/dev/null 2>&1";
+    std::FILE* const pipe = ::popen(command.c_str(), "r");
+    if (!pipe) throw new KxException(TextOf(Text::NoTrial));
+    Outcome outcome = ReadMarks(marks.get(), ::pclose(pipe));  // waits for the program alone
+    if (outcome.step.Len() == 0)
+        throw new KxException(TextOf(Text::NoTrial));  // not even begun: not the driver's fault
+    return outcome;
 }
 
 }  // namespace
 
-int TryDriver(KxString const& path) {
-    auto const step = [](Text text) { Tell(stepMark, TextOf(text)); };
+int TryDriver(KxString const& path, KxString const& marksFile) {
+    Marks const marks(marksFile);
+    auto const step = [&](Text text) { marks.Tell(stepMark, TextOf(text)); };
     try {
         step(Text::StepLoad);
-        HINSTANCE const module = KxxLoadLibrary(path);
+        HINSTANCE const module = KxxLoadLibrary(path);  // stays with what is caught below
+        KxString result;
         {
             step(Text::StepInit);
             ScannerDriver driver(path);
@@ -87,19 +112,19 @@ int TryDriver(KxString const& path) {
             for (KxParameter* const setting : settings) setting->SetValueFromString(setting->GetValueAsString());
             step(Text::StepDestruct);
             driver.DeleteObject(&scanner);
-            Tell(resultMark,
-                 FormatOf(Text::DriverWorks, path, description, driver.GetVersion().GetText(), settings.Size()));
+            result = FormatOf(Text::DriverWorks, path, description, driver.GetVersion().GetText(), settings.Size());
             step(Text::StepUnload);
         }
         AfxFreeLibrary(module);
+        marks.Tell(resultMark, result);
         return 0;
     } catch (CException* exception) {
-        Tell(failureMark, CException::TextOf(*exception));
+        marks.Tell(failureMark, CException::TextOf(*exception));
         exception->Delete();
     } catch (std::exception const& exception) {
-        Tell(failureMark, KxString(exception.what()));
+        marks.Tell(failureMark, KxString(exception.what()));
     } catch (...) {
-        Tell(failureMark, TextOf(Text::UnknownFailure));
+        marks.Tell(failureMark, TextOf(Text::UnknownFailure));
     }
     return 2;
 }
@@ -108,8 +133,7 @@ int CheckDriver(KxString const& path, int seconds, KxString const& language) {
     KxDirEntry absolute(path);
     absolute.ToAbs();
     KxString const full(absolute.GetFull());
-    Outcome outcome;
-    if (!RunTrial(full, seconds, language, outcome)) throw new KxException(TextOf(Text::NoTrial));
+    Outcome const outcome = RunTrial(full, seconds, language);
     KxString reason;
     constexpr int bySignal = 128, killed = bySignal + 9;
     if (outcome.failure)

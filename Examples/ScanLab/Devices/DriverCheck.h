@@ -10,9 +10,10 @@
 namespace ScanLab {
 
 /// Prints in plain words what is wrong with it, or that nothing is. 0 if it works, 2 if not. `seconds`: how long a driver may
-/// take for all; `language`: of the other program.
+/// take for all; `language`: of the other program. @throws KxException if it cannot be tried, which is not the driver's fault
 int CheckDriver(KxN::KxString const& path, int seconds, KxN::KxString const& language);
-/// What runs in the other program: each step is told on standard output before it is taken.
-int TryDriver(KxN::KxString const& path);
+/// What runs in the other program: each step is told at the end of that file before it is taken, and the result once the
+/// driver is gone.
+int TryDriver(KxN::KxString const& path, KxN::KxString const& marksFile);
 
 }  // namespace ScanLab

@@ -8,8 +8,11 @@
 #include "hbtools/base/syException.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
+#include <unistd.h>
 
 using namespace KxN;
 
@@ -27,7 +30,11 @@ enum Kind {
     foreign,
     noScanner,
     unresolved,
-    hangingLoad
+    hangingLoad,
+    throwingOwn,
+    throwingStandard,
+    noisy,
+    endingLate
 };
 
 std::string g_log;
@@ -43,6 +50,18 @@ public:
 private:
     char m_name;
 };
+
+/// Its code goes with the module.
+class Failure : public KxException {
+    KxString ComposeText() override { return L"a failure of the module's own"; }
+};
+
+/// Ends the program as if all were well, when the module goes.
+struct AtTheEnd {
+    ~AtTheEnd() {
+        if (HBTOOLS_DRIVER_KIND == endingLate) std::_Exit(0);
+    }
+} const g_atTheEnd;
 
 class Plain : public KxDriverObject {};
 
@@ -90,6 +109,13 @@ KxDriverObject* NewObject(KxDriver&) {
     switch (HBTOOLS_DRIVER_KIND) {
         case throwing: throw new KxException(KxString(L"the device is switched off"));
         case throwingInt: throw 5;
+        case throwingOwn: throw new Failure;
+        case throwingStandard: throw std::runtime_error("no such port");
+        case noisy:  // half a line, and a helper that keeps standard output open
+            if (::fork() == 0) ::execl("/bin/sleep", "sleep", "30", nullptr);
+            std::fputs("bye", stdout);
+            std::fflush(stdout);
+            break;
         case crashing: *reinterpret_cast<int volatile*>(g_nowhere) = 1; break;
         case hanging:
             while (isOn) {}
