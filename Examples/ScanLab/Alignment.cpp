@@ -4,6 +4,7 @@
 
 #include "Deviations.h"
 #include "Neighbours.h"
+#include "Operators/TextIds.h"
 
 #include <hbtools/base/syException.h>
 
@@ -102,7 +103,7 @@ public:
         }
         KxVec x;
         if (!KxMatrix::SolveEquationSystem(products, x, m_sides))
-            throw new KxException(L"Alignment", __LINE__, KxString(L"The surfaces do not tell a motion"));
+            throw new KxException(L"Alignment", __LINE__, TextOf(Text::NoMotion));
         KxVec3d const turn(x[0], x[1], x[2]);
         KxVec3d back(middle);
         back.Negate();
@@ -159,15 +160,14 @@ double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion
 }
 
 [[noreturn]] void ThrowApart() {
-    throw new KxException(L"Alignment", __LINE__, KxString(L"The two scans have no surface in common"));
+    throw new KxException(L"Alignment", __LINE__, TextOf(Text::NothingInCommon));
 }
 
 }  // namespace
 
 Alignment Align(Scan const& moving, Scan const& fixed, Progress progress) {
     if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints) {
-        throw new KxException(L"Alignment", __LINE__,
-                              KxxFormat(L"An alignment needs %d points of each scan", fewestPoints));
+        throw new KxException(L"Alignment", __LINE__, FormatOf(Text::FewToAlign, fewestPoints));
     }
     Box const box = CoreBoxOf(moving), fixedBox = CoreBoxOf(fixed);
     double const size = fixedBox.Diagonal();
@@ -176,7 +176,7 @@ Alignment Align(Scan const& moving, Scan const& fixed, Progress progress) {
     KxTArray<KxVec3d> const all(inside.Data(), inside.Size());
     KxTArray<KxVec3d> const points = Thinned(Inside(moving, box, preparing.Part(0.1, 0.2)), mostCompared);
     double const spacing = Spacing(all, preparing.Part(0.2, 1));
-    if (!(spacing < size)) throw new KxException(L"Alignment", __LINE__, KxString(L"The fixed scan has no extent"));
+    if (!(spacing < size)) throw new KxException(L"Alignment", __LINE__, TextOf(Text::NoExtent));
     double const finest = KxMath::Max(neighbourhood * spacing, 1e-9 * size);
 
     Alignment result;

@@ -85,9 +85,7 @@ Application::Application(KxString const& iniFile, KxString const& folder, KxStri
     m_session.languages = m_languages.get();
     InsertOperators(m_operators, m_session);
     try {
-        if (path.Len() == 0)
-            throw new KxException(
-                KxString(L"there is no folder for settings: neither XDG_CONFIG_HOME nor HOME is set"));
+        if (path.Len() == 0) throw new KxException(TextOf(Text::NoPlace));
         if (!KxDirEntry(path).Exists(1)) MakeIniFile(path, m_operators);
         auto manager = std::make_unique<KxExceptionManager>();
         manager->Initialize(path);
@@ -96,8 +94,11 @@ Application::Application(KxString const& iniFile, KxString const& folder, KxStri
         m_session.settingsFile = path;
         m_manager = std::move(manager);
     } catch (CException* exception) {
-        if (iniFile.Len() > 0) throw;  // the user named it
-        PrintError(KxString(L"running without settings and log: ") + CException::TextOf(*exception));
+        if (iniFile.Len() > 0) {                                // the user named it
+            static_cast<void>(CException::TextOf(*exception));  // composed while its language is here
+            throw;
+        }
+        PrintError(FormatOf(Text::WithoutSettings, CException::TextOf(*exception)));
         exception->Delete();
     }
     pExceptionMgr = m_manager.get();

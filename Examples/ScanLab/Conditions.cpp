@@ -44,7 +44,7 @@ KxPropertyList& AddList(KxPropertyList& list, wchar_t const* name, unsigned long
 KxPropertyList ConditionsOfPlate() {
     KxPropertyList conditions(L"Conditions", L"Conditions", general);
     AddText(conditions, L"Operator", L"Operator     %s", L"J. Kr\u00e4mer", general);
-    AddText(conditions, L"Part", L"Part         %s", L"Platte 160 x 100, 4 Bohrungen", general);
+    AddText(conditions, L"Part", L"Part         %s", L"Plate 160 x 100, 4 bores", general);
     AddNumber<double>(conditions, L"Temperature", L"Temperature  %.1f \u00b0C", 20.3, general);
     AddNumber<double>(conditions, L"Humidity", L"Humidity     %.0f %%", 46.0, general);
     KxPropertyList& scanner = AddList(conditions, L"Device", device);

@@ -3,6 +3,7 @@
 #include "HistogramPicture.h"
 
 #include "Deviations.h"
+#include "Operators/TextIds.h"
 #include "Print.h"
 
 #include <hbtools/base/syEncoding.h>
@@ -76,8 +77,7 @@ std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, 
             if (std::isfinite(*next)) deviations.Add(*next);
     });
     int const notFinite = values.Count() - deviations.Count();
-    if (!deviations.IsValid())
-        throw new KxException(L"HistogramPicture", __LINE__, KxString(L"There are no deviations to be drawn"));
+    if (!deviations.IsValid()) throw new KxException(L"HistogramPicture", __LINE__, TextOf(Text::NothingToDraw));
     Core const core = CoreOf(deviations, 8, progress.Part(0.2, 0.8));
     double const sigma = core.sigma > 0 ? core.sigma : 1.0;
     double const low = core.mean - shownSigmas * sigma, high = core.mean + shownSigmas * sigma;

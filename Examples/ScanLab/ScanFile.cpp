@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "ScanFile.h"
 
+#include "Operators/TextIds.h"
+
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
@@ -221,7 +223,7 @@ StoredScan Load(KxString const& path, Progress progress) {
     KxBinHeader header(headerLen);
     archive >> header;
     if (!header.IsIntel() || header.GetLen() != headerLen)
-        throw new KxFileException(L"ScanFile", __LINE__, path + L" is not a scan file");
+        throw new KxFileException(L"ScanFile", __LINE__, FormatOf(Text::NoScanFile, path));
     archive >> KxNullTag(scanMarker);
     archive.LevelDown();
     LoadFit(archive, stored);

@@ -56,7 +56,7 @@ double DistanceToNearestBore(double x, double y) {
 
 Scan MakeSyntheticPlate(int count, Progress progress) {
     Scan scan;
-    scan.name = KxString(L"Platte mit Bohrungen");
+    scan.name = KxString(L"Plate with bores");
     scan.source = KxString(L"synthetic");
     scan.unit = KxString(L"mm");
     scan.conditions = ConditionsOfPlate();
@@ -80,7 +80,7 @@ Scan MakeSyntheticPlate(int count, Progress progress) {
 
 Scan MakeSyntheticSphere(int count, double radius, Progress progress) {
     Scan scan;
-    scan.name = KxString(L"Kugel");
+    scan.name = KxString(L"Sphere");
     scan.source = KxString(L"synthetic");
     scan.unit = KxString(L"mm");
     scan.points.Reserve(count);

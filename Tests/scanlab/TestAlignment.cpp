@@ -4,6 +4,7 @@
 #include "Deviations.h"
 #include "HistogramPicture.h"
 #include "Neighbours.h"
+#include "Operators/TextIds.h"
 #include "SyntheticPlate.h"
 
 #include "hbtools/base/syException.h"
@@ -60,15 +61,19 @@ TEST(Alignment, FindsAKnownMotion) {
 }
 
 TEST(Alignment, RefusesWhatCannotBeAligned) {
+    UseTexts();
     Scan const plate = MakeSyntheticPlate(4000), few = MakeSyntheticPlate(fewestPoints - 1);
-    EXPECT_EQ(test::Thrown<KxException>([&] { Align(few, plate); }), "An alignment needs 200 points of each scan");
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(few, plate); }),
+              "Ausrichten braucht 200 Punkte von jedem Datensatz");
     Scan const away = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(1000, 0, 0)));
-    EXPECT_EQ(test::Thrown<KxException>([&] { Align(away, plate); }), "The two scans have no surface in common");
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(away, plate); }),
+              "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
     Scan spot;
     for (int i = 0; i < 300; ++i) spot.Add(KxVec3d(1, 2, 3));
-    EXPECT_EQ(test::Thrown<KxException>([&] { Align(spot, spot); }), "The fixed scan has no extent");
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(spot, spot); }), "Der feste Datensatz hat keine Ausdehnung");
     Scan touching = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(157, 0, 0)));  // a strip of 3 mm out of 160
-    EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, plate); }), "The two scans have no surface in common");
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, plate); }),
+              "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
     Scan flat;  // nothing holds it in its plane: it stays where it is
     for (int i = 0; i < 50; ++i)
         for (int j = 0; j < 50; ++j) flat.Add(KxVec3d(j, i, 0));
@@ -128,7 +133,10 @@ TEST(PlaneFit, HoldsForEveryUnitAndShape) {
     }
 }
 
-class Picture : public test::TempFolder {};
+class Picture : public test::TempFolder {
+protected:
+    Picture() { UseTexts(); }
+};
 
 TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
     KxHistogram deviations;
@@ -156,7 +164,7 @@ TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
     for (char const* part : {"from 999.9995 to 1000.0005", ">1000.001<", "1 values are no finite numbers"})
         EXPECT_NE(Get("a.svg").find(part), std::string::npos) << part << "\n" << Get("a.svg");
     EXPECT_EQ(test::Thrown<KxException>([&] { SaveHistogramPicture(Path("b.svg"), KxHistogram(), L"", L""); }),
-              "There are no deviations to be drawn");
+              "Es gibt keine Abweichungen zu zeichnen");
     EXPECT_EQ(CountFiles(), 1u);
 }
 

@@ -39,7 +39,7 @@ TEST_F(Operators, AMeasuredPlateFromTheScanToTheFiles) {
            {"Save whole plate 32 TRUE;", "/out/whole.tag      2.0 MB, stored"},
            {"Save whole plate 64 TRUE;", "every bit the same\n"},
            {"Load '" + File("out/whole.tag").string() + "';", "nicht"},  // quotes are double ones
-           {"Load \"" + File("out/whole.tag").string() + "\" again;", "again: Platte mit Bohrungen"},
+           {"Load \"" + File("out/whole.tag").string() + "\" again;", "again: Plate with bores"},
            {"List FALSE;", "again       40000 points in mm, , plane, 40000 deviations\n"},
            {"Histogram picture \"Platte <1>\" (1,2,3) (255,0,16);", "/out/picture.svg\n"},
            {"Remove again;", "="},
@@ -93,7 +93,7 @@ TEST_F(Operators, FailuresNameOperatorAndParameter) {
         {"Split * * b;", about("Split", "First", "Es gibt keinen Datensatz \"*\"")},
         {"Align plate plate;", about("Align", "Fixed", "Die beiden Datensätze sind derselbe")},
         {"Split * a b;", "Split       into a and b\n"},
-        {"Align b a;", head + "Align\": An alignment needs 200 points of each scan"},
+        {"Align b a;", head + "Align\": Ausrichten braucht 200 Punkte von jedem Datensatz"},
         {"Align b a TRUE;", "Alignment   skipped"},
         {"Export scan.xyz;", about("Export", "File", "Die Endung von \"scan.xyz\" nennt kein Format")},
         {"Save /dev/null/x;", about("Save", "File", "Der Ordner \"/dev/null\" kann nicht angelegt werden")},

@@ -83,8 +83,7 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
         {"run " + Path("broken.mac"), 1,
          "broken.mac\", Zeile 3: Kommandozeileninterpretation: Operator \"FitPlane\": Die Zuweisung des Parameters "
          "\"Passes\""},
-        {"run " + Path("open.mac"), 1,
-         "=scanlab: ended by a command without a semicolon, which only sets parameters\n"},
+        {"run " + Path("open.mac"), 1, "=scanlab: beendet von einem Befehl ohne Semikolon, der nur Parameter setzt\n"},
         {"run " + Path("nul.mac"), 1, "Zeile 2"},
         {"run " + Path("long.mac"), 1, "Zeile 2"},
         {"run " + Path("."), 1, "Zeile 1"},
@@ -94,11 +93,11 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
         {"do " + plate + " 'Nobody;' 'List;'", 1, "scanlab: Kommandozeileninterpretation: Der Operator \"Nobody\" ist"},
         {"do 'help Split'", 0, "=Split: Teilen\n"},
         {"< " + Path("lines"), 0, "\nplate       500 points"},
-        {"< " + Path("bad"), 1, "scanlab: line 3: Kommandozeileninterpretation: Der Operator \"Nobody\" ist"},
-        {"< " + Path("odd"), 1, "scanlab: line 2: Kommandozeile: \"\"List;\" Schlie\u00dfende"},
-        {"< " + Path("wide"), 1, "=scanlab: line 1: the line is too long\n"},
+        {"< " + Path("bad"), 1, "scanlab: Zeile 3: Kommandozeileninterpretation: Der Operator \"Nobody\" ist"},
+        {"< " + Path("odd"), 1, "scanlab: Zeile 2: Kommandozeile: \"\"List;\" Schlie\u00dfende"},
+        {"< " + Path("wide"), 1, "=scanlab: Zeile 1: die Zeile ist zu lang\n"},
         {"< /dev/null", 0, "="},
-        {"< " + Path("."), 1, "reading failed"},
+        {"< " + Path("."), 1, "das Lesen ist fehlgeschlagen"},
         {"demo a b", 1, "not expected: b"},
     };
     for (Case const& c : cases) {

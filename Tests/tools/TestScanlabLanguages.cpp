@@ -13,6 +13,7 @@ TEST_F(Programs, ScanlabSpeaksTheLanguageThatIsChosen) {
     Write("german.ini", "[ScanLab]\nProfiling=FALSE\nLanguage=GERMAN\n");
     Write("english.ini", "[ScanLab]\nProfiling=FALSE\nLanguage=enu\n");
     Write("wrong.ini", "[ScanLab]\nProfiling=FALSE\nLanguage=KLINGON\n");
+    Write("bad.ini", "[ScanLab]\nProfiling=MAYBE\n");
     Write("more.ini", "[ScanLab]\nProfiling=FALSE\nLanguage=PSEUDO\n[Languages]\nPSEUDO=257;1\nBAVARIAN=7;1\n");
     struct Case {
         char const* user;  // what the environment says
@@ -30,7 +31,8 @@ TEST_F(Programs, ScanlabSpeaksTheLanguageThatIsChosen) {
           Case{"C", "", "--language DEU", germanHead, german},
           Case{"C", "more", "--language bavarian", germanHead, german},
           Case{"C", "more", "", "Ķöɱɱáñðö", "~]"},  // every text of both, whatever it says
-          Case{"C", "wrong", "", "", "\"KLINGON\""}, Case{"C", "", "--language XX", "", "\"XX\""}}) {
+          Case{"de_DE", "bad", "--language ENU", "", "The key 'Profiling'"}, Case{"C", "wrong", "", "", "\"KLINGON\""},
+          Case{"C", "", "--language XX", "", "\"XX\""}}) {
         std::string const command = std::string("LANG=") + user + " ./scanlab " +
                                     (*ini ? "--ini " + Path((std::string(ini) + ".ini").c_str()) : "") +
                                     " do 'FitPlane;' " + options;
@@ -55,6 +57,14 @@ TEST_F(Programs, ScanlabSwitchesItsLanguageAtRunTime) {
         Outcome const page = Call(std::string("./scanlab --help-operators --language ") + language);
         EXPECT_NE(page.output.find(name), std::string::npos) << language;
     }
+    // So do drivers, which come later than the choice, and their failures.
+    Outcome const device = Call("./scanlab do 'Devices;' 'SetDevice * Start -1;' 'Measure;' --language ENU");
+    EXPECT_NE(device.output.find("Points per line"), std::string::npos) << device.output;
+    EXPECT_NE(device.output.find("The device is switched off"), std::string::npos) << device.output;
+    // Nothing is left of the language that is built in.
+    Outcome const plate = Call("./scanlab demo --points 20000 --language ENU --out " + Path("out"));
+    for (char const* word : {"Platte", "Bohrung", "Kugel", "Datens"})
+        EXPECT_EQ(plate.output.find(word), std::string::npos) << plate.output;
 }
 
 }  // namespace

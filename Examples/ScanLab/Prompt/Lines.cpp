@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "Lines.h"
 
+#include "../Operators/TextIds.h"
+
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
 
@@ -17,10 +19,10 @@ bool Lines::Next(KxString& line) {
     int c = 0;
     while ((c = std::getc(stdin)) != EOF && c != '\n') {
         if (bytes.empty()) ++m_number;
-        if (bytes.size() == longest) throw new KxException(L"Lines", __LINE__, KxString(L"the line is too long"));
+        if (bytes.size() == longest) throw new KxException(L"Lines", __LINE__, TextOf(Text::LineTooLong));
         bytes += static_cast<char>(c);
     }
-    if (c == EOF && std::ferror(stdin)) throw new KxException(L"Lines", __LINE__, KxString(L"reading failed"));
+    if (c == EOF && std::ferror(stdin)) throw new KxException(L"Lines", __LINE__, TextOf(Text::ReadingFails));
     if (c == EOF && bytes.empty()) return false;
     if (bytes.empty()) ++m_number;
     if (bytes.ends_with('\r')) bytes.pop_back();

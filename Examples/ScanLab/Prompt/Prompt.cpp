@@ -87,7 +87,7 @@ OperatorReturnCode Prompt::RunInput() {
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
         auto* const named = new KxException(L"Prompt", __LINE__,
-                                            KxxFormat(L"line %d: %s", lines.Number(), CException::TextOf(*exception)));
+                                            FormatOf(Text::AtLine, lines.Number(), CException::TextOf(*exception)));
         exception->Delete();
         throw named;
     }
