@@ -23,7 +23,7 @@ protected:
         std::ostringstream image;
         for (auto const& entry : session.Entries())
             image << test::U(entry->name) << ' ' << std::hash<std::string_view>()(bytes(entry->stored.scan.points))
-                  << ' ' << int(entry->stored.fit) << ' ' << entry->stored.deviations.Count() << ' ' << entry->isMoved
+                  << ' ' << int(entry->stored.fit) << ' ' << entry->stored.deviations->Count() << ' ' << entry->isMoved
                   << '\n';
         image << test::U(session.Find(L"*").name) << '\n';
         for (DeviationSet const& set : session.Deviations()) image << test::U(set.title) << set.values.Count() << '\n';

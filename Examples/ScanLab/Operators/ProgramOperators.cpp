@@ -76,6 +76,7 @@ void InsertOperators(KxOperatorMgr& manager, Session& session) {
     InsertScanOperators(manager, session);
     InsertFitOperators(manager, session);
     InsertOutputOperators(manager, session);
+    InsertHistoryOperators(manager, session);
     InsertProgramOperators(manager, session);
 }
 

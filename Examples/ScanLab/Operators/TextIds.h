@@ -30,7 +30,14 @@ enum OperatorId : unsigned short {
     RemoveId = 1750,
     MacroId = 1800,
     SaveSettingsId = 1850,
-    LoadSettingsId = 1900
+    LoadSettingsId = 1900,
+    UndoId = 1950,
+    RedoId = 1960,
+    StepsId = 1970,
+    ExportConditionsId = 2000,
+    ImportConditionsId = 2030,
+    PackId = 2060,
+    UnpackId = 2090
 };
 
 enum class Text : unsigned short {
@@ -51,6 +58,21 @@ enum class Text : unsigned short {
     SameScan = 3014,
     NoFolder = 3015,
     Cancelled = 3016,
+    NotUndoable = 3017,
+    NothingToUndo = 3018,
+    NothingToRedo = 3019,
+    InElement = 3020,
+    NoConditions = 3021,
+    UnknownElement = 3022,
+    UnknownAttribute = 3023,
+    AttributeMissing = 3024,
+    NameTwice = 3025,
+    NoValue = 3026,
+    BadContent = 3027,
+    OtherUnit = 3028,
+    NotExportable = 3029,
+    NoFile = 3030,
+    FolderNotEmpty = 3031,
     Operators = 3100,
     Parameter = 3101,
     Type = 3102,
