@@ -39,7 +39,8 @@ struct StoredScan {
     FitKind fit = FitKind::none;
     Plane plane;
     Sphere sphere;
-    Shared<KxN::KxHistogram> deviations{KxN::KxHistogram(4096)};  // from the one that `fit` says, in the order of the points; or empty
+    Shared<KxN::KxHistogram> deviations{
+        KxN::KxHistogram(4096)};  // from the one that `fit` says, in the order of the points; or empty
 
     /// Forgets the shape, which is none of the scan's any more.
     void DropFit();

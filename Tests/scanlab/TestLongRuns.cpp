@@ -26,7 +26,7 @@ protected:
                   << ' ' << int(entry->stored.fit) << ' ' << entry->stored.deviations->Count() << ' ' << entry->isMoved
                   << '\n';
         image << test::U(session.Find(L"*").name) << '\n';
-        for (DeviationSet const& set : session.Deviations()) image << test::U(set.title) << set.values.Count() << '\n';
+        for (auto const& set : session.Deviations()) image << test::U(set->title) << set->values->Count() << '\n';
         image << session.Fits().size() << '\n';
         for (auto const& file : std::filesystem::recursive_directory_iterator(m_folder))
             if (file.is_regular_file())
@@ -36,9 +36,8 @@ protected:
 };
 
 TEST_F(LongRuns, AnAbortAtAnyReportLeavesAllAsItWas) {
-    for (std::string const line :
-         {"Synthesize plate FALSE 80000;", "FitPlane;", "Deviations;", "Split * first second;",
-          "Export out.ply first;", "Export out.csv first;", "Save saved;"})
+    for (std::string const line : {"Synthesize plate FALSE 80000;", "FitPlane;", "Deviations;", "Split * first second;",
+                                   "Export out.ply first;", "Export out.csv first;", "Save saved;"})
         ASSERT_EQ(Run(line).find('['), std::string::npos) << line;
     for (char const* name : {"out/new.ply", "out/new.csv", "out/new.tag", "out/new.svg", "out/new.html"})
         Put(name, "former");

@@ -19,8 +19,8 @@ TEST_F(Prompt, CompletesNamesEntriesScansAndFiles) {
     Put("a scan.ply", "");
     Put("b.txt", "");
     std::filesystem::create_directory(File("deep"));
-    session.Add(L"plate one", L"", {});
-    session.Add(L"plain", L"", {});
+    Add(L"plate one", {});
+    Add(L"plain", {});
     std::string const at = m_folder.string() + "/";
     struct Case {
         std::string line;

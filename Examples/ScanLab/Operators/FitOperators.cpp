@@ -126,7 +126,7 @@ protected:
             progress = progress.Stage(L"deviations", 0, 1);
             Progress const first = progress.Part(0, 0.3);
             Shared<KxHistogram> const values = isPlane ? DeviationsFrom(stored.plane, stored.scan, first)
-                                               : DeviationsFrom(stored.sphere, stored.scan, first);
+                                                       : DeviationsFrom(stored.sphere, stored.scan, first);
             KxString const title = KxxFormat(L"%s: deviations from the %s of best fit", stored.scan.name, shape);
             return Found{DeviationSet(title, stored.scan.unit, values, stored.scan.points),
                          CoreOf(values, 8, progress.Part(0.4, 1))};

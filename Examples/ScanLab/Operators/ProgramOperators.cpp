@@ -76,6 +76,8 @@ void InsertOperators(KxOperatorMgr& manager, Session& session) {
     InsertScanOperators(manager, session);
     InsertFitOperators(manager, session);
     InsertOutputOperators(manager, session);
+    InsertConditionsOperators(manager, session);
+    InsertPackOperators(manager, session);
     InsertHistoryOperators(manager, session);
     InsertProgramOperators(manager, session);
 }

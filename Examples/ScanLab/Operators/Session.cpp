@@ -54,9 +54,13 @@ bool Session::Change(KxString const& step, Content next) {
     return isKept;
 }
 
+KxString Session::PathInFolder(KxString const& name) const {
+    return KxString((KxDirEntry(m_folder) + KxDirEntry(name)).GetFull());
+}
+
 KxString Session::OutputPath(KxString const& name) const {
     if (name.Len() == 0) throw new KxException(L"Session", __LINE__, TextOf(Text::NoFileName));
-    KxDirEntry const path(KxDirEntry(m_folder) + KxDirEntry(name));
+    KxDirEntry const path(PathInFolder(name));
     KxDirEntry const folder(path.GetPath());
     if (folder.GetFull().Len() > 0 && !KxTools::FileStat(folder).GetKind() && !folder.MakeDir(1))
         throw new KxFileException(L"Session", __LINE__, FormatOf(Text::NoFolder, folder.GetFull()));

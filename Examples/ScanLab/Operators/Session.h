@@ -41,6 +41,8 @@ public:
     void Redo() { m_history.Redo(); }
     KxN::KxUndoRedo const& History() const { return m_history; }
 
+    /// The path of a name: in the folder of the session unless it is absolute.
+    KxN::KxString PathInFolder(KxN::KxString const& name) const;
     /// Where a file of that name is to be written; its folder is made. @throws KxException if the name is empty,
     /// KxFileException if the folder cannot be made
     KxN::KxString OutputPath(KxN::KxString const& name) const;
