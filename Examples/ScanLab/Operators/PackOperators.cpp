@@ -38,8 +38,8 @@ public:
     explicit PackCommand(Session& session) : CommandOf(PackId, session) {
         AddFile(File, {L"zip"}, false, L"results.zip");
         AddText(Files, L"*");
-        AddText(Folder, L"");
-        AddText(Comment, L"");
+        AddText(Folder, L"*");
+        AddText(Comment, L"*");
     }
 
 protected:
@@ -50,13 +50,13 @@ protected:
         KxTDynArray<SxZipSource> sources;
         double megabytes = 0;
         for (KxString const& file : files) {
-            sources.Add({file, GetParameterString(Folder)});
+            sources.Add({file, TextOrNone(Folder)});
             megabytes += MegabytesOf(file);
         }
         RunningWatch watch;
         InWorker([&](Progress progress) {
             progress = progress.Stage(L"packing", 0, 1);
-            KxZipHelper::CompressFiles(sources, path, GetParameterString(Comment), KxZipHelper::Mode::replace,
+            KxZipHelper::CompressFiles(sources, path, TextOrNone(Comment), KxZipHelper::Mode::replace,
                                        [&](ULONGLONG done, ULONGLONG all) { progress.Show(done, all); });
         });
         double const seconds = watch.Seconds();
@@ -68,6 +68,11 @@ protected:
     }
 
 private:
+    /// A command line has no empty texts.
+    KxString TextOrNone(unsigned short parameter) {
+        KxString const text = GetParameterString(parameter);
+        return text == L"*" ? KxString() : text;
+    }
     /// By name; without the archive, and what others are about to write.
     std::vector<KxString> Found(KxString const& archive) {
         KxDirEntry const pattern(m_session.PathInFolder(GetParameterString(Files)));
