@@ -245,8 +245,9 @@ public:
             Throw(__LINE__, L"Failed to go to first file in zip file: %s", m_zipFile);
         m_meter.Add(0);
         MakeFolder(KxDirEntry(m_folder));
-        ForEach(archive.get(),
-                [&](ZipEntry const& entry, KxString const& path) { TakeOut(archive.get(), entry, path); });
+        ForEach(archive.get(), [&](ZipEntry const& entry, KxString const& path) {
+            TakeOut(archive.get(), stream->File(), entry, path);
+        });
         if (m_unreadable.Len() > 0)
             Throw(__LINE__, L"Failed to open current file %s in zip file: %s: encrypted, or compressed by method %lu",
                   m_unreadable, m_zipFile, m_unreadableMethod);
@@ -294,7 +295,7 @@ private:
             Throw(__LINE__, L"Failed to open temp file: %s", KxString(folder.GetFull()));
     }
 
-    void TakeOut(unzFile archive, ZipEntry const& entry, KxString const& path) {
+    void TakeOut(unzFile archive, CFile& stream, ZipEntry const& entry, KxString const& path) {
         KxDirEntry const full(KxDirEntry(m_folder) + KxDirEntry(path));
         if (entry.IsFolder()) return MakeFolder(full);
         if (!entry.IsReadable()) {
@@ -305,27 +306,26 @@ private:
             return;
         }
         MakeFolder(KxDirEntry(full.GetPath()));
-        if (::unzOpenCurrentFile(archive) != UNZ_OK)
+        auto const content = OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile,
+                                     [&] { return std::make_unique<ZipContent>(archive, stream, entry); });
+        if (!content->IsOpen())
             Throw(__LINE__, L"Failed to open current file %s in zip file: %s", entry.name, m_zipFile);
         KxString const target(full.GetFull());
         std::optional<KxSafeFile> file;
         OrThrow(__LINE__, L"Failed to open temp file: %s", target, [&] { file.emplace(target); });
-        ULONGLONG size = 0;
         for (;;) {
-            int const count = ::unzReadCurrentFile(archive, m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
+            int const count = content->Read(m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
             if (count == 0) break;
             if (count < 0) Throw(__LINE__, L"Failed to read current file %s in zip file: %s", entry.name, m_zipFile);
             if (static_cast<ULONGLONG>(count) > m_left)
                 Throw(__LINE__, L"Failed to read current file %s in zip file: %s: more data than allowed", entry.name,
                       m_zipFile);
             m_left -= static_cast<ULONGLONG>(count);
-            size += static_cast<ULONGLONG>(count);
             OrThrow(__LINE__, L"Failed to write file: %s", target,
                     [&] { file->Write(m_buffer.data(), static_cast<std::size_t>(count)); });
             m_meter.Add(static_cast<ULONGLONG>(count));
         }
-        // The library looks at the checksum only if the size is what was said.
-        if (::unzCloseCurrentFile(archive) != UNZ_OK || size != entry.info.uncompressed_size)
+        if (!content->IsRight())
             Throw(__LINE__, L"Failed to read current file %s in zip file: %s: wrong checksum", entry.name, m_zipFile);
         OrThrow(__LINE__, L"Failed to write file: %s", target, [&] { file->Commit(); });
         SetDosTime(target, entry.info.dosDate);
