@@ -328,7 +328,7 @@ private:
     KxString FormatWithUnit(KxString const& otherwise) {
         KxString const unit = Take(L"unit", KxString());
         if (!Has(L"format")) return unit.Len() > 0 ? otherwise + L" " + KxString(InFormat(unit.View())) : otherwise;
-        KxString const format = Take(L"format");
+        KxString format = Take(L"format");
         if (unit.Len() > 0 && unit.View() != UnitIn(format.View())) Fail(FormatOf(Text::OtherUnit, unit, format));
         return format;
     }
