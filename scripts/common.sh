@@ -33,7 +33,8 @@ python3 the tests of JSON output
 chromium the test of the page that hbtag makes
 zip archives by another program
 unzip the same
-p7zip-full the same'
+p7zip-full the same
+binutils-mingw-w64-x86-64 a version block made by another program'
 packages_fuzz='
 clang the compiler with the fuzzing engine
 libclang-rt-14-dev the fuzzing engine and its sanitizers'

@@ -1,14 +1,12 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What happens to the locks of a thread that was killed.
+// What happens to the locks of a thread that has ended.
 #pragma once
-
-#include <thread>
 
 namespace KxN::detail {
 
-/// Gives back every CMutex that the thread, which is gone, has held.
-void Abandon(std::thread::id thread);
+/// Gives back every CMutex that the thread holds. Takes no memory: it is called at places where a thread was killed.
+void Abandon(unsigned long long threadIdentity) noexcept;
 
 }  // namespace KxN::detail

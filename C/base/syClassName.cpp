@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/base/syClassName.h"
 
+#include "base/posix/syMutex.h"
+
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -30,7 +31,7 @@ struct TextHash : std::hash<std::string_view> {
 // Kept by the compiler's name and not by the type_info, which goes when the module of its class is unloaded.
 KxString const& KxxClassName(std::type_info const& type) {
     // Never destroyed: static objects may still report failures while the process ends.
-    static auto& mutex = *new std::mutex;
+    static auto& mutex = *new detail::Mutex;
     static auto& names = *new std::unordered_map<std::string, KxString, TextHash, std::equal_to<>>;
     std::string_view const mangled = type.name();
     std::lock_guard const lock(mutex);

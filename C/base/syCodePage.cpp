@@ -5,13 +5,14 @@
 // process: Windows-1252 from constants, the others by ICU.
 #include "hbtools/base/syEncoding.h"
 
+#include "base/posix/syMutex.h"
+
 #include <unicode/ucnv.h>
 
 #include <algorithm>
 #include <array>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace KxN {
@@ -96,13 +97,17 @@ std::unique_ptr<CodePage> MakeCodePage(unsigned codePage) {
 
 /// The one table of a code page in this process, made at its first use; null if there is none.
 CodePage const* FindCodePage(unsigned codePage) {
-    static std::mutex mutex;
+    static detail::Mutex mutex;
     static auto& pages = *new std::map<unsigned, std::unique_ptr<CodePage>>;  // lives on for late destructors
+    {
+        std::lock_guard const lock(mutex);
+        auto const found = pages.find(codePage);
+        if (found != pages.end()) return found->second.get();
+    }
+    std::unique_ptr<CodePage> made = MakeCodePage(codePage);  // not under the lock: it may read files
+    if (!made) return nullptr;
     std::lock_guard const lock(mutex);
-    auto const found = pages.find(codePage);
-    if (found != pages.end()) return found->second.get();
-    std::unique_ptr<CodePage> made = MakeCodePage(codePage);
-    return made ? pages.emplace(codePage, std::move(made)).first->second.get() : nullptr;
+    return pages.try_emplace(codePage, std::move(made)).first->second.get();
 }
 
 constinit thread_local unsigned t_codePage = defaultCodePage;

@@ -6,6 +6,7 @@
 // is a keyed hash of the name, so that equal names look equal; nonces this long may be drawn at random for values.
 #include "hbtools/base/syEncryption.h"
 
+#include "base/posix/syMutex.h"
 #include "base/syEncryptionState.h"
 #include "base/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
@@ -14,7 +15,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <vector>
 
 #include <sodium.h>
@@ -63,6 +63,7 @@ struct Key : std::array<unsigned char, keySize> {
 }
 
 void Begin() {
+    KxN::detail::Hold const hold;  // it has a lock of its own
     static int const result = sodium_init();
     if (result < 0) Throw(KxN::text::EncryptionMissing, __LINE__);
 }
@@ -70,7 +71,7 @@ void Begin() {
 /// The state of the process, and the keys of the last passwords so that none is derived twice in a row.
 struct State {
     std::atomic<bool> isOn = false;
-    std::mutex mutex;
+    KxN::detail::Mutex mutex;
     CStringA current;  // the key in use, as a text
     struct Known {
         Key id, key;  // the id is a hash of the password: passwords are not kept
@@ -90,14 +91,18 @@ Key Derive(CStringA const& password) {
     auto const length = static_cast<std::size_t>(password.GetLength());
     crypto_generichash(id.data(), id.size(), bytes, length, salt, crypto_pwhash_SALTBYTES);
     State& state = TheState();
-    std::lock_guard const lock(state.mutex);
-    auto const found = std::find_if(state.known.begin(), state.known.end(),
-                                    [&](auto const& known) { return sodium_memcmp(&known.id, &id, sizeof id) == 0; });
-    if (found != state.known.end()) return found->key;
-    Key key;
+    auto const isIt = [&](State::Known const& known) { return sodium_memcmp(&known.id, &id, sizeof id) == 0; };
+    {
+        std::lock_guard const lock(state.mutex);
+        auto const found = std::find_if(state.known.begin(), state.known.end(), isIt);
+        if (found != state.known.end()) return found->key;
+    }
+    Key key;  // not under the lock: it takes its time
     if (crypto_pwhash(key.data(), key.size(), password.GetString(), length, salt, crypto_pwhash_OPSLIMIT_INTERACTIVE,
                       crypto_pwhash_MEMLIMIT_INTERACTIVE, crypto_pwhash_ALG_ARGON2ID13) != 0)
         throw new KxN::KxMemoryException(crypto_pwhash_MEMLIMIT_INTERACTIVE);
+    std::lock_guard const lock(state.mutex);
+    if (std::any_of(state.known.begin(), state.known.end(), isIt)) return key;  // another thread was faster
     if (state.known.size() == most) state.known.erase(state.known.begin());
     state.known.push_back({id, key});
     return key;

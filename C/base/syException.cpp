@@ -184,7 +184,8 @@ void KxDllException::BuildMessage() {
 }
 
 void KxDllLoadException::BuildMessage() {
-    m_message = Format(text::DllLoadError, GetName(), GetCode());
+    m_message = !GetReason() ? Format(text::DllLoadError, GetName(), GetCode())
+                             : Format(text::DllLoadReason, GetName(), GetCode(), GetReason());
     KxDllException::BuildMessage();
 }
 

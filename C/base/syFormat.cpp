@@ -6,6 +6,8 @@
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syString.h"
 
+#include "base/syConversion.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -26,19 +28,6 @@ std::string_view ViewOf(CStringT<char> const& text) {
 }
 
 namespace {
-
-/// One conversion, such as %-8.3lf.
-struct Conversion {
-    bool left = false;
-    bool plus = false;
-    bool blank = false;
-    bool alternative = false;
-    bool zero = false;
-    bool wide64 = false;  // a length mark for 64 bits was given
-    int width = 0;
-    int precision = -1;  // -1: none
-    wchar_t kind = 0;
-};
 
 using Buffer = fmt::basic_memory_buffer<char, 500>;
 
@@ -66,92 +55,43 @@ private:
         std::size_t const start = m_position;
         std::size_t const firstArgument = m_next;
         std::optional<Conversion> const conversion = Parse();
+        // One that names its argument leaves the order of the others alone.
+        std::size_t const named = conversion ? static_cast<std::size_t>(conversion->position) : 0;
         if (conversion && conversion->kind == L'%') {
             m_out += L'%';
-        } else if (conversion && m_next < m_count) {
-            FormatArgumentAs(*conversion, m_arguments[m_next++]);
+        } else if (conversion && (named > 0 ? named <= m_count : m_next < m_count)) {
+            FormatArgumentAs(*conversion, m_arguments[named > 0 ? named - 1 : m_next++]);
         } else {
             m_next = firstArgument;
             m_out.append(m_format, start, m_position - start);
         }
     }
 
-    bool Accept(wchar_t character) {
-        if (m_position == m_format.size() || m_format[m_position] != character) return false;
-        ++m_position;
-        return true;
-    }
-
     /// Reads a conversion. None, with the position behind what was read, if it is not one that is known.
     std::optional<Conversion> Parse() {
         Conversion c;
-        ++m_position;  // the percent sign
-        for (bool more = true; more;) {
-            if (Accept(L'-'))
-                c.left = true;
-            else if (Accept(L'+'))
-                c.plus = true;
-            else if (Accept(L' '))
-                c.blank = true;
-            else if (Accept(L'#'))
-                c.alternative = true;
-            else if (Accept(L'0'))
-                c.zero = true;
-            else
-                more = false;
-        }
-        int const width = ParseNumber(0);
+        ConversionReader<wchar_t> reader(m_format, m_position);
+        bool const isKnown = reader.Read(c);
+        m_position = reader.GetPosition();
+        if (!isKnown) return std::nullopt;
+        int const width = c.width == starCount ? TakeNumber(0) : c.width;
         c.left = c.left || width < 0;
         c.width = std::min(std::abs(width), m_limits.formatWidth);
-        if (Accept(L'.'))
-            c.precision = std::clamp(ParseNumber(0), -1, std::clamp(m_limits.formatPrecision, 0, mostPrecision));
-        ParseLength(c);
-        if (m_position == m_format.size()) return std::nullopt;
-        c.kind = m_format[m_position];
-        constexpr std::wstring_view known = L"%sScCdiuxXofFeEgGaAp";
-        // A wrong character is not swallowed: it may be the percent sign of the next conversion.
-        if (known.find(c.kind) == known.npos) return std::nullopt;
-        ++m_position;
+        if (c.precision == starCount) c.precision = TakeNumber(0);
+        c.precision = std::clamp(c.precision, -1, std::clamp(m_limits.formatPrecision, 0, mostPrecision));
         return c;
     }
 
-    /// A number or a star, which takes an argument. Huge numbers are cut; that is far above every limit.
-    int ParseNumber(int missing) {
-        if (Accept(L'*')) {
-            if (m_next >= m_count) return missing;
-            constexpr long long most = 1'000'000;
-            FormatArgument const& argument = m_arguments[m_next++];
-            if (auto const* const number = std::get_if<long long>(&argument))
-                return static_cast<int>(std::clamp(*number, -most, most));
-            if (auto const* const number = std::get_if<unsigned long long>(&argument))
-                return static_cast<int>(std::min<unsigned long long>(*number, most));
-            return missing;
-        }
-        int number = missing;
-        for (; m_position < m_format.size(); ++m_position) {
-            wchar_t const digit = m_format[m_position];
-            if (digit < L'0' || digit > L'9') break;
-            number = std::min(number * 10 + static_cast<int>(digit - L'0'), 1'000'000);
-        }
-        return number;
-    }
-
-    void ParseLength(Conversion& c) {
-        for (;;) {
-            std::wstring_view const rest = m_format.substr(m_position);
-            if (rest.starts_with(L"I64") || rest.starts_with(L"I32")) {
-                c.wide64 = rest[1] == L'6';
-                m_position += 3;
-            } else if (rest.starts_with(L"ll")) {
-                c.wide64 = true;
-                m_position += 2;
-            } else if (!rest.empty() && std::wstring_view(L"hlLjztq").find(rest[0]) != rest.npos) {
-                c.wide64 = c.wide64 || rest[0] == L'j' || rest[0] == L'z' || rest[0] == L't' || rest[0] == L'q';
-                ++m_position;
-            } else {
-                return;
-            }
-        }
+    /// The number that an argument gives for a star.
+    int TakeNumber(int missing) {
+        if (m_next >= m_count) return missing;
+        constexpr long long most = 1'000'000;
+        FormatArgument const& argument = m_arguments[m_next++];
+        if (auto const* const number = std::get_if<long long>(&argument))
+            return static_cast<int>(std::clamp(*number, -most, most));
+        if (auto const* const number = std::get_if<unsigned long long>(&argument))
+            return static_cast<int>(std::min<unsigned long long>(*number, most));
+        return missing;
     }
 
     void FormatArgumentAs(Conversion const& c, FormatArgument const& argument) {

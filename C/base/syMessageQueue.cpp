@@ -7,6 +7,7 @@
 #include "hbtools/base/syTimer.h"
 #include "hbtools/base/syWnd.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace KxN::detail {
@@ -26,19 +27,18 @@ constinit thread_local std::shared_ptr<MessageQueue> const* t_adopted = nullptr;
 /// Answers a sent message, whatever becomes of it.
 class Answering {
 public:
-    explicit Answering(std::shared_ptr<Answer> answer) : m_answer(std::move(answer)) {}
+    Answering(MessageQueue& queue, std::shared_ptr<Answer> answer) : m_queue(queue), m_answer(std::move(answer)) {}
     Answering(Answering const&) = delete;
     Answering& operator=(Answering const&) = delete;
     ~Answering() {
-        if (!m_answer) return;
-        m_answer->isDone = 1;
-        m_answer->sender->Signal();
+        if (m_answer) m_queue.GiveAnswer(*m_answer);
     }
     void SetResult(LRESULT result) {
         if (m_answer) m_answer->result = result;
     }
 
 private:
+    MessageQueue& m_queue;
     std::shared_ptr<Answer> m_answer;
 };
 
@@ -58,12 +58,23 @@ void MessageQueue::Adopt(std::shared_ptr<MessageQueue> const* queue) {
     t_adopted = queue;
 }
 
+void MessageQueue::GiveAnswer(Answer& answer) {
+    Hold const hold;
+    if (answer.sender) {
+        std::lock_guard const lock(m_mutex);
+        std::erase_if(m_answering, [&](auto const& one) { return one.get() == &answer; });
+    }
+    answer.isDone = 1;
+    if (answer.sender) answer.sender->Signal();
+}
+
 void MessageQueue::Signal() {
     m_word = 1;
     if (m_isAsleep) WakeOne(&m_word);
 }
 
 bool MessageQueue::Put(std::deque<Entry>& queue, Entry&& entry) {
+    Hold const hold;  // what was put in is told too
     {
         std::lock_guard const lock(m_mutex);
         if (m_isClosed || queue.size() >= KxxLimits().postedCalls) return false;
@@ -88,7 +99,7 @@ LRESULT MessageQueue::Send(MessageQueue& to, Entry entry) {
     if (!to.Put(to.m_sent, std::move(entry))) return 0;
     while (!answer->isDone) {
         own.m_word = 0;
-        if (own.RunSent() || answer->isDone) continue;
+        if (own.RunSent(~0ULL) || answer->isDone) continue;
         own.SleepUntil(std::nullopt);
     }
     own.m_word = 1;  // what came meanwhile is still to be looked at
@@ -114,20 +125,21 @@ bool MessageQueue::HasDue() {
 }
 
 void MessageQueue::Run(Entry& entry) {
-    Answering answering(std::move(entry.answer));
+    Answering answering(*this, std::move(entry.answer));
     if (entry.call.IsSet()) {
         entry.call.Call(reinterpret_cast<void*>(entry.lParam));
     } else if (!entry.window) {
         if (CWinThread* const thread = AfxGetThread())
             thread->OnThreadMessage(entry.message, entry.wParam, entry.lParam);
-    } else if (entry.window->window) {
-        answering.SetResult(entry.window->window->WindowProc(entry.message, entry.wParam, entry.lParam));
+    } else if (CWnd* const window = entry.window->window) {
+        answering.SetResult(window->WindowProc(entry.message, entry.wParam, entry.lParam));
     }
 }
 
-bool MessageQueue::RunSent() {
+bool MessageQueue::RunSent(unsigned long long end) {
     std::unique_lock lock(m_mutex);
-    if (m_sent.empty()) return false;
+    if (m_sent.empty() || m_sent.front().number >= end) return false;
+    m_answering.push_back(m_sent.front().answer);
     Entry entry = std::move(m_sent.front());
     m_sent.pop_front();
     lock.unlock();
@@ -162,7 +174,7 @@ void MessageQueue::DispatchDue() {
         end = m_numPosted;
     }
     Clock::time_point const now = m_timers.empty() ? Clock::time_point::min() : Clock::now();
-    while (RunSent() || RunPosted(end)) {}
+    while (RunSent(end) || RunPosted(end)) {}
     while (RunTimer(now)) {}
     Rest();
 }
@@ -170,12 +182,18 @@ void MessageQueue::DispatchDue() {
 bool MessageQueue::DispatchNext() {
     for (;;) {
         m_word = 0;
-        bool const isDone = RunSent() || RunPosted(~0ULL) || (!m_timers.empty() && RunTimer(Clock::now()));
+        bool const isDone = RunSent(~0ULL) || RunPosted(~0ULL) || (!m_timers.empty() && RunTimer(Clock::now()));
         Rest();
         if (isDone) return true;
         if (std::exchange(m_isQuitting, false)) return false;
         SleepUntil(m_timers.empty() ? Deadline() : m_timers.begin()->first);
     }
+}
+
+void MessageQueue::AwaitNext() {
+    m_word = 0;
+    if (!HasDue()) SleepUntil(m_timers.empty() ? Deadline() : m_timers.begin()->first);
+    m_word = 1;  // what came is still to be looked at
 }
 
 void MessageQueue::Quit(int exitCode) {
@@ -184,7 +202,7 @@ void MessageQueue::Quit(int exitCode) {
 }
 
 void MessageQueue::StartTimer(KxTimer& timer, unsigned long timeout) {
-    m_timers.emplace(Clock::now() + std::chrono::milliseconds(timeout), &timer);
+    m_timers.emplace(Clock::now() + std::chrono::milliseconds(std::min(timeout, INFINITE)), &timer);
     Rest();
 }
 
@@ -220,14 +238,20 @@ void MessageQueue::DropCalls() {
 }
 
 void MessageQueue::Close() {
+    Hold const hold;
     std::deque<Entry> sent, posted;
+    std::vector<std::shared_ptr<Answer>> answering;
     {
         std::lock_guard const lock(m_mutex);
         m_isClosed = true;
         sent.swap(m_sent);
         posted.swap(m_posted);
+        answering.swap(m_answering);
     }
-    for (Entry& entry : sent) Answering const answering(std::move(entry.answer));
+    for (auto const& entries : {&sent, &posted})
+        for (Entry const& entry : *entries)
+            if (entry.answer) answering.push_back(entry.answer);
+    for (auto const& answer : answering) GiveAnswer(*answer);
     for (auto const& [time, timer] : std::exchange(m_timers, {})) timer->m_queue.reset();
 }
 

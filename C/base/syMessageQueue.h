@@ -6,6 +6,7 @@
 #pragma once
 
 #include "base/posix/syFutex.h"
+#include "base/posix/syMutex.h"
 #include "base/posix/syWakeDescriptor.h"
 #include "hbtools/base/syLink.h"
 #include "hbtools/base/syThread.h"
@@ -13,7 +14,7 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
+#include <vector>
 
 namespace KxN {
 class KxTimer;
@@ -22,12 +23,17 @@ class KxTimer;
 namespace KxN::detail {
 
 struct WindowState {
-    CWnd* window = nullptr;  // null once it is destroyed; for the window's own thread
+    std::atomic<CWnd*> window = nullptr;  // null once it is destroyed
+    std::shared_ptr<MessageQueue> queue;
+    unsigned long number = 0;
 };
 
-/// The answer to a message that was sent.
+/// The state of the window of that number; null if it is destroyed. A number is never used again.
+std::shared_ptr<WindowState> FindWindow(unsigned long number);
+
+/// The answer to a message that was sent, or what becomes of one that was posted: done once it is handled or dropped.
 struct Answer {
-    std::shared_ptr<MessageQueue> sender;
+    std::shared_ptr<MessageQueue> sender;  // null for a posted one
     std::atomic<int> isDone = 0;
     LRESULT result = 0;
 };
@@ -59,6 +65,8 @@ public:
     /// Puts it in front of all that was posted, and waits for the answer.
     static LRESULT Send(MessageQueue& to, Entry entry);
     void Signal();
+    /// Of a message that was sent to this queue, with its result set.
+    void GiveAnswer(Answer& answer);
 
     // For the thread itself:
     bool HasDue();
@@ -66,6 +74,8 @@ public:
     void DispatchDue();
     /// Waits for one thing and runs it. False when the loop is to end.
     bool DispatchNext();
+    /// Waits until something is due.
+    void AwaitNext();
     void Quit(int exitCode);
     int GetExitCode() const { return m_exitCode; }
     void StartTimer(KxTimer& timer, unsigned long timeout);
@@ -73,7 +83,7 @@ public:
     /// A descriptor that can be read from whenever something is due.
     int GetDescriptor();
     void DropCalls();
-    /// The thread ends.
+    /// The thread ends, or was killed; also by who killed it.
     void Close();
 
 private:
@@ -81,16 +91,17 @@ private:
 
     bool Put(std::deque<Entry>& queue, Entry&& entry);
     void Run(Entry& entry);
-    bool RunSent();
+    bool RunSent(unsigned long long end);
     bool RunPosted(unsigned long long end);
     bool RunTimer(Clock::time_point due);
     void SleepUntil(Deadline deadline);
     void Rest();
 
-    std::mutex m_mutex;  // guards what follows, up to the word
+    Mutex m_mutex;  // guards what follows, up to the word
     std::deque<Entry> m_sent;
     std::deque<Entry> m_posted;
-    unsigned long long m_numPosted = 0;  // in all; numbers the entries
+    std::vector<std::shared_ptr<Answer>> m_answering;  // to sent messages that are being handled
+    unsigned long long m_numPosted = 0;                // in all; numbers the entries
     bool m_isClosed = false;
     std::unique_ptr<WakeDescriptor> m_descriptor;
     std::atomic<int> m_word = 0;  // 1 when something came

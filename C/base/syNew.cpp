@@ -7,7 +7,7 @@
 //
 // The run-time libraries of the sanitizers bring operators of their own, which tell new from malloc and stand before
 // ours: in those builds ours are left out, and the handlers are never called.
-#include "base/posix/syStopPoint.h"
+#include "base/posix/syMutex.h"
 #include "hbtools/base/syFault.h"
 #include "hbtools/base/syObject.h"
 
@@ -15,7 +15,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <exception>
-#include <mutex>
 #include <new>
 
 namespace KxN {
@@ -25,7 +24,7 @@ namespace {
 constinit thread_local unsigned long long t_requested = 0;
 constinit std::atomic<KxOutOfMemoryHandler> g_handler = nullptr;
 constinit std::atomic<KxUnexpectedFunction> g_unexpected = nullptr;
-constinit std::mutex g_mutex;
+constinit detail::Mutex g_mutex;
 constinit std::new_handler g_formerOfLanguage = nullptr;  // guarded by the mutex
 
 /// What the language knows of our handlers.

@@ -214,7 +214,7 @@ namespace KxN {
 KxString::KxString(char const* text) : String(KxxWidenText(text ? text : "")) {}
 KxString::KxString(KxResId const& resource) {
     CDynLinkLibrary const* const module = resource.GetModule() ? resource.GetModule() : AfxGetResourceModule();
-    if (module) m_text = KxxWidenUtf8(module->FindText(resource.GetId()));
+    if (module) *this = module->LoadText(resource.GetId());
 }
 
 KxString& KxString::operator=(KxTools::String const& text) {

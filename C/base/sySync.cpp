@@ -14,7 +14,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace KxN::detail {
@@ -24,7 +23,7 @@ namespace KxN::detail {
 struct Waiter {
     static constexpr int closed = -1;
 
-    std::thread::id const thread = std::this_thread::get_id();
+    unsigned long long thread = 0;  // 0 unless it waits for a mutex
     std::atomic<int> word = 0;
 };
 
@@ -39,14 +38,14 @@ struct Place {
 
 class SyncState {
 public:
-    SyncState() = default;
+    explicit SyncState(bool hasOwner = false) : m_hasOwner(hasOwner) {}
     SyncState(SyncState const&) = delete;
     SyncState& operator=(SyncState const&) = delete;
     virtual ~SyncState() = default;
 
     // Under the mutex:
-    virtual bool CanTake(std::thread::id thread) const = 0;
-    virtual void Take(std::thread::id thread) = 0;
+    virtual bool CanTake(unsigned long long thread) const = 0;
+    virtual void Take(unsigned long long thread) = 0;
 
     void Enqueue(Place& place) {
         place.previous = m_last;
@@ -65,9 +64,10 @@ public:
     /// Hands the state to waiters as long as they can take it.
     void Serve(Woken& woken);
 
+    bool const m_hasOwner;
     /// Read without the mutex: while it is false nobody can take the state.
     std::atomic<bool> m_isOpen = true;
-    std::mutex m_mutex;
+    Mutex m_mutex;
 
 private:
     Place* m_first = nullptr;
@@ -107,7 +107,7 @@ void SyncState::Serve(Woken& woken) {
         Place& current = *place;
         place = place->next;
         if (!CanTake(current.waiter->thread)) continue;
-        std::thread::id const thread = current.waiter->thread;
+        unsigned long long const thread = current.waiter->thread;
         std::atomic<int>* const word = &current.waiter->word;
         // A waiter that has its word is soon gone, and its place with it.
         Dequeue(current);
@@ -123,8 +123,8 @@ namespace {
 class EventState : public SyncState {
 public:
     EventState(bool isSet, bool isManual) : m_isManual(isManual) { m_isOpen = isSet; }
-    bool CanTake(std::thread::id) const override { return m_isOpen; }
-    void Take(std::thread::id) override { m_isOpen = m_isManual; }
+    bool CanTake(unsigned long long) const override { return m_isOpen; }
+    void Take(unsigned long long) override { m_isOpen = m_isManual; }
 
 private:
     bool const m_isManual;
@@ -132,7 +132,7 @@ private:
 
 class MutexState : public SyncState {
 public:
-    MutexState() {
+    MutexState() : SyncState(true) {
         std::lock_guard const lock(s_mutex);
         All().insert(this);
     }
@@ -140,27 +140,28 @@ public:
         std::lock_guard const lock(s_mutex);
         All().erase(this);
     }
-    static void AbandonAll(std::thread::id thread) {
-        Woken woken;
+    static void AbandonAll(unsigned long long thread) {
+        Hold const hold;
         std::lock_guard const all(s_mutex);
         for (MutexState* const state : All()) {
+            Woken woken;  // of one mutex one waiter at most, so that it takes no memory
             std::lock_guard const lock(state->m_mutex);
             if (state->m_depth > 0 && state->m_owner == thread) state->Free(woken);
         }
     }
     void Free(Woken& woken) {
         m_depth = 0;
-        m_owner = std::thread::id();
+        m_owner = 0;
         Serve(woken);
     }
 
-    bool CanTake(std::thread::id thread) const override { return m_depth == 0 || m_owner == thread; }
-    void Take(std::thread::id thread) override {
+    bool CanTake(unsigned long long thread) const override { return m_depth == 0 || m_owner == thread; }
+    void Take(unsigned long long thread) override {
         m_owner = thread;
         ++m_depth;
     }
 
-    std::thread::id m_owner;
+    unsigned long long m_owner = 0;
     unsigned m_depth = 0;
 
 private:
@@ -169,14 +170,14 @@ private:
         return all;
     }
 
-    constinit inline static std::mutex s_mutex;
+    constinit inline static Mutex s_mutex;
 };
 
 class SemaphoreState : public SyncState {
 public:
     SemaphoreState(long count, long most) : m_count(count), m_most(most) {}
-    bool CanTake(std::thread::id) const override { return m_count > 0; }
-    void Take(std::thread::id) override { --m_count; }
+    bool CanTake(unsigned long long) const override { return m_count > 0; }
+    void Take(unsigned long long) override { --m_count; }
 
     long m_count;
     long const m_most;
@@ -200,7 +201,7 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
+    Mutex m_mutex;
     std::map<std::wstring, std::weak_ptr<SyncState>> m_states;
 };
 
@@ -216,8 +217,9 @@ std::shared_ptr<SyncState> MakeState(wchar_t const* name, Arguments... arguments
 
 /// Waits for one of the states. Returns its index or -1.
 int WaitForAny(SyncState* const* states, int count, unsigned long timeout) {
-    std::thread::id const thread = std::this_thread::get_id();
+    unsigned long long thread = 0;
     for (int i = 0; i < count; ++i) {
+        if (states[i]->m_hasOwner) thread = ThreadIdentity();
         if (!states[i]->m_isOpen) continue;
         std::lock_guard const lock(states[i]->m_mutex);
         if (states[i]->CanTake(thread)) {
@@ -228,7 +230,7 @@ int WaitForAny(SyncState* const* states, int count, unsigned long timeout) {
     if (timeout == 0) return -1;
     Deadline const deadline = DeadlineAfter(timeout);
 
-    Waiter waiter;
+    Waiter waiter{thread};
     std::array<Place, 4> few;
     std::unique_ptr<Place[]> const many(count > static_cast<int>(few.size()) ? new Place[static_cast<unsigned>(count)]
                                                                              : nullptr);
@@ -261,8 +263,8 @@ int WaitForAny(SyncState* const* states, int count, unsigned long timeout) {
 
 }  // namespace
 
-void Abandon(std::thread::id thread) {
-    MutexState::AbandonAll(thread);
+void Abandon(unsigned long long threadIdentity) noexcept {
+    MutexState::AbandonAll(threadIdentity);
 }
 
 namespace {
@@ -291,6 +293,7 @@ int CSyncObject::Lock(unsigned long timeout) {
 }
 
 int KxxWaitForAny(CSyncObject* const* objects, int count, unsigned long timeout) {
+    if (count < 1) AfxThrowInvalidArgException();
     std::array<SyncState*, 4> few;
     std::vector<SyncState*> many;
     if (count > static_cast<int>(few.size())) many.resize(static_cast<std::size_t>(count));
@@ -310,9 +313,10 @@ CMutex::CMutex(int initiallyOwned, wchar_t const* name, SECURITY_ATTRIBUTES*)
 
 int CMutex::Unlock() {
     auto& state = As<MutexState>(m_state);
+    Hold const hold;  // whoever is served is woken too
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
-    if (state.m_depth == 0 || state.m_owner != std::this_thread::get_id()) return 0;
+    if (state.m_depth == 0 || state.m_owner != ThreadIdentity()) return 0;
     if (--state.m_depth == 0) state.Free(woken);
     return 1;
 }
@@ -328,6 +332,7 @@ int CSemaphore::Unlock() {
 
 int CSemaphore::Unlock(long count, long* previous) {
     auto& state = As<SemaphoreState>(m_state);
+    Hold const hold;
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     if (count < 1 || count > state.m_most - state.m_count) return 0;
@@ -342,6 +347,7 @@ CEvent::CEvent(int initiallyOwned, int manualReset, wchar_t const* name, SECURIT
 
 int CEvent::SetEvent() {
     auto& state = As<EventState>(m_state);
+    Hold const hold;
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     state.m_isOpen = true;
@@ -358,6 +364,7 @@ int CEvent::ResetEvent() {
 
 int CEvent::PulseEvent() {
     auto& state = As<EventState>(m_state);
+    Hold const hold;
     SyncState::Woken woken;
     std::lock_guard const lock(state.m_mutex);
     state.m_isOpen = true;

@@ -24,6 +24,7 @@ enum Id : unsigned short {
     KeyMissingInFile = 2015,
     KeyOutOfRange = 2016,
     WrongVersion = 2017,
+    DllLoadReason = 2018,
     ArrayBounds = 2020,
     AccessViolation = 2021,
     BreakPoint = 2022,
@@ -68,7 +69,17 @@ enum Id : unsigned short {
     StreamEnd = 2104,
     StreamFailed = 2105,
     KeyNotStored = 2106,
-    KeyNotStorable = 2107
+    KeyNotStorable = 2107,
+    ModuleRelative = 2110,
+    ModuleNoFile = 2111,
+    ModuleCut = 2112,
+    ModuleNoSatellite = 2113,
+    SatelliteDamaged = 2114,
+    SatelliteTooLarge = 2115,
+    SatelliteFormat = 2116,
+    ModuleIsSatellite = 2117,
+    TextMisfit = 2118,
+    ModuleForeign = 2119
 };
 
 }  // namespace KxN::text

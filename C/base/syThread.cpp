@@ -4,6 +4,8 @@
 
 #include "base/posix/sySystemThread.h"
 #include "base/syMessageQueue.h"
+#include "base/syThreadAccess.h"
+#include "hbtools/base/syWnd.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -40,13 +42,31 @@ CWinThread::~CWinThread() {
     if (t_thread == this) t_thread = m_former;
 }
 
+// The main window is kept by its number: it may be destroyed before threads that have it.
+CWnd* CWinThread::GetMainWnd() const {
+    auto const window = FindWindow(m_mainWnd);
+    return window ? window->window.load() : nullptr;
+}
+
+void CWinThread::SetMainWnd(CWnd* window) {
+    m_mainWnd = window ? window->m_state->number : 0;
+}
+
+std::shared_ptr<WindowState> ThreadAccess::MainWindow(CWinThread const& thread) {
+    return FindWindow(thread.m_mainWnd);
+}
+
+std::shared_ptr<SystemThread> const& ThreadAccess::System(CWinThread const& thread) {
+    return thread.m_thread;
+}
+
 CWinThread* AfxGetThread() {
     return t_thread;
 }
 
 int CWinThread::CreateThread(unsigned long createFlags, UINT stackSize, SECURITY_ATTRIBUTES*) {
     if (m_thread || m_threadId != 0) return 0;
-    if (t_thread && !m_mainWnd) m_mainWnd = t_thread->m_mainWnd.load();
+    if (t_thread && m_mainWnd == 0) m_mainWnd = t_thread->m_mainWnd.load();
     // Once it runs it may delete this object.
     return SystemThread::Start(m_thread, &Main, this, stackSize, (createFlags & CREATE_SUSPENDED) != 0);
 }
@@ -93,13 +113,15 @@ unsigned long CWinThread::GetSuspendCount() const {
 int CWinThread::SetThreadPriority(int priority) {
     auto const entry = std::find_if(std::begin(priorities), std::end(priorities),
                                     [&](SPriority const& p) { return p.priority == priority; });
-    if (entry == std::end(priorities) || (m_thread && m_thread->WaitForEnd(0))) return 0;
-    return SystemThread::SetNice(GetThreadId(), entry->nice);
+    unsigned long const id = GetThreadId();
+    if (entry == std::end(priorities) || id == 0 || (m_thread && m_thread->WaitForEnd(0))) return 0;
+    return SystemThread::SetNice(id, entry->nice);
 }
 
 int CWinThread::GetThreadPriority() const {
     int nice = 0;
-    if ((m_thread && m_thread->WaitForEnd(0)) || !SystemThread::GetNice(GetThreadId(), nice))
+    unsigned long const id = GetThreadId();
+    if (id == 0 || (m_thread && m_thread->WaitForEnd(0)) || !SystemThread::GetNice(id, nice))
         return THREAD_PRIORITY_ERROR_RETURN;
     return std::min_element(std::begin(priorities), std::end(priorities),
                             [&](SPriority const& a, SPriority const& b) {
@@ -114,6 +136,10 @@ int CWinThread::WaitForEnd(unsigned long timeout) const {
 
 int CWinThread::TerminateThread(UINT exitCode) {
     if (!m_thread || m_thread->WaitForEnd(0)) return 0;
+    if (m_thread->IsCurrent()) {  // does not come back
+        m_exitCode = exitCode;
+        m_queue->Close();
+    }
     if (!m_thread->Kill()) return 0;
     m_exitCode = exitCode;
     m_queue->Close();

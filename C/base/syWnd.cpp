@@ -2,21 +2,32 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/base/syWnd.h"
 
+#include "base/posix/syDescriptor.h"
 #include "base/syMessageQueue.h"
 #include "hbtools/base/syEncoding.h"
 
 #include <atomic>
-#include <cstdio>
 #include <map>
-#include <mutex>
 #include <string>
-#include <utility>
+#include <unordered_map>
 
 namespace KxN {
 
 using namespace detail;
 
 namespace {
+
+/// The windows that live.
+struct Windows {
+    Mutex mutex;
+    std::unordered_map<unsigned long, std::shared_ptr<WindowState>> states;
+    unsigned long lastNumber = 0;
+
+    static Windows& Get() {
+        static auto& windows = *new Windows;  // lives on for late destructors
+        return windows;
+    }
+};
 
 MessageQueue::Entry EntryFor(std::shared_ptr<WindowState> const& window, UINT message, WPARAM wParam, LPARAM lParam) {
     MessageQueue::Entry entry;
@@ -28,7 +39,8 @@ MessageQueue::Entry EntryFor(std::shared_ptr<WindowState> const& window, UINT me
 }
 
 int ShowOnStandardError(wchar_t const* text, unsigned int, unsigned int) {
-    std::fputs((KxxToUtf8(text) + "\n").c_str(), stderr);
+    // Not through the stream: its lock would be lost with a thread that is killed while nobody reads what it writes.
+    WriteToStandardError(KxxToUtf8(text) + "\n");
     return IDOK;
 }
 
@@ -36,21 +48,38 @@ constinit std::atomic<MessageBoxHandler> g_messageBox = &ShowOnStandardError;
 
 }  // namespace
 
-CWnd::CWnd() : m_queue(MessageQueue::OfThisThread()), m_state(std::make_shared<WindowState>()) {
+std::shared_ptr<WindowState> detail::FindWindow(unsigned long number) {
+    Windows& windows = Windows::Get();
+    std::lock_guard const lock(windows.mutex);
+    auto const found = windows.states.find(number);
+    return found == windows.states.end() ? nullptr : found->second;
+}
+
+CWnd::CWnd() : m_state(std::make_shared<WindowState>()) {
     m_state->window = this;
+    m_state->queue = MessageQueue::OfThisThread();
+    Windows& windows = Windows::Get();
+    std::lock_guard const lock(windows.mutex);
+    m_state->number = ++windows.lastNumber;
+    windows.states.emplace(m_state->number, m_state);
 }
 
 CWnd::~CWnd() {
+    Windows& windows = Windows::Get();
+    {
+        std::lock_guard const lock(windows.mutex);
+        windows.states.erase(m_state->number);
+    }
     m_state->window = nullptr;
 }
 
 int CWnd::PostMessage(UINT message, WPARAM wParam, LPARAM lParam) {
-    return m_queue->Post(EntryFor(m_state, message, wParam, lParam));
+    return m_state->queue->Post(EntryFor(m_state, message, wParam, lParam));
 }
 
 LRESULT CWnd::SendMessage(UINT message, WPARAM wParam, LPARAM lParam) {
-    if (MessageQueue::OfThisThread() == m_queue) return WindowProc(message, wParam, lParam);
-    return MessageQueue::Send(*m_queue, EntryFor(m_state, message, wParam, lParam));
+    if (MessageQueue::OfThisThread() == m_state->queue) return WindowProc(message, wParam, lParam);
+    return MessageQueue::Send(*m_state->queue, EntryFor(m_state, message, wParam, lParam));
 }
 
 LRESULT CWnd::WindowProc(UINT, WPARAM, LPARAM) {
@@ -59,7 +88,8 @@ LRESULT CWnd::WindowProc(UINT, WPARAM, LPARAM) {
 
 UINT RegisterWindowMessage(wchar_t const* name) {
     constexpr UINT first = 0xC000, end = 0x10000;
-    static std::mutex mutex;
+    if (!name || !*name) return 0;
+    static Mutex mutex;
     static auto& numbers = *new std::map<std::wstring, UINT>;  // lives on for late destructors
     std::lock_guard const lock(mutex);
     auto const known = numbers.find(name);

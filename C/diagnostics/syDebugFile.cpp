@@ -87,7 +87,7 @@ void DebugFile::Open(KxString const& path, unsigned long maxEntries) {
         m_prefixes.swap(prefixes);
     }
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         std::swap(m_path, name);
         m_file.swap(file);
         m_maxEntries = maxEntries;
@@ -137,7 +137,7 @@ void DebugFile::Write(DebugEntry const& entry) {
     std::string const bytes = Compose(entry);
     int error = 0;
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         if (m_isSuppressed) return;  // since then
         error = Keep(bytes);
     }
@@ -198,7 +198,7 @@ void DebugFile::ThrowIf(int error, int line) {
 void DebugFile::CheckSize() {
     int error = 0;
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         error = LimitSize();
         if (!IsToTell(error)) error = 0;
     }
@@ -262,7 +262,7 @@ int DebugFile::Rewrite() {
 void DebugFile::Flush() {
     int error = 0;
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         error = Rewrite();
     }
     ThrowIf(error, __LINE__);
@@ -271,7 +271,7 @@ void DebugFile::Flush() {
 void DebugFile::Reset() {
     int error = 0;
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         if (m_file) error = Reopen(KxFileModeTruncate);
     }
     ThrowIf(error, __LINE__);
@@ -284,7 +284,7 @@ void DebugFile::Suppress(bool suppress) {
     std::string const notice = Compose({KxString(KxResId(suppress ? text::SuppressOn : text::SuppressOff))});
     int error = 0;
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         if (suppress && m_isSuppressed) return;
         error = Keep(notice);
         m_isSuppressed = suppress;
@@ -296,7 +296,7 @@ void DebugFile::Delay(bool delay) {
     std::string const notice = Compose({KxString(KxResId(delay ? text::DelayOn : text::DelayOff))});
     int error = 0;
     {
-        CSingleLock const lock(&m_lock, 1);
+        Holding const lock(m_lock);
         if (!delay) m_isDelayed = false;
         if (!m_isSuppressed) error = Keep(notice);
         if (delay) m_isDelayed = true;
@@ -305,7 +305,7 @@ void DebugFile::Delay(bool delay) {
 }
 
 KxString DebugFile::GetInfo() {
-    CSingleLock const lock(&m_lock, 1);
+    Holding const lock(m_lock);
     std::string bytes;
     std::size_t position = 0;
     for (Entry const& entry : m_entries) {
@@ -316,7 +316,7 @@ KxString DebugFile::GetInfo() {
 }
 
 KxString DebugFile::GetPath() {
-    CSingleLock const lock(&m_lock, 1);
+    Holding const lock(m_lock);
     return m_path;
 }
 

@@ -7,15 +7,14 @@
 // while an entry or the text of a failure is composed.
 #pragma once
 
+#include "base/posix/syMutex.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syFileStream.h"
-#include "hbtools/base/sySync.h"
 
 #include <array>
 #include <atomic>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace KxN::detail {
@@ -86,7 +85,7 @@ private:
     bool m_isFailureTold = false;
     std::atomic<bool> m_isSuppressed = false;
     std::atomic<bool> m_isDelayed = false;
-    std::mutex m_composeLock;  // guards what composing an entry needs
+    Mutex m_composeLock;  // guards what composing an entry needs
     std::shared_ptr<Prefixes const> m_prefixes;
     std::string m_info;  // pending
 };

@@ -13,6 +13,7 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -22,6 +23,13 @@ namespace KxN {
 KxExceptionManager* pExceptionMgr = nullptr;
 
 namespace {
+
+constinit std::atomic<KxExceptionManager*> g_told = nullptr;  // whose debug file gets what the base has to tell
+
+void TellDebugFile(KxString const& line) {
+    KxExceptionManager* const manager = g_told;
+    if (manager) detail::Guarded([&] { manager->WriteToDebugFile(line, 1, 1); });
+}
 
 constexpr BackupTiming noBackup = static_cast<BackupTiming>(3);
 
@@ -98,6 +106,8 @@ KxExceptionManager::KxExceptionManager() {
 
 KxExceptionManager::~KxExceptionManager() {
     if (pExceptionMgr == this) pExceptionMgr = nullptr;
+    KxExceptionManager* self = this;
+    if (g_told.compare_exchange_strong(self, nullptr)) KxxSetTextReporter(nullptr);
     detail::LogUse const use(*m_queues);
     if (m_isInitialized) {  // whatever becomes of the debug file, the log is saved
         if (m_debugFile->IsDelayed()) detail::Guarded([this] { Flush(); });
@@ -167,6 +177,8 @@ void KxExceptionManager::Initialize(KxString const& iniFile) {
         exception->Delete();
         BadKey(L"DebugFileName", settings.iniFile, reason);
     }
+    g_told = this;
+    KxxSetTextReporter(TellDebugFile);
     detail::LogUse const use(*m_queues);
     m_isInitialized = 0;  // until the log is known, nothing must be saved over it
     m_isInitializing = 1;

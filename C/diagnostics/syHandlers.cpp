@@ -55,7 +55,7 @@ void Translate(unsigned int code, EXCEPTION_POINTERS* pointers) {
         case FAULT_PRIVILEGED_INSTRUCTION: Throw<KxPrivateInstructionException>();
         case FAULT_DELAY_LOAD_MODULE:
             if (auto const* record = DelayLoadRecord(pointers))
-                throw new KxDllLoadException(record->moduleName, record->lastError);
+                throw new KxDllLoadException(record->moduleName, record->lastError, record->reason);
             return;
         case FAULT_DELAY_LOAD_FUNCTION:
             if (auto const* record = DelayLoadRecord(pointers))

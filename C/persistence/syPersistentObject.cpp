@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/persistence/syPersistentObject.h"
 
+#include "base/posix/syMutex.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/persistence/syTagArchive.h"
@@ -11,7 +12,6 @@
 #include <array>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <typeinfo>
@@ -111,7 +111,7 @@ private:
         int numHolders = 0;  // references that others got while it was being read
     };
 
-    mutable std::mutex m_mutex;
+    mutable detail::Mutex m_mutex;
     std::unordered_map<int, Loaded> m_loaded;
     std::unordered_map<KxPersistentObject const*, int> m_numbers;
     std::unordered_map<KxPersistentObject const*, int> m_stored;

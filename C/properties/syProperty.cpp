@@ -54,9 +54,10 @@ std::shared_ptr<KxString const> LoadFormat(CArchive& archive) {
         std::string image;
         std::shared_ptr<KxString const> text;
     };
-    thread_local std::array<SFormat, 32> lately;
+    // On the heap: a program that loads this library later has next to no room for what threads have of their own.
+    thread_local auto const lately = std::make_unique<std::array<SFormat, 32>>();
     std::string_view const image = archive.PeekShortText();
-    SFormat& known = lately[std::hash<std::string_view>()(image) % lately.size()];
+    SFormat& known = (*lately)[std::hash<std::string_view>()(image) % lately->size()];
     if (!image.empty() && known.image == image) {
         archive.TakeReadAhead(image.size());
         return known.text;

@@ -1,16 +1,25 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The order of locks is simple: there is one for each object, and who holds it waits for no worker. A killed worker may hold
-// it; CCriticalSection passes on then.
+// There is one lock for each object. Who holds it waits for no worker and ends none: a thread that was seen to have ended is
+// dropped behind the lock.
 #include "hbtools/threads/syKxThread.h"
 
+#include "base/posix/syDescriptor.h"
+#include "base/posix/sySystemThread.h"
+#include "base/syThreadAccess.h"
+#include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syFormat.h"
+#include "hbtools/base/syResource.h"
+#include "threads/syTextIds.h"
 #include "threads/syThreadEntry.h"
 
 #include <utility>
+#include <vector>
 
 namespace KxN {
+
+using detail::Holding;
 
 namespace {
 
@@ -19,31 +28,60 @@ constexpr unsigned long failure = 0xFFFFFFFF;
 
 // A worker knows its owner by itself, rather than by a search for its number among all threads, whose lock every worker
 // would need; a number that the system uses again finds nobody either.
-constinit thread_local KxThread* t_owner = nullptr;
+constinit thread_local std::atomic<KxThread*>* t_owner = nullptr;
+
+/// What a thread out of reach still uses, for good.
+void Keep(std::shared_ptr<CWinThread> thread, std::unique_ptr<std::atomic<KxThread*>> owner) {
+    static detail::Mutex mutex;
+    static auto& kept =
+        *new std::vector<std::pair<std::shared_ptr<CWinThread>, std::unique_ptr<std::atomic<KxThread*>>>>;
+    KxString message;
+    message.SPrintf(KxString(KxResId(text::ThreadOutOfReach)), thread->GetThreadId());
+    detail::WriteToStandardError(KxxToUtf8(message.View()) + "\n");
+    std::lock_guard const lock(mutex);
+    kept.emplace_back(std::move(thread), std::move(owner));
+}
 
 }  // namespace
 
-void detail::SetThreadOwner(KxThread* owner) {
+void detail::SetThreadOwner(std::atomic<KxThread*>* owner) {
     t_owner = owner;
 }
 
-KxThread::KxThread(KxString const& name) : KxThreadLauncher(name) {}
+KxThread::KxThread(KxString const& name)
+    : KxThreadLauncher(name), m_self(std::make_unique<std::atomic<KxThread*>>(this)) {}
 
 KxThread::~KxThread() {
     if (AttemptTermination(patience)) return;
-    CSingleLock const lock(&m_lock, 1);
-    if (m_thread) m_thread->TerminateThread(0);
-    m_thread.reset();
+    std::shared_ptr<CWinThread> thread;
+    {
+        Holding const lock(m_lock);
+        thread.swap(m_thread);
+    }
+    if (!thread || thread->TerminateThread(0) || thread->WaitForEnd(0)) return;
+    *m_self = nullptr;
+    Keep(std::move(thread), std::move(m_self));
+}
+
+/// Under the lock.
+bool KxThread::IsAlive() const {
+    return m_thread && !m_thread->WaitForEnd(0);
+}
+
+/// Under the lock. Returns what is to be dropped behind it: a thread that has ended.
+std::shared_ptr<CWinThread> KxThread::Collect() {
+    return IsAlive() ? nullptr : std::exchange(m_thread, nullptr);
 }
 
 int KxThread::Run(KxTools::Link const& link) {
-    CSingleLock const lock(&m_lock, 1);
-    if (IsRunning()) return 0;
+    std::shared_ptr<CWinThread> ended;
+    Holding const lock(m_lock);
+    ended = Collect();
+    if (m_thread) return 0;
     m_terminationEvent.ResetEvent();
     CreatedSuspended(m_isSuspended);
     SetSelfDestruction(0);
-    m_isStopping = 0;
-    m_owner = this;
+    m_owner = m_self.get();
     struct Disowning {  // a plain Launch of this object is nobody's worker
         KxThread* thread;
         ~Disowning() { thread->m_owner = nullptr; }
@@ -53,37 +91,34 @@ int KxThread::Run(KxTools::Link const& link) {
 }
 
 int KxThread::IsRunning() {
-    CSingleLock const lock(&m_lock, 1);
-    if (m_thread && !m_thread->WaitForEnd(0)) return 1;
-    m_thread.reset();
-    return 0;
-}
-
-bool KxThread::IsWorker() const {
-    return t_owner == this;
+    std::shared_ptr<CWinThread> ended;
+    Holding const lock(m_lock);
+    ended = Collect();
+    return m_thread != nullptr;
 }
 
 void KxThread::Suspend() {
-    if (IsWorker()) return SuspendWorker();
-    CSingleLock const lock(&m_lock, 1);
-    if (IsRunning() && m_thread->SuspendThread() == failure) return;
-    m_isSuspended = 1;
-}
-
-/// The worker suspends itself. It must not take the lock along, nor stop behind the back of who asked it to end.
-void KxThread::SuspendWorker() {
-    CSingleLock lock(&m_lock, 1);
-    bool const hasToEnd = HasToTerminate() != 0;
-    if (!hasToEnd) m_isSuspended = m_isStopping = 1;
-    lock.Unlock();
-    if (hasToEnd) return OnThreadEnd();
-    AfxGetThread()->SuspendThread();
-    m_isStopping = 0;
+    std::shared_ptr<CWinThread> thread;  // another thread may collect it meanwhile
+    {
+        Holding lock(m_lock);
+        bool const isWorker = KxxThreadGetOwner() == this;
+        if (isWorker && HasToTerminate()) {  // it must not stop behind the back of who asked it to end
+            lock.Unlock();
+            return OnThreadEnd();
+        }
+        if (IsAlive()) {
+            if (detail::ThreadAccess::System(*m_thread)->CountSuspension() == failure) return;
+            thread = m_thread;
+        }
+        m_isSuspended = 1;
+    }
+    if (!thread || detail::ThreadAccess::System(*thread)->Halt()) return;
+    Holding const lock(m_lock);
+    if (m_thread == thread) m_isSuspended = IsAlive() && thread->GetSuspendCount() > 0;
 }
 
 /// Under the lock, with a thread. False if the thread has ended.
 bool KxThread::ResumeOnce() {
-    while (m_isStopping && m_thread->GetSuspendCount() == 0 && IsRunning()) KxN::Sleep(0);
     unsigned long const before = m_thread ? m_thread->ResumeThread() : failure;
     if (before == failure) return false;
     m_isSuspended = before > 1;
@@ -91,16 +126,16 @@ bool KxThread::ResumeOnce() {
 }
 
 void KxThread::Resume() {
-    CSingleLock const lock(&m_lock, 1);
-    if (IsRunning())
+    Holding const lock(m_lock);
+    if (IsAlive())
         ResumeOnce();
     else
         m_isSuspended = 0;
 }
 
 int KxThread::GetPriority() {
-    CSingleLock const lock(&m_lock, 1);
-    if (IsRunning()) {
+    Holding const lock(m_lock);
+    if (IsAlive()) {
         int const priority = m_thread->GetThreadPriority();
         if (priority != THREAD_PRIORITY_ERROR_RETURN) KxThreadLauncher::SetPriority(priority);
     }
@@ -108,26 +143,28 @@ int KxThread::GetPriority() {
 }
 
 void KxThread::SetPriority(int priority) {
-    CSingleLock const lock(&m_lock, 1);
-    if (IsRunning()) m_thread->SetThreadPriority(priority);
+    Holding const lock(m_lock);
+    if (IsAlive()) m_thread->SetThreadPriority(priority);
     KxThreadLauncher::SetPriority(priority);
 }
 
 int KxThread::AttemptTermination(unsigned long timeout) {
-    CSingleLock lock(&m_lock, 1);
-    if (!IsRunning()) return 1;
-    m_terminationEvent.SetEvent();
-    while (m_isSuspended) {
-        if (ResumeOnce()) continue;
-        IsRunning();  // collects it
-        m_isSuspended = 0;
+    std::shared_ptr<CWinThread> thread;
+    {
+        Holding const lock(m_lock);
+        thread = Collect();
+        if (!m_thread) return 1;
+        m_terminationEvent.SetEvent();
+        while (m_isSuspended)
+            if (!ResumeOnce()) m_isSuspended = 0;  // it has ended
+        thread = m_thread;                         // another thread may collect it, and run the next
     }
-    if (!IsRunning()) return 1;
-    std::shared_ptr<CWinThread> const thread = m_thread;  // another thread may collect it meanwhile
     KxN::Sleep(0);
-    lock.Unlock();  // the worker may need it to finish
-    thread->WaitForEnd(timeout);
-    return !IsRunning();
+    if (!thread->WaitForEnd(timeout)) return 0;
+    std::shared_ptr<CWinThread> ended;
+    Holding const lock(m_lock);
+    if (m_thread == thread) ended.swap(m_thread);
+    return 1;
 }
 
 int KxThread::HasToTerminate() const {
@@ -154,18 +191,19 @@ int KxThread::WaitFor(unsigned long timeout, CSyncObject& object) {
         taken = KxxWaitForAny(objects, 2, timeout);
     } catch (CInvalidArgException* exception) {
         exception->Delete();
+        CheckForTermination();  // a worker that asks again and again must hear all the same
     }
     if (taken == 0) OnThreadEnd();
     return taken == 1;
 }
 
 KxTools::Link KxThread::ChangeThreadEndNotifyHdl(KxTools::Link const& link) {
-    CSingleLock const lock(&m_lock, 1);
+    Holding const lock(m_lock);
     return std::exchange(m_endNotification, link);
 }
 
 void KxThread::OnThreadEnd() {
-    CSingleLock lock(&m_lock, 1);
+    Holding lock(m_lock);
     KxTools::Link const link = m_endNotification;
     lock.Unlock();
     link.Call(this);
@@ -173,7 +211,7 @@ void KxThread::OnThreadEnd() {
 }
 
 KxString KxThread::Describe() const {
-    CSingleLock const lock(&m_lock, 1);
+    Holding const lock(m_lock);
     return m_thread ? KxString(KxxFormat(L"%s, ID=%lu", GetName(), m_thread->GetThreadId())) : KxString();
 }
 
@@ -188,11 +226,12 @@ bool KxThreadFinalizeException2::EndsThread() const {
 }
 
 KxThread* KxxThreadGetOwner() {
-    return t_owner;
+    return t_owner ? t_owner->load() : nullptr;
 }
 
 int KxxThreadHasToTerminate() {
-    return t_owner ? t_owner->HasToTerminate() : 0;
+    KxThread* const owner = KxxThreadGetOwner();
+    return owner ? owner->HasToTerminate() : 0;
 }
 
 void KxxThreadPumpMessages() {
@@ -201,14 +240,14 @@ void KxxThreadPumpMessages() {
 }
 
 void KxxThreadSleep(unsigned long timeout) {
-    if (t_owner)
-        t_owner->Sleep(timeout);
+    if (KxThread* const owner = KxxThreadGetOwner())
+        owner->Sleep(timeout);
     else
         Sleep(timeout);
 }
 
 int KxxThreadWaitFor(unsigned long timeout, CSyncObject& object) {
-    if (t_owner) return t_owner->WaitFor(timeout, object);
+    if (KxThread* const owner = KxxThreadGetOwner()) return owner->WaitFor(timeout, object);
     object.Lock(timeout);
     return 0;
 }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/threads/syMsgCommunicator.h"
 
+#include "base/posix/syMutex.h"
+
 #include <algorithm>
 #include <array>
 
@@ -13,34 +15,34 @@ KxMsgCommunicator::KxMsgCommunicator() = default;
 KxMsgCommunicator::~KxMsgCommunicator() = default;
 
 void KxMsgCommunicator::AddMsgReceiver(KxMsgCommunicator* receiver) {
-    CSingleLock const lock(&m_lock, 1);
+    detail::Holding const lock(m_lock);
     m_receivers.Append(receiver);
 }
 
 void KxMsgCommunicator::RemoveMsgReceiver(KxMsgCommunicator* receiver) {
-    CSingleLock const lock(&m_lock, 1);
+    detail::Holding const lock(m_lock);
     int const index = m_receivers.Find(receiver);
     if (index >= 0) m_receivers.Remove(index);
 }
 
 void KxMsgCommunicator::ReplaceMsgReceiver(KxMsgCommunicator* oldReceiver, KxMsgCommunicator* newReceiver) {
-    CSingleLock const lock(&m_lock, 1);
+    detail::Holding const lock(m_lock);
     int const index = m_receivers.Find(oldReceiver);
     if (index >= 0) m_receivers[index] = newReceiver;
 }
 
 int KxMsgCommunicator::GetNumMsgReceivers() const {
-    CSingleLock const lock(&m_lock, 1);
+    detail::Holding const lock(m_lock);
     return m_receivers.Count();
 }
 
 int KxMsgCommunicator::IsMsgReceiver(KxMsgCommunicator* receiver) const {
-    CSingleLock const lock(&m_lock, 1);
+    detail::Holding const lock(m_lock);
     return m_receivers.Find(receiver) >= 0;
 }
 
 KxMsgCommunicator* KxMsgCommunicator::GetMsgReceiver(int index) const {
-    CSingleLock const lock(&m_lock, 1);
+    detail::Holding const lock(m_lock);
     return index >= 0 && index < GetNumMsgReceivers() ? m_receivers[index] : nullptr;
 }
 
@@ -48,7 +50,7 @@ void KxMsgCommunicator::SendMsg(KxBaseMsg* message) const {
     // Few receivers are copied to the stack: a message takes no memory.
     std::array<KxMsgCommunicator*, 32> few;
     Receivers many(1024, 16, 16);
-    CSingleLock lock(&m_lock, 1);
+    detail::Holding lock(m_lock);
     int const count = m_receivers.Count();
     bool const areFew = count <= static_cast<int>(few.size());
     if (areFew)

@@ -3,6 +3,7 @@
 #include "hbtools/threads/syProcess.h"
 
 #include "base/posix/sySystemThread.h"
+#include "base/syMessageQueue.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/syWinApp.h"
 #include "threads/syTextIds.h"
@@ -21,8 +22,15 @@ KxWinApp& Application(unsigned long line) {
     return *application;
 }
 
+struct Releaser {
+    void operator()(KxException* kept) const {
+        if (isOwner) kept->Delete();
+    }
+    bool isOwner = true;
+};
+
 std::shared_ptr<KxException> Share(KxException* exception) {
-    return {exception, [](KxException* kept) { kept->Delete(); }};
+    return {exception, Releaser()};
 }
 
 }  // namespace
@@ -61,7 +69,11 @@ void KxProcess::WaitUntilReady() const {
     while (!m_ready) {
         KxWinApp& application = Application(__LINE__);
         application.Reschedule();
-        if (!m_ready && !application.HasMessage()) Sleep(1);  // nothing is due: leave the processor to others
+        if (m_ready) return;
+        if (AfxGetThread() == &application)
+            detail::MessageQueue::OfThisThread()->AwaitNext();
+        else
+            Sleep(1);  // another thread runs the loop
     }
 }
 
@@ -78,17 +90,21 @@ long long KxProcess::FrameProcess(void*) {
         m_successful = 0;
         m_ready = 1;
         auto* failure = dynamic_cast<KxException*>(caught);
-        if (!failure) {
+        bool const isOwn = failure != nullptr;
+        if (!isOwn) {
             failure = std::make_unique<KxException>(*caught).release();
             caught->Delete();
         }
         // What is thrown on becomes the catcher's, so the process then keeps a copy.
         bool const isKept = m_errorOutputHdl.IsSet() && !failure->EndsThread();
-        m_exception = Share(isKept ? failure : new KxException(*failure));
+        std::shared_ptr<KxException> const owned = Share(failure);  // a handler may throw too
+        m_exception = isKept ? owned : Share(new KxException(*failure));
         EndProcessHdl();
-        if (!isKept) throw failure;
         ErrorOutputHdl();
-        return 1;
+        if (isKept) return 1;
+        std::get_deleter<Releaser>(owned)->isOwner = false;
+        if (isOwn) throw;  // as what it was thrown
+        throw failure;
     }
     m_ready = 1;
     EndProcessHdl();

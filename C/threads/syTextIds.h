@@ -10,6 +10,7 @@ enum ThreadId : unsigned short {
     NoThread = 2701,
     NoApplication = 2702,
     CallNotPosted = 2703,
+    ThreadOutOfReach = 2704,
     ThreadCaught = 6380,
     ThreadCaughtUnknown = 6381
 };

@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/threads/syThreadDoOnce.h"
 
+#include "base/posix/syMutex.h"
+#include "base/syMessageQueue.h"
+#include "base/syThreadAccess.h"
 #include "hbtools/base/syLink.h"
 #include "hbtools/base/syResource.h"
 #include "threads/syTextIds.h"
 #include "threads/syThreadEntry.h"
 
 #include <memory>
-#include <mutex>
 #include <unordered_set>
 
 namespace KxN {
@@ -36,11 +38,12 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
+    detail::Mutex m_mutex;
     std::unordered_set<KxThreadSignal*> m_signals;
 };
 
 UINT ArrivedMessage() {
+    detail::Hold const hold;  // nobody else comes past one who is stopped in it
     static UINT const message = RegisterWindowMessage(L"SIGNAL_ARRIVED");
     return message;
 }
@@ -60,17 +63,42 @@ KxThreadSignal::~KxThreadSignal() {
 }
 
 void KxThreadSignal::Post(void* argument) {
+    Post(argument, nullptr);
+}
+
+void KxThreadSignal::PostUnlessWaiting(void* argument) {
+    if (m_waiting && !m_waiting->isDone) {
+        Argument = argument;
+        return;
+    }
+    m_waiting = std::make_shared<detail::Answer>();
+    if (!Post(argument, m_waiting)) m_waiting.reset();
+}
+
+bool KxThreadSignal::Post(void* argument, std::shared_ptr<detail::Answer> answer) {
     CWinThread* const thread = AfxGetThread();
-    CWnd* const window = thread ? thread->GetMainWnd() : nullptr;
-    if (!window) return;
+    std::shared_ptr<detail::WindowState> const window = thread ? detail::ThreadAccess::MainWindow(*thread) : nullptr;
+    if (!window) return false;
     Argument = argument;
     Handled.ResetEvent();
-    window->PostMessage(ArrivedMessage(), 0, reinterpret_cast<LPARAM>(this));
+    detail::MessageQueue::Entry entry;
+    entry.message = ArrivedMessage();
+    entry.lParam = reinterpret_cast<LPARAM>(this);
+    entry.window = window;
+    entry.answer = std::move(answer);
+    ++m_numPosted;
+    bool const isPosted = window->queue->Post(std::move(entry));
+    if (!isPosted) --m_numPosted;
+    return isPosted;
 }
 
 int KxThreadSignal::Deliver(LPARAM lParam) {
     auto* const signal = reinterpret_cast<KxThreadSignal*>(lParam);
     if (!LivingSignals::Get().Has(signal)) return 0;
+    // One that stands where another one stood must not get that one's message.
+    int count = signal->m_numPosted;
+    while (count > 0 && !signal->m_numPosted.compare_exchange_weak(count, count - 1)) {}
+    if (count == 0) return 0;
     struct Handling {  // a slot may throw, or destroy the signal
         KxThreadSignal* signal;
         ~Handling() {
@@ -95,9 +123,18 @@ KxThreadDoOnce::~KxThreadDoOnce() {
 void KxThreadDoOnce::Start() {
     m_ready.ResetEvent();
     m_abort.ResetEvent();
-    if (AfxBeginThread(&Main, this)) return;
-    m_successful = 0;
-    m_ready.SetEvent();
+    struct Starting {  // memory may be at its end too
+        KxThreadDoOnce* run;
+        ~Starting() {
+            if (!run) return;
+            run->m_successful = 0;
+            run->m_ready.SetEvent();
+        }
+    } starting{this};
+    if (AfxBeginThread(&Main, this)) {
+        starting.run = nullptr;
+        return;
+    }
     throw new KxException(KxString(L"syThreadDoOnce"), __LINE__, KxString(KxResId(text::NoThread)));
 }
 
@@ -120,8 +157,7 @@ void KxThreadDoOnce::FrameProcess() {
     try {
         Process();
     } catch (CException* caught) {
-        if (caught->EndsThread()) throw;
-        std::unique_ptr<CException, Releaser> const owner(caught);
+        std::unique_ptr<CException, Releaser> owner(caught);
         m_successful = 0;
         if (auto* const exception = dynamic_cast<KxException*>(caught)) {
             m_exception = *exception;
@@ -129,9 +165,18 @@ void KxThreadDoOnce::FrameProcess() {
             KxException wrapper(*caught);
             m_exception = wrapper;
         }
+        if (caught->EndsThread()) {
+            PostFinished();
+            static_cast<void>(owner.release());
+            throw;  // Main sets the event
+        }
     }
-    if (SignalFinished.Signal.NumSlots() > 0) SignalFinished.Post(reinterpret_cast<void*>(m_finishedArgument));
+    PostFinished();
     m_ready.SetEvent();
+}
+
+void KxThreadDoOnce::PostFinished() {
+    if (SignalFinished.Signal.NumSlots() > 0) SignalFinished.Post(reinterpret_cast<void*>(m_finishedArgument));
 }
 
 /// Whatever leaves the run, nobody must wait for ever; but the run is over only when it is reported.

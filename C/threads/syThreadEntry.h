@@ -6,6 +6,8 @@
 
 #include "hbtools/base/syLink.h"
 
+#include <atomic>
+
 namespace KxN {
 
 class KxThread;
@@ -16,8 +18,8 @@ namespace detail {
 /// of the end of a thread goes no further either. Only the forced unwinding of the thread passes.
 void CallGuarded(KxTools::Link const& link, void* argument);
 
-/// Tells whose thread the calling one is.
-void SetThreadOwner(KxThread* owner);
+/// Tells whose thread the calling one is. What is pointed to becomes null when the owner is gone.
+void SetThreadOwner(std::atomic<KxThread*>* owner);
 
 }  // namespace detail
 }  // namespace KxN

@@ -13,6 +13,7 @@ KxThreadIdle::~KxThreadIdle() {
 
 int KxThreadIdle::Wait() {
     constexpr unsigned long step = 100;  // milliseconds
+    if (m_idleTime < step) return !ShouldBeAborted(0);
     for (unsigned long n = m_idleTime / step; n > 0; --n) {
         if (ShouldBeAborted(1)) return 0;
         Sleep(step);
@@ -24,7 +25,7 @@ void KxThreadIdle::Process() {
     try {
         for (int cycle = 0; m_cycles == -1 || cycle < m_cycles; cycle += m_cycles != -1) {
             if (m_waitFirst && !Wait()) return;
-            SignalTick.Post(reinterpret_cast<void*>(m_tickArgument));
+            SignalTick.PostUnlessWaiting(reinterpret_cast<void*>(m_tickArgument));
             if (cycle == m_cycles - 1 && m_cycles != -1) return;
             if (!m_waitFirst && !Wait()) return;
         }

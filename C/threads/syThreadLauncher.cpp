@@ -12,6 +12,7 @@
 #include "threads/syTextIds.h"
 #include "threads/syThreadEntry.h"
 
+#include <limits>
 #include <memory>
 #include <cxxabi.h>
 
@@ -115,6 +116,7 @@ CWinThread* KxThreadLauncher::Launch(KxTools::Link const& link, void* argument) 
     m_argument = argument;
     m_isStarted = 0;
     bool const waits = m_isCreatedSuspended != 0;
+    if (m_stackSize > std::numeric_limits<UINT>::max()) return nullptr;
     CWinThread* const thread = AfxBeginThread(&Starter, this, m_priority, static_cast<UINT>(m_stackSize));
     if (!thread) return nullptr;  // nobody would ever set the flag
     AwaitStart();
@@ -142,7 +144,10 @@ UINT KxThreadLauncher::Starter(void* launcher) {
     AfxGetThread()->SetAutoDelete(self->m_selfDestruction);
     // From here on nothing of the launcher is touched; a sleeper is woken by the address alone.
     std::atomic<int>* const started = &self->m_isStarted;
-    if (started->exchange(1) == sleeping) detail::WakeOne(started);
+    {
+        detail::Hold const hold;
+        if (started->exchange(1) == sleeping) detail::WakeOne(started);
+    }
     if (isSuspended) AfxGetThread()->SuspendThread();
     detail::CallGuarded(link, argument);
     return 0;

@@ -23,12 +23,13 @@ namespace {
 
 constexpr wchar_t const* group = L"ScanLab";
 
+/// Empty if there is no place for it.
 KxString UsersIniFile() {
     char const* const settings = std::getenv("XDG_CONFIG_HOME");
     if (settings && *settings == '/') return KxxFromSystemPath(settings) + L"/scanlab/scanlab.ini";
     char const* const home = std::getenv("HOME");
     if (home && *home == '/') return KxxFromSystemPath(home) + L"/.config/scanlab/scanlab.ini";
-    throw new KxException(KxString(L"there is no folder for settings: neither XDG_CONFIG_HOME nor HOME is set"));
+    return {};
 }
 
 /// What a new ini file holds: every setting of the application, of the exception manager and of the operators.
@@ -37,6 +38,7 @@ void MakeIniFile(KxString const& path, KxOperatorMgr const& operators) {
     KxConfigMT config(path, 1);
     config.SetGroup(group);
     config.Write(defaults.profiling ? 1 : 0, L"Profiling", KxEnumBOOL(), 1);
+    config.Write(defaults.language, L"Language");
     config.SetGroup(L"Initialization");
     struct Default {
         wchar_t const* key;
@@ -58,6 +60,13 @@ Settings ReadSettings(KxString const& path) {
     return settings;
 }
 
+/// Known before anything else is read: failures of that are told in it.
+KxString LanguageOf(KxString const& path) {
+    KxConfig config(path);
+    config.SetGroup(group);
+    return config.ReadKey(L"Language", Settings().language);
+}
+
 }  // namespace
 
 void PrintError(KxString text) {
@@ -67,11 +76,18 @@ void PrintError(KxString text) {
     std::fprintf(stderr, "scanlab: %s\n", KxxToUtf8(text.View()).c_str());
 }
 
-Application::Application(KxString const& iniFile, KxString const& folder) : m_session(folder) {
+Application::Application(KxString const& iniFile, KxString const& folder, KxString const& language)
+    : m_session(folder) {
+    KxString const path = iniFile.Len() > 0 ? iniFile : UsersIniFile();
     UseTexts();
+    m_languages = std::make_unique<Languages>(path);
+    m_languages->Use(language.Len() > 0 ? language : LanguageOf(path));
+    m_session.languages = m_languages.get();
     InsertOperators(m_operators, m_session);
     try {
-        KxString const path = iniFile.Len() > 0 ? iniFile : UsersIniFile();
+        if (path.Len() == 0)
+            throw new KxException(
+                KxString(L"there is no folder for settings: neither XDG_CONFIG_HOME nor HOME is set"));
         if (!KxDirEntry(path).Exists(1)) MakeIniFile(path, m_operators);
         auto manager = std::make_unique<KxExceptionManager>();
         manager->Initialize(path);

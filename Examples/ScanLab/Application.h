@@ -10,6 +10,7 @@
 // beside it. Without a place for them the application runs all the same, and says so.
 #pragma once
 
+#include "Languages.h"
 #include "Operators/Session.h"
 
 #include <hbtools/base/syException.h>
@@ -24,14 +25,16 @@ namespace ScanLab {
 
 /// Group [ScanLab] of the ini file.
 struct Settings {
-    bool profiling = false;  // write PROFILE lines to the debug file
+    bool profiling = false;            // write PROFILE lines to the debug file
+    KxN::KxString language = L"AUTO";  // of all texts, see Languages.h; read first, and may be missing
 };
 
 class Application {
 public:
-    /// `iniFile` empty: the user's own. `folder`: where files with relative names are written.
+    /// `iniFile` empty: the user's own. `folder`: where files with relative names are written. `language` empty: that of the
+    /// settings.
     /// @throws KxException for a bad setting, naming key, group and file
-    Application(KxN::KxString const& iniFile, KxN::KxString const& folder);
+    Application(KxN::KxString const& iniFile, KxN::KxString const& folder, KxN::KxString const& language);
     Application(Application const&) = delete;
     Application& operator=(Application const&) = delete;
     ~Application();
@@ -47,6 +50,7 @@ private:
     KxN::KxNewHandler m_memory;
     KxN::KxTerminateHandler m_end;
     KxN::KxUnexpectedHandler m_unexpected;
+    std::unique_ptr<Languages> m_languages;
     std::unique_ptr<KxN::KxExceptionManager> m_manager;
     Settings m_settings;
     Session m_session;

@@ -4,7 +4,10 @@
 // ScanLab, a small application on top of the library. Whatever it does is an operator with parameters; this file only says
 // where the command lines come from.
 #include "Application.h"
+#include "Devices/DriverCheck.h"
 #include "Interrupts.h"
+#include "Languages.h"
+#include "Operators/TextIds.h"
 #include "Print.h"
 #include "Prompt/Prompt.h"
 #include "Prompt/Reference.h"
@@ -32,7 +35,8 @@ struct Arguments {
     std::string folder = ".";
     std::vector<std::string> macros;
     std::vector<std::string> lines;
-    std::string scan, fixed, moving;
+    std::string scan, fixed, moving, language, checkedDriver, triedDriver;
+    int seconds = 10;
     int points = 0;
     bool isReference = false;
     bool hasProgressLines = false;
@@ -125,10 +129,14 @@ int main(int argc, char** argv) {
     CLI::App* const lines = app.add_subcommand("do", "Runs command lines");
     for (CLI::App* const sub : {&app, demo, align, run, lines}) {
         sub->add_option("--out", arguments.folder, "Folder for the files that are written")->capture_default_str();
+        sub->add_option("--language", arguments.language, "Of all texts, such as ENU or GERMAN; AUTO is the user's");
         sub->add_flag("--progress", arguments.hasProgressLines, "A line on standard error for each stage of long work");
     }
     app.add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
     app.add_flag("--help-operators", arguments.isReference, "Prints all operators and their parameters as Markdown");
+    app.add_option("--check-driver", arguments.checkedDriver, "Tries a driver out and says what is wrong with it");
+    app.add_option("--seconds", arguments.seconds, "How long --check-driver waits")->check(CLI::Range(1, 3600));
+    app.add_option("--try-driver", arguments.triedDriver)->group("");  // what --check-driver runs
     app.add_option("MACRO", arguments.macros, "Macros to run");
     run->add_option("MACRO", arguments.macros, "Macros to run")->required();
     lines->add_option("LINE", arguments.lines, "Command lines: 'Synthesize plate;' 'FitPlane;'")->required();
@@ -144,7 +152,16 @@ int main(int argc, char** argv) {
     }
     std::unique_ptr<ScanLab::Application> application;
     try {
-        application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder));
+        if (!arguments.checkedDriver.empty() || !arguments.triedDriver.empty()) {
+            ScanLab::UseTexts();
+            KxString const language = arguments.language.empty() ? KxString(L"AUTO") : PathOf(arguments.language);
+            ScanLab::Languages languages{KxString()};
+            languages.Use(language);
+            if (!arguments.triedDriver.empty()) return ScanLab::TryDriver(PathOf(arguments.triedDriver));
+            return ScanLab::CheckDriver(PathOf(arguments.checkedDriver), arguments.seconds, language);
+        }
+        application = std::make_unique<ScanLab::Application>(PathOf(arguments.ini), PathOf(arguments.folder),
+                                                             PathOf(arguments.language));
         application->GetSession().progress.form = ProgressForm(arguments);
         OperatorReturnCode result = OPERATOR_OK;
         // Of one macro or list of commands a single Ctrl-C ends all; who is asked for commands is asked again.

@@ -22,8 +22,11 @@
 #include "hbtools/base/syFormat.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syLink.h"
+#include "hbtools/base/syLocale.h"
+#include "hbtools/base/syModule.h"
 #include "hbtools/base/syObject.h"
 #include "hbtools/base/syPerfCounter.h"
+#include "hbtools/base/syPlaceholders.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/base/syString.h"
@@ -46,6 +49,7 @@
 #include "hbtools/core/syCRC64.h"
 #include "hbtools/core/syColor.h"
 #include "hbtools/core/syFileSpec.h"
+#include "hbtools/core/syFileVersionInfo.h"
 #include "hbtools/core/syGuid.h"
 #include "hbtools/core/syHashFunction.h"
 #include "hbtools/core/syList.h"
@@ -109,6 +113,7 @@
 #include "hbtools/properties/syPropertyTag.h"
 
 #include "hbtools/operators/syCmdLine.h"
+#include "hbtools/operators/syDriver.h"
 #include "hbtools/operators/syMacro.h"
 #include "hbtools/operators/syOperator.h"
 #include "hbtools/operators/syOperatorMgr.h"
@@ -131,6 +136,9 @@
 
 #include "hbtools/state/syState.h"
 #include "hbtools/state/syUndoRedo.h"
+
+#include "hbtools/localisation/syLanguage.h"
+#include "hbtools/localisation/syLocalizer.h"
 
 #include "hbtools/interchange/syDragSession.h"
 #include "hbtools/interchange/syOleData.h"

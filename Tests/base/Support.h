@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What the tests of this room share: texts as UTF-8, so that failures are readable, what a call throws, the bytes of
-// files, a folder of their own, and a disk that is full.
+// files, a folder of their own, a disk that is full, and waiting for a condition.
 #pragma once
 
 #include "hbtools/base/syEncoding.h"
@@ -12,14 +12,52 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <sys/resource.h>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+#if defined(__SANITIZE_THREAD__)
+constexpr bool isThreadSanitized = true;
+#else
+constexpr bool isThreadSanitized = false;
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool isSanitized = true;
+#else
+constexpr bool isSanitized = isThreadSanitized;
+#endif
+
 namespace test {
+
+/// What the thread takes while one lives may be lost with a thread that is killed.
+struct Leaking {
+    Leaking() {}
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan::ScopedDisabler disabler;
+#endif
+};
+
+/// Waits until it holds, running `meanwhile` again and again.
+void Await(auto const& condition, auto const& meanwhile) {
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+        meanwhile();
+        std::this_thread::yield();
+    }
+}
+void Await(auto const& condition) {
+    Await(condition, [] {});
+}
 
 inline std::string U(KxTools::String const& text) {
     return KxN::KxxToUtf8(text.View());

@@ -20,6 +20,19 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
+    /// The same with other arguments; %1, %2 and so on are files with these contents.
+    int Run(std::string command, std::vector<std::string> const& contents) {
+        for (std::size_t i = 0; i < contents.size(); ++i) {
+            std::string const name = std::to_string(i + 1);
+            Put(name, contents[i]);
+            command.replace(command.find('%' + name), 1 + name.size(), File(name).string());
+        }
+        int const status =
+            std::system((HBTOOLS_BINARY_DIR "/bin/hbres " + command + " 2> " + File("errors").string()).c_str());
+        m_errors = Get("errors");
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
     std::string m_errors;
 };
 
@@ -70,6 +83,41 @@ TEST_F(StringTables, MistakesAreNamedWithTheirLines) {
     EXPECT_FALSE(std::filesystem::exists(File("out.cpp")));
     EXPECT_EQ(Compile("1 \"a\"", "7up"), 1);
     EXPECT_EQ(CountFiles(), 2u);
+}
+
+TEST_F(StringTables, TranslationsAreChecked) {
+    std::string const base = "1 \"%s: %d\"\n\n2 \"a\"\n3 \"Import\"  # fix\n";
+    struct {
+        char const *options, *pack;
+        int code;
+        std::string message;  // the place of the pack, #, is put in front; none: nothing is said
+    } const cases[] = {
+        {"", "1 \"%2$d, %1$s\"\n2 \"b\"\n", 0, ""},
+        {"--strict", "2 \"b\"\n1 \"%s %u\"\n3 \"Import\"\n", 0, ""},
+        {"", "1 \"%s: %d\"\n", 0, ": warning: id 2 is missing, see @:3"},
+        {"--strict", "1 \"%s: %d\"\n", 1, ": error: id 2 is missing, see @:3"},
+        {"", "2 \"b\"\n\n1 \"%d: %s\"", 1,
+         ":3: error: id 1 takes other arguments: \"%d, %s\" instead of \"%s, %d\" in @:1"},
+        {"", "1 \"%s: %d\"\n2 \"b\"\n9 \"c\"", 1, ":3: error: id 9 is surplus: there is none in @"},
+        {"", "1 \"%s: %d\"\n2 \"b\"\n3 \"Einlesen\"", 1, ":3: error: id 3 must be the same in every language, see @:4"},
+        {"", "1 \"%s: %d", 1, ":1: error: missing closing quote"},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(Run(std::string("--check ") + c.options + " %1 %2", {base, c.pack}), c.code) << c.pack << m_errors;
+        std::string expected = c.message.empty() ? "" : File("2").string() + c.message + "\n";
+        if (std::size_t const at = expected.find('@'); at != expected.npos) expected.replace(at, 1, File("1").string());
+        EXPECT_EQ(m_errors, expected);
+    }
+    EXPECT_EQ(Run("--pack EN %1 %2", {base, ""}), 1);
+    EXPECT_EQ(Run("--pack ENU %1 %2", {base, ""}), 0);
+    EXPECT_NE(Get("2").find("\".byte 104,98,84,101,120,116,115,0,1,0,0,0,3,0,0,0,64,0,0,0,69,78,85,0,1,0,0,0,48,0,0,0"),
+              std::string::npos)
+        << Get("2");
+    EXPECT_EQ(Run("--pseudo %1 %2", {base, ""}), 0);
+    EXPECT_NE(Get("2").find("\n1 \"[%s: %d~]\"\n2 \"[\xC3\xA1~]\"\n3 \"Import\"  # fix\n"), std::string::npos)
+        << Get("2");
+    EXPECT_EQ(Run("--check %1", {base}), 1);
+    EXPECT_TRUE(m_errors.starts_with("usage: "));
 }
 
 }  // namespace

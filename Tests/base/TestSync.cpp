@@ -80,6 +80,14 @@ TEST(Sync, EventsAutoAndManual) {
     while (pulsed < 3) manual.PulseEvent();
     threads.clear();
     EXPECT_EQ(manual.Lock(0), 0);
+
+    // More than for ever is for ever: it lasts until a pulse comes.
+    for (unsigned long timeout : {1ul << 32, 1ul << 63, ~0ul}) {
+        std::atomic<int> result{-1};
+        std::jthread const waiter([&] { result = automatic.Lock(timeout); });
+        while (result < 0) automatic.PulseEvent();
+        EXPECT_EQ(result, 1);
+    }
 }
 
 TEST(Sync, SemaphoresCount) {
@@ -107,6 +115,7 @@ TEST(Sync, WaitingForSeveral) {
     CCriticalSection section;
     CSyncObject* const mixed[] = {&first, &section};
     test::Thrown<CInvalidArgException>([&] { KxxWaitForAny(mixed, 2, 0); });
+    test::Thrown<CInvalidArgException>([&] { KxxWaitForAny(mixed, 0); });
 
     // No signal is lost or doubled while waiters come, give up and go.
     std::atomic<long> taken{0};

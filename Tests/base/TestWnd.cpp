@@ -67,9 +67,20 @@ TEST(Wnd, PostedMessagesComeInOrder) {
 
     std::size_t const former = std::exchange(KxxLimits().postedCalls, 1);
     int const posted = first.PostMessage(8) * 10 + first.PostMessage(9);
+    KxxLimits().postedCalls = 0;
+    LRESULT sent = -1;
+    std::thread([&] { sent = first.SendMessage(8, 4, 2); }).join();
     KxxLimits().postedCalls = former;
     app.Reschedule();
     EXPECT_EQ(posted, 10);
+    EXPECT_EQ(sent, 0);
+
+    std::optional<Window> main(std::in_place);
+    app.SetMainWnd(&*main);
+    EXPECT_EQ(app.GetMainWnd(), &*main);
+    main.reset();
+    main.emplace();  // where it stood
+    EXPECT_EQ(app.GetMainWnd(), nullptr);
 }
 
 class WindowThread : public CWinThread {
@@ -122,6 +133,28 @@ TEST(Wnd, SentMessagesCrossThreadsAndComeBack) {
     EXPECT_EQ(answer, 0);
 }
 
+TEST(Wnd, SteadySendersDoNotKeepTheLoop) {
+    KxWinApp app;
+    struct Slow : CWnd {
+        LRESULT WindowProc(UINT, WPARAM, LPARAM) override {
+            if (++calls == 1) test::Await([] { return GetpApp()->HasMessage() != 0; });  // until the next one is there
+            return 0;
+        }
+        std::atomic<int> calls = 0;
+    } window;
+    std::thread first([&] { window.SendMessage(1); }), second([&] {
+        test::Await([&] { return window.calls == 1; });
+        window.SendMessage(2);
+    });
+    test::Await([&] { return app.HasMessage() != 0; });
+    app.Reschedule();
+    EXPECT_EQ(window.calls, 1);
+    app.Reschedule();
+    EXPECT_EQ(window.calls, 2);
+    first.join();
+    second.join();
+}
+
 TEST(Wnd, ManySendersLoseNothing) {
     KxWinApp app;
     class Sum : public CWnd {
@@ -153,6 +186,7 @@ TEST(Wnd, NamesHaveNumbers) {
     EXPECT_GE(arrived, 0xC000u);
     EXPECT_EQ(RegisterWindowMessage(L"SIGNAL_ARRIVED"), arrived);
     EXPECT_NE(RegisterWindowMessage(L"SIGNAL_arrived"), arrived);
+    EXPECT_EQ(RegisterWindowMessage(nullptr) + RegisterWindowMessage(L""), 0u);
 }
 
 TEST(Wnd, MessageBoxesGoToTheHandler) {
@@ -199,6 +233,8 @@ TEST(Timer, CallsOnceFromTheLoop) {
     EXPECT_FALSE(app.HasMessage());
     soon.SetTimeout(0);
     soon.Start();
+    later.SetTimeout(~0ul);
+    later.Start();
     app.Reschedule();
     EXPECT_EQ(ticks.seen.size(), 3u);
 }

@@ -30,7 +30,7 @@ foreach(header IN ITEMS include/hbtools/hbtools.h bin/hbres)
   endif()
 endforeach()
 
-file(COPY ${CMAKE_CURRENT_LIST_DIR}/CMakeLists.txt ${CMAKE_CURRENT_LIST_DIR}/main.cpp DESTINATION ${work}/source)
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/ DESTINATION ${work}/source)
 run("configure" ${CMAKE_COMMAND} -S ${work}/source -B ${work}/build -G ${GENERATOR}
   -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${work}/prefix)
 run("build" ${CMAKE_COMMAND} --build ${work}/build --verbose)
@@ -39,6 +39,12 @@ if(NOT output MATCHES "-fnon-call-exceptions")
   message(FATAL_ERROR "hbtools::hbtools does not carry -fnon-call-exceptions")
 endif()
 run("run" ${work}/build/consumer)
+run("install the program" ${CMAKE_COMMAND} --install ${work}/build --prefix ${work}/program)
+if(NOT EXISTS ${work}/program/bin/LanguagePacks/ENU/consumer.ENU
+   OR NOT EXISTS ${work}/build/LanguagePacks/QPS/consumer.QPS)
+  file(REMOVE_RECURSE ${work})
+  message(FATAL_ERROR "the language packs of the program are missing")
+endif()
 
 file(GLOB_RECURSE pc ${work}/prefix/hbtools.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)

@@ -5,12 +5,12 @@
 #include "../diagnostics/ManagerTest.h"
 #include "ThreadTest.h"
 
-#include <cstdlib>
+#include <csignal>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -59,6 +59,7 @@ TEST(KxThread, EndsAtEveryPointThatListens) {
     test::Boxes boxes;
     CEvent never;
     CMutex taken(1);
+    CCriticalSection section;
     struct Case {
         char const* name;
         std::function<void(KxThread&)> work;
@@ -76,6 +77,7 @@ TEST(KxThread, EndsAtEveryPointThatListens) {
          [](KxThread&) {
              if (KxxThreadHasToTerminate()) KxxThreadGetOwner()->EndThread();
          }},
+        {"wait for what cannot be waited for", [&](KxThread& t) { t.WaitFor(INFINITE, section); }},
         {"first exception",
          [](KxThread& t) {
              if (t.HasToTerminate()) throw new KxThreadFinalizeException2(&t);
@@ -218,19 +220,18 @@ TEST(KxThread, ManyWorkersKnowTheirOwner) {
     EXPECT_EQ(plain.IsRunning(), 0);
 }
 
-TEST(KxThread, KillsWhoNeverListens) {
+TEST(KxThread, KillsAThousandWhoNeverListen) {
     if (isThreadSanitized) GTEST_SKIP() << "signals come late, and who is killed never ends in its sight";
-    bool const isLong = std::getenv("HBTOOLS_LONG_TESTS") != nullptr;  // a thousand
-    int const rounds = isLong ? 25 : 1, atOnce = isLong ? 40 : 30;
+    constexpr int rounds = 2, atOnce = 500;
     int pipe[2];
     ASSERT_EQ(::pipe(pipe), 0);
-    std::atomic<int> ready = 0;
     struct Own {
         CMutex mutex;
         CCriticalSection section;
     };
-    std::vector<std::unique_ptr<Own>> owns(static_cast<std::size_t>(atOnce));
+    std::vector<std::unique_ptr<Own>> owns(atOnce);
     for (auto& own : owns) own = std::make_unique<Own>();
+    std::atomic<int> ready = 0;
     auto loop = [&](void*) {
         ++ready;
         for (unsigned i = 0;; ++i) asm volatile("" : "+r"(i));
@@ -240,22 +241,33 @@ TEST(KxThread, KillsWhoNeverListens) {
         char c;
         while (::read(pipe[0], &c, 1) != 1) {}
     };
+    std::atomic<std::size_t> held = 0;
     auto hold = [&](void*) {
-        Own& own = *owns[static_cast<std::size_t>(ready++)];
+        Own& own = *owns[held++];
         own.mutex.Lock();
         own.section.Lock();
         ++ready;
         KxN::Sleep(INFINITE);
     };
+    auto show = [&](void*) {  // which nobody reads
+        ++ready;
+        for (;;) AfxMessageBox(L"zu heiß");
+    };
+    int const standardError = ::dup(STDERR_FILENO);
+    int full[2];
+    ASSERT_EQ(::pipe(full), 0);
+    ::dup2(full[1], STDERR_FILENO);
     for (int round = 0; round < rounds; ++round) {
+        ready = 0;
+        held = 0;
         std::vector<std::unique_ptr<KxThread>> threads;
         for (int i = 0; i < atOnce; ++i) {
-            int const before = ready = 0;
             auto& thread = *threads.emplace_back(new KxThread);
-            int const kind = i % 3;
-            thread.Run(kind == 0 ? LinkTo(loop) : kind == 1 ? LinkTo(read) : LinkTo(hold));
-            Await([&] { return ready > before; });
+            KxTools::Link const links[] = {LinkTo(hold), LinkTo(read), LinkTo(hold),
+                                           i < 12 ? LinkTo(loop) : LinkTo(show)};
+            thread.Run(links[i % 4]);
         }
+        Await([&] { return ready == atOnce; });
         std::vector<std::thread> destroying;
         auto const start = std::chrono::steady_clock::now();
         for (auto& thread : threads)
@@ -270,8 +282,84 @@ TEST(KxThread, KillsWhoNeverListens) {
             ASSERT_TRUE(own->section.Lock(1000) && own->section.Unlock());
         }
     }
-    ::close(pipe[0]);
-    ::close(pipe[1]);
+    ::dup2(standardError, STDERR_FILENO);
+    AfxMessageBox(L"Noch da");
+    for (int const descriptor : {pipe[0], pipe[1], full[0], full[1], standardError}) ::close(descriptor);
+}
+
+TEST(KxThread, ASuspenderLeavesNothingBehind) {
+    if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    static std::vector<char> room(1 << 26);
+    std::atomic<int> ready = 0;
+    auto fill = [&](void*) {  // in the C library nearly all of the time
+        for (++ready;; ++ready) std::memset(room.data(), ready, room.size());
+    };
+    test::Leaking const leaking;  // who is killed in a call has a share of what it is about
+    KxThread worker;
+    worker.Run(LinkTo(fill));
+    Await([&] { return ready > 0; });
+    std::atomic<int> turns = 0;
+    auto suspend = [&](void*) {
+        for (test::Leaking const alsoHere;; ++turns) {
+            worker.Suspend();
+            worker.Resume();
+        }
+    };
+    for (int round = 0; round < 2; ++round) {
+        turns = 0;
+        KxThread suspender;
+        suspender.Run(LinkTo(suspend));
+        Await([&] { return turns > 10; });
+        suspender.Suspend();
+        worker.Resume();
+        worker.Suspend();
+        suspender.Resume();
+    }  // it never listens
+    while (worker.IsSuspended()) worker.Resume();
+    int const before = ready;
+    Await([&] { return ready > before; });
+}
+
+TEST(KxThread, AWorkerOutOfReachGoesOnWithoutIt) {
+    if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    static std::atomic<int> phase;
+    phase = 0;
+    auto deaf = [](void*) {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        for (phase = 1; phase != 2;) std::this_thread::yield();
+        KxxThreadSleep(0);
+        phase = KxxThreadGetOwner() ? 4 : 3;
+    };
+    testing::internal::CaptureStderr();
+    {
+        KxThread thread(L"taub");
+        thread.Run(LinkTo(deaf));
+        Await([&] { return phase == 1; });
+        thread.Suspend();
+        EXPECT_EQ(thread.IsSuspended(), 0);
+    }
+    phase = 2;
+    Await([] { return phase >= 3; });
+    EXPECT_EQ(phase, 3);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("nicht erreichbar"), std::string::npos);
+}
+
+TEST(KxThread, AnswersForTheWorkerThatWasAsked) {
+    auto work = [](void*) {
+        for (;;) KxxThreadSleep(1);
+    };
+    KxThread thread;
+    thread.Run(LinkTo(work));
+    for (int i = 0; i < 100; ++i) {
+        int answer = -1;
+        std::thread asking([&] { answer = thread.AttemptTermination(60000); });
+        Await([&] { return !thread.IsRunning(); });
+        thread.Run(LinkTo(work));  // the next, maybe before the answer
+        asking.join();
+        ASSERT_EQ(answer, 1);
+    }
 }
 
 class OwnException : public CException {
@@ -342,21 +430,14 @@ TEST_F(KxThreadFailures, AreWrittenAndShownAndGoNoFurther) {
 }
 
 TEST(KxThread, WithoutThreadsThereIsNone) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "needs the memory itself";
-#endif
     auto work = [](void*) {};
-    EXPECT_EXIT(
-        {
-            rlimit little;
-            little.rlim_cur = little.rlim_max = 1 << 26;
-            ::setrlimit(RLIMIT_AS, &little);
-            KxThread thread;
-            thread.SetStackSize(1ul << 30);
-            bool const isNone = !thread.Launch(LinkTo(work)) && !thread.Run(LinkTo(work)) && !thread.IsRunning();
-            std::_Exit(isNone ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
+    KxThread thread;
+    thread.SetStackSize(1ul << 46);
+    EXPECT_FALSE(thread.Launch(LinkTo(work)));
+    EXPECT_EQ(thread.Run(LinkTo(work)) + thread.IsRunning(), 0);
+    thread.SetStackSize(0);
+    EXPECT_EQ(thread.Run(LinkTo(work)), 1);
+    EXPECT_EQ(thread.AttemptTermination(60000), 1);
 }
 
 TEST(KxThread, PumpsOneMessage) {

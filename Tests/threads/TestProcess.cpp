@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syWinApp.h"
+#include "hbtools/threads/syKxThread.h"
 #include "hbtools/threads/syProcess.h"
 #include "hbtools/threads/syProgressAlgorithm.h"
 
@@ -73,6 +74,10 @@ TEST(Process, CallsItsHandlersInOrder) {
     EXPECT_EQ(work.notes, "B50120120EB50120120E");
 }
 
+long long Fail(void*, void*) {
+    throw 8;
+}
+
 TEST(Process, FailuresAreKeptOrThrownOn) {
     KxWinApp app;
     struct Case {
@@ -87,6 +92,13 @@ TEST(Process, FailuresAreKeptOrThrownOn) {
         {"shown", [](Work&) { throw new KxException(KxString(L"zu heiß")); }, true, "SOBEF", "zu heiß", ""},
         {"framework's", [](Work&) { AfxThrowMemoryException(); }, true, "SOBEF", "", ""},
         {"thrown", [](Work&) { throw new KxException(KxString(L"zu heiß")); }, false, "SOBE", "zu heiß", "zu heiß"},
+        {"end", [](Work&) { throw new KxThreadFinalizeException2(nullptr); }, true, "SOBEF", "", "ends"},
+        {"handler's",
+         [](Work& self) {
+             self.SetEndProcessHdl(KxTools::Link(nullptr, &Fail));
+             throw new KxException(KxString(L"zu heiß"));
+         },
+         true, "SOB", "zu heiß", "8"},
         {"number", [](Work&) { throw 7; }, true, "SOB", "", "7"},
         {"abort", [](Work& self) { self.Abort(); }, true, "SOBE", "", ""},
         {"nested",
@@ -103,6 +115,9 @@ TEST(Process, FailuresAreKeptOrThrownOn) {
         std::string thrown;
         try {
             work.ExecuteAndWaitUntilReady();
+        } catch (KxThreadFinalizeException2* exception) {
+            thrown = "ends";
+            exception->Delete();
         } catch (KxException* exception) {
             thrown = U(exception->GetMessage());
             exception->Delete();

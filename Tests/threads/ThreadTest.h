@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What the tests of this room share: waiting for a condition, links to lambdas, and the message boxes of a test.
+// What the tests of this room share: links to lambdas, and the message boxes of a test.
 #pragma once
 
 #include "../base/Support.h"
@@ -9,29 +9,10 @@
 #include "hbtools/base/syWnd.h"
 
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <thread>
 #include <vector>
 
-#if defined(__SANITIZE_THREAD__)
-constexpr bool isThreadSanitized = true;
-#else
-constexpr bool isThreadSanitized = false;
-#endif
-
 namespace test {
-
-/// Waits until it holds, running `meanwhile` again and again.
-inline void Await(
-    std::function<bool()> const& condition, std::function<void()> const& meanwhile = [] {}) {
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-        meanwhile();
-        std::this_thread::yield();
-    }
-}
 
 /// A link that calls a lambda with the argument of Call; the lambda lives as long.
 template <class Call>

@@ -33,6 +33,12 @@ inline Outcome Call(std::string const& command) {
     return outcome;
 }
 
+/// The user of all programs speaks German, whatever the one of the tests does. Of LANG no shell complains.
+inline int const g_user = [] {
+    for (char const* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"}) ::unsetenv(name);
+    return ::setenv("LANG", "de_DE.UTF-8", 1);
+}();
+
 class Programs : public testing::Test {
 protected:
     void SetUp() override {

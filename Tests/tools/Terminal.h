@@ -31,7 +31,7 @@ public:
         ::ioctl(end, TIOCSWINSZ, &size);
         for (int stream : {0, 1, 2}) ::dup2(end, stream);
         ::setenv("TERM", "xterm", 1);
-        ::setenv("LC_ALL", "C.UTF-8", 1);
+        ::setenv("LC_CTYPE", "C.UTF-8", 1);
         std::vector<char*> words;
         for (std::string const& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
         words.push_back(nullptr);

@@ -8,6 +8,7 @@
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
 #include <hbtools/base/syTerminal.h>
+#include <hbtools/localisation/syLocalizer.h>
 
 #include <CLI/CLI.hpp>
 
@@ -80,6 +81,8 @@ bool Understand(Arguments const& arguments, hblog::Options& options) {
 
 int main(int argc, char** argv) {
     KxN::KxxSurviveClosedPipes();
+    KxN::KxGlobalLocalizer localizer;  // what the library says is told in the user's language
+    localizer.DoLocalization(1);
     CLI::App app("Shows exception logs and debug files, and what profile lines in them add up to.");
     app.require_subcommand(1);
     app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not such a file.");

@@ -10,6 +10,7 @@
 #include <hbtools/base/syException.h>
 #include <hbtools/base/syFile.h>
 #include <hbtools/base/syTerminal.h>
+#include <hbtools/localisation/syLocalizer.h>
 
 #include <CLI/CLI.hpp>
 
@@ -47,6 +48,8 @@ int Run(hbtag::Options const& options, KxN::KxString const& path) {
 
 int main(int argc, char** argv) {
     KxN::KxxSurviveClosedPipes();
+    KxN::KxGlobalLocalizer localizer;  // what the library says is told in the user's language
+    localizer.DoLocalization(1);
     CLI::App app(
         "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds what "
         "is damaged.");

@@ -3,7 +3,8 @@
 # - public headers include standard headers and public headers only;
 # - headers of the operating system stay in C/base/posix/, headers of other libraries are those of the table;
 # - tools and examples include public headers, and headers beside them;
-# - the umbrella header is for users: the library never includes it.
+# - the umbrella header is for users: the library never includes it;
+# - the library's own locks are those of base/posix/syMutex.h, which no killed thread leaves locked.
 cmake_policy(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/../layers.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/report.cmake)
@@ -77,8 +78,12 @@ foreach(file IN LISTS files)
 
     if(kind STREQUAL "umbrella" AND room)
       fault("${file}: includes the umbrella header")
+    elseif(target STREQUAL "csignal" AND file MATCHES "^Examples/")
+      # How an application is asked to end is its own affair.
     elseif(kind STREQUAL "system" AND NOT file MATCHES "^C/base/posix/")
       fault("${file}: includes ${target}, which only C/base/posix may")
+    elseif(target MATCHES "^(shared_)?mutex$" AND file MATCHES "^C/" AND NOT file MATCHES "^C/base/posix/")
+      fault("${file}: includes ${target} instead of base/posix/syMutex.h")
     elseif(kind STREQUAL "library" AND file MATCHES "^Inc/")
       fault("${file}: a public header includes ${target} of another library")
     elseif(file MATCHES "^Inc/" AND NOT kind STREQUAL "standard" AND NOT target MATCHES "^hbtools/")

@@ -4,6 +4,8 @@
 // The lock is a robust one of the system: of a thread that died with it the next thread takes it over.
 #include "hbtools/base/sySync.h"
 
+#include "hbtools/base/syObject.h"
+
 #include <cerrno>
 #include <ctime>
 #include <pthread.h>
@@ -13,18 +15,19 @@ namespace KxN {
 CCriticalSection::CCriticalSection() {
     // The standard library has no name for this kind.
     pthread_mutexattr_t attributes;
-    ::pthread_mutexattr_init(&attributes);
+    if (::pthread_mutexattr_init(&attributes) != 0) AfxThrowMemoryException();
     ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
     ::pthread_mutex_destroy(m_mutex.native_handle());
-    ::pthread_mutex_init(m_mutex.native_handle(), &attributes);
+    int const result = ::pthread_mutex_init(m_mutex.native_handle(), &attributes);
     ::pthread_mutexattr_destroy(&attributes);
+    if (result != 0) AfxThrowMemoryException();
 }
 
 int CCriticalSection::Lock(unsigned long timeout) {
     pthread_mutex_t* const mutex = m_mutex.native_handle();
     int result;
-    if (timeout == INFINITE) {
+    if (timeout >= INFINITE) {
         result = ::pthread_mutex_lock(mutex);
     } else {
         timespec until{};

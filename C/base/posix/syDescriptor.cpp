@@ -363,6 +363,12 @@ int CheckReplaceable(std::string const& target) {
     return ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
+void WriteToStandardError(std::string const& text) noexcept {
+    Descriptor error(STDERR_FILENO);
+    error.Write(text.data(), text.size());
+    error.Release();
+}
+
 std::string DirectoryOf(std::string const& path) {
     std::size_t const slash = path.rfind('/');
     return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);

@@ -100,6 +100,8 @@ int RenameNew(std::string const& from, std::string const& to);
 int ResolveLinks(std::string const& path, std::string& target);
 /// 0 if the file may be replaced or is not there. A file without any write permission is protected, for root too.
 int CheckReplaceable(std::string const& target);
+/// Writes to the standard error of the process, behind the back of streams; what fails is dropped.
+void WriteToStandardError(std::string const& text) noexcept;
 /// The directory part: "." where there is none.
 std::string DirectoryOf(std::string const& path);
 

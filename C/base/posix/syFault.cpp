@@ -14,6 +14,7 @@
 
 #include "base/posix/syFaultCode.h"
 #include "base/posix/syFloatControl.h"
+#include "base/posix/syStopPoint.h"
 
 #include <algorithm>
 #include <atomic>
@@ -367,6 +368,7 @@ KxFaultTranslator KxxSetFaultTranslator(KxFaultTranslator translator) noexcept {
     if (translator && thread.stackEnd == 0) {
         static thread_local SignalStack const stack;
         FindStack(thread);
+        detail::Hold const hold;  // nobody else comes past one who is stopped in it
         static std::once_flag once;
         std::call_once(once, Install);
     }

@@ -16,7 +16,7 @@ namespace KxN::detail {
 static_assert(sizeof(std::atomic<int>) == 4 && std::atomic<int>::is_always_lock_free);
 
 Deadline DeadlineAfter(unsigned long timeout) {
-    if (timeout == INFINITE) return std::nullopt;
+    if (timeout >= INFINITE) return std::nullopt;
     return Clock::now() + std::chrono::milliseconds(timeout);
 }
 

@@ -13,7 +13,7 @@ namespace KxN::detail {
 using Clock = std::chrono::steady_clock;
 using Deadline = std::optional<Clock::time_point>;  // none: for ever
 
-/// `timeout` in milliseconds from now; 0xFFFFFFFF is for ever.
+/// `timeout` in milliseconds from now; 0xFFFFFFFF and more is for ever.
 Deadline DeadlineAfter(unsigned long timeout);
 
 /// Sleeps while the word has this value, until the deadline at most; false then. May return early.

@@ -3,17 +3,18 @@
 //
 // The threads of the system under CWinThread: start, suspension with counts, priority, end and kill.
 //
-// Suspending and killing reach a thread by a real-time signal, wherever it is, with three exceptions. A thread that sleeps
+// Suspending and killing reach a thread by a real-time signal, wherever it is, with these exceptions. A thread that sleeps
 // in a SleepPlace counts as suspended at once and stops when it leaves; to be killed it is woken, so that it can take itself
-// out of the queues it stands in. A thread that runs code of this library, of the C or the C++ library may hold their
-// locks: it is asked again a little later, and only one that blocks there in a call of the system is taken there.
+// out of the queues it stands in. A thread that holds a lock of this library (Hold) is asked again until it gives it back.
+// One that runs code of this library, of ICU, of the C or the C++ library may hold their locks: it is asked again a little
+// later, and one that blocks there in a call of the system is taken there; for a second of answers at most for a kill.
 #pragma once
 
 #include "syFutex.h"
+#include "syMutex.h"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <pthread.h>
 
 namespace KxN::detail {
@@ -22,6 +23,9 @@ namespace KxN::detail {
 unsigned long CurrentThreadId();
 /// The system's number of this process.
 unsigned long CurrentProcessId();
+/// The calling thread for owners of locks: a number that no other thread ever gets. What it owns by it is abandoned when
+/// the thread ends in any way.
+unsigned long long ThreadIdentity();
 /// Ends the calling thread, after its stack is unwound.
 [[noreturn]] void ExitThread();
 /// Lets others run.
@@ -39,41 +43,48 @@ public:
     SystemThread(SystemThread const&) = delete;
     SystemThread& operator=(SystemThread const&) = delete;
     ~SystemThread();
-    /// Of the calling thread; null if it was not started here.
-    static std::shared_ptr<SystemThread> Current();
+    bool IsCurrent() const;
 
     /// The system's number; waits until the thread knows it.
     unsigned long Id();
-    /// Both return the count before, `failure` for a thread that has ended.
+    /// Both return the count before, `failure` for a thread that has ended or, to be suspended, cannot be reached.
     unsigned long Suspend();
     unsigned long Resume();
+    /// The two halves of Suspend. A lock may be held over the first only: the second waits for the thread, and may itself be
+    /// stopped or killed. What could not be halted is not suspended.
+    unsigned long CountSuspension();
+    bool Halt();
     unsigned long NumSuspensions() const { return static_cast<unsigned long>(m_suspensions.load()); }
-    /// The number by which the system orders threads that are ready, -20 (first) to 19.
+    /// How far behind others the system lets a thread run, beside a thread of the process when that was started; the sum is
+    /// limited to -20 to 19.
     static bool SetNice(unsigned long id, int nice);
     static bool GetNice(unsigned long id, int& nice);
-    /// Whether the thread has ended, after `timeout` milliseconds at most.
+    /// Whether the thread has ended, the destructors of its thread_local objects too, after `timeout` milliseconds at most.
     bool WaitForEnd(unsigned long timeout);
-    /// Ends the thread where it stands. Its stack is not unwound. False if it cannot be reached.
+    /// Ends the thread where it stands; its stack is not unwound. Returns no more for the calling thread. False if it cannot
+    /// be reached; should it hear later, it may end then.
     bool Kill();
 
 private:
     friend class SleepPlace;
     friend struct ThreadSignal;
-    friend void StopPoint(void const* caller) noexcept;
+    friend void StopNow() noexcept;
 
     static void* Enter(void* argument);
-    static void End(void* argument);
     bool IsBusy(std::uintptr_t instruction, std::uintptr_t stack);
-    bool IsHalted() const;
-    bool Halt();
+    bool IsReached(bool isKill) const;
+    bool AwaitAnswer(bool isKill, int numAnswers) const;
+    bool Reach(bool isKill);
     void StopHere();
     void Finish();
+    void LetGo();
+    [[noreturn]] void Die();
 
-    pthread_t m_handle{};
+    pthread_t m_handle{};  // noted by the thread before its number
     void (*m_body)(void*) = nullptr;
     void* m_argument = nullptr;
     std::shared_ptr<SystemThread> m_self;  // held by the running thread
-    std::mutex m_mutex;                    // one operation at a time
+    Mutex m_mutex;                         // guards the counts
     std::atomic<int> m_id = 0;
     std::atomic<int> m_ended = 0;
     std::atomic<int> m_suspensions = 0;
@@ -81,6 +92,7 @@ private:
     std::atomic<int> m_isKilled = 0;
     std::atomic<int> m_isForced = 0;
     std::atomic<int> m_isStopped = 0;
+    std::atomic<int> m_isHolding = 0;  // at the last answer
     std::atomic<int> m_numAnswers = 0;
     std::atomic<std::atomic<int>*> m_sleepWord = nullptr;
     // Where the signal last found it; for its handler.

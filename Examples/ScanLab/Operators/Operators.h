@@ -21,6 +21,7 @@ void InsertOutputOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertHistoryOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertConditionsOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertPackOperators(KxN::KxOperatorMgr& manager, Session& session);
+void InsertDeviceOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertProgramOperators(KxN::KxOperatorMgr& manager, Session& session);
 
 }  // namespace ScanLab

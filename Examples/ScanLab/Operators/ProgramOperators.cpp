@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What concerns the program: Macro, SaveSettings, LoadSettings; and the list of all operators.
+// What concerns the program: Macro, SaveSettings, LoadSettings, Language; and the list of all operators.
+#include "../Languages.h"
 #include "../Print.h"
 #include "Command.h"
 #include "Operators.h"
@@ -63,12 +64,33 @@ protected:
     }
 };
 
+class LanguageCommand : public CommandOf<LanguageCommand> {
+public:
+    enum : unsigned short { Name = 1 };
+
+    explicit LanguageCommand(Session& session) : CommandOf(LanguageId, session) { AddText(Name, L"*"); }
+
+protected:
+    OperatorReturnCode Run() override {
+        if (!m_session.languages) return OPERATOR_OK;
+        KxString const name = GetParameterString(Name);
+        if (name == L"*") {
+            Print(L"%s\n", m_session.languages->Known());
+        } else {
+            m_session.languages->Use(name);
+            Relabel(*pOperatorMgr);
+        }
+        return OPERATOR_OK;
+    }
+};
+
 }  // namespace
 
 void InsertProgramOperators(KxOperatorMgr& manager, Session& session) {
     manager.Insert(new MacroCommand(session));
     manager.Insert(new SaveSettingsCommand(session));
     manager.Insert(new LoadSettingsCommand(session));
+    manager.Insert(new LanguageCommand(session));
 }
 
 void InsertOperators(KxOperatorMgr& manager, Session& session) {
@@ -79,6 +101,7 @@ void InsertOperators(KxOperatorMgr& manager, Session& session) {
     InsertConditionsOperators(manager, session);
     InsertPackOperators(manager, session);
     InsertHistoryOperators(manager, session);
+    InsertDeviceOperators(manager, session);
     InsertProgramOperators(manager, session);
 }
 

@@ -18,6 +18,8 @@
 
 namespace ScanLab {
 
+class Languages;
+
 class Session {
 public:
     /// `folder`: where files with relative names are written.
@@ -49,6 +51,8 @@ public:
 
     /// The configuration file of the application; empty if it runs without.
     KxN::KxString settingsFile;
+    /// The application's; null without.
+    Languages* languages = nullptr;
     /// How the progress of long operators is shown; not at all unless set.
     ProgressSettings progress;
 

@@ -37,7 +37,11 @@ enum OperatorId : unsigned short {
     ExportConditionsId = 2000,
     ImportConditionsId = 2030,
     PackId = 2060,
-    UnpackId = 2090
+    UnpackId = 2090,
+    DevicesId = 2200,
+    SetDeviceId = 2250,
+    MeasureId = 2300,
+    LanguageId = 2350
 };
 
 enum class Text : unsigned short {
@@ -73,6 +77,23 @@ enum class Text : unsigned short {
     NotExportable = 3029,
     NoFile = 3030,
     FolderNotEmpty = 3031,
+    NoScanner = 3040,
+    NoDriver = 3041,
+    NoSetting = 3042,
+    NoLanguage = 3043,
+    DriverWorks = 3050,
+    DriverFails = 3051,
+    DriverHangs = 3052,
+    DriverCrashes = 3053,
+    DriverExits = 3054,
+    UnknownFailure = 3055,
+    NoTrial = 3056,
+    StepLoad = 3060,
+    StepInit = 3061,
+    StepConstruct = 3062,
+    StepSettings = 3063,
+    StepDestruct = 3064,
+    StepUnload = 3065,
     Operators = 3100,
     Parameter = 3101,
     Type = 3102,

@@ -75,4 +75,16 @@ private:
     TimeState m_time = TimeUnset;
 };
 
+/// A moment, as seconds since 1970-01-01 00:00 UTC; 0 is none.
+class CTime {
+public:
+    constexpr explicit CTime(long long seconds = 0) : m_seconds(seconds) {}
+    constexpr long long GetTime() const { return m_seconds; }
+    KxDateTime GetDateTime() const { return KxDateTime::FromUnixTime(m_seconds); }
+    friend constexpr auto operator<=>(CTime const&, CTime const&) = default;
+
+private:
+    long long m_seconds;
+};
+
 }  // namespace KxN

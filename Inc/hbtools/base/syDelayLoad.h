@@ -23,10 +23,8 @@ namespace KxN {
 
 class KX_API KxDelayLoadedModule {
 public:
-    /// Loads nothing yet. A name with a folder must be an absolute path. One without, such as "Optics.dll", is looked
-    /// for as it stands and then as "libOptics.so" (the end ".dll" is dropped), each first in the folder of the module
-    /// that calls this constructor, then where the system looks for libraries. The working directory is no such place.
-    /// Only regular files are loaded.
+    /// Loads nothing yet. A name is looked for by the rule of syModule.h; the module that calls is the one that calls this
+    /// constructor.
     explicit KxDelayLoadedModule(KxString const& name);
     KxDelayLoadedModule(KxDelayLoadedModule const&) = delete;
     KxDelayLoadedModule& operator=(KxDelayLoadedModule const&) = delete;
@@ -36,7 +34,7 @@ public:
 
     /// The exported function of that name in UTF-8; no module has one for a null pointer. Never null.
     /// @throws KxDllLoadException with ENOENT if the module is nowhere, ENOEXEC if it is there and cannot be loaded, or
-    /// lacks a module that it needs itself; KxDllProcAddrException with ENOSYS if it has no such function
+    /// lacks a module that it needs itself, each with the loader's own words; KxDllProcAddrException with ENOSYS if it has no such function
     void* GetFunction(char const* name);
     /// The function that the module exports as "Ordinal<number>", since numbers are no names to the system. Numbers
     /// beyond 16 bits are no function's.

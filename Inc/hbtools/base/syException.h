@@ -177,8 +177,11 @@ private:
 class KX_API KxDllException : public KxRuntimeException {
 public:
     KxDllException(KxString const& name, unsigned long code) : m_name(name), m_code(code) {}
+    KxDllException(KxString const& name, unsigned long code, KxString const& reason)
+        : m_name(name), m_code(code), m_reason(reason) {}
     KxString GetName() const { return m_name; }
-    unsigned long GetCode() const { return m_code; }
+    unsigned long GetCode() const { return m_code; }  ///< A system error number.
+    KxString GetReason() const { return m_reason; }   ///< The loader's own words; may be empty.
 
 protected:
     void BuildMessage() override;
@@ -186,6 +189,7 @@ protected:
 private:
     KxString m_name;
     unsigned long m_code;
+    KxString m_reason;
 };
 
 class KX_API KxDllLoadException : public KxDllException {

@@ -76,6 +76,7 @@ struct KxDelayLoadRecord {
     bool isByName;             ///< Which of the two that follow is meant.
     char const* functionName;  ///< UTF-8; null if only the module was asked for.
     unsigned short ordinal;
+    wchar_t const* reason = nullptr;  ///< The loader's own words; null if it said nothing.
 };
 
 /// Throws an exception, or returns to let the fault take its course. It runs with all floating-point traps masked;

@@ -71,7 +71,8 @@ FormatArgument MakeFormatArgument(T const& value) {
 }  // namespace detail
 
 /// The formatted text. `format` knows %s %c %d %i %u %x %X %o %f %F %e %E %g %G %a %p %% with flags, width,
-/// precision (also as *) and the length marks h l ll L j z t I64, which are accepted and not needed.
+/// precision (also as *) and the length marks h l ll L j z t I64, which are accepted and not needed. "%2$s" takes the second
+/// argument, so that a translation may take them in another order.
 template <class... Arguments>
 std::wstring KxxFormat(std::wstring_view format, Arguments const&... arguments) {
     if constexpr (sizeof...(Arguments) == 0) {

@@ -17,7 +17,7 @@
 
 namespace KxN {
 
-/// A timeout that never ends.
+/// A timeout that never ends; whatever is longer is this one.
 inline constexpr unsigned long INFINITE = 0xFFFFFFFF;
 
 /// Access rights of an object. Objects here belong to one process, so it says nothing yet.
@@ -48,13 +48,15 @@ protected:
 };
 
 /// Waits until one of the objects can be taken and takes that one, the first of several. Returns its index, or -1
-/// after `timeout` milliseconds. @throws CInvalidArgException for a critical section, which cannot be waited for so
+/// after `timeout` milliseconds. @throws CInvalidArgException for a critical section, which cannot be waited for so, and for
+/// no objects
 KX_API int KxxWaitForAny(CSyncObject* const* objects, int count, unsigned long timeout = INFINITE);
 
-/// The fast lock within a process. The thread that holds it may take it again. Not served in order. A thread that is killed
-/// gives it back.
+/// The fast lock within a process. The thread that holds it may take it again. Not served in order. Of a thread that is
+/// killed, or ends, with it the next one takes it over: what it guards may be half changed then.
 class KX_API CCriticalSection : public CSyncObject {
 public:
+    /// @throws CMemoryException if the system has none
     CCriticalSection();
     int Lock(unsigned long timeout = INFINITE) override;
     /// The caller must hold it.
@@ -64,8 +66,8 @@ private:
     std::recursive_timed_mutex m_mutex;
 };
 
-/// A lock that can be waited for together with other objects. The thread that holds it may take it again; one that is killed
-/// gives it back.
+/// A lock that can be waited for together with other objects. The thread that holds it may take it again; one that ends in
+/// any way gives it back.
 /// Objects with the same name, which is not empty, are one within the process.
 class KX_API CMutex : public CSyncObject {
 public:

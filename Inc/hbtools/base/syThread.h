@@ -5,9 +5,18 @@
 // one's own (InitInstance, Run, ExitInstance), with its queue of messages, its main window and its priority. An application
 // that wants a thread it can ask to end takes KxThread of room threads.
 //
-// Suspending stops a thread between two of its instructions. It is never stopped inside the allocator or this library,
-// but it keeps whatever locks of the application's it holds: suspend threads that hold none. A killed thread ends where it
-// stands: its stack is not unwound, what it owned leaks; CCriticalSection and CMutex that it held are given back.
+// Suspending stops a thread between two of its instructions, killing ends it there: its stack is not unwound, what it owned
+// leaks, CCriticalSection and CMutex that it held are given back. What is promised of the place:
+// - Neither happens while it holds a lock of this library; whoever asks waits for that.
+// - It is not suspended in code of the C and C++ libraries or of ICU, which have locks too (the allocator's), unless it
+//   blocks there in one call of the system for some 15 ms. One that never leaves that code is not suspended at all.
+// - It is killed there only if it blocks likewise, or did not leave that code while it ran for a second; a lock of the
+//   C library that it then has is lost.
+// - Locks of the application's and of other libraries a suspended thread keeps, a killed one leaves locked.
+// - Out of reach is a thread that keeps the signal SIGRTMIN + 3 from itself for a second, or gives no answer for ten
+//   (a call of the system that nothing interrupts), and every thread while RLIMIT_SIGPENDING leaves no room for a signal.
+// That signal belongs to this library once a thread was started; each thread unblocks it at its start. Its handler makes
+// nanosleep, poll, select, epoll_wait, timed waits for semaphores and for sockets with a time limit return early with EINTR.
 //
 // A thread object belongs to whoever made it, or deletes itself at the end of its thread. Its operations may be called from
 // any thread while it lives.
@@ -32,6 +41,7 @@ using LRESULT = std::intptr_t;
 namespace detail {
 class MessageQueue;
 class SystemThread;
+struct ThreadAccess;
 }  // namespace detail
 
 enum ThreadPriority {
@@ -43,7 +53,7 @@ enum ThreadPriority {
     THREAD_PRIORITY_HIGHEST = 2,
     THREAD_PRIORITY_TIME_CRITICAL = 15
 };
-/// What GetThreadPriority returns for a thread that has ended.
+/// What GetThreadPriority returns for a thread that does not run.
 inline constexpr int THREAD_PRIORITY_ERROR_RETURN = 0x7FFFFFFF;
 /// A creation flag: the thread waits for ResumeThread before its first step.
 inline constexpr unsigned long CREATE_SUSPENDED = 4;
@@ -64,7 +74,7 @@ public:
     ~CWinThread() override;
 
     /// Starts the thread, once. It gets the main window of the calling thread. `stackSize` in bytes, 0 for the system's
-    /// usual one. 0 if the system gives no thread.
+    /// usual one. 0 if the system gives no such thread.
     int CreateThread(unsigned long createFlags = 0, UINT stackSize = 0, SECURITY_ATTRIBUTES* attributes = nullptr);
 
     /// The number by which the system knows the thread; 0 before the start.
@@ -74,24 +84,31 @@ public:
     int GetAutoDelete() const { return m_autoDelete; }
     void SetAutoDelete(int autoDelete) { m_autoDelete = autoDelete; }
 
-    /// Suspensions are counted. Both return the count before, 0xFFFFFFFF if the thread does not run.
+    /// Suspensions are counted. Both return the count before, 0xFFFFFFFF if the thread does not run or, to be suspended, is
+    /// out of reach.
     unsigned long SuspendThread();
     unsigned long ResumeThread();
     /// How often it is suspended at this moment; 0 before the start.
     unsigned long GetSuspendCount() const;
-    /// 0 if the system refuses: raising a priority takes a privilege.
+    /// Beside THREAD_PRIORITY_NORMAL, which is that of the process when it was started. 0 if the system refuses, since raising a
+    /// priority takes a privilege, and for a thread that does not run.
     int SetThreadPriority(int priority);
-    /// One of ThreadPriority, as the system has it.
+    /// One of ThreadPriority, as the system has it; THREAD_PRIORITY_ERROR_RETURN for a thread that does not run.
     int GetThreadPriority() const;
-    /// Waits up to `timeout` milliseconds for the end of the thread. Non-zero once it has ended.
+    /// Waits up to `timeout` milliseconds for the end of the thread, destructors of its thread_local objects included.
+    /// Non-zero once it has ended.
     int WaitForEnd(unsigned long timeout = INFINITE) const;
-    /// Ends the thread where it stands. 0 if it does not run, or cannot be reached.
+    /// Ends the thread where it stands; does not return for the calling thread, whose object then does not delete itself. 0
+    /// if it does not run or is out of reach: it may end when it can be reached again, and what it uses must stay until
+    /// then.
     int TerminateThread(UINT exitCode);
 
-    /// The window that signals and messages of this thread go to; null if there is none. Owned by others.
-    CWnd* GetMainWnd() const { return m_mainWnd; }
-    void SetMainWnd(CWnd* window) { m_mainWnd = window; }
-    /// Posts a message to the thread itself: PumpMessage hands it to PreTranslateMessage. 0 if it does not run.
+    /// The window that signals and messages of this thread go to; null if there is none, or if it was destroyed. Owned by
+    /// others: only on the window's own thread it is certain to live on.
+    CWnd* GetMainWnd() const;
+    void SetMainWnd(CWnd* window);
+    /// Posts a message to the thread itself: PumpMessage hands it to OnThreadMessage. Before the start it waits for that. 0
+    /// if the thread has ended, or if KxLimits::postedCalls messages wait already.
     int PostThreadMessage(UINT message, WPARAM wParam, LPARAM lParam);
     /// Whether something waits in the queue. On this thread only, as PumpMessage.
     int HasMessage() const;
@@ -115,12 +132,13 @@ protected:
 
 private:
     friend void AfxEndThread(UINT exitCode, int deleteObject);
+    friend struct detail::ThreadAccess;
     static void Main(void* object);
     void AtEnd();
 
     ThreadProc m_proc = nullptr;
     void* m_parameter = nullptr;
-    std::atomic<CWnd*> m_mainWnd = nullptr;
+    std::atomic<unsigned long> m_mainWnd = 0;  // its number
     std::atomic<int> m_autoDelete = 1;
     std::atomic<UINT> m_exitCode = 0;
     std::shared_ptr<detail::MessageQueue> m_queue;
@@ -141,7 +159,7 @@ KX_API CWinThread* AfxBeginThread(ThreadProc proc, void* parameter, int priority
 /// Ends the message loop of the calling thread once it has nothing else to do.
 KX_API void AfxPostQuitMessage(int exitCode);
 
-/// Suspends the calling thread for so many milliseconds; 0 lets others run.
+/// Suspends the calling thread for so many milliseconds, INFINITE and more for ever; 0 lets others run.
 KX_API void Sleep(unsigned long milliseconds);
 
 }  // namespace KxN

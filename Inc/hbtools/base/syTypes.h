@@ -20,6 +20,11 @@ using DWORD = std::uint32_t;
 using LONGLONG = long long;
 using ULONGLONG = unsigned long long;
 
+/// The handle of a module, see syModule.h.
+class KxModule;
+using HINSTANCE = KxModule*;
+using HMODULE = HINSTANCE;
+
 /// The type that stands for T in every stored form, binary or text.
 template <class T>
 struct KxTStored {

@@ -5,8 +5,8 @@
 // thread that makes it is the main thread. GetpApp() gives it to everybody else, null before and after its life.
 //
 // Any thread may post a call; the main thread runs the calls in the order they were posted, whenever it lets its
-// message loop run: Reschedule, Run, or the host's own loop. An exception of a call reaches the caller of Reschedule; the calls behind it stay posted. Calls that
-// are still posted when the object is destroyed are never run.
+// message loop run: Reschedule, Run, or the host's own loop. An exception of a call reaches the caller of Reschedule; the
+// calls behind it stay posted. Calls that are still posted when the object is destroyed are never run.
 //
 //     app.PostCallLink(KxxMakeLink(&view, &View::Refresh), nullptr);  // on any thread
 //     while (!ready) GetpApp()->Reschedule();                         // on the main thread

@@ -12,7 +12,8 @@
 //
 // A handler of KxException* or CException* in the worker's code lets pass on what answers EndsThread(). Errors: as in
 // syThreadLauncher.h. Lifetime: the destructor ends the worker, after one second by force, which leaves behind what the
-// worker owned. A derived class calls AttemptTermination in its own destructor, while its part still stands. Any thread may
+// worker owned; one that is out of reach (syThread.h) goes on without an owner, which standard error is told, and its
+// CWinThread stays. A derived class calls AttemptTermination in its own destructor, while its part still stands. Any thread may
 // call the operations, but for those that are said to be the worker's; the destructor is not for the worker itself.
 #pragma once
 
@@ -37,8 +38,9 @@ public:
     int IsRunning();
     /// Non-zero if the worker is suspended, or will be when it starts.
     int IsSuspended() const { return m_isSuspended; }
-    /// Suspensions are counted while a worker runs. Without one the next starts suspended. See syThread.h for what a
-    /// suspended thread may hold. A worker may suspend itself; one that was asked to end ends instead.
+    /// Suspensions are counted while a worker runs. Without one the next starts suspended. See syThread.h for where a
+    /// thread is suspended, and for those that are out of reach: nothing changes then. A worker may suspend itself; one that
+    /// was asked to end ends instead.
     void Suspend();
     void Resume();
     /// Of the worker as the system has it, else that of the next. Raising it takes a privilege.
@@ -46,7 +48,7 @@ public:
     void SetPriority(int priority);
 
     /// Asks the worker to end, resumes it as often as it is suspended, and waits up to `timeout` milliseconds for its end.
-    /// 1 if it no longer runs; 0 if it still does: the request stands.
+    /// 1 if that worker no longer runs; 0 if it still does: the request stands.
     int AttemptTermination(unsigned long timeout);
     /// 1 if the worker was asked to end. That takes the request back: a worker that asks so must end at the first 1.
     int HasToTerminate() const;
@@ -57,7 +59,8 @@ public:
     /// The worker's: sleeps for `timeout` milliseconds, and ends as soon as it is asked to; 0 lets others run first.
     void Sleep(unsigned long timeout);
     /// The worker's: waits up to `timeout` milliseconds for the object, and ends as soon as it is asked to. 1 if it got the
-    /// object, 0 if the time is over or the object cannot be waited for together with others (CCriticalSection).
+    /// object, 0 if the time is over, and at once if the object cannot be waited for together with others
+    /// (CCriticalSection).
     int WaitFor(unsigned long timeout, CSyncObject& object);
     /// Set by a request to end; cleared by whom it lets pass.
     CEvent& GetTerminationEvent() { return m_terminationEvent; }
@@ -74,15 +77,15 @@ private:
     friend class KxThreadFinalizeException2;
 
     KxString Describe() const;
+    bool IsAlive() const;
+    std::shared_ptr<CWinThread> Collect();
     bool ResumeOnce();
-    void SuspendWorker();
-    bool IsWorker() const;
 
-    std::shared_ptr<CWinThread> m_thread;  // null if there is none
+    std::unique_ptr<std::atomic<KxThread*>> m_self;  // what the worker knows its owner by
+    std::shared_ptr<CWinThread> m_thread;            // null if there is none
     mutable CEvent m_terminationEvent;
     mutable CCriticalSection m_lock;  // guards m_thread, the priority and the handler
     std::atomic<int> m_isSuspended = 0;
-    std::atomic<int> m_isStopping = 0;  // the worker is about to suspend itself
     KxTools::Link m_endNotification;
 };
 
@@ -101,7 +104,7 @@ public:
     bool EndsThread() const override;
 };
 
-/// The object whose worker the calling thread is; null in any other thread. Costs no lock.
+/// The object whose worker the calling thread is; null in any other thread, and once the object is destroyed. Costs no lock.
 KX_API KxThread* KxxThreadGetOwner();
 /// KxThread::HasToTerminate of the owner; 0 without one.
 KX_API int KxxThreadHasToTerminate();

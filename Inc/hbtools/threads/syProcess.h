@@ -31,8 +31,9 @@ public:
 
     /// What the timer calls: posts the run. Returns 1. @throws KxException as Start
     virtual long long StartHdl(void* argument);
-    /// The run: the body, its failure, the end process handler. Returns 1. @throws what the body throws, unless it is a
-    /// CException and there is an error output handler; the process is ready before a CException leaves
+    /// The run: the body, its failure, the end process handler, after a CException the error output handler. Returns 1.
+    /// @throws what the body throws, unless it is a CException that does not EndsThread() and there is an error output
+    /// handler; and what a handler throws, in its place. The process is ready before a CException leaves
     virtual long long FrameProcess(void* argument);
 
 protected:

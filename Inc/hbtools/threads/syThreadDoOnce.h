@@ -9,11 +9,11 @@
 //     loader.SignalFinished.Signal.Connect(&view, &View::OnLoaded);           // before Start
 //     loader.Start();
 //
-// Errors: a CException of Process is kept, see GetException. Anything else ends the run without success and is reported as
-// by a KxThreadLauncher. Threads: operations on the owner's thread but for those said to be the worker's; what describes a
+// Errors: a CException of Process is kept, see GetException; one that EndsThread() then ends the thread silently. Anything
+// else ends the run without success or signal and is reported as by a KxThreadLauncher. Threads: operations on the owner's thread but for those said to be the worker's; what describes a
 // run is to be asked after WaitUntilReady. Lifetime: the destructor waits without limit for the end of Process; a derived
-// class waits in its own destructor (Abort, WaitUntilReady), since Process uses it. Without a main window no signal is
-// delivered.
+// class waits in its own destructor (Abort, WaitUntilReady), since Process uses it. Without a main window, or
+// once it is destroyed, no signal is delivered.
 #pragma once
 
 #include "hbtools/base/syException.h"
@@ -22,8 +22,13 @@
 #include "hbtools/core/sySignal.h"
 
 #include <atomic>
+#include <memory>
 
 namespace KxN {
+
+namespace detail {
+struct Answer;
+}
 
 /// A signal that crosses threads. The message "SIGNAL_ARRIVED" carries its address in lParam; who receives it emits Signal
 /// with Argument and sets Handled. A second post before that replaces the argument.
@@ -36,13 +41,24 @@ public:
 
     /// Posts to the main window of the calling thread. Nothing if there is none.
     void Post(void* argument);
-    /// For receivers: emits on the calling thread if that address is a signal that lives, and answers whether it was.
+    /// For receivers: emits on the calling thread if that address is a signal that lives, and that was posted once more than
+    /// it was delivered; answers whether it was.
     static int Deliver(LPARAM lParam);
 
     KxTSignal<void*> Signal;
     KxThreadSignal* Self = this;
     std::atomic<void*> Argument = nullptr;
     CEvent Handled;
+
+private:
+    friend class KxThreadIdle;
+
+    bool Post(void* argument, std::shared_ptr<detail::Answer> answer);
+    /// Only replaces the argument while the former message still waits.
+    void PostUnlessWaiting(void* argument);
+
+    std::atomic<int> m_numPosted = 0;           // messages under way
+    std::shared_ptr<detail::Answer> m_waiting;  // the last message of PostUnlessWaiting; for the thread that posts
 };
 
 /// A main window for applications without another: delivers every KxThreadSignal on the thread that made it. It takes
@@ -61,7 +77,8 @@ public:
     /// Aborts, and waits for the end of Process.
     virtual ~KxThreadDoOnce();
 
-    /// Starts a run. None may be under way. @throws KxException if the system gives no thread; it is ready then
+    /// Starts a run. None may be under way. @throws KxException if the system gives no thread, std::bad_alloc without
+    /// memory; it is ready then
     void Start();
     /// Asks Process to end; nothing else. Any thread.
     void Abort();
@@ -83,13 +100,14 @@ protected:
     /// The worker's: waits up to `timeout` milliseconds for an abort, and returns 1 if it came.
     int ShouldBeAborted(unsigned long timeout);
     /// The run: Process, its failure, the signal, and last of all the event for which others wait. An override calls it
-    /// and touches nothing of the object behind that.
+    /// and touches nothing of the object behind that. Throws on what EndsThread(); the event comes behind that then.
     virtual void FrameProcess();
 
 private:
     virtual void Process() = 0;
 
     static UINT Main(void* object);
+    void PostFinished();
 
     std::atomic<int> m_aborted = 0;
     std::atomic<int> m_successful = 0;

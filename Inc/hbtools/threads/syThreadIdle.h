@@ -9,8 +9,10 @@
 //     idle.SetNumCycles(-1);
 //     idle.Start();
 //
-// Errors, threads and lifetime as in syThreadDoOnce.h; an exception within ends the ticks without a report. Settings are made
-// before Start. The destructor takes up to 100 ms while ticks are under way.
+// A tick that comes while the former one still waits in the queue is one with it: whoever pumps slowly gets fewer, never a
+// queue full of them. Errors, threads and lifetime as in syThreadDoOnce.h; an exception within ends the ticks without a
+// report, unless it EndsThread(). Settings are made before Start. The destructor takes up to 100 ms while ticks are under
+// way.
 #pragma once
 
 #include "hbtools/threads/syThreadDoOnce.h"

@@ -35,7 +35,7 @@ public:
     /// Non-zero: threads to come are suspended before their callback, until CWinThread::ResumeThread.
     int IsCreatedSuspended() const { return m_isCreatedSuspended; }
     void CreatedSuspended(int isSuspended) { m_isCreatedSuspended = isSuspended; }
-    /// In bytes; 0, as it is at the start, for the system's usual size.
+    /// In bytes; 0, as it is at the start, for the system's usual size. 4 GB and more no thread gets.
     unsigned long GetStackSize() const { return m_stackSize; }
     void SetStackSize(unsigned long size) { m_stackSize = size; }
     /// Non-zero, as it is at the start: the CWinThread deletes itself at the end of its thread. Otherwise whoever
@@ -67,7 +67,7 @@ private:
     std::atomic<int> m_isStarted = 0;
     void* m_argument = nullptr;
     KxTools::Link m_link;
-    KxThread* m_owner = nullptr;  // of the thread that is being launched
+    std::atomic<KxThread*>* m_owner = nullptr;  // of the thread that is being launched
 };
 
 }  // namespace KxN

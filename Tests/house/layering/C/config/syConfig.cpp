@@ -9,3 +9,4 @@
 #include <boost/any.hpp>
 #include "hbtools/hbtools.h"
 #include "hbtools/syNowhere.h"
+#include <shared_mutex>

@@ -1,0 +1,215 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The records of modules. The lock of all records is never held while the loader is called: static constructors and
+// destructors of modules come back here, and the loader has a lock of its own.
+#include "hbtools/base/syModule.h"
+
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syException.h"
+
+#include "base/syModuleRecord.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <vector>
+#include <dlfcn.h>
+#include <link.h>
+
+namespace KxN {
+
+namespace {
+
+struct Records {
+    std::mutex lock;
+    std::vector<std::unique_ptr<KxModule>> all;
+};
+
+/// For ever: modules free what they loaded in their static destructors.
+Records& AllRecords() {
+    static Records& records = *new Records;
+    return records;
+}
+
+thread_local KxModuleError t_error;
+
+link_map* MapOf(void const* address) {
+    Dl_info info{};
+    link_map* map = nullptr;
+    return address && ::dladdr1(address, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) != 0 ? map : nullptr;
+}
+
+std::string PathOf(link_map const* map) {
+    std::error_code ignored;
+    std::string const path = map->l_name;
+    if (path.empty()) return std::filesystem::read_symlink("/proc/self/exe", ignored);  // the program itself
+    return path.starts_with('/') ? path : std::filesystem::absolute(path, ignored).string();
+}
+
+/// The record of loaded code. The loader may use the address of a module that is gone for another one.
+KxModule* RecordOf(void* code, unsigned long counts) {
+    std::string path = PathOf(static_cast<link_map*>(code));
+    Records& records = AllRecords();
+    std::lock_guard const guard(records.lock);
+    for (auto const& record : records.all) {
+        if (record->code != code) continue;
+        if (record->path != path) {
+            record->path = std::move(path);
+            record->count = 0;
+        }
+        record->count += counts;
+        return record.get();
+    }
+    records.all.push_back(std::make_unique<KxModule>());
+    KxModule& record = *records.all.back();
+    record.code = code;
+    record.path = std::move(path);
+    record.count = counts;
+    return &record;
+}
+
+/// Null if the handle is none; the lock must be held.
+KxModule* Known(Records const& records, HINSTANCE module) {
+    for (auto const& record : records.all)
+        if (record.get() == module) return module;
+    return nullptr;
+}
+
+/// The satellite of that file and content, counted once more; the lock must be held.
+KxModule* CountKnown(Records const& records, std::string const& path, detail::FileIdentity const& identity,
+                     std::string const& bytes) {
+    for (auto const& record : records.all) {
+        detail::TextTable const* const texts = record->texts;
+        if (!texts || !(record->identity == identity) || texts->GetBytes() != bytes) continue;
+        ++record->count;
+        record->path = path;  // it may be a new file with the number of one that is gone
+        return record.get();
+    }
+    return nullptr;
+}
+
+HINSTANCE Loaded(detail::LoadedModule const& loaded) {
+    return loaded.code ? RecordOf(loaded.code, 1) : loaded.satellite;
+}
+
+HINSTANCE Load(KxString const& name, std::string const& folder) {
+    return Loaded(detail::LoadByName(name, folder));
+}
+
+}  // namespace
+
+namespace detail {
+
+void SetModuleError(int code, std::wstring text) {
+    t_error.code = static_cast<unsigned long>(code);
+    t_error.text = std::move(text);
+}
+
+KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, std::unique_ptr<TextTable const> texts) {
+    auto made = std::make_unique<KxModule>();
+    made->path = path;
+    made->identity = identity;
+    made->count = 1;
+    Records& records = AllRecords();
+    std::lock_guard const guard(records.lock);
+    if (KxModule* const known = CountKnown(records, path, identity, texts->GetBytes())) return known;
+    records.all.push_back(std::move(made));
+    KxModule& record = *records.all.back();
+    record.texts = texts.release();
+    return &record;
+}
+
+KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, std::string const& bytes) {
+    Records& records = AllRecords();
+    std::lock_guard const guard(records.lock);
+    return CountKnown(records, path, identity, bytes);
+}
+
+}  // namespace detail
+
+[[gnu::noinline]] HINSTANCE AfxLoadLibrary(wchar_t const* name) {
+    return Load(name, detail::FolderOf(__builtin_return_address(0)));
+}
+
+[[gnu::noinline]] HINSTANCE KxxLoadLibrary(KxString const& name) {
+    HINSTANCE const module = Load(name, detail::FolderOf(__builtin_return_address(0)));
+    if (!module) throw new KxDllLoadException(name, t_error.code, t_error.text);
+    return module;
+}
+
+HINSTANCE KxxLoadSatellite(KxString const& path) {
+    return Loaded(detail::LoadSatellite(KxxToSystemPath(path.View())));
+}
+
+int KxxIsSatellite(HINSTANCE module) {
+    return module && module->texts ? 1 : 0;
+}
+
+int AfxFreeLibrary(HINSTANCE module) {
+    Records& records = AllRecords();
+    void* code = nullptr;
+    bool isCounted = false;
+    {
+        std::lock_guard const guard(records.lock);
+        isCounted = Known(records, module) && module->count > 0;
+        if (isCounted) {
+            --module->count;
+            code = module->code;
+        }
+    }
+    if (!isCounted) {
+        detail::SetModuleError(EINVAL, detail::SystemWords(EINVAL));
+        return 0;
+    }
+    if (!code || ::dlclose(code) == 0) return 1;
+    char const* const words = ::dlerror();
+    detail::SetModuleError(EINVAL, words ? KxxWidenText(words) : std::wstring());
+    return 0;
+}
+
+void* GetProcAddress(HINSTANCE module, char const* name) {
+    if (!name) return nullptr;
+    if (!module) module = KxxGetProgram();
+    Records& records = AllRecords();
+    void* code = nullptr;
+    {
+        std::lock_guard const guard(records.lock);
+        if (Known(records, module)) code = module->code;
+    }
+    void* const address = code ? ::dlsym(code, name) : nullptr;
+    // The loader looks into the libraries that the module needs, too.
+    return address && MapOf(address) == code ? address : nullptr;
+}
+
+KxString GetModuleFileName(HINSTANCE module) {
+    if (!module) module = KxxGetProgram();
+    Records& records = AllRecords();
+    std::lock_guard const guard(records.lock);
+    return Known(records, module) ? KxString(KxxFromSystemPath(module->path)) : KxString();
+}
+
+HINSTANCE KxxGetProgram() {
+    // No local static with its guard: nothing may be held while the loader is asked.
+    static constinit std::atomic<HINSTANCE> program = nullptr;
+    if (!program) program = RecordOf(::dlopen(nullptr, RTLD_LAZY), 0);
+    return program;
+}
+
+HINSTANCE KxxGetModuleOf(void const* address) {
+    link_map* const map = MapOf(address);
+    return map ? RecordOf(map, 0) : nullptr;
+}
+
+KxModuleError KxxGetModuleError() {
+    return t_error;
+}
+
+KxModuleHold::KxModuleHold(void const* address) {
+    link_map* const map = MapOf(address);
+    if (!map || map->l_name[0] == '\0') return;
+    if (void* const code = ::dlopen(map->l_name, RTLD_LAZY | RTLD_NOLOAD)) m_module = RecordOf(code, 1);
+}
+
+}  // namespace KxN

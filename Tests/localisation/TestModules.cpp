@@ -1,0 +1,145 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "LocalisationTest.h"
+
+#include <cerrno>
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace test;
+
+/// What keeps a file from being loaded, in the loader's words or ours.
+std::string Refused(KxString const& name, unsigned long code) {
+    EXPECT_EQ(AfxLoadLibrary(name), nullptr) << U(name);
+    EXPECT_EQ(KxxGetModuleError().code, code) << U(name);
+    std::string const words = U(KxxGetModuleError().text);
+    std::string const message = Thrown<KxDllLoadException>([&] { KxxLoadLibrary(name); });
+    EXPECT_NE(message.find(words), std::string::npos) << message;
+    return words;
+}
+
+class Modules : public ModuleTree {
+protected:
+    bool IsLoaded() const {
+        void* const code = ::dlopen(File("libExtension.so").c_str(), RTLD_NOW | RTLD_NOLOAD);
+        if (code) ::dlclose(code);
+        return code;
+    }
+};
+
+TEST_F(Modules, WhatCannotBeLoaded) {
+    std::string const whole = Get("libExtension.so");
+    auto const changed = [&](std::size_t place, char byte) {
+        std::string bytes = whole;
+        bytes[place] = byte;
+        return bytes;
+    };
+    Put("none.so", "no module at all, and longer than a header of one would be, which is sixty-four bytes");
+    Put("empty.so", "");
+    Put("cut.so", whole.substr(0, whole.size() / 2));
+    Put("head.so", whole.substr(0, 40));
+    Put("tail.so", whole.substr(0, whole.size() - 1));
+    Put("foreign.so", changed(18, '\xB7'));  // machine
+    Put("small.so", changed(4, 1));          // word size
+    Put("unresolved.so", [&] {
+        std::string bytes = whole;
+        for (std::size_t at = 0; (at = bytes.find("_ZN3KxN15CDynLinkLibraryC", at)) != bytes.npos; ++at)
+            bytes[at + 6] = 'X';
+        return bytes;
+    }());
+    Put("lacking.so", [&] {
+        std::string bytes = whole;
+        bytes[bytes.find("libhbtools.so") + 3] = 'x';
+        return bytes;
+    }());
+    ASSERT_EQ(::mkfifo(File("pipe.so").c_str(), 0600), 0);
+    struct {
+        char const* file;
+        unsigned long code;
+        char const* words;
+    } const cases[] = {{"none.so", ENOEXEC, "invalid ELF header"},
+                       {"empty.so", ENOEXEC, "file too short"},
+                       {"cut.so", ENOEXEC, "die Datei ist abgeschnitten oder beschädigt"},
+                       {"head.so", ENOEXEC, "die Datei ist abgeschnitten oder beschädigt"},
+                       {"tail.so", ENOEXEC, "die Datei ist abgeschnitten oder beschädigt"},
+                       {"foreign.so", ENOEXEC, "für einen anderen Prozessor gebaut"},
+                       {"small.so", ENOEXEC, "wrong ELF class"},
+                       {"unresolved.so", ENOEXEC, "undefined symbol"},
+                       {"lacking.so", ENOEXEC, "libxbtools.so"},
+                       {"pipe.so", ENOEXEC, "keine gewöhnliche Datei"},
+                       {"LanguagePacks", ENOEXEC, "keine gewöhnliche Datei"},
+                       {"nothing.so", ENOENT, "nothing.so"}};
+    for (auto const& c : cases) {
+        std::string const words = Refused(Path(c.file), c.code);
+        EXPECT_NE(words.find(c.words), std::string::npos) << words;
+    }
+    for (wchar_t const* name : {L"", L"./libExtension.so", L"bin/libExtension.so", L"NoSuch.dll"})
+        Refused(name, ENOENT);
+    EXPECT_EQ(AfxLoadLibrary(nullptr), nullptr);
+    std::filesystem::path const former = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder);
+    Refused(L"Extension.dll", ENOENT);  // the working directory is no place to look
+    std::filesystem::current_path(former);
+}
+
+TEST_F(Modules, AreCounted) {
+    std::filesystem::create_symlink(File("libExtension.so"), File("link.so"));
+    HINSTANCE const module = AfxLoadLibrary(m_module);
+    ASSERT_TRUE(module) << U(KxxGetModuleError().text);
+    EXPECT_EQ(AfxLoadLibrary(Path("link.so")), module);
+    EXPECT_EQ(GetModuleFileName(module), m_module);
+    EXPECT_EQ(KxxGetModuleOf(GetProcAddress(module, "Library")), module);
+    EXPECT_EQ(GetProcAddress(module, "AfxLoadLibrary"), nullptr);
+    EXPECT_EQ(GetProcAddress(module, "malloc"), nullptr);  // that of a library it needs
+    EXPECT_EQ(LibraryOf(module)->GetModule(), module);
+    EXPECT_EQ(AfxFreeLibrary(module), 1);
+    EXPECT_TRUE(IsLoaded());
+    {
+        KxModuleHold hold(GetProcAddress(module, "Library"));  // as long as an object of the module lives
+        EXPECT_EQ(AfxFreeLibrary(module), 1);
+        EXPECT_TRUE(IsLoaded());
+        KxModuleHold const other(std::move(hold));
+        EXPECT_EQ(other.GetModule(), module);
+    }
+    EXPECT_FALSE(IsLoaded());
+    EXPECT_EQ(AfxFreeLibrary(module), 0);
+    EXPECT_EQ(AfxFreeLibrary(nullptr), 0);
+    EXPECT_EQ(AfxFreeLibrary(KxxGetProgram()), 0);
+    EXPECT_NE(Thrown<KxDllFreeException>([&] { KxxFreeLibrary(module); }), "");
+    int listed = 0;
+    CDynLinkLibrary::ForEach([&](CDynLinkLibrary&) { ++listed; });
+    EXPECT_EQ(listed, 1);  // this library's own
+}
+
+TEST_F(Modules, DllOfAVersion) {
+    {
+        KxDll dll(m_module, 205);
+        EXPECT_EQ(dll.GetVersion(), 205);
+        KxDll copy(dll);
+        KxDll other(L"hbtools.dll", 301);  // loaded already, under the name with its version
+        EXPECT_EQ(other.GetVersion(), 301);
+        EXPECT_EQ(other.GetModule(), g_pHbToolsModule->GetModule());
+        other = copy;
+        EXPECT_EQ(other.GetModule(), dll.GetModule());
+        EXPECT_NE(dll.GetFunction("Library"), nullptr);
+        EXPECT_NE(Thrown<KxDllProcAddrException>([&] { dll.GetFunction("Nothing"); }), "");
+    }
+    EXPECT_FALSE(IsLoaded());
+    EXPECT_EQ(Thrown<KxVersionException>([&] { KxDll(m_module, 206); }).substr(0, 4), "Die ");
+    EXPECT_FALSE(IsLoaded());
+    EXPECT_NE(GetModuleFileName().View().find(L"test_localisation"), std::wstring_view::npos);
+    struct {
+        wchar_t const *path, *name;
+    } const names[] = {{L"/usr/lib/libhbtools.so.3.01", L"libhbtools"},
+                       {L"C/App.exe", L"App"},
+                       {L"scanlab", L"scanlab"},
+                       {L"libx.so", L"libx"},
+                       {L"x.soft.so", L"x.soft"},
+                       {L".so", L".so"},
+                       {L"", L""}};
+    for (auto const& n : names) EXPECT_EQ(KxxGetModuleBaseName(n.path), KxString(n.name));
+}
+
+}  // namespace

@@ -1,0 +1,72 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Programs.h"
+
+namespace {
+
+bool Has(std::string const& text, std::string const& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(Programs, ScanlabMeasuresWithADevice) {
+    std::string const scanlab = "./scanlab --ini " + Path("a.ini") + " ";
+    Outcome const list = Call(scanlab + "do 'Devices;'");
+    EXPECT_EQ(list.code, 0) << list.output;
+    EXPECT_TRUE(Has(list.output, "LaserScanner  hbTools LS-0 (simulated), 1.05")) << list.output;
+    EXPECT_TRUE(Has(list.output, "PointsPerLine")) << list.output;
+    EXPECT_EQ(Call(scanlab + "do 'SetDevice * Lines 7;' 'SetDevice LaserScanner Gauge plane;'").code, 0);
+    Outcome const measured = Call(scanlab + "do 'Measure;' 'List;'");  // another run knows what was set
+    EXPECT_EQ(measured.code, 0);
+    EXPECT_TRUE(Has(measured.output, "LaserScanner 2800 points in mm")) << measured.output;
+    struct Case {
+        char const* line;
+        char const* reason;
+    };
+    for (auto const& [line, reason] :
+         {Case{"SetDevice * Lines 0;", "Lines"}, Case{"SetDevice * Colour 1;", "Colour"},
+          Case{"SetDevice * Gauge round;", "round"}, Case{"Measure Other;", "Other.so"},
+          Case{"Measure " HBTOOLS_TEST_DRIVERS "/throwing.so;", "the device is switched off"},
+          Case{"Measure " HBTOOLS_TEST_DRIVERS "/noScanner.so;", "noScanner.so"},
+          Case{"Measure " HBTOOLS_TEST_DRIVERS "/foreign.so;", "900"}}) {
+        Outcome const refused = Call(scanlab + "do '" + line + "'");
+        EXPECT_EQ(refused.code, 1) << line << refused.output;
+        EXPECT_TRUE(Has(refused.output, reason)) << refused.output;
+    }
+}
+
+TEST_F(Programs, ScanlabSaysWhatIsWrongWithADriver) {
+    struct Case {
+        char const* file;
+        int code;
+        char const* step;
+        char const* reason;
+    };
+    Write("cut.so", std::string("\x7f"
+                                "ELF\2\1\1\0\0\0\0\0\0\0\0\0",
+                                16));
+    std::string const cut = (folder / "cut.so").string();
+    constexpr char const* load = "Laden des Moduls";
+    constexpr char const* init = "Start des Treibers";
+    constexpr char const* make = "Herstellen des Ger\xc3\xa4tes";
+    for (auto const& [file, code, step, reason] :
+         {Case{"whole.so", 0, "", "ist in Ordnung: device, Version 1.07"}, Case{"empty.so", 2, init, "\"NewDll\""},
+          Case{"noObject.so", 2, init, "\"NewObject\""}, Case{"throwing.so", 2, make, "the device is switched off"},
+          Case{"throwingInt.so", 2, make, "unbekannte Ausnahme"}, Case{"crashing.so", 2, make, "Absturz (Signal 11)"},
+          Case{"hanging.so", 2, make, "keine Antwort nach 2 Sekunden"}, Case{"ending.so", 2, make, "(Code 7)"},
+          Case{"foreign.so", 2, init, "900"}, Case{"noScanner.so", 2, make, "keine Messger"},
+          Case{"unresolved.so", 2, load, "NobodyHasThis"}, Case{"hangingLoad.so", 2, load, "keine Antwort"},
+          Case{"missing.so", 2, load, "missing.so"}, Case{cut.c_str(), 2, load, "cut.so"}}) {
+        std::string const path = *file == '/' ? file : std::string(HBTOOLS_TEST_DRIVERS "/") + file;
+        std::string const seconds = std::string(file).starts_with("hanging") ? "2" : "60";
+        // The signal itself, not what a sanitizer makes of it.
+        Outcome const outcome = Call(
+            "ASAN_OPTIONS=$ASAN_OPTIONS:handle_segv=0 TSAN_OPTIONS=$TSAN_OPTIONS:handle_segv=0 "
+            "./scanlab --seconds " +
+            seconds + " --check-driver '" + path + "'");
+        EXPECT_EQ(outcome.code, code) << file;
+        EXPECT_TRUE(Has(outcome.output, path) && Has(outcome.output, step) && Has(outcome.output, reason))
+            << outcome.output;
+    }
+}
+
+}  // namespace
