@@ -54,6 +54,7 @@ void UndoOurs(benchmark::State& state) {
             std::memset(data.data() + PlaceOf(i), i, partBytes);
             undo.End(L"");
         }
+        state.counters["bytes"] = static_cast<double>(undo.GetSize());  // of the steps that are kept
         while (undo.CanUndo()) undo.Undo();
         undo.Clear();
     }

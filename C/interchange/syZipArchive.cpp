@@ -124,18 +124,116 @@ bool ZipEntry::IsReadable() const {
     return !(info.flag & encryptedFlag) && (info.compression_method == 0 || info.compression_method == Z_DEFLATED);
 }
 
+namespace {
+
+ULONGLONG Number(std::string_view bytes) {
+    ULONGLONG number = 0;
+    for (std::size_t i = bytes.size(); i-- > 0;) number = number << 8 | static_cast<unsigned char>(bytes[i]);
+    return number;
+}
+
+/// What does not fit into 32 bits stands in a field of its own, number after number. Releases of the library miss it.
+void TakeLargeNumbers(std::string_view extra, ZipEntry& entry) {
+    constexpr ULONGLONG largest = 0xffffffff, largeNumbers = 1;
+    while (extra.size() >= 4) {
+        ULONGLONG const id = Number(extra.substr(0, 2));
+        std::string_view field = extra.substr(4, static_cast<std::size_t>(Number(extra.substr(2, 2))));
+        extra.remove_prefix(4 + field.size());
+        if (id != largeNumbers) continue;
+        auto const take = [&](auto& number) {
+            if (field.size() < 8) return;
+            number = Number(field.substr(0, 8));
+            field.remove_prefix(8);
+        };
+        if (entry.info.uncompressed_size == largest) take(entry.info.uncompressed_size);
+        if (entry.info.compressed_size == largest) take(entry.info.compressed_size);
+        take(entry.offset);
+    }
+}
+
+/// Where the packed bytes of the current entry begin.
+ULONGLONG PositionOf(unzFile archive, CFile& file, ZipEntry const& entry) {
+    constexpr std::size_t size = 30;
+    std::array<char, size> head;
+    std::string_view const bytes(head.data(), size);
+    if (entry.offset < file.GetLength()) {
+        file.Seek(static_cast<LONGLONG>(entry.offset), CFile::begin);
+        if (file.Read(head.data(), size) == size && bytes.starts_with("PK\3\4"))
+            return entry.offset + size + Number(bytes.substr(26, 2)) + Number(bytes.substr(28, 2));
+    }
+    if (::unzOpenCurrentFile(archive) != UNZ_OK) return ZipEntry::unknown;
+    ULONGLONG const position = ::unzGetCurrentFileZStreamPos64(archive);
+    ::unzCloseCurrentFile(archive);
+    return position;
+}
+
+}  // namespace
+
 bool ReadEntry(unzFile archive, ZipEntry& entry) {
     if (::unzGetCurrentFileInfo64(archive, &entry.info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) return false;
-    std::string bytes(entry.info.size_filename, '\0');
-    if (!bytes.empty() &&
-        ::unzGetCurrentFileInfo64(archive, &entry.info, bytes.data(), bytes.size(), nullptr, 0, nullptr, 0) != UNZ_OK)
+    std::string bytes(entry.info.size_filename, '\0'), extra(entry.info.size_file_extra, '\0');
+    if (::unzGetCurrentFileInfo64(archive, &entry.info, bytes.empty() ? nullptr : bytes.data(), bytes.size(),
+                                  extra.empty() ? nullptr : extra.data(), extra.size(), nullptr, 0) != UNZ_OK)
         return false;
+    entry.offset = ZipEntry::unknown;
+    TakeLargeNumbers(extra, entry);
     constexpr unsigned long madeOnUnix = 3;  // where names are UTF-8, and many programs do not say so
     bool const isUtf8 = ((entry.info.flag & utf8Flag) || entry.info.version >> 8 == madeOnUnix) && KxxIsUtf8(bytes);
     std::wstring name = isUtf8 ? KxxWidenUtf8(bytes) : KxxWidenNarrow(bytes);
     std::replace(name.begin(), name.end(), L'/', L'\\');
     entry.name = KxString(std::move(name));
     return true;
+}
+
+ZipContent::ZipContent(unzFile archive, CFile& file, ZipEntry const& entry)
+    : m_file(file), m_entry(entry), m_left(entry.info.compressed_size), m_packed(0x10000) {
+    ULONGLONG const position = PositionOf(archive, file, entry), length = file.GetLength();
+    if (position > length || m_left > length - position) return;
+    m_file.Seek(static_cast<LONGLONG>(position), CFile::begin);
+    m_isOpen = ::inflateInit2(&m_stream, -MAX_WBITS) == Z_OK;
+}
+
+ZipContent::~ZipContent() {
+    if (m_isOpen) ::inflateEnd(&m_stream);
+}
+
+bool ZipContent::Refill() {
+    UINT const size = static_cast<UINT>(std::min<ULONGLONG>(m_left, m_packed.size()));
+    if (m_file.Read(m_packed.data(), size) != size) return false;
+    m_left -= size;
+    m_stream.next_in = m_packed.data();
+    m_stream.avail_in = size;
+    return true;
+}
+
+int ZipContent::Read(char* buffer, unsigned size) noexcept {
+    try {
+        unsigned count = 0;
+        auto* const out = reinterpret_cast<Bytef*>(buffer);
+        if (m_entry.info.compression_method == 0) {
+            count = m_file.Read(out, static_cast<UINT>(std::min<ULONGLONG>(m_left, size)));
+            if (count == 0 && m_left > 0) return -1;
+            m_left -= count;
+        } else {
+            m_stream.next_out = out;
+            m_stream.avail_out = size;
+            while (m_stream.avail_out > 0 && !m_isAtEnd) {
+                if (m_stream.avail_in == 0 && m_left > 0 && !Refill()) return -1;
+                int const result = ::inflate(&m_stream, Z_NO_FLUSH);
+                if (result == Z_STREAM_END)
+                    m_isAtEnd = true;
+                else if (result != Z_OK)
+                    return -1;
+            }
+            count = size - m_stream.avail_out;
+        }
+        m_crc = ::crc32(m_crc, out, count);
+        m_size += count;
+        return static_cast<int>(count);
+    } catch (CException* exception) {
+        exception->Delete();
+    }
+    return -1;
 }
 
 KxString ZipNames::Accept(ZipEntry const& entry) {

@@ -15,6 +15,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KxN::detail {
 
@@ -50,14 +51,46 @@ using UnzipHandle = std::unique_ptr<void, ZipCloser>;
 
 /// One entry, as the directory of the archive tells it.
 struct ZipEntry {
+    static constexpr ULONGLONG unknown = ~ULONGLONG{0};
+
     unz_file_info64 info;
-    KxString name;  // with backslashes
+    KxString name;               // with backslashes
+    ULONGLONG offset = unknown;  // in the archive, if it is beyond 4 GiB
 
     bool IsFolder() const { return name.View().ends_with(L'\\'); }
     bool IsReadable() const;  // neither encrypted nor packed in a way that is not known here
 };
 /// The current one. False if the archive is damaged there.
 bool ReadEntry(unzFile archive, ZipEntry& entry);
+
+/// What the current entry holds. The library stops at 4 GiB, and does not find what begins behind them.
+class ZipContent {
+public:
+    /// The entry is readable, and both outlive this.
+    ZipContent(unzFile archive, CFile& file, ZipEntry const& entry);
+    ZipContent(ZipContent const&) = delete;
+    ZipContent& operator=(ZipContent const&) = delete;
+    ~ZipContent();
+
+    bool IsOpen() const { return m_isOpen; }
+    /// Bytes that came out; 0 at the end, -1 if the archive is damaged or cannot be read.
+    int Read(char* buffer, unsigned size) noexcept;
+    /// At the end: whether size and checksum are those of the directory.
+    bool IsRight() const { return m_size == m_entry.info.uncompressed_size && m_crc == m_entry.info.crc; }
+
+private:
+    bool Refill();
+
+    CFile& m_file;
+    ZipEntry const& m_entry;
+    bool m_isOpen = false;
+    bool m_isAtEnd = false;
+    ULONGLONG m_left;      // packed bytes that were not read yet
+    ULONGLONG m_size = 0;  // that came out
+    unsigned long m_crc = 0;
+    std::vector<unsigned char> m_packed;
+    z_stream m_stream{};
+};
 
 /// The names that have come so far.
 class ZipNames {

@@ -81,64 +81,129 @@ private:
     zipFile m_zip = nullptr;
 };
 
-void Copy(CFile& source, CFile& target, std::vector<char>& buffer) {
-    while (UINT const count = source.Read(buffer.data(), static_cast<UINT>(buffer.size())))
-        target.Write(buffer.data(), count);
-}
+/// Tells how far a call is.
+class Meter {
+public:
+    explicit Meter(KxZipHelper::Progress const& progress) : m_progress(progress) {}
+    void Expect(ULONGLONG count) {
+        if (__builtin_add_overflow(m_all, count, &m_all)) m_all = ~ULONGLONG{0};
+    }
+    /// So much more is done. Sizes may lie, and files may grow meanwhile.
+    void Add(ULONGLONG count) {
+        m_done = std::min(m_all, m_done + std::min(m_all - m_done, count));
+        if (m_progress) m_progress(m_done, m_all);
+    }
+
+private:
+    KxZipHelper::Progress const& m_progress;
+    ULONGLONG m_done = 0;
+    ULONGLONG m_all = 0;
+};
+
+/// Puts files into one archive.
+class Packing {
+public:
+    Packing(KxString const& zipPath, KxZipHelper::Progress const& progress)
+        : m_zipFile(zipPath), m_meter(progress), m_buffer(bufferSize) {}
+
+    void Run(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment, KxZipHelper::Mode mode) {
+        Check(sources, globalComment, mode);
+        std::optional<KxSafeFile> whole;
+        std::optional<ZipStream> stream;
+        std::optional<CFile> old;
+        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
+            whole.emplace(m_zipFile);
+            stream.emplace(whole->GetTemporaryPath(), CFile::modeReadWrite);
+            if (mode == KxZipHelper::Mode::replace || !KxDirEntry(m_zipFile).Exists(1)) return;
+            old.emplace(m_zipFile, CFile::modeRead);
+            std::string oldComment;
+            if (IsEmptyArchive(*old, oldComment)) return old.reset();
+            if (!HasEnd(*old)) Throw(__LINE__, L"no zip file");
+            m_meter.Expect(old->GetLength());
+            old->Seek(0, CFile::begin);
+        });
+        m_meter.Add(0);
+        while (old) {
+            UINT const count = OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
+                UINT const got = old->Read(m_buffer.data(), static_cast<UINT>(m_buffer.size()));
+                stream->File().Write(m_buffer.data(), got);
+                return got;
+            });
+            if (count == 0) break;
+            m_meter.Add(count);
+        }
+        Zip zip(*stream, old ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
+        if (!zip.Get()) Throw(__LINE__, L"Failed to create zip file: %s%s", m_zipFile, stream->Reason());
+        for (SxZipSource const& source : sources) PutIn(zip.Get(), *stream, source);
+        if (!zip.Close(m_comment))
+            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream->Reason());
+        OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { stream->File().Close(); });
+        m_meter.Add(0);  // the last chance to end it
+        OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { whole->Commit(); });
+    }
+
+private:
+    /// All that can be known before anything is written.
+    void Check(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment, KxZipHelper::Mode mode) {
+        bool isUtf8 = false;
+        m_comment = Stored(globalComment.View(), isUtf8);
+        bool isTooLong = m_comment.size() > longestText || m_comment.find('\0') != m_comment.npos;
+        ZipNames names;
+        for (SxZipSource const& source : sources) {
+            OrThrow(__LINE__, L"Failed to open file: %s", source.file,
+                    [&] { m_meter.Expect(CFile(source.file, CFile::modeRead).GetLength()); });
+            ZipEntry const entry{{}, NameInZip(source.file, source.folderInZip)};
+            isTooLong = isTooLong || Stored(entry.name.View(), isUtf8).size() > longestText;
+            if (mode == KxZipHelper::Mode::replace && names.Accept(entry).Len() == 0)
+                Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", entry.name, m_zipFile);
+        }
+        if (isTooLong) Throw(__LINE__, L"Failed to open new file in zip file: %s: name or comment too long", m_zipFile);
+    }
+
+    void PutIn(zipFile zip, ZipStream& stream, SxZipSource const& from) {
+        CFile source;
+        OrThrow(__LINE__, L"Failed to open file: %s", from.file,
+                [&] { source.Open(from.file, CFile::modeRead), source.GetLength(); });
+        bool isUtf8 = false;
+        std::string const name = Stored(NameInZip(from.file, from.folderInZip).View(), isUtf8);
+        zip_fileinfo info{};
+        info.dosDate = DosTime(from.file);
+        bool const isLarge = source.GetLength() >= 0xffffffffU - source.GetLength() / 1000;
+        if (::zipOpenNewFileInZip4_64(zip, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
+                                      Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY, nullptr,
+                                      0, madeBy, isUtf8 ? utf8Flag : 0, isLarge) != ZIP_OK)
+            Throw(__LINE__, L"Failed to open new file in zip file: %s%s", m_zipFile, stream.Reason());
+        for (;;) {
+            UINT const count = OrThrow(__LINE__, L"Failed to read file: %s", from.file, [&] {
+                return source.Read(m_buffer.data(), static_cast<UINT>(m_buffer.size()));
+            });
+            if (count == 0) break;
+            if (::zipWriteInFileInZip(zip, m_buffer.data(), count) != ZIP_OK)
+                Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream.Reason());
+            m_meter.Add(count);
+        }
+        if (::zipCloseFileInZip(zip) != ZIP_OK)
+            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream.Reason());
+    }
+
+    KxString m_zipFile;
+    std::string m_comment;
+    Meter m_meter;
+    std::vector<char> m_buffer;
+};
 
 }  // namespace
 
 bool KxZipHelper::CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
                                KxString const& globalComment) {
-    CFile source;
-    OrThrow(__LINE__, L"Failed to open file: %s", sourceFile,
-            [&] { source.Open(sourceFile, CFile::modeRead), source.GetLength(); });
-    bool isUtf8 = false, isCommentUtf8 = false;
-    std::string const name = Stored(NameInZip(sourceFile, folderInZip).View(), isUtf8);
-    std::string const comment = Stored(globalComment.View(), isCommentUtf8);
-    if (name.size() > longestText || comment.size() > longestText || comment.find('\0') != comment.npos)
-        Throw(__LINE__, L"Failed to open new file in zip file: %s: name or comment too long", zipFile);
+    KxTDynArray<SxZipSource> sources;
+    sources.Add({sourceFile, folderInZip});
+    return CompressFiles(sources, zipFile, globalComment, Mode::add);
+}
 
-    std::vector<char> buffer(bufferSize);
-    std::optional<KxSafeFile> whole;
-    std::optional<ZipStream> stream;
-    bool const isThere = KxDirEntry(zipFile).Exists(1) != 0;
-    bool isAppended = isThere;
-    OrThrow(__LINE__, L"Failed to create zip file: %s", zipFile, [&] {
-        whole.emplace(zipFile);
-        stream.emplace(whole->GetTemporaryPath(), CFile::modeReadWrite);
-        if (!isThere) return;
-        CFile old(zipFile, CFile::modeRead);
-        std::string oldComment;
-        isAppended = !IsEmptyArchive(old, oldComment);
-        if (isAppended && !HasEnd(old)) Throw(__LINE__, L"no zip file");
-        if (!isAppended) return;
-        old.Seek(0, CFile::begin);
-        Copy(old, stream->File(), buffer);
-    });
-    Zip zip(*stream, isAppended ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
-    if (!zip.Get()) Throw(__LINE__, L"Failed to create zip file: %s%s", zipFile, stream->Reason());
-
-    zip_fileinfo info{};
-    info.dosDate = DosTime(sourceFile);
-    bool const isLarge = source.GetLength() >= 0xffffffffU - source.GetLength() / 1000;
-    if (::zipOpenNewFileInZip4_64(zip.Get(), name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
-                                  Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY, nullptr, 0,
-                                  madeBy, isUtf8 ? utf8Flag : 0, isLarge) != ZIP_OK)
-        Throw(__LINE__, L"Failed to open new file in zip file: %s%s", zipFile, stream->Reason());
-    for (;;) {
-        UINT const count = OrThrow(__LINE__, L"Failed to read file: %s", sourceFile,
-                                   [&] { return source.Read(buffer.data(), static_cast<UINT>(buffer.size())); });
-        if (count == 0) break;
-        if (::zipWriteInFileInZip(zip.Get(), buffer.data(), count) != ZIP_OK)
-            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", zipFile, stream->Reason());
-    }
-    if (::zipCloseFileInZip(zip.Get()) != ZIP_OK || !zip.Close(comment))
-        Throw(__LINE__, L"Failed to write to file in zip file: %s%s", zipFile, stream->Reason());
-    OrThrow(__LINE__, L"Failed to write to file in zip file: %s", zipFile, [&] {
-        stream->File().Close();
-        whole->Commit();
-    });
+bool KxZipHelper::CompressFiles(KxTDynArray<SxZipSource> const& sources, KxString const& zipFile,
+                                KxString const& globalComment, Mode mode, Progress const& progress) {
+    Packing(zipFile, progress).Run(sources, globalComment, mode);
     return true;
 }
 
@@ -162,8 +227,9 @@ UnzipHandle Open(KxString const& zipFile, std::optional<ZipStream>& stream, std:
 /// Takes the files of one archive out.
 class Unpacking {
 public:
-    Unpacking(KxString const& zipPath, KxString const& targetFolder, KxTMap<KxString, KxString>& files)
-        : m_zipFile(zipPath), m_folder(targetFolder), m_files(files), m_buffer(bufferSize) {}
+    Unpacking(KxString const& zipPath, KxString const& targetFolder, KxTMap<KxString, KxString>& files,
+              KxZipHelper::Progress const& progress)
+        : m_zipFile(zipPath), m_folder(targetFolder), m_files(files), m_meter(progress), m_buffer(bufferSize) {}
 
     void Run() {
         std::optional<ZipStream> stream;
@@ -177,9 +243,11 @@ public:
         CheckNames(archive.get());
         if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
             Throw(__LINE__, L"Failed to go to first file in zip file: %s", m_zipFile);
+        m_meter.Add(0);
         MakeFolder(KxDirEntry(m_folder));
-        ForEach(archive.get(),
-                [&](ZipEntry const& entry, KxString const& path) { TakeOut(archive.get(), entry, path); });
+        ForEach(archive.get(), [&](ZipEntry const& entry, KxString const& path) {
+            TakeOut(archive.get(), stream->File(), entry, path);
+        });
         if (m_unreadable.Len() > 0)
             Throw(__LINE__, L"Failed to open current file %s in zip file: %s: encrypted, or compressed by method %lu",
                   m_unreadable, m_zipFile, m_unreadableMethod);
@@ -209,7 +277,9 @@ private:
     }
 
     void CheckNames(unzFile archive) {
-        ForEach(archive, [](ZipEntry const&, KxString const&) {});
+        ForEach(archive, [&](ZipEntry const& entry, KxString const&) {
+            if (entry.IsReadable()) m_meter.Expect(entry.info.uncompressed_size);
+        });
     }
 
     void MakeFolder(KxDirEntry const& folder) {
@@ -225,7 +295,7 @@ private:
             Throw(__LINE__, L"Failed to open temp file: %s", KxString(folder.GetFull()));
     }
 
-    void TakeOut(unzFile archive, ZipEntry const& entry, KxString const& path) {
+    void TakeOut(unzFile archive, CFile& stream, ZipEntry const& entry, KxString const& path) {
         KxDirEntry const full(KxDirEntry(m_folder) + KxDirEntry(path));
         if (entry.IsFolder()) return MakeFolder(full);
         if (!entry.IsReadable()) {
@@ -236,26 +306,26 @@ private:
             return;
         }
         MakeFolder(KxDirEntry(full.GetPath()));
-        if (::unzOpenCurrentFile(archive) != UNZ_OK)
+        auto const content = OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile,
+                                     [&] { return std::make_unique<ZipContent>(archive, stream, entry); });
+        if (!content->IsOpen())
             Throw(__LINE__, L"Failed to open current file %s in zip file: %s", entry.name, m_zipFile);
         KxString const target(full.GetFull());
         std::optional<KxSafeFile> file;
         OrThrow(__LINE__, L"Failed to open temp file: %s", target, [&] { file.emplace(target); });
-        ULONGLONG size = 0;
         for (;;) {
-            int const count = ::unzReadCurrentFile(archive, m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
+            int const count = content->Read(m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
             if (count == 0) break;
             if (count < 0) Throw(__LINE__, L"Failed to read current file %s in zip file: %s", entry.name, m_zipFile);
             if (static_cast<ULONGLONG>(count) > m_left)
                 Throw(__LINE__, L"Failed to read current file %s in zip file: %s: more data than allowed", entry.name,
                       m_zipFile);
             m_left -= static_cast<ULONGLONG>(count);
-            size += static_cast<ULONGLONG>(count);
             OrThrow(__LINE__, L"Failed to write file: %s", target,
                     [&] { file->Write(m_buffer.data(), static_cast<std::size_t>(count)); });
+            m_meter.Add(static_cast<ULONGLONG>(count));
         }
-        // The library looks at the checksum only if the size is what was said.
-        if (::unzCloseCurrentFile(archive) != UNZ_OK || size != entry.info.uncompressed_size)
+        if (!content->IsRight())
             Throw(__LINE__, L"Failed to read current file %s in zip file: %s: wrong checksum", entry.name, m_zipFile);
         OrThrow(__LINE__, L"Failed to write file: %s", target, [&] { file->Commit(); });
         SetDosTime(target, entry.info.dosDate);
@@ -265,6 +335,7 @@ private:
     KxString m_zipFile;
     KxString m_folder;
     KxTMap<KxString, KxString>& m_files;
+    Meter m_meter;
     std::vector<char> m_buffer;
     ULONGLONG m_left = 0;  // bytes that may still come out
     KxString m_unreadable;
@@ -275,7 +346,12 @@ private:
 
 bool KxZipHelper::UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                   KxTMap<KxString, KxString>& files) {
-    Unpacking(zipFile, targetFolder, files).Run();
+    return UncompressFiles(zipFile, targetFolder, files, {});
+}
+
+bool KxZipHelper::UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
+                                  KxTMap<KxString, KxString>& files, Progress const& progress) {
+    Unpacking(zipFile, targetFolder, files, progress).Run();
     return true;
 }
 

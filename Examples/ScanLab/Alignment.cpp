@@ -27,8 +27,8 @@ constexpr double neighbourhood = 4.0;  // in distances of neighbours: a dozen of
 /// The points of a scan that lie in the box.
 KxTDynArray<KxVec3d> Inside(Scan const& scan, Box const& box, Progress const& progress) {
     KxTDynArray<KxVec3d> inside;
-    inside.Reserve(scan.points.Size());
-    InBlocks(progress, scan.points.Size(), [&](int begin, int end) {
+    inside.Reserve(scan.points->Size());
+    InBlocks(progress, scan.points->Size(), [&](int begin, int end) {
         for (int i = begin; i < end; ++i)
             if (box.Contains(scan.points[i])) inside.Add(scan.points[i]);
     });
@@ -166,7 +166,7 @@ double Step(Surface& surface, KxTArray<KxVec3d> const& points, KxMatrix4& motion
 }  // namespace
 
 Alignment Align(Scan const& moving, Scan const& fixed, Progress progress) {
-    if (moving.points.Size() < fewestPoints || fixed.points.Size() < fewestPoints) {
+    if (moving.points->Size() < fewestPoints || fixed.points->Size() < fewestPoints) {
         throw new KxException(L"Alignment", __LINE__, FormatOf(Text::FewToAlign, fewestPoints));
     }
     Box const box = CoreBoxOf(moving), fixedBox = CoreBoxOf(fixed);
@@ -225,9 +225,10 @@ Scan HalfOf(Scan const& scan, int first, KxMatrix4 const& motion, Progress progr
     half.name = scan.name;
     half.source = scan.source;
     half.unit = scan.unit;
-    half.points.Reserve(scan.points.Size() / 2 + 1);
-    InBlocks(progress, (scan.points.Size() - first + 1) / 2, [&](int begin, int end) {
-        for (int i = begin; i < end; ++i) half.points.Add(motion * scan.points[2 * i + first]);
+    KxTDynArray<KxVec3d>& points = half.points.Edit();
+    points.Reserve(scan.points->Size() / 2 + 1);
+    InBlocks(progress, (scan.points->Size() - first + 1) / 2, [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) points.Add(motion * scan.points[2 * i + first]);
     });
     return half;
 }

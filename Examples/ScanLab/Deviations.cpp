@@ -75,12 +75,12 @@ Plane FitPlane(Scan const& scan, double sigmas, int passes, Progress progress) {
     for (int pass = 0; pass < passes; ++pass) {
         Progress const part = progress.Part(double(pass) / passes, double(pass + 1) / passes);
         PlaneSums sums;
-        InBlocks(part.Part(0, 0.5), scan.points.Size(), [&](int begin, int end) {
+        InBlocks(part.Part(0, 0.5), scan.points->Size(), [&](int begin, int end) {
             // On copies, which no other name stands for: they stay in registers. The same below.
             PlaneSums mine = sums;
             Plane const former = plane;
             double const most = limit;
-            for (KxVec3d const *point = scan.points.Data() + begin, *last = scan.points.Data() + end; point != last;
+            for (KxVec3d const *point = scan.points->Data() + begin, *last = scan.points->Data() + end; point != last;
                  ++point)
                 if (KxMath::Abs(former.Distance(*point)) <= most) mine.Add(*point);
             sums = mine;
@@ -123,9 +123,9 @@ Core CoreOf(KxHistogram const& deviations, int passes, Progress progress) {
 
 KxHistogram DeviationsFrom(Plane const& plane, Scan const& scan, Progress progress) {
     KxHistogram deviations(histogramBlock);
-    InBlocks(progress, scan.points.Size(), [&](int begin, int end) {
+    InBlocks(progress, scan.points->Size(), [&](int begin, int end) {
         Plane const mine = plane;
-        for (KxVec3d const *point = scan.points.Data() + begin, *last = scan.points.Data() + end; point != last;
+        for (KxVec3d const *point = scan.points->Data() + begin, *last = scan.points->Data() + end; point != last;
              ++point)
             deviations.Add(mine.Distance(*point));
     });

@@ -5,7 +5,7 @@
 // a part of a whole: 0 to 1 of it is its share of what it was made from, so that computations nest.
 //
 //     Plane Fit(Scan const& scan, Progress progress = {}) {
-//         InBlocks(progress.Stage(L"sums", 0, 0.5), scan.points.Size(), [&](int begin, int end) { ... });
+//         InBlocks(progress.Stage(L"sums", 0, 0.5), scan.points->Size(), [&](int begin, int end) { ... });
 //
 // The default one is silent and never ends anything. On the thread of the work.
 #pragma once

@@ -69,7 +69,7 @@ void AddMapData(Page& page, DeviationSet const& set, double limit, ReportStyle c
     double axes[2][3] = {};
     axes[0][order[0]] = (order[0] + 1) % 3 == order[1] ? 1 : -1;
     axes[1][order[1]] = 1;
-    page.Add(L"{all: %d, unit: \"%s\", limit: %.17g, size: [", set.values.Count(),
+    page.Add(L"{all: %d, unit: \"%s\", limit: %.17g, size: [", set.values->Count(),
              set.unit.Len() > 0 && std::all_of(set.unit.View().begin(), set.unit.View().end(),
                                                [](wchar_t c) { return c >= 'a' && c <= 'z'; })
                  ? set.unit
@@ -112,11 +112,11 @@ void AddFits(Page& page, Session const& session) {
     page.Add(
         L"<h2>Fits</h2>\n<table id=\"fits\"><tr><th>scan</th><th>shape</th><th>mean</th><th>sigma</th>"
         L"<th>points</th></tr>\n");
-    for (FitRecord const& fit : session.Fits())
+    for (auto const& fit : session.Fits())
         page.Add(
             L"<tr><td>%s</td><td>%s</td><td class=\"number\">%.4g</td><td class=\"number\">%.4g</td>"
             L"<td class=\"number\">%d of %d</td></tr>\n",
-            Escaped(fit.scan), Escaped(fit.shape), fit.mean, fit.sigma, fit.count, fit.all);
+            Escaped(fit->scan), Escaped(fit->shape), fit->mean, fit->sigma, fit->count, fit->all);
     page.Add(L"</table>\n");
 }
 
@@ -130,8 +130,8 @@ void SaveReport(KxString const& path, Session const& session, ReportStyle const&
     page.AddText(reportHead);
     page.Add(L"</head><body>\n<h1>%s</h1>\n", Escaped(style.title));
     std::vector<DeviationSet const*> sets;
-    for (DeviationSet const& set : session.Deviations())
-        if (set.samples.Size() > 0) sets.push_back(&set);
+    for (auto const& set : session.Deviations())
+        if (set->samples.Size() > 0) sets.push_back(set.get());
     std::vector<double> limits;
     for (DeviationSet const* const set : sets) {
         int const index = static_cast<int>(limits.size()), count = static_cast<int>(sets.size());

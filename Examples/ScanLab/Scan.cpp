@@ -13,9 +13,9 @@ using namespace KxN;
 
 void Scan::Add(KxVec3d const& point) {
     if (std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]))
-        points.Add(point);
+        points.Edit().Add(point);
     else
-        notFinite.Add(point);
+        notFinite.Edit().Add(point);
 }
 
 Box BoxOf(Scan const& scan) {
@@ -34,8 +34,8 @@ Box CoreBoxOf(Scan const& scan) {
     constexpr int tails = 100;  // one of so many points at each end may be a stray
     Box const all = BoxOf(scan);
     Box bulk = all;
-    int const step = std::max(1, scan.points.Size() / asked);
-    KxTArray<double> values((scan.points.Size() + step - 1) / step);
+    int const step = std::max(1, scan.points->Size() / asked);
+    KxTArray<double> values((scan.points->Size() + step - 1) / step);
     for (int i = 0; i < 3; ++i) {
         for (int k = 0; k < values.Size(); ++k) values[k] = scan.points[k * step][i];
         std::sort(values.begin(), values.end());

@@ -2,8 +2,11 @@
 // SPDX-License-Identifier: MIT
 //
 // A measured scan: its points in the order of measuring, in the unit of the source (mm for the synthetic plate).
-// Points with a coordinate that is no finite number stand apart, so that no computation meets them and none is lost.
+// Points with a coordinate that is no finite number stand apart, so that no computation meets them and none is lost. Copies
+// share what is large.
 #pragma once
+
+#include "Shared.h"
 
 #include <hbtools/base/syString.h>
 #include <hbtools/core/syArray.h>
@@ -16,9 +19,9 @@ struct Scan {
     KxN::KxString name;
     KxN::KxString source;  // "PLY, binary little-endian", ...
     KxN::KxString unit;    // of the coordinates, as it is written behind a number; empty if the source does not tell
-    KxN::KxTDynArray<KxN::KxVec3d> points;
-    KxN::KxTDynArray<KxN::KxVec3d> notFinite;
-    KxN::KxPropertyList conditions;  // of the measurement, see Conditions.h; empty if nothing is known
+    Shared<KxN::KxTDynArray<KxN::KxVec3d>> points;
+    Shared<KxN::KxTDynArray<KxN::KxVec3d>> notFinite;
+    Shared<KxN::KxPropertyList> conditions;  // of the measurement, see Conditions.h; empty if nothing is known
 
     /// Puts a point where it belongs.
     void Add(KxN::KxVec3d const& point);

@@ -111,6 +111,11 @@ KxTArray<KxVec3d> ArrayOf(KxTDynArray<KxVec3d> const& points) {
     return {points.Data(), points.Size()};
 }
 
+/// Tags take what they write as if they could read it too. It may be large, and stays as it is.
+KxHistogram& Mutable(KxHistogram const& histogram) {
+    return const_cast<KxHistogram&>(histogram);
+}
+
 void TakeArray(KxTDynArray<KxVec3d>& points, KxTArray<KxVec3d> const& array) {
     points.Reserve(array.Size());
     for (KxVec3d const& point : array) points.Add(point);
@@ -144,13 +149,13 @@ void LoadFit(KxTagArchive& archive, StoredScan& stored) {
     if (find(deviationsMarker)) {
         stored.fit = FitKind::plane;
         archive.LevelDown();
-        archive >> KxHistogramTag(histogramId, stored.deviations) >> KxVec3dTag(normalId, stored.plane.normal) >>
+        archive >> KxHistogramTag(histogramId, stored.deviations.Edit()) >> KxVec3dTag(normalId, stored.plane.normal) >>
             KxVec3dTag(centerId, stored.plane.center);
         archive.LevelUp();
     } else if (find(sphereMarker)) {
         stored.fit = FitKind::sphere;
         archive.LevelDown();
-        archive >> KxHistogramTag(sphereHistogramId, stored.deviations) >>
+        archive >> KxHistogramTag(sphereHistogramId, stored.deviations.Edit()) >>
             KxTTag<double>(radiusId, stored.sphere.radius) >> KxVec3dTag(sphereCenterId, stored.sphere.center);
         archive.LevelUp();
     }
@@ -162,16 +167,17 @@ void StoredScan::DropFit() {
     fit = FitKind::none;
     plane = Plane();
     sphere = Sphere();
-    deviations.Clear();
+    deviations = KxHistogram(4096);
 }
 
-bool Store(KxString const& path, StoredScan& stored, TagFormat format, Progress progress,
+bool Store(KxString const& path, StoredScan const& original, TagFormat format, Progress progress,
            std::function<bool(KxString const&, Progress)> const& check) {
     FormatScope const scope(format);
     KxSafeFile whole(path);
+    StoredScan stored(original);
     Scan& scan = stored.scan;
     double const size =
-        24.0 * (scan.points.Size() + scan.notFinite.Size()) + 8.0 * stored.deviations.Count() + headerLen;
+        24.0 * (scan.points->Size() + scan.notFinite->Size()) + 8.0 * stored.deviations->Count() + headerLen;
     WatchedFile file(whole.GetTemporaryPath(), CFile::modeReadWrite, size,
                      progress.Stage(L"writing", 0, check ? 0.5 : 1));
     KxTArray<KxVec3d> points = ArrayOf(scan.points);
@@ -187,19 +193,19 @@ bool Store(KxString const& path, StoredScan& stored, TagFormat format, Progress 
             << KxTTag<long long>(measuredId, measured);
     if (notFinite.Size() > 0) archive << KxVec3dArrayTag(notFiniteId, notFinite);
     if (scan.unit.Len() > 0) archive << KxStringTag(unitId, scan.unit);
-    KxPropertyList* conditions = &scan.conditions;
+    KxPropertyList* conditions = &scan.conditions.Edit();
     if (conditions->GetCount() > 0) archive << KxPropertyListTag(conditionsId, conditions);
     if (stored.fit == FitKind::plane) {
         archive << KxNullTag(deviationsMarker);
         archive.LevelDown();
         archive << KxVec3dTag(centerId, stored.plane.center) << KxVec3dTag(normalId, stored.plane.normal)
-                << KxHistogramTag(histogramId, stored.deviations);
+                << KxHistogramTag(histogramId, Mutable(stored.deviations));
         archive.LevelUp();
     } else if (stored.fit == FitKind::sphere) {
         archive << KxNullTag(sphereMarker);
         archive.LevelDown();
         archive << KxVec3dTag(sphereCenterId, stored.sphere.center) << KxTTag<double>(radiusId, stored.sphere.radius)
-                << KxHistogramTag(sphereHistogramId, stored.deviations);
+                << KxHistogramTag(sphereHistogramId, Mutable(stored.deviations));
         archive.LevelUp();
     }
     archive.LevelUp();
@@ -238,8 +244,8 @@ StoredScan Load(KxString const& path, Progress progress) {
     archive.LevelUp();
 
     if (conditions) stored.scan.conditions = *conditions;
-    TakeArray(stored.scan.points, points);
-    TakeArray(stored.scan.notFinite, notFinite);
+    TakeArray(stored.scan.points.Edit(), points);
+    TakeArray(stored.scan.notFinite.Edit(), notFinite);
     return stored;
 }
 
@@ -247,14 +253,14 @@ bool IsSame(StoredScan const& a, StoredScan const& b) {
     // Names are narrow text in the file: a character that the code page lacks became '?'.
     if (KxxToNarrow(a.scan.name.View()) != KxxToNarrow(b.scan.name.View())) return false;
     if (KxxToNarrow(a.scan.unit.View()) != KxxToNarrow(b.scan.unit.View())) return false;
-    bool const hasConditions = a.scan.conditions.GetCount() > 0 || b.scan.conditions.GetCount() > 0;
-    if (hasConditions && ImageOf(a.scan.conditions) != ImageOf(b.scan.conditions)) return false;
+    bool const hasConditions = a.scan.conditions->GetCount() > 0 || b.scan.conditions->GetCount() > 0;
+    if (hasConditions && ImageOf(*a.scan.conditions) != ImageOf(*b.scan.conditions)) return false;
     if (!SamePoints(a.scan.points, b.scan.points) || !SamePoints(a.scan.notFinite, b.scan.notFinite)) return false;
     if (a.fit != b.fit || std::memcmp(&a.plane, &b.plane, sizeof a.plane) != 0) return false;
     if (std::memcmp(&a.sphere, &b.sphere, sizeof a.sphere) != 0) return false;
-    if (a.deviations.Count() != b.deviations.Count()) return false;
-    auto other = b.deviations.Values().begin();
-    for (double value : a.deviations.Values()) {
+    if (a.deviations->Count() != b.deviations->Count()) return false;
+    auto other = b.deviations->Values().begin();
+    for (double value : a.deviations->Values()) {
         double const otherValue = *other;
         ++other;
         if (std::memcmp(&value, &otherValue, sizeof value) != 0) return false;

@@ -39,16 +39,17 @@ struct StoredScan {
     FitKind fit = FitKind::none;
     Plane plane;
     Sphere sphere;
-    KxN::KxHistogram deviations{4096};  // from the one that `fit` says, in the order of the points; or empty
+    Shared<KxN::KxHistogram> deviations{
+        KxN::KxHistogram(4096)};  // from the one that `fit` says, in the order of the points; or empty
 
     /// Forgets the shape, which is none of the scan's any more.
     void DropFit();
 };
 
 /// Writes the file whole or not at all; a former one stays as it was if anything fails, or if `check`, which gets the path of
-/// what is written before it takes its place, says no; false then. What is stored stays as it is.
+/// what is written before it takes its place, says no; false then.
 /// @throws CFileException, KxException
-bool Store(KxN::KxString const& path, StoredScan& stored, KxN::TagFormat format, Progress progress = {},
+bool Store(KxN::KxString const& path, StoredScan const& stored, KxN::TagFormat format, Progress progress = {},
            std::function<bool(KxN::KxString const&, Progress)> const& check = {});
 /// Reads it by id, in another order than it was written. @throws CFileException, KxException
 StoredScan Load(KxN::KxString const& path, Progress progress = {});

@@ -15,7 +15,7 @@ namespace ScanLab {
 using namespace KxN;
 
 Marks InBox(Scan const& scan, Box const& box, Progress progress) {
-    Marks marks(scan.points.Size());
+    Marks marks(scan.points->Size());
     InBlocks(progress.Stage(L"choosing", 0, 1), marks.Size(), [&](int begin, int end) {
         for (int i = begin; i < end; ++i) marks[i] = box.Contains(scan.points[i]);
     });
@@ -23,7 +23,7 @@ Marks InBox(Scan const& scan, Box const& box, Progress progress) {
 }
 
 Marks NotAlone(Scan const& scan, double distance, int neighbours, Progress progress) {
-    KxTArray<KxVec3d> const points(scan.points.Data(), scan.points.Size());
+    KxTArray<KxVec3d> const points(scan.points->Data(), scan.points->Size());
     Neighbours const near(points, distance, progress.Stage(L"sorting", 0, 0.4));
     Marks marks(points.Size());
     InBlocks(progress.Stage(L"neighbours", 0.4, 1), marks.Size(), [&](int begin, int end) {
@@ -34,7 +34,7 @@ Marks NotAlone(Scan const& scan, double distance, int neighbours, Progress progr
 
 Marks OnePerCube(Scan const& scan, double edge, Progress progress) {
     constexpr int bits = 21;  // of a key for each axis
-    Marks marks(scan.points.Size());
+    Marks marks(scan.points->Size());
     if (marks.Size() == 0) return marks;
     Box const box = BoxOf(scan);
     for (int axis = 0; axis < 3; ++axis)
@@ -55,7 +55,7 @@ Marks OnePerCube(Scan const& scan, double edge, Progress progress) {
 
 KxTDynArray<KxVec3d> KeptPoints(Scan const& scan, Marks const& marks, unsigned char kept, Progress progress) {
     KxTDynArray<KxVec3d> points;
-    points.Reserve(scan.points.Size());
+    points.Reserve(scan.points->Size());
     InBlocks(progress, marks.Size(), [&](int begin, int end) {
         for (int i = begin; i < end; ++i)
             if (marks[i] == kept) points.Add(scan.points[i]);

@@ -186,7 +186,7 @@ Scan ReadScan(KxString const& path, Progress progress) {
         ReadPcd(source, scan);
     else
         ReadText(source, scan);
-    if (scan.points.Size() == 0) source.Fail(L"there is no point in it");
+    if (scan.points->Size() == 0) source.Fail(L"there is no point in it");
     scan.conditions = ConditionsOfFile(path, scan);
     return scan;
 }

@@ -19,7 +19,7 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "the numbers of a PLY file are written as they stand");
 
 bool HasDeviations(StoredScan const& stored) {
-    return stored.deviations.Count() > 0 && stored.deviations.Count() == stored.scan.points.Size();
+    return stored.deviations->Count() > 0 && stored.deviations->Count() == stored.scan.points->Size();
 }
 
 /// Writes `head`, then for each point what `put(bytes, numbers, count)` appends for its three or four numbers.
@@ -31,13 +31,13 @@ void WritePoints(KxString const& path, StoredScan const& stored, std::string con
     std::string bytes = head;
     bytes.reserve(block + 256);
     bool const hasDeviations = HasDeviations(stored);
-    auto deviation = stored.deviations.Values().begin();
+    auto deviation = stored.deviations->Values().begin();
     long long done = 0;
-    long long const all = static_cast<long long>(stored.scan.points.Size()) + stored.scan.notFinite.Size();
-    for (KxTDynArray<KxVec3d> const* points : {&stored.scan.points, &stored.scan.notFinite})
+    long long const all = static_cast<long long>(stored.scan.points->Size()) + stored.scan.notFinite->Size();
+    for (KxTDynArray<KxVec3d> const* points : {&*stored.scan.points, &*stored.scan.notFinite})
         for (KxVec3d const& p : *points) {
             double numbers[] = {p[0], p[1], p[2], std::numeric_limits<double>::quiet_NaN()};
-            if (hasDeviations && points == &stored.scan.points) {
+            if (hasDeviations && points == &*stored.scan.points) {
                 numbers[3] = *deviation;
                 ++deviation;
             }
@@ -66,7 +66,7 @@ void WritePly(KxString const& path, StoredScan const& stored, Progress progress)
     Scan const& scan = stored.scan;
     std::string head = "ply\nformat binary_little_endian 1.0\n" + Comment(L"name", scan.name) +
                        Comment(L"unit", scan.unit) + "element vertex " +
-                       std::to_string(static_cast<long long>(scan.points.Size()) + scan.notFinite.Size()) +
+                       std::to_string(static_cast<long long>(scan.points->Size()) + scan.notFinite->Size()) +
                        "\nproperty double x\nproperty double y\nproperty double z\n";
     if (HasDeviations(stored)) head += "property double deviation\n";
     WritePoints(path, stored, head + "end_header\n", progress,

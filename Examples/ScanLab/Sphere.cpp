@@ -52,8 +52,8 @@ class Part {
 public:
     Part(Scan const& scan, Sphere const& sphere, double limit, Progress const& progress) {
         PlaneSums sums;
-        m_points.Reserve(scan.points.Size());
-        InBlocks(progress.Part(0, 0.7), scan.points.Size(), [&](int begin, int end) {
+        m_points.Reserve(scan.points->Size());
+        InBlocks(progress.Part(0, 0.7), scan.points->Size(), [&](int begin, int end) {
             for (int i = begin; i < end; ++i)
                 if (!(KxMath::Abs(sphere.Distance(scan.points[i])) > limit)) {
                     m_points.Add(scan.points[i]);
@@ -150,7 +150,7 @@ Sphere FitSphere(Scan const& scan, double sigmas, int passes, Progress progress)
 
 KxHistogram DeviationsFrom(Sphere const& sphere, Scan const& scan, Progress progress) {
     KxHistogram deviations(4096);
-    InBlocks(progress, scan.points.Size(), [&](int begin, int end) {
+    InBlocks(progress, scan.points->Size(), [&](int begin, int end) {
         for (int i = begin; i < end; ++i) deviations.Add(sphere.Distance(scan.points[i]));
     });
     return deviations;

@@ -60,20 +60,21 @@ Scan MakeSyntheticPlate(int count, Progress progress) {
     scan.source = KxString(L"synthetic");
     scan.unit = KxString(L"mm");
     scan.conditions = ConditionsOfPlate();
-    scan.points.Reserve(count);
+    KxTDynArray<KxVec3d>& points = scan.points.Edit();
+    points.Reserve(count);
     progress = progress.Stage(L"measuring", 0, 1);
     Random random;
     int const columns = std::max(1, static_cast<int>(std::sqrt(count * length / width)));
     int const rows = count / columns + 1;
-    for (int i = 0; scan.points.Size() < count; ++i) {
+    for (int i = 0; points.Size() < count; ++i) {
         double const x = (i % columns + random.Uniform()) * length / columns;
         double const y = (i / columns % rows + random.Uniform()) * width / rows;
         double const distance = DistanceToNearestBore(x, y);
         if (distance < boreRadius) continue;  // the beam falls through
         double const surface =
             distance < sinkRadius ? distance - sinkRadius : waviness * KxMath::Sin(KxMath::TwoPi * x / pitch);
-        scan.points.Add(KxVec3d(x, y, surface + noise * random.Normal()));
-        if (i % (1 << 14) == 0) progress.Show(scan.points.Size(), count);
+        points.Add(KxVec3d(x, y, surface + noise * random.Normal()));
+        if (i % (1 << 14) == 0) progress.Show(points.Size(), count);
     }
     return scan;
 }
@@ -83,7 +84,8 @@ Scan MakeSyntheticSphere(int count, double radius, Progress progress) {
     scan.name = KxString(L"Sphere");
     scan.source = KxString(L"synthetic");
     scan.unit = KxString(L"mm");
-    scan.points.Reserve(count);
+    KxTDynArray<KxVec3d>& points = scan.points.Edit();
+    points.Reserve(count);
     Random random;
     KxVec3d const center(40, -20, 15);
     InBlocks(progress.Stage(L"measuring", 0, 1), count, [&](int begin, int end) {
@@ -95,7 +97,7 @@ Scan MakeSyntheticSphere(int count, double radius, Progress progress) {
             KxVec3d point(reach * KxMath::Cos(angle), reach * KxMath::Sin(angle), height);
             point *= radius + noise * random.Normal();
             point += center;
-            scan.points.Add(point);
+            points.Add(point);
         }
     });
     return scan;

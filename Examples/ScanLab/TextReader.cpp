@@ -111,7 +111,7 @@ void ReadText(ScanSource& source, Scan& scan) {
         }
         scan.Add(point);
     }
-    double const present = static_cast<double>(scan.points.Size()) + scan.notFinite.Size();
+    double const present = static_cast<double>(scan.points->Size()) + scan.notFinite->Size();
     if (promised >= 0 && promised != present)
         source.Fail(KxxFormat(L"%g points are promised and %g are there", promised, present));
 }

@@ -8,6 +8,7 @@
 
 #include "../base/Support.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -84,6 +85,31 @@ protected:
             for (auto const& entry : std::filesystem::recursive_directory_iterator(File("out")))
                 count += entry.is_regular_file();
         return count;
+    }
+    /// An archive in the form for large ones: so many zeros as they are, then a file behind them.
+    void PutLarge(char const* archive, unsigned long long size, unsigned crcOfZeros) {
+        auto const header = [](unsigned crc, unsigned length, std::string const& name, unsigned extra) {
+            return Little(45, 2) + Little(0, 4) + Little(0, 4) + Little(crc, 4) + Little(length, 4) +
+                   Little(length, 4) + Little(name.size(), 2) + Little(extra, 2);
+        };
+        auto const directory = [&](std::string const& common, std::string const& name, unsigned offset,
+                                   std::string const& extra) {
+            return "PK\1\2" + Little(45, 2) + common + Little(0, 10) + Little(offset, 4) + name + extra;
+        };
+        std::string const sizes = Little(1, 2) + Little(16, 2) + Little(size, 8) + Little(size, 8);
+        Put(archive, "PK\3\4" + header(crcOfZeros, ~0U, "zeros", 20) + "zeros" + sizes);
+        unsigned long long const second = std::filesystem::file_size(File(archive)) + size;
+        std::filesystem::resize_file(File(archive), second);
+        std::string const place = Little(1, 2) + Little(8, 2) + Little(second, 8);
+        std::string const entries = directory(header(crcOfZeros, ~0U, "zeros", 20), "zeros", 0, sizes) +
+                                    directory(header(Crc("tail"), 4, "tail", 12), "tail", ~0U, place);
+        unsigned long long const at = second + 30 + 8;
+        std::ofstream(File(archive), std::ios::binary | std::ios::app)
+            << "PK\3\4" + header(Crc("tail"), 4, "tail", 0) + "tailtail" + entries + "PK\6\6" + Little(44, 8) +
+                   Little(45, 2) + Little(45, 2) + Little(0, 8) + Little(2, 8) + Little(2, 8) +
+                   Little(entries.size(), 8) + Little(at, 8) + "PK\6\7" + Little(0, 4) +
+                   Little(at + entries.size(), 8) + Little(1, 4) + "PK\5\6" + Little(0, 4) + Little(2, 2) +
+                   Little(2, 2) + Little(entries.size(), 4) + Little(~0U, 4) + Little(0, 2);
     }
     int Run(std::string const& command) {
         return std::system(("cd '" + m_folder.string() + "' && (" + command + ") >/dev/null 2>&1").c_str());
@@ -240,6 +266,144 @@ TEST_F(Zip, BoundsHold) {
         EXPECT_EQ(CountOut(), 0u);
     }
     EXPECT_EQ(Unpacked("z.zip").size(), 1u);
+}
+
+TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
+    struct Ended {};  // of the application's own, which passes as it is
+    std::string noise(200000, '\0');
+    std::mt19937 random(1);
+    for (char& c : noise) c = static_cast<char>(random());
+    Put("a.bin", noise);
+    Put("b.bin", noise.substr(1));
+    Put("old.txt", "old");
+    Put("empty", "");
+    KxZipHelper::CompressFile(Path("a.bin"), Path("z.zip"), L"", L"");
+    std::string const before = Get("z.zip");
+    KxTDynArray<SxZipSource> sources;
+    for (char const* name : {"b.bin", "empty", "old.txt"}) sources.Add({Path(name), L"in"});
+    std::size_t const files = CountFiles();
+
+    unsigned long long last = 0, expected = 0;
+    int calls = 0, until = 0;
+    bool isKilled = false;
+    auto const watch = [&](unsigned long long done, unsigned long long all) {
+        EXPECT_TRUE(all == expected && done >= last && done <= all && (calls > 0 || done == 0)) << done << ' ' << all;
+        last = done;
+        if (++calls == until && isKilled) std::raise(SIGKILL);
+        if (calls == until) throw Ended();
+    };
+    auto const begin = [&](int end) {
+        last = 0;
+        calls = 0;
+        until = end;
+    };
+    for (auto const mode : {KxZipHelper::Mode::replace, KxZipHelper::Mode::add}) {
+        expected = noise.size() - 1 + 3 + (mode == KxZipHelper::Mode::add ? before.size() : 0);
+        auto const pack = [&] { KxZipHelper::CompressFiles(sources, Path("z.zip"), L"", mode, watch); };
+        Put("z.zip", before);
+        begin(0);
+        pack();
+        EXPECT_EQ(last, expected);
+        EXPECT_EQ(Unpacked("z.zip").size(), mode == KxZipHelper::Mode::add ? 4u : 3u);
+        Put("z.zip", before);
+        std::filesystem::remove_all(File("out"));
+        for (int i = 1, all = calls; i <= all; ++i) {
+            begin(i);
+            EXPECT_THROW(pack(), Ended);
+            ASSERT_TRUE(Get("z.zip") == before && CountFiles() == files) << i;
+            if (i % 2 == 0) continue;
+            isKilled = true;
+            begin(i);
+            EXPECT_EXIT(pack(), testing::KilledBySignal(SIGKILL), "");
+            isKilled = false;
+            EXPECT_TRUE(Get("z.zip") == before) << i;
+        }
+        begin(0);
+        pack();
+        EXPECT_EQ(CountFiles(), files);  // and nothing is left of those that were killed
+    }
+    expected = 2 * noise.size() - 1 + 3;  // of four files, one of them empty
+    KxTMap<KxString, KxString> out;
+    auto const unpack = [&] { KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), out, watch); };
+    begin(0);
+    unpack();
+    EXPECT_EQ(last, expected);
+    for (int i = 1, all = calls; i <= all; ++i) {
+        std::filesystem::remove_all(File("out"));
+        out.RemoveAll();
+        begin(i);
+        EXPECT_THROW(unpack(), Ended);
+        ASSERT_EQ(CountOut(), static_cast<std::size_t>(out.Count())) << i;  // whole, and told
+        for (auto const& file : out)
+            EXPECT_EQ(std::filesystem::file_size(test::U(file.value)),
+                      std::filesystem::file_size(File(test::U(file.key).substr(test::U(file.key).find('\\') + 1))));
+    }
+    for (char const* second : {"other/old.txt", "other/OLD.TXT"}) {  // an archive that nobody could unpack is not made
+        std::filesystem::create_directories(File("other"));
+        Put(second, "x");
+        KxTDynArray<SxZipSource> twice(sources);
+        twice.Add({Path(second), L"in"});
+        EXPECT_TRUE(test::Thrown<KxException>([&] {
+                        KxZipHelper::CompressFiles(twice, Path("z.zip"), L"", KxZipHelper::Mode::replace);
+                    }).starts_with("Failed to accept name of current file in\\"));
+    }
+}
+
+TEST_F(Zip, LargeNumbersStandInFieldsOfTheirOwn) {
+    PutLarge("z.zip", 1000, Crc(std::string(1000, '\0')));
+    Put("small", "small");
+    KxZipHelper::CompressFile(Path("small"), Path("z.zip"), L"", L"");
+    std::string const bytes = Get("z.zip");
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{
+                                     {"zeros", std::string(1000, '\0')}, {"tail", "tail"}, {"small", "small"}}));
+    for (std::size_t at = 0; at < bytes.size(); at += at == 63 ? 950 : 1) {  // all but the zeros
+        std::string changed = bytes;
+        changed[at] = static_cast<char>(changed[at] ^ 0x81);
+        Put("z.zip", changed);
+        std::filesystem::remove_all(File("out"));
+        KxTMap<KxString, KxString> files;
+        try {
+            KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), files);
+        } catch (KxException* exception) {
+            exception->Delete();
+        }
+        for (auto const& file : files) {
+            std::size_t const length = std::filesystem::file_size(test::U(file.value));
+            EXPECT_TRUE(length == 1000 || length == 4 || length == 5) << at;
+        }
+    }
+}
+
+TEST_F(Zip, FilesBeyondFourGigabytes) {
+    if (!std::getenv("HBTOOLS_LONG_TESTS")) GTEST_SKIP() << "two minutes and 20 GB: set HBTOOLS_LONG_TESTS";
+    unsigned long long const size = (1ULL << 32) + 5000000;
+    Put("large", "");
+    std::filesystem::resize_file(File("large"), size - 3);  // takes no room
+    std::ofstream(File("large"), std::ios::binary | std::ios::app) << "end";
+    Put("small", "small");
+    KxZipHelper::CompressFile(Path("large"), Path("z.zip"), L"", L"");
+    KxZipHelper::CompressFile(Path("small"), Path("z.zip"), L"", L"");
+    KxTMap<KxString, KxString> files;
+    unsigned long long told = 0;
+    KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), files, [&](auto done, auto all) {
+        if (done < told || all != size + 5) throw std::runtime_error("wrong progress");
+        told = done;
+    });
+    EXPECT_EQ(told, size + 5);
+    ASSERT_EQ(std::filesystem::file_size(File("out/large")), size);
+    std::ifstream in(File("out/large"), std::ios::binary);
+    in.seekg(-4, std::ios::end);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "\0end"s);
+    EXPECT_EQ(Get("out/small"), "small");
+    if (Run("which unzip") == 0) {
+        EXPECT_EQ(Run("unzip -tq z.zip"), 0);
+    }
+
+    PutLarge("y.zip", size, 0xeff5b51d);  // an archive that is itself larger
+    KxZipHelper::CompressFile(Path("small"), Path("y.zip"), L"", L"");
+    KxZipHelper::UncompressFiles(Path("y.zip"), Path("out"), files);
+    EXPECT_EQ(std::filesystem::file_size(File("out/zeros")), size);
+    EXPECT_EQ(Get("out/tail") + Get("out/small"), "tailsmall");
 }
 
 TEST_F(Zip, EmptyArchivesAndComments) {

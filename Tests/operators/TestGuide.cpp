@@ -4,6 +4,8 @@
 // The code of Doc/operators.md: it stands here, so that it compiles, and does what is said there.
 #include "OperatorTest.h"
 
+#include "../base/Guide.h"
+
 using namespace test;
 
 namespace {
@@ -64,23 +66,7 @@ TEST_F(Guide, CodeOfTheDocumentation) {
 // clang-format on
 
 TEST(GuideText, ShowsWhatStandsHere) {
-    auto const read = [](char const* name) {
-        std::ifstream in(HBTOOLS_SOURCE_DIR + std::string(name), std::ios::binary);
-        std::string lines;
-        for (std::string line; std::getline(in, line);)
-            lines += line.substr(std::min(line.find_first_not_of(' '), line.size())) + "\n";
-        return lines;
-    };
-    std::string const guide = read("/Doc/operators.md");
-    std::string const source = read("/Tests/operators/TestGuide.cpp");
-    int blocks = 0;
-    for (std::size_t at = 0; (at = guide.find("```cpp\n", at)) != guide.npos; ++blocks) {
-        at += 7;
-        std::string const block = guide.substr(at, guide.find("```\n", at) - at);
-        EXPECT_NE(source.find(block), source.npos) << block;
-        at += block.size();
-    }
-    EXPECT_EQ(blocks, 4);
+    test::ExpectGuideShows("/Doc/operators.md", "/Tests/operators/TestGuide.cpp", 4);
 }
 
 }  // namespace

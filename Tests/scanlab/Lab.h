@@ -42,7 +42,12 @@ protected:
         std::fflush(stdout);
         return testing::internal::GetCapturedStdout() + failure;
     }
-    ScanLab::Scan& ScanOf(wchar_t const* name) { return session.Find(name).stored.scan; }
+    ScanLab::Scan const& ScanOf(wchar_t const* name) { return session.Find(name).stored.scan; }
+    void Add(wchar_t const* name, ScanLab::StoredScan stored) {
+        ScanLab::Content next = session.Now();
+        next.Add(name, name, std::move(stored));
+        EXPECT_TRUE(session.Change(L"Add", std::move(next)));
+    }
 
     KxN::KxWinApp app;
     ScanLab::Session session{Path("out")};

@@ -23,24 +23,25 @@ protected:
         std::ostringstream image;
         for (auto const& entry : session.Entries())
             image << test::U(entry->name) << ' ' << std::hash<std::string_view>()(bytes(entry->stored.scan.points))
-                  << ' ' << int(entry->stored.fit) << ' ' << entry->stored.deviations.Count() << ' ' << entry->isMoved
+                  << ' ' << int(entry->stored.fit) << ' ' << entry->stored.deviations->Count() << ' ' << entry->isMoved
                   << '\n';
         image << test::U(session.Find(L"*").name) << '\n';
-        for (DeviationSet const& set : session.Deviations()) image << test::U(set.title) << set.values.Count() << '\n';
+        for (auto const& set : session.Deviations()) image << test::U(set->title) << set->values->Count() << '\n';
         image << session.Fits().size() << '\n';
         for (auto const& file : std::filesystem::recursive_directory_iterator(m_folder))
-            if (file.is_regular_file())
+            if (file.is_directory())
+                image << file.path() << '\n';
+            else
                 image << file.path() << std::hash<std::string>()(Get(file.path().lexically_relative(m_folder))) << '\n';
         return image.str();
     }
 };
 
 TEST_F(LongRuns, AnAbortAtAnyReportLeavesAllAsItWas) {
-    for (std::string const line :
-         {"Synthesize plate FALSE 80000;", "FitPlane;", "Deviations;", "Split * first second;",
-          "Export out.ply first;", "Export out.csv first;", "Save saved;"})
+    for (std::string const line : {"Synthesize plate FALSE 80000;", "FitPlane;", "Deviations;", "Split * first second;",
+                                   "Export out.ply first;", "Export out.csv first;", "Save saved;"})
         ASSERT_EQ(Run(line).find('['), std::string::npos) << line;
-    for (char const* name : {"out/new.ply", "out/new.csv", "out/new.tag", "out/new.svg", "out/new.html"})
+    for (char const* name : {"out/new.ply", "out/new.csv", "out/new.tag", "out/new.svg", "out/new.html", "out/new.zip"})
         Put(name, "former");
     auto const fileLine = [this](char const* head, char const* name) {
         return head + (" \"" + File(name).string() + "\" plate;");
@@ -65,7 +66,9 @@ TEST_F(LongRuns, AnAbortAtAnyReportLeavesAllAsItWas) {
                                                             "Save new * 64 TRUE;",
                                                             "Save new * 32 FALSE;",
                                                             "Histogram new.svg;",
-                                                            "Report new.html;"}) {
+                                                            "Report new.html;",
+                                                            "Pack new.zip out.*;",
+                                                            fileLine("Unpack", "out/new.zip")}) {
         // Every one of the first reports, then ever fewer, until one is behind the last.
         long at = 1;
         for (bool isDone = false; !isDone; at += 1 + at / 2) {
@@ -87,7 +90,7 @@ TEST_F(LongRuns, AnAbortAtAnyReportLeavesAllAsItWas) {
         EXPECT_GT(at, 2) << line << ": no report";
         session.progress.onReport = nullptr;
     }
-    for (char const* name : {"out/new.ply", "out/new.csv", "out/new.tag", "out/new.svg", "out/new.html"})
+    for (char const* name : {"out/new.ply", "out/new.csv", "out/new.tag", "out/new.svg", "out/new.html", "out/new.zip"})
         EXPECT_NE(Get(name), "former") << name;
 }
 

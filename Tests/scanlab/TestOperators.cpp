@@ -116,7 +116,7 @@ TEST_F(Operators, PointsGoAndMoveAsTheParametersSay) {
         Scan scan;
         for (KxVec3d const& point : {KxVec3d(0, 0, 0), {1, 0, 0}, {1, 1, 0}, {1, 1, 1}, {50, 0, 0}}) scan.Add(point);
         scan.Add(KxVec3d(std::nan(""), 7, 8));
-        session.Add(L"s", L"s", {scan, FitKind::plane, {}, {}, KxHistogram(16)});
+        Add(L"s", {scan, FitKind::plane, {}, {}, KxHistogram(16)});
     };
     struct Case {
         char const* line;
@@ -135,10 +135,10 @@ TEST_F(Operators, PointsGoAndMoveAsTheParametersSay) {
         reset();
         Run(c.line);
         Scan const& scan = ScanOf(L"s");
-        ASSERT_EQ(scan.points.Size(), static_cast<int>(c.points.size())) << c.line;
-        for (int i = 0; i < scan.points.Size(); ++i)
+        ASSERT_EQ(scan.points->Size(), static_cast<int>(c.points.size())) << c.line;
+        for (int i = 0; i < scan.points->Size(); ++i)
             EXPECT_LT(scan.points[i].Distance(c.points[static_cast<std::size_t>(i)]), 1e-6) << c.line << i;
-        EXPECT_EQ(scan.notFinite.Size(), 1);
+        EXPECT_EQ(scan.notFinite->Size(), 1);
         EXPECT_EQ(session.Find(L"s").stored.fit, FitKind::none) << c.line;  // the shape was another one's
     }
     EXPECT_EQ(ScanOf(L"s").notFinite[0][1], 7);
@@ -150,8 +150,8 @@ TEST_F(Operators, ExportsComeBackBitByBit) {
     stored.scan.unit = L"mm";
     stored.scan.Add(KxVec3d(1, -2.5, odd));
     stored.scan.Add(KxVec3d(1e300, std::nan(""), 3));
-    stored.deviations.Add(0.25);
-    session.Add(L"e", L"e", stored);
+    stored.deviations.Edit().Add(0.25);
+    Add(L"e", stored);
     EXPECT_NE(Run("Export points.csv e;").find("points.csv  2 points\n"), std::string::npos);
     EXPECT_EQ(Get("out/points.csv"), "x,y,z,deviation\n1,-2.5,0.10000000000000002,0.25\n1e+300,nan,3,nan\n");
     Run("Export points e PLY;");
@@ -163,11 +163,12 @@ TEST_F(Operators, ExportsComeBackBitByBit) {
     EXPECT_EQ(ply.substr(0, head.size() + 16), head + std::string("\0\0\0\0\0\0\xf0\x3f\0\0\0\0\0\0\x04\xc0", 16));
     for (char const* name : {"out/points.csv", "out/points.ply"}) {
         Scan const scan = ReadScan(Path(name));
-        ASSERT_TRUE(scan.points.Size() == 1 && scan.notFinite.Size() == 1) << name;
+        ASSERT_TRUE(scan.points->Size() == 1 && scan.notFinite->Size() == 1) << name;
         EXPECT_EQ(std::memcmp(&scan.points[0], &stored.scan.points[0], sizeof(KxVec3d)), 0) << name;
         EXPECT_EQ(scan.notFinite[0][0], 1e300) << name;
     }
-    session.Find(L"e").stored.DropFit();
+    stored.DropFit();
+    Add(L"e", stored);
     Run("Export bare.csv e \"by name\";");
     EXPECT_EQ(Get("out/bare.csv").substr(0, 6), "x,y,z\n");
 }
@@ -227,7 +228,7 @@ TEST_F(Operators, MacrosNameFileAndLine) {
         at = outcome.find(part, at);
         ASSERT_NE(at, std::string::npos) << part << '\n' << outcome;
     }
-    EXPECT_EQ(ScanOf(L"plate").points.Size(), 300);
+    EXPECT_EQ(ScanOf(L"plate").points->Size(), 300);
     EXPECT_NE(Run("Macro \"" + File("loop.mac").string() + "\";").find("loop.mac\", Zeile 1:"), std::string::npos);
 }
 

@@ -37,17 +37,17 @@ TEST(ScanFile, EveryBitComesBackInBothForms) {
     std::string const path =
         (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
     StoredScan stored = Sample();
-    ASSERT_EQ(stored.scan.notFinite.Size(), 2);
+    ASSERT_EQ(stored.scan.notFinite->Size(), 2);
     for (TagFormat format : {TagFormat32, TagFormat64}) {
         Store(KxString(path.c_str()), stored, format);
         StoredScan loaded = Load(KxString(path.c_str()));
         EXPECT_TRUE(IsSame(stored, loaded));
         EXPECT_EQ(GetGlobalTagFormat(), TagFormat32);
         // The comparison sees one bit.
-        loaded.scan.points[7][1] = std::nextafter(loaded.scan.points[7][1], 1e9);
+        loaded.scan.points.Edit()[7][1] = std::nextafter(loaded.scan.points[7][1], 1e9);
         EXPECT_FALSE(IsSame(stored, loaded));
         loaded = Load(KxString(path.c_str()));
-        auto* const filter = loaded.scan.conditions.GetProperty(L"Filter")->GetList();
+        auto* const filter = loaded.scan.conditions.Edit().GetProperty(L"Filter")->GetList();
         filter->GetProperty(L"Spikes")->GetList()->GetProperty(L"Neighbours")->SetHidden();
         EXPECT_FALSE(IsSame(stored, loaded));
         EXPECT_EQ(ConditionsText(loaded.scan).View().find(L"Neighbours"), std::wstring_view::npos);
@@ -59,10 +59,10 @@ TEST(ScanFile, AScanMayHaveNoConditions) {
     std::string const path =
         (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
     StoredScan stored = Sample();
-    stored.scan.conditions.RemoveAll();
+    stored.scan.conditions.Edit().RemoveAll();
     Store(KxString(path.c_str()), stored, TagFormat32);
     StoredScan const loaded = Load(KxString(path.c_str()));
-    EXPECT_TRUE(IsSame(stored, loaded) && loaded.scan.conditions.GetCount() == 0);
+    EXPECT_TRUE(IsSame(stored, loaded) && loaded.scan.conditions->GetCount() == 0);
     stored.scan.conditions = ConditionsOfFile(KxString(path.c_str()), stored.scan);
     std::wstring const text(ConditionsText(stored.scan).View());
     for (wchar_t const* part :
@@ -74,7 +74,7 @@ TEST(ScanFile, AScanMayHaveNoConditions) {
 
 TEST(ScanFile, ThePlaneIgnoresTheBores) {
     Scan scan = MakeSyntheticPlate(20000);
-    for (KxVec3d& point : scan.points) point[2] += 0.01 * point[0] - 0.02 * point[1] + 5.0;
+    for (KxVec3d& point : scan.points.Edit()) point[2] += 0.01 * point[0] - 0.02 * point[1] + 5.0;
     Plane const plane = FitPlane(scan);
     KxVec3d truth(-0.01, 0.02, 1.0);
     truth.Normalize();

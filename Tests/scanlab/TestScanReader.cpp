@@ -40,8 +40,8 @@ std::string Outcome(std::string const& bytes) {
     TemporaryFile const file(bytes);
     try {
         Scan const scan = ReadScan(file.Path());
-        KxVec3d const& p = scan.points[scan.points.Size() - 1];
-        return KxxToUtf8(KxxFormat(L"%d,%d: %g %g %g", scan.points.Size(), scan.notFinite.Size(), p[0], p[1], p[2]));
+        KxVec3d const& p = scan.points[scan.points->Size() - 1];
+        return KxxToUtf8(KxxFormat(L"%d,%d: %g %g %g", scan.points->Size(), scan.notFinite->Size(), p[0], p[1], p[2]));
     } catch (CException* exception) {
         std::string const text = KxxToUtf8(CException::TextOf(*exception).View());
         exception->Delete();

@@ -98,7 +98,7 @@ auto Command::About(unsigned short parameter, Call call) {
     }
 }
 
-Entry& Command::ScanOf(unsigned short parameter) {
+Entry const& Command::ScanOf(unsigned short parameter) {
     return *About(parameter, [&] { return &m_session.Find(GetParameterString(parameter)); });
 }
 
@@ -110,6 +110,11 @@ KxString Command::InputOf(unsigned short parameter) {
     KxString path = GetParameterFile(parameter);
     if (path.Len() == 0) Refuse(parameter, TextOf(Text::NoFileName));
     return path;
+}
+
+void Command::Change(KxString const& about, Content next) {
+    if (!m_session.Change(GetFixName() + L" " + about, std::move(next)))
+        PrintError(FormatOf(Text::NotUndoable, GetFixName()));
 }
 
 void Command::Refuse(unsigned short parameter, KxString const& reason) {

@@ -6,7 +6,8 @@
 // the operator (see TextIds.h).
 //
 // What may take long goes through InWorker, in two steps: the work makes something new of what the session holds, and what
-// it returns is put into the session behind it. Work that is cancelled or fails so leaves the session as it was.
+// it returns goes into a new content of the session behind it, see Change. Work that is cancelled or fails so leaves the
+// session as it was, and no step in its history.
 //
 // A failure names the operator, and the parameter where one is to blame. A cancelled operator says so on standard error and
 // returns OPERATOR_CANCELLED; it does not begin if there is a wish to end already.
@@ -52,11 +53,14 @@ protected:
     KxN::KxColor ColorOf(unsigned short parameter) const;
     KxN::KxVec3d VectorOf(unsigned short first) const;
     /// The scan that the parameter names.
-    Entry& ScanOf(unsigned short parameter);
+    Entry const& ScanOf(unsigned short parameter);
     /// The path that the parameter names, for a file to be written.
     KxN::KxString OutputOf(unsigned short parameter);
     /// The path of a file to be read.
     KxN::KxString InputOf(unsigned short parameter);
+    /// Makes the content of the session another one, in one step with the name of the operator and of what it changed. Says
+    /// so on standard error if it cannot be undone.
+    void Change(KxN::KxString const& about, Content next);
     [[noreturn]] void Refuse(unsigned short parameter, KxN::KxString const& reason);
     /// Returns work(Progress), run by a LongRun in the name of the operator. The work may read the session, and must not
     /// change it; a file that it writes comes last. @throws Cancelled, which DoExecute understands; what the work throws

@@ -139,9 +139,11 @@ protected:
                 return scan;
             });
         });
-        Entry const& entry = m_session.Add(GetParameterString(Name), driverName, std::move(stored));
+        Content next = m_session.Now();
+        Entry const& entry = next.Add(GetParameterString(Name), driverName, std::move(stored));
+        Change(entry.name, std::move(next));
         Print(L"Scan        %s: %s\n", entry.name, entry.stored.scan.source);
-        Print(L"Points      %d, in %.2f s\n", entry.stored.scan.points.Size(), watch.Seconds());
+        Print(L"Points      %d, in %.2f s\n", entry.stored.scan.points->Size(), watch.Seconds());
         return OPERATOR_OK;
     }
 };

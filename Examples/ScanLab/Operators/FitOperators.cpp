@@ -24,7 +24,7 @@ KxString BehindNumber(KxString const& unit) {
 }
 
 FitRecord RecordOf(Entry const& entry, std::wstring const& shape, Core const& core) {
-    return {entry.name, shape, core.mean, core.sigma, core.count, entry.stored.scan.points.Size()};
+    return {entry.name, shape, core.mean, core.sigma, core.count, entry.stored.scan.points->Size()};
 }
 
 /// Of the deviations from a shape.
@@ -52,23 +52,26 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        Entry& entry = ScanOf(Which);
-        StoredScan& stored = entry.stored;
+        Entry const& entry = ScanOf(Which);
+        StoredScan const& stored = entry.stored;
         auto const [plane, core] = InWorker([&](Progress progress) {
             Plane const best = FitPlane(stored.scan, GetParameterDouble(Sigmas),
                                         static_cast<int>(GetParameterLong(Passes)), progress.Part(0, 0.8));
             return std::pair(best, CoreFrom(best, stored.scan, progress.Part(0.8, 1)));
         });
-        stored.DropFit();
-        stored.plane = plane;
-        stored.fit = FitKind::plane;
         KxVec3d const& n = plane.normal;
         KxVec3d const& c = plane.center;
-        Print(L"\nPlane       of %s: normal %.6f, %.6f, %.6f\n", entry.name, n[0], n[1], n[2]);
-        m_session.Add(RecordOf(entry,
-                               KxxFormat(L"plane through %.4f, %.4f, %.4f%s, normal %.6f, %.6f, %.6f", c[0], c[1], c[2],
-                                         BehindNumber(stored.scan.unit), n[0], n[1], n[2]),
-                               core));
+        Content next = m_session.Now();
+        Entry& changed = next.Edit(entry.name);
+        changed.stored.DropFit();
+        changed.stored.plane = plane;
+        changed.stored.fit = FitKind::plane;
+        next.Add(RecordOf(changed,
+                          KxxFormat(L"plane through %.4f, %.4f, %.4f%s, normal %.6f, %.6f, %.6f", c[0], c[1], c[2],
+                                    BehindNumber(stored.scan.unit), n[0], n[1], n[2]),
+                          core));
+        Change(changed.name, std::move(next));
+        Print(L"\nPlane       of %s: normal %.6f, %.6f, %.6f\n", changed.name, n[0], n[1], n[2]);
         return OPERATOR_OK;
     }
 };
@@ -79,23 +82,26 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        Entry& entry = ScanOf(Which);
-        StoredScan& stored = entry.stored;
+        Entry const& entry = ScanOf(Which);
+        StoredScan const& stored = entry.stored;
         auto const [sphere, core] = InWorker([&](Progress progress) {
             Sphere const best = FitSphere(stored.scan, GetParameterDouble(Sigmas),
                                           static_cast<int>(GetParameterLong(Passes)), progress.Part(0, 0.9));
             return std::pair(best, CoreFrom(best, stored.scan, progress.Part(0.9, 1)));
         });
-        stored.DropFit();
-        stored.sphere = sphere;
-        stored.fit = FitKind::sphere;
         KxString const unit = BehindNumber(stored.scan.unit);
         KxVec3d const& c = sphere.center;
-        Print(L"\nSphere      of %s: centre %.6f, %.6f, %.6f, radius %.6f%s\n", entry.name, c[0], c[1], c[2],
-              sphere.radius, unit);
-        m_session.Add(RecordOf(
-            entry, KxxFormat(L"sphere about %.4f, %.4f, %.4f, radius %.6f%s", c[0], c[1], c[2], sphere.radius, unit),
+        Content next = m_session.Now();
+        Entry& changed = next.Edit(entry.name);
+        changed.stored.DropFit();
+        changed.stored.sphere = sphere;
+        changed.stored.fit = FitKind::sphere;
+        next.Add(RecordOf(
+            changed, KxxFormat(L"sphere about %.4f, %.4f, %.4f, radius %.6f%s", c[0], c[1], c[2], sphere.radius, unit),
             core));
+        Change(changed.name, std::move(next));
+        Print(L"\nSphere      of %s: centre %.6f, %.6f, %.6f, radius %.6f%s\n", changed.name, c[0], c[1], c[2],
+              sphere.radius, unit);
         return OPERATOR_OK;
     }
 };
@@ -111,24 +117,27 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        Entry& entry = ScanOf(Which);
-        StoredScan& stored = entry.stored;
+        Entry const& entry = ScanOf(Which);
+        StoredScan const& stored = entry.stored;
         if (stored.fit == FitKind::none) Refuse(Which, FormatOf(Text::NoFit, entry.name));
         bool const isPlane = stored.fit == FitKind::plane;
         wchar_t const* const shape = isPlane ? L"plane" : L"sphere";
         Found found = InWorker([&](Progress progress) {
             progress = progress.Stage(L"deviations", 0, 1);
             Progress const first = progress.Part(0, 0.3);
-            KxHistogram const values = isPlane ? DeviationsFrom(stored.plane, stored.scan, first)
-                                               : DeviationsFrom(stored.sphere, stored.scan, first);
+            Shared<KxHistogram> const values = isPlane ? DeviationsFrom(stored.plane, stored.scan, first)
+                                                       : DeviationsFrom(stored.sphere, stored.scan, first);
             KxString const title = KxxFormat(L"%s: deviations from the %s of best fit", stored.scan.name, shape);
             return Found{DeviationSet(title, stored.scan.unit, values, stored.scan.points),
                          CoreOf(values, 8, progress.Part(0.4, 1))};
         });
-        stored.deviations = found.set.values;
-        Print(L"\nDeviations of %s from the %s of best fit\n", entry.name, shape);
-        PrintTable(stored.deviations, found.core);
-        m_session.Add(std::move(found.set));
+        Content next = m_session.Now();
+        Entry& changed = next.Edit(entry.name);
+        changed.stored.deviations = found.set.values;
+        next.Add(std::move(found.set));
+        Change(changed.name, std::move(next));
+        Print(L"\nDeviations of %s from the %s of best fit\n", changed.name, shape);
+        PrintTable(changed.stored.deviations, found.core);
         return OPERATOR_OK;
     }
 
@@ -170,12 +179,12 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        Entry& moving = ScanOf(Moving);
+        Entry const& moving = ScanOf(Moving);
         Entry const& fixed = ScanOf(Fixed);
         if (&moving == &fixed) Refuse(Fixed, TextOf(Text::SameScan));
-        Scan& scan = moving.stored.scan;
+        Scan const& scan = moving.stored.scan;
         if (GetParameterBool(SkipSmall) &&
-            std::min(scan.points.Size(), fixed.stored.scan.points.Size()) < fewestPoints) {
+            std::min(scan.points->Size(), fixed.stored.scan.points->Size()) < fewestPoints) {
             Print(L"Alignment   skipped: a scan has too few points\n");
             return OPERATOR_OK;
         }
@@ -194,12 +203,15 @@ protected:
             return Found{std::move(alignment), std::move(moved), before, std::move(set)};
         });
         KxMatrix4 const& motion = found.alignment.motion;
-        scan.points = std::move(found.moved);
-        moving.moved = motion * moving.moved;
-        moving.stored.DropFit();
-        m_session.Add(std::move(found.set));
-        PrintAlignment(found.alignment, scan.unit, seconds);
-        if (moving.isMoved) PrintOff(moving, fixed, found.before, motion);
+        Content next = m_session.Now();
+        Entry& changed = next.Edit(moving.name);
+        changed.stored.scan.points = std::move(found.moved);
+        changed.moved = motion * changed.moved;
+        changed.stored.DropFit();
+        next.Add(std::move(found.set));
+        Change(changed.name, std::move(next));
+        PrintAlignment(found.alignment, changed.stored.scan.unit, seconds);
+        if (changed.isMoved) PrintOff(changed, fixed, found.before, motion);
         if (hasPicture) Print(L"%s\n", picture);
         return OPERATOR_OK;
     }

@@ -23,10 +23,10 @@ namespace {
 void PrintScan(Entry const& entry, double seconds) {
     Scan const& scan = entry.stored.scan;
     Print(L"Scan        %s: %s (%s)\n", entry.name, scan.name, scan.source);
-    Print(L"Points      %d, in %.2f s (%.1f million a second)\n", scan.points.Size(), seconds,
-          scan.points.Size() / seconds / 1e6);
-    if (scan.notFinite.Size() > 0) Print(L"Not finite  %d points, kept apart\n", scan.notFinite.Size());
-    if (scan.points.Size() > 0) {
+    Print(L"Points      %d, in %.2f s (%.1f million a second)\n", scan.points->Size(), seconds,
+          scan.points->Size() / seconds / 1e6);
+    if (scan.notFinite->Size() > 0) Print(L"Not finite  %d points, kept apart\n", scan.notFinite->Size());
+    if (scan.points->Size() > 0) {
         Box const box = BoxOf(scan);
         for (int i = 0; i < 3; ++i) Print(L"%c           %12.4f to %12.4f\n", L"xyz"[i], box.low[i], box.high[i]);
     }
@@ -54,7 +54,9 @@ protected:
             stored.scan.conditions = ConditionsOfFile(path, stored.scan);
         }
         KxString const natural = stored.scan.name;
-        Entry const& entry = m_session.Add(GetParameterString(Name), natural, std::move(stored));
+        Content next = m_session.Now();
+        Entry const& entry = next.Add(GetParameterString(Name), natural, std::move(stored));
+        Change(entry.name, std::move(next));
         PrintScan(entry, watch.Seconds());
         return OPERATOR_OK;
     }
@@ -83,7 +85,9 @@ protected:
             return shape == L"plate" ? MakeSyntheticPlate(points, progress)
                                      : MakeSyntheticSphere(points, GetParameterDouble(Radius), progress);
         });
-        Entry const& entry = m_session.Add(GetParameterString(Name), shape, std::move(stored));
+        Content next = m_session.Now();
+        Entry const& entry = next.Add(GetParameterString(Name), shape, std::move(stored));
+        Change(entry.name, std::move(next));
         PrintScan(entry, watch.Seconds());
         return OPERATOR_OK;
     }
@@ -103,8 +107,10 @@ protected:
         RunningWatch watch;
         KxString const path = InputOf(File);
         StoredScan stored = InWorker([&](Progress progress) { return ScanLab::Load(path, progress); });
+        Content next = m_session.Now();
         Entry const& entry =
-            m_session.Add(GetParameterString(Name), KxString(KxDirEntry(path).GetBase()), std::move(stored));
+            next.Add(GetParameterString(Name), KxString(KxDirEntry(path).GetBase()), std::move(stored));
+        Change(entry.name, std::move(next));
         PrintScan(entry, watch.Seconds());
         return OPERATOR_OK;
     }

@@ -18,6 +18,9 @@ void InsertInputOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertScanOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertFitOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertOutputOperators(KxN::KxOperatorMgr& manager, Session& session);
+void InsertHistoryOperators(KxN::KxOperatorMgr& manager, Session& session);
+void InsertConditionsOperators(KxN::KxOperatorMgr& manager, Session& session);
+void InsertPackOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertDeviceOperators(KxN::KxOperatorMgr& manager, Session& session);
 void InsertProgramOperators(KxN::KxOperatorMgr& manager, Session& session);
 

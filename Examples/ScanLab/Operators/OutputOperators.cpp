@@ -90,7 +90,7 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        StoredScan& stored = ScanOf(Which).stored;
+        StoredScan const& stored = ScanOf(Which).stored;
         KxString const path = OutputOf(File);
         TagFormat const form = GetParameterList(Form) == L"32" ? TagFormat32 : TagFormat64;
         bool const isToVerify = GetParameterBool(Verify);
@@ -149,7 +149,7 @@ protected:
         InWorker([&](Progress progress) {
             (format == L"PLY" ? WritePly : WriteCsv)(KxString(path.GetFull()), stored, progress);
         });
-        Print(L"%s  %d points\n", path.GetFull(), stored.scan.points.Size() + stored.scan.notFinite.Size());
+        Print(L"%s  %d points\n", path.GetFull(), stored.scan.points->Size() + stored.scan.notFinite->Size());
         return OPERATOR_OK;
     }
 };

@@ -98,6 +98,9 @@ void InsertOperators(KxOperatorMgr& manager, Session& session) {
     InsertScanOperators(manager, session);
     InsertFitOperators(manager, session);
     InsertOutputOperators(manager, session);
+    InsertConditionsOperators(manager, session);
+    InsertPackOperators(manager, session);
+    InsertHistoryOperators(manager, session);
     InsertDeviceOperators(manager, session);
     InsertProgramOperators(manager, session);
 }

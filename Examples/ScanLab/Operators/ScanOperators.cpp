@@ -36,17 +36,23 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        Entry& entry = ScanOf(Which);
-        Scan& scan = entry.stored.scan;
+        Entry const& entry = ScanOf(Which);
+        Scan const& scan = entry.stored.scan;
         unsigned char const kept = GetParameterBool(Invert) ? 0 : 1;
         KxTDynArray<KxVec3d> points = InWorker([&](Progress progress) {
             return KeptPoints(scan, MarksOf(scan, progress.Part(0, 0.95)), kept, progress.Part(0.95, 1));
         });
-        int const left = points.Size(), gone = scan.points.Size() - left;
+        int const left = points.Size(), gone = scan.points->Size() - left;
         if (left == 0) throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::NothingLeft, entry.name));
-        scan.points = std::move(points);
-        if (gone > 0) entry.stored.DropFit();
-        Print(L"Filtered    %s by %s: %d points went, %d stay\n", entry.name, GetParameterList(Kind), gone, left);
+        KxString const name = entry.name;
+        if (gone > 0) {
+            Content next = m_session.Now();
+            StoredScan& stored = next.Edit(name).stored;
+            stored.scan.points = std::move(points);
+            stored.DropFit();
+            Change(name, std::move(next));
+        }
+        Print(L"Filtered    %s by %s: %d points went, %d stay\n", name, GetParameterList(Kind), gone, left);
         return OPERATOR_OK;
     }
 
@@ -80,9 +86,9 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        Entry& entry = ScanOf(Which);
-        Scan& scan = entry.stored.scan;
-        if (scan.points.Size() == 0)
+        Entry const& entry = ScanOf(Which);
+        Scan const& scan = entry.stored.scan;
+        if (scan.points->Size() == 0)
             throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::TooFewPoints, entry.name));
         Box const box = BoxOf(scan);
         KxVec3d const axis = VectorOf(Axis);
@@ -96,12 +102,16 @@ protected:
         KxMatrix4 motion = KxMatrix4::ATranslation(shift);
         if (angle != 0) motion = motion * KxMatrix4::ARotation(axis, angle);
         motion = motion * KxMatrix4::ATranslation(back);
-        scan.points =
+        KxTDynArray<KxVec3d> points =
             InWorker([&](Progress progress) { return Moved(scan.points, motion, progress.Stage(L"moving", 0, 1)); });
-        entry.moved = motion * entry.moved;
-        entry.isMoved = true;
-        entry.stored.DropFit();
-        Print(L"Moved       %s: its middle by %.3g in a size of %.3g\n", entry.name,
+        Content next = m_session.Now();
+        Entry& changed = next.Edit(entry.name);
+        changed.stored.scan.points = std::move(points);
+        changed.stored.DropFit();
+        changed.moved = motion * changed.moved;
+        changed.isMoved = true;
+        Change(changed.name, std::move(next));
+        Print(L"Moved       %s: its middle by %.3g in a size of %.3g\n", changed.name,
               (motion * box.Middle()).Distance(box.Middle()), box.Diagonal());
         return OPERATOR_OK;
     }
@@ -133,7 +143,9 @@ protected:
         });
         for (StoredScan& half : halves) half.scan.conditions = entry.stored.scan.conditions;
         // The source stays the current scan; it may be replaced by one of its halves.
-        for (int i = 0; i < 2; ++i) m_session.AddBeside(names[i], std::move(halves[i]));
+        Content next = m_session.Now();
+        for (int i = 0; i < 2; ++i) next.AddBeside(names[i], std::move(halves[i]));
+        Change(KxString(entry.name), std::move(next));
         Print(L"Split       into %s and %s\n", names[0], names[1]);
         return OPERATOR_OK;
     }
@@ -149,12 +161,12 @@ protected:
     OperatorReturnCode Run() override {
         for (auto const& entry : m_session.Entries()) {
             StoredScan const& stored = entry->stored;
-            Print(L"%-11s %d points%s, %s, %s, %d deviations\n", entry->name, stored.scan.points.Size(),
+            Print(L"%-11s %d points%s, %s, %s, %d deviations\n", entry->name, stored.scan.points->Size(),
                   stored.scan.unit.Len() > 0 ? L" in " + stored.scan.unit : KxString(), stored.scan.source,
                   stored.fit == FitKind::plane    ? L"plane"
                   : stored.fit == FitKind::sphere ? L"sphere"
                                                   : L"no fit",
-                  stored.deviations.Count());
+                  stored.deviations->Count());
             if (GetParameterBool(Conditions)) Print(L"%s", ConditionsText(stored.scan));
         }
         return OPERATOR_OK;
@@ -169,7 +181,10 @@ public:
 
 protected:
     OperatorReturnCode Run() override {
-        m_session.Remove(ScanOf(Which).name);
+        KxString const name = ScanOf(Which).name;
+        Content next = m_session.Now();
+        next.Remove(name);
+        Change(name, std::move(next));
         return OPERATOR_OK;
     }
 };

@@ -15,17 +15,37 @@
 #pragma once
 
 #include "hbtools/base/syString.h"
+#include "hbtools/core/syArray.h"
 #include "hbtools/core/syMap.h"
+
+#include <functional>
 
 namespace KxN {
 
+/// A file on its way into an archive, and its folder there as CompressFile has it.
+struct SxZipSource {
+    KxString file;
+    KxString folderInZip;
+};
+
 class KX_API KxZipHelper {
 public:
+    /// Hears, on the caller's thread, how many bytes of all are done: never fewer than before, of files that are packed and of
+    /// the archive that is added to, or of files that come out. What it throws ends the call as a failure does, and passes as
+    /// it is.
+    using Progress = std::function<void(ULONGLONG done, ULONGLONG all)>;
+    enum class Mode { add, replace };
+
     /// Adds one file to an archive, which is made if it is missing. `folderInZip` may be empty and may have either separator;
     /// `globalComment` takes the place of the archive's own, as it is. Time and date are those of the file's last change, to
     /// two seconds. Files of any size. The archive must have room once more beside itself meanwhile.
     static bool CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
                              KxString const& globalComment);
+
+    /// Puts several files into an archive, all or none: adds them as CompressFile does, or makes the archive anew in place of a
+    /// former one. The latter refuses names that UncompressFiles would refuse.
+    static bool CompressFiles(KxTDynArray<SxZipSource> const& sources, KxString const& zipFile,
+                              KxString const& globalComment, Mode mode, Progress const& progress = {});
 
     /// Unpacks all into a folder, which is made if it is missing, replacing files of the same names. `files` gets every file:
     /// its name in the archive, with backslashes, and its path. Refused before anything is written: names that are absolute,
@@ -34,6 +54,9 @@ public:
     /// or packed in an unknown way is left out, and told by the exception once all others are out.
     static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                 KxTMap<KxString, KxString>& files);
+    /// The same, watched. If it is ended the files that are whole stay, and stand in `files`.
+    static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
+                                KxTMap<KxString, KxString>& files, Progress const& progress);
 
     /// The comment of an archive, which must have one.
     static bool GetGlobalComment(KxString const& zipFile, KxString& comment);

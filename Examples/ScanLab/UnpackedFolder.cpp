@@ -1,0 +1,69 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "UnpackedFolder.h"
+
+#include "Operators/TextIds.h"
+
+#include <hbtools/base/syEncoding.h>
+#include <hbtools/base/syException.h>
+
+#include <system_error>
+
+namespace ScanLab {
+
+using namespace KxN;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char const* ending = ".folder";
+
+/// What is there must be an empty folder.
+KxString Checked(KxString const& target) {
+    std::error_code error;
+    fs::path const path = KxxToSystemPath(target.View());
+    if (fs::exists(fs::symlink_status(path, error)) && (!fs::is_directory(path, error) || !fs::is_empty(path, error)))
+        throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::FolderNotEmpty, target));
+    return target;
+}
+
+/// Folders of that beginning without the file that stands beside each as long as somebody fills it.
+void RemoveLeft(fs::path const& folder, std::string const& head) {
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        std::string const name = it->path().filename().string();
+        if (!name.starts_with(head) || !name.ends_with(ending)) continue;
+        std::error_code ignored;
+        if (!fs::exists(fs::path(it->path()).replace_extension(), ignored)) fs::remove_all(it->path(), ignored);
+    }
+}
+
+}  // namespace
+
+UnpackedFolder::UnpackedFolder(KxString const& target) : m_target(Checked(target)), m_place(target + L".unpacked") {
+    fs::path const place = KxxToSystemPath(m_place.GetTemporaryPath().View());
+    std::string const name = place.filename().string();
+    RemoveLeft(place.parent_path(), name.substr(0, name.rfind('-') + 1));
+    m_path = place.string() + ending;
+    std::error_code error;
+    if (!fs::create_directory(m_path, error) || error)
+        throw new KxFileException(L"ScanLab", __LINE__, FormatOf(Text::NoFolder, target));
+}
+
+UnpackedFolder::~UnpackedFolder() {
+    std::error_code ignored;
+    if (!m_path.empty()) fs::remove_all(m_path, ignored);
+}
+
+KxString UnpackedFolder::Path() const {
+    return KxxFromSystemPath(m_path.string());
+}
+
+void UnpackedFolder::Commit() {
+    std::error_code error;
+    fs::rename(m_path, KxxToSystemPath(m_target.View()), error);  // takes the place of an empty one, and of no other
+    if (error) throw new KxFileException(L"ScanLab", __LINE__, FormatOf(Text::NoFolder, m_target));
+    m_path.clear();
+}
+
+}  // namespace ScanLab
