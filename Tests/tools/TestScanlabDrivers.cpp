@@ -30,6 +30,7 @@ TEST_F(Programs, ScanlabMeasuresWithADevice) {
           Case{"Devices " HBTOOLS_TEST_DRIVERS "/throwingOwn.so;", "a failure of the module's own"},
           Case{"SetDevice " HBTOOLS_TEST_DRIVERS "/throwingStandard.so;", "\"SetDevice\": no such port"},
           Case{"Measure " HBTOOLS_TEST_DRIVERS "/throwingInt.so;", "unbekannte Ausnahme"},
+          Case{"Measure " HBTOOLS_TEST_DRIVERS "/whole.so;", "\"Measure\": no such line"},
           Case{"Measure " HBTOOLS_TEST_DRIVERS "/noScanner.so;", "noScanner.so"},
           Case{"Measure " HBTOOLS_TEST_DRIVERS "/foreign.so;", "900"}}) {
         Outcome const refused = Call(scanlab + "do '" + line + "'");

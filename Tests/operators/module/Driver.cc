@@ -45,7 +45,7 @@ public:
     explicit Device(char name) : m_name(name) { g_log += name; }
     ~Device() override { (g_log += '-') += m_name; }
     KxString GetDescription() const override { return L"device"; }
-    void Measure(ScanLab::PointSink&) override {}
+    void Measure(ScanLab::PointSink&) override { throw std::runtime_error("no such line"); }
 
 private:
     char m_name;
