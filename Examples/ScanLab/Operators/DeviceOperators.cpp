@@ -28,7 +28,7 @@ protected:
 
     /// The driver that is named, or the first one.
     KxString DriverName() {
-        KxString const name = GetParameterString(Driver);
+        KxString name = GetParameterString(Driver);
         if (name != L"*") return name;
         std::vector<KxString> const names = DriverNames();
         if (names.empty()) Refuse(Driver, TextOf(Text::NoDriver));
