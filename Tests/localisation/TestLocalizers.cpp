@@ -301,6 +301,13 @@ TEST_F(Localizers, ProgramAndLibraries) {
         g_satelliteVersion = "1.0.0";
         localizer.DoLocalization(2);
         EXPECT_EQ(Text(LibraryOf(again), 20), "Points");
+        g_satelliteVersion = "1.0.1";
+        localizer.SetActiveLanguage(0x0501UL);
+        EXPECT_NE(Thrown<KxWrongSatelliteVersionException>([&] { localizer.DoLocalization(2); }), "");
+        EXPECT_EQ(ownText(), "Measurement");  // all as it was
+        EXPECT_EQ(Text(LibraryOf(again), 20), "Points");
+        EXPECT_EQ(KxxGetThreadLanguage(), 1033);
+        g_satelliteVersion = "1.0.0";
         localizer.CleanUp();
         EXPECT_EQ(Text(LibraryOf(again), 20), "Punkte");
         localizer.DoLocalization(2);
