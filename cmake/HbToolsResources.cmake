@@ -93,7 +93,7 @@ function(hbtools_add_language_pack target)
   # Nothing but data: no start-up code, no library that it would need.
   target_link_options(${name} PRIVATE -nostdlib)
   set_target_properties(${name} PROPERTIES
-    PREFIX "" OUTPUT_NAME ${pack_MODULE} SUFFIX .${pack_LANGUAGE} INSTALL_RPATH "" BUILD_RPATH ""
+    PREFIX "" OUTPUT_NAME ${pack_MODULE} SUFFIX .${pack_LANGUAGE} INSTALL_RPATH ""
     LIBRARY_OUTPUT_DIRECTORY ${folder}/LanguagePacks/${pack_LANGUAGE})
   if(TARGET ${target})
     get_target_property(imported ${target} IMPORTED)
