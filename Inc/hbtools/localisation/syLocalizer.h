@@ -146,7 +146,8 @@ public:
 
     /// Looks for the satellite of the source module and loads it. One that is found and cannot be loaded counts as found,
     /// with its path and a null instance; KxxGetModuleError tells why. Each call counts the satellite that it loads and
-    /// forgets the one before: whoever switches takes ResourceDLLInstance first, and frees it when its texts are no more used.
+    /// forgets the one before: whoever switches takes ResourceDLLInstance first, and frees it when its texts are no
+    /// longer used.
     void DoLocalization(short versionCheck) override;
     virtual void SetSourceModule(KxString const& path);
 

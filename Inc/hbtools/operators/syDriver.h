@@ -52,7 +52,8 @@ public:
     /// Ends the objects that were not deleted, first made first, then the module. Does nothing before Init.
     virtual ~KxDriver();
 
-    /// Loads the module, which may stand beside the one that calls, and finds its functions. If that fails the module stays loaded, and the driver does nothing with it.
+    /// Loads the module, which may stand beside the one that calls, and finds its functions. If that fails the module
+    /// stays loaded, and the driver does nothing with it.
     /// @throws KxDllLoadException with the loader's own words, or with ENODEV if NewDll returns null
     /// @throws KxDllProcAddrException naming the function that is missing, with ENOSYS
     void Init();
