@@ -56,6 +56,7 @@ function(hbtools_add_language_pack target)
   if(NOT pack_LANGUAGE MATCHES "^[A-Za-z0-9][A-Za-z0-9][A-Za-z0-9]$" OR NOT pack_TEXTS OR pack_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "hbtools_add_language_pack(${target}): LANGUAGE of three letters and TEXTS are needed")
   endif()
+  string(TOUPPER ${pack_LANGUAGE} pack_LANGUAGE)  # as localisers look for it
   set(folder ${CMAKE_CURRENT_BINARY_DIR})
   if(TARGET ${target})
     set(folder $<TARGET_FILE_DIR:${target}>)

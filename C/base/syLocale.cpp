@@ -49,17 +49,19 @@ struct Code {
 };
 // Ordered by number. Where a language has one variant in use its code is that of ISO 639-3 or stands here.
 constexpr Code codes[] = {
-    {0x0401, "ARA"}, {0x0402, "BGR"}, {0x0403, "CAT"}, {0x0404, "CHT"}, {0x0405, "CSY"}, {0x0406, "DAN"},
-    {0x0407, "DEU"}, {0x0408, "ELL"}, {0x0409, "ENU"}, {0x040A, "ESP"}, {0x040B, "FIN"}, {0x040C, "FRA"},
-    {0x040D, "HEB"}, {0x040E, "HUN"}, {0x040F, "ISL"}, {0x0410, "ITA"}, {0x0411, "JPN"}, {0x0412, "KOR"},
-    {0x0413, "NLD"}, {0x0414, "NOR"}, {0x0415, "PLK"}, {0x0416, "PTB"}, {0x0418, "ROM"}, {0x0419, "RUS"},
-    {0x041A, "HRV"}, {0x041B, "SKY"}, {0x041C, "SQI"}, {0x041D, "SVE"}, {0x041E, "THA"}, {0x041F, "TRK"},
-    {0x0421, "IND"}, {0x0422, "UKR"}, {0x0424, "SLV"}, {0x0425, "ETI"}, {0x0426, "LVI"}, {0x0427, "LTH"},
-    {0x042A, "VIT"}, {0x0501, "QPS"}, {0x0804, "CHS"}, {0x0807, "DES"}, {0x0809, "ENG"}, {0x080A, "ESM"},
-    {0x080C, "FRB"}, {0x0810, "ITS"}, {0x0813, "NLB"}, {0x0814, "NON"}, {0x0816, "PTG"}, {0x081D, "SVF"},
-    {0x0C04, "ZHH"}, {0x0C07, "DEA"}, {0x0C09, "ENA"}, {0x0C0A, "ESN"}, {0x0C0C, "FRC"}, {0x1004, "ZHI"},
-    {0x1007, "DEL"}, {0x1009, "ENC"}, {0x100C, "FRS"}, {0x1407, "DEC"}, {0x1409, "ENZ"}, {0x140C, "FRL"},
-    {0x1809, "ENI"}, {0x1C09, "ENS"}};
+    {0x0004, "CHS"}, {0x0401, "ARA"}, {0x0402, "BGR"}, {0x0403, "CAT"}, {0x0404, "CHT"}, {0x0405, "CSY"},
+    {0x0406, "DAN"}, {0x0407, "DEU"}, {0x0408, "ELL"}, {0x0409, "ENU"}, {0x040A, "ESP"}, {0x040B, "FIN"},
+    {0x040C, "FRA"}, {0x040D, "HEB"}, {0x040E, "HUN"}, {0x040F, "ISL"}, {0x0410, "ITA"}, {0x0411, "JPN"},
+    {0x0412, "KOR"}, {0x0413, "NLD"}, {0x0414, "NOR"}, {0x0415, "PLK"}, {0x0416, "PTB"}, {0x0418, "ROM"},
+    {0x0419, "RUS"}, {0x041A, "HRV"}, {0x041B, "SKY"}, {0x041C, "SQI"}, {0x041D, "SVE"}, {0x041E, "THA"},
+    {0x041F, "TRK"}, {0x0421, "IND"}, {0x0422, "UKR"}, {0x0424, "SLV"}, {0x0425, "ETI"}, {0x0426, "LVI"},
+    {0x0427, "LTH"}, {0x042A, "VIT"}, {0x0501, "QPS"}, {0x0804, "CHS"}, {0x0807, "DES"}, {0x0809, "ENG"},
+    {0x080A, "ESM"}, {0x080C, "FRB"}, {0x0810, "ITS"}, {0x0813, "NLB"}, {0x0814, "NON"}, {0x0816, "PTG"},
+    {0x081D, "SVF"}, {0x0C04, "ZHH"}, {0x0C07, "DEA"}, {0x0C09, "ENA"}, {0x0C0A, "ESN"}, {0x0C0C, "FRC"},
+    {0x1004, "ZHI"}, {0x1007, "DEL"}, {0x1009, "ENC"}, {0x100C, "FRS"}, {0x1404, "ZHM"}, {0x1407, "DEC"},
+    {0x1409, "ENZ"}, {0x140C, "FRL"}, {0x1809, "ENI"}, {0x180C, "FRM"}, {0x1C09, "ENS"}, {0x2009, "ENJ"},
+    {0x2409, "ENB"}, {0x2809, "ENL"}, {0x2C09, "ENT"}, {0x3009, "ENW"}, {0x3409, "ENP"}, {0x4009, "ENN"},
+    {0x4409, "ENM"}, {0x4809, "ENE"}, {0x7C04, "CHT"}};
 
 KxString FromIcu(UChar const* text, int length) {
     std::u16string units(static_cast<std::size_t>(std::max(length, 0)), u'\0');

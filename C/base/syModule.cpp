@@ -5,6 +5,8 @@
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syException.h"
 
+#include "base/syModuleRecord.h"
+
 #include <cerrno>
 
 /// What KxDll asks a module for; this one is the library's own answer.
@@ -18,9 +20,9 @@ namespace KxN {
 KxString KxxGetModuleBaseName(KxString const& path) {
     KxTools::DirEntry const entry(path);
     KxString const name = entry.GetName();
-    int const shared = name.Search(L".so", 1);
-    bool const isShared = shared > 0 && (shared + 3 == name.Len() || name[shared + 3] == L'.');
-    return isShared ? name.Copy(0, shared) : KxString(entry.GetBase());
+    for (int at = 1; (at = name.Search(L".so", at)) > 0; ++at)
+        if (at + 3 == name.Len() || name[at + 3] == L'.') return name.Copy(0, at);
+    return KxString(entry.GetBase());
 }
 
 void KxxFreeLibrary(HINSTANCE module) {
@@ -32,13 +34,14 @@ KxModuleHold::~KxModuleHold() {
     if (m_module) AfxFreeLibrary(m_module);
 }
 
-KxDll::KxDll(KxString const& name, KxVersion required) : m_name(name), m_version(0), m_hold(KxxLoadLibrary(name)) {
+[[gnu::noinline]] KxDll::KxDll(KxString const& name, KxVersion required)
+    : m_name(name), m_version(0), m_hold(detail::LoadBeside(name, __builtin_return_address(0))) {
     if (auto* const version = KxxGetFunction<unsigned short()>(GetModule(), "KxxModuleVersion")) m_version = version();
     if (m_version < required) throw new KxVersionException(__FILE__, __LINE__, name, m_version, required);
 }
 
 KxDll::KxDll(KxDll const& other)
-    : m_name(other.m_name), m_version(other.m_version), m_hold(KxxLoadLibrary(GetModuleFileName(other.GetModule()))) {}
+    : m_name(other.m_name), m_version(other.m_version), m_hold(detail::CountAgain(other.GetModule())) {}
 
 KxDll& KxDll::operator=(KxDll const& other) {
     KxDll copy(other);

@@ -19,8 +19,10 @@ public:
     std::atomic<detail::TextTable const*> texts = nullptr;  // of a satellite, for ever; null for code
 
     // The rest is guarded by the lock of all records.
-    void* code = nullptr;  // as the loader knows it
-    std::string path;      // absolute, as the system spells it
+    void* code = nullptr;    // as the loader knows it
+    std::string path;        // absolute, as the system spells it
+    std::string loaderName;  // by which the loader knows the code; empty for the program
+    bool isGone = false;     // the code; the loader may use its address again, and then the record too
     unsigned long count = 0;
     detail::FileIdentity identity;  // of a satellite
 };
@@ -41,6 +43,10 @@ struct LoadedModule {
 
 /// The folder of the module that holds this code, with the slash; empty if it is unknown.
 std::string FolderOf(void const* code);
+/// KxxLoadLibrary for the module that has this code. @throws KxDllLoadException
+HINSTANCE LoadBeside(KxString const& name, void const* caller);
+/// Counts a module once more, wherever its file is by now; null if it is gone.
+HINSTANCE CountAgain(HINSTANCE module);
 /// Looks for a module and loads it; the error is noted too.
 LoadedModule LoadByName(KxString const& name, std::string const& callerFolder);
 /// Reads a satellite by its absolute path, or takes it up again. ENOENT if nothing is there, ENOEXEC for something else.

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <typeinfo>
 #include <utility>
 
 namespace KxN {
@@ -67,8 +68,9 @@ CWinThread* AfxGetThread() {
 int CWinThread::CreateThread(unsigned long createFlags, UINT stackSize, SECURITY_ATTRIBUTES*) {
     if (m_thread || m_threadId != 0) return 0;
     if (t_thread && m_mainWnd == 0) m_mainWnd = t_thread->m_mainWnd.load();
+    void const* const code = m_proc ? reinterpret_cast<void const*>(m_proc) : &typeid(*this);
     // Once it runs it may delete this object.
-    return SystemThread::Start(m_thread, &Main, this, stackSize, (createFlags & CREATE_SUSPENDED) != 0);
+    return SystemThread::Start(m_thread, &Main, this, stackSize, (createFlags & CREATE_SUSPENDED) != 0, code);
 }
 
 void CWinThread::Main(void* object) {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace KxN {
@@ -16,6 +17,28 @@ namespace {
 constexpr std::size_t entryBytes = sizeof(void*);
 constexpr std::size_t usualGranularity = 256;
 constexpr unsigned long fewEntries = 8;  // are sorted by selection
+
+struct Freeing {
+    void operator()(void** memory) const { std::free(memory); }
+};
+using Memory = std::unique_ptr<void*, Freeing>;
+
+/// Orders a range by exchanges alone: when the comparison throws, each entry is still there once.
+template <class Less>
+void HeapSort(void** entries, unsigned long count, Less const& isLess) {
+    auto const sink = [&](unsigned long parent, unsigned long end) {
+        for (unsigned long child; (child = 2 * parent + 1) < end; parent = child) {
+            if (child + 1 < end && isLess(entries[child], entries[child + 1])) ++child;
+            if (!isLess(entries[parent], entries[child])) return;
+            std::swap(entries[parent], entries[child]);
+        }
+    };
+    for (unsigned long i = count / 2; i-- > 0;) sink(i, count);
+    for (unsigned long end = count; end-- > 1;) {
+        std::swap(entries[0], entries[end]);
+        sink(0, end);
+    }
+}
 
 }  // namespace
 
@@ -110,9 +133,7 @@ void CPList::Sort() {
             if (high - low < fewEntries) {
                 SortRange(low, high);
             } else {
-                auto const isLess = [this](void* a, void* b) { return m_compare(a, b) < 0; };
-                std::make_heap(m_entries + low, m_entries + high + 1, isLess);
-                std::sort_heap(m_entries + low, m_entries + high + 1, isLess);
+                HeapSort(m_entries + low, high - low + 1, [this](void* a, void* b) { return m_compare(a, b) < 0; });
             }
             if (numWaiting == 0) return;
             range = waiting[--numWaiting];
@@ -141,25 +162,30 @@ void CPList::Sort() {
 
 void CPList::Clear() {
     unsigned long const count = std::exchange(m_count, 0);
-    void** const entries = std::exchange(m_entries, nullptr);
+    Memory const entries(std::exchange(m_entries, nullptr));
     m_bytes = 0;
-    if (m_clear)
-        for (unsigned long i = 0; i < count; ++i) m_clear(entries[i]);
-    std::free(entries);
+    if (!m_clear) return;
+    unsigned long numCleared = 0;
+    try {
+        while (numCleared < count) m_clear(entries.get()[numCleared++]);
+    } catch (...) {
+        while (numCleared < count) AddEntry(entries.get()[numCleared++]);
+        throw;
+    }
 }
 
 long CPList::DuplicateList(CPList& target) const {
     if (&target == this) return 1;
-    void** const copy = m_bytes > 0 ? static_cast<void**>(std::malloc(m_bytes)) : nullptr;
+    Memory copy(m_bytes > 0 ? static_cast<void**>(std::malloc(m_bytes)) : nullptr);
     if (m_bytes > 0 && !copy) return 0;
     target.Clear();
-    if (copy) std::memcpy(copy, m_entries, m_count * entryBytes);
+    if (copy) std::memcpy(copy.get(), m_entries, m_count * entryBytes);
     target.m_compare = m_compare;
     target.m_clear = m_clear;
     target.m_granularity = m_granularity;
     target.m_count = m_count;
     target.m_bytes = m_bytes;
-    target.m_entries = copy;
+    target.m_entries = copy.release();
     return 1;
 }
 

@@ -5,6 +5,7 @@
 // file in syExceptionLog.cpp.
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
+#include "base/posix/syMutex.h"
 #include "diagnostics/syDebugFile.h"
 #include "diagnostics/syGroupQueues.h"
 #include "diagnostics/syLogText.h"
@@ -13,10 +14,11 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
 
-#include <atomic>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <system_error>
+#include <vector>
 
 namespace KxN {
 
@@ -24,11 +26,36 @@ KxExceptionManager* pExceptionMgr = nullptr;
 
 namespace {
 
-constinit std::atomic<KxExceptionManager*> g_told = nullptr;  // whose debug file gets what the base has to tell
+/// The managers with a debug file; the last one's gets what the base has to tell. One that is being told does not end
+/// meanwhile.
+class Told {
+public:
+    static Told& Get() {
+        static Told& told = *new Told;  // lives on for late destructors
+        return told;
+    }
+    void Tell(KxString const& line) {
+        std::lock_guard const lock(m_mutex);
+        if (!m_managers.empty()) detail::Guarded([&] { m_managers.back()->WriteToDebugFile(line, 1, 1); });
+    }
+    void Enter(KxExceptionManager* manager) {
+        std::lock_guard const lock(m_mutex);
+        std::erase(m_managers, manager);
+        m_managers.push_back(manager);
+    }
+    /// Whether it was the last one.
+    bool Leave(KxExceptionManager* manager) {
+        std::lock_guard const lock(m_mutex);
+        return std::erase(m_managers, manager) > 0 && m_managers.empty();
+    }
+
+private:
+    detail::Mutex m_mutex;
+    std::vector<KxExceptionManager*> m_managers;
+};
 
 void TellDebugFile(KxString const& line) {
-    KxExceptionManager* const manager = g_told;
-    if (manager) detail::Guarded([&] { manager->WriteToDebugFile(line, 1, 1); });
+    Told::Get().Tell(line);
 }
 
 constexpr BackupTiming noBackup = static_cast<BackupTiming>(3);
@@ -106,8 +133,7 @@ KxExceptionManager::KxExceptionManager() {
 
 KxExceptionManager::~KxExceptionManager() {
     if (pExceptionMgr == this) pExceptionMgr = nullptr;
-    KxExceptionManager* self = this;
-    if (g_told.compare_exchange_strong(self, nullptr)) KxxSetTextReporter(nullptr);
+    if (Told::Get().Leave(this)) KxxSetTextReporter(nullptr);
     detail::LogUse const use(*m_queues);
     if (m_isInitialized) {  // whatever becomes of the debug file, the log is saved
         if (m_debugFile->IsDelayed()) detail::Guarded([this] { Flush(); });
@@ -177,7 +203,7 @@ void KxExceptionManager::Initialize(KxString const& iniFile) {
         exception->Delete();
         BadKey(L"DebugFileName", settings.iniFile, reason);
     }
-    g_told = this;
+    Told::Get().Enter(this);
     KxxSetTextReporter(TellDebugFile);
     detail::LogUse const use(*m_queues);
     m_isInitialized = 0;  // until the log is known, nothing must be saved over it

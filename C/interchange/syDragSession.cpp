@@ -2,10 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/interchange/syDragSession.h"
 
+#include "hbtools/base/syClassName.h"
 #include "hbtools/base/syObject.h"
 
 #include <exception>
 #include <utility>
+#include <cxxabi.h>
 
 namespace KxN {
 
@@ -28,32 +30,44 @@ KxDragSession::KxDragSession(COleDataSource& data, COleDropSource& source, CWnd*
 }
 
 KxDragSession::~KxDragSession() {
-    Cancel();
+    if (m_isActive) LeaveQuietly();
 }
 
-/// Calls what belongs to others. What they throw ends the session; the target is told once more at most.
+/// Calls what belongs to others. What they throw ends the session; the target is told once more at most. A forced unwinding
+/// of the thread carries no object, which the check for null takes for a fault.
 template <class Call>
-unsigned long KxDragSession::Guarded(Call call) {
+__attribute__((no_sanitize("null"))) unsigned long KxDragSession::Guarded(Call call) {
     if (!m_isActive) return DROPEFFECT_NONE;
     try {
         if (m_data.IsAlive()) return call();
         Leave();
+    } catch (abi::__forced_unwind&) {
+        LeaveQuietly();
+        throw;
     } catch (CException* exception) {
         if (exception->EndsThread()) {
-            Leave();
+            LeaveQuietly();
             throw;
         }
         m_failure = CException::TextOf(*exception);
         exception->Delete();
         Leave();
+    } catch (CException& exception) {
+        m_failure = CException::TextOf(exception);
+        Leave();
     } catch (std::exception const& exception) {
         m_failure = KxString(exception.what());
+        Leave();
+    } catch (...) {  // whose kind is all that is known
+        std::type_info const* const type = abi::__cxa_current_exception_type();
+        m_failure = type ? KxxClassName(*type) : KxString(L"?");
         Leave();
     }
     return DROPEFFECT_NONE;
 }
 
-void KxDragSession::Leave() noexcept {
+/// Only what ends the thread comes out.
+__attribute__((no_sanitize("null"))) void KxDragSession::Leave() {
     m_isActive = false;
     m_effect = DROPEFFECT_NONE;
     CWnd* const window = std::exchange(m_window, nullptr);
@@ -61,9 +75,21 @@ void KxDragSession::Leave() noexcept {
     if (!target) return;
     try {
         target->OnDragLeave(window);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (CException* exception) {
+        if (exception->EndsThread()) throw;
+        exception->Delete();
+    } catch (...) {  // it has left all the same
+    }
+}
+
+/// For where an exception is under way already, or none may come out.
+void KxDragSession::LeaveQuietly() {
+    try {
+        Leave();
     } catch (CException* exception) {
         exception->Delete();
-    } catch (std::exception const&) {  // it has left all the same
     }
 }
 

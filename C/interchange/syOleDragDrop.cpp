@@ -69,7 +69,8 @@ KxTArray<unsigned char> COleDataObject::GetData(UINT format) const {
     if (!item.isDelayed) return item.bytes;
     CMemFile file(65536);
     if (!source->OnRenderData(format, file)) return {};
-    auto const size = static_cast<int>(std::min<ULONGLONG>(file.GetLength(), std::numeric_limits<int>::max()));
+    if (file.GetLength() > ULONGLONG{std::numeric_limits<int>::max()}) AfxThrowInvalidArgException();
+    auto const size = static_cast<int>(file.GetLength());
     KxTArray<unsigned char> bytes(size);
     file.Seek(0, CFile::begin);
     file.Read(bytes.Data(), static_cast<UINT>(size));

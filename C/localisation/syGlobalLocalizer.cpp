@@ -4,6 +4,7 @@
 #include "hbtools/localisation/syLocalizer.h"
 
 #include <clocale>
+#include <string>
 #include <vector>
 
 namespace KxN {
@@ -24,9 +25,10 @@ std::vector<CDynLinkLibrary*> Libraries() {
     return libraries;
 }
 
+/// A source that stays is not set again.
 void SetSources(HINSTANCE source) {
-    AfxSetResourceHandle(source);
-    KxxSetProcessResourceHandle(source);
+    if (AfxGetResourceHandle() != source) AfxSetResourceHandle(source);
+    if (KxxGetProcessResourceHandle() != source) KxxSetProcessResourceHandle(source);
 }
 
 }  // namespace
@@ -42,66 +44,82 @@ KxGlobalLocalizer::~KxGlobalLocalizer() {
     m_pGlobalLocalizer = nullptr;
 }
 
+/// What one module is to have.
+struct KxGlobalLocalizer::Choice {
+    CDynLinkLibrary* library = nullptr;  // null: the program
+    HINSTANCE satellite = nullptr;       // the one that was loaded, if any
+    bool isUsed = false;                 // or left aside for its version
+};
+
 void KxGlobalLocalizer::DoLocalization(short versionCheck) {
     if (!m_isInitialKnown) m_initialSource = AfxGetResourceHandle();
     m_isInitialKnown = true;
-    ResetLibraries();
-    if (m_activeLanguage == m_moduleResourceLanguage) {
-        SetSources(m_initialSource);
-    } else {
-        KxTList<KxLanguage> list;
-        SetupLanguageSearchList(list);
-        LocalizeProgram(list, versionCheck);
-        for (CDynLinkLibrary* const library : Libraries()) LocalizeLibrary(*library, list, versionCheck);
+    // Everything is found, loaded and compared before anything is changed: nobody sees a state between two languages, and
+    // an exception leaves all as it was.
+    std::vector<Choice> choices{Choice()};
+    for (CDynLinkLibrary* const library : Libraries()) choices.push_back({library});
+    KxTList<KxLanguage> list;
+    bool const isBuiltIn = m_activeLanguage == m_moduleResourceLanguage;
+    if (!isBuiltIn) SetupLanguageSearchList(list);
+    m_program = KxxGetProgram();
+    try {
+        for (Choice& choice : choices)
+            if (!isBuiltIn) Choose(choice, list, versionCheck);
+    } catch (...) {
+        for (Choice const& choice : choices)
+            if (choice.satellite) AfxFreeLibrary(choice.satellite);
+        throw;
     }
+    Apply(choices);
     // A user's language that comes after another one is set as well.
     m_isThreadSet = m_isThreadSet || m_activeLanguage != KxLanguage();
     if (m_isThreadSet) KxxSetThreadLanguage(m_activeLanguage.GetLangID());
     // The run-time library knows languages by other names, and only those that are installed.
-    std::setlocale(LC_CTYPE, (KxxGetLocaleName(m_activeLanguage.GetLangID()) + ".UTF-8").c_str());
+    std::string const locale = KxxGetLocaleName(m_activeLanguage.GetLangID()) + ".UTF-8";
+    if (!std::setlocale(LC_CTYPE, locale.c_str())) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
-void KxGlobalLocalizer::LocalizeProgram(KxTList<KxLanguage> const& list, short versionCheck) {
-    m_program = KxxGetProgram();
-    KxString const program = GetModuleFileName(m_program);
-    KxString path;
-    KxLanguage found;
-    SetSources(m_initialSource);
-    if (!FindResourceDLL(program, list, path, found) || found == m_moduleResourceLanguage) return;
-    if (m_programSatellite) m_replaced.AddTail(m_programSatellite);
-    m_programSatellite = KxxLoadSatellite(path);
-    if (m_programSatellite && CheckVersion(program, path, versionCheck)) SetSources(m_programSatellite);
-}
-
-void KxGlobalLocalizer::LocalizeLibrary(CDynLinkLibrary& library, KxTList<KxLanguage> const& list, short versionCheck) {
-    KxString path;
-    KxLanguage found;
-    HINSTANCE const module = library.GetModule();
+/// Finds and loads the satellite of one module.
+void KxGlobalLocalizer::Choose(Choice& choice, KxTList<KxLanguage> const& list, short versionCheck) {
+    if (choice.library && choice.library->IsSystem()) return;
+    HINSTANCE const module = choice.library ? choice.library->GetModule() : m_program;
     KxString const modulePath = module ? GetModuleFileName(module) : KxString();
-    if (library.IsSystem() || !modulePath || !FindResourceDLL(modulePath, list, path, found) ||
-        found == m_moduleResourceLanguage)
-        return Enter(library, nullptr);
-    HINSTANCE const satellite = KxxLoadSatellite(path);
-    Enter(library, satellite);
-    if (satellite && CheckVersion(modulePath, path, versionCheck)) library.SetResourceHandle(satellite);
+    KxString path;
+    KxLanguage found;
+    if (!modulePath || !FindResourceDLL(modulePath, list, path, found) || found == m_moduleResourceLanguage) return;
+    choice.satellite = KxxLoadSatellite(path);
+    choice.isUsed = choice.satellite && CheckVersion(modulePath, path, versionCheck);
 }
 
-void KxGlobalLocalizer::Enter(CDynLinkLibrary& library, HINSTANCE satellite) {
-    m_satellites[&library] = satellite;
+/// Each module changes at once from the source it has to the new one.
+void KxGlobalLocalizer::Apply(std::vector<Choice> const& choices) {
+    KxTMap<CDynLinkLibrary*, HINSTANCE> const former(m_satellites);
+    for (auto const& element : former)
+        if (element.value) m_replaced.AddTail(element.value);
+    m_satellites.RemoveAll();
+    for (auto const& [library, satellite, isUsed] : choices) {
+        if (!library) {
+            if (satellite && m_programSatellite) m_replaced.AddTail(m_programSatellite);
+            if (satellite) m_programSatellite = satellite;
+            SetSources(isUsed ? satellite : m_initialSource);
+            continue;
+        }
+        m_satellites[library] = satellite;
+        auto const* const before = former.Find(library);
+        bool const isLocalised = before && before->value;
+        if (isUsed ? library->GetResourceHandle() != satellite : isLocalised)
+            library->SetResourceHandle(isUsed ? satellite : library->GetModule());
+    }
 }
 
-void KxGlobalLocalizer::ResetLibraries() {
+void KxGlobalLocalizer::CleanUp() {
     for (CDynLinkLibrary* const library : Libraries()) {
         auto* const element = m_satellites.Find(library);
         if (element && element->value) library->SetResourceHandle(library->GetModule());
     }
     for (auto const& element : m_satellites)
-        if (element.value) m_replaced.AddTail(element.value);
+        if (element.value) AfxFreeLibrary(element.value);
     m_satellites.RemoveAll();
-}
-
-void KxGlobalLocalizer::CleanUp() {
-    ResetLibraries();
     for (HINSTANCE const satellite : m_replaced) AfxFreeLibrary(satellite);
     m_replaced.RemoveAll();
 }

@@ -4,6 +4,10 @@
 
 #include "hbtools/base/syException.h"
 
+#include "base/syModuleRecord.h"
+
+#include <cerrno>
+
 namespace KxN {
 
 KxDriverObject::~KxDriverObject() = default;
@@ -32,15 +36,16 @@ KxDriver::~KxDriver() {
 template <class FUNCTION>
 FUNCTION* KxDriver::Find(char const* function) const {
     if (auto* const found = KxxGetFunction<FUNCTION>(m_module, function)) return found;
-    throw new KxDllProcAddrException(m_name, function, KxxGetModuleError().code);
+    throw new KxDllProcAddrException(m_name, function, ENOSYS);
 }
 
-void KxDriver::Init() {
+[[gnu::noinline]] void KxDriver::Init() {
     m_isInitialized = 0;
-    m_module = KxxLoadLibrary(m_name);
+    m_module = detail::LoadBeside(m_name, __builtin_return_address(0));
     m_newDll = Find<NewDllFunction>("NewDll");
     m_newObject = Find<NewObjectFunction>("NewObject");
     m_dll = m_newDll(m_name);
+    if (!m_dll) throw new KxDllLoadException(m_name, ENODEV, L"NewDll: " + detail::SystemWords(ENODEV));
     m_isInitialized = 1;
 }
 

@@ -3,6 +3,7 @@
 #include "hbtools/threads/syThreadLauncher.h"
 
 #include "base/posix/sySystemThread.h"
+#include "base/syThreadAccess.h"
 #include "hbtools/base/syClassName.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syResource.h"
@@ -14,6 +15,7 @@
 
 #include <limits>
 #include <memory>
+#include <utility>
 #include <cxxabi.h>
 
 namespace KxN {
@@ -115,10 +117,15 @@ CWinThread* KxThreadLauncher::Launch(KxTools::Link const& link, void* argument) 
     m_link = link;
     m_argument = argument;
     m_isStarted = 0;
+    KxModuleHold module(reinterpret_cast<void const*>(link.GetStub()));
+    m_module = &module;
     bool const waits = m_isCreatedSuspended != 0;
     if (m_stackSize > std::numeric_limits<UINT>::max()) return nullptr;
     CWinThread* const thread = AfxBeginThread(&Starter, this, m_priority, static_cast<UINT>(m_stackSize));
-    if (!thread) return nullptr;  // nobody would ever set the flag
+    if (!thread) {  // nobody would ever set the flag
+        m_module = nullptr;
+        return nullptr;
+    }
     AwaitStart();
     // It is about to suspend itself, and whoever resumes it from here on must not come before that.
     while (waits && thread->GetSuspendCount() == 0) Sleep(0);
@@ -142,6 +149,8 @@ UINT KxThreadLauncher::Starter(void* launcher) {
     void* const argument = self->m_argument;
     detail::SetThreadOwner(self->m_owner);
     AfxGetThread()->SetAutoDelete(self->m_selfDestruction);
+    if (KxModuleHold* const module = std::exchange(self->m_module, nullptr))
+        detail::ThreadAccess::System(*AfxGetThread())->Keep(std::move(*module));
     // From here on nothing of the launcher is touched; a sleeper is woken by the address alone.
     std::atomic<int>* const started = &self->m_isStarted;
     {

@@ -86,7 +86,7 @@ TEST_F(StringTables, MistakesAreNamedWithTheirLines) {
 }
 
 TEST_F(StringTables, TranslationsAreChecked) {
-    std::string const base = "1 \"%s: %d\"\n\n2 \"a\"\n3 \"Import\"  # fix\n";
+    std::string const base = "1 \"%s: %d\"\n\n2 \"a\"\n3 \"Import\"  #fix \n";
     struct {
         char const *options, *pack;
         int code;
@@ -109,6 +109,8 @@ TEST_F(StringTables, TranslationsAreChecked) {
         EXPECT_EQ(m_errors, expected);
     }
     EXPECT_EQ(Run("--pack EN %1 %2", {base, ""}), 1);
+    EXPECT_EQ(Run("--pack ENU %1 %2", {"1 \"a\"\n2 \"" + std::string((1 << 20) + 1, 'x') + "\"\n", ""}), 1);
+    EXPECT_EQ(m_errors, File("1").string() + ":2: error: id 2 has more than 1048576 bytes, which no program loads\n");
     EXPECT_EQ(Run("--pack ENU %1 %2", {base, ""}), 0);
     EXPECT_NE(Get("2").find("\".byte 104,98,84,101,120,116,115,0,1,0,0,0,3,0,0,0,64,0,0,0,69,78,85,0,1,0,0,0,48,0,0,0"),
               std::string::npos)

@@ -60,6 +60,13 @@ protected:
         Put("module", bytes);
         return info.Create(Path("module"));
     }
+    /// What is refused tells nothing, and what is read comes from the block.
+    void ExpectNoMoreThanABlock(std::string const& bytes, std::size_t at) {
+        bool const isRead = Create(bytes) == 1;
+        std::string const texts = Utf8(info.GetProductName()) + Utf8(info.GetFileVersion());
+        EXPECT_LT(texts.size(), isRead ? 400u : 1u) << at;
+        EXPECT_TRUE(isRead || info.GetFileVersion(0) + info.GetFileFlagsMask() == 0) << at;
+    }
     static std::string Utf8(CString const& text) { return test::U(KxString(text)); }
     KxFileVersionInfo info;
 };
@@ -112,10 +119,28 @@ TEST_F(FileVersion, DamageIsNoBlock) {
             for (int const byte : {0, 0xff, whole[at] ^ 1}) {
                 std::string damaged = whole;
                 damaged[at] = static_cast<char>(byte);
-                EXPECT_LE(Create(damaged), 1);
-                EXPECT_LT(Utf8(info.GetProductName()).size(), 400u) << at;
+                ExpectNoMoreThanABlock(damaged, at);
             }
         }
+        std::string unmarked = whole;
+        unmarked[unmarked.find("\xbd\x04\xef\xfe")] = 0;
+        EXPECT_EQ(Create(unmarked), 0);
+    }
+    // A module of this system: a pack of the library itself, with its block behind the texts.
+    std::filesystem::path const library =
+        test::U(GetModuleFileName(KxxGetModuleOf(reinterpret_cast<void const*>(&KxxGetProgram))));
+    std::string const pack = Get(library.parent_path() / "LanguagePacks/ENU/libhbtools.ENU");
+    std::size_t const begin = pack.rfind(Bytes(u"VS_VERSION_INFO")) - 6;
+    ASSERT_EQ(Create(pack), 1);
+    for (std::size_t size = 0; size < pack.size(); size += size < 64 ? 1 : 97) {
+        EXPECT_EQ(Create(pack.substr(0, size)), 0) << size;
+    }
+    for (std::size_t at = 0; at < pack.size(); ++at) {
+        if (at == 64) at = begin;                          // header and block
+        if (at == begin + 0x108) at = pack.size() - 1024;  // the table of sections
+        std::string damaged = pack;
+        damaged[at] = static_cast<char>(~damaged[at]);
+        ExpectNoMoreThanABlock(damaged, at);
     }
     // A table of resources that leads back to itself.
     std::string cycle = Pe(false);

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -187,6 +188,52 @@ TEST(PList, KeepsSortsAndFinds) {
     EXPECT_EQ(list.FindBinary(&numbers[0], &index, &entry), 0);
     list.Clear();
     EXPECT_EQ(list.NumEntries(), 0u);
+}
+
+/// Settles the order of its entries while they are compared, so that every range is halved as badly as can be. Throws when
+/// its comparisons are used up.
+struct Adversary {
+    static constexpr int open = 1000;
+    static int Compare(void* entry, void* value) {
+        if (numLeft-- == 0) throw 1;
+        int &a = *static_cast<int*>(entry), &b = *static_cast<int*>(value);
+        if (a == open && b == open) (entry == candidate ? a : b) = numSettled++;
+        if (a == open || b == open) candidate = a == open ? entry : value;
+        return CompareInts(entry, value);
+    }
+    static inline int numLeft, numSettled;
+    static inline void* candidate;
+};
+
+TEST(PList, LosesNothingWhenAFunctionThrows) {
+    std::vector<int> numbers(300);
+    bool isSorted = false;
+    for (int allowed = 0; !isSorted; allowed += 61) {
+        List list;
+        list.SetCmpFunc(&Adversary::Compare);
+        for (int& number : numbers) list.AddEntry(&(number = Adversary::open));
+        Adversary::numLeft = allowed;
+        Adversary::numSettled = 0;
+        try {
+            list.Sort();
+            isSorted = true;
+        } catch (int) {}
+        std::set<void*> entries;
+        void* entry = nullptr;
+        for (unsigned long i = 0; list.GetEntryPtr(i, &entry); ++i) entries.insert(entry);
+        EXPECT_EQ(entries.size(), numbers.size()) << allowed;
+    }
+    static int numCalls = 0;
+    class Throwing : public CPList {
+    public:
+        Throwing() : CPList(nullptr, [](void*) { ++numCalls == 3 ? throw 1 : 0; }) {}
+        using CPList::AddEntry, CPList::Clear, CPList::NumEntries;
+    } list;
+    for (int& number : numbers) list.AddEntry(&number);
+    EXPECT_THROW(list.Clear(), int);
+    EXPECT_EQ(list.NumEntries(), 297u);
+    list.Clear();
+    EXPECT_EQ(numCalls, 300);
 }
 
 unsigned long g_compared = 0;

@@ -20,6 +20,13 @@ UINT ScanFormat() {
     return RegisterClipboardFormat(L"Scan");
 }
 
+/// Ends its thread.
+class End : public KxException {
+public:
+    End() : KxException(KxString(L"end")) {}
+    bool EndsThread() const override { return true; }
+};
+
 /// A window with a scan, which it gives away and takes.
 class View : public CWnd, public KxOleDragDropUser {
 public:
@@ -65,13 +72,17 @@ public:
 
     void Note(std::string const& what) {
         log += what + " ";
-        if (what == fails) throw std::runtime_error("failed in " + what);
+        if (what != fails) return;
+        if (kind == "value") throw KxException(KxString(L"a value"));
+        if (kind == "int") throw 5;
+        if (kind == "end") throw new End;
+        throw std::runtime_error("failed in " + what);
     }
 
     DragDrop dragDrop{*this};
     KxTArray<KxVec3d> points;
     unsigned long effects = DROPEFFECT_COPY | DROPEFFECT_MOVE;
-    std::string log, fails;
+    std::string log, fails, kind;
 };
 
 TEST(DragDrop, OneRegistrationServesBoth) {
@@ -124,24 +135,37 @@ TEST_F(Drag, BringsAScanFromOneWindowToAnother) {
 
 TEST_F(Drag, EndsWithoutEffectWhereItMust) {
     struct Case {
-        std::string targetFails, sourceFails, log, failure;
+        std::string targetFails, sourceFails, log, failure, kind = "";
     };
-    for (Case const& c : {Case{"enter", "", "enter leave ", "failed in enter"},
-                          Case{"over2", "", "enter over2 leave ", "failed in over2"},
-                          Case{"drop1", "", "enter over2 drop1 leave ", "failed in drop1"},
-                          Case{"", "render", "enter over2 drop1 leave ", "no scan"}}) {
+    for (Case const& c :
+         {Case{"enter", "", "enter leave ", "failed in enter"},
+          Case{"over2", "", "enter over2 leave ", "failed in over2"},
+          Case{"drop1", "", "enter over2 drop1 leave ", "failed in drop1"},
+          Case{"drop1", "", "enter over2 drop1 leave ", "a value", "value"},
+          Case{"over2", "", "enter over2 leave ", "class int", "int"}, Case{"leave", "", "enter leave ", "", "int"},
+          Case{"", "render", "enter over2 drop1 leave ", "no scan"}}) {
+        target.kind = c.kind;
         target.log.clear();
         target.fails = c.targetFails;
         source.fails = c.sourceFails;
         KxDragSession session(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
         session.MoveTo(&target, 0, {1, 1});
+        if (c.targetFails == "leave") session.Cancel();
         EXPECT_EQ(session.Drop(0, {2, 1}), DROPEFFECT_NONE);
         EXPECT_EQ(target.log, c.log);
         EXPECT_EQ(test::U(session.GetFailure()), c.failure);
         EXPECT_FALSE(session.IsActive());
         EXPECT_EQ(target.points.Size(), 0);
     }
-    source.fails = target.fails = "";
+    target.kind = "end";  // is not kept
+    for (char const* fails : {"over2", "leave"}) {
+        target.fails = fails;
+        KxDragSession session(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
+        session.MoveTo(&target, 0, {1, 1});
+        EXPECT_EQ(test::Thrown<End>([&] { session.MoveTo(*fails == 'o' ? &target : nullptr, 0, {2, 1}); }), "end");
+        EXPECT_FALSE(session.IsActive());
+    }
+    source.fails = target.fails = target.kind = "";
     target.log.clear();
     {
         KxDragSession const cancelled(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);

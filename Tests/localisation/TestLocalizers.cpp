@@ -26,6 +26,8 @@ TEST(Language, NumbersCodesAndNames) {
                        {0x040C, 12, 1, "FRA", "fr_FR", "Französisch (Frankreich)"},
                        {0x0501, 0x101, 1, "QPS", "en_US", "Englisch (Vereinigte Staaten)"},
                        {0x0436, 0x36, 1, "AFR", "af_ZA", "Afrikaans (Südafrika)"},
+                       {0x4009, 9, 16, "ENN", "en_IN", "Englisch (Indien)"},
+                       {0x0004, 4, 0, "CHS", "zh_Hans", "Chinesisch (Vereinfacht)"},
                        {0xFFFE, 0x3FE, 63, "", "", ""}};
     for (auto const& c : cases) {
         KxLanguage const language = c.id;
@@ -301,6 +303,13 @@ TEST_F(Localizers, ProgramAndLibraries) {
         g_satelliteVersion = "1.0.0";
         localizer.DoLocalization(2);
         EXPECT_EQ(Text(LibraryOf(again), 20), "Points");
+        g_satelliteVersion = "1.0.1";
+        localizer.SetActiveLanguage(0x0501UL);
+        EXPECT_NE(Thrown<KxWrongSatelliteVersionException>([&] { localizer.DoLocalization(2); }), "");
+        EXPECT_EQ(ownText(), "Measurement");  // all as it was
+        EXPECT_EQ(Text(LibraryOf(again), 20), "Points");
+        EXPECT_EQ(KxxGetThreadLanguage(), 1033);
+        g_satelliteVersion = "1.0.0";
         localizer.CleanUp();
         EXPECT_EQ(Text(LibraryOf(again), 20), "Punkte");
         localizer.DoLocalization(2);

@@ -3,6 +3,7 @@
 #include "LocalisationTest.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <sys/stat.h>
 
@@ -105,6 +106,8 @@ TEST_F(Modules, AreCounted) {
     }
     EXPECT_FALSE(IsLoaded());
     EXPECT_EQ(AfxFreeLibrary(module), 0);
+    EXPECT_EQ(GetProcAddress(module, "Library"), nullptr);
+    EXPECT_EQ(GetModuleFileName(module), L"");
     EXPECT_EQ(AfxFreeLibrary(nullptr), 0);
     EXPECT_EQ(AfxFreeLibrary(KxxGetProgram()), 0);
     EXPECT_NE(Thrown<KxDllFreeException>([&] { KxxFreeLibrary(module); }), "");
@@ -113,11 +116,56 @@ TEST_F(Modules, AreCounted) {
     EXPECT_EQ(listed, 1);  // this library's own
 }
 
+TEST_F(Modules, FreedByOthersAnswerNothing) {
+    void* const code = ::dlopen(File("libExtension.so").c_str(), RTLD_NOW);
+    HINSTANCE const module = KxxGetModuleOf(::dlsym(code, "Library"));
+    EXPECT_NE(GetProcAddress(module, "Library"), nullptr);
+    ::dlclose(code);
+    EXPECT_EQ(GetProcAddress(module, "Library"), nullptr);
+}
+
+TEST_F(Modules, StayAsLongAsTheirThreads) {
+    for (int const isLaunched : {0, 1}) {
+        HINSTANCE const module = AfxLoadLibrary(m_module);
+        std::atomic<int>& isOver = *KxxGetFunction<std::atomic<int>*(int)>(module, "StartThread")(isLaunched);
+        EXPECT_EQ(AfxFreeLibrary(module), 1);
+        EXPECT_TRUE(IsLoaded());
+        isOver = 1;
+        Await([&] { return !IsLoaded(); });
+    }
+}
+
+// The loader reads the variable at the start of a process.
+TEST_F(Modules, NoneComesFromBelowTheWorkingDirectoryDeathTest) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto const load = [&] {
+        for (char const* kind : {"v2", "v3", "v4"}) {
+            std::string const folder = std::string("glibc-hwcaps/x86-64-") + kind;
+            std::filesystem::create_directories(File(folder));
+            std::filesystem::copy(File("libExtension.so"), File(folder + "/libBelow.so"));
+        }
+        std::filesystem::current_path(m_folder);
+        bool const isRefused = !AfxLoadLibrary(L"Below.dll");
+        std::filesystem::current_path("/");
+        std::filesystem::remove_all(m_folder);
+        std::_Exit(isRefused ? 7 : 1);
+    };
+    char const* const former = std::getenv("LD_LIBRARY_PATH");
+    std::string const value = former ? former : "";
+    for (char const* path : {"", ".", "/usr/lib:"}) {
+        ::setenv("LD_LIBRARY_PATH", path, 1);
+        EXPECT_EXIT(load(), testing::ExitedWithCode(7), "") << path;
+    }
+    former ? ::setenv("LD_LIBRARY_PATH", value.c_str(), 1) : ::unsetenv("LD_LIBRARY_PATH");
+}
+
 TEST_F(Modules, DllOfAVersion) {
     {
         KxDll dll(m_module, 205);
         EXPECT_EQ(dll.GetVersion(), 205);
+        std::filesystem::rename(File("libExtension.so"), File("moved.so"));
         KxDll copy(dll);
+        std::filesystem::rename(File("moved.so"), File("libExtension.so"));
         KxDll other(L"hbtools.dll", 301);  // loaded already, under the name with its version
         EXPECT_EQ(other.GetVersion(), 301);
         EXPECT_EQ(other.GetModule(), g_pHbToolsModule->GetModule());
@@ -137,6 +185,7 @@ TEST_F(Modules, DllOfAVersion) {
                        {L"scanlab", L"scanlab"},
                        {L"libx.so", L"libx"},
                        {L"x.soft.so", L"x.soft"},
+                       {L"a.sound.so.1", L"a.sound"},
                        {L".so", L".so"},
                        {L"", L""}};
     for (auto const& n : names) EXPECT_EQ(KxxGetModuleBaseName(n.path), KxString(n.name));

@@ -5,8 +5,10 @@
 #include "LocalisationTest.h"
 #include "SatelliteFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
+#include "hbtools/localisation/syLocalizer.h"
 
 #include <atomic>
+#include <clocale>
 #include <thread>
 
 namespace {
@@ -173,25 +175,35 @@ TEST_F(Satellites, TextsOfAModule) {
 TEST_F(Satellites, LookUpsWhileTheLanguageChanges) {
     HINSTANCE const module = AfxLoadLibrary(m_module);
     CDynLinkLibrary* const library = LibraryOf(module);
-    std::atomic<bool> isOver = false;
-    std::atomic<int> wrong = 0;
-    std::vector<std::thread> readers;
-    for (int i = 0; i < 3; ++i)
-        readers.emplace_back([&] {
-            while (!isOver) {
-                std::string const text = U(KxString(KxResId(20, library)));
-                if (text != "Punkte" && text != "Points" && text != "Pointes") ++wrong;
-            }
-        });
-    for (int i = 0; i < 300; ++i) {
-        HINSTANCE const satellite = KxxLoadSatellite(Path(Satellite(i % 2 ? "ENU" : "FRA")));
-        library->SetResourceHandle(satellite);
-        AfxFreeLibrary(satellite);
-        if (i % 3 == 0) library->SetResourceHandle(module);
+    HINSTANCE const program = AfxGetResourceHandle();
+    {
+        KxGlobalLocalizer localizer;
+        Put("languages.ini", "[L]\nPseudo=0x101;1\n");
+        localizer.Init(Path("languages.ini"), L"L");
+        localizer.SetActiveLanguage(L"English");
+        localizer.DoLocalization(0);
+        std::atomic<bool> isOver = false;
+        std::atomic<int> wrong = 0;
+        std::vector<std::thread> readers;
+        for (int i = 0; i < 3; ++i)
+            readers.emplace_back([&] {
+                while (!isOver) {  // never the built-in language
+                    std::string const text = U(KxString(KxResId(20, library)));
+                    if (text != "Points" && text != "[Þûñķţé~~~]") ++wrong;
+                }
+            });
+        for (int i = 0; i < 300; ++i) {
+            localizer.SetActiveLanguage(i % 2 ? L"English" : L"Pseudo");
+            localizer.DoLocalization(0);
+        }
+        isOver = true;
+        for (std::thread& reader : readers) reader.join();
+        EXPECT_EQ(wrong, 0);
     }
-    isOver = true;
-    for (std::thread& reader : readers) reader.join();
-    EXPECT_EQ(wrong, 0);
+    AfxSetResourceHandle(program);
+    KxxSetProcessResourceHandle(program);
+    KxxSetThreadLanguage(KxxGetUserLanguage());
+    std::setlocale(LC_CTYPE, "C");
     AfxFreeLibrary(module);
 }
 

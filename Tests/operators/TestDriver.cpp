@@ -5,6 +5,7 @@
 
 #include "../base/Support.h"
 
+#include <cerrno>
 #include <string>
 
 using namespace KxN;
@@ -79,6 +80,7 @@ TEST(Driver, FailuresNameTheModuleAndWhatIsMissing) {
             driver.Init();
         } catch (KxDllProcAddrException* exception) {
             text = "function " + test::U(exception->GetFunction());
+            EXPECT_EQ(exception->GetCode(), static_cast<unsigned long>(ENOSYS));
             EXPECT_NE(test::U(exception->GetName()).find(name), std::string::npos);
             exception->Delete();
         } catch (KxDllLoadException* exception) {

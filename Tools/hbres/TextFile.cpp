@@ -17,6 +17,15 @@ void SkipBlanks(std::string_view& line) {
     while (!line.empty() && IsBlank(line.front())) line.remove_prefix(1);
 }
 
+/// "# fix", however many blanks are in it.
+bool IsFixMark(std::string_view comment) {
+    if (!comment.starts_with('#')) return false;
+    comment.remove_prefix(1);
+    SkipBlanks(comment);
+    while (!comment.empty() && IsBlank(comment.back())) comment.remove_suffix(1);
+    return comment == "fix";
+}
+
 bool IsUtf8(std::string_view bytes) {
     for (std::size_t i = 0; i < bytes.size();) {
         unsigned const lead = static_cast<unsigned char>(bytes[i++]);
@@ -89,7 +98,7 @@ void TextFile::ParseLine(std::string_view line) {
     SkipBlanks(line);
     if (!line.empty() && line.front() != '#' && line.front() != ';')
         return Error("unexpected characters behind the text");
-    bool const isFix = line == "# fix";
+    bool const isFix = IsFixMark(line);
     auto const [place, isNew] = m_entries.try_emplace(id, Entry{std::move(text), m_line, isFix});
     if (!isNew)
         Error("id " + std::to_string(id) + " was given in line " + std::to_string(place->second.line) + " already");

@@ -18,6 +18,7 @@
 // missing as warnings, unless it is strict.
 #include "Sources.h"
 #include "VersionBlock.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syPlaceholders.h"
 
 #include <cstdio>
@@ -89,6 +90,25 @@ private:
     int m_errors = 0;
 };
 
+/// Whether a program would take a pack of these texts.
+bool CanBeLoaded(TextFile const& texts) {
+    constexpr std::size_t headerSize = 24, entrySize = 8;
+    KxN::KxLimits const limits;
+    std::size_t size = headerSize;
+    bool isFine = true;
+    for (auto const& [id, entry] : texts.GetEntries()) {
+        size += entrySize + entry.text.size() + 1;
+        if (entry.text.size() <= limits.resourceTextBytes) continue;
+        std::cerr << texts.GetFileName() << ':' << entry.line << ": error: id " << id << " has more than "
+                  << limits.resourceTextBytes << " bytes, which no program loads\n";
+        isFine = false;
+    }
+    if (size <= limits.satelliteBytes) return isFine;
+    std::cerr << texts.GetFileName() << ": error: a pack of more than " << limits.satelliteBytes
+              << " bytes, which no program loads\n";
+    return false;
+}
+
 int Usage() {
     std::cerr << "usage: hbres <text file> <symbol> <out.cpp>\n"
                  "       hbres --pack <language> <text file> <out.cpp>\n"
@@ -109,7 +129,7 @@ int Run(std::vector<std::string> arguments) {
     }
     if (verb == "--pack" && arguments.size() == 4 && IsLanguage(arguments[1])) {
         TextFile texts(arguments[2]);
-        return texts.Read() ? Write(arguments[3], SatelliteSource(texts, arguments[1])) : 1;
+        return texts.Read() && CanBeLoaded(texts) ? Write(arguments[3], SatelliteSource(texts, arguments[1])) : 1;
     }
     if (verb == "--pseudo" && arguments.size() == 3) {
         TextFile texts(arguments[1]);

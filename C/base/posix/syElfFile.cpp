@@ -69,7 +69,9 @@ bool ElfFile::ReadTables(Elf64_Ehdr const& header) {
 bool ElfFile::FindSection(std::string_view name, unsigned long long& offset, unsigned long long& size) const {
     for (Elf64_Shdr const& section : m_sections) {
         if (section.sh_type != SHT_PROGBITS || section.sh_name >= m_names.size()) continue;
-        if (std::string_view(m_names.c_str() + section.sh_name) != name) continue;
+        // Not by its length: each of many sections may have all the names for its own.
+        if (m_names.compare(section.sh_name, name.size(), name) != 0) continue;
+        if (m_names.c_str()[section.sh_name + name.size()] != '\0') continue;
         offset = section.sh_offset;
         size = section.sh_size;
         return true;

@@ -48,16 +48,27 @@ std::string PathOf(link_map const* map) {
     return path.starts_with('/') ? path : std::filesystem::absolute(path, ignored).string();
 }
 
+/// The loader's handle of code, counted by the loader; null if that is gone.
+void* StillLoaded(std::string const& loaderName, void* code) {
+    void* const found = ::dlopen(loaderName.empty() ? nullptr : loaderName.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (!found || found == code) return found;
+    ::dlclose(found);  // loaded again, elsewhere
+    return nullptr;
+}
+
 /// The record of loaded code. The loader may use the address of a module that is gone for another one.
 KxModule* RecordOf(void* code, unsigned long counts) {
     std::string path = PathOf(static_cast<link_map*>(code));
+    std::string loaderName = static_cast<link_map*>(code)->l_name;
     Records& records = AllRecords();
     std::lock_guard const guard(records.lock);
     for (auto const& record : records.all) {
         if (record->code != code) continue;
-        if (record->path != path) {
+        if (record->isGone || record->path != path) {
             record->path = std::move(path);
+            record->loaderName = std::move(loaderName);
             record->count = 0;
+            record->isGone = false;
         }
         record->count += counts;
         return record.get();
@@ -66,14 +77,15 @@ KxModule* RecordOf(void* code, unsigned long counts) {
     KxModule& record = *records.all.back();
     record.code = code;
     record.path = std::move(path);
+    record.loaderName = std::move(loaderName);
     record.count = counts;
     return &record;
 }
 
-/// Null if the handle is none; the lock must be held.
+/// Null if the handle is none or its module is gone; the lock must be held.
 KxModule* Known(Records const& records, HINSTANCE module) {
     for (auto const& record : records.all)
-        if (record.get() == module) return module;
+        if (record.get() == module) return record->isGone ? nullptr : module;
     return nullptr;
 }
 
@@ -94,8 +106,19 @@ HINSTANCE Loaded(detail::LoadedModule const& loaded) {
     return loaded.code ? RecordOf(loaded.code, 1) : loaded.satellite;
 }
 
-HINSTANCE Load(KxString const& name, std::string const& folder) {
-    return Loaded(detail::LoadByName(name, folder));
+HINSTANCE Load(KxString const& name, void const* caller) {
+    return Loaded(detail::LoadByName(name, detail::FolderOf(caller)));
+}
+
+/// Its code was just freed for the last time that is known of: it may be gone, or loaded for others.
+void NoteIfGone(HINSTANCE module, void* code, std::string const& loaderName) {
+    if (void* const loaded = StillLoaded(loaderName, code)) {
+        ::dlclose(loaded);
+        return;
+    }
+    Records& records = AllRecords();
+    std::lock_guard const guard(records.lock);
+    module->isGone = module->count == 0;  // unless somebody has loaded it again
 }
 
 }  // namespace
@@ -127,16 +150,36 @@ KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, s
     return CountKnown(records, path, identity, bytes);
 }
 
+HINSTANCE LoadBeside(KxString const& name, void const* caller) {
+    HINSTANCE const module = Load(name, caller);
+    if (!module) throw new KxDllLoadException(name, t_error.code, t_error.text);
+    return module;
+}
+
+HINSTANCE CountAgain(HINSTANCE module) {
+    std::string loaderName;
+    void* code = nullptr;
+    Records& records = AllRecords();
+    {
+        std::lock_guard const guard(records.lock);
+        if (!Known(records, module)) return nullptr;
+        code = module->code;
+        loaderName = module->loaderName;
+        if (!code) ++module->count;
+    }
+    if (!code) return module;
+    void* const loaded = StillLoaded(loaderName, code);
+    return loaded ? RecordOf(loaded, 1) : nullptr;
+}
+
 }  // namespace detail
 
 [[gnu::noinline]] HINSTANCE AfxLoadLibrary(wchar_t const* name) {
-    return Load(name, detail::FolderOf(__builtin_return_address(0)));
+    return Load(name, __builtin_return_address(0));
 }
 
 [[gnu::noinline]] HINSTANCE KxxLoadLibrary(KxString const& name) {
-    HINSTANCE const module = Load(name, detail::FolderOf(__builtin_return_address(0)));
-    if (!module) throw new KxDllLoadException(name, t_error.code, t_error.text);
-    return module;
+    return detail::LoadBeside(name, __builtin_return_address(0));
 }
 
 HINSTANCE KxxLoadSatellite(KxString const& path) {
@@ -150,20 +193,26 @@ int KxxIsSatellite(HINSTANCE module) {
 int AfxFreeLibrary(HINSTANCE module) {
     Records& records = AllRecords();
     void* code = nullptr;
-    bool isCounted = false;
+    bool isCounted = false, isLast = false;
+    std::string loaderName;
     {
         std::lock_guard const guard(records.lock);
         isCounted = Known(records, module) && module->count > 0;
         if (isCounted) {
-            --module->count;
+            isLast = --module->count == 0;
             code = module->code;
+            loaderName = module->loaderName;
         }
     }
     if (!isCounted) {
         detail::SetModuleError(EINVAL, detail::SystemWords(EINVAL));
         return 0;
     }
-    if (!code || ::dlclose(code) == 0) return 1;
+    if (!code) return 1;
+    if (::dlclose(code) == 0) {
+        if (isLast) NoteIfGone(module, code, loaderName);
+        return 1;
+    }
     char const* const words = ::dlerror();
     detail::SetModuleError(EINVAL, words ? KxxWidenText(words) : std::wstring());
     return 0;
@@ -174,13 +223,20 @@ void* GetProcAddress(HINSTANCE module, char const* name) {
     if (!module) module = KxxGetProgram();
     Records& records = AllRecords();
     void* code = nullptr;
+    std::string loaderName;
     {
         std::lock_guard const guard(records.lock);
-        if (Known(records, module)) code = module->code;
+        if (Known(records, module)) {
+            code = module->code;
+            loaderName = module->loaderName;
+        }
     }
-    void* const address = code ? ::dlsym(code, name) : nullptr;
+    if (!code || !StillLoaded(loaderName, code)) return nullptr;  // somebody else may have freed it
+    void* address = ::dlsym(code, name);
     // The loader looks into the libraries that the module needs, too.
-    return address && MapOf(address) == code ? address : nullptr;
+    if (address && MapOf(address) != code) address = nullptr;
+    ::dlclose(code);
+    return address;
 }
 
 KxString GetModuleFileName(HINSTANCE module) {

@@ -101,7 +101,10 @@ std::vector<std::string> SystemFolders() {
     if (::dlinfo(module, RTLD_DI_SERINFO, &folders) != 0) return {};
     std::vector<std::string> names;
     Dl_serpath const* const paths = folders.dls_serpath;
-    for (unsigned int i = 0; i < folders.dls_cnt; ++i) names.emplace_back(std::string(paths[i].dls_name) + "/");
+    for (unsigned int i = 0; i < folders.dls_cnt; ++i) {
+        std::string const name = paths[i].dls_name;
+        names.emplace_back(name.empty() ? "./" : name + "/");
+    }
     return names;
 }
 
@@ -132,7 +135,11 @@ std::string LoadedPath(std::string const& name) {
 class Search {
 public:
     explicit Search(std::string const& callerFolder) : m_folders(SystemFolders()) {
-        m_folders.insert(m_folders.begin(), {callerFolder, FolderOf(nullptr)});
+        auto const isRelative = [](std::string const& folder) { return !folder.starts_with('/'); };
+        // The loader would look there, and in folders below that only it knows.
+        m_mayAskLoader = std::erase_if(m_folders, isRelative) == 0;
+        for (std::string const& own : {FolderOf(nullptr), callerFolder})
+            if (!own.empty()) m_folders.insert(m_folders.begin(), own);
     }
 
     LoadedModule Run(std::string const& name) {
@@ -161,17 +168,12 @@ private:
     }
 
     bool Try(std::string const& spelling) {
-        bool mayAskLoader = true;
+        bool mayAskLoader = m_mayAskLoader;
         for (std::string const& folder : m_folders) {
             std::string const path = folder + spelling;
-            if (folder.empty() || !IsThere(path)) continue;
-            if (!folder.starts_with('/')) {
-                mayAskLoader = false;  // it would look there
-            } else if (TryPath(path)) {
-                return true;
-            } else {
-                mayAskLoader = false;
-            }
+            if (!IsThere(path)) continue;
+            if (TryPath(path)) return true;
+            mayAskLoader = false;
         }
         // What the system knows by its cache alone.
         if (!mayAskLoader) return false;
@@ -186,7 +188,8 @@ private:
         return false;
     }
 
-    std::vector<std::string> m_folders;
+    std::vector<std::string> m_folders;  // absolute ones
+    bool m_mayAskLoader = false;
     std::optional<KxModuleError> m_reason;
     LoadedModule m_loaded;
 };

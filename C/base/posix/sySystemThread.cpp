@@ -207,12 +207,13 @@ void Yield() {
 }
 
 bool SystemThread::Start(std::shared_ptr<SystemThread>& place, void (*body)(void*), void* argument,
-                         std::size_t stackSize, bool suspended) {
+                         std::size_t stackSize, bool suspended, void const* code) {
     static bool const isInstalled = ThreadSignal::Install();
     if (!isInstalled || !ThreadSignal::PrepareEnds()) return false;
     auto thread = std::make_shared<SystemThread>();
     thread->m_body = body;
     thread->m_argument = argument;
+    thread->m_module = KxModuleHold(code);  // not by the new thread: the caller may hold the loader's lock
     thread->m_suspensions = suspended ? 1 : 0;
     pthread_attr_t attributes;
     if (::pthread_attr_init(&attributes) != 0) return false;
@@ -279,6 +280,8 @@ void* SystemThread::Enter(void* argument) {
 }
 
 void SystemThread::Finish() {
+    // Let go at the very end: who waits for that of the thread may hold the loader's lock.
+    KxModuleHold const module = std::move(m_module), launched = std::move(m_launched);
     std::shared_ptr<SystemThread> const self = std::move(m_self);
     m_ended = 1;
     WakeAll(&m_ended);

@@ -13,6 +13,8 @@
 #include "syFutex.h"
 #include "syMutex.h"
 
+#include "hbtools/base/syModule.h"
+
 #include <cstdint>
 #include <memory>
 #include <pthread.h>
@@ -36,9 +38,11 @@ public:
     static constexpr unsigned long failure = 0xFFFFFFFF;
 
     /// Starts a thread that runs body(argument); it stands at `place` before its first step. False if the system gives
-    /// none. `stackSize` in bytes, 0 is the usual size.
+    /// none. `stackSize` in bytes, 0 is the usual size. The module of `code` stays loaded until the thread has ended, as
+    /// does that which its launcher gives it to keep.
     static bool Start(std::shared_ptr<SystemThread>& place, void (*body)(void*), void* argument, std::size_t stackSize,
-                      bool suspended);
+                      bool suspended, void const* code);
+    void Keep(KxModuleHold&& hold) { m_launched = std::move(hold); }
     SystemThread() = default;
     SystemThread(SystemThread const&) = delete;
     SystemThread& operator=(SystemThread const&) = delete;
@@ -83,6 +87,7 @@ private:
     pthread_t m_handle{};  // noted by the thread before its number
     void (*m_body)(void*) = nullptr;
     void* m_argument = nullptr;
+    KxModuleHold m_module, m_launched;
     std::shared_ptr<SystemThread> m_self;  // held by the running thread
     Mutex m_mutex;                         // guards the counts
     std::atomic<int> m_id = 0;

@@ -24,6 +24,8 @@ public:
     constexpr Link(void* object, Stub stub) : m_object(object), m_stub(stub) {}
 
     constexpr bool IsSet() const { return m_stub != nullptr; }
+    /// The code that is called; null for an empty link.
+    constexpr Stub GetStub() const { return m_stub; }
     /// Calls the target and returns its result; an empty link returns 0.
     long long Call(void* argument) const { return m_stub ? m_stub(m_object, argument) : 0; }
 

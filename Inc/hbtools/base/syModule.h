@@ -3,14 +3,18 @@
 //
 // Modules: shared objects that a program loads by name while it runs, and satellites, which carry texts in another
 // language. A satellite is data: its texts are read and checked, nothing of it is ever executed. Modules are counted;
-// what was loaded as often as it was freed is gone, and whoever uses something of a module holds it meanwhile
-// (KxModuleHold). The handle of a module that is gone may come back for another one. The texts of a satellite stay in memory for the life of the process, since any thread may be reading
-// them; loading the same file again takes them up again.
+// what was freed as often as it was loaded is gone, and whoever uses something of a module holds it meanwhile
+// (KxModuleHold). A thread holds the module of the function it was started with, or of its class, until it has ended: to
+// free the module defers the unloading so long. Nothing else is held for a module: its objects, the functions that it has
+// registered and the threads that it has started by other means are to end before it is freed. The handle of a module that
+// is gone has no functions and no path, and may come back for another one. The texts of a satellite stay in memory for the
+// life of the process, since any thread may be reading them; loading the same file again takes them up again.
 //
 // A name with a folder must be an absolute path. One without, such as "Optics.dll", is looked for as it stands, then as
 // "libOptics.so" and as "Optics.so" (the end ".dll" is dropped), each beside the module that calls, beside the program and
 // where the system looks for libraries; at last among the modules that are loaded already. The working directory is no
-// such place, whatever the environment says. Only regular, whole files are loaded.
+// such place, whatever the environment says: while LD_LIBRARY_PATH or the like names a relative folder, only the absolute
+// ones are searched, without the loader and what it alone knows. Only regular, whole files are loaded.
 //
 // All operations may be called by any thread, by static constructors of a module that is just loaded too. An exception
 // that leaves a static constructor ends the process: the system's loader lets none through.
@@ -93,8 +97,10 @@ private:
 /// function `unsigned short KxxModuleVersion()`, of C linkage, returns; 0 without one.
 class KX_API KxDll {
 public:
+    /// Looks for the name beside the module that makes the object, too.
     /// @throws KxDllLoadException if it cannot be loaded, KxVersionException if it is older than `required`
     KxDll(KxString const& name, KxVersion required);
+    /// The same module once more, whatever has become of its file.
     KxDll(KxDll const& other);
     KxDll& operator=(KxDll const& other);
     virtual ~KxDll();

@@ -3,7 +3,8 @@
 //
 // CPList: a list of untyped pointers in insertion order, which can be sorted and searched. Its operations are protected:
 // a class for one type publishes those it wants. They return 1 for success and 0 for failure, and a failure, lack of memory
-// included, leaves the list as it was. What the functions throw passes through. One thread at a time.
+// included, leaves the list as it was. What the functions throw passes through: a sort leaves the same entries in any order,
+// Clear those that the clear function was not called for yet. One thread at a time.
 #pragma once
 
 #include "hbtools/base/syTypes.h"

@@ -7,8 +7,9 @@
 //     while (session.IsActive()) ... ShowCursor(session.MoveTo(windowBelow, keys, point)) ... session.Drop(keys, point)
 //
 // A target hears OnDragEnter, OnDragOver and OnDragLeave in turn, and OnDrop only for an effect that it has promised and the
-// source allows. If a target or the source throws, or the source dies, the session ends without an effect, and the target is
-// told that the pointer has left. Belongs to the thread of the windows.
+// source allows. If a target or the source throws, whatever it is, or the source dies, the session ends without an
+// effect, and the target is told that the pointer has left. Only what ends the thread passes through the operations,
+// after the same; the destructor lets no exception out. Belongs to the thread of the windows.
 #pragma once
 
 #include "hbtools/interchange/syOleDragDrop.h"
@@ -37,7 +38,8 @@ public:
 private:
     template <class Call>
     unsigned long Guarded(Call call);
-    void Leave() noexcept;
+    void Leave();
+    void LeaveQuietly();
 
     COleDataObject m_data;
     unsigned long m_allowed;

@@ -65,6 +65,7 @@ public:
     /// All formats, in their order.
     KxTArray<UINT> GetFormats() const;
     /// The bytes; none if the format is not offered, or if there are no data after all. Throws what makes the data throws.
+    /// @throws CInvalidArgException if 2 GiB or more are made
     KxTArray<unsigned char> GetData(UINT format) const;
 
 private:

@@ -22,6 +22,8 @@
 #include "hbtools/core/syMap.h"
 #include "hbtools/localisation/syLanguage.h"
 
+#include <vector>
+
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
@@ -55,8 +57,8 @@ public:
 
     /// Reads the table of languages from a group of a configuration file: each key is a name, its value the primary
     /// language and the variant, "0x07;1", as numbers in C's notation or names of keys that hold them; another value is
-    /// skipped. AUTO is the user's
-    /// language; GERMAN and ENGLISH are added unless they are there. A missing file or group leaves these.
+    /// skipped. AUTO is the user's language; GERMAN and ENGLISH are added unless they are there. A missing file or group
+    /// leaves these.
     virtual void Init(KxString const& fileName, KxString const& group);
     /// The file name of a satellite: %M% stands for the module's name without extension, %L% for the language's code.
     virtual void SetResourceDLLNamingConvention(KxString const& convention);
@@ -107,9 +109,12 @@ public:
     /// The localiser that was made last, null if there is none.
     static KxGlobalLocalizer* GetLocalizer() { return m_pGlobalLocalizer; }
 
-    /// Makes satellites the sources of the program's texts and of those of all extension libraries. What an earlier call
-    /// has set goes back first, so that a library without a satellite speaks its own language. Sets the language of the
-    /// calling thread too. No other thread may load or free modules meanwhile.
+    /// Makes satellites the sources of the program's texts and of those of all extension libraries; a library without one
+    /// goes back to its own texts. All are found first, then each module changes once, so that other threads see the former
+    /// or the new language. Sets the language of the calling thread and, for the whole process, LC_CTYPE of the run-time
+    /// library, to C.UTF-8 where that language is not installed; the program sees to it that no thread uses that meanwhile.
+    /// An exception leaves all this as it was; the language chosen stays chosen for the next call. No other thread may load
+    /// or free modules meanwhile.
     void DoLocalization(short versionCheck) override;
 
 protected:
@@ -117,17 +122,17 @@ protected:
     virtual void CleanUp();
 
 private:
-    void LocalizeProgram(KxTList<KxLanguage> const& list, short versionCheck);
-    void LocalizeLibrary(CDynLinkLibrary& library, KxTList<KxLanguage> const& list, short versionCheck);
-    void Enter(CDynLinkLibrary& library, HINSTANCE satellite);
-    void ResetLibraries();
+    struct Choice;
+
+    void Choose(Choice& choice, KxTList<KxLanguage> const& list, short versionCheck);
+    void Apply(std::vector<Choice> const& choices);
 
     static KxGlobalLocalizer* m_pGlobalLocalizer;
 
     KxTMap<CDynLinkLibrary*, HINSTANCE> m_satellites;
-    KxTList<HINSTANCE> m_replaced;  // by an earlier call; somebody may hold them until CleanUp
     HINSTANCE m_program = nullptr;
     HINSTANCE m_programSatellite = nullptr;
+    KxTList<HINSTANCE> m_replaced;  // by a later call; somebody may hold them until CleanUp
     HINSTANCE m_initialSource = nullptr;
     bool m_isInitialKnown = false;
     bool m_isThreadSet = false;
@@ -139,13 +144,17 @@ public:
     /// Does not free the satellite.
     ~KxSingleDLLLocalizer() = default;
 
-    /// Looks for the satellite of the source module and loads it.
+    /// Looks for the satellite of the source module and loads it. One that is found and cannot be loaded counts as found,
+    /// with its path and a null instance; KxxGetModuleError tells why. Each call counts the satellite that it loads and
+    /// forgets the one before: whoever switches takes ResourceDLLInstance first, and frees it when its texts are no
+    /// longer used.
     void DoLocalization(short versionCheck) override;
     virtual void SetSourceModule(KxString const& path);
 
     int ResourceFound() const { return m_isFound; }
     KxLanguage ResourceDLLLanguage() const { return m_language; }
-    HINSTANCE ResourceDLLInstance() const { return m_instance; }  ///< Null if the module's own resources serve.
+    /// Null if the module's own resources serve. One count of it is the caller's, to be freed with AfxFreeLibrary.
+    HINSTANCE ResourceDLLInstance() const { return m_instance; }
     KxString ResourceDLLPath() const { return m_path; }
 
 private:

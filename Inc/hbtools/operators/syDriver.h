@@ -52,9 +52,10 @@ public:
     /// Ends the objects that were not deleted, first made first, then the module. Does nothing before Init.
     virtual ~KxDriver();
 
-    /// Loads the module and finds its functions. If that fails the module stays loaded, and the driver does nothing with it.
-    /// @throws KxDllLoadException with the loader's own words
-    /// @throws KxDllProcAddrException naming the function that is missing
+    /// Loads the module, which may stand beside the one that calls, and finds its functions. If that fails the module
+    /// stays loaded, and the driver does nothing with it.
+    /// @throws KxDllLoadException with the loader's own words, or with ENODEV if NewDll returns null
+    /// @throws KxDllProcAddrException naming the function that is missing, with ENOSYS
     void Init();
     /// The module's, only after Init.
     KxVersion GetVersion();

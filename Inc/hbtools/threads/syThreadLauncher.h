@@ -19,6 +19,7 @@
 
 namespace KxN {
 
+class KxModuleHold;
 class KxThread;
 
 class KX_API KxThreadLauncher {
@@ -43,7 +44,8 @@ public:
     int HasToSelfDestruct() const { return m_selfDestruction; }
     void SetSelfDestruction(int selfDestruction) { m_selfDestruction = selfDestruction; }
 
-    /// Starts a thread that calls the link with the argument, and ends with exit code 0 when the link returns. Returns
+    /// Starts a thread that calls the link with the argument, and ends with exit code 0 when the link returns. The module
+    /// whose code the link calls stays loaded until the thread has ended. Returns
     /// the thread, which may be gone already if it destroys itself; a thread that is created suspended has stopped by
     /// then. Null if the system gives no thread.
     CWinThread* Launch(KxTools::Link const& link, void* argument);
@@ -68,6 +70,7 @@ private:
     void* m_argument = nullptr;
     KxTools::Link m_link;
     std::atomic<KxThread*>* m_owner = nullptr;  // of the thread that is being launched
+    KxModuleHold* m_module = nullptr;           // of what it calls, for it to keep
 };
 
 }  // namespace KxN
