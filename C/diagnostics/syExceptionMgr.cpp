@@ -16,7 +16,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <vector>
 
