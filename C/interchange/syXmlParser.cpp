@@ -191,6 +191,7 @@ void XML_PARSER::Parse_Objects() {
 }
 
 int XML_PARSER::Save_XML_Document(wchar_t const* path) {
+    if (!m_document->tree.document_element()) return Fail(L"XML_PARSER::Save_XML_Document() : There is no node");
     try {
         KxxSaveFile(path, WriteXml(m_document->tree));
         return 1;
@@ -260,6 +261,7 @@ int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wcha
         return Fail(old ? L"XML_PARSER::Set_Header() : Can't create the new processing instruction node"
                         : L"PARSER_XML::SetHeader() : Can't create new Processing node");
     }
+    if (old.internal_object() == m_current) SetCurrent(made.internal_object());
     if (old) tree.remove_child(old);
     return 1;
 }
@@ -400,7 +402,8 @@ int XML_PARSER::Is_Child_of(wchar_t const* chain) const {
 }
 
 int XML_PARSER::Is_Root() const {
-    return m_current && pugi::xml_node(m_current) == m_document->tree.document_element();
+    pugi::xml_node const node(m_current);
+    return node.type() == pugi::node_element && node.parent().type() == pugi::node_document;
 }
 
 int XML_PARSER::Is_TextNode() const {

@@ -4,6 +4,7 @@
 #include "interchange/syXmlDocument.h"
 
 #include <algorithm>
+#include <new>
 
 namespace KxN::detail {
 
@@ -62,6 +63,57 @@ struct Walker : pugi::xml_tree_walker {
     bool fits = true;
 };
 
+// A carriage return that stands there by itself would come back as a line feed. The mark is no byte of UTF-8; where it stands
+// a reference is written.
+constexpr char returnMark = '\xff';
+
+void MarkReturns(pugi::xml_node node) {
+    std::string text = node.value();
+    if (text.find('\r') == text.npos) return;
+    if (node.type() == pugi::node_pcdata) {
+        std::replace(text.begin(), text.end(), '\r', returnMark);
+    } else {  // where there are no references: as every reader takes it
+        for (std::size_t at = 0; (at = text.find('\r', at)) != text.npos;)
+            text.replace(at, text.compare(at, 2, "\r\n") == 0 ? 2 : 1, "\n");
+    }
+    if (!node.set_value(text.c_str())) throw std::bad_alloc();
+}
+
+bool IsText(pugi::xml_node node) {
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
+
+/// Puts each of the children on a line of its own.
+void Indent(pugi::xml_node parent, int depth) {
+    std::string line = "\n" + std::string(static_cast<std::size_t>(depth) + 1, '\t');
+    for (pugi::xml_node const child : parent)
+        if (!parent.insert_child_before(pugi::node_pcdata, child).set_value(line.c_str())) throw std::bad_alloc();
+    line.pop_back();
+    if (!parent.append_child(pugi::node_pcdata).set_value(line.c_str())) throw std::bad_alloc();
+}
+
+/// Makes the tree ready to be printed as it is. Blanks go only where no text is, so that reading drops them.
+void Prepare(pugi::xml_document& document, bool isIndented) {
+    int depth = 0;
+    int mixed = -1;  // the depth of the outermost element with text that we are in
+    for (pugi::xml_node node = document.first_child(); node;) {
+        MarkReturns(node);
+        pugi::xml_node const first = node.first_child();
+        if (first && mixed < 0 && std::any_of(node.begin(), node.end(), IsText)) mixed = depth;
+        if (first && mixed < 0 && isIndented) Indent(node, depth);
+        if (first) {
+            node = first;  // behind the blank, which comes next
+            ++depth;
+            continue;
+        }
+        while (node && !node.next_sibling()) {
+            node = node.parent();
+            if (mixed == --depth) mixed = -1;
+        }
+        node = node.next_sibling();
+    }
+}
+
 std::string Transcoded(std::string const& utf8, Encoding encoding) {
     std::string bytes;
     for (wchar_t const c : KxxWidenUtf8(utf8)) {
@@ -87,14 +139,15 @@ std::string WriteXml(pugi::xml_document const& document) {
         copy.first_child().attribute("encoding").set_value("UTF-8");
         encoding = Encoding::utf8;
     }
-    unsigned const format = (walker.deepest > deepestIndented ? pugi::format_raw : pugi::format_indent) |
-                            pugi::format_no_declaration;  // but for the document's own
+    Prepare(copy, walker.deepest <= deepestIndented);
     Collecting writer;
-    copy.save(writer, "\t", format, pugi::encoding_utf8);
-    // A carriage return that stands there by itself would come back as a line feed.
+    for (pugi::xml_node const node : copy) {
+        node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+        writer.bytes += '\n';
+    }
     std::string utf8;
     for (char const c : writer.bytes) {
-        if (c == '\r')
+        if (c == returnMark)
             utf8 += "&#13;";
         else
             utf8 += c;

@@ -19,6 +19,7 @@ namespace KxN {
 namespace {
 
 using namespace detail;
+namespace fs = std::filesystem;
 
 constexpr std::size_t bufferSize = 0x10000;
 constexpr std::size_t longestText = 65535;  // name or comment in an archive
@@ -137,7 +138,11 @@ public:
         for (SxZipSource const& source : sources) PutIn(zip.Get(), *stream, source);
         if (!zip.Close(m_comment))
             Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream->Reason());
-        OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { stream->File().Close(); });
+        OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] {
+            // The directory and the comment that stood there before may have been longer.
+            stream->File().SetLength(stream->File().GetPosition());
+            stream->File().Close();
+        });
         m_meter.Add(0);  // the last chance to end it
         OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { whole->Commit(); });
     }
@@ -244,7 +249,8 @@ public:
         if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
             Throw(__LINE__, L"Failed to go to first file in zip file: %s", m_zipFile);
         m_meter.Add(0);
-        MakeFolder(KxDirEntry(m_folder));
+        if (!KxDirEntry(m_folder).Exists(1) && !KxDirEntry(m_folder).MakeDir(1))
+            Throw(__LINE__, L"Failed to open temp file: %s", m_folder);
         ForEach(archive.get(), [&](ZipEntry const& entry, KxString const& path) {
             TakeOut(archive.get(), stream->File(), entry, path);
         });
@@ -282,22 +288,23 @@ private:
         });
     }
 
-    void MakeFolder(KxDirEntry const& folder) {
-        if (!folder.Exists(1) && !folder.MakeDir(1))
-            Throw(__LINE__, L"Failed to open temp file: %s", KxString(folder.GetFull()));
-        // A link that stands there already must not lead out.
-        namespace fs = std::filesystem;
-        std::error_code error;
-        fs::path const real = fs::canonical(KxxToSystemPath(KxString(folder.GetFull()).View()), error);
-        fs::path const root = error ? fs::path() : fs::canonical(KxxToSystemPath(m_folder.View()), error);
-        auto const ends = std::mismatch(root.begin(), root.end(), real.begin(), real.end());
-        if (error || ends.first != root.end())
-            Throw(__LINE__, L"Failed to open temp file: %s", KxString(folder.GetFull()));
+    /// Makes the folders of a path below the target one by one. A link that stands there already must not lead out.
+    void MakeFolder(fs::path const& inner) {
+        fs::path folder = Root();
+        for (fs::path const& part : inner) {
+            folder /= part;
+            std::error_code error;
+            fs::create_directory(folder, error);  // what is there is looked at
+            fs::file_status const status = fs::symlink_status(folder, error);
+            if (!fs::is_directory(status))
+                Throw(__LINE__, L"Failed to open temp file: %s", KxxFromSystemPath(folder.string()));
+        }
     }
+    fs::path Root() const { return KxxToSystemPath(m_folder.View()); }
 
     void TakeOut(unzFile archive, CFile& stream, ZipEntry const& entry, KxString const& path) {
-        KxDirEntry const full(KxDirEntry(m_folder) + KxDirEntry(path));
-        if (entry.IsFolder()) return MakeFolder(full);
+        fs::path const inner = KxxToSystemPath(path.View());
+        if (entry.IsFolder()) return MakeFolder(inner);
         if (!entry.IsReadable()) {
             if (m_unreadable.Len() == 0) {
                 m_unreadable = entry.name;
@@ -305,12 +312,16 @@ private:
             }
             return;
         }
-        MakeFolder(KxDirEntry(full.GetPath()));
+        MakeFolder(inner.parent_path());
         auto const content = OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile,
                                      [&] { return std::make_unique<ZipContent>(archive, stream, entry); });
         if (!content->IsOpen())
             Throw(__LINE__, L"Failed to open current file %s in zip file: %s", entry.name, m_zipFile);
-        KxString const target(full.GetFull());
+        fs::path const full = Root() / inner;
+        KxString const target = KxxFromSystemPath(full.string());
+        std::error_code error;
+        // What is written to a link goes to where that leads.
+        if (fs::is_symlink(fs::symlink_status(full, error))) Throw(__LINE__, L"Failed to open temp file: %s", target);
         std::optional<KxSafeFile> file;
         OrThrow(__LINE__, L"Failed to open temp file: %s", target, [&] { file.emplace(target); });
         for (;;) {

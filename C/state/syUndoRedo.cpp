@@ -81,6 +81,7 @@ void KxUndoRedo::Begin(CString const& name) {
         CString copy(name);
         m_current = new KxCompositeState;
         m_name = std::move(copy);
+        m_currentSize = 0;
     }
     ++m_level;
 }
@@ -89,12 +90,14 @@ void KxUndoRedo::SaveState(KxState* state) {
     KxTSmartPointer<KxState> const kept(state);
     if (!m_current || !state) AfxThrowInvalidArgException();
     state->Read();
-    if (m_current->GetSize() + state->GetSize() > KxxLimits().undoMemory) {
+    ULONGLONG const size = m_currentSize + state->GetSize();
+    if (size > KxxLimits().undoMemory) {
         KxString text;
         text.SPrintf(KxString(KxResId(text::StepTooLarge)), KxString(m_name), KxxLimits().undoMemory);
         throw new KxException(L"syUndoRedo", __LINE__, text);
     }
     m_current->AddState(state);
+    m_currentSize = size;
 }
 
 void KxUndoRedo::End(CString const& name) {
@@ -136,8 +139,10 @@ void KxUndoRedo::Undo() {
     AddHead(m_redoStates, m_redoNames, present, m_undoNames.Tail());
     present->Read();
     step->Write();
-    m_undoStates.RemoveTail();
-    m_undoNames.RemoveTail();
+    if (m_undoStates.Count() > 0 && m_undoStates.Tail() == step) {  // the application may have changed the history
+        m_undoStates.RemoveTail();
+        m_undoNames.RemoveTail();
+    }
     SignalChanged.Emit(this);
     SignalUndone.Emit(this);
 }
@@ -149,8 +154,10 @@ void KxUndoRedo::Redo() {
     AddTail(m_undoStates, m_undoNames, present, m_redoNames.Head());
     present->Read();
     step->Write();
-    m_redoStates.RemoveHead();
-    m_redoNames.RemoveHead();
+    if (m_redoStates.Count() > 0 && m_redoStates.Head() == step) {
+        m_redoStates.RemoveHead();
+        m_redoNames.RemoveHead();
+    }
     SignalChanged.Emit(this);
     SignalRedone.Emit(this);
 }

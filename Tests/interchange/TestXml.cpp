@@ -342,6 +342,33 @@ TEST_F(Xml, AllEncodingsGiveTheSameTree) {
     }
 }
 
+TEST_F(Xml, WhatIsSavedComesBack) {
+    for (std::string const text :
+         {"<a><b/>text</a>", "<a>text<b/><c/></a>", "<a><b><c/><d/></b>text</a>", "<a><b><![CDATA[x]]><c/></b><d/></a>",
+          "<a><b>&#13;\n x</b><c d='&#13;&#10;'/></a>", "<a><b> </b><c>t</c><!--e--><?f g?></a>", "<?x?><a/><!--e-->",
+          "<a><![CDATA[&#13;]]></a>"}) {
+        Put("a.xml", text);
+        ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << text;
+        std::string const before = Whole();
+        EXPECT_TRUE(xml.Save_XML_Document(Path("b.xml")));
+        ASSERT_TRUE(xml.Load_XML_Document(Path("b.xml"))) << Get("b.xml");
+        EXPECT_EQ(Whole(), before) << Get("b.xml");
+    }
+    Put("a.xml", "<?x?><a><b><c/><d>t</d></b>\n</a>");
+    EXPECT_TRUE(xml.Load_XML_Document(Path("a.xml")) && xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_EQ(Get("b.xml"), "<?x?>\n<a>\n\t<b>\n\t\t<c/>\n\t\t<d>t</d>\n\t</b>\n</a>\n");
+    // A carriage return has no reference in CDATA.
+    xml.Go_to_Root();
+    EXPECT_TRUE(xml.Add_FirstChildCData(L"a\r\nb") && xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_TRUE(xml.Load_XML_Document(Path("b.xml")) && xml.Go_to_Child());
+    EXPECT_EQ(Text(), "a\nb");
+    // Nothing is no document.
+    EXPECT_FALSE(xml.Load_XML_Document(Path("missing.xml")));
+    std::string const former = Get("b.xml");
+    EXPECT_FALSE(xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_EQ(Get("b.xml"), former);
+}
+
 TEST_F(Xml, BoundsHold) {
     auto const nested = [&](int levels) {
         std::string text;

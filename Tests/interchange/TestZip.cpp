@@ -198,10 +198,14 @@ TEST_F(Zip, NamesStayInTheFolder) {
     // A link that stands there already and leads out.
     std::filesystem::create_directories(File("elsewhere"));
     std::filesystem::create_directory_symlink(File("elsewhere"), File("out/link"));
-    Put("z.zip", Archive({{"link/x", "1"}}));
-    std::string failure;
-    EXPECT_TRUE(Unpacked("z.zip", &failure).empty());
-    EXPECT_TRUE(std::filesystem::is_empty(File("elsewhere")));
+    std::filesystem::create_symlink("../elsewhere/file", File("out/file"));
+    for (char const* name : {"link/x", "link/new/x", "link/new/", "file"}) {
+        Put("z.zip", Archive({{name, ""}}));
+        std::string failure;
+        EXPECT_TRUE(Unpacked("z.zip", &failure).empty()) << name;
+        EXPECT_NE(failure, "") << name;
+        EXPECT_TRUE(std::filesystem::is_empty(File("elsewhere"))) << name;
+    }
 }
 
 TEST_F(Zip, DamagedArchivesBringNothingWrong) {
@@ -404,6 +408,15 @@ TEST_F(Zip, FilesBeyondFourGigabytes) {
     KxZipHelper::UncompressFiles(Path("y.zip"), Path("out"), files);
     EXPECT_EQ(std::filesystem::file_size(File("out/zeros")), size);
     EXPECT_EQ(Get("out/tail") + Get("out/small"), "tailsmall");
+}
+
+TEST_F(Zip, AShorterCommentLeavesNothingBehind) {
+    Put("a", "first");
+    Put("b", "second");
+    KxZipHelper::CompressFile(Path("a"), Path("z.zip"), L"", KxString(std::wstring(3000, L'x')));
+    KxZipHelper::CompressFile(Path("b"), Path("z.zip"), L"", L"");
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"a", "first"}, {"b", "second"}}));
+    EXPECT_LT(Get("z.zip").size(), 400u);
 }
 
 TEST_F(Zip, EmptyArchivesAndComments) {

@@ -73,8 +73,8 @@ TEST_F(ConditionsFile, IsReadableForPeopleAndTakesTheirs) {
     for (char const* part : {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<conditions version=\"1\">\n",
                              "\n\t<number name=\"Temperature\" value=\"20.3\" unit=\"\xc2\xb0"
                              "C\" format=\"Temperature  %.1f \xc2\xb0"
-                             "C\" />\n",
-                             "\n\t\t<numbers name=\"Exposures\" value=\"0.25 0.5 1\" format=\"Exposures    ms: \" />\n",
+                             "C\"/>\n",
+                             "\n\t\t<numbers name=\"Exposures\" value=\"0.25 0.5 1\" format=\"Exposures    ms: \"/>\n",
                              "\n\t\t\t<number name=\"Neighbours\" value=\"8\" type=\"int\" format="})
         EXPECT_NE(Get("out/conditions.xml").find(part), std::string::npos) << part;
     Put("own.xml",

@@ -64,6 +64,7 @@ public:
 private:
     int m_limit = 20;
     KxTSmartPointer<KxCompositeState> m_current;
+    ULONGLONG m_currentSize = 0;  // of its states when they were saved
     int m_level = 0;
     CString m_name;
     States m_undoStates, m_redoStates;
