@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 /// A program at a terminal of its own.
@@ -48,6 +49,16 @@ public:
 
     void Type(std::string const& keys) {
         EXPECT_EQ(::write(m_terminal, keys.data(), keys.size()), ssize_t(keys.size()));
+    }
+    /// Waits until the program reads key by key: before that, the terminal takes control keys for itself and may drop others.
+    bool AwaitEditor() const {
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        termios mode{};
+        while (::tcgetattr(m_terminal, &mode) == 0 && (mode.c_lflag & ICANON)) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            ::usleep(1000);
+        }
+        return true;
     }
     /// Reads until the text has come; false if it does not. What stands before it is gone then.
     bool Await(std::string const& text) {
