@@ -125,6 +125,8 @@ TEST_F(Modules, FreedByOthersAnswerNothing) {
 }
 
 TEST_F(Modules, StayAsLongAsTheirThreads) {
+    // The thread sanitizer does not see the loader's lock, under which another module gets the memory of one that went.
+    if (isThreadSanitized) GTEST_SKIP();
     for (int const isLaunched : {0, 1}) {
         HINSTANCE const module = AfxLoadLibrary(m_module);
         std::atomic<int>& isOver = *KxxGetFunction<std::atomic<int>*(int)>(module, "StartThread")(isLaunched);
