@@ -5,6 +5,8 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syLimits.h"
 
+#include "base/syLittleEndian.h"
+
 #include <algorithm>
 
 namespace KxN::detail {
@@ -16,10 +18,7 @@ constexpr std::size_t headerSize = 24, entrySize = 8;
 constexpr unsigned int format = 1;
 
 unsigned int Number(std::string_view bytes, std::size_t offset) {
-    unsigned int number = 0;
-    for (unsigned int i = 0; i < 4; ++i)
-        number |= static_cast<unsigned int>(static_cast<unsigned char>(bytes[offset + i])) << (8 * i);
-    return number;
+    return static_cast<unsigned int>(LittleEndian(bytes.substr(offset, 4)));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/syVersionBlock.h"
 
+#include "base/syLittleEndian.h"
 #include "base/sySection.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
@@ -101,9 +102,7 @@ private:
 
 std::uint32_t NumberAt(std::string_view bytes, std::size_t at, std::size_t size) {
     if (at > bytes.size() || size > bytes.size() - at) return 0;
-    std::uint32_t number = 0;
-    for (std::size_t i = size; i-- > 0;) number = number << 8 | static_cast<unsigned char>(bytes[at + i]);
-    return number;
+    return static_cast<std::uint32_t>(LittleEndian(bytes.substr(at, size)));
 }
 
 bool ReadVersionBlock(KxString const& path, std::string& block) {

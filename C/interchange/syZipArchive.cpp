@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "interchange/syZipArchive.h"
 
+#include "base/syLittleEndian.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syObject.h"
 
@@ -126,23 +127,17 @@ bool ZipEntry::IsReadable() const {
 
 namespace {
 
-ULONGLONG Number(std::string_view bytes) {
-    ULONGLONG number = 0;
-    for (std::size_t i = bytes.size(); i-- > 0;) number = number << 8 | static_cast<unsigned char>(bytes[i]);
-    return number;
-}
-
 /// What does not fit into 32 bits stands in a field of its own, number after number. Releases of the library miss it.
 void TakeLargeNumbers(std::string_view extra, ZipEntry& entry) {
     constexpr ULONGLONG largest = 0xffffffff, largeNumbers = 1;
     while (extra.size() >= 4) {
-        ULONGLONG const id = Number(extra.substr(0, 2));
-        std::string_view field = extra.substr(4, static_cast<std::size_t>(Number(extra.substr(2, 2))));
+        ULONGLONG const id = LittleEndian(extra.substr(0, 2));
+        std::string_view field = extra.substr(4, static_cast<std::size_t>(LittleEndian(extra.substr(2, 2))));
         extra.remove_prefix(4 + field.size());
         if (id != largeNumbers) continue;
         auto const take = [&](auto& number) {
             if (field.size() < 8) return;
-            number = Number(field.substr(0, 8));
+            number = LittleEndian(field.substr(0, 8));
             field.remove_prefix(8);
         };
         if (entry.info.uncompressed_size == largest) take(entry.info.uncompressed_size);
@@ -159,7 +154,7 @@ ULONGLONG PositionOf(unzFile archive, CFile& file, ZipEntry const& entry) {
     if (entry.offset < file.GetLength()) {
         file.Seek(static_cast<LONGLONG>(entry.offset), CFile::begin);
         if (file.Read(head.data(), size) == size && bytes.starts_with("PK\3\4"))
-            return entry.offset + size + Number(bytes.substr(26, 2)) + Number(bytes.substr(28, 2));
+            return entry.offset + size + LittleEndian(bytes.substr(26, 2)) + LittleEndian(bytes.substr(28, 2));
     }
     if (::unzOpenCurrentFile(archive) != UNZ_OK) return ZipEntry::unknown;
     ULONGLONG const position = ::unzGetCurrentFileZStreamPos64(archive);

@@ -51,7 +51,6 @@ void Change(XML_PARSER& xml, FuzzFolder const& folder) {
     xml.Go_to_Root();
     xml.RemoveChild(L"a");
     if (!xml.Save_XML_Document(folder.File("saved"))) std::abort();
-    KxString const before = Whole(xml);
     if (!xml.Load_XML_Document(folder.File("saved"))) std::abort();
 }
 

@@ -23,29 +23,29 @@ std::string Literal(std::string_view text) {
     return literal + '"';
 }
 
-std::string Bytes(std::size_t number) {
-    std::string bytes;
-    for (unsigned shift = 0; shift < 32; shift += 8) bytes += static_cast<char>((number >> shift) & 0xFF);
-    return bytes;
-}
-
 /// The section byte for byte.
 std::string Section(TextFile const& texts, std::string const& language) {
     constexpr std::size_t headerSize = 24, entrySize = 8;
     std::size_t const start = headerSize + texts.GetEntries().size() * entrySize;
     std::string index, all;
     for (auto const& [id, entry] : texts.GetEntries()) {
-        index += Bytes(id) + Bytes(start + all.size());
+        index += Bytes(id, 4) + Bytes(start + all.size(), 4);
         all += entry.text;
         all += '\0';
     }
     std::string code = language;
     code.resize(4);
-    return std::string("hbTexts\0", 8) + Bytes(1) + Bytes(texts.GetEntries().size()) + Bytes(start + all.size()) +
-           code + index + all;
+    return std::string("hbTexts\0", 8) + Bytes(1, 4) + Bytes(texts.GetEntries().size(), 4) +
+           Bytes(start + all.size(), 4) + code + index + all;
 }
 
 }  // namespace
+
+std::string Bytes(std::size_t number, unsigned size) {
+    std::string bytes;
+    for (unsigned i = 0; i < size; ++i) bytes += static_cast<char>(number >> 8 * i & 0xFF);
+    return bytes;
+}
 
 std::string SectionSource(std::string const& name, std::string const& symbol, std::string const& bytes) {
     // As assembler text no option of the compiler changes the section; the symbol keeps it from being left out.

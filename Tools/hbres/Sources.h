@@ -9,6 +9,9 @@
 /// A source that defines the table of a module.
 std::string TableSource(TextFile const& texts, std::string const& symbol);
 
+/// A number as a file has it, `size` bytes, the lowest first.
+std::string Bytes(std::size_t number, unsigned size);
+
 /// A source that puts bytes into a section of the module it is linked into.
 std::string SectionSource(std::string const& name, std::string const& symbol, std::string const& bytes);
 

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "VersionBlock.h"
 
+#include "Sources.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -17,10 +19,6 @@ constexpr std::array<std::string_view, 12> keys = {
     "LegalTrademarks", "OriginalFilename", "PrivateBuild",    "ProductName", "ProductVersion", "SpecialBuild"};
 constexpr std::uint32_t unicodePage = 1200;
 
-void Append(std::string& bytes, std::uint32_t number, int size) {
-    for (int i = 0; i < size; ++i) bytes += static_cast<char>(number >> 8 * i & 0xff);
-}
-
 void Align(std::string& bytes) {
     bytes.resize((bytes.size() + 3) & ~std::size_t{3});
 }
@@ -28,23 +26,23 @@ void Align(std::string& bytes) {
 /// Throws on what is no UTF-8.
 std::string Utf16(std::string_view text) {
     std::string bytes;
-    for (char16_t const unit : std::filesystem::path(text).u16string()) Append(bytes, unit, 2);
-    Append(bytes, 0, 2);
+    for (char16_t const unit : std::filesystem::path(text).u16string()) bytes += Bytes(unit, 2);
+    bytes += Bytes(0, 2);
     return bytes;
 }
 
 /// A node: its size, the size of its value, whether that is a text, its name, the value, further nodes.
 std::string Node(std::string_view name, std::string const& value, bool isText, std::string const& inner = {}) {
     std::string bytes(2, '\0');
-    Append(bytes, static_cast<std::uint32_t>(isText ? value.size() / 2 : value.size()), 2);
-    Append(bytes, isText, 2);
+    bytes += Bytes(isText ? value.size() / 2 : value.size(), 2);
+    bytes += Bytes(isText, 2);
     bytes += Utf16(name);
     Align(bytes);
     bytes += value;
     if (!inner.empty()) Align(bytes);
     bytes += inner;
     std::string size;
-    Append(size, static_cast<std::uint32_t>(bytes.size()), 2);
+    size += Bytes(bytes.size(), 2);
     return bytes.replace(0, 2, size);
 }
 
@@ -77,14 +75,14 @@ std::string Block(std::array<std::uint32_t, 4> const& file, std::array<std::uint
     for (std::uint32_t const number :
          {signature, structure, file[0] << 16 | file[1], file[2] << 16 | file[3], product[0] << 16 | product[1],
           product[2] << 16 | product[3], flagsMask, 0u, anyOs, library, 0u, 0u, 0u})
-        Append(fixed, number, 4);
+        fixed += Bytes(number, 4);
     std::string table, translation;
     for (auto const& [key, value] : texts) {
         Align(table);
         table += Node(key, Utf16(value), true);
     }
-    Append(translation, language, 2);
-    Append(translation, unicodePage, 2);
+    translation += Bytes(language, 2);
+    translation += Bytes(unicodePage, 2);
     std::string inner = Node("StringFileInfo", {}, true, Node(Hex(language << 16 | unicodePage), {}, true, table));
     Align(inner);
     inner += Node("VarFileInfo", {}, true, Node("Translation", translation, false));
