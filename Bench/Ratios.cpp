@@ -71,7 +71,7 @@ std::string Ratios::Table() const {
                std::forward_as_tuple(b.topic, b.size.size(), b.size);
     });
     // One line for each peer: what is measured differs from topic to topic, and so do the peers.
-    std::vector<std::vector<std::string>> lines{{"topic", "n", ours, "peer", "its time", "ours/peer"}};
+    std::vector<std::vector<std::string>> lines{{"ours/peer", "topic", "n", ours, "peer", "its time"}};
     for (auto const& row : rows) {
         auto const time = [](Cell const& cell) {
             return cell.failed || cell.seconds.empty() ? -1 : Median(cell.seconds);
@@ -82,19 +82,19 @@ std::string Ratios::Table() const {
         auto const own = row.cells.find(ours);
         std::string const ownText = own == row.cells.end() ? "" : text(own->second);
         bool const isAlone = own != row.cells.end() && row.cells.size() == 1;
-        if (isAlone) lines.push_back({row.topic, row.size, ownText, "", "", ""});
+        if (isAlone) lines.push_back({"", row.topic, row.size, ownText, "", ""});
         for (auto const& [who, cell] : row.cells) {
             if (who == ours) continue;
             bool const isRatio = own != row.cells.end() && time(own->second) >= 0 && time(cell) > 0;
-            lines.push_back({row.topic, row.size, ownText, who, text(cell),
-                             isRatio ? Number(time(own->second) / time(cell), std::chars_format::fixed, 2) : ""});
+            lines.push_back({isRatio ? Number(time(own->second) / time(cell), std::chars_format::fixed, 2) : "",
+                             row.topic, row.size, ownText, who, text(cell)});
         }
     }
 
     std::vector<std::size_t> widths(lines[0].size());
     for (auto const& line : lines)
         for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
-    auto const isText = [](std::size_t column) { return column < 2 || column == 3; };
+    auto const isText = [](std::size_t column) { return column == 1 || column == 2 || column == 4; };
     std::string table;
     for (std::size_t l = 0; l < lines.size(); ++l) {
         for (std::size_t i = 0; i < widths.size(); ++i) {

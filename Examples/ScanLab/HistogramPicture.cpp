@@ -94,7 +94,9 @@ std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, 
     });
     int highest = 1;
     for (int i = 0; i < columns; ++i) highest = std::max(highest, counts.NumColumnValues(i));
-    double const peak = 1.05 * highest;
+    // What a normal distribution with this mean and sigma would give is drawn above the columns.
+    double const area = core.count * (high - low) / columns / (sigma * KxMath::Sqrt(KxMath::TwoPi));
+    double const peak = 1.05 * std::max<double>(highest, area);
     auto const x = [&](double value) { return left + (value - low) / (high - low) * (right - left); };
     auto const y = [&](double count) { return bottom - count / peak * (bottom - top); };
     std::wstring const u = unit.Len() > 0 ? L" " + Escaped(unit) : std::wstring();
@@ -105,13 +107,13 @@ std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, 
         L"font-size=\"13\">\n"
         L"<rect width=\"%.0f\" height=\"%.0f\" fill=\"white\"/>\n",
         width, height, width, height);
-    p.Text(left, 34, L"start", Escaped(title), L"font-size=\"18\" font-weight=\"bold\"");
-    p.Text(
-        left, 58, L"start",
-        KxxFormat(L"%d points; mean %s%s, \u03c3 %.4g%s (without what lies beyond 3\u03c3: %.2f %%); from %s to %s%s",
-                  deviations.Count(), Told(core.mean, sigma), u, core.sigma, u,
-                  100.0 * (deviations.Count() - core.count) / deviations.Count(), Told(deviations.Min(), sigma),
-                  Told(deviations.Max(), sigma), u));
+    p.Text(left, 26, L"start", Escaped(title), L"font-size=\"18\" font-weight=\"bold\"");
+    p.Text(left, 46, L"start",
+           KxxFormat(L"%d points; mean %s%s, \u03c3 %.4g%s (without what lies beyond 3\u03c3: %.2f %%)",
+                     deviations.Count(), Told(core.mean, sigma), u, core.sigma, u,
+                     100.0 * (deviations.Count() - core.count) / deviations.Count()));
+    p.Text(left, 63, L"start",
+           KxxFormat(L"from %s to %s%s", Told(deviations.Min(), sigma), Told(deviations.Max(), sigma), u));
 
     double const countStep = std::max(1.0, NiceStep(peak, 5));
     for (int i = 0; i < 20 && i * countStep <= peak; ++i) {
@@ -127,12 +129,10 @@ std::wstring HistogramPicture(KxHistogram const& values, KxString const& title, 
         p.Add(L"<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\"/>\n", x0 + 0.5, y(count),
               x1 - x0 - 1.0, bottom - y(count), HtmlOf(isInside ? colors.inner : colors.outer));
     }
-    // What a normal distribution with this mean and sigma would give.
-    double const area = core.count * (high - low) / columns / (sigma * KxMath::Sqrt(KxMath::TwoPi));
     p.Add(L"<polyline fill=\"none\" stroke=\"#333\" stroke-width=\"1.5\" points=\"");
     for (int i = 0; i <= 120; ++i) {
         double const value = low + (high - low) * i / 120;
-        p.Add(L"%.1f,%.1f ", x(value), KxMath::Max(top, y(area * KxMath::Gaussian(value - core.mean, sigma))));
+        p.Add(L"%.1f,%.1f ", x(value), y(area * KxMath::Gaussian(value - core.mean, sigma)));
     }
     p.Add(L"\"/>\n");
 

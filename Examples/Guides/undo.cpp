@@ -1,13 +1,11 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The code of Doc/undo.md: it stands here, so that it compiles, and does what is said there.
-#include "hbtools/state/syUndoRedo.h"
-
-#include "../base/Guide.h"
-
+// The code of Doc/undo.md: a change of the data is taken back and done again.
+#include <cstdio>
 #include <memory>
 #include <vector>
+#include <hbtools/hbtools.h>
 
 using namespace KxN;
 
@@ -19,7 +17,6 @@ Points Filtered(Points const& scan) {
     return std::make_shared<std::vector<double> const>(scan->begin() + 1, scan->end());
 }
 
-// clang-format off
 class ScanState : public KxState {
 public:
     explicit ScanState(Points& live) : m_live(live) {}
@@ -33,23 +30,17 @@ private:
     Points m_kept;
 };
 
-TEST(UndoGuide, CodeOfTheDocumentation) {
-    Points const first = std::make_shared<std::vector<double> const>(std::vector<double>{1, 2, 3});
-    Points scan = first;
+}  // namespace
+
+int main() {
+    Points scan = std::make_shared<std::vector<double> const>(std::vector<double>{1, 2, 3});
     KxUndoRedo history;
     history.Begin(L"Filter");
     history.SaveState(new ScanState(scan));  // before the change, for each part of it
     scan = Filtered(scan);
     history.End(L"");
     if (history.CanUndo()) history.Undo();
-    EXPECT_EQ(scan, first);
+    std::printf("undone: %zu values\n", scan->size());
     history.Redo();
-    EXPECT_EQ(*scan, (std::vector<double>{2, 3}));
+    std::printf("done again: %zu values\n", scan->size());
 }
-// clang-format on
-
-TEST(UndoGuide, ShowsWhatStandsHere) {
-    test::ExpectGuideShows("/Doc/undo.md", "/Tests/state/TestGuide.cpp", 2);
-}
-
-}  // namespace

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The code of Doc/languages.md: it stands here, so that it compiles, and does what is said there. So does the example of
-// Doc/formats/satellites.md.
+// A program, an extension and the library change their language together; and the example of
+// Doc/formats/satellites.md is read.
 #include "hbtools/localisation/syLocalizer.h"
 
 #include "LocalisationTest.h"
@@ -19,7 +19,7 @@ using namespace test;
 
 class Guide : public ModuleTree {};
 
-TEST_F(Guide, CodeOfTheDocumentation) {
+TEST_F(Guide, ProgramExtensionAndLibrary) {
     Put("ini", "[Languages]\nFrench=0x0C;1\nSwiss=7;2\nPseudo=0x101;1\n");
     KxString const settings = Path("ini"), wanted = L"English";
     HINSTANCE const module = AfxLoadLibrary(m_module);

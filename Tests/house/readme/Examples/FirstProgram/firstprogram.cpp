@@ -1,4 +1,0 @@
-// [README
-#include <hbtools/hbtools.h>
-int answer = 42;
-// README]

@@ -1,0 +1,4 @@
+    void Run() {
+        int answer = 42;
+        int other;
+    }
