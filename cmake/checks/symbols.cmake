@@ -1,0 +1,35 @@
+# The symbols that the library LIBRARY exports, by NM, are those of the list LIST: whoever adds, removes or changes one sees
+# that the binary interface changes. With WRITE the list is made anew. Inline functions and what the standard library leaves
+# behind are left out, since the optimiser decides which of them there are.
+cmake_policy(VERSION 3.25)
+include(${CMAKE_CURRENT_LIST_DIR}/report.cmake)
+
+execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+# Semicolons and brackets would part and join the elements of a list.
+string(REPLACE ";" "%" symbols "${symbols}")
+string(REPLACE "[" "<:" symbols "${symbols}")
+string(REPLACE "]" ":>" symbols "${symbols}")
+string(REGEX MATCHALL "[0-9a-f]+ ([TDBR]|V [^\n]*Kx) ?[^\n]+" symbols "${symbols}")
+list(TRANSFORM symbols REPLACE "^[0-9a-f]+ [TDBRV] " "")
+list(REMOVE_DUPLICATES symbols)
+list(SORT symbols)
+if(WRITE)
+  list(JOIN symbols "\n" text)
+  file(WRITE ${LIST} "${text}\n")
+  return()
+endif()
+
+file(STRINGS ${LIST} listed)
+foreach(symbol IN LISTS symbols)
+  if(NOT symbol IN_LIST listed)
+    fault("exported, but not listed: ${symbol}")
+  endif()
+endforeach()
+foreach(symbol IN LISTS listed)
+  if(NOT symbol IN_LIST symbols)
+    fault("listed, but no longer exported: ${symbol}")
+  endif()
+endforeach()
+if(faults GREATER 0)
+  message(FATAL_ERROR "the binary interface has changed: tell so in CHANGELOG.md and run the target symbols")
+endif()
