@@ -44,6 +44,8 @@ clang the compile commands
 clang-format the layout of the sources
 clang-tidy the checks of the sources
 python3 running them'
+packages_coverage='
+gcovr figures and pages from the counters'
 packages_bench='
 libbenchmark-dev the benchmarks
 libhdf5-dev a peer of the archives

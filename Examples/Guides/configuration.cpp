@@ -4,13 +4,13 @@
 // The code of Doc/configuration.md: settings are read with their ranges, changed, and all else in the file stays.
 #include <cstdio>
 #include <fstream>
-#include <hbtools/hbtools.h>
 #include <iostream>
+#include <hbtools/hbtools.h>
 
 int main() {
     char const path[] = "scanner.ini";
     std::ofstream(path) << "; comment\n[Scanner]\nPort = COM1\nSpeed = 12.5\nSize = 640;480\n";
-    KxN::KxxLimits().textFileBytes = 1u << 30;   // configuration files up to 1 GiB
+    KxN::KxxLimits().textFileBytes = 1u << 30;  // configuration files up to 1 GiB
     try {
         // clang-format off
         KxN::KxConfiguration config(path, 1);                             // 1: failures throw

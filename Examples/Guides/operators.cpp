@@ -4,8 +4,8 @@
 // The code of Doc/operators.md: an operator is run by a line and by a macro, and its settings are stored.
 #include <cstdio>
 #include <fstream>
-#include <hbtools/hbtools.h>
 #include <iostream>
+#include <hbtools/hbtools.h>
 
 using namespace KxN;
 
