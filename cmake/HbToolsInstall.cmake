@@ -20,6 +20,13 @@ endforeach()
 if(TARGET scanlab)
   install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/demo.mac DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
 endif()
+# The debugger reads the first by itself where the package of the library stands; the folder names its place.
+if(TARGET hbtools)
+  install(FILES ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools_gdb.py RENAME $<TARGET_FILE_NAME:hbtools>-gdb.py COMPONENT dev
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/usr/${CMAKE_INSTALL_LIBDIR})
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools_gdb.py ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools.natvis
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Inc/hbtools DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
   FILES_MATCHING PATTERN *.h)
 if(EXISTS ${PROJECT_SOURCE_DIR}/Resources)

@@ -31,6 +31,7 @@ packages_test='
 libgtest-dev the tests
 python3 the tests of JSON output
 chromium the test of the page that hbtag makes
+gdb the test of what a debugger shows
 doxygen the reference, whose warnings are failures
 zip archives by another program
 unzip the same

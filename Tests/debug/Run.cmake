@@ -1,0 +1,15 @@
+# Has GDB print the objects of PROGRAM with the printers PRINTERS, and compares with EXPECTED.
+cmake_policy(VERSION 3.25)
+execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8
+  ${GDB} -batch -nx -ex "source ${PRINTERS}" -x ${CMAKE_CURRENT_LIST_DIR}/Shown.gdb ${PROGRAM}
+  OUTPUT_VARIABLE printed ERROR_VARIABLE errors INPUT_FILE /dev/null)
+file(READ ${EXPECTED} expected)
+string(FIND "${printed}" "$1 = " begin)
+if(begin LESS 0)
+  message(FATAL_ERROR "nothing was printed: ${printed}${errors}")
+endif()
+string(SUBSTRING "${printed}" ${begin} -1 printed)
+string(REPLACE "[Inferior 1" "\n[Inferior 1" printed "${printed}")
+if(NOT printed STREQUAL expected)
+  message(FATAL_ERROR "printed\n${printed}${errors}\ninstead of\n${expected}")
+endif()
