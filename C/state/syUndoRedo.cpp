@@ -37,6 +37,16 @@ void AddHead(States& states, Names& names, KxTSmartPointer<KxState> const& state
     Add<&States::AddHead, &Names::AddHead, &States::RemoveHead>(states, names, state, name);
 }
 
+void RemoveTail(States& states, Names& names) {
+    states.RemoveTail();
+    names.RemoveTail();
+}
+
+void RemoveHead(States& states, Names& names) {
+    states.RemoveHead();
+    names.RemoveHead();
+}
+
 ULONGLONG SizeOf(States const& states) {
     ULONGLONG size = 0;
     for (KxTSmartPointer<KxState> const& state : states) size += state->GetSize();
@@ -48,12 +58,16 @@ ULONGLONG SizeOf(States const& states) {
 KxUndoRedo::KxUndoRedo(KxUndoRedo const& other)
     : m_limit(other.m_limit),
       m_current(other.m_current),
+      m_currentSize(other.m_currentSize),
       m_level(other.m_level),
+      m_isDropped(other.m_isDropped),
       m_name(other.m_name),
       m_undoStates(other.m_undoStates),
       m_redoStates(other.m_redoStates),
       m_undoNames(other.m_undoNames),
-      m_redoNames(other.m_redoNames) {
+      m_redoNames(other.m_redoNames),
+      m_left(other.m_left),
+      m_isLeftRead(other.m_isLeftRead) {
     SignalChanged.ConnectAsIn(other.SignalChanged);
     SignalUndone.ConnectAsIn(other.SignalUndone);
     SignalRedone.ConnectAsIn(other.SignalRedone);
@@ -67,12 +81,16 @@ KxUndoRedo& KxUndoRedo::operator=(KxUndoRedo const& other) {
     SignalRedone.ConnectAsIn(copy.SignalRedone);
     m_limit = copy.m_limit;
     std::swap(m_current, copy.m_current);
+    m_currentSize = copy.m_currentSize;
     m_level = copy.m_level;
+    m_isDropped = copy.m_isDropped;
     std::swap(m_name, copy.m_name);
     std::swap(m_undoStates, copy.m_undoStates);
     std::swap(m_redoStates, copy.m_redoStates);
     std::swap(m_undoNames, copy.m_undoNames);
     std::swap(m_redoNames, copy.m_redoNames);
+    std::swap(m_left, copy.m_left);
+    m_isLeftRead = copy.m_isLeftRead;
     return *this;
 }
 
@@ -82,6 +100,7 @@ void KxUndoRedo::Begin(CString const& name) {
         m_current = new KxCompositeState;
         m_name = std::move(copy);
         m_currentSize = 0;
+        m_isDropped = false;
     }
     ++m_level;
 }
@@ -89,6 +108,7 @@ void KxUndoRedo::Begin(CString const& name) {
 void KxUndoRedo::SaveState(KxState* state) {
     KxTSmartPointer<KxState> const kept(state);
     if (!m_current || !state) AfxThrowInvalidArgException();
+    if (m_isDropped) return;
     state->Read();
     ULONGLONG const size = m_currentSize + state->GetSize();
     if (size > KxxLimits().undoMemory) {
@@ -106,22 +126,33 @@ void KxUndoRedo::End(CString const& name) {
         --m_level;
         return;
     }
-    bool const isEmpty = m_current->NumStates() == 0;
-    if (!isEmpty) {
+    bool const isKept = !m_isDropped && m_current->NumStates() > 0;
+    if (isKept) {
+        ForgetUnread();
         AddTail(m_undoStates, m_undoNames, KxTSmartPointer<KxState>(m_current.Get()), name.IsEmpty() ? m_name : name);
         m_redoStates.RemoveAll();
         m_redoNames.RemoveAll();
-        ULONGLONG size = SizeOf(m_undoStates);
-        while (m_undoStates.Count() > m_limit || (m_undoStates.Count() > 1 && size > KxxLimits().undoMemory)) {
-            size -= m_undoStates.Head()->GetSize();
-            m_undoStates.RemoveHead();
-            m_undoNames.RemoveHead();
-        }
+        m_left = nullptr;
+        while (m_undoStates.Count() > m_limit) RemoveHead(m_undoStates, m_undoNames);
+        KeepToLimit(true);
     }
+    Close();
+    if (isKept) SignalChanged.Emit(this);
+}
+
+void KxUndoRedo::Drop() noexcept {
+    if (m_level == 0) return;
+    m_isDropped = true;
+    if (m_level == 1)
+        Close();
+    else
+        --m_level;
+}
+
+void KxUndoRedo::Close() noexcept {
     m_level = 0;
     m_current = nullptr;
     m_name = CString();
-    if (!isEmpty) SignalChanged.Emit(this);
 }
 
 void KxUndoRedo::Clear() {
@@ -129,37 +160,71 @@ void KxUndoRedo::Clear() {
     m_undoNames.RemoveAll();
     m_redoStates.RemoveAll();
     m_redoNames.RemoveAll();
+    m_left = nullptr;
     SignalChanged.Emit(this);
 }
 
 void KxUndoRedo::Undo() {
+    ForgetUnread();
     if (m_undoStates.Count() == 0) return;
     KxTSmartPointer<KxState> const step = m_undoStates.Tail();
-    KxTSmartPointer<KxState> const present(step->Clone());
-    AddHead(m_redoStates, m_redoNames, present, m_undoNames.Tail());
-    present->Read();
-    step->Write();
-    if (m_undoStates.Count() > 0 && m_undoStates.Tail() == step) {  // the application may have changed the history
-        m_undoStates.RemoveTail();
-        m_undoNames.RemoveTail();
+    if (!m_left || m_redoStates.Count() == 0 || m_redoStates.Head() != m_left) {
+        m_left = step->Clone();
+        m_isLeftRead = false;
+        AddHead(m_redoStates, m_redoNames, m_left, m_undoNames.Tail());
+        m_left->Read();
+        m_isLeftRead = true;
     }
+    step->Write();
+    m_left = nullptr;
+    if (m_undoStates.Count() > 0 && m_undoStates.Tail() == step)  // the application may have changed the history
+        RemoveTail(m_undoStates, m_undoNames);
+    KeepToLimit(false);
     SignalChanged.Emit(this);
     SignalUndone.Emit(this);
 }
 
 void KxUndoRedo::Redo() {
+    ForgetUnread();
     if (m_redoStates.Count() == 0) return;
     KxTSmartPointer<KxState> const step = m_redoStates.Head();
-    KxTSmartPointer<KxState> const present(step->Clone());
-    AddTail(m_undoStates, m_undoNames, present, m_redoNames.Head());
-    present->Read();
-    step->Write();
-    if (m_redoStates.Count() > 0 && m_redoStates.Head() == step) {
-        m_redoStates.RemoveHead();
-        m_redoNames.RemoveHead();
+    if (!m_left || m_undoStates.Count() == 0 || m_undoStates.Tail() != m_left) {
+        m_left = step->Clone();
+        m_isLeftRead = false;
+        AddTail(m_undoStates, m_undoNames, m_left, m_redoNames.Head());
+        m_left->Read();
+        m_isLeftRead = true;
     }
+    step->Write();
+    m_left = nullptr;
+    if (m_redoStates.Count() > 0 && m_redoStates.Head() == step) RemoveHead(m_redoStates, m_redoNames);
+    KeepToLimit(true);
     SignalChanged.Emit(this);
     SignalRedone.Emit(this);
+}
+
+// A snapshot that could not be taken has nothing to give back.
+void KxUndoRedo::ForgetUnread() {
+    if (!m_left || m_isLeftRead) return;
+    if (m_redoStates.Count() > 0 && m_redoStates.Head() == m_left)
+        RemoveHead(m_redoStates, m_redoNames);
+    else if (m_undoStates.Count() > 0 && m_undoStates.Tail() == m_left)
+        RemoveTail(m_undoStates, m_undoNames);
+    m_left = nullptr;
+}
+
+// What is farthest goes first; the snapshot that was just taken stays.
+void KxUndoRedo::KeepToLimit(bool isUndoNewest) {
+    ULONGLONG size = SizeOf(m_undoStates) + SizeOf(m_redoStates);
+    auto const trim = [&size](States& states, Names& names, bool atHead, int least) {
+        while (size > KxxLimits().undoMemory && states.Count() > least) {
+            size -= (atHead ? states.Head() : states.Tail())->GetSize();
+            atHead ? RemoveHead(states, names) : RemoveTail(states, names);
+        }
+    };
+    if (isUndoNewest) trim(m_undoStates, m_undoNames, true, 1);
+    trim(m_redoStates, m_redoNames, false, isUndoNewest ? 0 : 1);
+    if (!isUndoNewest) trim(m_undoStates, m_undoNames, true, 0);
 }
 
 ULONGLONG KxUndoRedo::GetSize() const {

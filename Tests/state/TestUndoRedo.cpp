@@ -22,6 +22,7 @@ struct Data {
     int value = 0;
     std::string calls;
     char fails = ' ';
+    bool takesValue = false;  // bytes of a state
 };
 
 class NumberState : public KxState {
@@ -33,7 +34,7 @@ public:
     void Read() override { Call('r'), m_value = m_data.value; }
     void Write() override { Call('w'), m_data.value = m_value; }
     KxState* Clone() override { return new NumberState(m_data, m_name, m_size); }
-    ULONGLONG GetSize() const override { return m_size; }
+    ULONGLONG GetSize() const override { return m_size + (m_data.takesValue ? static_cast<ULONGLONG>(m_value) : 0); }
 
 private:
     void Call(char what) {
@@ -192,11 +193,69 @@ TEST_F(UndoRedo, KeepsTwentyStepsAndTheMemoryLimit) {
     EXPECT_EQ(g_alive, 1);
 }
 
+// The other side of a step may be larger than the step.
+TEST_F(UndoRedo, UndoAndRedoKeepTheMemoryLimit) {
+    data.takesValue = true;
+    auto const former = std::exchange(KxxLimits().undoMemory, 100);
+    for (int i = 1; i <= 5; ++i) Step(10 * i, std::to_wstring(i).c_str());  // the states take 0, 10, 20, 30 and 40
+    struct Case {
+        int value;  // that the data grew to
+        void (KxUndoRedo::*move)();
+        wchar_t const *undo, *redo;
+        ULONGLONG size;
+        int valueAfter;
+    };
+    for (auto const& [value, move, undoNames, redoNames, size, valueAfter] :
+         {Case{60, &KxUndoRedo::Undo, L"4 ", L"5 ", 30 + 60, 40},  // the farthest are gone
+          Case{40, &KxUndoRedo::Undo, L"", L"4 5 ", 40 + 60, 30}, Case{90, &KxUndoRedo::Redo, L"4 ", L"", 90, 40},
+          Case{200, &KxUndoRedo::Undo, L"", L"4 ", 200, 90}}) {  // what was just there stays
+        data.value = value;
+        (undo.*move)();
+        EXPECT_EQ(Listed(undo.UndoNames()), undoNames) << value;
+        EXPECT_EQ(Listed(undo.RedoNames()), redoNames) << value;
+        EXPECT_EQ(undo.GetSize(), size);
+        EXPECT_EQ(data.value, valueAfter);
+    }
+    KxxLimits().undoMemory = former;
+}
+
+TEST_F(UndoRedo, ADroppedBracketLeavesNoStep) {
+    Step(1, L"one");
+    undo.Undo();
+    undo.Begin(L"outer");
+    undo.SaveState(new NumberState(data));
+    undo.Begin(L"inner");
+    undo.SaveState(new NumberState(data));
+    undo.Drop();
+    undo.SaveState(new NumberState(data));
+    undo.End(L"named");
+    undo.Drop();  // none is open
+    EXPECT_EQ(Listed(undo.UndoNames()) + L"|" + Listed(undo.RedoNames()), L"|one ");
+    EXPECT_EQ(g_alive, 1);
+    EXPECT_EQ(log.text, "ccu");
+    Step(2, L"two");
+    EXPECT_EQ(Listed(undo.UndoNames()), L"two ");
+}
+
 TEST_F(UndoRedo, StaysUsableWhenAStateFails) {
     Step(1);
     data.fails = 'w';
-    EXPECT_EQ(test::Thrown<KxException>([&] { undo.Undo(); }), "failed");
-    EXPECT_TRUE(undo.CanUndo() && undo.CanRedo());  // as they stood at that moment
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(test::Thrown<KxException>([&] { undo.Undo(); }), "failed");
+    EXPECT_EQ(undo.UndoNames().Count(), 1);  // as they stood at that moment, and no more the next time
+    EXPECT_EQ(undo.RedoNames().Count(), 1);
+    data.fails = ' ';
+    data.value = 7;  // half of an undo
+    undo.Undo();
+    EXPECT_EQ(data.value, 0);
+    undo.Redo();
+    EXPECT_EQ(data.value, 1);  // what was there before the first
+    data.fails = 'r';
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(test::Thrown<KxException>([&] { undo.Undo(); }), "failed");
+    EXPECT_TRUE(undo.CanUndo() && undo.RedoNames().Count() == 1);
+    data.fails = ' ';
+    undo.Redo();  // has nothing to give
+    EXPECT_EQ(data.value, 1);
+    EXPECT_FALSE(undo.CanRedo());
     data.fails = 'r';
     undo.Begin(L"failing");
     EXPECT_EQ(test::Thrown<KxException>([&] { undo.SaveState(new NumberState(data)); }), "failed");

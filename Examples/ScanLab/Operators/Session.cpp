@@ -40,15 +40,17 @@ bool Session::Change(KxString const& step, Content next) {
     bool isKept = true;
     m_history.Begin(step);
     try {
-        m_history.SaveState(new State(*this, next));
-    } catch (KxException* tooLarge) {
-        tooLarge->Delete();
-        isKept = false;
-    } catch (...) {
+        try {
+            m_history.SaveState(new State(*this, next));
+        } catch (KxException* tooLarge) {
+            tooLarge->Delete();
+            isKept = false;
+        }
         m_history.End(L"");
+    } catch (...) {
+        m_history.Drop();
         throw;
     }
-    m_history.End(L"");
     if (!isKept) m_history.Clear();
     m_content = std::move(next);
     return isKept;

@@ -27,7 +27,7 @@ struct KxLimits {
     std::size_t postedCalls = 1u << 20;
     /// Macros that run one within another, in one thread.
     int macroDepth = 32;
-    /// Bytes that the undo steps of one history may take together, as far as their states tell.
+    /// Bytes that the steps of one history, for undo and redo, may take together, as far as their states tell.
     unsigned long long undoMemory = 4ULL << 30;
     /// Bytes that one zip archive may bring out, in all and for each byte of its own; no honest one reaches 1033.
     unsigned long long zipTotal = 1ULL << 40;

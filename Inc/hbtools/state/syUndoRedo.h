@@ -8,8 +8,9 @@
 //     RemoveStrays(scan);
 //     undo.End(L"");
 //
-// Undo and Redo swap the live data with the snapshot of the newest step. The last 20 steps are kept, and fewer where their
-// states take more memory than KxLimits::undoMemory. Signals run on the caller's thread, the one thread of the object.
+// Undo and Redo swap the live data with the snapshot of the newest step. The last 20 steps are kept, and fewer where all
+// snapshots, those for Redo included, take more memory than KxLimits::undoMemory: what is farthest goes first. Only the one
+// that Undo or Redo just took stays whatever its size. Signals run on the caller's thread, the one thread of the object.
 #pragma once
 
 #include "hbtools/base/syString.h"
@@ -39,12 +40,17 @@ public:
     /// it: the application leaves the change alone, or makes it and clears the history.
     virtual void SaveState(KxState* state);
     /// Ends a bracket, and with the outermost the step. A name that is not empty replaces the one of Begin. A step without
-    /// states leaves no trace; any other ends the redo history. @throws CInvalidArgException without a bracket
+    /// states leaves no trace; any other ends the redo history. @throws CInvalidArgException without a bracket;
+    /// std::bad_alloc, and the bracket is still open
     virtual void End(CString const& name);
+    /// Ends a bracket in place of End, and the step that it belongs to is not kept: for changes that failed. The application
+    /// puts back what it changed, or clears the history. Nothing without a bracket.
+    void Drop() noexcept;
     /// Forgets all steps. A bracket that is open stays so.
     virtual void Clear();
     /// Only if there is a step: ask CanUndo, CanRedo first; otherwise nothing happens. If a state throws, the steps stay as
-    /// they are at that moment.
+    /// they are at that moment: the step, and its twin on the other side. The next call tries again with the same twin if
+    /// that holds the data of before, and forgets it if it could not read them.
     virtual void Undo();
     virtual void Redo();
     virtual bool CanUndo() const { return m_undoStates.Count() > 0; }
@@ -62,13 +68,20 @@ public:
     KxTSignal<KxUndoRedo*> SignalRedone;   ///< After SignalChanged.
 
 private:
+    void Close() noexcept;
+    void ForgetUnread();
+    void KeepToLimit(bool isUndoNewest);
+
     int m_limit = 20;
     KxTSmartPointer<KxCompositeState> m_current;
     ULONGLONG m_currentSize = 0;  // of its states when they were saved
     int m_level = 0;
+    bool m_isDropped = false;  // the step of the open bracket
     CString m_name;
     States m_undoStates, m_redoStates;
     Names m_undoNames, m_redoNames;
+    KxTSmartPointer<KxState> m_left;  // the twin that an Undo or Redo which failed left on the other side
+    bool m_isLeftRead = false;
 };
 #pragma GCC diagnostic pop
 
