@@ -17,8 +17,8 @@ namespace KxN::detail {
 /// goes beyond a limit or has a document type; `failure` tells why and where then.
 bool ReadXml(pugi::xml_document& document, std::string_view bytes, char const* encoding, KxString& failure);
 
-/// The bytes of a file, in the encoding that the document declares.
-std::string WriteXml(pugi::xml_document const& document);
+/// The bytes of a file, in the encoding that the document declares. False if that is none that we have; `failure` names it.
+bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& failure);
 /// The text of a node, as UTF-8.
 std::string TextOfXml(pugi::xml_node node);
 

@@ -30,18 +30,32 @@ KxString Wide(char const* utf8) {
     return KxString(KxxWidenUtf8(utf8));
 }
 
-/// What the cursor calls a node.
-std::string_view NameOf(pugi::xml_node node) {
-    switch (node.type()) {
-        case pugi::node_pcdata: return "#TEXT#";
-        case pugi::node_cdata: return "#CDATA#";
-        case pugi::node_comment: return "#comment";
-        default: return node.name();
-    }
+/// Whether the cursor may stand on a node. At the top of the document, that is the root alone.
+bool IsSeen(pugi::xml_node node) {
+    pugi::xml_node_type const type = node.type();
+    return type == pugi::node_element || type == pugi::node_pcdata || type == pugi::node_cdata;
 }
 
-bool IsNamed(pugi::xml_node node, std::string const& name) {
-    return node.type() == pugi::node_element && name == node.name();
+/// What the cursor calls a node that it may stand on.
+std::string_view NameOf(pugi::xml_node node) {
+    pugi::xml_node_type const type = node.type();
+    return type == pugi::node_pcdata ? "#TEXT#" : type == pugi::node_cdata ? "#CDATA#" : node.name();
+}
+
+/// The first node from there on that the cursor may stand on and, if a name is given, has it.
+constexpr auto forward = [](pugi::xml_node node) { return node.next_sibling(); };
+constexpr auto backward = [](pugi::xml_node node) { return node.previous_sibling(); };
+constexpr auto upward = [](pugi::xml_node node) { return node.parent(); };
+template <class Step>
+pugi::xml_node_struct* Seen(pugi::xml_node node, Step step) {
+    while (node && !IsSeen(node)) node = step(node);
+    return node.internal_object();
+}
+template <class Step>
+pugi::xml_node_struct* Named(pugi::xml_node node, wchar_t const* name, Step step) {
+    std::string const wanted = KxxToUtf8(name);
+    while (node && !(IsSeen(node) && NameOf(node) == wanted)) node = step(node);
+    return node.internal_object();
 }
 
 void AppendText(pugi::xml_node node, std::string& text) {
@@ -96,18 +110,16 @@ pugi::xml_node FindInstruction(pugi::xml_document const& tree, wchar_t const* he
     return {};
 }
 
-/// Gives an instruction its content. False if it could not stand in a document.
+/// Gives an instruction or the declaration its content. False if it could not stand in a document.
 bool Fill(pugi::xml_node node, wchar_t const* header, Pairs const& pairs) {
     std::wstring const text = Joined(pairs);
     if (!IsXmlName(header) || !IsXmlText(text) || text.find(L"?>") != text.npos) return false;
-    if (node.type() != pugi::node_declaration)
-        return node.set_name(KxxToUtf8(header).c_str()) && node.set_value(KxxToUtf8(text).c_str());
-    // What the declaration may hold is decided by who reads it.
+    // Who reads it decides what else the declaration may not hold, and which targets are reserved.
     pugi::xml_document probe;
     KxString failure;
-    if (!ReadXml(probe, "<?xml " + KxxToUtf8(text) + "?><a/>", "UTF-8", failure)) return false;
-    while (node.first_attribute()) node.remove_attribute(node.first_attribute());
-    bool isDone = node.set_name("xml");
+    if (!ReadXml(probe, "<?" + KxxToUtf8(header) + " " + KxxToUtf8(text) + "?><a/>", "UTF-8", failure)) return false;
+    bool isDone = node.set_name(KxxToUtf8(header).c_str());
+    if (node.type() != pugi::node_declaration) return isDone && node.set_value(KxxToUtf8(text).c_str());
     for (auto const& [name, value] : pairs)
         isDone = isDone && node.append_attribute(KxxToUtf8(name).c_str()).set_value(KxxToUtf8(value).c_str());
     return isDone;
@@ -124,8 +136,13 @@ XML_PARSER::~XML_PARSER() = default;
 void XML_PARSER::Parse_XML_Document() {}
 
 int XML_PARSER::Fail(wchar_t const* text) {
-    m_lastError = text;
+    m_failure = text;
     return 0;
+}
+
+KxString const& XML_PARSER::Get_LastError() const {
+    if (m_failure) m_lastError = std::exchange(m_failure, nullptr);
+    return m_lastError;
 }
 
 // ---- the document ----
@@ -137,14 +154,19 @@ int XML_PARSER::Init_MSXML() {
 
 void XML_PARSER::Reset_XML_Document() {
     Init_MSXML();
-    m_documentText = m_loadFailure = KxString();
+    m_text = m_documentText = m_loadFailure = KxString();
     SetCurrent(nullptr);
 }
 
 int XML_PARSER::Load(std::string const& bytes, char const* encoding) {
-    if (!ReadXml(m_document->tree, bytes, encoding, m_loadFailure)) return Fail(L"XML Document FAILED to load");
-    Parse_Objects();
-    return 1;
+    try {
+        if (!ReadXml(m_document->tree, bytes, encoding, m_loadFailure)) return Fail(L"XML Document FAILED to load");
+        Parse_Objects();
+        return 1;
+    } catch (...) {
+        Reset_XML_Document();
+        throw;
+    }
 }
 
 int XML_PARSER::Load_XML_Document(wchar_t const* path) {
@@ -152,12 +174,17 @@ int XML_PARSER::Load_XML_Document(wchar_t const* path) {
     std::string bytes;
     try {
         CFile file(path, CFile::modeRead);
-        if (file.GetLength() > KxxLimits().textFileBytes) {
+        ULONGLONG const size = file.GetLength();
+        if (size > KxxLimits().textFileBytes) {
             m_loadFailure = L"the file is too large";
             return Fail(L"XML Document FAILED to load");
         }
-        bytes.resize(static_cast<std::size_t>(file.GetLength()));
-        bytes.resize(file.Read(bytes.data(), static_cast<UINT>(bytes.size())));
+        bytes.resize(static_cast<std::size_t>(size));
+        std::size_t got = 0;
+        constexpr std::size_t most = 1U << 30;
+        while (UINT const part = file.Read(bytes.data() + got, static_cast<UINT>(std::min(bytes.size() - got, most))))
+            got += part;
+        bytes.resize(got);
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
         m_loadFailure = CException::TextOf(*exception);
@@ -170,7 +197,20 @@ int XML_PARSER::Load_XML_Document(wchar_t const* path) {
 void XML_PARSER::Load_XML_From_Buffer(wchar_t const* text) {
     Reset_XML_Document();
     m_documentText = text;
-    Load(KxxToUtf8(text), "UTF-8");
+    std::wstring_view const whole = text;
+    auto const bad = std::find_if(whole.begin(), whole.end(), [](wchar_t c) {
+        auto const code = static_cast<std::uint32_t>(c);
+        return (code >= 0xd800 && code < 0xe000) || code > 0x10ffff;
+    });
+    if (bad == whole.end()) {
+        Load(KxxToUtf8(whole), "UTF-8");
+        return;
+    }
+    std::wstring_view const before(whole.begin(), bad);
+    m_loadFailure.SPrintf(L"line %llu, column %llu: no character",
+                          static_cast<ULONGLONG>(std::count(before.begin(), before.end(), L'\n')) + 1,
+                          static_cast<ULONGLONG>(before.size() - (before.rfind(L'\n') + 1)) + 1);
+    Fail(L"XML Document FAILED to load");
 }
 
 /// Shows each node to the hook, depth first. No recursion: documents may be deep.
@@ -178,8 +218,10 @@ void XML_PARSER::Parse_Objects() {
     pugi::xml_node const root = m_document->tree.document_element();
     bool const hasHook = typeid(*this) != typeid(XML_PARSER);
     for (pugi::xml_node node = hasHook ? root : pugi::xml_node(); node;) {
-        SetCurrent(node.internal_object());
-        Parse_XML_Document();
+        if (IsSeen(node)) {
+            SetCurrent(node.internal_object());
+            Parse_XML_Document();
+        }
         if (pugi::xml_node const child = node.first_child()) {
             node = child;
             continue;
@@ -193,10 +235,18 @@ void XML_PARSER::Parse_Objects() {
 int XML_PARSER::Save_XML_Document(wchar_t const* path) {
     if (!m_document->tree.document_element()) return Fail(L"XML_PARSER::Save_XML_Document() : There is no node");
     try {
-        KxxSaveFile(path, WriteXml(m_document->tree));
-        return 1;
+        KxString failure;
+        std::string bytes;
+        if (WriteXml(m_document->tree, bytes, failure)) {
+            KxxSaveFile(path, bytes);
+            return 1;
+        }
+        m_failure = nullptr;
+        m_lastError = L"XML_PARSER::Save_XML_Document() : " + failure;
+        return 0;
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
+        m_failure = nullptr;
         m_lastError = CException::TextOf(*exception);
         exception->Delete();
         return 0;
@@ -249,19 +299,18 @@ int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wcha
                          [&](auto const& a, auto const& b) { return place(a.first) < place(b.first); });
         if (pairs.front().first != L"version") pairs.emplace(pairs.begin(), L"version", L"1.0");
     }
-    bool const isQuoted = std::wstring_view(value).find(L'"') == std::wstring_view::npos;
+    bool const isPair = IsXmlName(attribute) && std::wstring_view(value).find(L'"') == std::wstring_view::npos;
     pugi::xml_node const root = tree.document_element();
     pugi::xml_node_type const type = isDeclaration ? pugi::node_declaration : pugi::node_pi;
     pugi::xml_node made = old             ? tree.insert_child_before(type, old)
                           : isDeclaration ? tree.prepend_child(type)
                           : root          ? tree.insert_child_before(type, root)
                                           : tree.append_child(type);
-    if (!isQuoted || !made || !Fill(made, header, pairs)) {
+    if (!isPair || !made || !Fill(made, header, pairs)) {
         if (made) tree.remove_child(made);
         return Fail(old ? L"XML_PARSER::Set_Header() : Can't create the new processing instruction node"
                         : L"PARSER_XML::SetHeader() : Can't create new Processing node");
     }
-    if (old.internal_object() == m_current) SetCurrent(made.internal_object());
     if (old) tree.remove_child(old);
     return 1;
 }
@@ -312,78 +361,63 @@ KxString const& XML_PARSER::Get_Chain() const {
 }
 
 int XML_PARSER::MoveTo(pugi::xml_node_struct* node) {
-    if (!node || pugi::xml_node(node).type() == pugi::node_document) return 0;
+    if (!node) return Fail(L"XML_PARSER : There is no such node");
     SetCurrent(node);
     return 1;
 }
 
-template <class Step>
-int XML_PARSER::Search(pugi::xml_node_struct* first, wchar_t const* name, Step step) {
-    std::string const wanted = KxxToUtf8(name);
-    for (pugi::xml_node node(first); node; node = step(node))
-        if (NameOf(node) == wanted) return MoveTo(node.internal_object());
-    return 0;
-}
-
-namespace {
-constexpr auto next = [](pugi::xml_node node) { return node.next_sibling(); };
-constexpr auto previous = [](pugi::xml_node node) { return node.previous_sibling(); };
-constexpr auto parent = [](pugi::xml_node node) { return node.parent(); };
-}  // namespace
-
 int XML_PARSER::Go_to_Root() {
-    pugi::xml_node const root = m_document->tree.document_element();
-    return MoveTo(root.internal_object());
+    return MoveTo(m_document->tree.document_element().internal_object());
 }
 
 int XML_PARSER::Go_to_Child() {
-    return MoveTo(pugi::xml_node(m_current).first_child().internal_object());
+    return MoveTo(Seen(pugi::xml_node(m_current).first_child(), forward));
 }
 
 int XML_PARSER::Go_to_Child(wchar_t const* name) {
-    return Search(pugi::xml_node(m_current).first_child().internal_object(), name, next);
+    return MoveTo(Named(pugi::xml_node(m_current).first_child(), name, forward));
 }
 
 int XML_PARSER::Go_to_Parent() {
-    return MoveTo(pugi::xml_node(m_current).parent().internal_object());
+    return MoveTo(Seen(pugi::xml_node(m_current).parent(), upward));
 }
 
 int XML_PARSER::Go_to_Parent(wchar_t const* name) {
-    return Search(pugi::xml_node(m_current).parent().internal_object(), name, parent);
+    return MoveTo(Named(pugi::xml_node(m_current).parent(), name, upward));
 }
 
 int XML_PARSER::Go_Forward() {
-    pugi::xml_node_struct* const following = pugi::xml_node(m_current).next_sibling().internal_object();
-    return following && !Is_Root() ? MoveTo(following) : 0;
+    return MoveTo(Seen(pugi::xml_node(m_current).next_sibling(), forward));
 }
 
 int XML_PARSER::Go_Forward(wchar_t const* name) {
-    return Is_Root() ? 0 : Search(pugi::xml_node(m_current).next_sibling().internal_object(), name, next);
+    return MoveTo(Named(pugi::xml_node(m_current).next_sibling(), name, forward));
 }
 
 int XML_PARSER::Go_Backward() {
-    return Is_Root() ? 0 : MoveTo(pugi::xml_node(m_current).previous_sibling().internal_object());
+    return MoveTo(Seen(pugi::xml_node(m_current).previous_sibling(), backward));
 }
 
 int XML_PARSER::Go_Backward(wchar_t const* name) {
-    return Is_Root() ? 0 : Search(pugi::xml_node(m_current).previous_sibling().internal_object(), name, previous);
+    return MoveTo(Named(pugi::xml_node(m_current).previous_sibling(), name, backward));
 }
 
 int XML_PARSER::Go_to_FirstSibling(wchar_t const* name) {
-    return Search(pugi::xml_node(m_current).parent().first_child().internal_object(), name, next);
+    return MoveTo(Named(pugi::xml_node(m_current).parent().first_child(), name, forward));
 }
 
 int XML_PARSER::Go_to_Descendant(wchar_t const* name) {
     std::string const wanted = KxxToUtf8(name);
     pugi::xml_node const top(m_current);
-    pugi::xml_node const found = top.find_node([&](pugi::xml_node node) { return NameOf(node) == wanted; });
-    return found ? MoveTo(found.internal_object()) : 0;
+    return MoveTo(
+        top.find_node([&](pugi::xml_node node) { return IsSeen(node) && NameOf(node) == wanted; }).internal_object());
 }
 
 // ---- what it stands on ----
 
 KxString const& XML_PARSER::Get_TextValue() {
     if (!m_current) {
+        m_text = KxString();
         Fail(L"XML_PARSER::Get_TextValue() Can't set text on NULL node");
     } else {
         std::string text;
@@ -415,7 +449,7 @@ int XML_PARSER::Is_CDataSection() const {
 }
 
 int XML_PARSER::HasChildren() const {
-    return !pugi::xml_node(m_current).first_child().empty();
+    return Seen(pugi::xml_node(m_current).first_child(), forward) != nullptr;
 }
 
 long long XML_PARSER::Get_Attribute_Count() {
@@ -446,7 +480,7 @@ int XML_PARSER::Is_Having_Attribute(wchar_t const* name) {
         m_attributeIndex = i;
         return 1;
     }
-    return 0;
+    return Fail(L"XML_PARSER::Is_Having_Attribute(LPCTSTR)   : There is no such attribute");
 }
 
 CComVariant const& XML_PARSER::Get_Attribute_Value() {
@@ -525,10 +559,18 @@ int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
     pugi::xml_node node(m_current);
     if (node.type() != pugi::node_element || !IsXmlName(name) || !IsXmlText(value))
         return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : Can't set this attribute");
-    std::string const key = KxxToUtf8(name);
-    pugi::xml_attribute attribute = node.attribute(key.c_str());
-    if (!attribute) attribute = node.append_attribute(key.c_str());
-    if (!attribute.set_value(KxxToUtf8(value).c_str())) throw std::bad_alloc();
+    std::string const key = KxxToUtf8(name), text = KxxToUtf8(value);
+    std::size_t count = 0;
+    pugi::xml_attribute attribute = node.first_attribute();
+    for (; attribute && key != attribute.name(); attribute = attribute.next_attribute()) ++count;
+    if (!attribute && count >= KxxLimits().xmlAttributes)
+        return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : too many attributes");
+    bool const isNew = !attribute;
+    if (isNew) attribute = node.append_attribute(key.c_str());
+    if (!attribute.set_value(text.c_str())) {
+        if (isNew) node.remove_attribute(attribute);
+        throw std::bad_alloc();
+    }
     m_hasAttributes = false;
     return 1;
 }
@@ -548,14 +590,17 @@ int XML_PARSER::Set_TextValue(wchar_t const* text) {
     if (!IsXmlText(text))
         return Fail(L"XML_PARSER::Set_TextValue(LPCTSTR)   : The text holds a character that XML does not have");
     std::string const utf8 = KxxToUtf8(text);
-    bool isDone = true;
+    pugi::xml_node into = node;
     if (node.type() == pugi::node_element) {
-        node.remove_children();
-        if (!utf8.empty()) isDone = node.append_child(pugi::node_pcdata).set_value(utf8.c_str());
-    } else {
-        isDone = node.set_value(utf8.c_str());
+        into = utf8.empty() ? pugi::xml_node() : node.append_child(pugi::node_pcdata);
+        if (!utf8.empty() && !into.set_value(utf8.c_str())) {
+            node.remove_child(into);
+            throw std::bad_alloc();
+        }
+        while (node.first_child() != into) node.remove_child(node.first_child());
+    } else if (!node.set_value(utf8.c_str())) {
+        throw std::bad_alloc();
     }
-    if (!isDone) throw std::bad_alloc();
     return 1;
 }
 
@@ -572,11 +617,9 @@ int XML_PARSER::Remove() {
 }
 
 int XML_PARSER::RemoveChild(wchar_t const* name) {
-    pugi::xml_node node(m_current);
-    std::string const wanted = KxxToUtf8(name);
-    for (pugi::xml_node const child : node)
-        if (IsNamed(child, wanted)) return node.remove_child(child);
-    return Fail(L"XML_PARSER::RemoveChild(LPCTSTR) : There is no such child");
+    pugi::xml_node const child(Named(pugi::xml_node(m_current).first_child(), name, forward));
+    if (!child) return Fail(L"XML_PARSER::RemoveChild(LPCTSTR) : There is no such child");
+    return pugi::xml_node(m_current).remove_child(child);
 }
 
 }  // namespace KxN

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
+#include <utility>
 
 namespace KxN::detail {
 
@@ -18,18 +20,22 @@ public:
     std::string bytes;
 };
 
-enum class Encoding { utf8, utf16, ascii, latin1, windows1252 };
+enum class Encoding { utf8, utf16, utf16le, utf16be, ascii, latin1, windows1252 };
 
-Encoding DeclaredOf(pugi::xml_document const& document) {
-    pugi::xml_node const first = document.first_child();
-    KxString const upper =
-        KxString(first.type() == pugi::node_declaration ? first.attribute("encoding").value() : "").Upper();
-    std::wstring_view const name = upper.View();
-    if (name.starts_with(L"UTF-16")) return Encoding::utf16;
-    if (name == L"ISO-8859-1") return Encoding::latin1;
-    if (name == L"US-ASCII") return Encoding::ascii;
-    if (name == L"WINDOWS-1252" || name == L"CP1252") return Encoding::windows1252;
-    return Encoding::utf8;
+/// The names that reading knows too.
+std::optional<Encoding> EncodingOf(KxString const& name) {
+    static constexpr std::pair<wchar_t const*, Encoding> names[] = {
+        {L"UTF-8", Encoding::utf8},         {L"UTF-16", Encoding::utf16},
+        {L"UTF-16LE", Encoding::utf16le},   {L"UTF-16BE", Encoding::utf16be},
+        {L"US-ASCII", Encoding::ascii},     {L"ISO-8859-1", Encoding::latin1},
+        {L"CP1252", Encoding::windows1252}, {L"WINDOWS-1252", Encoding::windows1252}};
+    for (auto const& [known, encoding] : names)
+        if (name.ICompare(known) == 0) return encoding;
+    return std::nullopt;
+}
+
+bool IsNarrow(Encoding encoding) {
+    return encoding >= Encoding::ascii;
 }
 
 /// The byte of a character, -1 if there is none.
@@ -51,7 +57,7 @@ bool Fits(char const* text, Encoding encoding) {
 struct Walker : pugi::xml_tree_walker {
     bool for_each(pugi::xml_node& node) override {
         deepest = std::max(deepest, depth());
-        if (encoding == Encoding::utf8 || encoding == Encoding::utf16) return true;
+        if (!IsNarrow(encoding)) return true;
         // Where no reference may stand.
         bool const isPlain = node.type() == pugi::node_pcdata || node.type() == pugi::node_element;
         fits = fits && Fits(node.name(), encoding) && (isPlain || Fits(node.value(), encoding));
@@ -126,45 +132,82 @@ std::string Transcoded(std::string const& utf8, Encoding encoding) {
     return bytes;
 }
 
-}  // namespace
-
-std::string WriteXml(pugi::xml_document const& document) {
-    Walker walker;
-    walker.encoding = DeclaredOf(document);
-    pugi::xml_document copy;
-    copy.reset(document);
-    copy.traverse(walker);
-    Encoding encoding = walker.encoding;
-    if (!walker.fits) {
-        copy.first_child().attribute("encoding").set_value("UTF-8");
-        encoding = Encoding::utf8;
+/// As the order of bytes says; the mark is for readers to whom nobody tells it.
+std::string Utf16(std::string const& utf8, Encoding encoding) {
+    std::string bytes = encoding == Encoding::utf16 ? "\xff\xfe" : "";
+    for (char16_t const unit : KxxToUtf16(KxxWidenUtf8(utf8))) {
+        char const low = static_cast<char>(unit & 0xff), high = static_cast<char>(unit >> 8);
+        if (encoding == Encoding::utf16be)
+            bytes += {high, low};
+        else
+            bytes += {low, high};
     }
-    Prepare(copy, walker.deepest <= deepestIndented);
+    return bytes;
+}
+
+/// The children line by line, or one after the other, with what stands where the mark is.
+std::string Printed(pugi::xml_document const& prepared, char const* behindEach) {
     Collecting writer;
-    for (pugi::xml_node const node : copy) {
+    for (pugi::xml_node const node : prepared) {
         node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
-        writer.bytes += '\n';
+        writer.bytes += behindEach;
     }
     std::string utf8;
+    utf8.reserve(writer.bytes.size());
     for (char const c : writer.bytes) {
         if (c == returnMark)
             utf8 += "&#13;";
         else
             utf8 += c;
     }
-    if (encoding == Encoding::utf8) return utf8;
-    if (encoding != Encoding::utf16) return Transcoded(utf8, encoding);
-    std::u16string const units = u'\ufeff' + KxxToUtf16(KxxWidenUtf8(utf8));
-    return std::string(reinterpret_cast<char const*>(units.data()), 2 * units.size());
+    return utf8;
+}
+
+}  // namespace
+
+bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& failure) {
+    pugi::xml_attribute const declared = document.first_child().type() == pugi::node_declaration
+                                             ? document.first_child().attribute("encoding")
+                                             : pugi::xml_attribute();
+    KxString const name(declared ? KxxWidenUtf8(declared.value()) : L"UTF-8");
+    std::optional<Encoding> encoding = EncodingOf(name);
+    if (!encoding) {
+        failure.SPrintf(L"The declared encoding \"%s\" cannot be written", name);
+        return false;
+    }
+    Walker walker;
+    walker.encoding = *encoding;
+    pugi::xml_document copy;
+    copy.reset(document);
+    copy.traverse(walker);
+    if (!walker.fits) {
+        copy.first_child().attribute("encoding").set_value("UTF-8");
+        encoding = Encoding::utf8;
+    }
+    Prepare(copy, walker.deepest <= deepestIndented);
+    std::string utf8 = Printed(copy, "\n");
+    if (encoding == Encoding::utf8)
+        bytes = std::move(utf8);
+    else
+        bytes = IsNarrow(*encoding) ? Transcoded(utf8, *encoding) : Utf16(utf8, *encoding);
+    return true;
 }
 
 std::string TextOfXml(pugi::xml_node node) {
+    bool const isDocument = node.type() == pugi::node_document;
     Collecting writer;
-    if (node.type() == pugi::node_document)
-        for (pugi::xml_node const child : node) child.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
-    else
-        node.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
-    return std::move(writer.bytes);
+    for (pugi::xml_node part = isDocument ? node.first_child() : node; part;) {
+        part.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
+        part = isDocument ? part.next_sibling() : pugi::xml_node();
+    }
+    if (writer.bytes.find('\r') == std::string::npos) return std::move(writer.bytes);
+    pugi::xml_document copy;
+    for (pugi::xml_node part = isDocument ? node.first_child() : node; part;) {
+        if (!copy.append_copy(part)) throw std::bad_alloc();
+        part = isDocument ? part.next_sibling() : pugi::xml_node();
+    }
+    Prepare(copy, false);
+    return Printed(copy, "");
 }
 
 bool IsXmlName(std::wstring_view name) {

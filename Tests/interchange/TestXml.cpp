@@ -71,6 +71,8 @@ TEST_F(Xml, TheCursorMoves) {
         EXPECT_EQ(step.move(), step.result) << &step - steps;
         EXPECT_EQ(At(), step.at) << &step - steps;
     }
+    EXPECT_FALSE(xml.Go_to_FirstSibling(L"style"));  // beside the root there is nothing for the cursor
+    EXPECT_EQ(Error(), "XML_PARSER : There is no such node");
     xml.Go_to_Descendant(L"size");
     EXPECT_TRUE(xml.Is_Child_of(L"<filter>") && xml.Is_Child_of(L"<scan><filter>"));
     EXPECT_FALSE(xml.Is_Child_of(L"<scan>") || xml.Is_Child_of(L"") || xml.Is_Tag(L"size") || xml.Is_TextNode());
@@ -82,6 +84,7 @@ TEST_F(Xml, TextsAndAttributesAreRead) {
     EXPECT_EQ(test::U(xml.Get_Attribute_Name(1)) + "=" + test::U(xml.Get_Attribute_Value(1)), "unit=mm");
     EXPECT_TRUE(xml.Is_Having_Attribute(L"name"));
     EXPECT_FALSE(xml.Is_Having_Attribute(L"Name"));
+    EXPECT_EQ(Error(), "XML_PARSER::Is_Having_Attribute(LPCTSTR)   : There is no such attribute");
     EXPECT_EQ(test::U(KxString(xml.Get_Attribute_Value())), "Plate");
     EXPECT_EQ(xml.Get_Attribute_Name(2).Len(), 0);
     EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Name(int) failed");
@@ -109,8 +112,33 @@ TEST_F(Xml, TextsAndAttributesAreRead) {
         void Parse_XML_Document() override { seen += test::U(Get_Chain()) + test::U(Get_CurrentName()) + " "; }
         std::string seen;
     } hook;
-    hook.Load_XML_From_Buffer(L"<a><b>t</b><c><d/></c></a>");
+    hook.Load_XML_From_Buffer(L"<?x?><!--y--><a><b>t</b><!--z--><c><d/></c></a>");
     EXPECT_EQ(hook.seen, "a <a>b <a><b>#TEXT# <a>c <a><c>d ");
+
+    struct Throwing : XML_PARSER {
+        void Parse_XML_Document() override { throw 1; }
+    } throwing;
+    EXPECT_THROW(throwing.Load_XML_From_Buffer(L"<a/>"), int);
+    EXPECT_FALSE(throwing.Go_to_Root());
+}
+
+TEST_F(Xml, CommentsAndInstructionsArePassedBy) {
+    wchar_t const* const text =
+        L"<?xml version=\"1.0\"?><!--0--><?b 1?><a><!--1--><b/>t<?b 2?><!--3--><c><?d?></c><!--4--></a><?b 5?>";
+    xml.Load_XML_From_Buffer(text);
+    for (wchar_t const* name : {L"b", L"xml", L"#comment", L""})
+        EXPECT_FALSE(xml.Go_to_FirstSibling(name) || xml.Go_Forward(name) || xml.Go_Backward(name));
+    EXPECT_TRUE(xml.Go_to_FirstSibling(L"a") && !xml.Go_Forward() && !xml.Go_Backward());
+    EXPECT_FALSE(xml.Go_to_Descendant(L"d"));
+    std::string walked;
+    for (int moved = xml.Go_to_Child(); moved; moved = xml.Go_Forward()) walked += At();
+    EXPECT_EQ(walked, "<a><b><a><#TEXT#><a><c>");
+    EXPECT_FALSE(xml.HasChildren());
+    EXPECT_TRUE(xml.Go_Backward() && xml.Go_Backward() && !xml.Go_Backward());
+    EXPECT_EQ(Whole(), test::U(KxString(text)));
+    EXPECT_TRUE(xml.Go_to_Root() && xml.RemoveChild(L"#TEXT#") && !xml.RemoveChild(L"#TEXT#"));
+    EXPECT_TRUE(xml.Go_to_Child(L"c") && xml.Set_TextValue(L""));
+    EXPECT_EQ(Whole(), "<?xml version=\"1.0\"?><!--0--><?b 1?><a><!--1--><b/><?b 2?><!--3--><c/><!--4--></a><?b 5?>");
 }
 
 TEST_F(Xml, ChangesShow) {
@@ -164,14 +192,18 @@ TEST_F(Xml, HeadersAreWritten) {
     EXPECT_EQ(Whole(),
               "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><?style href=\"b\" type=\"text\" ?><a/>");
     for (auto const& [header, attribute, value] : {std::tuple{L"xml", L"standalone", L"perhaps"},
-
                                                    {L"style", L"a", L"?>"},
+                                                   {L"style", L"a b", L"1"},
+                                                   {L"style", L"", L"1"},
+                                                   {L"xml", L"versions", L"1.0"},
                                                    {L"style", L"a", L"\""}}) {
         EXPECT_FALSE(xml.Set_Header(header, attribute, value));
         EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : Can't create the new processing instruction node");
     }
-    EXPECT_FALSE(xml.Set_Header(L"a b", L"a", L"1"));
-    EXPECT_EQ(Error(), "PARSER_XML::SetHeader() : Can't create new Processing node");
+    for (wchar_t const* header : {L"a b", L"XML", L"Xml", L"", L"a?><b"}) {
+        EXPECT_FALSE(xml.Set_Header(header, L"a", L"1"));
+        EXPECT_EQ(Error(), "PARSER_XML::SetHeader() : Can't create new Processing node");
+    }
     xml.Load_XML_From_Buffer(L"<?odd a=1 \"?><a/>");
     KxString value;
     EXPECT_FALSE(xml.Get_Header(L"odd", L"a", value));
@@ -182,8 +214,14 @@ TEST_F(Xml, HeadersAreWritten) {
 }
 
 TEST_F(Xml, FilesKeepTheirEncoding) {
-    std::u16string const wide = u"\ufeff<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<a>\u00e4\u03b1</a>\n";
-    std::string const utf16(reinterpret_cast<char const*>(wide.data()), 2 * wide.size());
+    // Mostly ASCII: a byte and a zero.
+    auto const utf16 = [](std::string const& mark, std::string const& name, bool isBig) {
+        std::string bytes = mark;
+        for (char const c : "<?xml version=\"1.0\" encoding=\"" + name + "\"?>\n<a>\xe4\1</a>\n")
+            bytes += isBig ? std::string{c == 1 ? '\3' : '\0', c == 1 ? '\xb1' : c}
+                           : std::string{c == 1 ? '\xb1' : c, c == 1 ? '\3' : '\0'};
+        return bytes;
+    };
     std::string const head = "<?xml version=\"1.0\" encoding=\"";
     for (auto const& [file, saved] :
          {std::pair{"<a>\xc3\xa4\xce\xb1</a>\n"s, "<a>\xc3\xa4\xce\xb1</a>\n"s},
@@ -191,7 +229,11 @@ TEST_F(Xml, FilesKeepTheirEncoding) {
           {head + "ISO-8859-1\"?><a>\xe4&#945;</a>", head + "ISO-8859-1\"?>\n<a>\xe4&#945;</a>\n"},
           {head + "windows-1252\"?><a>\xe4&#945;</a>", head + "windows-1252\"?>\n<a>\xe4&#945;</a>\n"},
           {head + "US-ASCII\"?><a>&#228;&#945;</a>", head + "US-ASCII\"?>\n<a>&#228;&#945;</a>\n"},
-          {utf16, utf16}}) {
+          {head + "utf-8\"?><a>\xc3\xa4\xce\xb1</a>", head + "utf-8\"?>\n<a>\xc3\xa4\xce\xb1</a>\n"},
+          {utf16("\xff\xfe", "UTF-16", false), utf16("\xff\xfe", "UTF-16", false)},
+          {utf16("\xfe\xff", "utf-16", true), utf16("\xff\xfe", "utf-16", false)},
+          {utf16("", "UTF-16LE", false), utf16("", "UTF-16LE", false)},
+          {utf16("\xfe\xff", "UTF-16BE", true), utf16("", "UTF-16BE", true)}}) {
         Put("a.xml", file);
         ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << test::U(xml.Get_LoadFailure());
         EXPECT_EQ(Text(), "\xc3\xa4\xce\xb1");
@@ -209,6 +251,20 @@ TEST_F(Xml, FilesKeepTheirEncoding) {
     EXPECT_NE(Get("b.xml").find("UTF-8"), std::string::npos);
     ASSERT_TRUE(xml.Load_XML_Document(Path("b.xml")) && xml.Go_to_Child(L"\x3b1"));
     EXPECT_EQ(Text(), "a\r\nb");
+    // What cannot be written under its name is not written at all.
+    std::string const kept = Get("b.xml");
+    for (wchar_t const* name : {L"ISO-8859-15", L"ISO-8859-2", L"KOI8-R", L"latin1", L"ASCII", L"UCS-2", L"UTF-32"}) {
+        KxString const declaration = KxString(L"<?xml version='1.0' encoding='") + name + L"'?><a>\xe4</a>";
+        for (int isSet : {0, 1}) {
+            xml.Load_XML_From_Buffer(isSet ? L"<a>\xe4</a>" : declaration.GetStr());
+            EXPECT_TRUE(!isSet || xml.Set_Header(L"xml", L"encoding", name));
+            EXPECT_FALSE(xml.Save_XML_Document(Path("b.xml")));
+            EXPECT_EQ(Error(), "XML_PARSER::Save_XML_Document() : The declared encoding \"" + test::U(KxString(name)) +
+                                   "\" cannot be written");
+            EXPECT_EQ(Get("b.xml"), kept);
+        }
+    }
+    EXPECT_TRUE(xml.Set_Header(L"xml", L"encoding", L"UTF-8"));
     EXPECT_FALSE(xml.Save_XML_Document(Path("missing/b.xml")));
     EXPECT_NE(Error().find("missing/b.xml"), std::string::npos);
     EXPECT_FALSE(xml.Load_XML_Document(Path("none.xml")));
@@ -294,6 +350,11 @@ TEST_F(Xml, OnlyTheWellFormedIsRead) {
         EXPECT_TRUE(test::U(xml.Get_LoadFailure()).starts_with("line ")) << text;
         EXPECT_EQ(Whole() + At(), "");
     }
+    for (wchar_t const* text :
+         {L"<a>\n \xd800</a>", L"<a>\n \xdc80</a>", L"<a>\n \x7fffffff</a>", L"<a>\n \xffff</a>"}) {
+        xml.Load_XML_From_Buffer(text);
+        EXPECT_TRUE(test::U(xml.Get_LoadFailure()).starts_with("line 2, column 2: ")) << test::U(xml.Get_LoadFailure());
+    }
     std::string const good = "<?xml version=\"1.0\"?><a b=\"1\">t&lt;<![CDATA[c]]><!-- d --><?e f?></a>";
     for (std::size_t size = 0; size < good.size(); ++size) {
         Put("a.xml", good.substr(0, size));
@@ -346,13 +407,15 @@ TEST_F(Xml, WhatIsSavedComesBack) {
     for (std::string const text :
          {"<a><b/>text</a>", "<a>text<b/><c/></a>", "<a><b><c/><d/></b>text</a>", "<a><b><![CDATA[x]]><c/></b><d/></a>",
           "<a><b>&#13;\n x</b><c d='&#13;&#10;'/></a>", "<a><b> </b><c>t</c><!--e--><?f g?></a>", "<?x?><a/><!--e-->",
-          "<a><![CDATA[&#13;]]></a>"}) {
+          "<a><![CDATA[&#13;]]></a>", "<a>\xf0\x9f\x98\x80</a>"}) {
         Put("a.xml", text);
         ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << text;
         std::string const before = Whole();
         EXPECT_TRUE(xml.Save_XML_Document(Path("b.xml")));
         ASSERT_TRUE(xml.Load_XML_Document(Path("b.xml"))) << Get("b.xml");
         EXPECT_EQ(Whole(), before) << Get("b.xml");
+        xml.Load_XML_From_Buffer(KxString(KxxWidenUtf8(before)));
+        EXPECT_EQ(Whole(), before);
     }
     Put("a.xml", "<?x?><a><b><c/><d>t</d></b>\n</a>");
     EXPECT_TRUE(xml.Load_XML_Document(Path("a.xml")) && xml.Save_XML_Document(Path("b.xml")));
@@ -391,6 +454,11 @@ TEST_F(Xml, BoundsHold) {
     Put("a.xml", many + "/>");
     EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml")));
     EXPECT_NE(test::U(xml.Get_LoadFailure()).find("too many attributes"), std::string::npos);
+    auto const mostAttributes = std::exchange(KxxLimits().xmlAttributes, 2);
+    xml.Load_XML_From_Buffer(L"<a b='1' c='2'/>");
+    EXPECT_TRUE(xml.Set_Attribute(L"c", L"3") && !xml.Set_Attribute(L"d", L"4"));
+    KxxLimits().xmlAttributes = mostAttributes;
+    EXPECT_EQ(Whole(), "<a b=\"1\" c=\"3\"/>");
     auto const former = std::exchange(KxxLimits().textFileBytes, 100);
     EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml")));
     KxxLimits().textFileBytes = former;

@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// XML_PARSER: an XML document and a cursor in it. The cursor stands on an element, a text or a CDATA section; moves and
-// changes return 1 for success and 0 for failure, and Get_LastError tells why.
+// XML_PARSER: an XML document and a cursor in it. The cursor stands on the root or, within it, on an element, a text or a
+// CDATA section; comments and processing instructions stay in the document, and it passes them by. Moves and changes return
+// 1 for success and 0 for failure, which changes nothing, and Get_LastError tells why.
 //
 //     XML_PARSER xml;
 //     if (xml.Load_XML_Document(L"conditions.xml") && xml.Go_to_Child(L"temperature")) Use(xml.Get_TextValue());
 //
 // Documents are read strictly: what is not well-formed is refused, and so is a document type declaration, so that no entity
-// grows and no other file is ever opened. Read are UTF-8, UTF-16, ISO-8859-1, US-ASCII and windows-1252; Save keeps the encoding
-// that the document declares. Blank text between elements is dropped on load; in mixed content it is kept. Nesting is bounded
+// grows and no other file is ever opened. Read and written are UTF-8, UTF-16 (also as UTF-16LE and UTF-16BE), ISO-8859-1,
+// US-ASCII and windows-1252; Save keeps the one that the document declares. Blank text between elements is dropped on load; in mixed content it is kept. Nesting is bounded
 // by KxLimits. The class throws nothing but std::bad_alloc and what hooks throw. One thread at a time.
 #pragma once
 
@@ -41,7 +42,8 @@ public:
     XML_PARSER(XML_PARSER const&) = delete;
     XML_PARSER& operator=(XML_PARSER const&) = delete;
     virtual ~XML_PARSER();
-    /// Called on load for each node in turn, the cursor on it. Must not change the document.
+    /// Called on load for each node in turn, the cursor on it. Must not change the document. After what it throws, which
+    /// comes out of the load, the document is empty.
     virtual void Parse_XML_Document();
 
     // The document. After a load the cursor is on the root; after a failure the document is empty.
@@ -49,7 +51,8 @@ public:
     /// The encoding that the text declares does not count for reading.
     void Load_XML_From_Buffer(wchar_t const* text);
     /// Replaces the file whole or not at all. Characters that the declared encoding lacks become references; where there
-    /// can be none, in a name or a comment, the document is written as UTF-8.
+    /// can be none, in a name, CDATA or a comment, the document is written as UTF-8 and says so. Fails, and the file is as
+    /// it was, if the declared encoding is none of those above.
     int Save_XML_Document(wchar_t const* path);
     void Reset_XML_Document();
     int Get_XML_Document(KxString& text);
@@ -79,7 +82,7 @@ public:
     KxString const& Get_CurrentTag() const;   ///< "<name>", "<#TEXT#>", "<#CDATA#>".
     KxString const& Get_CurrentName() const;  ///< The same without brackets.
     KxString const& Get_TextValue();          ///< Of an element: all text in it.
-    KxString const& Get_LastError() const { return m_lastError; }
+    KxString const& Get_LastError() const;
     KxString const& Get_Chain() const;  ///< The tags from the root down to the parent.
     int Is_Tag(wchar_t const* tag) const;
     int Is_Child_of(wchar_t const* chain) const;  ///< Whether the chain of tags ends so.
@@ -106,9 +109,9 @@ public:
     int Add_CDataAfter(wchar_t const* text);
     int Set_Attribute(wchar_t const* name, wchar_t const* value);
     int Remove_Attribute(wchar_t const* name);
-    int Set_TextValue(wchar_t const* text);  ///< In place of all that an element contains.
+    int Set_TextValue(wchar_t const* text);  ///< In place of all that an element contains, comments included.
     int Remove();                            ///< The current node; the cursor moves to its parent.
-    int RemoveChild(wchar_t const* name);    ///< The first of that name.
+    int RemoveChild(wchar_t const* name);    ///< The first of that name; texts and CDATA have theirs too.
 
 private:
     struct SDocument;
@@ -121,14 +124,14 @@ private:
     int Fail(wchar_t const* text);
     int Load(std::string const& bytes, char const* encoding);
     int MoveTo(pugi::xml_node_struct* node);
-    template <class Step>
-    int Search(pugi::xml_node_struct* first, wchar_t const* name, Step step);
     int Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot);
     void GrabAttributes() const;
 
     std::unique_ptr<SDocument> m_document;
     pugi::xml_node_struct* m_current = nullptr;  // null in an empty document
-    KxString m_text, m_lastError, m_documentText, m_loadFailure;
+    KxString m_text, m_documentText, m_loadFailure;
+    mutable KxString m_lastError;
+    mutable wchar_t const* m_failure = nullptr;  // which becomes the last error when that is asked for
     int m_attributeIndex = -1;
     // Copied from the current node when they are asked for: most moves only pass by.
     mutable bool m_isGrabbed = false;
