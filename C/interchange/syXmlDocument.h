@@ -4,12 +4,20 @@
 // Reading documents strictly, and writing what reads strictly again.
 #pragma once
 
-#include "hbtools/base/syString.h"
+#include "hbtools/interchange/syXmlParser.h"
 
 #include <pugixml.hpp>
 
 #include <string>
 #include <string_view>
+
+namespace KxN {
+
+struct XML_PARSER::SDocument {
+    pugi::xml_document tree;
+};
+
+}  // namespace KxN
 
 namespace KxN::detail {
 

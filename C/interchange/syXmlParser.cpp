@@ -10,7 +10,6 @@
 #include "interchange/syXmlDocument.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <new>
 #include <typeinfo>
 #include <utility>
@@ -19,10 +18,6 @@ namespace KxN {
 
 using namespace detail;
 using namespace std::string_literals;
-
-struct XML_PARSER::SDocument {
-    pugi::xml_document tree;
-};
 
 namespace {
 
@@ -70,59 +65,6 @@ void AppendText(pugi::xml_node node, std::string& text) {
         if (!next) return;
         node = next;
     }
-}
-
-/// The pairs of an instruction, in their order. False if a quote is missing.
-using Pairs = std::vector<std::pair<std::wstring, std::wstring>>;
-bool TakeApart(std::wstring_view text, Pairs& pairs) {
-    for (;;) {
-        std::size_t const begin = text.find_first_not_of(L" \t\r\n");
-        if (begin == text.npos) return true;
-        std::size_t const equals = text.find(L'=', begin), open = text.find(L'"', begin);
-        if (equals == text.npos || open == text.npos || open < equals) return false;
-        std::size_t const close = text.find(L'"', open + 1);
-        if (close == text.npos) return false;
-        std::size_t const end = text.find_last_not_of(L" \t\r\n", equals - 1);
-        pairs.emplace_back(text.substr(begin, end + 1 - begin), text.substr(open + 1, close - open - 1));
-        text.remove_prefix(close + 1);
-    }
-}
-
-std::wstring Joined(Pairs const& pairs) {
-    std::wstring text;
-    for (auto const& [name, value] : pairs) ((text += name) += L"=\"") += value + L"\" ";
-    return text;
-}
-
-/// The text of an instruction, or of the declaration.
-std::wstring InstructionText(pugi::xml_node node) {
-    if (node.type() != pugi::node_declaration) return KxxWidenUtf8(node.value());
-    Pairs pairs;
-    for (pugi::xml_attribute const attribute : node.attributes())
-        pairs.emplace_back(KxxWidenUtf8(attribute.name()), KxxWidenUtf8(attribute.value()));
-    return Joined(pairs);
-}
-
-pugi::xml_node FindInstruction(pugi::xml_document const& tree, wchar_t const* header) {
-    std::string const name = KxxToUtf8(header);
-    for (pugi::xml_node const node : tree)
-        if ((node.type() == pugi::node_pi || node.type() == pugi::node_declaration) && name == node.name()) return node;
-    return {};
-}
-
-/// Gives an instruction or the declaration its content. False if it could not stand in a document.
-bool Fill(pugi::xml_node node, wchar_t const* header, Pairs const& pairs) {
-    std::wstring const text = Joined(pairs);
-    if (!IsXmlName(header) || !IsXmlText(text) || text.find(L"?>") != text.npos) return false;
-    // Who reads it decides what else the declaration may not hold, and which targets are reserved.
-    pugi::xml_document probe;
-    KxString failure;
-    if (!ReadXml(probe, "<?" + KxxToUtf8(header) + " " + KxxToUtf8(text) + "?><a/>", "UTF-8", failure)) return false;
-    bool isDone = node.set_name(KxxToUtf8(header).c_str());
-    if (node.type() != pugi::node_declaration) return isDone && node.set_value(KxxToUtf8(text).c_str());
-    for (auto const& [name, value] : pairs)
-        isDone = isDone && node.append_attribute(KxxToUtf8(name).c_str()).set_value(KxxToUtf8(value).c_str());
-    return isDone;
 }
 
 }  // namespace
@@ -262,56 +204,6 @@ int XML_PARSER::Get_XML_Document(KxString& text) {
 int XML_PARSER::Get_XML(KxString& text) {
     if (!m_current) return Fail(L"XML_PARSER::Get_XML() : There is no node");
     text = Wide(TextOfXml(pugi::xml_node(m_current)).c_str());
-    return 1;
-}
-
-int XML_PARSER::Get_Header(wchar_t const* header, wchar_t const* attribute, KxString& value) {
-    if (!m_document) return Fail(L"XML_PARSER::Get_Header() : The XML Document is a null pointer");
-    pugi::xml_node const node = FindInstruction(m_document->tree, header);
-    if (!node) return Fail(L"XML_PARSER::Get_Header() : There is no such processing instruction");
-    std::wstring const text = InstructionText(node);
-    std::size_t const at = text.find(attribute);
-    if (at == text.npos) return Fail(L"XML_PARSER::Get_Header() : There is no such attribute");
-    std::size_t const open = text.find(L'"', at), close = open == text.npos ? open : text.find(L'"', open + 1);
-    if (close == text.npos) return Fail(L"XML_PARSER::Get_Header() : bad value structure");
-    value = KxString(text.substr(open + 1, close - open - 1));
-    return 1;
-}
-
-int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wchar_t const* value) {
-    bool const isDeclaration = std::wcscmp(header, L"xml") == 0;
-    pugi::xml_document& tree = m_document->tree;
-    pugi::xml_node const old = FindInstruction(tree, header);
-    Pairs pairs;
-    if (old && !TakeApart(InstructionText(old), pairs)) return Fail(L"XML_PARSER::Set_Header() : bad value structure");
-    bool isFound = false;
-    for (auto& [name, present] : pairs) {
-        if (name != attribute) continue;
-        present = value;
-        isFound = true;
-    }
-    if (!isFound) pairs.emplace_back(attribute, value);
-    if (isDeclaration) {
-        auto const place = [](std::wstring const& name) {
-            return name == L"version" ? 0 : name == L"standalone" ? 2 : 1;
-        };
-        std::stable_sort(pairs.begin(), pairs.end(),
-                         [&](auto const& a, auto const& b) { return place(a.first) < place(b.first); });
-        if (pairs.front().first != L"version") pairs.emplace(pairs.begin(), L"version", L"1.0");
-    }
-    bool const isPair = IsXmlName(attribute) && std::wstring_view(value).find(L'"') == std::wstring_view::npos;
-    pugi::xml_node const root = tree.document_element();
-    pugi::xml_node_type const type = isDeclaration ? pugi::node_declaration : pugi::node_pi;
-    pugi::xml_node made = old             ? tree.insert_child_before(type, old)
-                          : isDeclaration ? tree.prepend_child(type)
-                          : root          ? tree.insert_child_before(type, root)
-                                          : tree.append_child(type);
-    if (!isPair || !made || !Fill(made, header, pairs)) {
-        if (made) tree.remove_child(made);
-        return Fail(old ? L"XML_PARSER::Set_Header() : Can't create the new processing instruction node"
-                        : L"PARSER_XML::SetHeader() : Can't create new Processing node");
-    }
-    if (old) tree.remove_child(old);
     return 1;
 }
 
