@@ -4,7 +4,10 @@
 
 #include <hbtools/base/syDirEntry.h>
 
+#include <algorithm>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace ScanLab {
 
@@ -83,17 +86,28 @@ KxPropertyList ConditionsOfFile(KxString const& path, Scan const& scan) {
 }
 
 KxString ConditionsText(Scan const& scan) {
-    KxPropertyList tree(scan.conditions);
-    KxTBlockMem<KxString*> lines;
-    tree.GetAllMessageBufResized(lines, 0, 0, ' ', 4);
-    KxString text;
-    for (KxString* line : lines) {
-        std::unique_ptr<KxString> const owner(line);
-        for (int i = 0; i < line->Len(); ++i)  // a file name must not steer the terminal
-            if ((*line)[i] < 0x20 || ((*line)[i] >= 0x7f && (*line)[i] < 0xa0)) (*line)[i] = L'?';
-        text += *line + L"\n";
+    constexpr std::size_t deepestIndented = 20;  // deeper lines would consist of blanks
+    std::wstring text;
+    std::vector<std::pair<KxPropertyList::const_iterator, KxPropertyList::const_iterator>> open;
+    auto const show = [&](KxProperty const& property) {
+        if (property.IsHidden()) return;
+        text.append(4 * std::min(open.size(), deepestIndented), L' ');
+        KxString const line = property.GetMessageW();
+        for (wchar_t const c : line.View())  // a file name must not steer the terminal
+            text += c < 0x20 || (c >= 0x7f && c < 0xa0) ? L'?' : c;
+        text += L'\n';
+        if (auto const* const list = dynamic_cast<KxPropertyList const*>(&property))
+            open.emplace_back(list->begin(), list->end());
+    };
+    show(*scan.conditions);
+    while (!open.empty()) {
+        auto& [next, end] = open.back();
+        if (next == end)
+            open.pop_back();
+        else
+            show(*next++);
     }
-    return text;
+    return KxString(std::move(text));
 }
 
 }  // namespace ScanLab

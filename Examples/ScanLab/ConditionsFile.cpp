@@ -222,14 +222,14 @@ public:
         conditions.SetPropertyGroup(TakeGroup(conditions.GetPropertyGroup()));
         CheckAttributes();
         std::vector<KxPropertyList*> lists{&conditions};
-        if (!m_xml.Go_to_Child()) return conditions;
+        if (!Enter()) return conditions;
         for (;;) {
             std::unique_ptr<KxProperty> property = ReadElement(lists.back()->GetPropertyGroup());
             if (lists.back()->Exists(property->GetName())) Fail(FormatOf(Text::NameTwice, property->GetName()));
             lists.back()->Insert(property.get());
             KxPropertyList* const list = property.release()->GetList();
-            if (m_xml.HasChildren()) {
-                if (!list || !m_xml.Go_to_Child()) Fail(TextOf(Text::BadContent));
+            if (!list && m_xml.HasChildren()) Fail(TextOf(Text::BadContent));
+            if (list && Enter()) {
                 lists.push_back(list);
                 continue;
             }
@@ -247,10 +247,22 @@ private:
         CFile file(m_path, CFile::modeRead);
         bytes.resize(static_cast<std::size_t>(file.GetLength()));
         bytes.resize(file.Read(bytes.data(), static_cast<UINT>(bytes.size())));
-        KxTextEncoding const encoding = KxxDetectEncoding(bytes);
+        KxTextEncoding encoding = KxxDetectEncoding(bytes);
+        // UTF-16 without a mark is known by the zero in its first character, which is a bracket or a blank.
+        if (bytes.size() > 1 && (!bytes[0] || !bytes[1]))
+            encoding = bytes[0] ? KxTextEncoding::Utf16LE : KxTextEncoding::Utf16BE;
         int const line = LineOf(KxxDecodeText(bytes, encoding), m_element);
         throw new KxException(L"ScanLab", __LINE__,
                               FormatOf(Text::InElement, m_path, line, m_xml.Get_CurrentName()) + reason);
+    }
+
+    /// To the first thing in an element. One that holds but blanks is an empty one.
+    bool Enter() {
+        if (!m_xml.Go_to_Child()) return false;
+        bool const isBlank = m_xml.Get_TextValue().View().find_first_not_of(L" \t\r\n") == std::wstring_view::npos;
+        if (!m_xml.Is_TextNode() || !isBlank || m_xml.Go_Forward()) return true;
+        m_xml.Go_to_Parent();
+        return false;
     }
 
     void TakeAttributes() {

@@ -60,7 +60,10 @@ TEST_F(ConditionsFile, WhatIsWrittenComesBack) {
         EXPECT_TRUE(loaded.GetName() == conditions.GetName() &&
                     loaded.GetMessageFormat() == conditions.GetMessageFormat());
     }
-    all.Insert(new KxStringProperty(L"bell", L"", L"\a", 0));  // XML has no such character
+    Scan deep;
+    deep.conditions = all;
+    EXPECT_LT(ConditionsText(deep).Len(), 1200 * 90);  // a line of each, no pages of blanks
+    all.Insert(new KxStringProperty(L"bell", L"", L"\a", 0));
     EXPECT_TRUE(test::Thrown<KxException>([&] {
                     SaveConditions(Path("c.xml"), all);
                 }).starts_with("Die Messbedingung \"bell\" lässt sich nicht als XML schreiben"));
@@ -81,18 +84,23 @@ TEST_F(ConditionsFile, IsReadableForPeopleAndTakesTheirs) {
         "<?xml version='1.0' encoding='windows-1252'?><!-- by hand -->\n<conditions version='1'>\n"
         "  <number unit='\xb0"
         "C' value='-2.5e1' name='Cold'/><number name='Share' value='7' unit='%' type='int'/>\n"
-        "  <list name='100 %'><text name='Who' value='me'/><numbers name='Times' value='1 "
-        "2\n3'/></list>\n</conditions>");
+        "  <?by hand?><list name='100 %'><!-- x --><text name='Who' value='me'/><numbers name='Times' value='1 "
+        "2\n3'/><!-- y --></list><list name='Empty'>\n</list><text name='Bare' value='t'><!-- z --><?a?></text><!-- t "
+        "--></conditions><!-- u "
+        "-->");
     EXPECT_EQ(Run("ImportConditions \"" + File("own.xml").string() + "\";"),
               "Conditions\n    Cold  -25 \xc2\xb0"
-              "C\n    Share  7 %\n    100 %\n        Who  me\n        Times  1; 2; 3; \n");
+              "C\n    Share  7 %\n    100 %\n        Who  me\n        Times  1; 2; 3; \n    Empty\n    Bare  t\n");
     EXPECT_EQ(Run("Undo;"), "Undone      ImportConditions plate\n");
     EXPECT_TRUE(AreSame(ScanOf(L"plate").conditions, ConditionsOfPlate()));
 }
 
 TEST_F(ConditionsFile, RefusesWithElementAndLine) {
+    std::string utf16 = "=";  // without a mark
+    for (char const c : std::string("<conditions version='1'>\n<!-- <list>\n --><list/></conditions>"))
+        utf16 += {'\0', c};
     struct Case {
-        char const* element;  // on line 4 of a whole document; all of it if it begins with "="
+        std::string element;  // on line 4 of a whole document; all of it if it begins with "="
         char const* reason;   // behind place; all if it begins with "="
     } const cases[] = {
         {"<number name='T' value='20,3'/>", "number\": \"20,3\" ist kein Wert vom Typ double"},
@@ -123,14 +131,15 @@ TEST_F(ConditionsFile, RefusesWithElementAndLine) {
         {"=\n<conditions version='2'/>", "Zeile 2, Element \"conditions\": Dies sind keine Messbedingungen"},
         {"=<conditions version='1'>\r\rfree text</conditions>",
          "Zeile 1, Element \"#TEXT#\": Hier steht etwas anderes"},
+        {utf16, "Zeile 3, Element \"list\": Das Attribut \"name\" fehlt"},
         {"=<conditions>", "c.xml: line 1, column 13: no element found"},
         {"=<!DOCTYPE conditions [<!ENTITY a 'b'>]><conditions version='1'/>", "document type declaration"},
     };
     Run("Synthesize plate FALSE 100;");
     for (Case const& c : cases) {
-        bool const isWhole = *c.element == '=';
+        bool const isWhole = c.element[0] == '=';
         Put("c.xml", isWhole
-                         ? std::string(c.element + 1)
+                         ? c.element.substr(1)
                          : std::string("<?xml version='1.0'?><!-- <list>\n --><conditions version='1'>\n<text name='A' "
                                        "value='>\"'/>\n") +
                                c.element + "\n</conditions>\n");
