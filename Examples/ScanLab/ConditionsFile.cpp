@@ -259,8 +259,9 @@ private:
     /// To the first thing in an element. One that holds but blanks is an empty one.
     bool Enter() {
         if (!m_xml.Go_to_Child()) return false;
-        bool const isBlank = m_xml.Get_TextValue().View().find_first_not_of(L" \t\r\n") == std::wstring_view::npos;
-        if (!m_xml.Is_TextNode() || !isBlank || m_xml.Go_Forward()) return true;
+        if (!m_xml.Is_TextNode()) return true;
+        if (m_xml.Get_TextValue().View().find_first_not_of(L" \t\r\n") != std::wstring_view::npos) return true;
+        if (m_xml.Go_Forward()) return true;
         m_xml.Go_to_Parent();
         return false;
     }

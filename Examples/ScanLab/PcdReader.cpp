@@ -34,7 +34,7 @@ std::size_t SmallNumber(ScanSource const& source, std::string_view word, std::si
     std::size_t value = 0;
     auto const result = std::from_chars(word.data(), word.data() + word.size(), value);
     if (result.ec != std::errc() || result.ptr != word.data() + word.size() || value == 0 || value > most)
-        source.FailInLine(KxString(L"\"") + Excerpt(word) + L"\" is no number that a PCD header has here");
+        source.FailInLine(Text::NoPcdNumber, Excerpt(word));
     return value;
 }
 
@@ -50,10 +50,9 @@ Header ReadHeader(ScanSource& source) {
         std::string const key(words[0]);
         words.erase(words.begin());
         bool const perField = key == "SIZE" || key == "TYPE" || key == "COUNT";
-        if (perField && words.size() != header.fields.size())
-            source.FailInLine(KxString(L"the PCD header has not as many entries as fields"));
+        if (perField && words.size() != header.fields.size()) source.FailInLine(Text::PcdEntries);
         if ((key == "WIDTH" || key == "HEIGHT" || key == "POINTS" || key == "DATA") && words.size() != 1)
-            source.FailInLine(KxString(L"one word is expected behind ") + KxString(key.c_str()));
+            source.FailInLine(Text::OneWord, KxString(key.c_str()));
         if (key == "FIELDS") {
             for (std::string_view name : words) header.fields.push_back({std::string(name)});
         } else if (key == "SIZE") {
@@ -65,21 +64,20 @@ Header ReadHeader(ScanSource& source) {
                 header.fields[i].count = SmallNumber(source, words[i], 65536);
         } else if (key == "WIDTH" || key == "HEIGHT") {
             unsigned long long& side = key == "WIDTH" ? header.width : header.height;
-            if (side > 0) source.FailInLine(KxString(L"a second line of ") + KxString(key.c_str()));
+            if (side > 0) source.FailInLine(Text::SecondLine, KxString(key.c_str()));
             side = SmallNumber(source, words[0], mostPoints);
-            if (side > mostPoints / cells) source.FailInLine(L"there are more points than a file can hold");
+            if (side > mostPoints / cells) source.FailInLine(Text::TooManyPoints);
             cells *= side;
         } else if (key == "POINTS") {
             header.points = SmallNumber(source, words[0], mostPoints);
         } else if (key == "DATA") {
             header.data = words[0];
             if (header.points == 0) header.points = cells;
-            if (header.width > 0 && header.height > 0 && header.points != cells)
-                source.Fail(L"POINTS of the PCD header is not WIDTH times HEIGHT");
+            if (header.width > 0 && header.height > 0 && header.points != cells) source.Fail(Text::PcdSides);
             return header;
         }
     }
-    source.Fail(L"the PCD header has no end");
+    source.Fail(Text::HeaderOpen, L"PCD");
 }
 
 double NumberOf(ScanSource const& source, char const* bytes, Field const& field) {
@@ -93,7 +91,7 @@ double NumberOf(ScanSource const& source, char const* bytes, Field const& field)
         std::memcpy(&floatValue, bytes, 4);
         return floatValue;
     }
-    if (field.type != 'I' && field.type != 'U') source.Fail(L"a PCD coordinate has an unknown type");
+    if (field.type != 'I' && field.type != 'U') source.Fail(Text::PcdType);
     std::uint64_t raw = 0;
     std::memcpy(&raw, bytes, field.size);
     if (field.type == 'U') return static_cast<double>(raw);
@@ -115,14 +113,11 @@ Place PlaceOf(ScanSource const& source, Header const& header, char const* name) 
         place.column += field.count;
         place.offset += field.count * field.size;
     }
-    source.Fail(KxString(L"the PCD points have no field ") + KxString(name));
+    source.Fail(Text::NoPcdField, KxString(name));
 }
 
 void CheckCount(ScanSource const& source, unsigned long long points, std::size_t smallest) {
-    if (points <= (source.Remaining() + 1) / smallest) return;
-    KxString reason;
-    reason.SPrintf(L"%llu points are promised and %llu bytes are there", points, source.Remaining());
-    source.Fail(reason);
+    if (points > (source.Remaining() + 1) / smallest) source.Fail(Text::PointsInBytes, points, source.Remaining());
 }
 
 }  // namespace
@@ -137,26 +132,22 @@ void ReadPcd(ScanSource& source, Scan& scan) {
         std::string_view line;
         std::vector<std::string_view> words;
         for (unsigned long long i = 0; i < header.points;) {
-            if (!source.ReadLine(line)) {
-                KxString reason;
-                reason.SPrintf(L"%llu points are promised and %llu are there", header.points, i);
-                source.Fail(reason);
-            }
+            if (!source.ReadLine(line))
+                source.Fail(Text::PointsMissing, static_cast<double>(header.points), static_cast<double>(i));
             SplitAtBlanks(line, words);
             if (words.empty()) continue;
             KxVec3d point;
             for (std::size_t k = 0; k < 3; ++k)
                 if (places[k].column >= words.size() ||
                     !ParseNumber(words[places[k].column], false, point[static_cast<int>(k)]))
-                    source.FailInLine(KxString(L"no point: \"") + Excerpt(line) + L"\"");
+                    source.FailInLine(Text::NoPointInLine, Excerpt(line));
             scan.Add(point);
             ++i;
         }
         source.CheckEnd();
         return;
     }
-    if (header.data != "binary")
-        source.Fail(KxString(L"PCD data of the kind \"") + Excerpt(header.data) + L"\" are not supported");
+    if (header.data != "binary") source.Fail(Text::PcdData, Excerpt(header.data));
     std::size_t stride = 0;
     for (Field const& field : header.fields) stride += field.count * field.size;
     CheckCount(source, header.points, stride);
@@ -169,7 +160,7 @@ void ReadPcd(ScanSource& source, Scan& scan) {
                 NumberOf(source, bytes.data() + places[k].offset, header.fields[places[k].field]);
         scan.Add(point);
     }
-    if (source.Remaining() > 0) source.Fail(L"there is more behind the last point that is promised");
+    if (source.Remaining() > 0) source.Fail(Text::MoreBehind);
 }
 
 }  // namespace ScanLab

@@ -92,7 +92,7 @@ Header ReadHeader(ScanSource& source) {
         SplitAtBlanks(line, words);
         if (words.empty() || words[0] == "ply" || words[0] == "comment" || words[0] == "obj_info") continue;
         if (words[0] == "end_header") {
-            if (!hasFormat) source.Fail(L"the PLY header tells no format");
+            if (!hasFormat) source.Fail(Text::NoPlyFormat);
             return header;
         }
         if (words[0] == "format" && words.size() >= 2) {
@@ -104,31 +104,30 @@ Header ReadHeader(ScanSource& source) {
             else if (words[1] == "binary_big_endian")
                 header.form = Header::Form::big;
             else
-                source.FailInLine(KxString(L"unknown PLY format \"") + Excerpt(words[1]) + L"\"");
+                source.FailInLine(Text::PlyFormat, Excerpt(words[1]));
         } else if (words[0] == "element" && words.size() >= 3) {
             Element element{std::string(words[1]), 0, {}};
             auto const result = std::from_chars(words[2].data(), words[2].data() + words[2].size(), element.count);
             if (result.ec != std::errc() || result.ptr != words[2].data() + words[2].size())
-                source.FailInLine(KxString(L"\"") + Excerpt(words[2]) + L"\" is not a count");
+                source.FailInLine(Text::NoCount, Excerpt(words[2]));
             header.elements.push_back(std::move(element));
         } else if (words[0] == "property" && words.size() >= 3 && !header.elements.empty()) {
             bool const isList = words[1] == "list" && words.size() >= 5;
             auto const type = TypeOf(words[isList ? 3 : 1]);
             auto const countType = isList ? TypeOf(words[2]) : std::nullopt;
-            if (!type || (isList && !countType))
-                source.FailInLine(KxString(L"unknown PLY property \"") + Excerpt(line) + L"\"");
+            if (!type || (isList && !countType)) source.FailInLine(Text::PlyProperty, Excerpt(line));
             header.elements.back().properties.push_back({std::string(words[isList ? 4 : 2]), *type, countType});
         } else {
-            source.FailInLine(KxString(L"unknown line in the PLY header: \"") + Excerpt(line) + L"\"");
+            source.FailInLine(Text::PlyLine, Excerpt(line));
         }
     }
-    source.Fail(L"the PLY header has no end");
+    source.Fail(Text::HeaderOpen, L"PLY");
 }
 
 std::size_t IndexOf(ScanSource const& source, Element const& vertex, char const* name) {
     for (std::size_t i = 0; i < vertex.properties.size(); ++i)
         if (vertex.properties[i].name == name && !vertex.properties[i].countType) return i;
-    source.Fail(KxString(L"the PLY vertices have no property ") + KxString(name));
+    source.Fail(Text::NoPlyProperty, KxString(name));
 }
 
 void Skip(ScanSource& source, Header const& header, Element const& element) {
@@ -138,7 +137,7 @@ void Skip(ScanSource& source, Header const& header, Element const& element) {
     for (unsigned long long i = 0; i < element.count; ++i) {
         if (header.form == Header::Form::text) {
             do {
-                if (!source.ReadLine(line)) source.Fail(L"the PLY file ends in front of its vertices");
+                if (!source.ReadLine(line)) source.Fail(Text::EndsBeforeVertices);
             } while (Trimmed(line).empty());
             continue;
         }
@@ -149,7 +148,7 @@ void Skip(ScanSource& source, Header const& header, Element const& element) {
                 source.ReadBytes(bytes.data(), bytes.size());
                 double const number = NumberOf(bytes.data(), *property.countType, swap);
                 if (!(number >= 0) || number > static_cast<double>(source.Remaining()))
-                    source.Fail(L"a PLY list is longer than the file");
+                    source.Fail(Text::PlyListTooLong);
                 count = static_cast<std::size_t>(number);
             }
             for (; count > 0; --count) {
@@ -162,10 +161,8 @@ void Skip(ScanSource& source, Header const& header, Element const& element) {
 }
 
 void CheckCount(ScanSource const& source, unsigned long long count, unsigned long long smallest) {
-    if (count == 0 || count <= (source.Remaining() + 1) / smallest) return;
-    KxString reason;
-    reason.SPrintf(L"%llu points are promised and %llu bytes are there", count, source.Remaining());
-    source.Fail(reason);
+    if (count > 0 && count > (source.Remaining() + 1) / smallest)
+        source.Fail(Text::PointsInBytes, count, source.Remaining());
 }
 
 void ReadTextVertices(ScanSource& source, Element const& vertex, std::array<std::size_t, 3> const& columns,
@@ -174,18 +171,15 @@ void ReadTextVertices(ScanSource& source, Element const& vertex, std::array<std:
     std::string_view line;
     std::vector<std::string_view> fields;
     for (unsigned long long i = 0; i < vertex.count;) {
-        if (!source.ReadLine(line)) {
-            KxString reason;
-            reason.SPrintf(L"%llu points are promised and %llu are there", vertex.count, i);
-            source.Fail(reason);
-        }
+        if (!source.ReadLine(line))
+            source.Fail(Text::PointsMissing, static_cast<double>(vertex.count), static_cast<double>(i));
         SplitAtBlanks(line, fields);
         if (fields.empty()) continue;
         KxVec3d point;
         for (int k = 0; k < 3; ++k) {
             std::size_t const column = columns[static_cast<std::size_t>(k)];
             if (column >= fields.size() || !ParseNumber(fields[column], false, point[k]))
-                source.FailInLine(KxString(L"no point: \"") + Excerpt(line) + L"\"");
+                source.FailInLine(Text::NoPointInLine, Excerpt(line));
         }
         scan.Add(point);
         ++i;
@@ -232,18 +226,18 @@ void ReadPly(ScanSource& source, Scan& scan) {
         }
         std::array<std::size_t, 3> const columns = {IndexOf(source, element, "x"), IndexOf(source, element, "y"),
                                                     IndexOf(source, element, "z")};
-        if (element.HasList()) source.Fail(L"PLY vertices with lists are not supported");
+        if (element.HasList()) source.Fail(Text::VertexLists);
         if (isText)
             ReadTextVertices(source, element, columns, scan);
         else
             ReadBinaryVertices(source, element, columns, swap, scan);
         if (&element == &header.elements.back()) {
             if (isText) source.CheckEnd();
-            if (source.Remaining() > 0) source.Fail(L"there is more behind the last point that is promised");
+            if (source.Remaining() > 0) source.Fail(Text::MoreBehind);
         }
         return;
     }
-    source.Fail(L"the PLY file has no vertices");
+    source.Fail(Text::NoVertices);
 }
 
 }  // namespace ScanLab

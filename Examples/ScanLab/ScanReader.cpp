@@ -66,7 +66,7 @@ bool ScanSource::ReadLine(std::string_view& line) {
         std::size_t const length = static_cast<std::size_t>(found - begin);
         if (length > longestLine) {
             ++m_lineNumber;
-            FailInLine(L"the line is too long for a list of points");
+            FailInLine(Text::ScanLineTooLong);
         }
         if (found == end && Fill()) continue;
         if (found == end && length == 0) return false;
@@ -90,15 +90,11 @@ void ScanSource::ReadBytes(void* target, std::size_t count) {
         ++m_taken;
     }
     m_afterReturn = false;
-    if (count > Remaining()) {
-        KxString reason;
-        reason.SPrintf(L"%zu bytes are missing at the end", count - static_cast<std::size_t>(Remaining()));
-        Fail(reason);
-    }
+    if (count > Remaining()) Fail(Text::BytesMissing, count - Remaining());
     char* to = static_cast<char*>(target);
     std::size_t left = count;
     while (left > 0) {
-        if (m_begin == m_end && !Fill()) Fail(L"the file became shorter while it was read");
+        if (m_begin == m_end && !Fill()) Fail(Text::BecameShorter);
         std::size_t const part = std::min(left, m_end - m_begin);
         std::memcpy(to, m_buffer.data() + m_begin, part);
         m_begin += part;
@@ -111,19 +107,13 @@ void ScanSource::ReadBytes(void* target, std::size_t count) {
 void ScanSource::CheckEnd() {
     std::string_view line;
     while (ReadLine(line))
-        if (!Trimmed(line).empty()) Fail(L"there is more behind the last point that is promised");
+        if (!Trimmed(line).empty()) Fail(Text::MoreBehind);
 }
 
-void ScanSource::Fail(KxString const& reason) const {
+void ScanSource::FailFor(KxString const& reason) const {
     KxString text;
     text.SPrintf(L"%s: %s", m_path, reason);
     throw new KxFileException(L"ScanReader", __LINE__, text);
-}
-
-void ScanSource::FailInLine(KxString const& reason) const {
-    KxString text;
-    text.SPrintf(L"line %llu: %s", m_lineNumber, reason);
-    Fail(text);
 }
 
 std::string_view Trimmed(std::string_view text) {
@@ -186,7 +176,7 @@ Scan ReadScan(KxString const& path, Progress progress) {
         ReadPcd(source, scan);
     else
         ReadText(source, scan);
-    if (scan.points->Size() == 0) source.Fail(L"there is no point in it");
+    if (scan.points->Size() == 0) source.Fail(Text::NoPoint);
     scan.conditions = ConditionsOfFile(path, scan);
     return scan;
 }

@@ -5,6 +5,7 @@
 // semicolons or blanks, with or without a header line, with further columns. The content decides, not the file's name.
 #pragma once
 
+#include "Operators/TextIds.h"
 #include "Progress.h"
 #include "Scan.h"
 
@@ -38,10 +39,18 @@ public:
     /// Takes everything back to the begin of the file.
     void Rewind();
 
-    [[noreturn]] void Fail(KxN::KxString const& reason) const;
-    [[noreturn]] void FailInLine(KxN::KxString const& reason) const;
+    /// Throws KxFileException with the file and the text; the second form with the line too.
+    template <class... Arguments>
+    [[noreturn]] void Fail(Text reason, Arguments const&... arguments) const {
+        FailFor(FormatOf(reason, arguments...));
+    }
+    template <class... Arguments>
+    [[noreturn]] void FailInLine(Text reason, Arguments const&... arguments) const {
+        FailFor(FormatOf(Text::AtLine, static_cast<long>(m_lineNumber), FormatOf(reason, arguments...)));
+    }
 
 private:
+    [[noreturn]] void FailFor(KxN::KxString const& reason) const;
     bool Fill();
 
     KxN::KxString m_path;

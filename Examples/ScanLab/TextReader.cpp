@@ -63,7 +63,7 @@ std::array<std::size_t, 3> ColumnsOf(ScanSource const& source, std::vector<std::
     }
     if (!found[0] && !found[1] && !found[2]) return {0, 1, 2};
     for (std::size_t i = 0; i < 3; ++i)
-        if (!found[i]) source.FailInLine(KxxFormat(L"there is no column %c", L"xyz"[i]));
+        if (!found[i]) source.FailInLine(Text::NoColumn, L"xyz"[i]);
     return columns;
 }
 
@@ -96,24 +96,16 @@ void ReadText(ScanSource& source, Scan& scan) {
             }
         }
         knowsSeparator = true;
-        if (fields.size() < needed) {
-            KxString reason;
-            reason.SPrintf(L"%zu columns were expected, this is \"%s\"", needed, Excerpt(line));
-            source.FailInLine(reason);
-        }
+        if (fields.size() < needed) source.FailInLine(Text::FewColumns, ULONGLONG{needed}, Excerpt(line));
         KxVec3d point;
         for (int i = 0; i < 3; ++i) {
             std::string_view const field = fields[columns[static_cast<std::size_t>(i)]];
-            if (ParseNumber(field, decimalComma, point[i])) continue;
-            KxString reason;
-            reason.SPrintf(L"\"%s\" is not a number", Excerpt(field));
-            source.FailInLine(reason);
+            if (!ParseNumber(field, decimalComma, point[i])) source.FailInLine(Text::NoNumber, Excerpt(field));
         }
         scan.Add(point);
     }
     double const present = static_cast<double>(scan.points->Size()) + scan.notFinite->Size();
-    if (promised >= 0 && promised != present)
-        source.Fail(KxxFormat(L"%g points are promised and %g are there", promised, present));
+    if (promised >= 0 && promised != present) source.Fail(Text::PointsMissing, promised, present);
 }
 
 }  // namespace ScanLab

@@ -17,10 +17,10 @@ TEST_F(Programs, ScanlabKeepsItsFailuresInALog) {
     Outcome const log = Call("./hblog log " + Path("scanlab/scanlab.log"));
     EXPECT_EQ(log.code, 0);
     EXPECT_NE(log.output.find("NONFATAL  ScanLab"), std::string::npos) << log.output;
-    EXPECT_NE(log.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
+    EXPECT_NE(log.output.find("broken.ply: 9 Punkte sind angekündigt und 6 Byte sind da"), std::string::npos)
         << log.output;
     Outcome const debug = Call("./hblog debug " + Path("scanlab/scanlab.debug"));
-    EXPECT_NE(debug.output.find("broken.ply: 9 points are promised and 6 bytes are there"), std::string::npos)
+    EXPECT_NE(debug.output.find("broken.ply: 9 Punkte sind angekündigt und 6 Byte sind da"), std::string::npos)
         << debug.output;
 
     Write("own.ini", "[ScanLab]\nProfiling=FALSE\n[Synthesize]\nPoints=12x\n");

@@ -61,6 +61,10 @@ TEST_F(Programs, ScanlabSwitchesItsLanguageAtRunTime) {
     Outcome const device = Call("./scanlab do 'Devices;' 'SetDevice * Start -1;' 'Measure;' --language ENU");
     EXPECT_NE(device.output.find("Points per line"), std::string::npos) << device.output;
     EXPECT_NE(device.output.find("The device is switched off"), std::string::npos) << device.output;
+    // And what is wrong inside of a file.
+    Write("broken.csv", "1 2 3\n4 five 6\n");
+    Outcome const broken = Call("./scanlab do 'Import \"" + Path("broken.csv") + "\";' --language ENU");
+    EXPECT_NE(broken.output.find("broken.csv: line 2: \"five\" is not a number"), std::string::npos) << broken.output;
     // Nothing is left of the language that is built in.
     Outcome const plate = Call("./scanlab demo --points 20000 --language ENU --out " + Path("out"));
     for (char const* word : {"Platte", "Bohrung", "Kugel", "Datens"})
