@@ -15,6 +15,7 @@ namespace KxN {
 
 struct XML_PARSER::SDocument {
     pugi::xml_document tree;
+    pugi::xml_node current;  // null in an empty document
 };
 
 }  // namespace KxN

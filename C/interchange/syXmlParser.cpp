@@ -26,8 +26,7 @@ KxString Wide(char const* utf8) {
 }
 
 /// Whether the cursor may stand on a node. At the top of the document, that is the root alone.
-bool IsSeen(pugi::xml_node node) {
-    pugi::xml_node_type const type = node.type();
+bool IsSeen(pugi::xml_node_type type) {
     return type == pugi::node_element || type == pugi::node_pcdata || type == pugi::node_cdata;
 }
 
@@ -37,20 +36,25 @@ std::string_view NameOf(pugi::xml_node node) {
     return type == pugi::node_pcdata ? "#TEXT#" : type == pugi::node_cdata ? "#CDATA#" : node.name();
 }
 
-/// The first node from there on that the cursor may stand on and, if a name is given, has it.
 constexpr auto forward = [](pugi::xml_node node) { return node.next_sibling(); };
 constexpr auto backward = [](pugi::xml_node node) { return node.previous_sibling(); };
 constexpr auto upward = [](pugi::xml_node node) { return node.parent(); };
+
+/// Goes on to the first node that the cursor may stand on and, if a name is given, has it. False if there is none. Each call
+/// into the library counts: most of a walk is this.
 template <class Step>
-pugi::xml_node_struct* Seen(pugi::xml_node node, Step step) {
-    while (node && !IsSeen(node)) node = step(node);
-    return node.internal_object();
+bool IsFound(pugi::xml_node& node, Step step) {
+    for (;; node = step(node)) {
+        pugi::xml_node_type const type = node.type();
+        if (IsSeen(type)) return true;
+        if (type == pugi::node_null) return false;
+    }
 }
 template <class Step>
-pugi::xml_node_struct* Named(pugi::xml_node node, wchar_t const* name, Step step) {
-    std::string const wanted = KxxToUtf8(name);
-    while (node && !(IsSeen(node) && NameOf(node) == wanted)) node = step(node);
-    return node.internal_object();
+bool IsFound(pugi::xml_node& node, Step step, wchar_t const* name) {
+    for (std::string const wanted = KxxToUtf8(name); IsFound(node, step); node = step(node))
+        if (NameOf(node) == wanted) return true;
+    return false;
 }
 
 void AppendText(pugi::xml_node node, std::string& text) {
@@ -97,7 +101,7 @@ int XML_PARSER::Init_MSXML() {
 void XML_PARSER::Reset_XML_Document() {
     Init_MSXML();
     m_text = m_documentText = m_loadFailure = KxString();
-    SetCurrent(nullptr);
+    SetCurrent({});
 }
 
 int XML_PARSER::Load(std::string const& bytes, char const* encoding) {
@@ -160,8 +164,8 @@ void XML_PARSER::Parse_Objects() {
     pugi::xml_node const root = m_document->tree.document_element();
     bool const hasHook = typeid(*this) != typeid(XML_PARSER);
     for (pugi::xml_node node = hasHook ? root : pugi::xml_node(); node;) {
-        if (IsSeen(node)) {
-            SetCurrent(node.internal_object());
+        if (IsSeen(node.type())) {
+            SetCurrent(node);
             Parse_XML_Document();
         }
         if (pugi::xml_node const child = node.first_child()) {
@@ -171,7 +175,7 @@ void XML_PARSER::Parse_Objects() {
         while (node != root && !node.next_sibling()) node = node.parent();
         node = node == root ? pugi::xml_node() : node.next_sibling();
     }
-    SetCurrent(root.internal_object());
+    SetCurrent(root);
 }
 
 int XML_PARSER::Save_XML_Document(wchar_t const* path) {
@@ -202,15 +206,15 @@ int XML_PARSER::Get_XML_Document(KxString& text) {
 }
 
 int XML_PARSER::Get_XML(KxString& text) {
-    if (!m_current) return Fail(L"XML_PARSER::Get_XML() : There is no node");
-    text = Wide(TextOfXml(pugi::xml_node(m_current)).c_str());
+    if (!m_document->current) return Fail(L"XML_PARSER::Get_XML() : There is no node");
+    text = Wide(TextOfXml(m_document->current).c_str());
     return 1;
 }
 
 // ---- the cursor ----
 
-void XML_PARSER::SetCurrent(pugi::xml_node_struct* node) {
-    m_current = node;
+void XML_PARSER::SetCurrent(pugi::xml_node node) {
+    m_document->current = node;
     m_isGrabbed = m_hasAttributes = false;
     m_attributeIndex = -1;
 }
@@ -218,7 +222,7 @@ void XML_PARSER::SetCurrent(pugi::xml_node_struct* node) {
 void XML_PARSER::Grab_Node_Informations() const {
     if (m_isGrabbed) return;
     m_isGrabbed = true;
-    pugi::xml_node node(m_current);
+    pugi::xml_node node = m_document->current;
     m_name = node ? KxString(KxxWidenUtf8(NameOf(node))) : KxString();
     m_tag = node ? KxString(L"<" + std::wstring(m_name.View()) + L">") : KxString();
     std::string chain;
@@ -230,7 +234,7 @@ void XML_PARSER::GrabAttributes() const {
     if (m_hasAttributes) return;
     m_attributeNames.clear();
     m_attributeValues.clear();
-    for (pugi::xml_attribute const attribute : pugi::xml_node(m_current).attributes()) {
+    for (pugi::xml_attribute const attribute : m_document->current.attributes()) {
         m_attributeNames.push_back(Wide(attribute.name()));
         m_attributeValues.emplace_back(Wide(attribute.value()));
     }
@@ -252,68 +256,81 @@ KxString const& XML_PARSER::Get_Chain() const {
     return m_chain;
 }
 
-int XML_PARSER::MoveTo(pugi::xml_node_struct* node) {
-    if (!node) return Fail(L"XML_PARSER : There is no such node");
+int XML_PARSER::MoveTo(pugi::xml_node node) {
     SetCurrent(node);
     return 1;
 }
 
+int XML_PARSER::NotMoved() {
+    return Fail(L"XML_PARSER : There is no such node");
+}
+
 int XML_PARSER::Go_to_Root() {
-    return MoveTo(m_document->tree.document_element().internal_object());
+    pugi::xml_node const root = m_document->tree.document_element();
+    return root ? MoveTo(root) : NotMoved();
 }
 
 int XML_PARSER::Go_to_Child() {
-    return MoveTo(Seen(pugi::xml_node(m_current).first_child(), forward));
+    pugi::xml_node node = m_document->current.first_child();
+    return IsFound(node, forward) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_to_Child(wchar_t const* name) {
-    return MoveTo(Named(pugi::xml_node(m_current).first_child(), name, forward));
+    pugi::xml_node node = m_document->current.first_child();
+    return IsFound(node, forward, name) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_to_Parent() {
-    return MoveTo(Seen(pugi::xml_node(m_current).parent(), upward));
+    pugi::xml_node node = m_document->current.parent();
+    return IsFound(node, upward) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_to_Parent(wchar_t const* name) {
-    return MoveTo(Named(pugi::xml_node(m_current).parent(), name, upward));
+    pugi::xml_node node = m_document->current.parent();
+    return IsFound(node, upward, name) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_Forward() {
-    return MoveTo(Seen(pugi::xml_node(m_current).next_sibling(), forward));
+    pugi::xml_node node = m_document->current.next_sibling();
+    return IsFound(node, forward) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_Forward(wchar_t const* name) {
-    return MoveTo(Named(pugi::xml_node(m_current).next_sibling(), name, forward));
+    pugi::xml_node node = m_document->current.next_sibling();
+    return IsFound(node, forward, name) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_Backward() {
-    return MoveTo(Seen(pugi::xml_node(m_current).previous_sibling(), backward));
+    pugi::xml_node node = m_document->current.previous_sibling();
+    return IsFound(node, backward) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_Backward(wchar_t const* name) {
-    return MoveTo(Named(pugi::xml_node(m_current).previous_sibling(), name, backward));
+    pugi::xml_node node = m_document->current.previous_sibling();
+    return IsFound(node, backward, name) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_to_FirstSibling(wchar_t const* name) {
-    return MoveTo(Named(pugi::xml_node(m_current).parent().first_child(), name, forward));
+    pugi::xml_node node = m_document->current.parent().first_child();
+    return IsFound(node, forward, name) ? MoveTo(node) : NotMoved();
 }
 
 int XML_PARSER::Go_to_Descendant(wchar_t const* name) {
     std::string const wanted = KxxToUtf8(name);
-    pugi::xml_node const top(m_current);
-    return MoveTo(
-        top.find_node([&](pugi::xml_node node) { return IsSeen(node) && NameOf(node) == wanted; }).internal_object());
+    pugi::xml_node const found = m_document->current.find_node(
+        [&](pugi::xml_node node) { return IsSeen(node.type()) && NameOf(node) == wanted; });
+    return found ? MoveTo(found) : NotMoved();
 }
 
 // ---- what it stands on ----
 
 KxString const& XML_PARSER::Get_TextValue() {
-    if (!m_current) {
+    if (!m_document->current) {
         m_text = KxString();
         Fail(L"XML_PARSER::Get_TextValue() Can't set text on NULL node");
     } else {
         std::string text;
-        AppendText(pugi::xml_node(m_current), text);
+        AppendText(m_document->current, text);
         m_text = Wide(text.c_str());
     }
     return m_text;
@@ -328,7 +345,7 @@ int XML_PARSER::Is_Child_of(wchar_t const* chain) const {
 }
 
 int XML_PARSER::Is_Root() const {
-    pugi::xml_node const node(m_current);
+    pugi::xml_node const node = m_document->current;
     return node.type() == pugi::node_element && node.parent().type() == pugi::node_document;
 }
 
@@ -341,7 +358,8 @@ int XML_PARSER::Is_CDataSection() const {
 }
 
 int XML_PARSER::HasChildren() const {
-    return Seen(pugi::xml_node(m_current).first_child(), forward) != nullptr;
+    pugi::xml_node node = m_document->current.first_child();
+    return IsFound(node, forward);
 }
 
 long long XML_PARSER::Get_Attribute_Count() {
@@ -384,7 +402,7 @@ CComVariant const& XML_PARSER::Get_Attribute_Value() {
 // ---- changes ----
 
 int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot) {
-    pugi::xml_node const at(m_current);
+    pugi::xml_node const at = m_document->current;
     bool const isInside = place == Place::firstChild || place == Place::lastChild;
     if (isCData ? !IsXmlText(content) : !IsXmlName(content))
         return Fail(isCData ? L"XML_PARSER : The text holds a character that XML does not have"
@@ -407,8 +425,7 @@ int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t c
         if (made) into.remove_child(made);
         throw std::bad_alloc();
     }
-    if (m_current) return MoveTo(made.internal_object());
-    return Go_to_Root();
+    return MoveTo(made);
 }
 
 int XML_PARSER::Add_FirstChildNode(wchar_t const* name) {
@@ -448,7 +465,7 @@ int XML_PARSER::Add_CDataAfter(wchar_t const* text) {
 }
 
 int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
-    pugi::xml_node node(m_current);
+    pugi::xml_node node = m_document->current;
     if (node.type() != pugi::node_element || !IsXmlName(name) || !IsXmlText(value))
         return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : Can't set this attribute");
     std::string const key = KxxToUtf8(name), text = KxxToUtf8(value);
@@ -468,8 +485,9 @@ int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
 }
 
 int XML_PARSER::Remove_Attribute(wchar_t const* name) {
-    if (!m_current) return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
-    if (!pugi::xml_node(m_current).remove_attribute(KxxToUtf8(name).c_str()))
+    if (!m_document->current)
+        return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
+    if (!m_document->current.remove_attribute(KxxToUtf8(name).c_str()))
         return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : There is no such attribute");
     m_hasAttributes = false;
     m_attributeIndex = -1;
@@ -477,7 +495,7 @@ int XML_PARSER::Remove_Attribute(wchar_t const* name) {
 }
 
 int XML_PARSER::Set_TextValue(wchar_t const* text) {
-    pugi::xml_node node(m_current);
+    pugi::xml_node node = m_document->current;
     if (!node) return Fail(L"XML_PARSER::Set_TextValue(LPCTSTR)   : Can't set a Text on a NULL Node");
     if (!IsXmlText(text))
         return Fail(L"XML_PARSER::Set_TextValue(LPCTSTR)   : The text holds a character that XML does not have");
@@ -497,21 +515,21 @@ int XML_PARSER::Set_TextValue(wchar_t const* text) {
 }
 
 int XML_PARSER::Remove() {
-    if (!m_current) return Fail(L"XML_PARSER::Remove() : There is no node");
-    pugi::xml_node const node(m_current);
+    if (!m_document->current) return Fail(L"XML_PARSER::Remove() : There is no node");
+    pugi::xml_node const node = m_document->current;
     pugi::xml_node above = node.parent();
     if (above.type() == pugi::node_element)
-        MoveTo(above.internal_object());
+        SetCurrent(above);
     else
-        SetCurrent(nullptr);
+        SetCurrent({});
     above.remove_child(node);
     return 1;
 }
 
 int XML_PARSER::RemoveChild(wchar_t const* name) {
-    pugi::xml_node const child(Named(pugi::xml_node(m_current).first_child(), name, forward));
-    if (!child) return Fail(L"XML_PARSER::RemoveChild(LPCTSTR) : There is no such child");
-    return pugi::xml_node(m_current).remove_child(child);
+    pugi::xml_node child = m_document->current.first_child();
+    if (!IsFound(child, forward, name)) return Fail(L"XML_PARSER::RemoveChild(LPCTSTR) : There is no such child");
+    return m_document->current.remove_child(child);
 }
 
 }  // namespace KxN

@@ -20,7 +20,7 @@
 #include <vector>
 
 namespace pugi {
-struct xml_node_struct;
+class xml_node;
 }
 
 namespace KxN {
@@ -119,16 +119,16 @@ private:
 
     int Init_MSXML();
     void Grab_Node_Informations() const;
-    void SetCurrent(pugi::xml_node_struct* node);
+    void SetCurrent(pugi::xml_node node);
     void Parse_Objects();
     int Fail(wchar_t const* text);
     int Load(std::string const& bytes, char const* encoding);
-    int MoveTo(pugi::xml_node_struct* node);
+    int MoveTo(pugi::xml_node node);
+    int NotMoved();
     int Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot);
     void GrabAttributes() const;
 
     std::unique_ptr<SDocument> m_document;
-    pugi::xml_node_struct* m_current = nullptr;  // null in an empty document
     KxString m_text, m_documentText, m_loadFailure;
     mutable KxString m_lastError;
     mutable wchar_t const* m_failure = nullptr;  // which becomes the last error when that is asked for
