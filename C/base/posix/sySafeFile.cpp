@@ -3,10 +3,14 @@
 #include "hbtools/base/sySafeFile.h"
 
 #include "base/posix/syDescriptor.h"
+#include "base/sySafeFiles.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
 
 #include <cerrno>
+#include <deque>
+#include <set>
+#include <utility>
 #include <vector>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -41,6 +45,21 @@ int TakeOver(std::string const& target, int number) {
     return CopyAttributes(target, number);
 }
 
+/// Makes the new file beside the one that the path stands for, with what belongs to that.
+int OpenPart(KxString const& path, detail::LeftParts& left, detail::PartFile& part) {
+    std::string target;
+    int error = detail::ResolveLinks(KxxToSystemPath(path.View()), target);
+    if (error == 0) error = detail::CheckReplaceable(target);
+    if (error == 0) error = part.Create(target, left);
+    if (error == 0) error = TakeOver(target, part.GetFile().GetNumber());
+    return error;
+}
+
+[[noreturn]] void Throw(int line, KxString const& path, int error) {
+    throw new KxDirEntryException(L"sySafeFile", static_cast<unsigned long>(line), path,
+                                  static_cast<unsigned long>(error));
+}
+
 }  // namespace
 
 struct KxSafeFile::State {
@@ -49,18 +68,14 @@ struct KxSafeFile::State {
 
     [[noreturn]] void Fail(int line, int error) {
         part.Discard();
-        throw new KxDirEntryException(L"sySafeFile", static_cast<unsigned long>(line), path,
-                                      static_cast<unsigned long>(error));
+        Throw(line, path, error);
     }
 };
 
 KxSafeFile::KxSafeFile(KxString const& path) : m_state(std::make_unique<State>()) {
     m_state->path = path;
-    std::string target;
-    int error = detail::ResolveLinks(KxxToSystemPath(path.View()), target);
-    if (error == 0) error = detail::CheckReplaceable(target);
-    if (error == 0) error = m_state->part.Create(target);
-    if (error == 0) error = TakeOver(target, m_state->part.GetFile().GetNumber());
+    detail::LeftParts left;
+    int const error = OpenPart(path, left, m_state->part);
     if (error != 0) m_state->Fail(__LINE__, error);
 }
 
@@ -98,5 +113,119 @@ bool KxxIsTemporaryName(KxString const& fileName) {
            name.substr(name.size() - mark.size() - random, mark.size()) == mark &&
            name.substr(name.size() - random).find_first_not_of(L"abcdefghijklmnopqrstuvwxyz234567") == name.npos;
 }
+
+namespace detail {
+
+namespace {
+
+// A batch holds one descriptor for each file, and what it takes on the disk is there twice.
+constexpr std::size_t batchFiles = 128;
+constexpr ULONGLONG batchBytes = 64u << 20;
+// Of a large file so much is handed to the medium at a time, while the rest is still being made.
+constexpr ULONGLONG syncStep = 8u << 20;
+
+}  // namespace
+
+struct SafeFiles::State {
+    struct Item {
+        KxString path;
+        PartFile part;
+    };
+
+    std::deque<Item> batch;  // the last one is being written while `isOpen`
+    bool isOpen = false;
+    ULONGLONG written = 0;  // of the last one
+    ULONGLONG started = 0;  // of these, handed to the medium
+    ULONGLONG bytes = 0;    // of the others
+    std::size_t placed = 0;
+    LeftParts left;
+    std::set<std::string> folders;  // with names that were not flushed
+
+    [[noreturn]] void Fail(int line, int error) {
+        KxString const path = batch.back().path;
+        batch.pop_back();
+        isOpen = false;
+        Throw(line, path, error);
+    }
+    void PlaceBatch();
+};
+
+void SafeFiles::State::PlaceBatch() {
+    // All at once, since the medium needs as long for one as for many.
+    for (Item& item : batch) item.part.GetFile().StartSync(0, 0);
+    while (!batch.empty()) {
+        Item& item = batch.front();
+        folders.insert(DirectoryOf(item.part.GetPath()));
+        KxString const path = item.path;
+        int error = item.part.GetFile().Sync();
+        if (error == 0) error = item.part.Place(true);
+        if (error != 0) {
+            batch.clear();
+            Throw(__LINE__, path, error);
+        }
+        batch.pop_front();
+        ++placed;
+    }
+    bytes = 0;
+}
+
+SafeFiles::SafeFiles() : m_state(std::make_unique<State>()) {}
+
+SafeFiles::~SafeFiles() = default;
+
+void SafeFiles::Begin(KxString const& path) {
+    Drop();
+    State& state = *m_state;
+    int error = 0;
+    do {
+        if (error != 0) state.PlaceBatch();  // which makes room for another descriptor
+        state.batch.emplace_back();
+        state.isOpen = true;
+        state.batch.back().path = path;
+        state.written = state.started = 0;
+        error = OpenPart(path, state.left, state.batch.back().part);
+        if (error != 0 && (error != EMFILE || state.batch.size() == 1)) state.Fail(__LINE__, error);
+        if (error != 0) Drop();
+    } while (error != 0);
+}
+
+void SafeFiles::Write(void const* data, std::size_t count) {
+    State& state = *m_state;
+    Descriptor& file = state.batch.back().part.GetFile();
+    if (int const error = file.Write(data, count)) state.Fail(__LINE__, error);
+    state.written += count;
+    if (state.written - state.started < syncStep) return;
+    file.StartSync(state.started, state.written - state.started);
+    state.started = state.written;
+}
+
+void SafeFiles::End() {
+    State& state = *m_state;
+    state.isOpen = false;
+    state.bytes += state.written;
+    if (state.batch.size() >= batchFiles || state.bytes >= batchBytes) state.PlaceBatch();
+}
+
+void SafeFiles::Drop() noexcept {
+    if (m_state->isOpen) m_state->batch.pop_back();
+    m_state->isOpen = false;
+}
+
+void SafeFiles::Commit() {
+    Drop();
+    m_state->PlaceBatch();
+    for (std::string const& folder : std::exchange(m_state->folders, {}))
+        if (int const error = SyncDirectory(folder)) Throw(__LINE__, KxxFromSystemPath(folder), error);
+}
+
+KxString SafeFiles::GetTemporaryPath() const {
+    return KxxFromSystemPath(m_state->batch.back().part.GetPath());
+}
+
+std::size_t SafeFiles::CountPlaced() const {
+    return m_state->placed;
+}
+
+}  // namespace detail
 
 }  // namespace KxN
