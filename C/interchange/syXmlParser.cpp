@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <limits>
 #include <new>
 #include <typeinfo>
 #include <utility>
@@ -152,7 +153,7 @@ int XML_PARSER::Load_XML_Document(wchar_t const* path) {
     std::string bytes;
     try {
         CFile file(path, CFile::modeRead);
-        if (file.GetLength() > KxxLimits().textFileBytes) {
+        if (file.GetLength() > std::min<ULONGLONG>(KxxLimits().textFileBytes, std::numeric_limits<UINT>::max())) {
             m_loadFailure = L"the file is too large";
             return Fail(L"XML Document FAILED to load");
         }

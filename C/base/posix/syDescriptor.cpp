@@ -12,6 +12,7 @@
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -290,13 +291,13 @@ int PartFile::Create(std::string const& target, LeftParts& left) {
     struct stat old;
     mode_t const mode = ::lstat(target.c_str(), &old) == 0 ? 0600 : 0666;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string const path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
+        std::string path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
         int const number =
             Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
         if (number < 0 && errno != EEXIST) return errno;
         if (number < 0) continue;
         m_file = Descriptor(number);
-        m_path = path;
+        m_path = std::move(path);  // without memory, or the file would stay
         // Before it was locked, another save of this target may have taken it for one that was left. Where the file system
         // knows no locks, nobody gets one.
         bool const isLocked = Lock(number) || errno != EWOULDBLOCK;
