@@ -123,6 +123,9 @@ public:
     Packing(KxString const& zipPath, KxZipHelper::Progress const& progress) : m_zipFile(zipPath), m_meter(progress) {}
 
     void Run(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment, KxZipHelper::Mode mode) {
+        for (SxZipSource const& source : sources)
+            OrThrow(__LINE__, L"Failed to open file: %s", source.file,
+                    [&] { m_meter.Expect(CFile(source.file, CFile::modeRead).GetLength()); });
         ReadOld(mode);
         Check(sources, globalComment);
         MakeBuffer(m_buffer, m_zipFile);
@@ -154,17 +157,17 @@ private:
         if (mode == KxZipHelper::Mode::replace || !KxDirEntry(m_zipFile).Exists(1)) return;
         OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
             m_old.emplace(m_zipFile, CFile::modeRead);
+            m_oldLength = m_old->GetLength();
             m_directory.emplace(*m_old);
             if (!m_directory->Read()) Throw(__LINE__, L"damaged directory");
         });
         if (m_directory->End() == 0)
             m_directory.reset();
         else
-            m_meter.Expect(m_old->GetLength());
+            m_meter.Expect(m_oldLength);
     }
 
-    /// All that can be known before anything is written. What cannot come out, also because of what is there already, does
-    /// not go in.
+    /// Before anything is written: what cannot come out, also because of what is there already, does not go in.
     void Check(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment) {
         m_comment = StoredComment(globalComment);
         if (m_comment.size() > longestText || m_comment.find('\0') != m_comment.npos ||
@@ -178,8 +181,6 @@ private:
         }
         std::size_t const first = m_directory ? m_directory->Entries().size() : 0;
         for (SxZipSource const& source : sources) {
-            OrThrow(__LINE__, L"Failed to open file: %s", source.file,
-                    [&] { m_meter.Expect(CFile(source.file, CFile::modeRead).GetLength()); });
             KxString const name = NameInZip(source.file, source.folderInZip), path = ZipNames::PathOf(name);
             if (path.Len() == 0) Refuse(name);
             names.Add(path, false);
@@ -210,8 +211,8 @@ private:
         OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
             std::string const end = m_directory->PlainEnd();
             m_stream->File().Write(end.data(), static_cast<UINT>(end.size()));
-            m_meter.Add(m_old->GetLength() - m_directory->End());
         });
+        m_meter.Add(m_oldLength - m_directory->End());
     }
 
     void PutIn(zipFile zip, SxZipSource const& from) {
@@ -259,6 +260,7 @@ private:
     Meter m_meter;
     std::vector<char> m_buffer;
     std::optional<CFile> m_old;
+    ULONGLONG m_oldLength = 0;
     std::optional<ZipDirectory> m_directory;  // of the old one
     std::optional<ZipStream> m_stream;
 };

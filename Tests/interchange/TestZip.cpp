@@ -70,7 +70,6 @@ TEST_F(Zip, OtherToolsReadAndWriteThem) {
 }
 
 TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
-    struct Ended {};  // of the application's own, which passes as it is
     std::string noise(200000, '\0');
     std::mt19937 random(1);
     for (char& c : noise) c = static_cast<char>(random());
@@ -91,7 +90,7 @@ TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
         EXPECT_TRUE(all == expected && done >= last && done <= all && (calls > 0 || done == 0)) << done << ' ' << all;
         last = done;
         if (++calls == until && isKilled) std::raise(SIGKILL);
-        if (calls == until) throw Ended();
+        if (calls == until) throw new KxException(L"test", 1, L"ended");  // passes as it is
     };
     auto const begin = [&](int end) {
         last = 0;
@@ -110,7 +109,7 @@ TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
         std::filesystem::remove_all(File("out"));
         for (int i = 1, all = calls; i <= all; ++i) {
             begin(i);
-            EXPECT_THROW(pack(), Ended);
+            EXPECT_EQ(test::Thrown<KxException>(pack), "ended") << i;
             ASSERT_TRUE(Get("z.zip") == before && CountFiles() == files) << i;
             if (i % 2 == 0) continue;
             isKilled = true;
@@ -133,7 +132,7 @@ TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
         std::filesystem::remove_all(File("out"));
         out.RemoveAll();
         begin(i);
-        EXPECT_THROW(unpack(), Ended);
+        EXPECT_EQ(test::Thrown<KxException>(unpack), "ended") << i;
         ASSERT_EQ(CountOut(), static_cast<std::size_t>(out.Count())) << i;  // whole, and told
         for (auto const& file : out)
             EXPECT_EQ(std::filesystem::file_size(test::U(file.value)),
@@ -249,6 +248,21 @@ TEST_F(Zip, WhatCannotComeOutDoesNotGoIn) {
     }
     KxZipHelper::CompressFile(Path("in/c"), Path("z.zip"), L"a", L"");
     EXPECT_NE(Get("z.zip"), before);
+}
+
+TEST_F(Zip, MoreFilesThanMayBeOpen) {
+    std::vector<test::Entry> entries;
+    for (int i = 0; i < 100; ++i) entries.push_back({std::to_string(i), "x"});
+    Put("z.zip", Archive(entries));
+    EXPECT_EXIT(
+        {
+            rlimit few;
+            few.rlim_cur = few.rlim_max = 40;
+            ::setrlimit(RLIMIT_NOFILE, &few);
+            std::_Exit(Unpacked("z.zip").size() == 100 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(CountOut(), 100u);
 }
 
 TEST_F(Zip, NoFolderIsTheCurrentOne) {
