@@ -11,13 +11,15 @@
 #include <utility>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
 
-/// How often this process looks through a folder, and waits for the medium; files that got a name without that.
+/// How often this process looks through a folder and waits for the medium; files that got a name without that.
 struct Calls {
     int folders = 0, syncs = 0, renames = 0, unsynced = 0;
+    bool isSynced = false;  // since the last file was locked, as new ones are
 } g_calls;
 
 template <class Function>
@@ -33,11 +35,20 @@ DIR* opendir(char const* path) {
     return Next<DIR*(char const*)>("opendir")(path);
 }
 int fsync(int number) {
-    ++g_calls.syncs;
+    g_calls.syncs += g_calls.isSynced = true;
     return Next<int(int)>("fsync")(number);
 }
+int syncfs(int number) noexcept {
+    g_calls.syncs += g_calls.isSynced = true;
+    return Next<int(int)>("syncfs")(number);
+}
+int flock(int number, int operation) noexcept {
+    g_calls.isSynced = false;
+    return Next<int(int, int)>("flock")(number, operation);
+}
 int rename(char const* from, char const* to) noexcept {
-    g_calls.unsynced += ++g_calls.renames > g_calls.syncs;
+    ++g_calls.renames;
+    g_calls.unsynced += !g_calls.isSynced;
     return Next<int(char const*, char const*)>("rename")(from, to);
 }
 }
@@ -254,7 +265,7 @@ TEST_F(HostileZip, EffortGrowsWithTheArchiveAlone) {
     };
     Calls const few = callsOf(20), many = callsOf(200);
     EXPECT_EQ(many.folders, few.folders);
-    EXPECT_EQ(many.syncs - few.syncs, 180);  // one for each file, none for its folder
+    EXPECT_LT(many.syncs, few.syncs + 10);  // none for each file, or for its folder
 }
 
 TEST_F(HostileZip, EachAllocationMayFail) {

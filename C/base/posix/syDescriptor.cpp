@@ -211,6 +211,17 @@ void Descriptor::StartSync(unsigned long long offset, unsigned long long count) 
     ::sync_file_range(m_number, static_cast<off_t>(offset), static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
 }
 
+int Descriptor::SyncBytes() {
+    unsigned const all = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+    if (Repeat([&] { return ::sync_file_range(m_number, 0, 0, all); }) == 0) return 0;
+    if (errno == EIO || errno == ENOSPC || errno == EDQUOT) return errno;
+    return Sync();  // this file system does not know it
+}
+
+int Descriptor::SyncFileSystem() {
+    return Repeat([&] { return ::syncfs(m_number); }) == 0 ? 0 : errno;
+}
+
 int Descriptor::Close() {
     if (m_number < 0) return 0;
     // After EINTR the descriptor is gone all the same; a second call could close a stranger's.

@@ -44,6 +44,10 @@ public:
     int GetLength(unsigned long long& length) const;
     int SetLength(unsigned long long length);
     int Sync();
+    /// Waits until the bytes are written; they are not safe before the file system is flushed.
+    int SyncBytes();
+    /// Flushes all files where this one is.
+    int SyncFileSystem();
     /// Lets the system begin to write a range, to its end if `count` is 0, so that Sync waits less. It need not.
     void StartSync(unsigned long long offset, unsigned long long count) const;
     int Close();

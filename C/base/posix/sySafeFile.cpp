@@ -151,22 +151,36 @@ struct SafeFiles::State {
 };
 
 void SafeFiles::State::PlaceBatch() {
-    // All at once, since the medium needs as long for one as for many.
+    int error = 0;
+    KxString atFault;
+    auto const cutOff = [&](std::size_t from, int cause) {  // the files from there on are given up
+        if (cause == 0) return;
+        error = cause;
+        atFault = batch[from].path;
+        while (batch.size() > from) batch.pop_back();
+    };
+    // Flushing one file costs the medium nearly as much as flushing all that it holds: so their bytes are written file by
+    // file, which tells whose were lost, and flushed together.
+    bool const isAlone = batch.size() == 1;
     for (Item& item : batch) item.part.GetFile().StartSync(0, 0);
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+        Descriptor& file = batch[i].part.GetFile();
+        cutOff(i, isAlone ? file.Sync() : file.SyncBytes());
+    }
+    std::set<unsigned long long> devices;
+    for (std::size_t i = 0; i < batch.size() && !isAlone; ++i)
+        if (devices.insert(StampOf(batch[i].part.GetPath()).device).second)
+            cutOff(i, batch[i].part.GetFile().SyncFileSystem());
     while (!batch.empty()) {
-        Item& item = batch.front();
-        folders.insert(DirectoryOf(item.part.GetPath()));
-        KxString const path = item.path;
-        int error = item.part.GetFile().Sync();
-        if (error == 0) error = item.part.Place(true);
-        if (error != 0) {
-            batch.clear();
-            Throw(__LINE__, path, error);
-        }
+        folders.insert(DirectoryOf(batch.front().part.GetPath()));
+        int const cause = batch.front().part.Place(true);
+        cutOff(0, cause);
+        if (cause != 0) break;
         batch.pop_front();
         ++placed;
     }
     bytes = 0;
+    if (error != 0) Throw(__LINE__, atFault, error);
 }
 
 SafeFiles::SafeFiles() : m_state(std::make_unique<State>()) {}
