@@ -95,6 +95,9 @@ PayloadFinding FindDoubleTags(CFile& file, STag const& record, ULONGLONG end, UL
     finding.count = present;
     finding.size = chain.Behind() - record.dataAddress;
     if (present != count) {
+        finding.promised = count;
+        finding.kept = present;
+        finding.keptSize = finding.size;
         finding.faultKind = FaultCount;
         finding.fault.SPrintf(L"the array promises %d values and has %d; readers refuse it", count, present);
         finding.lostBytes = finding.size;
@@ -116,6 +119,9 @@ PayloadFinding FindIntArray(CFile& file, STag const& record, ULONGLONG end, ULON
     if (count < 0 || static_cast<ULONGLONG>(count) > room / sizeof(int)) {
         finding.fault.SPrintf(L"the array promises %lld values and there is room for %llu; readers refuse it", count,
                               room / sizeof(int));
+        finding.promised = count;
+        finding.kept = static_cast<LONGLONG>(room / sizeof(int));
+        finding.keptSize = chain.Behind() - record.dataAddress + static_cast<ULONGLONG>(finding.kept) * sizeof(int);
         finding.count = 0;
         finding.size = end - record.dataAddress;
         finding.lostBytes = finding.size;
@@ -186,6 +192,11 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
             L"the payload of %llu bytes has the shape of no kind; as an array it promises %lld elements, "
             L"which are at least %lld bytes",
             size, count, count < 0 ? 0LL : count * 4 + 4);
+        finding.lostBytes = size;
+    } else if (atEnd && size >= 8 && static_cast<ULONGLONG>(head[0]) * static_cast<ULONGLONG>(head[1]) > size / 12 &&
+               LooksLikeGrid(file, record.dataAddress, end)) {
+        finding.faultKind = FaultShortPayload;
+        finding.fault.SPrintf(L"the payload of %llu bytes is too short for %d x %d points", size, head[0], head[1]);
         finding.lostBytes = size;
     }
     finding.count = 0;
