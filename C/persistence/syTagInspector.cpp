@@ -24,6 +24,7 @@ TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_levels.clear();
     m_visited.clear();
     m_deferred.clear();
+    m_taken.clear();
     m_hasVisited = m_isRecovering = isRecovering;
     m_isBroken = m_tookTrail = false;
     m_emptyFrom = m_emptyTo = 0;
@@ -136,6 +137,10 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
             isLong = detail::ReadRecord(m_file, position, record.image) == STag::fileSize;
         } catch (CFileException* exception) {
             exception->Delete();
+            Fault(FaultNoRecord, source, position, level.end - std::min(position, level.end),
+                  L"the record at %llu leads to %llu, where no record stands; the rest of its level is out of reach", source,
+                  position);
+            Reached(m_size);
             return false;
         }
         record.isLongForm = isLong;
@@ -272,6 +277,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     ULONGLONG const nested = image.dataAddress + finding.size;
     Reached(nested);
     if (m_isRecovering) {
+        m_taken[position] = nested;
         m_levels.back().reached = std::max(m_levels.back().reached, std::min(nested, m_size));
         // Behind a payload stands a level only rarely: without a link to tell, it is the next record.
         if (m_isMended) record.extent = finding.size;

@@ -73,6 +73,13 @@ bool KxTagInspector::Walk::IsInnerAt(ULONGLONG position) {
     return m_file.Read(bytes, sizeof bytes) == sizeof bytes && IsInner(Load<std::uint32_t>(bytes));
 }
 
+// True if a head at the position would have nothing in common with the records that were taken.
+bool KxTagInspector::Walk::IsFree(ULONGLONG position) const {
+    auto const next = m_taken.lower_bound(position);
+    if (next != m_taken.end() && next->first < position + STag32::fileSize) return false;
+    return next == m_taken.begin() || std::prev(next)->second <= position;
+}
+
 // True if a head that begins at `from` or behind it reaches across the position: within a head the link can look like the
 // address of another one.
 bool KxTagInspector::Walk::IsWithinHead(ULONGLONG position, ULONGLONG from) {
@@ -174,7 +181,7 @@ void KxTagInspector::Walk::FollowOrMend(Level& level, int number) {
                !IsWithinHead(next, address + std::min(record.image.dataSize, next - address))) {
         end = next;
         level.next = next;
-    } else if (next < record.position && !m_visited.contains(next) && IsHeadAt(next, m_size)) {
+    } else if (next < record.position && !m_visited.contains(next) && IsFree(next) && IsHeadAt(next, m_size)) {
         Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu", record.position,
               next);
         m_isMended = level.isLoose = true;
@@ -234,6 +241,7 @@ void KxTagInspector::Walk::TakeLeft(int number, ULONGLONG end, detail::PayloadFi
     if (record.isDamaged) record.promised = std::max(left.promised, record.count);
     record.payloadSize = record.count > 0 ? left.keptSize : end - record.image.dataAddress;
     ULONGLONG const behind = record.image.dataAddress + record.payloadSize;
+    m_taken[record.position] = behind;
     Reached(behind);
     m_levels.back().reached = std::max(m_levels.back().reached, behind);
 }
@@ -249,7 +257,7 @@ bool KxTagInspector::Walk::TakeDeferred() {
         Deferred const link = m_deferred.back();
         m_deferred.pop_back();
         if (m_visited.contains(link.position) || !detail::IsRecordAt(m_file, link.position, m_size) ||
-            IsInnerAt(link.position))
+            IsInnerAt(link.position) || !IsFree(link.position))
             continue;
         m_levels.push_back({link.position, m_size, link.parent, link.depth, link.source, link.position, 0, true});
         return true;

@@ -9,6 +9,7 @@
 #include "persistence/syTagPayload.h"
 
 #include <algorithm>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -86,6 +87,7 @@ private:
     };
     void BeginAtFirstRecord();
     bool IsInnerAt(ULONGLONG position);
+    bool IsFree(ULONGLONG position) const;
     bool IsWithinHead(ULONGLONG position, ULONGLONG from);
     bool IsHeadAt(ULONGLONG position, ULONGLONG end);
     ULONGLONG FindHead(ULONGLONG from, ULONGLONG end);
@@ -103,6 +105,7 @@ private:
     bool m_isMended = false;   // the record in hand has no link of its own that leads on
     bool m_tookTrail = false;  // what stands at the end without a link
     std::vector<Deferred> m_deferred;
+    std::map<ULONGLONG, ULONGLONG> m_taken;  // records, and the ends of their payloads
     ULONGLONG m_emptyFrom = 0;  // no record begins from here on
     ULONGLONG m_emptyTo = 0;    // up to here
     ULONGLONG m_budget = 0;   // records that may still be visited; a file has no more

@@ -41,8 +41,12 @@ struct Content {
     bool IsIn(Content const& copy) const {
         if (kind == PayloadNone || kind == PayloadUnknown || kind == PayloadGraphObject) return true;
         if (!IsCollection() || kind == copy.kind) return kind == copy.kind && bytes == copy.bytes;
-        std::size_t const length = std::min(bytes.size(), copy.bytes.size());
-        return copy.IsCollection() && bytes.compare(0, length, copy.bytes, 0, length) == 0;
+        bool isSame = false;
+        for (std::size_t begin : {0U, 8U}) {  // of the digits: a count, or two extents
+            std::size_t const length = std::min(bytes.size() - begin, copy.bytes.size());
+            isSame = isSame || bytes.compare(begin, length, copy.bytes, 0, length) == 0;
+        }
+        return copy.IsCollection() && isSame;
     }
 };
 using Contents = std::multimap<unsigned long, Content>;
@@ -169,13 +173,13 @@ TEST(TagCopier, RepairsWhateverASingleFaultLeaves) {
     for (TagFormat const format : {TagFormat32, TagFormat64}) {
         Bytes const whole = Sample(format);
         int failures = 0;
-        for (std::size_t length = 0; length < whole.size() && failures < 50; ++length) {
+        for (std::size_t length = 0; length < whole.size() && failures < 5; ++length) {
             std::string const verdict = Judge(Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
             if (verdict.empty()) continue;
             ADD_FAILURE() << format << " cut to " << length << ": " << verdict;
             ++failures;
         }
-        for (std::size_t bit = 0; bit < 8 * whole.size() && failures < 90; ++bit) {
+        for (std::size_t bit = 0; bit < 8 * whole.size() && failures < 10; ++bit) {
             Bytes bytes = whole;
             bytes[bit / 8] ^= static_cast<BYTE>(1 << bit % 8);
             std::string const verdict = Judge(bytes);
@@ -266,20 +270,4 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
     Bytes const gaps = Repair(cut(rows, 18 + 8 + 12 * 41)).bytes;
     EXPECT_EQ(ToHex(Bytes(gaps.begin() + 18, gaps.begin() + 26)), Plain("0A000000 05000000"));
     EXPECT_EQ(ToHex(Bytes(gaps.begin() + 26 + 12 * 41, gaps.begin() + 26 + 12 * 42)), Plain("FFFF7F7F 00000000 00000000"));
-}
-
-TEST(TagCopier, DISABLED_Debug) {
-    Bytes b = Sample(std::getenv("F64") ? TagFormat64 : TagFormat32);
-    if (auto c = std::getenv("CUT")) b.resize(std::stoul(c));
-    if (auto c = std::getenv("BIT")) b[std::stoul(c) / 8] ^= static_cast<BYTE>(1 << std::stoul(c) % 8);
-    for (int pass = 0; pass < 3; ++pass) {
-        auto const f = FileOf(pass == 2 ? Repair(b).bytes : b);
-        KxTagInspector i(f.get());
-        if (pass == 1) i.Recover(); else i.Inspect();
-        std::puts(pass == 0 ? "INSPECT" : pass == 1 ? "RECOVER" : "COPY");
-        for (auto const& r : i.Records())
-            std::printf("%*s%llu id %u kind %d next %llu ext %llu size %llu count %lld dam %d\n", 2 * r.depth, "", r.position, r.image.id, r.kind, r.image.nextTag, r.extent, r.payloadSize, r.count, r.isDamaged);
-        for (auto const& x : i.Faults()) std::printf("   ! %ls\n", std::wstring(x.text.View()).c_str());
-    }
-    for (auto const& l : Repair(b).losses) std::printf("LOSS %llu-%llu %d id %lu %lld/%lld %ls\n", l.begin, l.end, l.isRecord, l.id, l.kept, l.promised, std::wstring(l.text.View()).c_str());
 }
