@@ -5,12 +5,12 @@
 // bytes, but for the count of an array that lost elements.
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syResource.h"
+#include "hbtools/math/syVec3.h"
 #include "persistence/syTagCopyPlan.h"
 #include "persistence/syTagRecord.h"
 #include "persistence/syTextIds.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace KxN::detail {
 
@@ -90,12 +90,11 @@ void CopyCut(CFile& source, CFile& target, SxTagRecord const& record) {
                                    record.width > 0 ? static_cast<std::int32_t>(count / record.width) : 0};
     target.Write(heads, record.width > 0 ? 8 : 4);
     CopyBytes(source, ElementsAt(record), target, bytes);
-    BYTE gap[24] = {};
-    if (record.kind == PayloadVec3f2dArray)
-        Put(gap, std::numeric_limits<float>::max());
-    else
-        Put(gap, std::numeric_limits<double>::max());
-    for (LONGLONG i = record.count; i < count; ++i) target.Write(gap, each);
+    KxVec3f gap(0, 0, 0);
+    gap.Invalidate();
+    KxVec3d const wideGap(gap);
+    void const* const bits = record.kind == PayloadVec3f2dArray ? static_cast<void const*>(&gap) : &wideGap;
+    for (LONGLONG i = record.count; i < count; ++i) target.Write(bits, each);
 }
 
 }  // namespace

@@ -37,7 +37,8 @@ struct Looks {
     double emptyLow = 0;  // the part of pairs whose lower half is zero, the upper one not: doubles of few digits
 };
 
-bool IsMeasured(double value, double gap) {
+bool IsMeasured(double value) {
+    constexpr double gap = std::numeric_limits<float>::max();  // in points of either width
     double const size = std::abs(value);
     return value == 0 || value == gap || std::isnan(value) || (size > 1e-12 && size < 1e12);
 }
@@ -51,10 +52,10 @@ Looks LookAt(CFile& file, ULONGLONG position, ULONGLONG end) {
     for (std::size_t i = 0; i < bytes.size(); i += 8) {
         std::uint32_t words[2] = {Load<std::uint32_t>(bytes.data() + i), Load<std::uint32_t>(bytes.data() + i + 4)};
         for (std::uint32_t word : words) {
-            looks.floats += IsMeasured(std::bit_cast<float>(word), std::numeric_limits<float>::max());
+            looks.floats += IsMeasured(std::bit_cast<float>(word));
             looks.ints += std::abs(static_cast<LONGLONG>(std::bit_cast<std::int32_t>(word))) < (1 << 23);
         }
-        looks.doubles += IsMeasured(Load<double>(bytes.data() + i), std::numeric_limits<double>::max());
+        looks.doubles += IsMeasured(Load<double>(bytes.data() + i));
         looks.emptyLow += words[0] == 0 && words[1] != 0;
     }
     double const pairs = static_cast<double>(bytes.size() / 8);
