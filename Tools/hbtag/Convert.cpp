@@ -15,11 +15,11 @@ int Convert(FileArguments const& arguments, int bits) {
     TagFileState const state = copier.Convert(out.File(), bits == 64 ? TagFormat64 : TagFormat32);
     std::string const name = tool::Escaped(PathOf(arguments.in));
     if (state == TagFileForeign) {
-        fmt::print(stderr, "hbtag: {} is not a tag file\n", name);
+        tool::Complain("hbtag: {} is not a tag file\n", name);
         return state;
     }
     if (state == TagFileDamaged) {
-        fmt::print(stderr, "hbtag: {} is damaged and was not converted; hbtag repair makes a copy of what is whole\n", name);
+        tool::Complain("hbtag: {} is damaged and was not converted; hbtag repair makes a copy of what is whole\n", name);
         return state;
     }
     tool::Output output("hbtag");

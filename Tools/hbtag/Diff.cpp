@@ -67,7 +67,7 @@ private:
     tool::Output& m_output;
     bool m_isJson;
     long long m_numDifferences = 0;
-    std::vector<std::pair<int, int>> m_open;  // levels that both have
+    std::vector<std::pair<int, int>> m_open;  // records to be compared; -1 where there is none
 };
 
 void Comparison::Report(Difference const& difference) {
@@ -123,31 +123,33 @@ void Comparison::CompareHeaders() {
 
 void Comparison::Run() {
     CompareHeaders();
-    m_open.emplace_back(-1, -1);
+    CompareLevels(-1, -1);
     while (!m_open.empty()) {
         auto const [a, b] = m_open.back();
         m_open.pop_back();
-        CompareLevels(a, b);
+        if (b < 0) {
+            ReportWhole(m_a, a, false);
+        } else if (a < 0) {
+            ReportWhole(m_b, b, true);
+        } else {
+            Compare(a, b);
+            CompareLevels(a, b);
+        }
     }
 }
 
 void Comparison::CompareLevels(int parentA, int parentB) {
     std::map<std::pair<unsigned long, int>, int> others;
     for (int b : m_b.levels.Of(parentB)) others[{m_b[b].image.id, m_b.levels.NumberOf(b)}] = b;
-    std::vector<std::pair<int, int>> both;
+    std::vector<std::pair<int, int>> pairs;
     for (int a : m_a.levels.Of(parentA)) {
         auto const other = others.find({m_a[a].image.id, m_a.levels.NumberOf(a)});
-        if (other == others.end()) {
-            ReportWhole(m_a, a, false);
-            continue;
-        }
-        Compare(a, other->second);
-        both.emplace_back(a, other->second);
-        other->second = -1;
+        pairs.emplace_back(a, other == others.end() ? -1 : other->second);
+        if (other != others.end()) others.erase(other);
     }
     for (int b : m_b.levels.Of(parentB))
-        if (others[{m_b[b].image.id, m_b.levels.NumberOf(b)}] >= 0) ReportWhole(m_b, b, true);
-    m_open.insert(m_open.end(), both.rbegin(), both.rend());
+        if (others.contains({m_b[b].image.id, m_b.levels.NumberOf(b)})) pairs.emplace_back(-1, b);
+    m_open.insert(m_open.end(), pairs.rbegin(), pairs.rend());
 }
 
 std::string Comparison::Values(SxTagRecord const& a, SxTagRecord const& b, long long index) {
@@ -252,7 +254,7 @@ int Diff(FileArguments const& arguments) {
     for (Side const* side : {&a, &b}) {
         if (side->state == TagFileWhole) continue;
         isTrouble = true;
-        fmt::print(stderr, "hbtag: {} is {}\n", tool::Escaped(side->path),
+        tool::Complain("hbtag: {} is {}\n", tool::Escaped(side->path),
                    side->state == TagFileForeign ? "not a tag file" : "damaged; what of it is whole is compared");
         if (side->state == TagFileForeign) return diffTrouble;
     }

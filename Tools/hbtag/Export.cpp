@@ -162,7 +162,7 @@ int Export(FileArguments const& arguments, ExportForm form, std::string const& n
     CFile in(PathOf(arguments.in), CFile::modeRead);
     KxTagInspector inspector(&in);
     if (inspector.Inspect() == TagFileForeign || inspector.Records().Size() == 0) {
-        fmt::print(stderr, "hbtag: {} is not a tag file\n", tool::Escaped(PathOf(arguments.in)));
+        tool::Complain("hbtag: {} is not a tag file\n", tool::Escaped(PathOf(arguments.in)));
         return tool::exitForeign;
     }
     Levels const levels(inspector);
@@ -170,7 +170,7 @@ int Export(FileArguments const& arguments, ExportForm form, std::string const& n
     SxTagRecord const& record = inspector.Records()[number];
     std::string const place = fmt::format("record {} at {}", levels.PathTo(number), record.position);
     if (record.isDamaged) {
-        fmt::print(stderr, "hbtag: {} is damaged; hbtag repair keeps what is whole of it\n", place);
+        tool::Complain("hbtag: {} is damaged; hbtag repair keeps what is whole of it\n", place);
         return tool::exitDamaged;
     }
     Layout const layout = LayoutOf(record.kind);

@@ -97,7 +97,7 @@ int Repair(FileArguments const& arguments) {
     KxTagCopier copier(&in);
     TagFileState const state = copier.Repair(out.File());
     if (state == TagFileForeign) {
-        fmt::print(stderr, "hbtag: {} is not a tag file\n", tool::Escaped(PathOf(arguments.in)));
+        tool::Complain("hbtag: {} is not a tag file\n", tool::Escaped(PathOf(arguments.in)));
         return state;
     }
     out.Commit();

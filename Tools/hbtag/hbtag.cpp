@@ -41,7 +41,7 @@ int List(hbtag::Options const& options, KxN::KxString const& path) {
     else
         Print(output, options, path, inspector, state);
     if (!output.Finish()) return exitUsage;
-    if (state == KxN::TagFileForeign) fmt::print(stderr, "hbtag: {} is not a tag file\n", Escaped(path));
+    if (state == KxN::TagFileForeign) tool::Complain("hbtag: {} is not a tag file\n", Escaped(path));
     return state;
 }
 
@@ -53,6 +53,15 @@ struct Arguments {
     std::vector<std::string> names;  // of an export
     int bits = 0;
     bool isPly = false, isCsv = false, isNpy = false;
+};
+
+/// The usage of an export has something optional in the middle.
+class Formatter : public CLI::Formatter {
+public:
+    std::string make_usage(CLI::App const* app, std::string name) const override {
+        if (app->get_name() != "export") return CLI::Formatter::make_usage(app, name);
+        return "Usage: " + name + " export [OPTIONS] IN [RECORD] OUT\n";
+    }
 };
 
 /// The commands with one file, which write nothing.
@@ -117,10 +126,10 @@ public:
         m_export->add_option("IN", files.in, "The tag file")->required();
         m_export
             ->add_option("OUT", arguments.names,
-                         "The record, unless there is only one, and the new file. A record is an id, a path of ids such as "
-                         "100/104[2], or a position such as @64")
+                         "The new file. The record stands in front of it, unless only one holds such numbers: an id, a path of "
+                         "ids such as 100/104[2], or a position such as @64")
             ->required()
-            ->option_text("[RECORD] OUT")
+            ->option_text("TEXT REQUIRED")
             ->expected(1, 2);
         m_diff->add_option("A", files.in, "A tag file")->required();
         m_diff->add_option("B", files.out, "Another one")->required();
@@ -172,6 +181,7 @@ int main(int argc, char** argv) {
         "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds and repairs "
         "what is damaged, converts, exports and compares them.");
     app.require_subcommand(1);
+    app.formatter(std::make_shared<Formatter>());
     app.footer(
         "Exit codes: 0 whole, 1 usage, unreadable or not written, 2 damaged but readable in part, 3 neither a tag file nor a "
         "stream; diff: 0 the same, 1 different, 2 trouble. hbtag COMMAND --help tells more.");
@@ -186,10 +196,10 @@ int main(int argc, char** argv) {
     try {
         return files.IsParsed() ? files.Run() : listings.Run();
     } catch (KxN::CException* exception) {
-        fmt::print(stderr, "hbtag: {}\n", Escaped(KxN::CException::TextOf(*exception)));
+        tool::Complain("hbtag: {}\n", Escaped(KxN::CException::TextOf(*exception)));
         exception->Delete();
     } catch (std::exception const& exception) {
-        fmt::print(stderr, "hbtag: {}\n", exception.what());
+        tool::Complain("hbtag: {}\n", exception.what());
     }
     return files.FailureCode(argc, argv);
 }
