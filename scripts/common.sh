@@ -31,6 +31,8 @@ packages_test='
 libgtest-dev the tests
 python3 the tests of JSON output
 chromium the test of the page that hbtag makes
+man-db the test of the manual pages
+groff the same
 zip archives by another program
 unzip the same
 p7zip-full the same

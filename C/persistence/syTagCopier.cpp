@@ -251,9 +251,8 @@ std::size_t KxTagCopier::Plan::FindDifference(CFile& target) {
     TagFileState const state = copy.Inspect();
     auto const& records = copy.Records();
     auto const at = [&](ULONGLONG position) {
-        auto const behind =
-            std::upper_bound(m_items.begin(), m_items.end(), position,
-                             [](ULONGLONG place, Item const& item) { return place < item.position; });
+        auto const behind = std::upper_bound(m_items.begin(), m_items.end(), position,
+                                             [](ULONGLONG place, Item const& item) { return place < item.position; });
         return behind == m_items.begin() ? 0 : static_cast<std::size_t>(behind - m_items.begin()) - 1;
     };
     int number = 0;

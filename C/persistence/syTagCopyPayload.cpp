@@ -7,6 +7,7 @@
 #include "hbtools/base/syResource.h"
 #include "hbtools/math/syVec3.h"
 #include "persistence/syTagCopyPlan.h"
+#include "persistence/syTagPayload.h"
 #include "persistence/syTagRecord.h"
 #include "persistence/syTextIds.h"
 
@@ -56,7 +57,7 @@ public:
         m_source.Seek(static_cast<LONGLONG>(image.dataAddress), CFile::begin);
         if (m_source.Read(bytes, size) != size) ThrowEndOfFile(m_source);
         if (value) Put(bytes, *value);
-        m_from = image.nextTag;
+        m_from = isLast ? 0 : NextInner(m_source, image);
         m_inside = image.dataAddress;
         image.dataAddress = m_to + HeadSize(m_isLong);
         m_to = image.dataAddress + size;

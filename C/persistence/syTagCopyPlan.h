@@ -31,10 +31,10 @@ private:
     /// One piece of the target.
     struct Item {
         Part part;
-        int record;             // of the source; of an address the object that gets it
-        std::size_t next;       // the next of its level
+        int record;        // of the source; of an address the object that gets it
+        std::size_t next;  // the next of its level
         ULONGLONG position = 0;
-        ULONGLONG size = 0;     // of the payload, or of the rest behind it
+        ULONGLONG size = 0;  // of the payload, or of the rest behind it
         bool isLong = false;
     };
 

@@ -73,7 +73,7 @@ LONGLONG KxTagInspector::ReadElements(SxTagRecord const& record, LONGLONG first,
         UINT const size = each / static_cast<UINT>(components);
         STag inner;
         ULONGLONG position = record.image.dataAddress;
-        for (int i = 0; i < components; ++i, position = inner.nextTag) {
+        for (int i = 0; i < components; ++i, position = detail::NextInner(file, inner)) {
             detail::ReadRecord(file, position, inner);
             ReadAt(file, inner.dataAddress, bytes + static_cast<UINT>(i) * size, size);
         }

@@ -138,8 +138,8 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
         } catch (CFileException* exception) {
             exception->Delete();
             Fault(FaultNoRecord, source, position, level.end - std::min(position, level.end),
-                  L"the record at %llu leads to %llu, where no record stands; the rest of its level is out of reach", source,
-                  position);
+                  L"the record at %llu leads to %llu, where no record stands; the rest of its level is out of reach",
+                  source, position);
             Reached(m_size);
             return false;
         }

@@ -51,6 +51,10 @@ PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, 
 /// True if what stands there begins as a 2-D array of measured points does, whatever of it is there.
 bool LooksLikeGrid(CFile& file, ULONGLONG address, ULONGLONG end);
 
+/// Where the next of the records within a payload stands that was found: where the link leads, or right behind if it leads to
+/// none of them.
+ULONGLONG NextInner(CFile& file, STag const& record);
+
 /// Walks the element records of a tag array: keeps its place between calls, so that a listing is one pass.
 class ElementCursor {
 public:

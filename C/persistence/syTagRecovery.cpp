@@ -47,7 +47,8 @@ ULONGLONG KxTagInspector::Walk::FindHead(ULONGLONG from, ULONGLONG end) {
         std::size_t const last = got - STag32::fileSize;
         for (std::size_t i = 0; i <= last; ++i)
             if (NamesItsPayload(block.data() + i, from + i, got - i) &&
-                Load<std::uint16_t>(block.data() + i + 4) != 0 && !IsInner(Load<std::uint32_t>(block.data() + i)) && detail::IsRecordAt(m_file, from + i, end))
+                Load<std::uint16_t>(block.data() + i + 4) != 0 && !IsInner(Load<std::uint32_t>(block.data() + i)) &&
+                detail::IsRecordAt(m_file, from + i, end))
                 return from + i;
         // Heads that stand across the end of the block are looked at again with the next one.
         if (from + got >= end) break;
@@ -83,7 +84,8 @@ bool KxTagInspector::Walk::IsFree(ULONGLONG position) const {
 // True if a head that begins at `from` or behind it reaches across the position: within a head the link can look like the
 // address of another one.
 bool KxTagInspector::Walk::IsWithinHead(ULONGLONG position, ULONGLONG from) {
-    for (ULONGLONG head = std::max(from, position - std::min<ULONGLONG>(position, STag::fileSize)); head < position; ++head) {
+    for (ULONGLONG head = std::max(from, position - std::min<ULONGLONG>(position, STag::fileSize)); head < position;
+         ++head) {
         head = FindHead(head, std::min(m_size, position + STag::fileSize));
         STag sound;
         if (head < position && head + detail::ReadRecord(m_file, head, sound) > position) return true;
@@ -119,27 +121,35 @@ void KxTagInspector::Walk::BeginAtFirstRecord() {
     m_file.Seek(0, CFile::begin);
     m_file.Read(bytes, sizeof bytes);
     bool const isHeader = Load<std::uint16_t>(bytes) == 0x4949 || Load<std::uint16_t>(bytes + 4) == headerSize;
-    ULONGLONG const head = FindHead(m_start, m_size);
+    ULONGLONG head = FindHead(m_start, m_size);
+    // Among enough bytes of any kind four are right by chance: the link must be sound, too.
+    for (; head < m_size; head = FindHead(head + 1, m_size)) {
+        STag record;
+        detail::ReadRecord(m_file, head, record);
+        bool const isPlausible = record.dataSize <= m_size - record.dataAddress;
+        if (isPlausible && (record.nextTag == 0 || (record.nextTag > head && IsHeadAt(record.nextTag, m_size)))) break;
+    }
     if (head >= m_size) return;
     if (isHeader && head >= headerSize) m_start = headerSize;
     m_faults.Clear();
-    Fault(FaultNoRecord, m_start, head, head - m_start, L"the file does not begin with a record; the first one stands at %llu",
-          head);
+    Fault(FaultNoRecord, m_start, head, head - m_start,
+          L"the file does not begin with a record; the first one stands at %llu", head);
     m_isBroken = true;
     m_levels.push_back({head, m_size, -1, 0, -1, head, 0});
 }
 
 void KxTagInspector::Walk::FaultMended(SxTagRecord const& record, ULONGLONG end) {
     ULONGLONG const next = record.image.nextTag;
-    TagFaultKind const kind = next >= m_size                                                ? FaultDanglingLink
-                              : m_visited.contains(next)                                    ? FaultCycle
-                              : next > record.position && next < record.image.dataAddress   ? FaultIntoRecord
+    TagFaultKind const kind = next >= m_size                                                       ? FaultDanglingLink
+                              : m_visited.contains(next)                                           ? FaultCycle
+                              : next > record.position && next < record.image.dataAddress          ? FaultIntoRecord
                               : next > record.position && detail::IsRecordAt(m_file, next, m_size) ? FaultOverlap
-                                                                                            : FaultNoRecord;
-    Fault(kind, record.position, next, 0,
-          L"the link of the record at %llu leads to %llu, where its level does not go on; what is found behind it, up to "
-          L"%llu, is taken",
-          record.position, next, end);
+                                                                                                   : FaultNoRecord;
+    Fault(
+        kind, record.position, next, 0,
+        L"the link of the record at %llu leads to %llu, where its level does not go on; what is found behind it, up to "
+        L"%llu, is taken",
+        record.position, next, end);
     m_isBroken = m_isMended = true;
 }
 
@@ -182,14 +192,13 @@ void KxTagInspector::Walk::FollowOrMend(Level& level, int number) {
         end = next;
         level.next = next;
     } else if (next < record.position && !m_visited.contains(next) && IsFree(next) && IsHeadAt(next, m_size)) {
-        Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu", record.position,
-              next);
+        Fault(FaultBackwardLink, record.position, next, 0, L"the record at %llu leads backward to %llu",
+              record.position, next);
         m_isMended = level.isLoose = true;
         level.next = next;
     } else {
         FaultMended(record, level.end);
-        if (next > address && next < m_size)
-            m_deferred.push_back({next, record.parent, record.depth, number});
+        if (next > address && next < m_size) m_deferred.push_back({next, record.parent, record.depth, number});
         ULONGLONG const tipped =
             record.image.dataSize == 0 ? OneBitOff(next, record.isLongForm, address, level.end) : chainEnd;
         level.next = tipped != chainEnd ? tipped : chainLost;
@@ -199,8 +208,8 @@ void KxTagInspector::Walk::FollowOrMend(Level& level, int number) {
         }
     }
     // Nothing tells the end of a plain collection but the record behind it.
-    if ((m_isMended || level.isLoose) && record.image.dataSize == 0 && address < end && !m_objects.IsImageAt(address, m_size) &&
-        !detail::IsRecordAt(m_file, address, m_size))
+    if ((m_isMended || level.isLoose) && record.image.dataSize == 0 && address < end &&
+        !m_objects.IsImageAt(address, m_size) && !detail::IsRecordAt(m_file, address, m_size))
         end = CollectionEnd(level, record, end);
     record.extent = std::max(end, address) - address;
 }
@@ -266,7 +275,8 @@ bool KxTagInspector::Walk::TakeDeferred() {
     m_tookTrail = true;
     ULONGLONG const head = UnvisitedHead(m_reached, m_size);
     if (head == chainEnd) return false;
-    Fault(FaultTrailing, head, 0, 0, L"no link leads to the record at %llu; it is taken for one of the first level", head);
+    Fault(FaultTrailing, head, 0, 0, L"no link leads to the record at %llu; it is taken for one of the first level",
+          head);
     m_isBroken = true;
     m_levels.push_back({head, m_size, -1, 0, -1, head, 0, true});
     return true;

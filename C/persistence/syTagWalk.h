@@ -106,10 +106,10 @@ private:
     bool m_tookTrail = false;  // what stands at the end without a link
     std::vector<Deferred> m_deferred;
     std::map<ULONGLONG, ULONGLONG> m_taken;  // records, and the ends of their payloads
-    ULONGLONG m_emptyFrom = 0;  // no record begins from here on
-    ULONGLONG m_emptyTo = 0;    // up to here
-    ULONGLONG m_budget = 0;   // records that may still be visited; a file has no more
-    ULONGLONG m_reached = 0;  // end of the last byte that belongs to a record
+    ULONGLONG m_emptyFrom = 0;               // no record begins from here on
+    ULONGLONG m_emptyTo = 0;                 // up to here
+    ULONGLONG m_budget = 0;                  // records that may still be visited; a file has no more
+    ULONGLONG m_reached = 0;                 // end of the last byte that belongs to a record
 };
 
 template <class... Arguments>

@@ -92,8 +92,8 @@ std::string Lost(Repaired const& repaired) {
     std::string text;
     for (SxTagLoss const& loss : repaired.losses)
         if (loss.isRecord)
-            text += std::to_string(loss.kept) + '/' + std::to_string(loss.promised) + ' ' + std::to_string(loss.id) +
-                    "; ";
+            text +=
+                std::to_string(loss.kept) + '/' + std::to_string(loss.promised) + ' ' + std::to_string(loss.id) + "; ";
     return text;
 }
 
@@ -112,7 +112,8 @@ std::string Judge(Bytes const& bytes) {
         if (std::none_of(first, last, [&](auto const& entry) { return content.IsIn(entry.second); }))
             return "lost " + std::to_string(id) + " of kind " + std::to_string(content.kind);
     }
-    if (state == TagFileWhole && (repaired.bytes.size() != bytes.size() || copied.size() != before.size())) return "changed";
+    if (state == TagFileWhole && (repaired.bytes.size() != bytes.size() || copied.size() != before.size()))
+        return "changed";
     ULONGLONG end = 0;
     for (SxTagLoss const& loss : repaired.losses) {
         if (loss.begin > loss.end || loss.end > bytes.size()) return "a loss that is no range";
@@ -215,12 +216,10 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
     Bytes const counts = file([&](KxTagArchive& archive) { archive << KxVec3iArrayTag(1, whole); });
     Bytes const rows = file([&](KxTagArchive& archive) { archive << KxVec3f2dArrayTag(1, grid); });
     Bytes const ints = file([&](KxTagArchive& archive) { archive << KxTBasicTypeArrayTag<int>(1, numbers); });
-    Bytes const tags = file([&](KxTagArchive& archive) {
-        archive << KxTTagArrayTag<double, KxTTag<double>>(1, values);
-    });
-    Bytes const followed = file([&](KxTagArchive& archive) {
-        archive << KxVec3dArrayTag(1, doubles) << KxTTag<int>(2, number);
-    });
+    Bytes const tags =
+        file([&](KxTagArchive& archive) { archive << KxTTagArrayTag<double, KxTTag<double>>(1, values); });
+    Bytes const followed =
+        file([&](KxTagArchive& archive) { archive << KxVec3dArrayTag(1, doubles) << KxTTag<int>(2, number); });
     Bytes const nested = file([&](KxTagArchive& archive) {
         archive << KxNullTag(3);
         archive.LevelDown();
@@ -248,6 +247,7 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
         {"rows", cut(rows, 18 + 8 + 12 * 41 + 1), "41/100 1; ", 18 + 8 + 12 * 50},
         {"array of int", cut(ints, 18 + 22 + 4 * 40 + 3), "40/100 1; ", 18 + 22 + 4 * 40},
         {"tag array", cut(tags, 18 + 22 + 26 * 40 + 25), "40/100 1; ", 18 + 22 + 26 * 40},
+        {"link within a tag array", with(tags, 18 + 22 + 26 * 40 + 15, 0x7f), "100/100 1; ", tags.size()},
         {"before a link", cut(followed, 18 + 4 + 24), "1/100 1; ", 18 + 4 + 24},
         {"before a link further out", cut(nested, 36 + 4 + 12 * 2), "2/100 1; ", 36 + 4 + 12 * 2},
         {"nothing of an array", cut(plain, 18 + 4 + 11), "0/100 1; ", 0},
@@ -269,5 +269,6 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
     // The row that is cut is filled with points that are none; by hand, 10 x 5 points and the first gap.
     Bytes const gaps = Repair(cut(rows, 18 + 8 + 12 * 41)).bytes;
     EXPECT_EQ(ToHex(Bytes(gaps.begin() + 18, gaps.begin() + 26)), Plain("0A000000 05000000"));
-    EXPECT_EQ(ToHex(Bytes(gaps.begin() + 26 + 12 * 41, gaps.begin() + 26 + 12 * 42)), Plain("FFFF7F7F 00000000 00000000"));
+    EXPECT_EQ(ToHex(Bytes(gaps.begin() + 26 + 12 * 41, gaps.begin() + 26 + 12 * 42)),
+              Plain("FFFF7F7F 00000000 00000000"));
 }

@@ -99,7 +99,8 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {letter} {out}", 3, "is not a tag file"},
         {"repair {32.tag}", 1, "OUT is required"},
         {"export --csv {32.tag} 103 {out}", 0, "", true},
-        {"export --csv {32.tag} {out}", 1, "11 records hold arrays, name one of them: 100/103 (@64), 100/104/107 (@208), "},
+        {"export --csv {32.tag} {out}", 1,
+         "11 records hold arrays, name one of them: 100/103 (@64), 100/104/107 (@208), "},
         {"export --ply {32.tag} 110 {out}", 1, "no points of three coordinates"},
         {"export --ply {32.tag} 102 {out}", 1, "record 100/102 at 42 holds no numbers of a type that the file tells"},
         {"export --npy {32.tag} 999 {out}", 1, "there is no record 999"},
@@ -155,8 +156,9 @@ TEST_F(HbtagFiles, ExportWhatOthersRead) {
         KxTagArchive(&file, 0) << KxVec3dArrayTag(1, points);
         file.Close();
     }
-    std::string const ply = "ply\nformat binary_little_endian 1.0\ncomment record 103 at 64\nelement vertex 5\n"
-                            "property float x\nproperty float y\nproperty float z\nend_header\n";
+    std::string const ply =
+        "ply\nformat binary_little_endian 1.0\ncomment record 103 at 64\nelement vertex 5\n"
+        "property float x\nproperty float y\nproperty float z\nend_header\n";
     std::string const ints = "{'descr': '<i4', 'fortran_order': False, 'shape': (3,), }";
     std::string const grid = "{'descr': '<f4', 'fortran_order': False, 'shape': (2, 3, 3), }";
     auto const npy = [](std::string const& text, std::string const& numbers) {
@@ -192,10 +194,10 @@ TEST_F(HbtagFiles, ExportWhatOthersRead) {
 
 TEST_F(HbtagFiles, DiffByLevelsAndIds) {
     std::string moved = sample32;
-    moved[64 + 18 + 4 + 12 * 2] ^= 1;       // the third point of record 103
-    moved[64 + 18 + 4 + 12 * 4 + 5] ^= 1;   // the fifth
-    moved[42 + 18] = 43;                    // record 102
-    moved.back() = 'x';                     // the end of the text 130: no text any more
+    moved[64 + 18 + 4 + 12 * 2] ^= 1;      // the third point of record 103
+    moved[64 + 18 + 4 + 12 * 4 + 5] ^= 1;  // the fifth
+    moved[42 + 18] = 43;                   // record 102
+    moved.back() = 'x';                    // the end of the text 130: no text any more
     Write("moved.tag", moved);
     std::string tree = sample32;
     tree[1322 - 4] = 6;  // the number in the list
@@ -205,7 +207,9 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
         {"{32.tag} {64.tag}", 0, ""},
         {"{32.tag} {link.tag}", 0, ""},
         {"{32.tag} {moved.tag}", 1, "changed 100/102: int 43, float 6e-44 instead of int 42, float 5.9e-44\n"},
-        {"{32.tag} {moved.tag}", 1, "changed 100/103: 2 of 5 elements differ, the first is 2: 2.5499997 12.65 22.75 instead of 2.55 12.65 22.75\n"},
+        {"{32.tag} {moved.tag}", 1,
+         "changed 100/103: 2 of 5 elements differ, the first is 2: 2.5499997 12.65 22.75 instead of 2.55 12.65 "
+         "22.75\n"},
         {"{32.tag} {moved.tag}", 1, "changed 130: bytes instead of text\n"},
         {"--json {64.tag} {moved.tag}", 1,
          "\"path\": \"100/103\", \"a\": 100, \"b\": 64, \"first\": 2, \"differing\": 2, \"counts\": [5, 5]"},

@@ -65,7 +65,10 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
     bool const hasMan = std::system("man --version >/dev/null 2>&1 && groff --version > /dev/null 2>&1") == 0;
     for (std::string const program : {"hbtag", "hblog", "hbres", "scanlab"}) {
         Help help = HelpOf(program);
-        EXPECT_EQ(help.commands.size(), program == "hbtag" ? 8U : program == "hblog" ? 3U : program == "hbres" ? 0U : 4U);
+        EXPECT_EQ(help.commands.size(), program == "hbtag"   ? 8U
+                                        : program == "hblog" ? 3U
+                                        : program == "hbres" ? 0U
+                                                             : 4U);
         Names all = help.options;
         Names offered = help.commands;
         offered.insert(help.options.begin(), help.options.end());

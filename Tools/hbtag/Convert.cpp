@@ -19,16 +19,17 @@ int Convert(FileArguments const& arguments, int bits) {
         return state;
     }
     if (state == TagFileDamaged) {
-        tool::Complain("hbtag: {} is damaged and was not converted; hbtag repair makes a copy of what is whole\n", name);
+        tool::Complain("hbtag: {} is damaged and was not converted; hbtag repair makes a copy of what is whole\n",
+                       name);
         return state;
     }
     tool::Output output("hbtag");
     unsigned long long const size = out.Size();
     out.Commit();
     if (arguments.json)
-        output.Print("{{\n  \"file\": {},\n  \"output\": {},\n  \"form\": {},\n  \"records\": {},\n  \"size\": {}\n}}\n",
-                     tool::Quoted(PathOf(arguments.in)), tool::Quoted(PathOf(arguments.out)), bits, copier.NumCopied(),
-                     size);
+        output.Print(
+            "{{\n  \"file\": {},\n  \"output\": {},\n  \"form\": {},\n  \"records\": {},\n  \"size\": {}\n}}\n",
+            tool::Quoted(PathOf(arguments.in)), tool::Quoted(PathOf(arguments.out)), bits, copier.NumCopied(), size);
     else
         output.Print("{}: {} bytes, {} records of {} bits\n", tool::Escaped(PathOf(arguments.out)), size,
                      copier.NumCopied(), bits);

@@ -24,7 +24,10 @@ enum DiffCode { diffSame = 0, diffChanged = 1, diffTrouble = 2 };
 
 struct Side {
     explicit Side(std::string const& systemPath)
-        : path(PathOf(systemPath)), file(path, CFile::modeRead), inspector(&file), state(inspector.Inspect()),
+        : path(PathOf(systemPath)),
+          file(path, CFile::modeRead),
+          inspector(&file),
+          state(inspector.Inspect()),
           levels(inspector) {}
     SxTagRecord const& operator[](int record) const { return inspector.Records()[record]; }
 
@@ -47,7 +50,8 @@ struct Difference {
 
 class Comparison {
 public:
-    Comparison(Side& a, Side& b, tool::Output& output, bool isJson) : m_a(a), m_b(b), m_output(output), m_isJson(isJson) {}
+    Comparison(Side& a, Side& b, tool::Output& output, bool isJson)
+        : m_a(a), m_b(b), m_output(output), m_isJson(isJson) {}
 
     void Run();
     long long NumDifferences() const { return m_numDifferences; }
@@ -94,7 +98,8 @@ void Comparison::ReportWhole(Side const& side, int record, bool isAdded) {
     difference.path = side.levels.PathTo(record);
     difference.positions[isAdded] = static_cast<long long>(side[record].position);
     difference.text = KxxToUtf8(KxxPayloadKindName(side[record].kind));
-    if (int const below = side.levels.NumBelow(record)) difference.text += fmt::format(", with {} records within", below);
+    if (int const below = side.levels.NumBelow(record))
+        difference.text += fmt::format(", with {} records within", below);
     Report(difference);
 }
 
@@ -114,8 +119,8 @@ void Comparison::CompareHeaders() {
     difference.path = "header";
     difference.change = bytes[0].empty() ? "added" : bytes[1].empty() ? "removed" : "changed";
     if (!bytes[0].empty() && !bytes[1].empty()) {
-        difference.first = std::mismatch(bytes[0].begin(), bytes[0].end(), bytes[1].begin(), bytes[1].end()).first -
-                           bytes[0].begin();
+        difference.first =
+            std::mismatch(bytes[0].begin(), bytes[0].end(), bytes[1].begin(), bytes[1].end()).first - bytes[0].begin();
         difference.text = fmt::format("first at byte {}", difference.first);
     }
     Report(difference);
@@ -236,9 +241,11 @@ void Comparison::Compare(int recordA, int recordB) {
             difference.text = fmt::format("{} of {} {} differ", difference.differing,
                                           std::min(difference.counts[0], difference.counts[1]), what);
             if (difference.differing > 0)
-                difference.text += fmt::format(", the first is {}: {}", difference.first, Values(a, b, difference.first));
+                difference.text +=
+                    fmt::format(", the first is {}: {}", difference.first, Values(a, b, difference.first));
             if (difference.counts[0] != difference.counts[1])
-                difference.text += fmt::format("; {} {} instead of {}", difference.counts[1], what, difference.counts[0]);
+                difference.text +=
+                    fmt::format("; {} {} instead of {}", difference.counts[1], what, difference.counts[0]);
         }
     } else {
         return;
@@ -255,12 +262,13 @@ int Diff(FileArguments const& arguments) {
         if (side->state == TagFileWhole) continue;
         isTrouble = true;
         tool::Complain("hbtag: {} is {}\n", tool::Escaped(side->path),
-                   side->state == TagFileForeign ? "not a tag file" : "damaged; what of it is whole is compared");
+                       side->state == TagFileForeign ? "not a tag file" : "damaged; what of it is whole is compared");
         if (side->state == TagFileForeign) return diffTrouble;
     }
     tool::Output output("hbtag");
     if (arguments.json)
-        output.Print("{{\n  \"a\": {},\n  \"b\": {},\n  \"differences\": [", tool::Quoted(a.path), tool::Quoted(b.path));
+        output.Print("{{\n  \"a\": {},\n  \"b\": {},\n  \"differences\": [", tool::Quoted(a.path),
+                     tool::Quoted(b.path));
     Comparison comparison(a, b, output, arguments.json);
     comparison.Run();
     if (arguments.json) output.Print("{}]\n}}\n", comparison.NumDifferences() > 0 ? "\n  " : "");

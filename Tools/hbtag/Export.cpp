@@ -15,7 +15,7 @@ namespace {
 
 /// How the numbers of a kind lie: elements of `components` numbers each.
 struct Layout {
-    char type = 0;       // 'f' float, 'd' double, 'i' int, 's' short; 0: the kind holds no numbers of a known type
+    char type = 0;  // 'f' float, 'd' double, 'i' int, 's' short; 0: the kind holds no numbers of a known type
     int components = 0;
     bool isArray = true;
 };
@@ -89,7 +89,10 @@ std::string NpyHead(Layout const& layout, SxTagRecord const& record) {
                                       : fmt::format("{},", record.count);
     else
         shape = fmt::format("{},", layout.components);
-    char const* const type = layout.type == 'f' ? "<f4" : layout.type == 'd' ? "<f8" : layout.type == 'i' ? "<i4" : "<i2";
+    char const* const type = layout.type == 'f'   ? "<f4"
+                             : layout.type == 'd' ? "<f8"
+                             : layout.type == 'i' ? "<i4"
+                                                  : "<i2";
     std::string text = fmt::format("{{'descr': '{}', 'fortran_order': False, 'shape': ({}), }}", type, shape);
     constexpr std::size_t front = 10, step = 64;
     text.append((step - (front + text.size() + 1) % step) % step, ' ');
@@ -123,7 +126,8 @@ int ChooseRecord(Levels const& levels, KxTagInspector const& inspector, std::str
     std::vector<int> fitting;
     for (int i = 0; i < records.Size(); ++i) {
         Layout const layout = LayoutOf(records[i].kind);
-        if (layout.isArray && layout.type != 0 && (layout.components == 3 || form != ExportForm::ply)) fitting.push_back(i);
+        if (layout.isArray && layout.type != 0 && (layout.components == 3 || form != ExportForm::ply))
+            fitting.push_back(i);
     }
     if (fitting.size() == 1) return fitting.front();
     if (fitting.empty()) throw UsageError("no record holds an array that this form takes");
@@ -174,8 +178,7 @@ int Export(FileArguments const& arguments, ExportForm form, std::string const& n
         return tool::exitDamaged;
     }
     Layout const layout = LayoutOf(record.kind);
-    if (layout.type == 0)
-        throw UsageError(fmt::format("{} holds no numbers of a type that the file tells", place));
+    if (layout.type == 0) throw UsageError(fmt::format("{} holds no numbers of a type that the file tells", place));
     if (form == ExportForm::ply && (layout.components != 3 || !layout.isArray))
         throw UsageError(fmt::format("{} holds no points of three coordinates; PLY takes nothing else", place));
     OutFile out(arguments.in, arguments.out, arguments.force);

@@ -122,7 +122,8 @@ int ParseRecord(Levels const& levels, KxTagInspector const& inspector, std::stri
         throw UsageError(fmt::format("no record stands at {}", name.substr(1)));
     }
     auto const steps = StepsOf(text);
-    if (!steps) throw UsageError(fmt::format("{} is neither a path of ids, such as 100/104[2], nor a position, @64", name));
+    if (!steps)
+        throw UsageError(fmt::format("{} is neither a path of ids, such as 100/104[2], nor a position, @64", name));
     std::vector<int> found;
     auto const take = [&](int record, Step const& step) {
         if (records[record].image.id == step.id && (step.number == 0 || levels.NumberOf(record) == step.number))
@@ -143,7 +144,8 @@ int ParseRecord(Levels const& levels, KxTagInspector const& inspector, std::stri
     std::string paths;
     for (std::size_t i = 0; i < std::min<std::size_t>(found.size(), 5); ++i)
         paths += fmt::format("{}{} (@{})", i > 0 ? ", " : "", levels.PathTo(found[i]), records[found[i]].position);
-    throw UsageError(fmt::format("{} records are {}: {}{}", found.size(), name, paths, found.size() > 5 ? ", ..." : ""));
+    throw UsageError(
+        fmt::format("{} records are {}: {}{}", found.size(), name, paths, found.size() > 5 ? ", ..." : ""));
 }
 
 }  // namespace hbtag

@@ -53,13 +53,17 @@ void PrintText(tool::Output& output, KxTagCopier& copier, Account const& account
         if (!loss.isRecord)
             output.Print("lost: bytes {} to {}", loss.begin, loss.end);
         else
-            output.Print("{}: record {} at {}, {}, bytes {} to {}", loss.kept > 0 ? "cut" : "lost", loss.id,
-                         loss.position, KindName(loss.kind), loss.begin, loss.end);
+            output.Print("{}: record {} at {}, {}, bytes {} to {}",
+                         loss.kept == 0              ? "lost"
+                         : loss.kept < loss.promised ? "cut"
+                                                     : "mended",
+                         loss.id, loss.position, KindName(loss.kind), loss.begin, loss.end);
         if (loss.promised > 0) output.Print(", {} of {} elements kept", loss.kept, loss.promised);
         output.Print(": {}\n", tool::Escaped(loss.text));
     }
     for (SxTagFault const& fault : copier.Faults())
-        output.Print("{}: at {}: {}\n", KxxToUtf8(KxxTagFaultName(fault.kind)), fault.position, tool::Escaped(fault.text));
+        output.Print("{}: at {}: {}\n", KxxToUtf8(KxxTagFaultName(fault.kind)), fault.position,
+                     tool::Escaped(fault.text));
 }
 
 void PrintJson(tool::Output& output, FileArguments const& arguments, KxTagCopier& copier, Account const& account,

@@ -69,8 +69,9 @@ class Listings {
 public:
     Listings(CLI::App& app, Arguments& arguments) : m_arguments(arguments) {
         m_ls = Add(app, "ls", "Lists the records as a tree: position, id, version, form, size, link, payload");
-        m_dump = Add(app, "dump",
-                     "Lists the records with their payloads, decoded where the kind is known; property trees line by line");
+        m_dump =
+            Add(app, "dump",
+                "Lists the records with their payloads, decoded where the kind is known; property trees line by line");
         CLI::App* const tree = Add(app, "tree", "Lists the records as ls does, or writes a page for a browser");
         m_verify = Add(app, "verify", "Walks everything and names each fault with its place and cost");
         tree->add_flag("--html", arguments.options.page,
@@ -107,9 +108,11 @@ class FileCommands {
 public:
     FileCommands(CLI::App& app, Arguments& arguments) : m_arguments(arguments) {
         hbtag::FileArguments& files = arguments.files;
-        m_repair = app.add_subcommand("repair", "Writes what is whole of a damaged file into a new one and says what is lost");
+        m_repair =
+            app.add_subcommand("repair", "Writes what is whole of a damaged file into a new one and says what is lost");
         m_convert = app.add_subcommand("convert", "Writes a file anew with all its records in one form");
-        m_export = app.add_subcommand("export", "Writes the numbers of one record: an array of points, vectors or numbers");
+        m_export =
+            app.add_subcommand("export", "Writes the numbers of one record: an array of points, vectors or numbers");
         m_diff = app.add_subcommand("diff", "Compares what two files hold, by levels and ids");
         m_convert->add_option("--form", arguments.bits, "Of the records: 32 or 64 bits")
             ->required()
@@ -125,9 +128,10 @@ public:
         }
         m_export->add_option("IN", files.in, "The tag file")->required();
         m_export
-            ->add_option("OUT", arguments.names,
-                         "The new file. The record stands in front of it, unless only one holds such numbers: an id, a path of "
-                         "ids such as 100/104[2], or a position such as @64")
+            ->add_option(
+                "OUT", arguments.names,
+                "The new file. The record stands in front of it, unless only one holds such numbers: an id, a path of "
+                "ids such as 100/104[2], or a position such as @64")
             ->required()
             ->option_text("TEXT REQUIRED")
             ->expected(1, 2);
@@ -137,17 +141,22 @@ public:
             command->add_flag("--force", files.force, "Replace OUT if it is there");
         for (CLI::App* command : {m_repair, m_convert, m_diff}) command->add_flag("--json", files.json, "Print JSON");
         m_repair->footer(
-            "Exit codes: 0 IN is whole, 1 usage, unreadable or not written, 2 IN is damaged and OUT has what is whole of it, "
+            "Exit codes: 0 IN is whole, 1 usage, unreadable or not written, 2 IN is damaged and OUT has what is whole "
+            "of it, "
             "3 not a tag file.");
         m_convert->footer(
-            "Exit codes: 0 written, 1 usage, unreadable, not written, or a form that does not hold it, 2 damaged, 3 not a tag "
+            "Exit codes: 0 written, 1 usage, unreadable, not written, or a form that does not hold it, 2 damaged, 3 "
+            "not a tag "
             "file. OUT is written with 0 only.");
         m_export->footer(
-            "Points that are gaps become nan. Exit codes: 0 written, 1 usage, unreadable or not written, 2 the record is "
+            "Points that are gaps become nan. Exit codes: 0 written, 1 usage, unreadable or not written, 2 the record "
+            "is "
             "damaged, 3 not a tag file. OUT is written with 0 only.");
         m_diff->footer("Exit codes: 0 the same, 1 different, 2 trouble.");
     }
-    bool IsParsed() const { return m_repair->parsed() || m_convert->parsed() || m_export->parsed() || m_diff->parsed(); }
+    bool IsParsed() const {
+        return m_repair->parsed() || m_convert->parsed() || m_export->parsed() || m_diff->parsed();
+    }
     int Run() {
         hbtag::FileArguments& files = m_arguments.files;
         if (m_repair->parsed()) return hbtag::Repair(files);
@@ -178,12 +187,14 @@ int main(int argc, char** argv) {
     KxN::KxGlobalLocalizer localizer;  // what the library says is told in the user's language
     localizer.DoLocalization(1);
     CLI::App app(
-        "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds and repairs "
+        "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds and "
+        "repairs "
         "what is damaged, converts, exports and compares them.");
     app.require_subcommand(1);
     app.formatter(std::make_shared<Formatter>());
     app.footer(
-        "Exit codes: 0 whole, 1 usage, unreadable or not written, 2 damaged but readable in part, 3 neither a tag file nor a "
+        "Exit codes: 0 whole, 1 usage, unreadable or not written, 2 damaged but readable in part, 3 neither a tag file "
+        "nor a "
         "stream; diff: 0 the same, 1 different, 2 trouble. hbtag COMMAND --help tells more.");
     Arguments arguments;
     Listings listings(app, arguments);

@@ -22,9 +22,9 @@ namespace KxN {
 
 /// Bytes of a source that are not in its repaired copy.
 struct SxTagLoss {
-    ULONGLONG begin = 0;  ///< First byte.
-    ULONGLONG end = 0;    ///< Behind the last one; the same as `begin` where only a count was wrong.
-    bool isRecord = false;  ///< They are a record or a part of one; otherwise they belong to none.
+    ULONGLONG begin = 0;     ///< First byte.
+    ULONGLONG end = 0;       ///< Behind the last one; the same as `begin` where only a count was wrong.
+    bool isRecord = false;   ///< They are a record or a part of one; otherwise they belong to none.
     ULONGLONG position = 0;  ///< Of the record.
     unsigned long id = 0;    ///< Of the record.
     TagPayloadKind kind = PayloadNone;
