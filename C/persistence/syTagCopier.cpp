@@ -37,7 +37,7 @@ void KxTagCopier::Plan::Begin() {
     m_firstChild.assign(count + 1, -1);
     m_nextSibling.assign(count, -1);
     for (int i = records.Size(); i-- > 0;) {
-        int& first = m_firstChild[static_cast<std::size_t>(records[i].parent + 1)];
+        int& first = m_firstChild[static_cast<std::size_t>(records[i].parent) + 1];
         m_nextSibling[static_cast<std::size_t>(i)] = first;
         first = i;
     }

@@ -58,7 +58,8 @@ Looks LookAt(CFile& file, ULONGLONG position, ULONGLONG end) {
         looks.doubles += IsMeasured(Load<double>(bytes.data() + i));
         looks.emptyLow += words[0] == 0 && words[1] != 0;
     }
-    double const pairs = static_cast<double>(bytes.size() / 8);
+    std::size_t const numPairs = bytes.size() / 8;
+    double const pairs = static_cast<double>(numPairs);
     return {looks.floats / (2 * pairs), looks.doubles / pairs, looks.ints / (2 * pairs), looks.emptyLow / pairs};
 }
 

@@ -107,9 +107,11 @@ std::string Judge(Bytes const& bytes) {
     auto const copied = Whole(repaired.bytes, &after);
     bool const isEmpty = repaired.bytes.empty() || repaired.bytes.size() == 512;
     if (after != TagFileWhole && !isEmpty) return "the copy is not whole";
-    for (auto const& [id, content] : before) {
+    for (auto const& entry : before) {
+        unsigned long const id = entry.first;
+        Content const& content = entry.second;
         auto const [first, last] = copied.equal_range(id);
-        if (std::none_of(first, last, [&](auto const& entry) { return content.IsIn(entry.second); }))
+        if (std::none_of(first, last, [&](auto const& other) { return content.IsIn(other.second); }))
             return "lost " + std::to_string(id) + " of kind " + std::to_string(content.kind);
     }
     if (state == TagFileWhole && (repaired.bytes.size() != bytes.size() || copied.size() != before.size()))

@@ -65,7 +65,7 @@ struct Levels {
     /// Which record of its id within its level this is, from 1.
     int NumberOf(int record) const { return m_numbers[static_cast<std::size_t>(record)]; }
     /// The records of a level in their order; -1 is the first level.
-    std::vector<int> const& Of(int parent) const { return m_children[static_cast<std::size_t>(parent + 1)]; }
+    std::vector<int> const& Of(int parent) const { return m_children[static_cast<std::size_t>(parent) + 1]; }
     /// Records nested in one, on all levels.
     int NumBelow(int record) const;
     /// "100/104[2]/105": ids from the first level on, with a number from the second of an id on.

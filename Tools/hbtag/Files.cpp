@@ -44,7 +44,7 @@ Levels::Levels(KxTagInspector const& inspector)
     auto const& records = inspector.Records();
     std::map<std::pair<int, unsigned long>, int> numbers;  // by level and id
     for (int i = 0; i < records.Size(); ++i) {
-        m_children[static_cast<std::size_t>(records[i].parent + 1)].push_back(i);
+        m_children[static_cast<std::size_t>(records[i].parent) + 1].push_back(i);
         m_numbers[static_cast<std::size_t>(i)] = ++numbers[{records[i].parent, records[i].image.id}];
     }
 }
