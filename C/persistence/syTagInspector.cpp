@@ -30,6 +30,7 @@ TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_emptyFrom = m_emptyTo = 0;
     m_size = m_file.GetLength();
     m_budget = detail::MostRecords(m_file);
+    m_steps = 4 * m_budget;
     m_start = m_reached = 0;
     if (FindStart()) {
         if (m_start < m_size) m_levels.push_back({m_start, m_size, -1, 0, -1, m_start, 0});
@@ -174,10 +175,11 @@ void KxTagInspector::Walk::RememberVisits() {
     m_hasVisited = true;
 }
 
-// True if the links from one record come to the other within a few thousand steps.
+// True if the links from one record come to the other within a few thousand steps, of which all questions together may
+// take a few for each record.
 bool KxTagInspector::Walk::LeadsTo(ULONGLONG from, ULONGLONG position) {
     constexpr int steps = 4096;
-    for (int i = 0; i < steps && detail::IsRecordAt(m_file, from, m_size); ++i) {
+    for (int i = 0; i < steps && m_steps > 0 && detail::IsRecordAt(m_file, from, m_size); ++i, --m_steps) {
         if (from == position) return true;
         STag record;
         detail::ReadRecord(m_file, from, record);

@@ -108,6 +108,7 @@ private:
     std::map<ULONGLONG, ULONGLONG> m_taken;  // records, and the ends of their payloads
     ULONGLONG m_emptyFrom = 0;               // no record begins from here on
     ULONGLONG m_emptyTo = 0;                 // up to here
+    ULONGLONG m_steps = 0;                   // from record to record that may still be made to tell rings
     ULONGLONG m_budget = 0;                  // records that may still be visited; a file has no more
     ULONGLONG m_reached = 0;                 // end of the last byte that belongs to a record
 };

@@ -37,6 +37,12 @@ protected:
         Write("cut.tag", sample32.substr(0, 350));  // in the third of the four points of record 108
         Write("letter", "This is a letter, and no tag file at all.");
         Write("huge.tag", "\1\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0\xff\xff\xff\x7f\1\2\3\4"s);
+        std::string ring;  // links from everywhere to everywhere
+        for (unsigned i = 0; i < 5000; ++i) {
+            unsigned const heads[] = {18 * i + 18, 18 * (i * 7919 % 5000)};
+            ring += "\1\0\0\0\x64\0\0\0\0\0"s + std::string(reinterpret_cast<char const*>(heads), 8);
+        }
+        Write("ring.tag", ring);
         fs::create_symlink(folder / "32.tag", folder / "link.tag");
         fs::create_hard_link(folder / "32.tag", folder / "hard.tag");
         fs::create_directory(folder / "folder");
@@ -95,7 +101,9 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
          "{\"begin\": 336, \"end\": 350, \"position\": 266, \"id\": 108, \"kind\": \"array of KxVec3d\", \"kept\": 2, "
          "\"promised\": 4, ",
          true},
-        {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26", true},
+        {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
+        {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
+        {"repair {ring.tag} {out}", 2, "5000 of 5000 records", true},
         {"repair {letter} {out}", 3, "is not a tag file"},
         {"repair {32.tag}", 1, "OUT is required"},
         {"export --csv {32.tag} 103 {out}", 0, "", true},

@@ -104,13 +104,18 @@ int Repair(FileArguments const& arguments) {
         tool::Complain("hbtag: {} is not a tag file\n", tool::Escaped(PathOf(arguments.in)));
         return state;
     }
-    out.Commit();
+    // A file without a header and without a record would be none.
+    bool const isWritten = out.Size() > 0;
+    if (isWritten) out.Commit();
     tool::Output output("hbtag");
     Account const account(copier);
     if (arguments.json)
         PrintJson(output, arguments, copier, account, state);
     else
         PrintText(output, copier, account);
+    if (!isWritten)
+        tool::Complain("hbtag: {} holds nothing that is whole; {} was not written\n",
+                       tool::Escaped(PathOf(arguments.in)), tool::Escaped(PathOf(arguments.out)));
     return output.Finish() ? static_cast<int>(state) : tool::exitUsage;
 }
 
