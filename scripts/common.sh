@@ -33,6 +33,8 @@ python3 the tests of JSON output
 chromium the test of the page that hbtag makes
 gdb the test of what a debugger shows
 doxygen the reference, whose warnings are failures
+man-db the test of the manual pages
+groff the same
 zip archives by another program
 unzip the same
 p7zip-full the same
