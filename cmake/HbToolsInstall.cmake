@@ -1,4 +1,4 @@
-# What `cmake --install` and `cpack -G DEB` make: the library (component lib), the tools (tools) and what it takes to
+# What `cmake --install` and the packages hold: the library (component lib), the tools (tools) and what it takes to
 # build against it (dev). Only hbtools::hbtools and hbtools::hbres are exported; the rooms are no targets of a user.
 include(CMakePackageConfigHelpers)
 
@@ -14,15 +14,21 @@ foreach(tool hbres hblog hbtag scanlab)
     if(tool STREQUAL "hbres")
       set(export EXPORT hbtools)
     endif()
-    install(TARGETS ${tool} ${export} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    if(tool STREQUAL "scanlab")
+      # What it looks for beside itself (language packs, drivers, its macro) has no place in the folder of all programs.
+      install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/hbtools COMPONENT tools)
+      install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/demo.mac DESTINATION ${CMAKE_INSTALL_LIBDIR}/hbtools COMPONENT tools)
+      file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed)
+      file(CREATE_LINK ../${CMAKE_INSTALL_LIBDIR}/hbtools/scanlab ${PROJECT_BINARY_DIR}/installed/scanlab SYMBOLIC)
+      install(FILES ${PROJECT_BINARY_DIR}/installed/scanlab DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    else()
+      install(TARGETS ${tool} ${export} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    endif()
     install(FILES ${PROJECT_SOURCE_DIR}/Doc/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
     install(FILES ${PROJECT_SOURCE_DIR}/Tools/completion/hbtools.bash RENAME ${tool}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   endif()
 endforeach()
-if(TARGET scanlab)
-  install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/demo.mac DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
-endif()
 # The debugger reads the first by itself where the package of the library stands; the folder names its place.
 if(TARGET hbtools)
   install(FILES ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools_gdb.py RENAME $<TARGET_FILE_NAME:hbtools>-gdb.py COMPONENT dev
@@ -57,30 +63,4 @@ endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/README.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR}-dev COMPONENT dev)
 
-set(CPACK_PACKAGE_NAME hbtools)
-set(CPACK_PACKAGE_VENDOR "hbTools developers")
-set(CPACK_PACKAGE_CONTACT "hbTools developers")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_VERBATIM_VARIABLES ON)
-set(CPACK_COMPONENTS_ALL lib dev tools)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_LIB_PACKAGE_NAME libhbtools${HBTOOLS_SOVERSION})
-set(CPACK_DEBIAN_LIB_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_DEV_PACKAGE_NAME libhbtools-dev)
-set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-# The exported hbres is a tool, so the package of the headers needs that of the tools.
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
-  "libhbtools${HBTOOLS_SOVERSION} (= ${PROJECT_VERSION}), hbtools-tools (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME hbtools-tools)
-# What is found by looking into the programs comes on top; it knows only packages that are installed.
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libhbtools${HBTOOLS_SOVERSION} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
-set(CPACK_COMPONENT_LIB_DESCRIPTION "${PROJECT_DESCRIPTION} (library)")
-set(CPACK_COMPONENT_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (headers)")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)")
-include(CPack)
+include(HbToolsPackages)

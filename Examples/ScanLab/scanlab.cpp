@@ -46,12 +46,9 @@ KxString PathOf(std::string const& name) {
     return KxxFromSystemPath(name);
 }
 
-/// The macro of the main job: beside the program, or where an installation has it.
+/// The macro of the main job, beside the program.
 KxString DemoMacro() {
-    namespace fs = std::filesystem;
-    fs::path const folder = fs::read_symlink("/proc/self/exe").parent_path();
-    fs::path const installed = folder / "../share/hbtools/demo.mac", beside = folder / "demo.mac";
-    return PathOf((fs::exists(beside) ? beside : installed).string());
+    return PathOf((std::filesystem::read_symlink("/proc/self/exe").parent_path() / "demo.mac").string());
 }
 
 OperatorReturnCode RunMacros(std::vector<std::string> const& macros) {
