@@ -3,7 +3,7 @@
 //
 // A driver to begin with: a laser scanner that is not there. It measures a gauge line by line, as a scanner on a slide would,
 // with noise, and with gaps where a step stands in the way of the light. A real driver talks to its device in Measure.
-#include "../ScanLab/Devices/Scanner.h"
+#include "Scanner.h"
 
 #include <hbtools/base/syException.h>
 #include <hbtools/base/syResource.h>

@@ -60,7 +60,7 @@ class Formatter : public CLI::Formatter {
 public:
     std::string make_usage(CLI::App const* app, std::string name) const override {
         if (app->get_name() != "export") return CLI::Formatter::make_usage(app, name);
-        return "Usage: " + name + " export [OPTIONS] IN [RECORD] OUT\n";
+        return "Usage: " + name + " [OPTIONS] IN [RECORD] OUT\n";
     }
 };
 
