@@ -1,14 +1,16 @@
-# The target "doc": the reference in <build>/doc/html, where Doxygen is installed. It is built when asked for, and fails
-# on any warning.
+# The target "doc": the reference in <build>/doc/html. It is built when asked for, and fails on any warning, or where Doxygen
+# is not installed, which may be done after the build folder was made.
 find_program(HBTOOLS_DOXYGEN doxygen)
-if(HBTOOLS_DOXYGEN)
-  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/Doxyfile @ONLY CONTENT
+set(doxygen ${HBTOOLS_DOXYGEN})
+if(NOT doxygen)
+  set(doxygen doxygen)
+endif()
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/Doxyfile @ONLY CONTENT
 "@INCLUDE = @PROJECT_SOURCE_DIR@/Doc/Doxyfile
 PROJECT_NUMBER = @PROJECT_VERSION@
 OUTPUT_DIRECTORY = @PROJECT_BINARY_DIR@/doc
 ")
-  add_custom_target(doc
-    COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/doc
-    COMMAND ${HBTOOLS_DOXYGEN} ${PROJECT_BINARY_DIR}/Doxyfile
-    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} COMMENT "Reference in ${PROJECT_BINARY_DIR}/doc/html" VERBATIM)
-endif()
+add_custom_target(doc
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/doc
+  COMMAND ${doxygen} ${PROJECT_BINARY_DIR}/Doxyfile
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} COMMENT "Reference in ${PROJECT_BINARY_DIR}/doc/html" VERBATIM)

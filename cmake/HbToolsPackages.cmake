@@ -28,10 +28,10 @@ set(same_version "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_LIB_PACKAGE_NAME libhbtools${HBTOOLS_SOVERSION})
 set(CPACK_DEBIAN_LIB_PACKAGE_SECTION libs)
 # What a program that uses the library will depend on. CPack's own would wonder about the language packs.
-file(WRITE ${PROJECT_BINARY_DIR}/installed/shlibs
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
   "libhbtools ${HBTOOLS_SOVERSION} libhbtools${HBTOOLS_SOVERSION} (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_LIB_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_BINARY_DIR}/installed/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+  ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_LIB_DESCRIPTION "foundation classes for measured 3D data - library
 Files that are saved whole or not at all, tag files, properties,
 configuration, a log of failures, commands and macros, threads with
