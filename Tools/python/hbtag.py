@@ -201,6 +201,31 @@ class Record:
         inner = Record(self.file, self.address)
         return inner if inner.id in COMPOSITES or inner.id == OBJECT_TYPES else None
 
+    def _behind(self):
+        """Where a level behind the record would begin: behind the payload, as far as it tells its length."""
+        inner = self._inner()
+        try:
+            if inner is None:
+                end = self.next if self.next > self.position else self.file.size
+                if self.size or not self.file._is_image(self.address, end):
+                    return self.address + self.size
+                cursor = _Cursor(self.file._data, self.address, end)
+                _image(cursor, {}, "cp1252")
+                return cursor.position
+            if inner.id in VECTORS:
+                parts = [part for part, _ in zip(self.file._chain(self.address), range(VECTORS[inner.id][2]))]
+                return parts[-1].address + parts[-1].size
+            if inner.id == INTS_COUNT:
+                return inner.address + inner.size + 4 * max(0, inner.number("int"))
+            if inner.id in (DOUBLES_COUNT, HISTOGRAM_VALUES):
+                behind = Record(self.file, inner.address) if inner.id == HISTOGRAM_VALUES else inner
+                for behind in self._double_records() or ():
+                    pass
+                return behind.address + behind.size
+        except TagError:
+            pass  # it is told to whoever asks for the payload
+        return self.address
+
     @property
     def kind(self):
         """What the record seems to be: "null" (a marker, or an object that is none), "number" (2, 4 or 8 bytes), "text",
@@ -340,31 +365,43 @@ class Record:
 
     def _doubles(self, kind):
         """For an array of records, or a histogram with one: what yields lists of at most so many of its numbers."""
-        holder = Record(self.file, self.address) if self.kind == "histogram" else self
-        inner = holder._inner() if kind in ("double", None) else None
-        if inner is None or inner.id != DOUBLES_COUNT:
+        if self.size or kind not in ("double", None):
             return None
-        total = inner.number("int")
-        if total < 0 or total > (self.file._data.size - inner.address) // 26:
-            raise TagError("a count is out of range, or promises more than is there", inner.position)
+        records = self._double_records()
+        if records is None:
+            return None
 
         def lists(most):
-            part, missing = [], total
-            for record in self.file._chain(inner.position):
-                if missing == 0:
-                    break
-                if record.id != DOUBLES_ELEMENT:
-                    continue
+            part = []
+            for record in records:
                 part.append(record.number("double"))
-                missing -= 1
                 if len(part) == most:
                     yield part
                     part = []
-            if missing:
-                raise TagError(f"an array lacks {missing} elements", inner.position)
             if part:
                 yield part
         return lists
+
+    def _double_records(self):
+        """What yields the records of the numbers of an array of records, or of a histogram with one; else None."""
+        inner = self._inner()
+        if inner is not None and inner.id == HISTOGRAM_VALUES:
+            inner = inner._inner()
+        if inner is None or inner.id != DOUBLES_COUNT:
+            return None
+        return self._elements(inner)
+
+    def _elements(self, count):
+        missing = count.number("int")
+        if missing < 0 or missing > (self.file._data.size - count.address) // 26:
+            raise TagError("a count is out of range, or promises more than is there", count.position)
+        for record in self.file._chain(count.position):
+            if missing and record.id == DOUBLES_ELEMENT:
+                missing -= 1
+                yield record
+            if not missing:
+                return
+        raise TagError(f"an array lacks {missing} elements", count.position)
 
     def object(self, encoding="cp1252"):
         """The image of a persistent object, as `Stream` gives it; for a mere reference {"kind": "reference", ...}."""
@@ -431,7 +468,7 @@ class File:
         self._data, self._maps = _Bytes(file), maps
         self.size = self._data.size
         self._levels, self._positions = None, []
-        self.header = _header(self._data)
+        self.header = None if self._is_record(0) else _header(self._data)
         self.begin = 512 if self.header else 0
         self.is_stream = self.header is None and self._is_image(0, self.size)
 
@@ -568,9 +605,8 @@ class File:
             except TagError as error:
                 level._error = error
             for record in reversed(level._records):
-                behind = record.address + record.size
-                inner = record._inner()
-                if behind not in owned and (inner is None or inner.id == OBJECT_TYPES) and self._is_record(behind):
+                behind = record._behind()
+                if behind not in owned and self._is_record(behind):
                     work.append((record.position, behind))
         self._positions = sorted(owned)
         self._levels = levels
@@ -584,10 +620,10 @@ class File:
 
 
 def _header(data):
-    if data.size < 512 or data.unpack(0, "HHH", "the header") != (0x4949, 100, 512):
+    if data.size < 6 or data.unpack(0, "HHH", "the header")[::2] != (0x4949, 512):
         return None
-    names = "companyID dataType elementSize maxBlocks width height time date maskValue tagFormat".split()
-    header = dict(zip(names, data.unpack(6, "2sHHHhhiIfH", "the header")))
+    names = "version companyID dataType elementSize maxBlocks width height time date maskValue tagFormat".split()
+    header = dict(zip(names, data.unpack(2, "H2x2sHHHhhiIfH", "the header")))
     header["companyID"] = decode(header["companyID"])
     numbers = data.unpack(128, "16d", "the header")
     header["trafoMatrix"] = [numbers[row:row + 4] for row in range(0, 16, 4)]
