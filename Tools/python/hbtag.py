@@ -183,7 +183,7 @@ class Record:
     @property
     def level(self):
         """The records behind this one, a Level, empty if it is no marker."""
-        return self.file._structure().get(self.position) or Level(self.file)
+        return self.file._structure().get(self.position, Level(self.file))
 
     @property
     def end(self):
@@ -193,6 +193,11 @@ class Record:
     def bytes(self):
         """The payload: `size` bytes, or all up to the next record where no size is declared."""
         return self.file._data.read(self.address, self.end - self.address, "a payload")
+
+    def _names_its_place(self):
+        """Any bytes can look like the head of a record, but hardly ever do they name their own place. A long record that was
+        patched in the short form still has its payload behind 30 bytes."""
+        return self.address - self.position in ((30,) if self.form == 64 else (18, 30))
 
     def _inner(self):
         """The first record of the payload of a composite kind or object, else None."""
@@ -254,7 +259,8 @@ class Record:
         return _Cursor(self.file._data, self.address + offset, self.end).unpack(layout, "a payload")
 
     def number(self, type="int"):
-        """The payload as a number. type: as in C++, such as "short", "double", "unsigned long" (4 bytes).
+        """The payload as a number. type: as in C++, such as "short", "double", "unsigned long" (4 bytes). A float becomes
+        a double; what a NaN carries is to be seen in `bytes` only.
         Raises TagError unless the declared size is that of the type."""
         letter = NUMBERS[type]
         if self.size != struct.calcsize("<" + letter):
@@ -503,7 +509,7 @@ class File:
         """All records with their level, 0 the outermost, each followed by the level behind it. What is broken is told by
         a TagError when everything whole was given."""
         levels, broken, given = self._structure(), None, 0
-        stack = [(0, iter(levels.get(None) or ()))]
+        stack = [(0, iter(levels.get(None, ())))]
         while stack:
             depth, records = stack[-1]
             try:
@@ -546,6 +552,8 @@ class File:
                 raise TagError("the chain of records is a ring", position)
             seen.add(position)
             record = Record(self, position)
+            if not record._names_its_place():
+                raise TagError("no record stands where a link leads", position)
             if record.address + record.size > self.size:
                 raise TagError(f"the file ends inside the payload of record {record.id}", position)
             yield record
@@ -553,7 +561,6 @@ class File:
                 return
             position = record.next
 
-    # Any bytes can look like the head of a record, but hardly ever does one name its own place.
     def _is_record(self, position):
         if position + 18 > self.size:
             return False
@@ -561,9 +568,7 @@ class File:
             record = Record(self, position)
         except TagError:
             return False
-        # A long record that was patched in the short form still has its payload behind 30 bytes.
-        heads = (30,) if record.form == 64 else (18, 30)
-        return record.address - position in heads and record.address + record.size <= self.size
+        return record._names_its_place() and record.address + record.size <= self.size
 
     def _is_image(self, position, end):
         """Whether a class name stands where that of an image would."""
@@ -873,11 +878,25 @@ def _flat(root):
         work.extend((level + 1, child) for child in reversed(children))
 
 
+def _addresses(file):
+    """Where the objects of graphs stand, by their addresses, as far as the file is whole."""
+    found = {}
+    try:
+        for _, record in file.walk():
+            try:
+                found[record.object_address] = record.position
+            except TagError:
+                pass
+    except TagError:
+        pass  # it is told by the walk that lists
+    return found
+
+
 def _content(record, addresses, most):
     """What a record holds, for `dump`: a dict; of arrays the first elements."""
     kind = record.kind
     if kind == "number":
-        number = record.number("long long") if record.size == 8 else None
+        number = record.number("long long") if record.size == 8 and record.id != OBJECT_ADDRESS else None
         refers = {"refers_to": addresses[number]} if number in addresses else {}
         return {"readings": _shown(record.readings), **refers}
     if kind == "text":
@@ -898,18 +917,32 @@ def _content(record, addresses, most):
     return {"bytes": record.bytes()[:most].hex(" ")} if kind == "bytes" else {}
 
 
+def _text(value):
+    return json.dumps(value, ensure_ascii=False)
+
+
 def _line(shown):
-    """A record or an object of `dump` as a line for people."""
-    indent = "  " * shown.pop("level", 0)
-    if "position" in shown:
-        head = "{position:>8}  {indent}{id} version {version}, {size} bytes, {kind}".format(indent=indent, **shown)
-        rest = {key: value for key, value in shown.items()
-                if key not in ("position", "id", "version", "size", "kind", "form", "address", "next", "objects")}
-    else:
-        head = "          {}{}".format(indent, shown.pop("kind"))
-        rest = shown
-    rest = ", ".join(f"{key} {json.dumps(value, ensure_ascii=False)}" for key, value in rest.items())
-    return head + (": " if rest else "") + rest
+    """A record of `dump` as a line for people."""
+    head = "{position:>10}  {indent}{id} version {version}, {form} bit, {size} bytes, {kind}".format(
+        indent="  " * shown["level"], **shown)
+    facts = [f"{type} {value}" for type, value in shown.get("readings", {}).items()]
+    facts += [_text(shown["text"])] if "text" in shown else []
+    facts += [f"{name} {_text(shown[name])}" for name in (
+        "vector", "kinds", "shape", "elements", "types", "object", "refers_to", "bytes", "error") if name in shown]
+    return head + (": " if facts else "") + ", ".join(facts)
+
+
+def _object_line(node, level):
+    """An object of `dump` as a line for people."""
+    head = " " * 12 + "  " * (level + node["level"])
+    if node["kind"] == "reference":
+        return f"{head}reference to object {node['number']}"
+    if node["kind"] == "unknown":
+        return f"{head}{node['class']}, version {node['version']}: {node['bytes']} bytes that only this class can read"
+    value = f"list of {node['count']}" if node["kind"] == "list" else f"{node.get('type', 'text')} {_text(node['value'])}"
+    facts = [f", group {node['group']}" if node["group"] else "", f", object {node['number']}" if node["number"] else "",
+             f", shown as {_text(node['format'])}" if node["format"] else ""]
+    return f"{head}{node['name'] or '(no name)'}: {value}" + "".join(facts)
 
 
 def _list(file, deep, most):
@@ -918,7 +951,7 @@ def _list(file, deep, most):
         for root in file.objects():
             yield from _flat(root)
         return
-    addresses = {address: record.position for address, record in file.graph().items()} if deep else {}
+    addresses = _addresses(file) if deep else {}
     for level, record in file.walk():
         shown = {"level": level, **{name: getattr(record, name) for name in (
             "position", "id", "version", "form", "size", "address", "next", "kind")}}
@@ -965,9 +998,12 @@ def _print_list(file, command, as_json, most):
     for key, value in (file.header or {}).items():
         print(f"{key}: {value}")
     for shown in _list(file, command == "dump", most):
-        print(_line(dict(shown)))
+        if file.is_stream:
+            print(_object_line(shown, 0))
+            continue
+        print(_line(shown))
         for node in shown.get("objects", ()):
-            print(_line({**node, "level": node["level"] + shown["level"] + 1}))
+            print(_object_line(node, shown["level"] + 1))
 
 
 def _print_array(record, kind, as_json):
