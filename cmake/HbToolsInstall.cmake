@@ -20,6 +20,8 @@ endforeach()
 if(TARGET scanlab)
   install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/demo.mac DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
 endif()
+# A module that programs in Python take with them, and a program.
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/Tools/python/hbtag.py DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
 # The debugger reads the first by itself where the package of the library stands; the folder names its place.
 if(TARGET hbtools)
   install(FILES ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools_gdb.py RENAME $<TARGET_FILE_NAME:hbtools>-gdb.py COMPONENT dev
