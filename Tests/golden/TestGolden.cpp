@@ -26,6 +26,7 @@
 
 #include "../base/Support.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <map>
@@ -271,7 +272,7 @@ TEST_P(Golden, Graph) {
 }
 
 TEST_P(Golden, Configuration) {
-    KxTools::SetEncryptionPassword("Golden 3.01");
+    KxTools::SetEncryptionPassword("Golden");
     for (char const* name : {"utf-8.ini", "utf-16.ini", "windows-1252.ini", "encrypted.ini"}) {
         SCOPED_TRACE(name);
         if (name == "encrypted.ini"s) KxTools::EncryptionOn();
@@ -361,8 +362,19 @@ TEST_P(Golden, Zip) {
     EXPECT_EQ(U(comment), "Golden");
 }
 
-// A later version reads the folders of all before it.
-INSTANTIATE_TEST_SUITE_P(Versions, Golden, testing::Values("3.01"),
-                         [](auto const& instance) { return "V" + std::to_string(instance.index); });
+/// The folders of all versions, found by listing.
+std::vector<std::string> Versions() {
+    std::vector<std::string> versions;
+    for (auto const& entry : std::filesystem::directory_iterator(HBTOOLS_TEST_DATA "/golden"))
+        versions.push_back(entry.path().filename());
+    std::sort(versions.begin(), versions.end());
+    return versions;
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, Golden, testing::ValuesIn(Versions()), [](auto const& instance) {
+    std::string name = "V" + instance.param;
+    std::replace(name.begin(), name.end(), '.', '_');
+    return name;
+});
 
 }  // namespace

@@ -226,7 +226,7 @@ void WriteSettings() {
     Put("utf-8.ini", "; M\xC3\xBCller\n");
     Put("utf-16.ini", std::string("\xFF\xFE;\0 \0M\0\xFC\0\r\0\n\0", 14));
     Put("windows-1252.ini", "; M\xFCller\r\n");
-    KxTools::SetEncryptionPassword("Golden 3.01");
+    KxTools::SetEncryptionPassword("Golden");
     for (char const* name : {"utf-8.ini", "utf-16.ini", "windows-1252.ini", "encrypted.ini"}) {
         bool const isEncrypted = std::string_view(name) == "encrypted.ini";
         if (isEncrypted) KxTools::EncryptionOn();

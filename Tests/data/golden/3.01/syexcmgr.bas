@@ -2,7 +2,7 @@
 File=Quandelmeter Exceptions Log
 TotalCount=2
 Date=20261121
-Time=19094325
+Time=19162402
 [0]
 Date=20261121
 Time=19305900
