@@ -262,6 +262,16 @@ class BesideHbtag(unittest.TestCase):
                 self.assertEqual(len(points[1999].tolist() if hbtag.numpy else points.tolist()[1999]), 3)
             self.assertEqual(*listings)
 
+    def test_guide(self):
+        page = content(os.path.join(SOURCES, "Doc", "python.md")).decode()
+        code, names = re.search("```python\n(.*?)```", page, re.S).group(1), {"print": lambda *_: None}
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "first.tag")
+            subprocess.run([os.path.join(BIN, "firstprogram"), path], stdout=subprocess.DEVNULL, check=True)
+            exec(code.replace('"first.tag"', repr(path)), names)
+        self.assertEqual((names["points"].shape, names["conditions"]), ((5, 3), {"Operator": "Meier", "Temperature": 20.5}))
+        self.assertEqual(len(names["deviations"]), 5)
+
     def test_golden_modules(self):
         for path in golden_files(".ENU"):
             self.assertEqual(hbtag.texts(path), ("ENU", {7: "seven", 9: "Müller, 20 °C", 11: ""}))

@@ -109,7 +109,7 @@ class _Cursor:
         return struct.unpack("<" + layout, self.take(struct.calcsize("<" + layout), what))
 
     def text(self, what, encoding):
-        """A text of an image: wide behind a mark, else in the code page; the length has 1, 3 or 7 bytes."""
+        """A text of an image: wide behind a mark, else in the code page; the length has 1, 3, 7 or 15 bytes."""
         wide = self.end - self.position >= 3 and self.data.read(self.position, 3, what) == b"\xff\xfe\xff"
         self.position += 3 if wide else 0
         begin = self.position
@@ -120,6 +120,8 @@ class _Cursor:
                 raise TagError(f"{what} has two marks", begin)
             if count == 0xFFFF:
                 count, = self.unpack("I", what)
+                if count == 0xFFFFFFFF:
+                    count, = self.unpack("Q", what)
         taken = self.take(count * 2 if wide else count, what)
         return taken.decode("utf-16-le", "surrogatepass") if wide else decode(taken, encoding)
 
