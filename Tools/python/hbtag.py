@@ -41,6 +41,8 @@ except ImportError:
 
 NESTING = 4096  # images within one another; more are refused
 
+SHORT_HEAD, LONG_HEAD = struct.Struct("<IHIII"), struct.Struct("<IHQQQ")
+
 NUMBERS = {  # name in C++ -> letter of struct; long has 4 bytes in files
     "char": "b", "unsigned char": "B", "short": "h", "unsigned short": "H", "int": "i", "unsigned int": "I",
     "long": "i", "unsigned long": "I", "long long": "q", "float": "f", "double": "d"}
@@ -164,13 +166,14 @@ class Record:
 
     def __init__(self, file, position):
         """Reads the head at a position. Raises TagError if the file ends before it does."""
-        data = file._data
-        self.file, self.position = file, position
-        self.id, self.version = data.unpack(position, "IH", "the head of a record")
-        self.form = 64 if self.version & 0x8000 else 32
-        layout, place = ("QQQ", 6) if self.form == 64 else ("III", 6)
-        self.size, self.address, self.next = data.unpack(position + place, layout, "the head of a record")
-        self.version &= 0x3FFF if self.form == 64 else 0x7FFF
+        self.file, self.position, self.form = file, position, 32
+        head = file._data.read(position, 18, "the head of a record")
+        self.id, self.version, self.size, self.address, self.next = SHORT_HEAD.unpack(head)
+        if self.version & 0x8000:
+            self.form = 64
+            head = file._data.read(position, 30, "the head of a record")
+            _, self.version, self.size, self.address, self.next = LONG_HEAD.unpack(head)
+            self.version &= 0x3FFF
 
     def __repr__(self):
         return f"<record {self.id} at byte {self.position}, {self.kind}>"
