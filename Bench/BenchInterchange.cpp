@@ -2,13 +2,15 @@
 // SPDX-License-Identifier: MIT
 //
 // An XML document of ten megabytes: read, walked node by node, freed; beside the two libraries that ours stands on, one after
-// the other, and libxml2. A file of a hundred megabytes packed and unpacked, beside the zip library alone.
+// the other, and libxml2. A file of a hundred megabytes packed and unpacked, and thousands of small ones unpacked, beside the zip
+// library alone.
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/interchange/syXmlParser.h"
 #include "hbtools/interchange/syZipHelper.h"
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -168,6 +170,42 @@ void UnzipOurs(benchmark::State& state) {
 }
 BENCHMARK(UnzipOurs)->Name("zip unpack/hbtools")->Arg(payload)->UseRealTime()->Unit(benchmark::kMillisecond);
 
+constexpr int many = 3000;
+
+/// An archive of many small files.
+fs::path const& ManyFiles() {
+    static fs::path const path = [] {
+        fs::create_directories(Folder() / "small");
+        KxTDynArray<SxZipSource> sources;
+        for (int i = 0; i < many; ++i) {
+            fs::path const file = Folder() / "small" / (std::to_string(i) + ".txt");
+            std::ofstream(file) << std::string(2000, static_cast<char>('a' + i % 26)) << i;
+            sources.Add({Wide(file), L""});
+        }
+        KxZipHelper::CompressFiles(sources, Wide(Folder() / "many.zip"), L"", KxZipHelper::Mode::replace);
+        return Folder() / "many.zip";
+    }();
+    return path;
+}
+/// A folder with nothing in it.
+fs::path Emptied(benchmark::State& state) {
+    state.PauseTiming();
+    fs::remove_all(Folder() / "many");
+    fs::create_directories(Folder() / "many");
+    state.ResumeTiming();
+    return Folder() / "many";
+}
+
+void UnzipManyOurs(benchmark::State& state) {
+    KxString const archive = Wide(ManyFiles());
+    for (auto _ : state) {
+        KxTMap<KxString, KxString> files;
+        KxZipHelper::UncompressFiles(archive, Wide(Emptied(state)), files);
+        if (files.Count() != many) state.SkipWithError("not unpacked");
+    }
+}
+BENCHMARK(UnzipManyOurs)->Name("zip unpack files/hbtools")->Arg(many)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 #ifdef HBTOOLS_BENCH_MINIZIP
 /// Ours has its files on the medium before they get their names.
 void Sync(fs::path const& path) {
@@ -226,6 +264,40 @@ BENCHMARK_CAPTURE(UnzipAlone, 0, false)
 BENCHMARK_CAPTURE(UnzipAlone, 1, true)
     ->Name("zip unpack/minizip and fsync")
     ->Arg(payload)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+void UnzipManyAlone(benchmark::State& state, bool isSynced) {
+    std::vector<char> buffer(0x10000);
+    ManyFiles();
+    for (auto _ : state) {
+        fs::path const folder = Emptied(state);
+        unzFile const archive = ::unzOpen64(ManyFiles().c_str());
+        int count = 0;
+        for (int result = ::unzGoToFirstFile(archive); result == UNZ_OK; result = ::unzGoToNextFile(archive), ++count) {
+            std::array<char, 260> name;
+            ::unzGetCurrentFileInfo64(archive, nullptr, name.data(), name.size(), nullptr, 0, nullptr, 0);
+            ::unzOpenCurrentFile(archive);
+            std::ofstream target(folder / name.data(), std::ios::binary);
+            int size;
+            while ((size = ::unzReadCurrentFile(archive, buffer.data(), static_cast<unsigned>(buffer.size()))) > 0)
+                target.write(buffer.data(), size);
+            target.close();
+            if (::unzCloseCurrentFile(archive) != UNZ_OK) state.SkipWithError("not unpacked");
+            if (isSynced) Sync(folder / name.data());
+        }
+        ::unzClose(archive);
+        if (count != many) state.SkipWithError("not unpacked");
+    }
+}
+BENCHMARK_CAPTURE(UnzipManyAlone, 0, false)
+    ->Name("zip unpack files/minizip")
+    ->Arg(many)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(UnzipManyAlone, 1, true)
+    ->Name("zip unpack files/minizip and fsync")
+    ->Arg(many)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 #endif

@@ -34,6 +34,8 @@ python3-numpy the same reader with arrays of numpy
 chromium the test of the page that hbtag makes
 gdb the test of what a debugger shows
 doxygen the reference, whose warnings are failures
+man-db the test of the manual pages
+groff the same
 zip archives by another program
 unzip the same
 p7zip-full the same

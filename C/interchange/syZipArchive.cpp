@@ -2,28 +2,38 @@
 // SPDX-License-Identifier: MIT
 #include "interchange/syZipArchive.h"
 
-#include "base/syLittleEndian.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syObject.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
-#include <limits>
-#include <vector>
+#include <new>
 
 namespace KxN::detail {
+
+ZipStream::~ZipStream() {
+    if (m_exception) m_exception->Delete();
+}
+
+KxString ZipStream::Reason() const {
+    if (m_isOutOfMemory) throw std::bad_alloc();
+    return m_exception ? KxString(L": ") + CException::TextOf(*m_exception) : KxString();
+}
 
 template <class Call>
 auto ZipStream::Guarded(decltype(std::declval<Call>()()) failure, Call call) noexcept -> decltype(call()) {
     try {
         return call();
     } catch (CException* exception) {
-        if (m_reason.Len() == 0) m_reason = KxString(L": ") + CException::TextOf(*exception);
-        exception->Delete();
-    } catch (std::exception const&) {  // memory: the library tells it
+        if (m_exception)
+            exception->Delete();
+        else
+            m_exception = exception;
+    } catch (std::bad_alloc const&) {
+        m_isOutOfMemory = true;
     }
     return failure;
 }
@@ -55,40 +65,16 @@ zlib_filefunc64_def ZipStream::Functions() {
         });
     };
     functions.zclose_file = [](void*, void*) { return 0; };
-    functions.zerror_file = [](void* opaque, void*) -> int { return of(opaque).m_reason.Len() > 0; };
+    functions.zerror_file = [](void* opaque, void*) -> int {
+        return of(opaque).m_exception || of(opaque).m_isOutOfMemory;
+    };
     return functions;
-}
-
-bool HasEnd(CFile& file) {
-    constexpr std::size_t size = 22, longestComment = 65535;
-    ULONGLONG const length = file.GetLength();
-    std::string tail(static_cast<std::size_t>(std::min<ULONGLONG>(length, size + longestComment)), '\0');
-    file.Seek(static_cast<LONGLONG>(length - tail.size()), CFile::begin);
-    if (file.Read(tail.data(), static_cast<UINT>(tail.size())) != tail.size()) return false;
-    std::size_t const at = tail.rfind("PK\5\6");
-    if (at == tail.npos || tail.size() - at < size) return false;
-    auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(tail[at + i]); };
-    return tail.size() - at == size + byte(20) + 256U * byte(21);
-}
-
-bool IsEmptyArchive(CFile& file, std::string& comment) {
-    constexpr std::size_t size = 22;
-    std::array<unsigned char, size> end;
-    file.Seek(0, CFile::begin);
-    if (file.Read(end.data(), size) != size) return false;
-    constexpr unsigned char signature[] = {'P', 'K', 5, 6};
-    std::size_t const length = end[20] + 256U * end[21];
-    bool const isEmpty = std::equal(std::begin(signature), std::end(signature), end.begin()) &&
-                         std::all_of(end.begin() + 4, end.begin() + 20, [](unsigned char b) { return b == 0; }) &&
-                         file.GetLength() == size + length;
-    if (!isEmpty) return false;
-    comment.resize(length);
-    return file.Read(comment.data(), static_cast<UINT>(length)) == length;
 }
 
 namespace {
 
-constexpr unsigned long encryptedFlag = 1, utf8Flag = 0x800;
+// What the file systems that matter take, in bytes; a new file has a few more than the name that it gets.
+constexpr std::size_t longestComponent = 255, longestPath = 4095 - 20;
 
 bool IsPath(wchar_t c) {
     return c == L'\\' || c == L'/';
@@ -114,151 +100,55 @@ bool IsDeceptive(wchar_t c) {
 
 bool IsSafe(std::wstring_view component) {
     constexpr std::wstring_view forbidden = L":*?\"<>|";
-    return component.size() <= 255 && component.back() != L'.' && component.back() != L' ' && !IsDevice(component) &&
+    return KxxToSystemPath(component).size() <= longestComponent && component.back() != L'.' &&
+           component.back() != L' ' && !IsDevice(component) &&
            std::none_of(component.begin(), component.end(),
                         [&](wchar_t c) { return IsDeceptive(c) || forbidden.find(c) != forbidden.npos; });
 }
 
 }  // namespace
 
-bool ZipEntry::IsReadable() const {
-    return !(info.flag & encryptedFlag) && (info.compression_method == 0 || info.compression_method == Z_DEFLATED);
-}
-
-namespace {
-
-/// What does not fit into 32 bits stands in a field of its own, number after number. Releases of the library miss it.
-void TakeLargeNumbers(std::string_view extra, ZipEntry& entry) {
-    constexpr ULONGLONG largest = 0xffffffff, largeNumbers = 1;
-    while (extra.size() >= 4) {
-        ULONGLONG const id = LittleEndian(extra.substr(0, 2));
-        std::string_view field = extra.substr(4, static_cast<std::size_t>(LittleEndian(extra.substr(2, 2))));
-        extra.remove_prefix(4 + field.size());
-        if (id != largeNumbers) continue;
-        auto const take = [&](auto& number) {
-            if (field.size() < 8) return;
-            number = LittleEndian(field.substr(0, 8));
-            field.remove_prefix(8);
-        };
-        if (entry.info.uncompressed_size == largest) take(entry.info.uncompressed_size);
-        if (entry.info.compressed_size == largest) take(entry.info.compressed_size);
-        take(entry.offset);
-    }
-}
-
-/// Where the packed bytes of the current entry begin.
-ULONGLONG PositionOf(unzFile archive, CFile& file, ZipEntry const& entry) {
-    constexpr std::size_t size = 30;
-    std::array<char, size> head;
-    std::string_view const bytes(head.data(), size);
-    if (entry.offset < file.GetLength()) {
-        file.Seek(static_cast<LONGLONG>(entry.offset), CFile::begin);
-        if (file.Read(head.data(), size) == size && bytes.starts_with("PK\3\4"))
-            return entry.offset + size + LittleEndian(bytes.substr(26, 2)) + LittleEndian(bytes.substr(28, 2));
-    }
-    if (::unzOpenCurrentFile(archive) != UNZ_OK) return ZipEntry::unknown;
-    ULONGLONG const position = ::unzGetCurrentFileZStreamPos64(archive);
-    ::unzCloseCurrentFile(archive);
-    return position;
-}
-
-}  // namespace
-
-bool ReadEntry(unzFile archive, ZipEntry& entry) {
-    if (::unzGetCurrentFileInfo64(archive, &entry.info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) return false;
-    std::string bytes(entry.info.size_filename, '\0'), extra(entry.info.size_file_extra, '\0');
-    if (::unzGetCurrentFileInfo64(archive, &entry.info, bytes.empty() ? nullptr : bytes.data(), bytes.size(),
-                                  extra.empty() ? nullptr : extra.data(), extra.size(), nullptr, 0) != UNZ_OK)
-        return false;
-    entry.offset = ZipEntry::unknown;
-    TakeLargeNumbers(extra, entry);
-    constexpr unsigned long madeOnUnix = 3;  // where names are UTF-8, and many programs do not say so
-    bool const isUtf8 = ((entry.info.flag & utf8Flag) || entry.info.version >> 8 == madeOnUnix) && KxxIsUtf8(bytes);
-    std::wstring name = isUtf8 ? KxxWidenUtf8(bytes) : KxxWidenNarrow(bytes);
-    std::replace(name.begin(), name.end(), L'/', L'\\');
-    entry.name = KxString(std::move(name));
-    return true;
-}
-
-ZipContent::ZipContent(unzFile archive, CFile& file, ZipEntry const& entry)
-    : m_file(file), m_entry(entry), m_left(entry.info.compressed_size), m_packed(0x10000) {
-    ULONGLONG const position = PositionOf(archive, file, entry), length = file.GetLength();
-    if (position > length || m_left > length - position) return;
-    m_file.Seek(static_cast<LONGLONG>(position), CFile::begin);
-    m_isOpen = ::inflateInit2(&m_stream, -MAX_WBITS) == Z_OK;
-}
-
-ZipContent::~ZipContent() {
-    if (m_isOpen) ::inflateEnd(&m_stream);
-}
-
-bool ZipContent::Refill() {
-    UINT const size = static_cast<UINT>(std::min<ULONGLONG>(m_left, m_packed.size()));
-    if (m_file.Read(m_packed.data(), size) != size) return false;
-    m_left -= size;
-    m_stream.next_in = m_packed.data();
-    m_stream.avail_in = size;
-    return true;
-}
-
-int ZipContent::Read(char* buffer, unsigned size) noexcept {
-    try {
-        unsigned count = 0;
-        auto* const out = reinterpret_cast<Bytef*>(buffer);
-        if (m_entry.info.compression_method == 0) {
-            count = m_file.Read(out, static_cast<UINT>(std::min<ULONGLONG>(m_left, size)));
-            if (count == 0 && m_left > 0) return -1;
-            m_left -= count;
-        } else {
-            m_stream.next_out = out;
-            m_stream.avail_out = size;
-            while (m_stream.avail_out > 0 && !m_isAtEnd) {
-                if (m_stream.avail_in == 0 && m_left > 0 && !Refill()) return -1;
-                int const result = ::inflate(&m_stream, Z_NO_FLUSH);
-                if (result == Z_STREAM_END)
-                    m_isAtEnd = true;
-                else if (result != Z_OK)
-                    return -1;
-            }
-            count = size - m_stream.avail_out;
-        }
-        m_crc = ::crc32(m_crc, out, count);
-        m_size += count;
-        return static_cast<int>(count);
-    } catch (CException* exception) {
-        exception->Delete();
-    }
-    return -1;
-}
-
-KxString ZipNames::Accept(ZipEntry const& entry) {
-    std::wstring_view rest = entry.name.View();
+KxString ZipNames::PathOf(KxString const& name, std::size_t folder) {
+    std::wstring_view rest = name.View();
     if (rest.empty() || IsPath(rest.front())) return {};
-    std::wstring path, upper;
-    std::vector<std::wstring> folders;
+    std::wstring path;
+    int depth = 0;
     while (!rest.empty()) {
         std::size_t const length = std::min(rest.find(L'\\'), rest.size());
         std::wstring_view const component = rest.substr(0, length);
         rest.remove_prefix(std::min(length + 1, rest.size()));
         if (component.empty() || component == L".") continue;
-        if (!IsSafe(component)) return {};
-        if (!path.empty()) {
-            folders.push_back(upper);
-            path += L'/';
-            upper += L'/';
-        }
+        if (depth++ > KxxLimits().zipDepth || component.size() > longestComponent || !IsSafe(component)) return {};
+        if (!path.empty()) path += L'/';
         path += component;
-        upper += KxString(component).Upper().View();
     }
-    if (path.empty()) return {};
-    // A file is no folder of others, and has its name for itself.
-    for (std::wstring const& folder : folders)
-        if (m_files.contains(folder)) return {};
-    if (entry.IsFolder() ? m_files.contains(upper) : m_folders.contains(upper) || !m_files.insert(upper).second)
-        return {};
-    if (entry.IsFolder()) m_folders.insert(upper);
-    m_folders.insert(folders.begin(), folders.end());
+    if (folder + KxxToSystemPath(path).size() > longestPath) return {};
     return KxString(std::move(path));
+}
+
+// No name has such a character, and it stands before all others: in order, a folder is followed by what it holds.
+void ZipNames::Add(KxString const& path, bool isFolder) {
+    std::string key = KxxToUtf8(path.Upper().View());
+    std::replace(key.begin(), key.end(), '/', '\1');
+    m_names.push_back({std::move(key), m_count++, isFolder});
+}
+
+std::size_t ZipNames::Clash(std::size_t first) {
+    std::sort(m_names.begin(), m_names.end(), [](Name const& a, Name const& b) { return a.key < b.key; });
+    std::size_t found = none;
+    for (std::size_t i = 1; i < m_names.size(); ++i) {
+        Name const &a = m_names[i - 1], &b = m_names[i];
+        bool const isSame = a.key == b.key && !(a.isFolder && b.isFolder);
+        bool const isBelow =
+            !a.isFolder && b.key.size() > a.key.size() && b.key[a.key.size()] == '\1' && b.key.starts_with(a.key);
+        std::size_t const later = std::max(a.number, b.number);
+        if ((isSame || isBelow) && later >= first) found = std::min(found, later);
+    }
+    return found;
+}
+
+KxString CommentOf(std::string const& bytes) {
+    return KxString(KxxIsUtf8(bytes) ? KxxWidenUtf8(bytes) : KxxWidenNarrow(bytes));
 }
 
 unsigned long DosTime(KxString const& path) {

@@ -1,33 +1,36 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Archives beneath KxZipHelper: the library's calls over a CFile, so that every failure of the medium is seen, and names as
-// they come out of an archive that nobody vouches for.
+// Archives beneath KxZipHelper. What is written goes through the zip library, over a CFile, so that every failure of the
+// medium is seen. What is read comes from anywhere: its directory is read here, strictly, since the library believes it.
 #pragma once
 
+#include "hbtools/base/syException.h"
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syString.h"
 
-#include <minizip/unzip.h>
 #include <minizip/zip.h>
+#include <zlib.h>
 
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace KxN::detail {
 
-/// A file that the zip library reads or writes. Its exceptions do not pass through the library; they are kept.
+/// A file that the zip library writes. Exceptions do not pass through the library; the first is kept.
 class ZipStream {
 public:
     /// @throws CFileException
     ZipStream(KxString const& path, UINT openFlags) : m_file(path, openFlags) {}
+    ZipStream(ZipStream const&) = delete;
+    ZipStream& operator=(ZipStream const&) = delete;
+    ~ZipStream();
 
     CFile& File() { return m_file; }
-    /// Why something failed, ": " in front; empty if the medium is not to blame.
-    KxString const& Reason() const { return m_reason; }
+    /// Why something failed, ": " in front; empty if the medium is not to blame. @throws std::bad_alloc if memory is
+    KxString Reason() const;
     zlib_filefunc64_def Functions();
 
 private:
@@ -35,75 +38,111 @@ private:
     auto Guarded(decltype(std::declval<Call>()()) failure, Call call) noexcept -> decltype(call());
 
     CFile m_file;
-    KxString m_reason;
+    CException* m_exception = nullptr;
+    bool m_isOutOfMemory = false;
 };
 
-/// Whether the file ends as an archive does: what looks like its end record and is nearest to the end fits exactly. So nothing
-/// in a comment is taken for it.
-bool HasEnd(CFile& file);
-/// An archive of no files, which the zip library does not know: 22 bytes and a comment.
-bool IsEmptyArchive(CFile& file, std::string& comment);
-
-struct ZipCloser {
-    void operator()(void* archive) const { ::unzClose(archive); }
-};
-using UnzipHandle = std::unique_ptr<void, ZipCloser>;
-
-/// One entry, as the directory of the archive tells it.
+/// One file or folder, as the directory of an archive tells it.
 struct ZipEntry {
-    static constexpr ULONGLONG unknown = ~ULONGLONG{0};
-
-    unz_file_info64 info;
-    KxString name;               // with backslashes
-    ULONGLONG offset = unknown;  // in the archive, if it is beyond 4 GiB
+    unsigned flags = 0, method = 0;
+    unsigned long time = 0;  // date in the upper and time in the lower word, in two seconds
+    unsigned long crc = 0;
+    ULONGLONG packed = 0;  // bytes
+    ULONGLONG size = 0;    // bytes that come out
+    ULONGLONG begin = 0;   // in the file
+    ULONGLONG end = 0;     // where the next one begins
+    KxString name;         // with backslashes
 
     bool IsFolder() const { return name.View().ends_with(L'\\'); }
-    bool IsReadable() const;  // neither encrypted nor packed in a way that is not known here
+    /// Neither encrypted, nor packed in a way that is not known here, nor a folder with content.
+    bool IsReadable() const;
 };
-/// The current one. False if the archive is damaged there.
-bool ReadEntry(unzFile archive, ZipEntry& entry);
 
-/// What the current entry holds. The library stops at 4 GiB, and does not find what begins behind them.
+/// The directory of an archive. Its end record is what looks like one and is nearest to the end of the file, where it must
+/// fit exactly; the one with large numbers is the one that a locator directly before it tells.
+class ZipDirectory {
+public:
+    /// Looks for the directory. @throws KxException with the reason, CFileException
+    explicit ZipDirectory(CFile& file);
+    /// Reads it, in the order of the directory. False if it is damaged behind the entries that are there then.
+    bool Read();
+
+    std::vector<ZipEntry> const& Entries() const { return m_entries; }
+    std::string const& Comment() const { return m_comment; }
+    ULONGLONG End() const { return m_begin + m_size; }
+    /// An end record with large numbers for a copy of this archive up to End, which is all that the library then sees.
+    std::string PlainEnd() const;
+
+private:
+    bool TakeLargeEnd(ULONGLONG end);
+    bool ReadEntry(ULONGLONG& position);
+    bool SetEnds();
+
+    CFile& m_file;
+    ULONGLONG m_count = 0;
+    ULONGLONG m_size = 0;
+    ULONGLONG m_offset = 0;  // as it is written: less than m_begin if something stands before the archive
+    ULONGLONG m_begin = 0;
+    bool m_isLarge = false;
+    std::string m_comment;
+    std::vector<ZipEntry> m_entries;
+};
+
+/// What entries hold, one after the other.
 class ZipContent {
 public:
-    /// The entry is readable, and both outlive this.
-    ZipContent(unzFile archive, CFile& file, ZipEntry const& entry);
+    explicit ZipContent(CFile& file);
     ZipContent(ZipContent const&) = delete;
     ZipContent& operator=(ZipContent const&) = delete;
     ~ZipContent();
 
-    bool IsOpen() const { return m_isOpen; }
-    /// Bytes that came out; 0 at the end, -1 if the archive is damaged or cannot be read.
-    int Read(char* buffer, unsigned size) noexcept;
+    /// Begins one, which is readable and outlives the reading. False if it is not there. @throws CFileException
+    bool Open(ZipEntry const& entry);
+    /// Bytes that came out; 0 at the end, -1 if the archive is damaged. @throws CFileException
+    int Read(char* buffer, unsigned size);
     /// At the end: whether size and checksum are those of the directory.
-    bool IsRight() const { return m_size == m_entry.info.uncompressed_size && m_crc == m_entry.info.crc; }
+    bool IsRight() const { return m_size == m_entry->size && m_crc == m_entry->crc; }
 
 private:
     bool Refill();
 
     CFile& m_file;
-    ZipEntry const& m_entry;
-    bool m_isOpen = false;
+    ZipEntry const* m_entry = nullptr;
     bool m_isAtEnd = false;
-    ULONGLONG m_left;      // packed bytes that were not read yet
+    ULONGLONG m_left = 0;  // packed bytes that were not read yet
     ULONGLONG m_size = 0;  // that came out
     unsigned long m_crc = 0;
     std::vector<unsigned char> m_packed;
     z_stream m_stream{};
 };
 
-/// The names that have come so far.
+/// Names that are to stand beside each other in folders.
 class ZipNames {
 public:
-    /// The name as a path below a folder, with slashes; null text for a name that must not be. See KxZipHelper.
-    KxString Accept(ZipEntry const& entry);
+    static constexpr std::size_t none = ~std::size_t{0};
+
+    /// The name of an entry as a path below a folder, with slashes; null text for a name that must not be, see KxZipHelper.
+    /// `folder` is how many bytes the folder takes.
+    static KxString PathOf(KxString const& name, std::size_t folder = 0);
+
+    /// The next one; they have the numbers 0, 1, ...
+    void Add(KxString const& path, bool isFolder);
+    /// The number of a name, from `first` on, that another one has too, or a file that is a folder of another; or `none`.
+    std::size_t Clash(std::size_t first = 0);
 
 private:
-    std::set<std::wstring> m_files;    // in upper case
-    std::set<std::wstring> m_folders;  // of files and of their own
+    struct Name {
+        std::string key;  // in upper case
+        std::size_t number;
+        bool isFolder;
+    };
+    std::vector<Name> m_names;
+    std::size_t m_count = 0;
 };
 
-/// Date in the upper and time in the lower word, in two seconds.
+/// A comment as an archive holds it, which says nothing of its code page: what is no UTF-8 is in the thread's.
+KxString CommentOf(std::string const& bytes);
+
 unsigned long DosTime(KxString const& path);
 void SetDosTime(KxString const& path, unsigned long time);
 

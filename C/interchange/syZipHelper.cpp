@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/interchange/syZipHelper.h"
 
+#include "base/sySafeFiles.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
@@ -54,11 +55,26 @@ std::string Stored(std::wstring_view text, bool& isUtf8) {
     return isUtf8 ? KxxToUtf8(text) : narrow;
 }
 
+/// A comment, which CommentOf turns back.
+std::string StoredComment(KxString const& comment) {
+    bool isUtf8 = false;
+    std::string bytes = Stored(comment.View(), isUtf8);
+    return CommentOf(bytes) == comment ? bytes : KxxToUtf8(comment.View());  // in the code page it may look like UTF-8
+}
+
 KxString NameInZip(KxString const& sourceFile, KxString const& folderInZip) {
     std::wstring name(folderInZip.View());
     std::replace(name.begin(), name.end(), L'/', L'\\');
     if (!name.empty() && name.back() != L'\\') name += L'\\';
     return KxString(name + std::wstring(KxDirEntry(sourceFile).GetName().View()));
+}
+
+void MakeBuffer(std::vector<char>& buffer, KxString const& zipFile) {
+    try {
+        buffer.resize(bufferSize);
+    } catch (std::bad_alloc const&) {
+        Throw(__LINE__, L"Failed to create buffer for zip file: %s", zipFile);
+    }
 }
 
 /// An archive that is being written. Unless it is closed it is let go.
@@ -104,68 +120,102 @@ private:
 /// Puts files into one archive.
 class Packing {
 public:
-    Packing(KxString const& zipPath, KxZipHelper::Progress const& progress)
-        : m_zipFile(zipPath), m_meter(progress), m_buffer(bufferSize) {}
+    Packing(KxString const& zipPath, KxZipHelper::Progress const& progress) : m_zipFile(zipPath), m_meter(progress) {}
 
     void Run(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment, KxZipHelper::Mode mode) {
-        Check(sources, globalComment, mode);
+        for (SxZipSource const& source : sources)
+            OrThrow(__LINE__, L"Failed to open file: %s", source.file,
+                    [&] { m_meter.Expect(CFile(source.file, CFile::modeRead).GetLength()); });
+        ReadOld(mode);
+        Check(sources, globalComment);
+        MakeBuffer(m_buffer, m_zipFile);
         std::optional<KxSafeFile> whole;
-        std::optional<ZipStream> stream;
-        std::optional<CFile> old;
         OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
             whole.emplace(m_zipFile);
-            stream.emplace(whole->GetTemporaryPath(), CFile::modeReadWrite);
-            if (mode == KxZipHelper::Mode::replace || !KxDirEntry(m_zipFile).Exists(1)) return;
-            old.emplace(m_zipFile, CFile::modeRead);
-            std::string oldComment;
-            if (IsEmptyArchive(*old, oldComment)) return old.reset();
-            if (!HasEnd(*old)) Throw(__LINE__, L"no zip file");
-            m_meter.Expect(old->GetLength());
-            old->Seek(0, CFile::begin);
+            m_stream.emplace(whole->GetTemporaryPath(), CFile::modeReadWrite);
         });
         m_meter.Add(0);
-        while (old) {
-            UINT const count = OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
-                UINT const got = old->Read(m_buffer.data(), static_cast<UINT>(m_buffer.size()));
-                stream->File().Write(m_buffer.data(), got);
-                return got;
-            });
-            if (count == 0) break;
-            m_meter.Add(count);
-        }
-        Zip zip(*stream, old ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
-        if (!zip.Get()) Throw(__LINE__, L"Failed to create zip file: %s%s", m_zipFile, stream->Reason());
-        for (SxZipSource const& source : sources) PutIn(zip.Get(), *stream, source);
+        if (m_directory) CopyOld();
+        Zip zip(*m_stream, m_directory ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
+        if (!zip.Get()) Throw(__LINE__, L"Failed to create zip file: %s%s", m_zipFile, m_stream->Reason());
+        for (SxZipSource const& source : sources) PutIn(zip.Get(), source);
         if (!zip.Close(m_comment))
-            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream->Reason());
+            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
         OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] {
-            // The directory and the comment that stood there before may have been longer.
-            stream->File().SetLength(stream->File().GetPosition());
-            stream->File().Close();
+            // The directory that stood there before may have been longer.
+            m_stream->File().SetLength(m_stream->File().GetPosition());
+            Verify(sources);
+            m_stream->File().Close();
         });
         m_meter.Add(0);  // the last chance to end it
         OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { whole->Commit(); });
     }
 
 private:
-    /// All that can be known before anything is written.
-    void Check(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment, KxZipHelper::Mode mode) {
-        bool isUtf8 = false;
-        m_comment = Stored(globalComment.View(), isUtf8);
-        bool isTooLong = m_comment.size() > longestText || m_comment.find('\0') != m_comment.npos;
-        ZipNames names;
-        for (SxZipSource const& source : sources) {
-            OrThrow(__LINE__, L"Failed to open file: %s", source.file,
-                    [&] { m_meter.Expect(CFile(source.file, CFile::modeRead).GetLength()); });
-            ZipEntry const entry{{}, NameInZip(source.file, source.folderInZip)};
-            isTooLong = isTooLong || Stored(entry.name.View(), isUtf8).size() > longestText;
-            if (mode == KxZipHelper::Mode::replace && names.Accept(entry).Len() == 0)
-                Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", entry.name, m_zipFile);
-        }
-        if (isTooLong) Throw(__LINE__, L"Failed to open new file in zip file: %s: name or comment too long", m_zipFile);
+    /// The archive that is added to, if there is one with anything in it.
+    void ReadOld(KxZipHelper::Mode mode) {
+        if (mode == KxZipHelper::Mode::replace || !KxDirEntry(m_zipFile).Exists(1)) return;
+        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
+            m_old.emplace(m_zipFile, CFile::modeRead);
+            m_oldLength = m_old->GetLength();
+            m_directory.emplace(*m_old);
+            if (!m_directory->Read()) Throw(__LINE__, L"damaged directory");
+        });
+        if (m_directory->End() == 0)
+            m_directory.reset();
+        else
+            m_meter.Expect(m_oldLength);
     }
 
-    void PutIn(zipFile zip, ZipStream& stream, SxZipSource const& from) {
+    /// Before anything is written: what cannot come out, also because of what is there already, does not go in.
+    void Check(KxTDynArray<SxZipSource> const& sources, KxString const& globalComment) {
+        m_comment = StoredComment(globalComment);
+        if (m_comment.size() > longestText || m_comment.find('\0') != m_comment.npos ||
+            m_comment.find("PK\5\6") != m_comment.npos)
+            Throw(__LINE__, L"Failed to create zip file: %s: comment too long, or with characters that end it",
+                  m_zipFile);
+        ZipNames names;
+        if (m_directory) {
+            for (ZipEntry const& entry : m_directory->Entries())
+                names.Add(ZipNames::PathOf(entry.name), entry.IsFolder());  // without a name where it has none here
+        }
+        std::size_t const first = m_directory ? m_directory->Entries().size() : 0;
+        for (SxZipSource const& source : sources) {
+            KxString const name = NameInZip(source.file, source.folderInZip), path = ZipNames::PathOf(name);
+            if (path.Len() == 0) Refuse(name);
+            names.Add(path, false);
+        }
+        std::size_t const clash = names.Clash(first);
+        if (clash == ZipNames::none) return;
+        SxZipSource const& source = sources[static_cast<int>(clash - first)];
+        Refuse(NameInZip(source.file, source.folderInZip));
+    }
+    [[noreturn]] void Refuse(KxString const& name) {
+        Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", name, m_zipFile);
+    }
+
+    /// All but the end of the archive, which is such that the library takes nothing else for it.
+    void CopyOld() {
+        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] { m_old->Seek(0, CFile::begin); });
+        for (ULONGLONG left = m_directory->End(); left > 0;) {
+            UINT const count = OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
+                UINT const got =
+                    m_old->Read(m_buffer.data(), static_cast<UINT>(std::min<ULONGLONG>(left, m_buffer.size())));
+                if (got == 0) Throw(__LINE__, L"it became shorter");
+                m_stream->File().Write(m_buffer.data(), got);
+                return got;
+            });
+            left -= count;
+            m_meter.Add(count);
+        }
+        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
+            std::string const end = m_directory->PlainEnd();
+            m_stream->File().Write(end.data(), static_cast<UINT>(end.size()));
+        });
+        m_meter.Add(m_oldLength - m_directory->End());
+    }
+
+    void PutIn(zipFile zip, SxZipSource const& from) {
         CFile source;
         OrThrow(__LINE__, L"Failed to open file: %s", from.file,
                 [&] { source.Open(from.file, CFile::modeRead), source.GetLength(); });
@@ -177,24 +227,42 @@ private:
         if (::zipOpenNewFileInZip4_64(zip, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
                                       Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY, nullptr,
                                       0, madeBy, isUtf8 ? utf8Flag : 0, isLarge) != ZIP_OK)
-            Throw(__LINE__, L"Failed to open new file in zip file: %s%s", m_zipFile, stream.Reason());
+            Throw(__LINE__, L"Failed to open new file in zip file: %s%s", m_zipFile, m_stream->Reason());
         for (;;) {
             UINT const count = OrThrow(__LINE__, L"Failed to read file: %s", from.file, [&] {
                 return source.Read(m_buffer.data(), static_cast<UINT>(m_buffer.size()));
             });
             if (count == 0) break;
             if (::zipWriteInFileInZip(zip, m_buffer.data(), count) != ZIP_OK)
-                Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream.Reason());
+                Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
             m_meter.Add(count);
         }
         if (::zipCloseFileInZip(zip) != ZIP_OK)
-            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, stream.Reason());
+            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
+    }
+
+    /// The library believes what it finds; so what it made is read before it takes the place of the old archive.
+    void Verify(KxTDynArray<SxZipSource> const& sources) {
+        ZipDirectory directory(m_stream->File());
+        std::size_t const old = m_directory ? m_directory->Entries().size() : 0;
+        bool isRight = directory.Read() && directory.Comment() == m_comment;
+        auto entry =
+            directory.Entries().begin() + static_cast<std::ptrdiff_t>(std::min(old, directory.Entries().size()));
+        for (SxZipSource const& source : sources)
+            isRight = isRight && entry != directory.Entries().end() &&
+                      entry++->name == NameInZip(source.file, source.folderInZip);
+        isRight = isRight && entry == directory.Entries().end();
+        if (!isRight) Throw(__LINE__, L"it did not become what it should");
     }
 
     KxString m_zipFile;
     std::string m_comment;
     Meter m_meter;
     std::vector<char> m_buffer;
+    std::optional<CFile> m_old;
+    ULONGLONG m_oldLength = 0;
+    std::optional<ZipDirectory> m_directory;  // of the old one
+    std::optional<ZipStream> m_stream;
 };
 
 }  // namespace
@@ -214,49 +282,49 @@ bool KxZipHelper::CompressFiles(KxTDynArray<SxZipSource> const& sources, KxStrin
 
 namespace {
 
-/// An archive to be read, which must not outlive its stream. Null for one of no files, whose comment it tells.
-UnzipHandle Open(KxString const& zipFile, std::optional<ZipStream>& stream, std::string& comment) {
-    bool const isEmpty = OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] {
-        stream.emplace(zipFile, CFile::modeRead);
-        if (IsEmptyArchive(stream->File(), comment)) return true;
-        if (!HasEnd(stream->File())) Throw(__LINE__, L"no zip file");
-        return false;
-    });
-    if (isEmpty) return nullptr;
-    zlib_filefunc64_def functions = stream->Functions();
-    UnzipHandle archive(::unzOpen2_64("", &functions));
-    if (!archive) Throw(__LINE__, L"Failed to open zip file: %s%s", zipFile, stream->Reason());
-    return archive;
-}
-
 /// Takes the files of one archive out.
 class Unpacking {
 public:
     Unpacking(KxString const& zipPath, KxString const& targetFolder, KxTMap<KxString, KxString>& files,
               KxZipHelper::Progress const& progress)
-        : m_zipFile(zipPath), m_folder(targetFolder), m_files(files), m_meter(progress), m_buffer(bufferSize) {}
+        : m_zipFile(zipPath), m_root(KxxToSystemPath(targetFolder.View())), m_files(files), m_meter(progress) {}
 
     void Run() {
-        std::optional<ZipStream> stream;
-        std::string comment;
-        UnzipHandle const archive = Open(m_zipFile, stream, comment);
-        if (!archive) return;
-        m_left = std::min<ULONGLONG>(KxxLimits().zipTotal,
-                                     SaturatedProduct(stream->File().GetLength(), KxxLimits().zipRatio));
-        if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
-            Throw(__LINE__, L"Failed to go to first file in zip file: %s%s", m_zipFile, stream->Reason());
-        CheckNames(archive.get());
-        if (::unzGoToFirstFile(archive.get()) != UNZ_OK)
-            Throw(__LINE__, L"Failed to go to first file in zip file: %s", m_zipFile);
-        m_meter.Add(0);
-        if (!KxDirEntry(m_folder).Exists(1) && !KxDirEntry(m_folder).MakeDir(1))
-            Throw(__LINE__, L"Failed to open temp file: %s", m_folder);
-        ForEach(archive.get(), [&](ZipEntry const& entry, KxString const& path) {
-            TakeOut(archive.get(), stream->File(), entry, path);
+        std::optional<CFile> file;
+        std::optional<ZipDirectory> directory;
+        bool const isWhole = OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile, [&] {
+            file.emplace(m_zipFile, CFile::modeRead);
+            directory.emplace(*file);
+            m_left =
+                std::min<ULONGLONG>(KxxLimits().zipTotal, SaturatedProduct(file->GetLength(), KxxLimits().zipRatio));
+            return directory->Read();
         });
-        if (m_unreadable.Len() > 0)
-            Throw(__LINE__, L"Failed to open current file %s in zip file: %s: encrypted, or compressed by method %lu",
-                  m_unreadable, m_zipFile, m_unreadableMethod);
+        std::vector<ZipEntry> const& entries = directory->Entries();
+        if (!isWhole && entries.empty()) Throw(__LINE__, L"Failed to go to first file in zip file: %s", m_zipFile);
+        if (!isWhole) {
+            KxString number;
+            number.SPrintf(L"no. %llu", static_cast<ULONGLONG>(entries.size() + 1));
+            Throw(__LINE__, L"Failed to get file info of current file %s in zip file: %s: damaged, or entries overlap",
+                  number, m_zipFile);
+        }
+        CheckNames(entries);
+        MakeBuffer(m_buffer, m_zipFile);
+        m_meter.Add(0);
+        KxString const folder = KxxFromSystemPath(m_root.string());
+        if (!m_root.empty() && !KxDirEntry(folder).Exists(1) && !KxDirEntry(folder).MakeDir(1))
+            Throw(__LINE__, L"Failed to open temp file: %s", folder);
+        ZipContent content(*file);
+        try {
+            for (ZipEntry const& entry : entries) TakeOut(content, entry);
+            Place([&] { m_safe.Commit(); });
+        } catch (...) {
+            KeepWhole();
+            throw;
+        }
+        if (m_unreadable)
+            Throw(__LINE__, L"Failed to open current file %s in zip file: %s: encrypted, or compressed by method %u%s",
+                  m_unreadable->name, m_zipFile, m_unreadable->method,
+                  KxString(m_unreadable->IsFolder() ? L", or a folder with content" : L""));
     }
 
 private:
@@ -265,32 +333,24 @@ private:
         return __builtin_mul_overflow(a, b, &product) ? ~ULONGLONG{0} : product;
     }
 
-    template <class Visit>
-    void ForEach(unzFile archive, Visit visit) {
+    void CheckNames(std::vector<ZipEntry> const& entries) {
         ZipNames names;
-        ZipEntry entry;
-        int result = UNZ_OK;
-        for (; result == UNZ_OK; result = ::unzGoToNextFile(archive)) {
-            if (!ReadEntry(archive, entry))
-                Throw(__LINE__, L"Failed to get file info of current file %s in zip file: %s", entry.name, m_zipFile);
-            KxString const path = names.Accept(entry);
-            if (path.Len() == 0)
-                Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", entry.name, m_zipFile);
-            visit(entry, path);
+        auto const refuse = [&](ZipEntry const& entry) {
+            Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", entry.name, m_zipFile);
+        };
+        for (ZipEntry const& entry : entries) {
+            KxString const path = ZipNames::PathOf(entry.name, m_root.native().size());
+            if (path.Len() == 0) refuse(entry);
+            names.Add(path, entry.IsFolder());
+            if (entry.IsReadable()) m_meter.Expect(entry.size);
         }
-        if (result != UNZ_END_OF_LIST_OF_FILE)
-            Throw(__LINE__, L"Failed to get file info of current file %s in zip file: %s", KxString(L"?"), m_zipFile);
-    }
-
-    void CheckNames(unzFile archive) {
-        ForEach(archive, [&](ZipEntry const& entry, KxString const&) {
-            if (entry.IsReadable()) m_meter.Expect(entry.info.uncompressed_size);
-        });
+        if (std::size_t const clash = names.Clash(); clash != ZipNames::none) refuse(entries[clash]);
     }
 
     /// Makes the folders of a path below the target one by one. A link that stands there already must not lead out.
     void MakeFolder(fs::path const& inner) {
-        fs::path folder = Root();
+        if (inner == m_lastFolder) return;
+        fs::path folder = m_root;
         for (fs::path const& part : inner) {
             folder /= part;
             std::error_code error;
@@ -299,33 +359,30 @@ private:
             if (!fs::is_directory(status))
                 Throw(__LINE__, L"Failed to open temp file: %s", KxxFromSystemPath(folder.string()));
         }
+        m_lastFolder = inner;
     }
-    fs::path Root() const { return KxxToSystemPath(m_folder.View()); }
 
-    void TakeOut(unzFile archive, CFile& stream, ZipEntry const& entry, KxString const& path) {
-        fs::path const inner = KxxToSystemPath(path.View());
-        if (entry.IsFolder()) return MakeFolder(inner);
+    void TakeOut(ZipContent& content, ZipEntry const& entry) {
+        fs::path const inner = KxxToSystemPath(ZipNames::PathOf(entry.name).View());
+        if (entry.IsFolder()) MakeFolder(inner);
         if (!entry.IsReadable()) {
-            if (m_unreadable.Len() == 0) {
-                m_unreadable = entry.name;
-                m_unreadableMethod = entry.info.compression_method;
-            }
+            if (!m_unreadable) m_unreadable = &entry;
             return;
         }
+        if (entry.IsFolder()) return;
         MakeFolder(inner.parent_path());
-        auto const content = OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile,
-                                     [&] { return std::make_unique<ZipContent>(archive, stream, entry); });
-        if (!content->IsOpen())
+        if (!OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile, [&] { return content.Open(entry); }))
             Throw(__LINE__, L"Failed to open current file %s in zip file: %s", entry.name, m_zipFile);
-        fs::path const full = Root() / inner;
+        fs::path const full = m_root / inner;
         KxString const target = KxxFromSystemPath(full.string());
         std::error_code error;
         // What is written to a link goes to where that leads.
         if (fs::is_symlink(fs::symlink_status(full, error))) Throw(__LINE__, L"Failed to open temp file: %s", target);
-        std::optional<KxSafeFile> file;
-        OrThrow(__LINE__, L"Failed to open temp file: %s", target, [&] { file.emplace(target); });
+        OrThrow(__LINE__, L"Failed to open temp file: %s", target, [&] { m_safe.Begin(target); });
         for (;;) {
-            int const count = content->Read(m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
+            int const count = OrThrow(__LINE__, L"Failed to open zip file: %s", m_zipFile, [&] {
+                return content.Read(m_buffer.data(), static_cast<unsigned>(m_buffer.size()));
+            });
             if (count == 0) break;
             if (count < 0) Throw(__LINE__, L"Failed to read current file %s in zip file: %s", entry.name, m_zipFile);
             if (static_cast<ULONGLONG>(count) > m_left)
@@ -333,24 +390,60 @@ private:
                       m_zipFile);
             m_left -= static_cast<ULONGLONG>(count);
             OrThrow(__LINE__, L"Failed to write file: %s", target,
-                    [&] { file->Write(m_buffer.data(), static_cast<std::size_t>(count)); });
+                    [&] { m_safe.Write(m_buffer.data(), static_cast<std::size_t>(count)); });
             m_meter.Add(static_cast<ULONGLONG>(count));
         }
-        if (!content->IsRight())
+        if (!content.IsRight())
             Throw(__LINE__, L"Failed to read current file %s in zip file: %s: wrong checksum", entry.name, m_zipFile);
-        OrThrow(__LINE__, L"Failed to write file: %s", target, [&] { file->Commit(); });
-        SetDosTime(target, entry.info.dosDate);
-        m_files[entry.name] = target;
+        SetDosTime(m_safe.GetTemporaryPath(), entry.time);
+        m_ended.push_back({entry.name, target});
+        Place([&] { m_safe.End(); });
     }
 
+    /// Enters the files that have their names by now.
+    void Tell() {
+        for (; m_told < m_safe.CountPlaced(); ++m_told) m_files[m_ended[m_told].name] = m_ended[m_told].path;
+    }
+    template <class Call>
+    void Place(Call call) {
+        KxString atFault;
+        OrThrow(__LINE__, L"Failed to write file: %s", atFault, [&] {
+            try {
+                call();
+            } catch (CException*) {
+                std::size_t const placed = m_safe.CountPlaced();
+                atFault = placed < m_ended.size() ? m_ended[placed].path : KxxFromSystemPath(m_root.string());
+                throw;
+            }
+        });
+        Tell();
+    }
+    /// The failure that ends it all is told, not what comes on top.
+    void KeepWhole() noexcept {
+        try {
+            m_safe.Commit();
+        } catch (CException* exception) {
+            exception->Delete();
+        } catch (std::bad_alloc const&) {}
+        try {
+            Tell();
+        } catch (std::bad_alloc const&) {}
+    }
+
+    struct Ended {
+        KxString name, path;
+    };
     KxString m_zipFile;
-    KxString m_folder;
+    fs::path m_root;
     KxTMap<KxString, KxString>& m_files;
     Meter m_meter;
     std::vector<char> m_buffer;
+    SafeFiles m_safe;
+    std::vector<Ended> m_ended;
+    std::size_t m_told = 0;  // of these
+    fs::path m_lastFolder;
     ULONGLONG m_left = 0;  // bytes that may still come out
-    KxString m_unreadable;
-    unsigned long m_unreadableMethod = 0;
+    ZipEntry const* m_unreadable = nullptr;
 };
 
 }  // namespace
@@ -368,18 +461,12 @@ bool KxZipHelper::UncompressFiles(KxString const& zipFile, KxString const& targe
 
 bool KxZipHelper::GetGlobalComment(KxString const& zipFile, KxString& comment) {
     if (!KxDirEntry(zipFile).Exists(1)) Throw(__LINE__, L"File does not exist: %s", zipFile);
-    std::optional<ZipStream> stream;
-    std::string bytes;
-    if (UnzipHandle const archive = Open(zipFile, stream, bytes)) {
-        unz_global_info64 info{};
-        if (::unzGetGlobalInfo64(archive.get(), &info) != UNZ_OK)
-            Throw(__LINE__, L"Failed to get global info from zip file: %s", zipFile);
-        bytes.resize(info.size_comment);
-        int const length = bytes.empty() ? 0 : ::unzGetGlobalComment(archive.get(), bytes.data(), bytes.size());
-        bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-    }
+    std::string const bytes = OrThrow(__LINE__, L"Failed to open zip file: %s", zipFile, [&] {
+        CFile file(zipFile, CFile::modeRead);
+        return ZipDirectory(file).Comment();
+    });
     if (bytes.empty()) Throw(__LINE__, L"Failed to get global comment from zip file: %s", zipFile);
-    comment = KxString(KxxIsUtf8(bytes) ? KxxWidenUtf8(bytes) : KxxWidenNarrow(bytes));
+    comment = CommentOf(bytes);
     return true;
 }
 

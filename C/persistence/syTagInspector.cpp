@@ -4,12 +4,10 @@
 
 #include "hbtools/base/syLimits.h"
 #include "persistence/syInnerTags.h"
-#include "persistence/syTagPayload.h"
 #include "persistence/syTagRecord.h"
+#include "persistence/syTagWalk.h"
 
 #include <algorithm>
-#include <unordered_map>
-#include <vector>
 
 namespace KxN {
 
@@ -17,99 +15,41 @@ namespace {
 
 constexpr ULONGLONG fileHeaderSize = 512;
 constexpr std::uint16_t fileHeaderMark = 0x4949;
-constexpr ULONGLONG chainEnd = ~0ULL;
 
 }  // namespace
 
-class KxTagInspector::Walk {
-public:
-    explicit Walk(CFile& file) : m_file(file), m_objects(&file) {}
-
-    TagFileState Inspect();
-
-    CFile& m_file;
-    ULONGLONG m_size = 0;
-    ULONGLONG m_start = 0;
-    KxTDynArray<SxTagRecord> m_records;
-    KxTDynArray<SxTagFault> m_faults;
-    detail::ElementCursor m_elements;
-    KxObjectInspector m_objects;
-
-private:
-    /// A chain that is being walked: where its next record stands, chainEnd when it is done.
-    struct Level {
-        ULONGLONG next;
-        ULONGLONG end;
-        int parent;
-        int depth;
-        int source;  // the record whose link led to `next`, -1 at the begin of the chain
-    };
-
-    bool FindStart();
-    bool IsCutRecord(ULONGLONG position) const;
-    void Step(Level& level);
-    bool TakeRecord(Level& level, SxTagRecord& record);
-    void FollowLink(Level& level, int number);
-    void TakePayload(int number, ULONGLONG end);
-    void FaultCycleAt(ULONGLONG position, ULONGLONG target, ULONGLONG rest) {
-        Fault(
-            FaultCycle, position, target, rest,
-            L"the record at %llu leads back to %llu: the chain never ends, and whoever seeks an absent tag is refused",
-            position, target);
-        m_isBroken = true;
-    }
-    void FaultShared(ULONGLONG position, ULONGLONG target) {
-        Fault(FaultOverlap, position, target, 0, L"the record at %llu leads to %llu, which another chain has already",
-              position, target);
-    }
-    void FindOverlaps();
-    void CheckGraphs();
-    enum class Visit { none, sameChain, otherChain };
-    void RememberVisits();
-    Visit VisitOf(ULONGLONG position, int parent);
-    bool LeadsTo(ULONGLONG from, ULONGLONG position);
-    template <class... Arguments>
-    void Fault(TagFaultKind kind, ULONGLONG position, ULONGLONG target, ULONGLONG lost, wchar_t const* format,
-               Arguments const&... arguments);
-    void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
-
-    std::vector<Level> m_levels;
-    std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
-    bool m_hasVisited = false;
-    bool m_isBroken = false;  // a chain ended before its end
-    ULONGLONG m_budget = 0;   // records that may still be visited; a file has no more
-    ULONGLONG m_reached = 0;  // end of the last byte that belongs to a record
-};
-
-template <class... Arguments>
-void KxTagInspector::Walk::Fault(TagFaultKind kind, ULONGLONG position, ULONGLONG target, ULONGLONG lost,
-                                 wchar_t const* format, Arguments const&... arguments) {
-    SxTagFault fault;
-    fault.kind = kind;
-    fault.position = position;
-    fault.target = target;
-    fault.lostBytes = lost;
-    fault.text.SPrintf(format, arguments...);
-    m_faults.Add(fault);
-}
-
-TagFileState KxTagInspector::Walk::Inspect() {
+TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_records.Clear();
     m_faults.Clear();
     m_levels.clear();
     m_visited.clear();
-    m_hasVisited = m_isBroken = false;
+    m_deferred.clear();
+    m_taken.clear();
+    m_hasVisited = m_isRecovering = isRecovering;
+    m_isBroken = m_tookTrail = false;
+    m_emptyFrom = m_emptyTo = 0;
     m_size = m_file.GetLength();
     m_budget = detail::MostRecords(m_file);
+    m_steps = 4 * m_budget;
     m_start = m_reached = 0;
-    if (!FindStart()) return m_faults.Size() > 0 ? TagFileDamaged : TagFileForeign;
-
-    if (m_start < m_size) m_levels.push_back({m_start, m_size, -1, 0, -1});
-    while (!m_levels.empty()) {
-        if (m_levels.back().next == chainEnd)
-            m_levels.pop_back();
-        else
-            Step(m_levels.back());
+    if (FindStart()) {
+        if (m_start < m_size) m_levels.push_back({m_start, m_size, -1, 0, -1, m_start, 0});
+    } else if (m_isRecovering) {
+        BeginAtFirstRecord();
+        if (m_levels.empty()) return m_faults.Size() > 0 ? TagFileDamaged : TagFileForeign;
+    } else {
+        return m_faults.Size() > 0 ? TagFileDamaged : TagFileForeign;
+    }
+    while (!m_levels.empty() || (m_isRecovering && TakeDeferred())) {
+        Level& level = m_levels.back();
+        if (level.next == chainLost) FindNextOf(level);
+        if (level.next != chainEnd) {
+            Step(level);
+            continue;
+        }
+        ULONGLONG const reached = level.reached;
+        m_levels.pop_back();
+        if (!m_levels.empty()) m_levels.back().reached = std::max(m_levels.back().reached, reached);
     }
     if (m_hasVisited) FindOverlaps();
     CheckGraphs();
@@ -165,8 +105,12 @@ void KxTagInspector::Walk::Step(Level& level) {
     int const number = m_records.Size();
     m_records.Add(record);
     if (m_hasVisited) m_visited.emplace(record.position, record.parent);
-    FollowLink(level, number);  // sets the extent
-    SxTagRecord const& taken = m_records[number];
+    m_isMended = false;
+    if (m_isRecovering)
+        FollowOrMend(level, number);
+    else
+        FollowLink(level, number);
+    SxTagRecord const& taken = m_records[number];  // with its extent
     TakePayload(number, taken.image.dataAddress + taken.extent);
 }
 
@@ -194,6 +138,10 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
             isLong = detail::ReadRecord(m_file, position, record.image) == STag::fileSize;
         } catch (CFileException* exception) {
             exception->Delete();
+            Fault(FaultNoRecord, source, position, level.end - std::min(position, level.end),
+                  L"the record at %llu leads to %llu, where no record stands; the rest of its level is out of reach",
+                  source, position);
+            Reached(m_size);
             return false;
         }
         record.isLongForm = isLong;
@@ -227,10 +175,11 @@ void KxTagInspector::Walk::RememberVisits() {
     m_hasVisited = true;
 }
 
-// True if the links from one record come to the other within a few thousand steps.
+// True if the links from one record come to the other within a few thousand steps, of which all questions together may
+// take a few for each record.
 bool KxTagInspector::Walk::LeadsTo(ULONGLONG from, ULONGLONG position) {
     constexpr int steps = 4096;
-    for (int i = 0; i < steps && detail::IsRecordAt(m_file, from, m_size); ++i) {
+    for (int i = 0; i < steps && m_steps > 0 && detail::IsRecordAt(m_file, from, m_size); ++i, --m_steps) {
         if (from == position) return true;
         STag record;
         detail::ReadRecord(m_file, from, record);
@@ -309,6 +258,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
               there);
         m_records[number].kind = PayloadBytes;
         m_records[number].payloadSize = there;
+        m_records[number].isDamaged = true;
         Reached(limit);
         return;
     }
@@ -321,8 +271,20 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     record.count = finding.count;
     record.width = finding.width;
     record.payloadSize = finding.size;
+    record.isDamaged = finding.fault.Len() > 0;
+    if (m_isRecovering && record.isDamaged) {
+        TakeLeft(number, limit, finding);
+        return;
+    }
     ULONGLONG const nested = image.dataAddress + finding.size;
     Reached(nested);
+    if (m_isRecovering) {
+        m_taken[position] = nested;
+        m_levels.back().reached = std::max(m_levels.back().reached, std::min(nested, m_size));
+        // Behind a payload stands a level only rarely: without a link to tell, it is the next record.
+        if (m_isMended) record.extent = finding.size;
+        if (m_isMended && finding.kind != PayloadNone && finding.kind != PayloadGraphObject) return;
+    }
     if (!detail::IsRecordAt(m_file, nested, limit)) return;
     if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
     if (record.depth + 1 >= KxxLimits().nestingDepth) {
@@ -332,7 +294,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         return;
     }
     record.hasLevel = true;
-    m_levels.push_back({nested, limit, number, record.depth + 1, -1});
+    m_levels.push_back({nested, limit, number, record.depth + 1, -1, nested, PromisedEnd(record), m_isMended});
 }
 
 // Backward links can lead two chains to the same bytes.
@@ -368,7 +330,11 @@ KxTagInspector::~KxTagInspector() {
 }
 
 TagFileState KxTagInspector::Inspect() {
-    return m_walk->Inspect();
+    return m_walk->Inspect(false);
+}
+
+TagFileState KxTagInspector::Recover() {
+    return m_walk->Inspect(true);
 }
 
 KxTDynArray<SxTagRecord> const& KxTagInspector::Records() const {

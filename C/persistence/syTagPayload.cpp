@@ -45,6 +45,11 @@ public:
         m_next = m_record.nextTag > m_next ? m_record.nextTag : 0;
         return true;
     }
+    /// The same where the link is lost and the next record stands right behind.
+    bool TakeBehind(std::uint32_t id, ULONGLONG size) {
+        m_next = m_behind;
+        return Take(id, size);
+    }
     ULONGLONG PayloadAddress() const { return m_record.dataAddress; }
     ULONGLONG Behind() const { return m_behind; }
 
@@ -74,7 +79,14 @@ PayloadFinding FindVector(CFile& file, STag const& record, ULONGLONG end, ULONGL
         if (chain.Take(firstId + static_cast<std::uint32_t>(i), size)) continue;
         KxString text;
         text.SPrintf(L"component %d of %d of a vector is missing or cut", i + 1, components);
-        return Broken(kind, record, end, text);
+        PayloadFinding finding = Broken(kind, record, end, text);
+        int taken = i;
+        while (taken > 0 && taken < components && chain.TakeBehind(firstId + static_cast<std::uint32_t>(taken), size))
+            ++taken;
+        finding.promised = 1;
+        finding.kept = taken == components;
+        finding.keptSize = chain.Behind() - record.dataAddress;
+        return finding;
     }
     PayloadFinding finding;
     finding.kind = kind;
@@ -95,8 +107,14 @@ PayloadFinding FindDoubleTags(CFile& file, STag const& record, ULONGLONG end, UL
     finding.count = present;
     finding.size = chain.Behind() - record.dataAddress;
     if (present != count) {
+        finding.promised = count;
+        while (present < count && (chain.TakeBehind(inner::arrayElement, sizeof(double)) ||
+                                   chain.Take(inner::arrayElement, sizeof(double))))
+            ++present;
+        finding.kept = present;
+        finding.keptSize = chain.Behind() - record.dataAddress;
         finding.faultKind = FaultCount;
-        finding.fault.SPrintf(L"the array promises %d values and has %d; readers refuse it", count, present);
+        finding.fault.SPrintf(L"the array promises %d values and has %lld; readers refuse it", count, finding.count);
         finding.lostBytes = finding.size;
         finding.size = end - record.dataAddress;
     }
@@ -116,6 +134,9 @@ PayloadFinding FindIntArray(CFile& file, STag const& record, ULONGLONG end, ULON
     if (count < 0 || static_cast<ULONGLONG>(count) > room / sizeof(int)) {
         finding.fault.SPrintf(L"the array promises %lld values and there is room for %llu; readers refuse it", count,
                               room / sizeof(int));
+        finding.promised = count;
+        finding.kept = static_cast<LONGLONG>(room / sizeof(int));
+        finding.keptSize = chain.Behind() - record.dataAddress + static_cast<ULONGLONG>(finding.kept) * sizeof(int);
         finding.count = 0;
         finding.size = end - record.dataAddress;
         finding.lostBytes = finding.size;
@@ -186,6 +207,11 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
             L"the payload of %llu bytes has the shape of no kind; as an array it promises %lld elements, "
             L"which are at least %lld bytes",
             size, count, count < 0 ? 0LL : count * 4 + 4);
+        finding.lostBytes = size;
+    } else if (atEnd && size >= 8 && static_cast<ULONGLONG>(head[0]) * static_cast<ULONGLONG>(head[1]) > size / 12 &&
+               LooksLikeGrid(file, record.dataAddress, end)) {
+        finding.faultKind = FaultShortPayload;
+        finding.fault.SPrintf(L"the payload of %llu bytes is too short for %d x %d points", size, head[0], head[1]);
         finding.lostBytes = size;
     }
     finding.count = 0;
@@ -284,18 +310,27 @@ PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONG
     }
 }
 
+ULONGLONG NextInner(CFile& file, STag const& record) {
+    ULONGLONG const behind = record.dataAddress + record.dataSize;
+    if (record.nextTag == behind) return behind;
+    STag next;
+    if (!IsRecordAt(file, record.nextTag, file.GetLength())) return behind;
+    ReadRecord(file, record.nextTag, next);
+    return next.id == record.id || next.id == record.id + 1 ? record.nextTag : behind;
+}
+
 double ElementCursor::Value(CFile& file, ULONGLONG countTag, LONGLONG index) {
     STag record;
     if (countTag != m_countTag || index < m_index) {
         ReadRecord(file, countTag, record);
         m_countTag = countTag;
-        m_position = record.nextTag;
+        m_position = NextInner(file, record);
         m_index = 0;
     }
     for (;;) {
         ReadRecord(file, m_position, record);
         if (m_index == index) return ReadNumber<double>(file, record.dataAddress);
-        m_position = record.nextTag;
+        m_position = NextInner(file, record);
         ++m_index;
     }
 }

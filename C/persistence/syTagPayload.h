@@ -21,6 +21,10 @@ struct PayloadFinding {
     ULONGLONG target = 0;  // where the damage is, if it is not the record as a whole
     ULONGLONG lostBytes = 0;
     KxString fault;
+    // Of a faulty array: what its count promises, the elements that are there, the bytes up to behind them.
+    LONGLONG promised = 0;
+    LONGLONG kept = 0;
+    ULONGLONG keptSize = 0;
 };
 
 /// The number with as many digits as it needs.
@@ -39,10 +43,22 @@ bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end);
 PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget,
                            KxObjectInspector& objects);
 
+/// What is left of a collection of points between `address` and `end` whose count and bytes do not agree: which kind it
+/// was, by where its end must have been (`promisedEnd`, 0 if nothing tells), by a count of which one bit tipped, or else
+/// by its numbers. `kept` is 0 if nothing tells its kind.
+PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, ULONGLONG promisedEnd);
+
+/// True if what stands there begins as a 2-D array of measured points does, whatever of it is there.
+bool LooksLikeGrid(CFile& file, ULONGLONG address, ULONGLONG end);
+
+/// Where the next of the records within a payload stands that was found: where the link leads, or right behind if it leads to
+/// none of them.
+ULONGLONG NextInner(CFile& file, STag const& record);
+
 /// Walks the element records of a tag array: keeps its place between calls, so that a listing is one pass.
 class ElementCursor {
 public:
-    /// Value `index` of the array whose count tag stands at `countTag`. @throws CFileException
+    /// Value `index` of the array whose count tag stands at `countTag`, which the inspector found. @throws CFileException
     double Value(CFile& file, ULONGLONG countTag, LONGLONG index);
 
 private:

@@ -36,7 +36,7 @@ void AppendInnerVector(std::wstring& text, CFile& file, ULONGLONG position, int 
         ReadRecord(file, position, record);
         if (i > 0) text += L' ';
         AppendNumber(text, NumberAt<T>(file, record.dataAddress));
-        position = record.nextTag;
+        position = NextInner(file, record);
     }
 }
 

@@ -9,6 +9,8 @@ namespace KxN::text {
 enum TagId : unsigned short {
     VersionNeeds64 = 2201,
     ReplaceTooLong = 2202,
+    VersionNeeds32 = 2203,
+    CopyDiffers = 2204,
     HeaderBigEndian = 6000,
     HeaderLength = 6001,
     FileTooLarge = 6002,

@@ -18,13 +18,15 @@ namespace {
 
 constexpr char const* ending = ".folder";
 
-/// What is there must be an empty folder.
+/// What is there must be an empty folder. A link stays, and what it names is filled.
 KxString Checked(KxString const& target) {
     std::error_code error;
-    fs::path const path = KxxToSystemPath(target.View());
-    if (fs::exists(fs::symlink_status(path, error)) && (!fs::is_directory(path, error) || !fs::is_empty(path, error)))
+    fs::path path = KxxToSystemPath(target.View());
+    if (!fs::exists(fs::symlink_status(path, error))) return target;
+    if (!fs::is_directory(path, error) || !fs::is_empty(path, error))
         throw new KxException(L"ScanLab", __LINE__, FormatOf(Text::FolderNotEmpty, target));
-    return target;
+    if (fs::is_symlink(path, error)) path = fs::canonical(path, error);
+    return error ? target : KxxFromSystemPath(path.string());
 }
 
 /// Folders of that beginning without the file that stands beside each as long as somebody fills it.
@@ -40,7 +42,7 @@ void RemoveLeft(fs::path const& folder, std::string const& head) {
 
 }  // namespace
 
-UnpackedFolder::UnpackedFolder(KxString const& target) : m_target(Checked(target)), m_place(target + L".unpacked") {
+UnpackedFolder::UnpackedFolder(KxString const& target) : m_target(Checked(target)), m_place(m_target + L".unpacked") {
     fs::path const place = KxxToSystemPath(m_place.GetTemporaryPath().View());
     std::string const name = place.filename().string();
     RemoveLeft(place.parent_path(), name.substr(0, name.rfind('-') + 1));

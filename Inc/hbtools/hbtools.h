@@ -106,6 +106,7 @@
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTag.h"
 #include "hbtools/persistence/syTagArchive.h"
+#include "hbtools/persistence/syTagCopier.h"
 #include "hbtools/persistence/syTagInspector.h"
 
 #include "hbtools/properties/syProperty.h"

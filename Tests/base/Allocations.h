@@ -6,12 +6,16 @@
 
 #include "hbtools/base/syException.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <new>
+#include <typeinfo>
 
 namespace test {
 
 inline thread_local std::size_t g_allocations = 0;
+inline thread_local std::size_t g_allocatedBytes = 0;
 inline thread_local int g_allocationsLeft = -1;  // before one fails; -1: none does
 
 /// Lets the n-th allocation of the action fail, n = 0, 1, ..., until it gets through; `check` looks at each failure.
@@ -41,6 +45,7 @@ int FailEachAllocation(Action action, Check check) {
 // Not inlined, or the compiler sees free beside new and warns.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++test::g_allocations;
+    test::g_allocatedBytes += size;
     if (test::g_allocationsLeft >= 0 && test::g_allocationsLeft-- == 0) throw std::bad_alloc();
     if (void* const memory = std::malloc(size ? size : 1)) return memory;
     throw std::bad_alloc();

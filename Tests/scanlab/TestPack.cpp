@@ -40,7 +40,15 @@ TEST_F(Pack, TakesWhatThePatternSaysAndBringsItBack) {
                 !std::filesystem::exists(File("out/all/all.zip")));
     EXPECT_TRUE(Run("Pack other \"" + File("else").string() + "/?.csv\";").starts_with("           2  d.csv\n"));
 
+    std::filesystem::create_directory_symlink("out", File("same"));
+    Run("Pack all \"" + File("same").string() + "/*\";");  // nor by another path
+    EXPECT_EQ(Unpack("out/all.zip", "byPath").find("all.zip"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(File("out/byPath/a.txt")));
     std::filesystem::create_directories(File("out/empty"));
+    std::filesystem::create_directories(File("filled"));
+    std::filesystem::create_directory_symlink(File("filled"), File("out/link"));
+    EXPECT_EQ(Unpack("out/other.zip", "link").substr(0, 20), "           2  d.csv\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(File("out/link")) && Get("filled/d.csv") == "dd");
     std::string const other = Get("out/other.zip");
     struct Case {
         std::string outcome;

@@ -28,8 +28,7 @@ void Output::Write() {
 bool Output::Finish() {
     Write();
     if (std::fflush(stdout) != 0 && m_error == 0) m_error = errno;
-    if (m_error != 0)
-        fmt::print(stderr, "{}: the output could not be written: {}\n", m_program, std::strerror(m_error));
+    if (m_error != 0) tool::Complain("{}: the output could not be written: {}\n", m_program, std::strerror(m_error));
     return m_error == 0;
 }
 

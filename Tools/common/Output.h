@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -41,6 +42,12 @@ private:
     std::string m_text;
     int m_error = 0;  // of the system, the first one
 };
+
+/// A line on standard error. Where nobody can read that either, nothing more is to be done.
+template <class... Arguments>
+void Complain(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+    std::fputs(fmt::format(format, std::forward<Arguments>(arguments)...).c_str(), stderr);
+}
 
 /// UTF-8 of a text for a terminal: control characters, also those that turn the direction of writing, as \n, \x1b or
 /// \u202e; a backslash as \\.

@@ -26,7 +26,7 @@ struct Arguments {
 };
 
 int ExitCodeOf(hblog::State state, KxN::KxString const& path, char const* kind) {
-    if (state == hblog::State::foreign) fmt::print(stderr, "hblog: {} is not {}\n", Escaped(path), kind);
+    if (state == hblog::State::foreign) tool::Complain("hblog: {} is not {}\n", Escaped(path), kind);
     return static_cast<int>(state == hblog::State::whole     ? tool::exitWhole
                             : state == hblog::State::damaged ? tool::exitDamaged
                                                              : tool::exitForeign);
@@ -61,14 +61,14 @@ bool Understand(Arguments const& arguments, hblog::Options& options) {
     if (!arguments.level.empty()) {
         options.level = hblog::LevelOf(KxN::KxString(arguments.level.c_str()));
         if (options.level == KxN::EXCEPT_UNKNOWN) {
-            fmt::print(stderr, "hblog: --level takes user, nonfatal or fatal\n");
+            tool::Complain("hblog: --level takes user, nonfatal or fatal\n");
             return false;
         }
     }
     auto const moment = [](std::string const& text, bool isUntil, KxN::KxDateTime& result) {
         if (text.empty()) return true;
         result = hblog::MomentOf(text, isUntil);
-        if (!result.IsValid()) fmt::print(stderr, "hblog: a date is 2024-12-31 or \"2024-12-31 23:59:58\"\n");
+        if (!result.IsValid()) tool::Complain("hblog: a date is 2024-12-31 or \"2024-12-31 23:59:58\"\n");
         return result.IsValid();
     };
     if (!moment(arguments.since, false, options.since) || !moment(arguments.until, true, options.until)) return false;
@@ -120,10 +120,10 @@ int main(int argc, char** argv) {
     try {
         return Run(arguments, options);
     } catch (KxN::CException* exception) {
-        fmt::print(stderr, "hblog: {}\n", Escaped(KxN::CException::TextOf(*exception)));
+        tool::Complain("hblog: {}\n", Escaped(KxN::CException::TextOf(*exception)));
         exception->Delete();
     } catch (std::exception const& exception) {
-        fmt::print(stderr, "hblog: {}\n", exception.what());
+        tool::Complain("hblog: {}\n", exception.what());
     }
     return tool::exitUsage;
 }

@@ -109,19 +109,21 @@ bool CanBeLoaded(TextFile const& texts) {
     return false;
 }
 
-int Usage() {
-    std::cerr << "usage: hbres <text file> <symbol> <out.cpp>\n"
-                 "       hbres --pack <language> <text file> <out.cpp>\n"
-                 "       hbres --check [--strict] <text file> <pack>\n"
-                 "       hbres --pseudo <text file> <out>\n"
-                 "       hbres --version <out.cpp> <key=value>...\n";
-    return 1;
+int Usage(std::ostream& out, int code) {
+    out << "usage: hbres <text file> <symbol> <out.cpp>\n"
+           "       hbres --pack <language> <text file> <out.cpp>\n"
+           "       hbres --check [--strict] <text file> <pack>\n"
+           "       hbres --pseudo <text file> <out>\n"
+           "       hbres --version <out.cpp> <key=value>...\n"
+           "       hbres --help\n";
+    return code;
 }
 
 int Run(std::vector<std::string> arguments) {
     std::string const verb = arguments.empty() ? std::string() : arguments[0];
     bool const isStrict = verb == "--check" && arguments.size() > 1 && arguments[1] == "--strict";
     if (isStrict) arguments.erase(arguments.begin() + 1);
+    if (verb == "--help") return Usage(std::cout, 0);
     if (verb == "--check" && arguments.size() == 3) {
         TextFile base(arguments[1]), pack(arguments[2]);
         bool const isRead = base.Read();
@@ -142,7 +144,7 @@ int Run(std::vector<std::string> arguments) {
         std::cerr << arguments[1] << ": error: " << reason << '\n';
         return 1;
     }
-    if (verb.starts_with("--") || arguments.size() != 3 || !IsSymbol(arguments[1])) return Usage();
+    if (verb.starts_with("--") || arguments.size() != 3 || !IsSymbol(arguments[1])) return Usage(std::cerr, 1);
     TextFile texts(arguments[0]);
     return texts.Read() ? Write(arguments[2], TableSource(texts, arguments[1])) : 1;
 }

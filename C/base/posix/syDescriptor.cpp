@@ -12,6 +12,7 @@
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -50,12 +51,12 @@ int WriteParts(void const* data, std::size_t count, Put put) {
 }
 
 constexpr std::string_view partAlphabet = "abcdefghijklmnopqrstuvwxyz234567";
+constexpr std::string_view partMark = ".hbtmp-";
 constexpr std::size_t partRandoms = 8;
 
 /// ".name.hbtmp-"; a long name is cut, so that all fits into a file name.
 std::string PartPrefix(std::string_view name) {
-    constexpr std::string_view mark = ".hbtmp-";
-    return std::string(".").append(name.substr(0, nameLimit - 1 - mark.size() - partRandoms)).append(mark);
+    return std::string(".").append(name.substr(0, nameLimit - 1 - partMark.size() - partRandoms)).append(partMark);
 }
 
 /// The prefix and eight characters that nobody can foresee.
@@ -80,30 +81,6 @@ void RemoveIfLeft(std::string const& path, uid_t owner) {
     struct stat status;
     if (!left.IsOpen() || ::fstat(left.GetNumber(), &status) != 0 || !S_ISREG(status.st_mode)) return;
     if ((status.st_uid == owner || status.st_uid == ::geteuid()) && Lock(left.GetNumber())) ::unlink(path.c_str());
-}
-
-/// The same for all part files of one target, which killed processes left behind.
-void RemoveLeftParts(std::string const& target) {
-    struct stat status;
-    uid_t const owner = ::lstat(target.c_str(), &status) == 0 ? status.st_uid : ::geteuid();
-    std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
-    std::string const prefix = PartPrefix(std::string_view(target).substr(name));
-    std::unique_ptr<DIR, int (*)(DIR*)> const folder(::opendir(DirectoryOf(target).c_str()), &::closedir);
-    if (!folder) return;  // one that may be written but not read
-    while (dirent const* const entry = ::readdir(folder.get())) {
-        std::string_view const found(entry->d_name);
-        if (found.size() != prefix.size() + partRandoms || !found.starts_with(prefix)) continue;
-        if (found.substr(prefix.size()).find_first_not_of(partAlphabet) != found.npos) continue;
-        RemoveIfLeft(target.substr(0, name).append(found), owner);
-    }
-}
-
-int SyncDirectory(std::string const& path) {
-    int const number = Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
-    if (number < 0) return errno == EACCES ? 0 : errno;  // one that may be written but not read cannot be flushed
-    Descriptor directory(number);
-    int const error = directory.Sync();
-    return error == EINVAL ? 0 : error;  // this file system has nothing to flush
 }
 
 }  // namespace
@@ -230,6 +207,21 @@ int Descriptor::Sync() {
     return Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
 }
 
+void Descriptor::StartSync(unsigned long long offset, unsigned long long count) const {
+    ::sync_file_range(m_number, static_cast<off_t>(offset), static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
+}
+
+int Descriptor::SyncBytes() {
+    unsigned const all = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+    if (Repeat([&] { return ::sync_file_range(m_number, 0, 0, all); }) == 0) return 0;
+    if (errno == EIO || errno == ENOSPC || errno == EDQUOT) return errno;
+    return Sync();  // this file system does not know it
+}
+
+int Descriptor::SyncFileSystem() {
+    return Repeat([&] { return ::syncfs(m_number); }) == 0 ? 0 : errno;
+}
+
 int Descriptor::Close() {
     if (m_number < 0) return 0;
     // After EINTR the descriptor is gone all the same; a second call could close a stranger's.
@@ -276,24 +268,47 @@ int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes)
     }
 }
 
-int PartFile::Create(std::string const& target) {
+void LeftParts::RemoveFor(std::string const& target) {
+    std::string const folder = DirectoryOf(target);
+    auto const [known, isNew] = m_folders.try_emplace(folder);
+    if (isNew) {
+        std::unique_ptr<DIR, int (*)(DIR*)> const names(::opendir(folder.c_str()), &::closedir);
+        while (dirent const* const entry = names ? ::readdir(names.get()) : nullptr) {  // none if it may not be read
+            std::string_view const name(entry->d_name);
+            if (name.size() <= partRandoms) continue;
+            std::string_view const prefix = name.substr(0, name.size() - partRandoms);
+            if (!prefix.starts_with('.') || !prefix.ends_with(partMark)) continue;
+            if (name.substr(prefix.size()).find_first_not_of(partAlphabet) == name.npos)
+                known->second.emplace(prefix, name);
+        }
+    }
+    if (known->second.empty()) return;
+    struct stat status;
+    uid_t const owner = ::lstat(target.c_str(), &status) == 0 ? status.st_uid : ::geteuid();
+    std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
+    auto const [first, last] = known->second.equal_range(PartPrefix(std::string_view(target).substr(name)));
+    for (auto left = first; left != last; ++left) RemoveIfLeft(target.substr(0, name) + left->second, owner);
+    known->second.erase(first, last);
+}
+
+int PartFile::Create(std::string const& target, LeftParts& left) {
     SurviveSizeSignal();  // whoever writes into the new file
     Discard();
     std::size_t const name = target.rfind('/') + 1;  // 0 without a separator
     if (name == target.size()) return target.empty() ? ENOENT : EISDIR;
     if (target.size() - name > nameLimit) return ENAMETOOLONG;
-    RemoveLeftParts(target);
+    left.RemoveFor(target);
     // A new file gets the mode of new files; one that takes another's place is ours alone until it gets that mode.
     struct stat old;
     mode_t const mode = ::lstat(target.c_str(), &old) == 0 ? 0600 : 0666;
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string const path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
+        std::string path = target.substr(0, name) + PartName(std::string_view(target).substr(name));
         int const number =
             Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
         if (number < 0 && errno != EEXIST) return errno;
         if (number < 0) continue;
         m_file = Descriptor(number);
-        m_path = path;
+        m_path = std::move(path);  // without memory, or the file would stay
         // Before it was locked, another save of this target may have taken it for one that was left. Where the file system
         // knows no locks, nobody gets one.
         bool const isLocked = Lock(number) || errno != EWOULDBLOCK;
@@ -311,9 +326,15 @@ int PartFile::PutInPlace(bool replace) {
     std::string const directory = DirectoryOf(m_target);  // nothing may throw behind the renaming
     // What others wrote by way of the path is the same file, so it is flushed as well.
     int error = m_file.Sync();
+    if (error == 0) error = Place(replace);
+    if (error == 0) return SyncDirectory(directory);
+    Discard();
+    return error;
+}
+
+int PartFile::Place(bool replace) {
     Descriptor const lock(::fcntl(m_file.GetNumber(), F_DUPFD_CLOEXEC, 0));  // until it is in place
-    int const closeError = m_file.Close();
-    if (error == 0) error = closeError;
+    int error = m_file.Close();
     if (error == 0) {
         error = !replace ? RenameNew(m_path, m_target) : ::rename(m_path.c_str(), m_target.c_str()) == 0 ? 0 : errno;
     }
@@ -322,7 +343,7 @@ int PartFile::PutInPlace(bool replace) {
         return error;
     }
     m_path.clear();
-    return SyncDirectory(directory);
+    return 0;
 }
 
 void PartFile::Discard() noexcept {
@@ -367,6 +388,14 @@ void WriteToStandardError(std::string const& text) noexcept {
     Descriptor error(STDERR_FILENO);
     error.Write(text.data(), text.size());
     error.Release();
+}
+
+int SyncDirectory(std::string const& path) {
+    int const number = Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    if (number < 0) return errno == EACCES ? 0 : errno;  // one that may be written but not read cannot be flushed
+    Descriptor directory(number);
+    int const error = directory.Sync();
+    return error == EINVAL ? 0 : error;  // this file system has nothing to flush
 }
 
 std::string DirectoryOf(std::string const& path) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -43,6 +44,12 @@ public:
     int GetLength(unsigned long long& length) const;
     int SetLength(unsigned long long length);
     int Sync();
+    /// Waits until the bytes are written; they are not safe before the file system is flushed.
+    int SyncBytes();
+    /// Flushes all files where this one is.
+    int SyncFileSystem();
+    /// Lets the system begin to write a range, to its end if `count` is 0, so that Sync waits less. It need not.
+    void StartSync(unsigned long long offset, unsigned long long count) const;
     int Close();
 
 private:
@@ -69,6 +76,16 @@ FileStamp StampOf(std::string const& path);
 /// Reads a whole file. EFBIG if it is longer than `most` bytes.
 int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes);
 
+/// Part files that killed processes left behind. Each folder is looked through once, so that many files can be made in it.
+class LeftParts {
+public:
+    /// Removes those of this target: files of our user, or the target's, with such a name on which no process holds a lock.
+    void RemoveFor(std::string const& target);
+
+private:
+    std::map<std::string, std::multimap<std::string, std::string>> m_folders;  // names by what precedes the random end
+};
+
 /// A new file beside `target` that may take its place. What is not put in place is removed.
 class PartFile {
 public:
@@ -77,15 +94,20 @@ public:
     PartFile& operator=(PartFile const&) = delete;
     ~PartFile() { Discard(); }
 
-    /// Makes it, after those that killed processes left behind for this target are removed: files of our user, or the
-    /// target's, with such a name on which no process holds a lock. `target` must be no link (see ResolveLinks). If there
-    /// is a target, only we may read the new file.
-    int Create(std::string const& target);
+    /// Makes it, after what was left behind for this target is removed. `target` must be no link (see ResolveLinks). If
+    /// there is a target, only we may read the new file.
+    int Create(std::string const& target, LeftParts& left);
+    int Create(std::string const& target) {
+        LeftParts left;
+        return Create(target, left);
+    }
     std::string const& GetPath() const { return m_path; }
     Descriptor& GetFile() { return m_file; }
     /// Flushes it to the medium, closes it, gives it the target's name and flushes the directory. Without
     /// `replace` an existing target is left alone: EEXIST.
     int PutInPlace(bool replace);
+    /// The same without flushing: for those that flush several files before, and their folder behind.
+    int Place(bool replace);
     void Discard() noexcept;
 
 private:
@@ -102,6 +124,8 @@ int ResolveLinks(std::string const& path, std::string& target);
 int CheckReplaceable(std::string const& target);
 /// Writes to the standard error of the process, behind the back of streams; what fails is dropped.
 void WriteToStandardError(std::string const& text) noexcept;
+/// Flushes the names in a directory, as far as it can be done.
+int SyncDirectory(std::string const& path);
 /// The directory part: "." where there is none.
 std::string DirectoryOf(std::string const& path);
 

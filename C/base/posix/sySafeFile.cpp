@@ -3,10 +3,14 @@
 #include "hbtools/base/sySafeFile.h"
 
 #include "base/posix/syDescriptor.h"
+#include "base/sySafeFiles.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
 
 #include <cerrno>
+#include <deque>
+#include <set>
+#include <utility>
 #include <vector>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -41,6 +45,21 @@ int TakeOver(std::string const& target, int number) {
     return CopyAttributes(target, number);
 }
 
+/// Makes the new file beside the one that the path stands for, with what belongs to that.
+int OpenPart(KxString const& path, detail::LeftParts& left, detail::PartFile& part) {
+    std::string target;
+    int error = detail::ResolveLinks(KxxToSystemPath(path.View()), target);
+    if (error == 0) error = detail::CheckReplaceable(target);
+    if (error == 0) error = part.Create(target, left);
+    if (error == 0) error = TakeOver(target, part.GetFile().GetNumber());
+    return error;
+}
+
+[[noreturn]] void Throw(int line, KxString const& path, int error) {
+    throw new KxDirEntryException(L"sySafeFile", static_cast<unsigned long>(line), path,
+                                  static_cast<unsigned long>(error));
+}
+
 }  // namespace
 
 struct KxSafeFile::State {
@@ -49,18 +68,14 @@ struct KxSafeFile::State {
 
     [[noreturn]] void Fail(int line, int error) {
         part.Discard();
-        throw new KxDirEntryException(L"sySafeFile", static_cast<unsigned long>(line), path,
-                                      static_cast<unsigned long>(error));
+        Throw(line, path, error);
     }
 };
 
 KxSafeFile::KxSafeFile(KxString const& path) : m_state(std::make_unique<State>()) {
     m_state->path = path;
-    std::string target;
-    int error = detail::ResolveLinks(KxxToSystemPath(path.View()), target);
-    if (error == 0) error = detail::CheckReplaceable(target);
-    if (error == 0) error = m_state->part.Create(target);
-    if (error == 0) error = TakeOver(target, m_state->part.GetFile().GetNumber());
+    detail::LeftParts left;
+    int const error = OpenPart(path, left, m_state->part);
     if (error != 0) m_state->Fail(__LINE__, error);
 }
 
@@ -98,5 +113,133 @@ bool KxxIsTemporaryName(KxString const& fileName) {
            name.substr(name.size() - mark.size() - random, mark.size()) == mark &&
            name.substr(name.size() - random).find_first_not_of(L"abcdefghijklmnopqrstuvwxyz234567") == name.npos;
 }
+
+namespace detail {
+
+namespace {
+
+// A batch holds one descriptor for each file, and what it takes on the disk is there twice.
+constexpr std::size_t batchFiles = 128;
+constexpr ULONGLONG batchBytes = 64u << 20;
+// Of a large file so much is handed to the medium at a time, while the rest is still being made.
+constexpr ULONGLONG syncStep = 8u << 20;
+
+}  // namespace
+
+struct SafeFiles::State {
+    struct Item {
+        KxString path;
+        PartFile part;
+    };
+
+    std::deque<Item> batch;  // the last one is being written while `isOpen`
+    bool isOpen = false;
+    ULONGLONG written = 0;  // of the last one
+    ULONGLONG started = 0;  // of these, handed to the medium
+    ULONGLONG bytes = 0;    // of the others
+    std::size_t placed = 0;
+    LeftParts left;
+    std::set<std::string> folders;  // with names that were not flushed
+
+    [[noreturn]] void Fail(int line, int error) {
+        KxString const path = batch.back().path;
+        batch.pop_back();
+        isOpen = false;
+        Throw(line, path, error);
+    }
+    void PlaceBatch();
+};
+
+void SafeFiles::State::PlaceBatch() {
+    int error = 0;
+    KxString atFault;
+    auto const cutOff = [&](std::size_t from, int cause) {  // the files from there on are given up
+        if (cause == 0) return;
+        error = cause;
+        atFault = batch[from].path;
+        while (batch.size() > from) batch.pop_back();
+    };
+    // Flushing one file costs the medium nearly as much as flushing all that it holds: so their bytes are written file by
+    // file, which tells whose were lost, and flushed together.
+    bool const isAlone = batch.size() == 1;
+    for (Item& item : batch) item.part.GetFile().StartSync(0, 0);
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+        Descriptor& file = batch[i].part.GetFile();
+        cutOff(i, isAlone ? file.Sync() : file.SyncBytes());
+    }
+    std::set<unsigned long long> devices;
+    for (std::size_t i = 0; i < batch.size() && !isAlone; ++i)
+        if (devices.insert(StampOf(batch[i].part.GetPath()).device).second)
+            cutOff(i, batch[i].part.GetFile().SyncFileSystem());
+    while (!batch.empty()) {
+        folders.insert(DirectoryOf(batch.front().part.GetPath()));
+        int const cause = batch.front().part.Place(true);
+        cutOff(0, cause);
+        if (cause != 0) break;
+        batch.pop_front();
+        ++placed;
+    }
+    bytes = 0;
+    if (error != 0) Throw(__LINE__, atFault, error);
+}
+
+SafeFiles::SafeFiles() : m_state(std::make_unique<State>()) {}
+
+SafeFiles::~SafeFiles() = default;
+
+void SafeFiles::Begin(KxString const& path) {
+    Drop();
+    State& state = *m_state;
+    int error = 0;
+    do {
+        if (error != 0) state.PlaceBatch();  // which makes room for another descriptor
+        state.batch.emplace_back();
+        state.isOpen = true;
+        state.batch.back().path = path;
+        state.written = state.started = 0;
+        error = OpenPart(path, state.left, state.batch.back().part);
+        if (error != 0 && (error != EMFILE || state.batch.size() == 1)) state.Fail(__LINE__, error);
+        if (error != 0) Drop();
+    } while (error != 0);
+}
+
+void SafeFiles::Write(void const* data, std::size_t count) {
+    State& state = *m_state;
+    Descriptor& file = state.batch.back().part.GetFile();
+    if (int const error = file.Write(data, count)) state.Fail(__LINE__, error);
+    state.written += count;
+    if (state.written - state.started < syncStep) return;
+    file.StartSync(state.started, state.written - state.started);
+    state.started = state.written;
+}
+
+void SafeFiles::End() {
+    State& state = *m_state;
+    state.isOpen = false;
+    state.bytes += state.written;
+    if (state.batch.size() >= batchFiles || state.bytes >= batchBytes) state.PlaceBatch();
+}
+
+void SafeFiles::Drop() noexcept {
+    if (m_state->isOpen) m_state->batch.pop_back();
+    m_state->isOpen = false;
+}
+
+void SafeFiles::Commit() {
+    Drop();
+    m_state->PlaceBatch();
+    for (std::string const& folder : std::exchange(m_state->folders, {}))
+        if (int const error = SyncDirectory(folder)) Throw(__LINE__, KxxFromSystemPath(folder), error);
+}
+
+KxString SafeFiles::GetTemporaryPath() const {
+    return KxxFromSystemPath(m_state->batch.back().part.GetPath());
+}
+
+std::size_t SafeFiles::CountPlaced() const {
+    return m_state->placed;
+}
+
+}  // namespace detail
 
 }  // namespace KxN

@@ -9,11 +9,14 @@
 #include "Watch.h"
 
 #include <hbtools/base/syDirEntry.h>
+#include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
 #include <hbtools/core/syFileSpec.h>
 #include <hbtools/interchange/syZipHelper.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 namespace ScanLab {
@@ -29,6 +32,12 @@ void PrintFile(KxString const& name, ULONGLONG size) {
 
 double MegabytesOf(KxString const& path) {
     return static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()) / 1e6;
+}
+
+/// Whether both paths lead to one file.
+bool IsSame(KxString const& a, KxString const& b) {
+    std::error_code error;
+    return std::filesystem::equivalent(KxxToSystemPath(a.View()), KxxToSystemPath(b.View()), error);
 }
 
 class PackCommand : public CommandOf<PackCommand> {
@@ -80,7 +89,7 @@ private:
         KxFileSpec search;
         for (int found = search.First(KxString(pattern.GetFull())); found; found = search.Next()) {
             KxString const file((KxDirEntry(pattern.GetPath()) + KxDirEntry(search.GetName())).GetFull());
-            if (KxTools::FileStat(KxDirEntry(file)).IsFile() && file != archive &&
+            if (KxTools::FileStat(KxDirEntry(file)).IsFile() && !IsSame(file, archive) &&
                 !KxxIsTemporaryName(search.GetName()))
                 files.push_back(file);
         }

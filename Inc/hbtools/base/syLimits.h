@@ -32,6 +32,8 @@ struct KxLimits {
     /// Bytes that one zip archive may bring out, in all and for each byte of its own; no honest one reaches 1033.
     unsigned long long zipTotal = 1ULL << 40;
     unsigned long long zipRatio = 1100;
+    /// Folders within one another in the name of a file in a zip archive.
+    int zipDepth = 128;
     /// Bytes of all texts of one satellite, and of one of them.
     std::size_t satelliteBytes = 64u << 20;
     std::size_t resourceTextBytes = 1u << 20;

@@ -10,8 +10,9 @@
 //
 // Documents are read strictly: what is not well-formed is refused, and so is a document type declaration, so that no entity
 // grows and no other file is ever opened. Read and written are UTF-8, UTF-16 (also as UTF-16LE and UTF-16BE), ISO-8859-1,
-// US-ASCII and windows-1252; Save keeps the one that the document declares. Blank text between elements is dropped on load; in mixed content it is kept. Nesting is bounded
-// by KxLimits. The class throws nothing but std::bad_alloc and what hooks throw. One thread at a time.
+// US-ASCII and windows-1252; Save keeps the one that the document declares. Blank text between elements is dropped on load;
+// in mixed content it is kept. Nesting is bounded by KxLimits. The class throws nothing but std::bad_alloc and what hooks
+// throw. One thread at a time.
 #pragma once
 
 #include "hbtools/base/syString.h"

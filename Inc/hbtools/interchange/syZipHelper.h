@@ -10,8 +10,14 @@
 //     KxZipHelper::UncompressFiles(L"results.zip", L"out", files);
 //
 // Nothing is ever written outside the target folder, and no more than KxLimits::zipTotal and zipRatio allow. All functions
-// return true or throw a KxException whose text names the file. They keep no state: any thread, but one call for an archive
-// at a time.
+// return true or throw a KxException whose text names the file, or std::bad_alloc. They keep no state: any thread, but one
+// call for an archive at a time.
+//
+// Names that neither go in nor come out: absolute ones and those that lead out of the folder; with a component that names a
+// device of some system, that holds one of : * ? " < > |, a control character, one that shows nothing or turns the direction
+// of writing, or half a character, that ends in a point or a blank, or that takes more than 255 bytes; with more folders
+// within one another than KxLimits::zipDepth, or longer with the target folder than a path may be (4075 bytes); a name that
+// stands there twice, also but for the case of letters; and a file's that is a folder of another name.
 #pragma once
 
 #include "hbtools/base/syString.h"
@@ -31,30 +37,32 @@ struct SxZipSource {
 class KX_API KxZipHelper {
 public:
     /// Hears, on the caller's thread, how many bytes of all are done: never fewer than before, of files that are packed and of
-    /// the archive that is added to, or of files that come out. What it throws ends the call as a failure does, and passes as
-    /// it is.
+    /// the archive that is added to, or of files that come out. `all` is 0 where all files are empty. What it throws ends the
+    /// call as a failure does, and passes as it is.
     using Progress = std::function<void(ULONGLONG done, ULONGLONG all)>;
     enum class Mode { add, replace };
 
     /// Adds one file to an archive, which is made if it is missing. `folderInZip` may be empty and may have either separator;
-    /// `globalComment` takes the place of the archive's own, as it is. Time and date are those of the file's last change, to
-    /// two seconds. Files of any size. The archive must have room once more beside itself meanwhile.
+    /// `globalComment` takes the place of the archive's own; it has at most 65535 bytes. Time and date are those of the file's
+    /// last change, to two seconds. Files of any size. The archive must have room once more beside itself meanwhile. A name
+    /// that is there already is refused, since nothing that was stored is given up: to renew an archive, make it anew.
     static bool CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
                              KxString const& globalComment);
 
     /// Puts several files into an archive, all or none: adds them as CompressFile does, or makes the archive anew in place of a
-    /// former one. The latter refuses names that UncompressFiles would refuse.
+    /// former one.
     static bool CompressFiles(KxTDynArray<SxZipSource> const& sources, KxString const& zipFile,
                               KxString const& globalComment, Mode mode, Progress const& progress = {});
 
     /// Unpacks all into a folder, which is made if it is missing, replacing files of the same names. `files` gets every file:
-    /// its name in the archive, with backslashes, and its path. Refused before anything is written: names that are absolute,
-    /// lead out of the folder, name a device or a stream, hold control characters or end in a point or a blank, and names that
-    /// stand there twice, also but for the case of letters. Links become files with their target as content. What is encrypted
-    /// or packed in an unknown way is left out, and told by the exception once all others are out.
+    /// its name in the archive, with backslashes, and its path. An archive is refused before anything is written if its
+    /// directory is not right in itself, if its entries overlap, or for a name that must not be. Links become files with their
+    /// target as content. What is encrypted or packed in an unknown way, and a folder with content, is left out, and told by
+    /// the exception once all others are out. An empty `targetFolder` is the current one.
     static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                 KxTMap<KxString, KxString>& files);
-    /// The same, watched. If it is ended the files that are whole stay, and stand in `files`.
+    /// The same, watched. If it is ended the files that are whole stay, and stand in `files`. Files get their names in batches:
+    /// what is flushed to the medium together takes no longer than one.
     static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                 KxTMap<KxString, KxString>& files, Progress const& progress);
 

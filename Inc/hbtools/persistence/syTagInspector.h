@@ -65,6 +65,9 @@ struct SxTagRecord {
     TagPayloadKind kind;
     bool isLongForm;  ///< 30 bytes rather than 18.
     bool hasLevel;    ///< Records are nested behind the payload.
+    bool isDamaged;   ///< The payload is not whole. `count` tells, after Recover, how many of its elements are.
+    /// Elements that the count of a damaged array promises, as far as Recover can tell; 0 of anything else.
+    LONGLONG promised;
 };
 
 enum TagFaultKind {
@@ -105,6 +108,11 @@ public:
 
     /// Looks through the file anew. @throws CFileException if the medium fails
     TagFileState Inspect();
+    /// Looks through the file anew as Inspect does, but goes on behind damage: where a link leads nowhere, the next
+    /// record behind the payload is taken for the next of its level; records at the end that no link leads to become the
+    /// last of the first level; arrays that are cut have as many elements as are there whole. Extents end where such a
+    /// record begins. Foreign is what has no record at all. @throws CFileException if the medium fails
+    TagFileState Recover();
 
     /// All records, parents in front of their children, chains in their order. The element records of tag arrays and
     /// the components of vectors are part of their payload and not listed.
@@ -119,6 +127,14 @@ public:
     KxString PayloadText(SxTagRecord const& record, LONGLONG first, LONGLONG count, wchar_t const* separator);
     /// How many values PayloadText knows.
     static LONGLONG NumValues(SxTagRecord const& record);
+    /// Bytes of one element of the payload as ReadElements gives it: 12 for points of float, 4 for an array of int; 1 where
+    /// the payload is no array of numbers.
+    static UINT ElementSize(SxTagRecord const& record);
+    /// How many elements ReadElements knows: the count of arrays, 1 for scalars and vectors, bytes of all else.
+    static LONGLONG NumElements(SxTagRecord const& record);
+    /// Reads whole elements `first` to `first + count - 1` without what stands between them, whatever the form of the
+    /// records is; asked for in order they are one pass. Returns how many there were.
+    LONGLONG ReadElements(SxTagRecord const& record, LONGLONG first, LONGLONG count, void* elements);
     /// Reads the images of the records; it knows the numbers of their objects.
     KxObjectInspector& Objects();
     /// The value of a scalar record as a whole number. False, with the value unchanged, if it is no scalar.

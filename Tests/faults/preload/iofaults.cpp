@@ -172,6 +172,12 @@ int fsync(int descriptor) {
 int fdatasync(int descriptor) {
     return IsHit("fsync", descriptor) ? -1 : REAL(fdatasync)(descriptor);
 }
+int sync_file_range(int descriptor, off_t offset, off_t count, unsigned flags) {
+    return IsHit("fsync", descriptor) ? -1 : REAL(sync_file_range)(descriptor, offset, count, flags);
+}
+int syncfs(int descriptor) noexcept {
+    return IsHit("fsync", descriptor) ? -1 : REAL(syncfs)(descriptor);
+}
 int close(int descriptor) {
     if (!IsHit("close", descriptor)) return REAL(close)(descriptor);
     REAL(close)(descriptor);

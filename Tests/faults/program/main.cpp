@@ -9,11 +9,13 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
+#include "hbtools/interchange/syZipHelper.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTagArchive.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 #include <sys/resource.h>
@@ -123,6 +125,24 @@ int Run(std::string const& scenario, KxString const& path) {
         manager.WriteToDebugFile(L"refused", 0, 0);
         ::setrlimit(RLIMIT_FSIZE, &none);
         manager.WriteToDebugFile(L"again", 0, 0);
+    } else if (scenario == "zip") {  // adds a file from elsewhere to an archive
+        KxDirEntry const source = KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"source");
+        KxxSaveFile(KxString(source.GetFull()), std::string(300'000, 'p'));
+        std::filesystem::last_write_time(KxxToSystemPath(KxString(source.GetFull()).View()),
+                                         {});  // which the archive holds
+        wchar_t const* const folder = KxDirEntry(path).Exists(1) ? L"more" : L"";
+        KxZipHelper::CompressFile(KxString(source.GetFull()), path, folder, name);
+    } else if (scenario == "unzip") {
+        KxTMap<KxString, KxString> files;
+        KxString const folder(KxString(KxDirEntry(path).GetPath().GetFull()) + L"/out");
+        auto const tell = [&] { std::printf("%d files\n", static_cast<int>(files.Count())); };
+        try {
+            KxZipHelper::UncompressFiles(path, folder, files);
+        } catch (KxException*) {
+            tell();
+            throw;
+        }
+        tell();
     } else if (scenario == "folder") {
         return KxDirEntry(path).MakeDir(0) ? 0 : Refused();
     } else {

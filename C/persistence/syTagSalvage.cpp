@@ -1,0 +1,143 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Collections of points whose count and bytes do not agree. The file tells no kind, so that the end of the payload, or
+// else the numbers themselves, must tell how long an element is.
+#include "persistence/syTagPayload.h"
+#include "persistence/syTagRecord.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace KxN::detail {
+
+namespace {
+
+constexpr UINT sampleSize = 3072;  // a whole number of elements of any kind
+
+/// One way to read the bytes.
+struct Shape {
+    TagPayloadKind kind;
+    ULONGLONG head;  // bytes of the count, or of the two extents
+    ULONGLONG each;
+    LONGLONG count;
+
+    ULONGLONG Size() const { return head + static_cast<ULONGLONG>(count) * each; }
+};
+
+/// How the numbers of a sample look.
+struct Looks {
+    double floats = 0;    // the part that a measurement can be
+    double doubles = 0;   // the same, of pairs
+    double ints = 0;      // the part that is small, as counts and indices are
+    double emptyLow = 0;  // the part of pairs whose lower half is zero, the upper one not: doubles of few digits
+};
+
+bool IsMeasured(double value) {
+    constexpr double gap = std::numeric_limits<float>::max();  // in points of either width
+    double const size = std::abs(value);
+    return value == 0 || value == gap || std::isnan(value) || (size > 1e-12 && size < 1e12);
+}
+
+Looks LookAt(CFile& file, ULONGLONG position, ULONGLONG end) {
+    std::vector<BYTE> bytes(static_cast<std::size_t>(std::min<ULONGLONG>(sampleSize, end - position) / 8 * 8));
+    file.Seek(static_cast<LONGLONG>(position), CFile::begin);
+    bytes.resize(file.Read(bytes.data(), static_cast<UINT>(bytes.size())) / 8 * 8);
+    Looks looks;
+    if (bytes.empty()) return looks;
+    for (std::size_t i = 0; i < bytes.size(); i += 8) {
+        std::uint32_t words[2] = {Load<std::uint32_t>(bytes.data() + i), Load<std::uint32_t>(bytes.data() + i + 4)};
+        for (std::uint32_t word : words) {
+            looks.floats += IsMeasured(std::bit_cast<float>(word));
+            looks.ints += std::abs(static_cast<LONGLONG>(std::bit_cast<std::int32_t>(word))) < (1 << 23);
+        }
+        looks.doubles += IsMeasured(Load<double>(bytes.data() + i));
+        looks.emptyLow += words[0] == 0 && words[1] != 0;
+    }
+    std::size_t const numPairs = bytes.size() / 8;
+    double const pairs = static_cast<double>(numPairs);
+    return {looks.floats / (2 * pairs), looks.doubles / pairs, looks.ints / (2 * pairs), looks.emptyLow / pairs};
+}
+
+/// Bytes of one coordinate, 4 or 8, or 0 if the numbers do not tell.
+ULONGLONG GuessWidth(Looks const& looks) {
+    constexpr double nearlyAll = 0.98, many = 0.3;
+    if (looks.doubles >= nearlyAll && (looks.floats < nearlyAll || looks.emptyLow > many)) return sizeof(double);
+    if (looks.floats >= nearlyAll || looks.ints >= nearlyAll) return sizeof(float);
+    return 0;
+}
+
+template <class Take>
+void AllShapes(LONGLONG width, LONGLONG height, Take const& take) {
+    if (width <= 0) return;
+    for (auto const& [kind, each] : {std::pair{PayloadVec3fArray, 12}, {PayloadVec3dArray, 24}, {PayloadVec2sArray, 4}})
+        take(Shape{kind, 4, static_cast<ULONGLONG>(each), width});
+    if (height <= 0 || width * height > std::numeric_limits<std::int32_t>::max()) return;
+    for (auto const& [kind, each] : {std::pair{PayloadVec3f2dArray, 12}, {PayloadVec3d2dArray, 24}})
+        take(Shape{kind, 8, static_cast<ULONGLONG>(each), width * height});
+}
+
+}  // namespace
+
+bool LooksLikeGrid(CFile& file, ULONGLONG address, ULONGLONG end) {
+    constexpr LONGLONG mostRows = 1 << 20;  // as a float or half a double they would be next to nothing
+    std::array<std::int32_t, 2> heads{};
+    file.Seek(static_cast<LONGLONG>(address), CFile::begin);
+    if (end - address < 32 || file.Read(heads.data(), sizeof heads) != sizeof heads) return false;
+    LONGLONG const width = heads[0], height = heads[1];
+    if (width < 2 || height < 2 || width >= mostRows || height >= mostRows) return false;
+    if (width * height > std::numeric_limits<std::int32_t>::max()) return false;
+    Looks const looks = LookAt(file, address + 8, end);
+    return looks.ints < 0.5 && GuessWidth(looks) != 0;
+}
+
+PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, ULONGLONG promisedEnd) {
+    PayloadFinding left;
+    left.kind = PayloadUnknown;
+    std::array<std::int32_t, 2> heads{};
+    file.Seek(static_cast<LONGLONG>(address), CFile::begin);
+    ULONGLONG const there = end - address;
+    if (there < 8 || file.Read(heads.data(), sizeof heads) != sizeof heads) return left;
+    LONGLONG const width = heads[0], height = heads[1];
+    left.promised = std::max(0LL, width);
+
+    std::vector<Shape> shapes;
+    ULONGLONG const promised = promisedEnd > address ? promisedEnd - address : 0;
+    AllShapes(width, height, [&](Shape const& shape) {
+        if (shape.Size() == promised && shapes.empty()) shapes.push_back(shape);
+    });
+    if (shapes.empty() && (promised == 0 || promised == there)) {
+        // All bytes are there and the count is not right: the right one is one bit away.
+        for (unsigned bit = 0; bit < 32; ++bit)
+            AllShapes(std::bit_cast<std::int32_t>(std::bit_cast<std::uint32_t>(heads[0]) ^ (1U << bit)), 0,
+                      [&](Shape const& shape) {
+                          if (shape.Size() == there) shapes.push_back(shape);
+                      });
+        if (shapes.size() != 1) shapes.clear();
+    }
+    if (shapes.empty()) {
+        bool const isGrid = promised == 0 && LooksLikeGrid(file, address, end);
+        ULONGLONG const each = 3 * GuessWidth(LookAt(file, address + (isGrid ? 8 : 4), end));
+        if (each == 0) return left;
+        bool const isFloat = each == 12;
+        if (isGrid)
+            shapes.push_back({isFloat ? PayloadVec3f2dArray : PayloadVec3d2dArray, 8, each, width * height});
+        else
+            shapes.push_back({isFloat ? PayloadVec3fArray : PayloadVec3dArray, 4, each,
+                              width > 0 ? width : static_cast<LONGLONG>((there - 4) / each)});
+    }
+    Shape const& shape = shapes.front();
+    left.kind = shape.kind;
+    if (left.kind == PayloadVec3fArray && LookAt(file, address + 4, end).ints > 0.5) left.kind = PayloadVec3iArray;
+    left.kept = std::min(shape.count, static_cast<LONGLONG>((there - shape.head) / shape.each));
+    left.keptSize = shape.head + static_cast<ULONGLONG>(left.kept) * shape.each;
+    left.promised = shape.head == 8 ? shape.count : std::max(shape.count, left.promised);
+    if (shape.head == 8) left.width = heads[0];
+    return left;
+}
+
+}  // namespace KxN::detail

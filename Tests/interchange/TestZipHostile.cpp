@@ -1,0 +1,349 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Archives that nobody vouches for.
+#include "hbtools/base/syLimits.h"
+
+#include "ZipTest.h"
+
+#include "../base/Allocations.h"
+
+#include <utility>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+
+/// How often this process looks through a folder and waits for the medium; files that got a name without that.
+struct Calls {
+    int folders = 0, syncs = 0, renames = 0, unsynced = 0;
+    bool isSynced = false;  // since the last file was locked, as new ones are
+} g_calls;
+
+template <class Function>
+Function* Next(char const* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+DIR* opendir(char const* path) {
+    ++g_calls.folders;
+    return Next<DIR*(char const*)>("opendir")(path);
+}
+int fsync(int number) {
+    g_calls.syncs += g_calls.isSynced = true;
+    return Next<int(int)>("fsync")(number);
+}
+int syncfs(int number) noexcept {
+    g_calls.syncs += g_calls.isSynced = true;
+    return Next<int(int)>("syncfs")(number);
+}
+int flock(int number, int operation) noexcept {
+    g_calls.isSynced = false;
+    return Next<int(int, int)>("flock")(number, operation);
+}
+int rename(char const* from, char const* to) noexcept {
+    ++g_calls.renames;
+    g_calls.unsynced += !g_calls.isSynced;
+    return Next<int(char const*, char const*)>("rename")(from, to);
+}
+}
+
+using namespace KxN;
+using namespace std::string_literals;
+using test::Archive;
+using test::Crc;
+using test::Entry;
+using test::Little;
+
+namespace {
+
+class HostileZip : public test::Zip {};
+
+TEST_F(HostileZip, NamesStayInTheFolder) {
+    std::string const longest(256, 'n'), endless(65000, 'a');
+    std::string umlauts, deep;  // fewer characters than bytes
+    for (int i = 0; i < 128; ++i) umlauts += "\xc3\xa4";
+    for (int i = 0; i < 129; ++i) deep += "a/";
+    deep += "a";
+    for (std::string const& name : {"../x"s,
+                                    "..\\x"s,
+                                    "a/../../x"s,
+                                    "/x"s,
+                                    "\\x"s,
+                                    "C:\\x"s,
+                                    "C:x"s,
+                                    "\\\\host\\x"s,
+                                    "a/.."s,
+                                    "con"s,
+                                    "a/NUL.txt"s,
+                                    "Lpt1"s,
+                                    "a."s,
+                                    "a "s,
+                                    "a:b"s,
+                                    "a\0b"s,
+                                    "a\nb"s,
+                                    "a\x7f"s,
+                                    "\xe2\x80\xae.txt"s,
+                                    ""s,
+                                    "."s,
+                                    "/"s,
+                                    "a*"s,
+                                    longest,
+                                    umlauts,
+                                    deep,
+                                    endless}) {
+        Put("z.zip", Archive({{"good.txt", "1"}, {name, "bad", 0x800}}));
+        std::string failure;
+        EXPECT_TRUE(Unpacked("z.zip", &failure).empty()) << name;
+        EXPECT_TRUE(failure.starts_with("Failed to accept name of current file ")) << failure;
+        EXPECT_EQ(CountOut(), 0u) << name;
+    }
+    std::vector<Entry> const clashes[] = {{{"a", "1"}, {"a", "2"}},      {{"a.txt", "1"}, {"A.TXT", "2"}},
+                                          {{"a", "1"}, {"a/b", "2"}},    {{"a/b", "1"}, {"a", "2"}},
+                                          {{"a/b", "1"}, {"a\\b", "2"}}, {{"a", "1"}, {"A/", ""}}};
+    for (auto const& entries : clashes) {
+        Put("z.zip", Archive(entries));
+        std::string failure;
+        EXPECT_TRUE(Unpacked("z.zip", &failure).empty()) << entries[1].name;
+    }
+    Put("z.zip", Archive({{"a/./b//c.txt", "fine"}, {"a/", ""}, {"d/e/", ""}}));
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"a\\.\\b\\\\c.txt", "fine"}}));
+    EXPECT_EQ(Get("out/a/b/c.txt"), "fine");
+    EXPECT_TRUE(std::filesystem::is_directory(File("out/d/e")));
+    // A link that stands there already and leads out.
+    std::filesystem::create_directories(File("elsewhere"));
+    std::filesystem::create_directory_symlink(File("elsewhere"), File("out/link"));
+    std::filesystem::create_symlink("../elsewhere/file", File("out/file"));
+    for (char const* name : {"link/x", "link/new/x", "link/new/", "file"}) {
+        Put("z.zip", Archive({{name, ""}}));
+        std::string failure;
+        EXPECT_TRUE(Unpacked("z.zip", &failure).empty()) << name;
+        EXPECT_NE(failure, "") << name;
+        EXPECT_TRUE(std::filesystem::is_empty(File("elsewhere"))) << name;
+    }
+}
+
+TEST_F(HostileZip, DamagedArchivesBringNothingWrong) {
+    std::string const good = Archive({{"one.txt", "first"}, {"two.txt", "second"}}, "comment");
+    Put("z.zip", good);
+    std::map<std::string, std::string> const whole = {{"one.txt", "first"}, {"two.txt", "second"}};
+    EXPECT_EQ(Unpacked("z.zip"), whole);
+    std::filesystem::remove_all(File("out"));
+    for (std::size_t size = 0; size < good.size(); ++size) {
+        Put("z.zip", good.substr(0, size));
+        std::string failure;
+        EXPECT_TRUE(Unpacked("z.zip", &failure).empty()) << size;
+    }
+    for (std::size_t at = 0; at < good.size(); ++at) {
+        std::string changed = good;
+        changed[at] = static_cast<char>(changed[at] ^ 0x41);
+        Put("z.zip", changed);
+        KxTMap<KxString, KxString> files;
+        try {
+            KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), files);
+        } catch (KxException* exception) {
+            exception->Delete();
+        }
+        for (auto const& file : files) {  // under whatever name, never another content
+            std::string const content = Get(test::U(file.value).substr(m_folder.string().size() + 1));
+            EXPECT_TRUE(content == "first" || content == "second") << at;
+        }
+        std::filesystem::remove_all(File("out"));
+    }
+    struct Case {
+        Entry entry;
+        char const* part;
+    };
+    for (Case const& c :
+         {Case{{"a", "data", 0, 0, 1}, "wrong checksum"},
+          Case{{"a", "data", 1}, "encrypted, or compressed by method 0"},
+          Case{{"a", "data", 0, 14}, "compressed by method 14"}, Case{{"a", "data", 0, 0, 0, 100}, "current file a"},
+          Case{{"a", "data", 0, 0, 0, -2}, "current file a"}}) {
+        Put("z.zip", Archive({{"good.txt", "1"}, c.entry}));
+        std::string failure;
+        EXPECT_EQ(Unpacked("z.zip", &failure), (std::map<std::string, std::string>{{"good.txt", "1"}}));
+        EXPECT_NE(failure.find(c.part), std::string::npos) << failure;
+        EXPECT_EQ(CountOut(), 1u);  // no half file
+        std::filesystem::remove_all(File("out"));
+    }
+}
+
+TEST_F(HostileZip, DirectoriesThatLieAreRefused) {
+    std::string const good = Archive({{"one", "first"}, {"two", "second"}}), numbers = Little(1, 2) + Little(8, 2);
+    std::size_t const second = good.rfind("PK\1\2"), end = good.size() - 22;
+    auto const with = [&](std::size_t at, std::string const& bytes) {
+        return std::string(good).replace(at, bytes.size(), bytes);
+    };
+    struct Case {
+        char const* what;
+        std::string archive;
+        char const* failure;  // null if all is well
+    } const cases[] = {
+        {"count too large", with(end + 8, Little(3, 2) + Little(3, 2)), "file no. 3 in zip"},
+        {"count too small", with(end + 8, Little(1, 2) + Little(1, 2)), "file no. 3 in zip"},
+        {"counts contradict", with(end + 8, Little(1, 2)), "Failed to open zip file"},
+        {"several parts", with(end + 4, Little(1, 2)), "one of several parts"},
+        {"directory too long", with(end + 12, Little(~0U, 4)), "no directory"},
+        {"comment of the last entry too long", with(second + 32, Little(30, 2)), "file no. 2 in zip"},
+        {"entry behind the directory", with(second + 42, Little(good.find("PK\1\2") + 1, 4)), "file no. 2 in zip"},
+        {"entries on top of each other", with(second + 42, Little(0, 4)), "entries overlap"},
+        {"second entry damaged", with(second, "PK\1\3"), "file no. 2 in zip"},
+        {"first entry damaged", with(good.find("PK\1\2"), "PK\1\3"), "Failed to go to first file in zip file: "},
+        {"a locator of nothing in the comment",
+         Archive({{"one", "first"}, {"two", "second"}},
+                 "PK\6\7" + Little(0, 4) + Little(5, 8) + Little(1, 4) + "comment"),
+         nullptr},
+        {"the same in a file",
+         Archive({{"one", "first"}, {"two", "second"}, {"z", "PK\6\7" + Little(0, 4) + Little(5, 8) + Little(1, 4)}}),
+         nullptr},
+        {"a large offset that nobody asked for",
+         Archive({{"one", "first"}, {"two", "second", 0, 0, 0, 0, numbers + Little(0, 8)}}), nullptr},
+        {"something in front", "#!/bin/sh\n" + good, nullptr},
+    };
+    Put("new", "new");
+    for (Case const& c : cases) {
+        Put("z.zip", c.archive);
+        std::string failure;
+        auto files = Unpacked("z.zip", c.failure ? &failure : nullptr);
+        std::filesystem::remove_all(File("out"));
+        if (c.failure) {
+            EXPECT_TRUE(files.empty() && failure.find(c.failure) != failure.npos) << c.what << ": " << failure;
+            EXPECT_EQ(test::Thrown<KxException>([&] {
+                          KxZipHelper::CompressFile(Path("new"), Path("z.zip"), L"", L"");
+                      }).find("Failed to create zip file: "),
+                      0u);
+            EXPECT_TRUE(Get("z.zip") == c.archive) << c.what;
+        } else {
+            EXPECT_TRUE(files["one"] == "first" && files["two"] == "second") << c.what;
+            KxZipHelper::CompressFile(Path("new"), Path("z.zip"), L"", L"");
+            files["new"] = "new";
+            EXPECT_TRUE(Unpacked("z.zip") == files) << c.what;
+            EXPECT_EQ(Run("! which unzip || unzip -tq z.zip || [ $? -eq 1 ]"), 0) << c.what;  // 1: it warns
+        }
+    }
+    Put("z.zip", Archive({{"one", "first"}, {"full/", "second"}, {"empty/", ""}}));
+    std::string failure;
+    EXPECT_EQ(Unpacked("z.zip", &failure), (std::map<std::string, std::string>{{"one", "first"}}));
+    EXPECT_NE(failure.find("file full\\ in zip"), failure.npos) << failure;
+    EXPECT_TRUE(std::filesystem::is_directory(File("out/empty")));
+}
+
+TEST_F(HostileZip, EffortGrowsWithTheArchiveAlone) {
+    auto const entries = [](int count, int depth) {
+        std::vector<Entry> all;
+        for (int i = 0; i < count; ++i) {
+            all.push_back({std::to_string(i), "x"});
+            for (int folder = 0; folder < depth; ++folder) all.back().name.insert(0, "f/");
+        }
+        return all;
+    };
+    auto const bytesOf = [&](int count, int depth) {  // for names that are found to clash, so nothing is made
+        std::vector<Entry> all = entries(count, depth);
+        all.push_back(all[0]);
+        Put("z.zip", Archive(all));
+        std::size_t const before = test::g_allocatedBytes;
+        std::string failure;
+        Unpacked("z.zip", &failure);
+        EXPECT_NE(failure, "");
+        return test::g_allocatedBytes - before;
+    };
+    EXPECT_LT(bytesOf(2000, 1), 12 * bytesOf(200, 1));
+    EXPECT_LT(bytesOf(200, 120), 12 * bytesOf(200, 12));
+    auto const callsOf = [&](int count) {
+        Put("z.zip", Archive(entries(count, 1)));
+        std::filesystem::remove_all(File("out"));
+        g_calls = {};
+        EXPECT_EQ(Unpacked("z.zip").size(), static_cast<std::size_t>(count));
+        EXPECT_EQ(g_calls.renames, count);
+        EXPECT_EQ(g_calls.unsynced, 0);
+        return g_calls;
+    };
+    Calls const few = callsOf(20), many = callsOf(200);
+    EXPECT_EQ(many.folders, few.folders);
+    EXPECT_LT(many.syncs, few.syncs + 10);  // none for each file, or for its folder
+}
+
+TEST_F(HostileZip, EachAllocationMayFail) {
+    Put("old", "old");
+    Put("new", "new");
+    KxZipHelper::CompressFile(Path("old"), Path("old.zip"), L"", L"");
+    std::string const before = Get("old.zip");
+    auto const failing = [&](int n, auto action) {  // whether it got through
+        test::g_allocationsLeft = n;
+        bool isDone = false;
+        try {
+            action();
+            isDone = true;
+        } catch (CException* exception) {
+            test::g_allocationsLeft = -1;
+            exception->Delete();
+        } catch (std::bad_alloc const&) {}
+        test::g_allocationsLeft = -1;
+        return isDone;
+    };
+    for (int n = 0, isDone = false; !isDone; ++n) {
+        Put("z.zip", before);
+        isDone = failing(n, [&] { KxZipHelper::CompressFile(Path("new"), Path("z.zip"), L"in", L"c"); });
+        ASSERT_TRUE(isDone || Get("z.zip") == before) << n;
+        ASSERT_EQ(CountFiles(), 4u) << n;
+    }
+    for (int n = 0, isDone = false; !isDone; ++n) {
+        std::filesystem::remove_all(File("out"));
+        KxTMap<KxString, KxString> files;
+        isDone = failing(n, [&] { KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), files); });
+        for (auto const& file : files) ASSERT_EQ(std::filesystem::file_size(test::U(file.value)), 3u) << n;
+        ASSERT_TRUE(CountOut() == static_cast<std::size_t>(files.Count()) || !isDone) << n;
+        ASSERT_LE(CountOut(), 2u) << n;
+    }
+}
+
+TEST_F(HostileZip, BoundsHold) {
+    Put("zeros", std::string(5000000, '\0'));
+    KxZipHelper::CompressFile(Path("zeros"), Path("z.zip"), L"", L"");
+    struct Case {
+        unsigned long long total, ratio;
+    };
+    for (Case const& c : {Case{4999999, 1100}, Case{1ULL << 40, 100}}) {
+        auto const total = std::exchange(KxxLimits().zipTotal, c.total),
+                   ratio = std::exchange(KxxLimits().zipRatio, c.ratio);
+        std::string failure;
+        Unpacked("z.zip", &failure);
+        KxxLimits().zipTotal = total;
+        KxxLimits().zipRatio = ratio;
+        EXPECT_NE(failure.find("more data than allowed"), std::string::npos);
+        EXPECT_EQ(CountOut(), 0u);
+    }
+    EXPECT_EQ(Unpacked("z.zip").size(), 1u);
+}
+
+TEST_F(HostileZip, LargeNumbersStandInFieldsOfTheirOwn) {
+    PutLarge("z.zip", 1000, Crc(std::string(1000, '\0')));
+    Put("small", "small");
+    KxZipHelper::CompressFile(Path("small"), Path("z.zip"), L"", L"");
+    std::string const bytes = Get("z.zip");
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{
+                                     {"zeros", std::string(1000, '\0')}, {"tail", "tail"}, {"small", "small"}}));
+    for (std::size_t at = 0; at < bytes.size(); at += at == 63 ? 950 : 1) {  // all but the zeros
+        std::string changed = bytes;
+        changed[at] = static_cast<char>(changed[at] ^ 0x81);
+        Put("z.zip", changed);
+        std::filesystem::remove_all(File("out"));
+        KxTMap<KxString, KxString> files;
+        try {
+            KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), files);
+        } catch (KxException* exception) {
+            exception->Delete();
+        }
+        for (auto const& file : files) {
+            std::size_t const length = std::filesystem::file_size(test::U(file.value));
+            EXPECT_TRUE(length == 1000 || length == 4 || length == 5) << at;
+        }
+    }
+}
+
+}  // namespace

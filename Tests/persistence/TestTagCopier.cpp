@@ -1,0 +1,276 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Copies of tag files: in the other form, and of what damage left.
+#include "hbtools/persistence/syTagCopier.h"
+
+#include "TagSample.h"
+#include "TagTest.h"
+
+#include <filesystem>
+#include <map>
+#include <unistd.h>
+
+using namespace KxN;
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+Bytes Sample(TagFormat format, ULONGLONG start = 0) {
+    FormatScope const scope(format);
+    CMemFile file;
+    WriteSample(file, start);
+    return BytesOf(file);
+}
+
+Bytes Converted(Bytes const& bytes, TagFormat format) {
+    auto const source = FileOf(bytes);
+    CMemFile target;
+    EXPECT_EQ(KxTagCopier(source.get()).Convert(target, format), TagFileWhole);
+    return BytesOf(target);
+}
+
+/// What a reader finds whole, by id: its bytes, wherever it stands.
+struct Content {
+    TagPayloadKind kind;
+    std::string bytes;
+
+    bool IsCollection() const { return kind >= PayloadVec2sArray && kind <= PayloadEmptyArray; }
+    /// Whether `copy` is the same. Where a wrong link stood in for the end of a payload its kind was anyone's guess.
+    bool IsIn(Content const& copy) const {
+        if (kind == PayloadNone || kind == PayloadUnknown || kind == PayloadGraphObject) return true;
+        if (!IsCollection() || kind == copy.kind) return kind == copy.kind && bytes == copy.bytes;
+        bool isSame = false;
+        for (std::size_t begin : {0U, 8U}) {  // of the digits: a count, or two extents
+            std::size_t const length = std::min(bytes.size() - begin, copy.bytes.size());
+            isSame = isSame || bytes.compare(begin, length, copy.bytes, 0, length) == 0;
+        }
+        return copy.IsCollection() && isSame;
+    }
+};
+using Contents = std::multimap<unsigned long, Content>;
+
+Contents Whole(Bytes const& bytes, TagFileState* state = nullptr) {
+    auto const file = FileOf(bytes);
+    KxTagInspector inspector(file.get());
+    TagFileState const found = inspector.Inspect();
+    if (state) *state = found;
+    Contents contents;
+    for (SxTagRecord const& record : inspector.Records()) {
+        bool isWhole = !record.isDamaged && (record.image.id < 208009 || record.image.id > 208113);
+        for (SxTagFault const& fault : inspector.Faults()) isWhole = isWhole && fault.position != record.position;
+        if (!isWhole) continue;
+        LONGLONG const count = KxTagInspector::NumElements(record);
+        Bytes elements(static_cast<std::size_t>(count) * KxTagInspector::ElementSize(record));
+        inspector.ReadElements(record, 0, count, elements.data());
+        contents.emplace(record.image.id, Content{record.kind, ToHex(elements)});
+    }
+    return contents;
+}
+
+struct Repaired {
+    Bytes bytes;
+    TagFileState state;
+    std::vector<SxTagLoss> losses;
+    ULONGLONG copied = 0;  // of the source
+};
+
+Repaired Repair(Bytes const& bytes) {
+    auto const source = FileOf(bytes);
+    CMemFile target;
+    KxTagCopier copier(source.get());
+    Repaired result;
+    result.state = copier.Repair(target);
+    result.bytes = BytesOf(target);
+    for (SxTagLoss const& loss : copier.Losses()) result.losses.push_back(loss);
+    return result;
+}
+
+/// "5/9 121" for each record that is lost or cut: what is kept of how many, and the id.
+std::string Lost(Repaired const& repaired) {
+    std::string text;
+    for (SxTagLoss const& loss : repaired.losses)
+        if (loss.isRecord)
+            text +=
+                std::to_string(loss.kept) + '/' + std::to_string(loss.promised) + ' ' + std::to_string(loss.id) + "; ";
+    return text;
+}
+
+/// The output is whole, and holds what was whole. Returns why not.
+std::string Judge(Bytes const& bytes) {
+    Repaired const repaired = Repair(bytes);
+    TagFileState state = TagFileWhole;
+    auto const before = Whole(bytes, &state);
+    if (repaired.state == TagFileForeign) return state == TagFileForeign || before.empty() ? "" : "refused";
+    TagFileState after = TagFileForeign;
+    auto const copied = Whole(repaired.bytes, &after);
+    bool const isEmpty = repaired.bytes.empty() || repaired.bytes.size() == 512;
+    if (after != TagFileWhole && !isEmpty) return "the copy is not whole";
+    for (auto const& entry : before) {
+        unsigned long const id = entry.first;
+        Content const& content = entry.second;
+        auto const [first, last] = copied.equal_range(id);
+        if (std::none_of(first, last, [&](auto const& other) { return content.IsIn(other.second); }))
+            return "lost " + std::to_string(id) + " of kind " + std::to_string(content.kind);
+    }
+    if (state == TagFileWhole && (repaired.bytes.size() != bytes.size() || copied.size() != before.size()))
+        return "changed";
+    ULONGLONG end = 0;
+    for (SxTagLoss const& loss : repaired.losses) {
+        if (loss.begin > loss.end || loss.end > bytes.size()) return "a loss that is no range";
+        end = std::max(end, loss.end);
+    }
+    return state == TagFileWhole && end > 0 ? "losses of a whole file" : "";
+}
+
+}  // namespace
+
+TEST(TagCopier, ThereAndBackIsTheSameAndBothAreWhatAnArchiveWrites) {
+    for (ULONGLONG start : {0U, 512U}) {
+        Bytes short32 = Sample(TagFormat32, start), long64 = Sample(TagFormat64, start);
+        if (start > 0)
+            for (Bytes* bytes : {&short32, &long64}) {
+                Bytes const mark = FromHex("4949 6400 0002");
+                std::copy(mark.begin(), mark.end(), bytes->begin());
+                (*bytes)[30] = bytes == &long64;
+                (*bytes)[40] = 0x77;  // reserved bytes go along
+            }
+        EXPECT_TRUE(Converted(short32, TagFormat64) == long64) << start;
+        EXPECT_TRUE(Converted(long64, TagFormat32) == short32) << start;
+        EXPECT_TRUE(Converted(short32, TagFormat32) == short32) << start;
+        EXPECT_EQ(Judge(short32) + Judge(long64), "") << start;
+    }
+    // By hand: id 1, version 100, 2 bytes; then the 30 bytes of the other form.
+    EXPECT_EQ(ToHex(Converted(FromHex("01000000 6400 02000000 12000000 00000000 0500"), TagFormat64)),
+              Plain("01000000 6480 0200000000000000 1E00000000000000 0000000000000000 0500"));
+}
+
+TEST(TagCopier, RefusesWhatAFormDoesNotHold) {
+    auto const late = FileOf(FromHex("01000000 0040 02000000 12000000 00000000 0500"));  // version 0x4000
+    CMemFile target;
+    EXPECT_EQ(Thrown([&] { KxTagCopier(late.get()).Convert(target, TagFormat64); }), "KxException");
+    EXPECT_EQ(target.GetLength(), 0U);
+    auto const cut = FileOf(FromHex("01000000 6400 04000000 12000000 00000000 0500"));
+    EXPECT_EQ(KxTagCopier(cut.get()).Convert(target, TagFormat64), TagFileDamaged);
+    EXPECT_EQ(target.GetLength(), 0U);
+
+    auto const path = std::filesystem::temp_directory_path() / ("hbtools-copier-" + std::to_string(::getpid()));
+    CFile file(KxString(path.wstring()), CFile::modeCreate | CFile::modeReadWrite);
+    try {
+        // An array of 200 million points of double in a long record: 4.8e9 bytes, all of them holes.
+        Bytes const head = FromHex("01000000 6480 0000000000000000 1E00000000000000 0000000000000000 00C2EB0B");
+        file.Write(head.data(), static_cast<UINT>(head.size()));
+        file.SetLength(head.size() + 24ULL * 200000000);
+        EXPECT_EQ(Thrown([&] { KxTagCopier(&file).Convert(target, TagFormat32); }), "KxException");
+        EXPECT_EQ(target.GetLength(), 0U);
+    } catch (CFileException* exception) {
+        exception->Delete();  // no sparse files here
+    }
+    file.Abort();
+    std::filesystem::remove(path);
+}
+
+// Every cut and every bit of every byte: what is repaired is whole, and has all that was.
+TEST(TagCopier, RepairsWhateverASingleFaultLeaves) {
+    for (TagFormat const format : {TagFormat32, TagFormat64}) {
+        Bytes const whole = Sample(format);
+        int failures = 0;
+        for (std::size_t length = 0; length < whole.size() && failures < 5; ++length) {
+            std::string const verdict = Judge(Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+            if (verdict.empty()) continue;
+            ADD_FAILURE() << format << " cut to " << length << ": " << verdict;
+            ++failures;
+        }
+        for (std::size_t bit = 0; bit < 8 * whole.size() && failures < 10; ++bit) {
+            Bytes bytes = whole;
+            bytes[bit / 8] ^= static_cast<BYTE>(1 << bit % 8);
+            std::string const verdict = Judge(bytes);
+            if (verdict.empty()) continue;
+            ADD_FAILURE() << format << " byte " << bit / 8 << " bit " << bit % 8 << ": " << verdict;
+            ++failures;
+        }
+    }
+}
+
+// Arrays keep the elements that are there; their kind is told by a link behind the end, by a count of which one bit
+// tipped, or by the numbers.
+TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
+    auto const file = [](auto const& write) {
+        CMemFile memory;
+        KxTagArchive archive(&memory, 0);
+        write(archive);
+        return BytesOf(memory);
+    };
+    auto floats = SamplePoints<KxVec3f>(100);
+    auto doubles = SamplePoints<KxVec3d>(100);
+    auto whole = SamplePoints<KxVec3i>(100);
+    KxTArray<int> numbers(100);
+    KxTArray<double> values(100);
+    KxT2dArray<KxVec3f> grid(10, 10);
+    for (int i = 0; i < 100; ++i) {
+        grid.Data()[i] = floats[i];
+        numbers[i] = i;
+    }
+    int number = 5;
+    Bytes const plain = file([&](KxTagArchive& archive) { archive << KxVec3fArrayTag(1, floats); });
+    Bytes const precise = file([&](KxTagArchive& archive) { archive << KxVec3dArrayTag(1, doubles); });
+    Bytes const counts = file([&](KxTagArchive& archive) { archive << KxVec3iArrayTag(1, whole); });
+    Bytes const rows = file([&](KxTagArchive& archive) { archive << KxVec3f2dArrayTag(1, grid); });
+    Bytes const ints = file([&](KxTagArchive& archive) { archive << KxTBasicTypeArrayTag<int>(1, numbers); });
+    Bytes const tags =
+        file([&](KxTagArchive& archive) { archive << KxTTagArrayTag<double, KxTTag<double>>(1, values); });
+    Bytes const followed =
+        file([&](KxTagArchive& archive) { archive << KxVec3dArrayTag(1, doubles) << KxTTag<int>(2, number); });
+    Bytes const nested = file([&](KxTagArchive& archive) {
+        archive << KxNullTag(3);
+        archive.LevelDown();
+        archive << KxVec3fArrayTag(1, floats);
+        archive.LevelUp();
+        archive << KxTTag<int>(2, number);
+    });
+    auto const cut = [](Bytes const& bytes, std::size_t length) {
+        return Bytes(bytes.begin(), bytes.begin() + static_cast<long>(length));
+    };
+    auto const with = [](Bytes bytes, std::size_t position, BYTE value) {
+        bytes[position] = value;
+        return bytes;
+    };
+    struct Case {
+        char const* name;
+        Bytes bytes;
+        char const* lost;
+        std::size_t size;  // of the copy
+    };
+    Case const cases[] = {
+        {"floats", cut(plain, 18 + 4 + 12 * 40 + 11), "40/100 1; ", 18 + 4 + 12 * 40},
+        {"doubles", cut(precise, 18 + 4 + 24 * 40 + 23), "40/100 1; ", 18 + 4 + 24 * 40},
+        {"ints", cut(counts, 18 + 4 + 12 * 40 + 1), "40/100 1; ", 18 + 4 + 12 * 40},
+        {"rows", cut(rows, 18 + 8 + 12 * 41 + 1), "41/100 1; ", 18 + 8 + 12 * 50},
+        {"array of int", cut(ints, 18 + 22 + 4 * 40 + 3), "40/100 1; ", 18 + 22 + 4 * 40},
+        {"tag array", cut(tags, 18 + 22 + 26 * 40 + 25), "40/100 1; ", 18 + 22 + 26 * 40},
+        {"link within a tag array", with(tags, 18 + 22 + 26 * 40 + 15, 0x7f), "100/100 1; ", tags.size()},
+        {"before a link", cut(followed, 18 + 4 + 24), "1/100 1; ", 18 + 4 + 24},
+        {"before a link further out", cut(nested, 36 + 4 + 12 * 2), "2/100 1; ", 36 + 4 + 12 * 2},
+        {"nothing of an array", cut(plain, 18 + 4 + 11), "0/100 1; ", 0},
+        {"count of 16777316", with(followed, 18 + 3, 1), "100/16777316 1; ", followed.size()},
+        {"count below 0", with(followed, 18 + 3, 0x80), "100/100 1; ", followed.size()},
+        {"count without sense", with(with(followed, 18, 0xff), 18 + 2, 0xff), "100/16711935 1; ", followed.size()},
+        {"scalar", cut(followed, followed.size() - 1), "0/0 2; ", 18 + 4 + 24 * 100},
+        {"link to nowhere", with(nested, 17, 0x7f), "", nested.size()},
+        {"no link", with(with(nested, 14, 0), 15, 0), "", nested.size()},
+        {"head of the first record", with(followed, 11, 0x55), "", 22},
+    };
+    for (Case const& c : cases) {
+        Repaired const repaired = Repair(c.bytes);
+        EXPECT_EQ(repaired.state, TagFileDamaged) << c.name;
+        EXPECT_EQ(Lost(repaired), c.lost) << c.name;
+        EXPECT_EQ(repaired.bytes.size(), c.size) << c.name;
+        EXPECT_EQ(Judge(c.bytes), "") << c.name;
+    }
+    // The row that is cut is filled with points that are none; by hand, 10 x 5 points and the first gap.
+    Bytes const gaps = Repair(cut(rows, 18 + 8 + 12 * 41)).bytes;
+    EXPECT_EQ(ToHex(Bytes(gaps.begin() + 18, gaps.begin() + 26)), Plain("0A000000 05000000"));
+    EXPECT_EQ(ToHex(Bytes(gaps.begin() + 26 + 12 * 41, gaps.begin() + 26 + 12 * 42)),
+              Plain("FFFF7F7F 00000000 00000000"));
+}

@@ -1,0 +1,240 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The commands of hbtag that write files or compare them: exit codes, what stands in OUT, and that IN is never touched.
+#include "Programs.h"
+
+#include "../persistence/TagSample.h"
+#include "../persistence/TagTest.h"
+
+#include <cmath>
+
+namespace {
+
+using namespace KxN;
+using namespace std::string_literals;
+
+// Sanitizers need an address space of their own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+std::string const bounded;
+#else
+std::string const bounded = "ulimit -v 400000; ";  // KiB
+#endif
+
+class HbtagFiles : public Programs {
+protected:
+    void SetUp() override {
+        Programs::SetUp();
+        for (TagFormat const format : {TagFormat32, TagFormat64}) {
+            FormatScope const scope(format);
+            CMemFile file;
+            WriteSample(file);
+            std::vector<BYTE> const bytes = BytesOf(file);
+            (format == TagFormat32 ? sample32 : sample64).assign(bytes.begin(), bytes.end());
+        }
+        Write("32.tag", sample32);
+        Write("64.tag", sample64);
+        Write("cut.tag", sample32.substr(0, 350));  // in the third of the four points of record 108
+        Write("letter", "This is a letter, and no tag file at all.");
+        Write("huge.tag", "\1\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0\xff\xff\xff\x7f\1\2\3\4"s);
+        std::string ring;  // links from everywhere to everywhere
+        for (unsigned i = 0; i < 5000; ++i) {
+            unsigned const heads[] = {18 * i + 18, 18 * (i * 7919 % 5000)};
+            ring += "\1\0\0\0\x64\0\0\0\0\0"s + std::string(reinterpret_cast<char const*>(heads), 8);
+        }
+        Write("ring.tag", ring);
+        fs::create_symlink(folder / "32.tag", folder / "link.tag");
+        fs::create_hard_link(folder / "32.tag", folder / "hard.tag");
+        fs::create_directory(folder / "folder");
+    }
+    std::string Read(char const* name) const {
+        std::ifstream in(folder / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    std::size_t NumFiles() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+    }
+    /// "convert --form 64 {32.tag} {out}": names in braces are in the folder of the test.
+    std::string Command(std::string text) const {
+        for (std::size_t at; (at = text.find('{')) != std::string::npos;) {
+            std::size_t const end = text.find('}', at);
+            text.replace(at, end + 1 - at, Path(text.substr(at + 1, end - at - 1).c_str()));
+        }
+        return "./hbtag " + text;
+    }
+
+    std::string sample32, sample64;
+};
+
+struct Case {
+    char const* arguments;
+    int code;
+    char const* output;  // part of it
+    bool isWritten = false;
+};
+
+}  // namespace
+
+TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
+    Case const cases[] = {
+        {"convert --form 64 {32.tag} {out}", 0, "records of 64 bits", true},
+        {"convert --form 32 --json {64.tag} {out}", 0, "\"form\": 32,\n  \"records\": 24,\n  \"size\": 1464\n", true},
+        {"convert --form 16 {32.tag} {out}", 1, "--form"},
+        {"convert {32.tag} {out}", 1, "--form is required"},
+        {"convert --form 64 {cut.tag} {out}", 2, "is damaged and was not converted"},
+        {"convert --form 64 {letter} {out}", 3, "is not a tag file"},
+        {"convert --form 64 {missing} {out}", 1, "wurde nicht gefunden"},
+        {"convert --form 64 {32.tag} {no/out}", 1, "hbtag: "},
+        {"convert --form 64 {32.tag} {folder}", 1, "is there already"},
+        {"convert --form 64 --force {32.tag} {folder}", 1, "hbtag: "},
+        {"convert --form 64 --force {32.tag} /dev/full", 1, "hbtag: "},
+        {"convert --form 64 {32.tag} {64.tag}", 1, "64.tag is there already; --force replaces it"},
+        {"convert --form 64 --force {32.tag} {32.tag}", 1, "is the file that is read; it is never written"},
+        {"repair --force {32.tag} {link.tag}", 1, "is the file that is read; it is never written"},
+        {"repair --force {link.tag} {32.tag}", 1, "is the file that is read; it is never written"},
+        {"repair --force {32.tag} {hard.tag}", 1, "is the file that is read; it is never written"},
+        {"repair {32.tag} {out}", 0, "24 of 24 records, 25 of 25 points of their arrays, 0 bytes lost\n", true},
+        {"repair {cut.tag} {out}", 2, "9 of 9 records, 10 of 12 points of their arrays, 14 bytes lost\n", true},
+        {"repair {cut.tag} {out}", 2,
+         "cut: record 108 at 266, array of KxVec3d, bytes 336 to 350, 2 of 4 elements kept: ", true},
+        {"repair --json {cut.tag} {out}", 2,
+         "{\"begin\": 336, \"end\": 350, \"position\": 266, \"id\": 108, \"kind\": \"array of KxVec3d\", \"kept\": 2, "
+         "\"promised\": 4, ",
+         true},
+        {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
+        {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
+        {"repair {ring.tag} {out}", 2, "5000 of 5000 records", true},
+        {"repair {letter} {out}", 3, "is not a tag file"},
+        {"repair {32.tag}", 1, "OUT is required"},
+        {"export --csv {32.tag} 103 {out}", 0, "", true},
+        {"export --csv {32.tag} {out}", 1,
+         "11 records hold arrays, name one of them: 100/103 (@64), 100/104/107 (@208), "},
+        {"export --ply {32.tag} 110 {out}", 1, "no points of three coordinates"},
+        {"export --ply {32.tag} 102 {out}", 1, "record 100/102 at 42 holds no numbers of a type that the file tells"},
+        {"export --npy {32.tag} 999 {out}", 1, "there is no record 999"},
+        {"export --npy {32.tag} @65 {out}", 1, "no record stands at 65"},
+        {"export --npy {32.tag} 100/ {out}", 1, "neither a path of ids"},
+        {"export --npy {cut.tag} 108 {out}", 2, "hbtag repair keeps what is whole"},
+        {"export --npy --csv {32.tag} 103 {out}", 1, "[--ply,--csv,--npy] is required"},
+        {"export {32.tag} 103 {out}", 1, "[--ply,--csv,--npy] is required"},
+        {"export --csv {letter} 103 {out}", 3, "is not a tag file"},
+    };
+    for (Case const& c : cases) {
+        std::size_t const before = NumFiles();
+        Outcome const outcome = Call(bounded + Command(c.arguments));
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.output;
+        EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
+        EXPECT_EQ(fs::exists(folder / "out"), c.isWritten) << c.arguments;
+        fs::remove(folder / "out");
+        EXPECT_EQ(NumFiles(), before) << c.arguments;
+        EXPECT_TRUE(Read("32.tag") == sample32 && Read("64.tag") == sample64) << c.arguments;
+    }
+    // A medium that is full, in the middle of the file: the former OUT stays, and nothing beside it.
+    Write("out", "former");
+    std::size_t const before = NumFiles();
+    for (char const* arguments : {"convert --form 64 --force {32.tag} {out}", "repair --force {64.tag} {out}",
+                                  "export --csv --force {32.tag} 121 {out}"}) {
+        // Blocks of 512 bytes; of 0 bytes for the text, which is shorter.
+        std::string const limit = std::string(arguments).starts_with("export") ? "0" : "2";
+        Outcome const outcome = Call("trap '' XFSZ; ulimit -f " + limit + "; " + Command(arguments));
+        EXPECT_EQ(outcome.code, 1) << arguments << '\n' << outcome.output;
+        EXPECT_TRUE(Read("out") == "former" && NumFiles() == before) << arguments;
+    }
+}
+
+TEST_F(HbtagFiles, ConvertThereAndBackAndRepairWhole) {
+    EXPECT_EQ(Call(Command("convert --form 64 {32.tag} {a}")).code, 0);
+    EXPECT_EQ(Call(Command("convert --form 32 {a} {b}")).code, 0);
+    EXPECT_EQ(Call(Command("repair --force {64.tag} {a}")).code, 0);
+    EXPECT_TRUE(Read("a") == sample64 && Read("b") == sample32);
+    EXPECT_EQ(Call(Command("repair {cut.tag} {c}")).code, 2);
+    EXPECT_EQ(Call(Command("verify {c}")).code, 0);
+    if (!HasPython()) return;
+    for (char const* command : {"repair --force --json {cut.tag} {c}", "convert --form 32 --force --json {64.tag} {c}",
+                                "diff --json {32.tag} {cut.tag}"})
+        EXPECT_EQ(Call(Command(command) + " 2>/dev/null | python3 -m json.tool > /dev/null").code, 0) << command;
+}
+
+TEST_F(HbtagFiles, ExportWhatOthersRead) {
+    KxTArray<KxVec3d> points(2);
+    points[0] = KxVec3d(0.1, -2, 3e10);
+    points[1].Invalidate();
+    {
+        CFile file(KxString((folder / "gaps.tag").wstring()), CFile::modeCreate | CFile::modeReadWrite);
+        KxTagArchive(&file, 0) << KxVec3dArrayTag(1, points);
+        file.Close();
+    }
+    std::string const ply =
+        "ply\nformat binary_little_endian 1.0\ncomment record 103 at 64\nelement vertex 5\n"
+        "property float x\nproperty float y\nproperty float z\nend_header\n";
+    std::string const ints = "{'descr': '<i4', 'fortran_order': False, 'shape': (3,), }";
+    std::string const grid = "{'descr': '<f4', 'fortran_order': False, 'shape': (2, 3, 3), }";
+    auto const npy = [](std::string const& text, std::string const& numbers) {
+        return "\x93NUMPY\1\0\x76\0"s + text + std::string(117 - text.size(), ' ') + "\n" + numbers;
+    };
+    struct Export {
+        char const* arguments;
+        std::string content;
+    };
+    Export const exports[] = {
+        {"--csv {gaps.tag} {out}", "x,y,z\n0.1,-2,3e+10\nnan,nan,nan\n"},
+        {"--csv {32.tag} 100/104/107 {out}", "x,y,z\n0,10,20\n1,11,21\n2,12,22\n"},
+        {"--csv {64.tag} 117 {out}", "x,y\n0,-700\n1,-701\n2,-702\n"},
+        {"--csv {64.tag} 112 {out}", "value\n0\n1.5\n3\n"},
+        {"--csv {64.tag} 113 {out}", "x,y,z\n1,2,3\n"},
+        {"--npy {64.tag} 110 {out}", npy(ints, "\7\0\0\0\6\0\0\0\5\0\0\0"s)},
+        {"--npy {32.tag} 116 {out}", npy(grid, sample32.substr(844 + 18 + 8, 72))},
+        {"--ply {32.tag} @64 {out}", ply + sample32.substr(64 + 18 + 4, 60)},
+    };
+    for (Export const& e : exports) {
+        Outcome const outcome = Call(Command("export --force "s + e.arguments));
+        EXPECT_EQ(outcome.code, 0) << e.arguments << outcome.output;
+        EXPECT_EQ(Read("out"), e.content) << e.arguments;
+    }
+    // The application reads them, and finds the same points: the plane through (0.3, 10.4, 20.5) and so on.
+    ASSERT_EQ(Call(Command("export --ply {32.tag} 108 {points.ply}")).code, 0);
+    ASSERT_EQ(Call(Command("export --ply {gaps.tag} {gaps.ply}")).code, 0);
+    Outcome const read = Call("./scanlab --out " + Path("folder") + " do 'Import " + (folder / "points.ply").string() +
+                              ";' 'Import " + (folder / "gaps.ply").string() + ";' 'List;'");
+    EXPECT_EQ(read.code, 0) << read.output;
+    EXPECT_NE(read.output.find("4 "), std::string::npos) << read.output;
+}
+
+TEST_F(HbtagFiles, DiffByLevelsAndIds) {
+    std::string moved = sample32;
+    moved[64 + 18 + 4 + 12 * 2] ^= 1;      // the third point of record 103
+    moved[64 + 18 + 4 + 12 * 4 + 5] ^= 1;  // the fifth
+    moved[42 + 18] = 43;                   // record 102
+    moved.back() = 'x';                    // the end of the text 130: no text any more
+    Write("moved.tag", moved);
+    std::string tree = sample32;
+    tree[1322 - 4] = 6;  // the number in the list
+    Write("tree.tag", tree);
+    Write("less.tag", "\x64\0\0\0\x64\0\0\0\0\0\x12\0\0\0\x12\0\0\0\x65\0\0\0\x64\0\2\0\0\0\x24\0\0\0\0\0\0\0\7\0"s);
+    Case const cases[] = {
+        {"{32.tag} {64.tag}", 0, ""},
+        {"{32.tag} {link.tag}", 0, ""},
+        {"{32.tag} {moved.tag}", 1, "changed 100/102: int 43, float 6e-44 instead of int 42, float 5.9e-44\n"},
+        {"{32.tag} {moved.tag}", 1,
+         "changed 100/103: 2 of 5 elements differ, the first is 2: 2.5499997 12.65 22.75 instead of 2.55 12.65 "
+         "22.75\n"},
+        {"{32.tag} {moved.tag}", 1, "changed 130: bytes instead of text\n"},
+        {"--json {64.tag} {moved.tag}", 1,
+         "\"path\": \"100/103\", \"a\": 100, \"b\": 64, \"first\": 2, \"differing\": 2, \"counts\": [5, 5]"},
+        {"{32.tag} {tree.tag}", 1, "changed 120: object 2: n: int 6"},
+        {"{32.tag} {less.tag}", 1, "removed 208001: object of a graph, with 3 records within\n"},
+        {"{less.tag} {32.tag}", 1, "added 100/101: text\nadded 100/102: scalar\n"},
+        {"{32.tag} {cut.tag}", 2, "is damaged; what of it is whole is compared\n"},
+        {"{32.tag} {letter}", 2, "is not a tag file"},
+        {"{32.tag} {missing}", 2, "wurde nicht gefunden"},
+        {"{32.tag}", 2, "B is required"},
+        {"{32.tag} {64.tag} > /dev/full", 0, ""},
+        {"{32.tag} {less.tag} > /dev/full", 2, ""},
+    };
+    for (Case const& c : cases) {
+        Outcome const outcome = Call(Command("diff "s + c.arguments));
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.output;
+        EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
+        EXPECT_TRUE(c.code != 0 || outcome.output.empty()) << c.arguments << outcome.output;
+    }
+}
