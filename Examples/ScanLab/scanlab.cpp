@@ -123,6 +123,7 @@ int main(int argc, char** argv) {
     CLI::App app(
         "ScanLab: scans, what is computed from them, and the files that keep both. Without arguments it asks for "
         "commands.");
+    app.set_version_flag("--version", "scanlab " HBTOOLS_VERSION);
     CLI::App* const demo = app.add_subcommand("demo", "Runs the main job, demo.mac, with a synthetic plate or a scan");
     CLI::App* const align = app.add_subcommand("align", "Brings a scan onto another one and draws what is left over");
     CLI::App* const run = app.add_subcommand("run", "Runs macros: files of command lines");

@@ -7,7 +7,7 @@
 # What stands behind a program, or behind a program and a command.
 _hbtools_words() {
     case $1 in
-    hbtag) echo "-h --help ls dump tree verify repair convert export diff" ;;
+    hbtag) echo "-h --help --version ls dump tree verify repair convert export diff" ;;
     "hbtag ls") echo "-h --help --json --id" ;;
     "hbtag dump") echo "-h --help --json --id --values" ;;
     "hbtag tree") echo "-h --help --json --html" ;;
@@ -16,13 +16,13 @@ _hbtools_words() {
     "hbtag convert") echo "-h --help --json --force --form" ;;
     "hbtag export") echo "-h --help --force --ply --csv --npy" ;;
     "hbtag diff") echo "-h --help --json" ;;
-    hblog) echo "-h --help log debug profile" ;;
+    hblog) echo "-h --help --version log debug profile" ;;
     "hblog log") echo "-h --help --json --level --group --since --until --last" ;;
     "hblog debug") echo "-h --help --json --since --until --last" ;;
     "hblog profile") echo "-h --help --json -o" ;;
     hbres) echo "--help --pack --check --strict --pseudo --version" ;;
     scanlab)
-        echo "-h --help --out --language --progress --ini --help-operators --check-driver --seconds demo align run do"
+        echo "-h --help --version --out --language --progress --ini --help-operators --check-driver --seconds demo align run do"
         ;;
     "scanlab demo") echo "-h --help --out --language --progress --points" ;;
     "scanlab align" | "scanlab run" | "scanlab do") echo "-h --help --out --language --progress" ;;

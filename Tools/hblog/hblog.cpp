@@ -84,6 +84,7 @@ int main(int argc, char** argv) {
     KxN::KxGlobalLocalizer localizer;  // what the library says is told in the user's language
     localizer.DoLocalization(1);
     CLI::App app("Shows exception logs and debug files, and what profile lines in them add up to.");
+    app.set_version_flag("--version", "hblog " HBTOOLS_VERSION);
     app.require_subcommand(1);
     app.footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged but readable in part, 3 not such a file.");
     hblog::Options options;

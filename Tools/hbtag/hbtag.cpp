@@ -190,6 +190,7 @@ int main(int argc, char** argv) {
         "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds and "
         "repairs "
         "what is damaged, converts, exports and compares them.");
+    app.set_version_flag("--version", "hbtag " HBTOOLS_VERSION);
     app.require_subcommand(1);
     app.formatter(std::make_shared<Formatter>());
     app.footer(
