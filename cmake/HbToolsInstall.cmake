@@ -32,6 +32,8 @@ foreach(tool hbres hblog hbtag scanlab)
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   endif()
 endforeach()
+# A module that programs in Python take with them, and a program.
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/Tools/python/hbtag.py DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
 # The debugger reads the first by itself where the package of the library stands; the folder names its place.
 if(TARGET hbtools)
   install(FILES ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools_gdb.py RENAME $<TARGET_FILE_NAME:hbtools>-gdb.py COMPONENT dev

@@ -53,8 +53,11 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME hbtools-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 # What is found by looking into the programs comes on top; it knows only packages that are installed.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libhbtools${HBTOOLS_SOVERSION} ${same_version}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS python3)  # for hbtag.py
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/prerm)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "foundation classes for measured 3D data - programs
 hbtag shows, verifies, repairs and exports tag files; hblog shows logs and
 profiles; hbres compiles texts; scanlab reads, filters, aligns and measures
-scans by commands and macros.")
+scans by commands and macros. hbtag.py reads tag files in Python.")
 include(CPack)

@@ -29,7 +29,8 @@ libcli11-dev command lines of the tools
 libedit-dev editing of lines at the prompt of scanlab'
 packages_test='
 libgtest-dev the tests
-python3 the tests of JSON output
+python3 the tests of JSON output, and of the reader in Python
+python3-numpy the same reader with arrays of numpy
 chromium the test of the page that hbtag makes
 gdb the test of what a debugger shows
 doxygen the reference, whose warnings are failures

@@ -27,6 +27,7 @@ TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_taken.clear();
     m_hasVisited = m_isRecovering = isRecovering;
     m_isBroken = m_tookTrail = false;
+    m_hasVisited = m_hasVisited || m_growth == Growth::followed;
     m_emptyFrom = m_emptyTo = 0;
     m_size = m_file.GetLength();
     m_budget = detail::MostRecords(m_file);
@@ -233,7 +234,11 @@ void KxTagInspector::Walk::FollowLink(Level& level, int number) {
               L"the record at %llu leads to %llu, into its own head or payload; the rest of its level is out of reach",
               record.position, next);
         m_isBroken = true;
+    } else if (next >= level.end && m_growth == Growth::followed && HasGrownTo(next)) {
+        level.next = next;
+        level.end = m_size;
     } else if (next >= level.end) {
+        if (m_growth == Growth::unseen && detail::IsRecordAt(m_file, next, m_size)) m_growth = Growth::seen;
         RememberVisits();
         Fault(FaultOverlap, record.position, next, 0,
               L"the record at %llu leads to %llu, out of the payload of its parent, which ends at %llu",
@@ -262,7 +267,8 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         Reached(limit);
         return;
     }
-    detail::PayloadFinding const finding = detail::FindPayload(m_file, image, limit, m_budget, m_objects);
+    ULONGLONG const payloadLimit = PayloadLimit(image.dataAddress, limit);
+    detail::PayloadFinding const finding = detail::FindPayload(m_file, image, payloadLimit, m_budget, m_objects);
     if (finding.fault.Len() > 0)
         Fault(finding.faultKind, position, finding.target, finding.lostBytes, L"the record at %llu: %s", position,
               finding.fault);
@@ -285,7 +291,11 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         if (m_isMended) record.extent = finding.size;
         if (m_isMended && finding.kind != PayloadNone && finding.kind != PayloadGraphObject) return;
     }
-    if (!detail::IsRecordAt(m_file, nested, limit)) return;
+    bool const isNeighbour = m_links.contains(nested);
+    if (isNeighbour || !detail::IsRecordAt(m_file, nested, limit)) {
+        record.extent = std::min(record.extent, payloadLimit - std::min(image.dataAddress, payloadLimit));
+        return;
+    }
     if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
     if (record.depth + 1 >= KxxLimits().nestingDepth) {
         Fault(FaultDepth, position, nested, limit - nested, L"the record at %llu is nested deeper than %d levels",
@@ -330,11 +340,11 @@ KxTagInspector::~KxTagInspector() {
 }
 
 TagFileState KxTagInspector::Inspect() {
-    return m_walk->Inspect(false);
+    return m_walk->InspectWithGrownLevels();
 }
 
 TagFileState KxTagInspector::Recover() {
-    return m_walk->Inspect(true);
+    return m_walk->InspectWithoutGrowth(true);
 }
 
 KxTDynArray<SxTagRecord> const& KxTagInspector::Records() const {

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The walk of the inspector through all chains of a file. Inspecting ends a chain where its link leads nowhere;
-// recovering (syTagRecovery.cpp) looks for the next record behind.
+// recovering (syTagRecovery.cpp) looks for the next record behind. Where a level has grown behind its neighbours, all links
+// are looked at first (syTagLinks.cpp).
 #pragma once
 
 #include "hbtools/persistence/syTagInspector.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -22,7 +24,9 @@ class KxTagInspector::Walk {
 public:
     explicit Walk(CFile& file) : m_file(file), m_objects(&file) {}
 
-    TagFileState Inspect(bool isRecovering);
+    /// Walks once more if a level has grown behind its neighbours.
+    TagFileState InspectWithGrownLevels();
+    TagFileState InspectWithoutGrowth(bool isRecovering);
 
     CFile& m_file;
     ULONGLONG m_size = 0;
@@ -33,6 +37,8 @@ public:
     KxObjectInspector m_objects;
 
 private:
+    TagFileState Inspect(bool isRecovering);
+
     /// A chain that is being walked: where its next record stands, chainEnd when it is done.
     struct Level {
         ULONGLONG next;
@@ -78,6 +84,16 @@ private:
     std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
     bool m_isBroken = false;  // a chain ended before its end
+    // Levels that have grown: no range of bytes holds them.
+    void FindLinks();
+    bool HasGrownTo(ULONGLONG position) const;
+    ULONGLONG PayloadLimit(ULONGLONG address, ULONGLONG limit) const;
+
+    enum class Growth { none, unseen, seen, followed };
+    Growth m_growth = Growth::none;
+    std::map<ULONGLONG, int> m_links;  // records that another one leads to, and how many do
+    std::vector<ULONGLONG> m_heads;    // all records that chains lead to, in the order of the file
+    std::set<ULONGLONG> m_markerEnds;  // places right behind records without payload
     // Recovering:
     struct Deferred {  // a link out of the payload of a level's parent, for when all within was walked
         ULONGLONG position;

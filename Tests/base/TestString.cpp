@@ -175,6 +175,41 @@ TEST(String, ConversionsBetweenTheKinds) {
     EXPECT_EQ(CStringA("\xE4").CompareNoCase(CStringA("\xC4")), 0);
 }
 
+template <class C>
+CStringT<C> Both(char const* text) {
+    return CStringT<C>(KxTools::String(KxString(text)));
+}
+template <class C>
+void CheckFrameworkString() {
+    CStringT<C> text = Both<C>(
+        " \tStra\xC3\x9F"
+        "e \xC3\xA4\r\n");
+    EXPECT_EQ(text.TrimLeft().Find(Both<C>("ra")), 2);
+    EXPECT_EQ(text.TrimRight().GetLength(), 8);
+    EXPECT_EQ(text.Find(C('a'), 4), -1);
+    EXPECT_EQ(text.Find(Both<C>("zz"), -5), -1);
+    EXPECT_TRUE(text.MakeUpper() == Both<C>("STRA\xC3\x9F"
+                                            "E \xC3\x84"));
+    EXPECT_EQ(text.CompareNoCase(Both<C>("stra\xC3\x9F"
+                                         "e \xC3\xA4")),
+              0);
+    EXPECT_TRUE(text.MakeLower() == Both<C>("stra\xC3\x9F"
+                                            "e \xC3\xA4") &&
+                text < Both<C>("t"));
+    EXPECT_TRUE(text.Mid(-1, 3) == Both<C>("str") && text.Mid(99).IsEmpty() && text.Left(-1).IsEmpty());
+    text.Empty();
+    text += C('x');
+    text += static_cast<C const*>(nullptr);
+    EXPECT_TRUE(text + CStringT<C>(C('y'), 2) == Both<C>("xyy") && CStringT<C>(text.GetString(), -1).IsEmpty());
+}
+
+TEST(String, FrameworkStringsOfBothWidths) {
+    CheckFrameworkString<wchar_t>();
+    CheckFrameworkString<char>();
+    EXPECT_EQ(U(KxString(L"a") + KxTools::String(L"b") + L"c" + static_cast<wchar_t const*>(nullptr)), "abc");
+    EXPECT_EQ(U(KxString(KxTools::String(L"a") + KxTools::String(L"b"))), "ab");
+}
+
 TEST(Resources, TextsByNumber) {
     EXPECT_EQ(U(KxString(KxResId(6002))), "Die Dateigröße überschreitet das erlaubte Maximum von 4 GBytes");
     KxString text;

@@ -104,6 +104,12 @@ TEST(DragDrop, OneRegistrationServesBoth) {
     EXPECT_EQ(other.OnDrop(&view, nullptr, DROPEFFECT_COPY, {}), 0);  // dropping is off, and there is no user
     EXPECT_EQ(view.dragDrop.OnDrop(&view, nullptr, DROPEFFECT_COPY, {}), 0);
     EXPECT_EQ(view.log, "");
+    struct : COleDropTarget {
+    } nobody;  // takes nothing
+    EXPECT_EQ(nobody.OnDragEnter(&view, nullptr, DROPEFFECT_COPY, {}), DROPEFFECT_NONE);
+    EXPECT_EQ(nobody.OnDragOver(&view, nullptr, DROPEFFECT_COPY, {}), DROPEFFECT_NONE);
+    EXPECT_EQ(nobody.OnDrop(&view, nullptr, DROPEFFECT_COPY, {}), 0);
+    nobody.OnDragLeave(&view);
 }
 
 class Drag : public testing::Test {

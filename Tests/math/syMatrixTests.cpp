@@ -85,6 +85,11 @@ TEST(Vec, Arithmetic) {
     peaks.Min(&at) = 100;
     EXPECT_EQ(at, 2);
     EXPECT_EQ(peaks[2], 100);
+    KxVec const& seen = peaks;
+    EXPECT_TRUE(seen.Max(&at) == 100 && at == 2 && seen.Min() == -4);
+    peaks = KxTArray<double>(Vector({2, -4}));
+    (peaks /= -2).Negate();
+    EXPECT_EQ(List(peaks), (std::vector<double>{1, -2}));
     // Long sums: every length takes a different way through the loop.
     for (int n = 0; n < 9; ++n) {
         KxVec ones(n, 1.0), numbers(n, 0.0);

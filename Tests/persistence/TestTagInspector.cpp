@@ -3,6 +3,7 @@
 #include "TagTest.h"
 
 #include "hbtools/persistence/syGeometryTags.h"
+#include "hbtools/persistence/syTagCopier.h"
 #include "hbtools/persistence/syTagInspector.h"
 
 #include <cstring>
@@ -179,6 +180,44 @@ TEST(TagInspector, BackwardLinksAndSharedTailsAreNamed) {
                               "03000000 6400 00000000 36000000 12000000"))
                   .faults,
               "overlap@18>36-0 cycle@36>18-0 ");
+}
+
+/// Appends a scalar to the level behind the marker, with whatever stands behind it.
+void Grow(CFile& file, unsigned long marker, unsigned long id) {
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 1);
+    archive >> KxNullTag(marker);
+    int value = static_cast<int>(id);
+    KxTagArchive(&file, 0) << KxTTag<int>(id, value);
+}
+
+TEST(TagInspector, LevelsGrowBehindTheirNeighbours) {
+    for (TagFormat format : {TagFormat32, TagFormat64}) {
+        FormatScope const scope(format);
+        CMemFile file;
+        KxTArray<KxVec3d> points(2);
+        KxTagArchive archive(&file, 0);
+        for (unsigned long marker : {1UL, 2UL}) {
+            archive << KxNullTag(marker);
+            archive.LevelDown();
+            archive << KxVec3dArrayTag(marker * 10,
+                                       points);  // ends where the other level goes on, or a neighbour begins
+            archive.LevelUp();
+        }
+        archive << KxVec3dArrayTag(3, points);
+        for (auto [marker, id] : {std::pair{1UL, 11UL}, {2UL, 21UL}, {1UL, 12UL}, {2UL, 22UL}}) Grow(file, marker, id);
+        std::string const levels =
+            "1:marker:0 10:array of KxVec3d:1 11:scalar:1 12:scalar:1 "
+            "2:marker:0 20:array of KxVec3d:1 21:scalar:1 22:scalar:1 3:array of KxVec3d:0 ";
+        Findings const grown = Inspect(BytesOf(file));
+        EXPECT_EQ(grown.state, TagFileWhole) << grown.faults;
+        EXPECT_EQ(grown.records, levels);
+        CMemFile copy;
+        EXPECT_EQ(KxTagCopier(&file).Convert(copy, TagFormat64), TagFileWhole);
+        EXPECT_EQ(Inspect(BytesOf(copy)).records, levels);
+        EXPECT_EQ(KxTagCopier(&file).Repair(copy), TagFileWhole);
+        EXPECT_EQ(Inspect(BytesOf(copy)).records, levels);
+    }
 }
 
 TEST(TagInspector, EveryCutIsSeenAndEveryFlippedBitIsSurvived) {
