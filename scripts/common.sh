@@ -126,7 +126,7 @@ announce() {
     while IFS= read -r line; do
         case $line in
         '['*'] Re-'*) ;;
-        '['*'] '*) [ -n "$said" ] || say "building ..."; said=1 ;;
+        '['*'] '*) [ -n "$said" ] || say "building, which takes minutes the first time ..."; said=1 ;;
         esac
     done
 }
