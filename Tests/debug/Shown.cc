@@ -23,7 +23,7 @@ void Show() {
     CString const framework(L"a \"b\"");
     KxDirEntry const path(L"/tmp/scan.tag");
     KxDateTime const moment(2024, 12, 31, 23, 59, 58), unset;
-    KxVersion const version(301);
+    [[maybe_unused]] KxVersion const version(301);
     KxAngle const angle(short(90));
 
     KxTArray<int> array(3);
@@ -54,8 +54,8 @@ void Show() {
     CList<int> frameworkList;
     frameworkList.AddTail(5);
 
-    KxVec2s const flat(short(1), short(2));
-    KxMatrix3 const matrix;
+    [[maybe_unused]] KxVec2s const flat(short(1), short(2));
+    [[maybe_unused]] KxMatrix3 const matrix;
     KxMatrix wide(3, 2);
     wide[1][2] = 8;
     KxHistogram histogram;
@@ -70,9 +70,9 @@ void Show() {
     Defect const defect;
     alignas(16) unsigned char noise[256];
     std::memset(noise, 0x7f, sizeof noise);
-    auto const& damagedList = reinterpret_cast<KxTList<int> const&>(noise);
-    auto const& damagedMap = reinterpret_cast<KxTMap<int, int> const&>(noise);
-    auto const& damagedText = reinterpret_cast<KxString const&>(noise);
+    [[maybe_unused]] auto const& damagedList = reinterpret_cast<KxTList<int> const&>(noise);
+    [[maybe_unused]] auto const& damagedMap = reinterpret_cast<KxTMap<int, int> const&>(noise);
+    [[maybe_unused]] auto const& damagedText = reinterpret_cast<KxString const&>(noise);
     Here();
 }
 
