@@ -268,7 +268,8 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         return;
     }
     ULONGLONG const payloadLimit = PayloadLimit(image.dataAddress, limit);
-    detail::PayloadFinding const finding = detail::FindPayload(m_file, image, payloadLimit, m_budget, m_objects);
+    detail::PayloadFinding finding = detail::FindPayload(m_file, image, payloadLimit, m_budget, m_objects);
+    RejectCut(m_records[number], finding);
     if (finding.fault.Len() > 0)
         Fault(finding.faultKind, position, finding.target, finding.lostBytes, L"the record at %llu: %s", position,
               finding.fault);

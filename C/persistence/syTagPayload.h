@@ -48,6 +48,9 @@ PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONG
 /// by its numbers. `kept` is 0 if nothing tells its kind.
 PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, ULONGLONG promisedEnd);
 
+/// True if a collection that begins at `address` would end at `promisedEnd`, by its count and one of the kinds.
+bool IsCollectionUpTo(CFile& file, ULONGLONG address, ULONGLONG promisedEnd);
+
 /// True if what stands there begins as a 2-D array of measured points does, whatever of it is there.
 bool LooksLikeGrid(CFile& file, ULONGLONG address, ULONGLONG end);
 

@@ -223,6 +223,23 @@ ULONGLONG KxTagInspector::Walk::PromisedEnd(SxTagRecord const& record) const {
     return m_levels.empty() ? 0 : m_levels.back().promisedEnd;
 }
 
+// A collection of points that was cut may have the shape of shorter points up to the end of the file. The link tells them
+// apart, where it leads behind the end and the count fits up to there.
+void KxTagInspector::Walk::RejectCut(SxTagRecord const& record, detail::PayloadFinding& finding) const {
+    ULONGLONG const address = record.image.dataAddress, promised = PromisedEnd(record);
+    bool const isCollection = finding.kind >= PayloadVec2sArray && finding.kind <= PayloadVec3d2dArray;
+    if (!isCollection || finding.fault.Len() > 0 || promised <= m_size || address + finding.size != m_size) return;
+    if (!detail::IsCollectionUpTo(m_file, address, promised)) return;
+    ULONGLONG const there = m_size - address;
+    finding = {};
+    finding.kind = PayloadUnknown;
+    finding.size = there;
+    finding.faultKind = FaultShortPayload;
+    finding.lostBytes = promised - m_size;
+    finding.fault.SPrintf(L"the payload of %llu bytes is cut: by its count and the link it had %llu", there,
+                          promised - address);
+}
+
 // What is whole of a damaged payload.
 void KxTagInspector::Walk::TakeLeft(int number, ULONGLONG end, detail::PayloadFinding const& finding) {
     SxTagRecord& record = m_records[number];

@@ -95,6 +95,15 @@ bool LooksLikeGrid(CFile& file, ULONGLONG address, ULONGLONG end) {
     return looks.ints < 0.5 && GuessWidth(looks) != 0;
 }
 
+bool IsCollectionUpTo(CFile& file, ULONGLONG address, ULONGLONG promisedEnd) {
+    std::array<std::int32_t, 2> heads{};
+    file.Seek(static_cast<LONGLONG>(address), CFile::begin);
+    if (promisedEnd <= address || file.Read(heads.data(), sizeof heads) != sizeof heads) return false;
+    bool isOne = false;
+    AllShapes(heads[0], heads[1], [&](Shape const& shape) { isOne |= shape.Size() == promisedEnd - address; });
+    return isOne;
+}
+
 PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, ULONGLONG promisedEnd) {
     PayloadFinding left;
     left.kind = PayloadUnknown;

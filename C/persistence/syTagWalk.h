@@ -112,6 +112,7 @@ private:
     ULONGLONG CollectionEnd(Level const& level, SxTagRecord const& record, ULONGLONG end);
     void FollowOrMend(Level& level, int number);
     void FaultMended(SxTagRecord const& record, ULONGLONG end);
+    void RejectCut(SxTagRecord const& record, detail::PayloadFinding& finding) const;
     void TakeLeft(int number, ULONGLONG end, detail::PayloadFinding const& finding);
     ULONGLONG PromisedEnd(SxTagRecord const& record) const;
     void FindNextOf(Level& level);

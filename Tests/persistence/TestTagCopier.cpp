@@ -252,6 +252,8 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
         {"link within a tag array", with(tags, 18 + 22 + 26 * 40 + 15, 0x7f), "100/100 1; ", tags.size()},
         {"before a link", cut(followed, 18 + 4 + 24), "1/100 1; ", 18 + 4 + 24},
         {"before a link further out", cut(nested, 36 + 4 + 12 * 2), "2/100 1; ", 36 + 4 + 12 * 2},
+        {"where shorter points would end", cut(followed, 18 + 4 + 12 * 100), "50/100 1; ", 18 + 4 + 24 * 50},
+        {"the same in a level", cut(nested, 36 + 4 + 4 * 100), "33/100 1; ", 36 + 4 + 12 * 33},
         {"nothing of an array", cut(plain, 18 + 4 + 11), "0/100 1; ", 0},
         {"count of 16777316", with(followed, 18 + 3, 1), "100/16777316 1; ", followed.size()},
         {"count below 0", with(followed, 18 + 3, 0x80), "100/100 1; ", followed.size()},
