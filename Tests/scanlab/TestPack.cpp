@@ -80,6 +80,7 @@ TEST_F(Pack, ADamagedArchiveOrAKilledRunBringsNothing) {
     };
     auto const files = inFolder();
     for (int at : {1, 2, 4}) {
+        if (isThreadSanitized) break;  // whose own locks nobody opens behind a fork
         EXPECT_EXIT(
             {
                 int reports = 0;
