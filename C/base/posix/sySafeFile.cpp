@@ -106,6 +106,11 @@ void KxxSaveFile(KxString const& path, std::string_view bytes) {
     file.Commit();
 }
 
+void KxxFlushFolder(KxString const& path) {
+    if (int const error = detail::SyncDirectory(path.Len() == 0 ? "." : KxxToSystemPath(path.View())))
+        Throw(__LINE__, path, error);
+}
+
 bool KxxIsTemporaryName(KxString const& fileName) {
     std::wstring_view const name = fileName.View();
     constexpr std::wstring_view mark = L".hbtmp-";
