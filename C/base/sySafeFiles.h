@@ -26,7 +26,10 @@ public:
     /// The file is whole. Many of them get their names now, in the order in which they ended.
     void End();
     void Drop() noexcept;
-    /// All that ended get their names, and their folders are flushed. The first that cannot takes those behind it along.
+    /// A folder in which another one was made: flushed with those of the files.
+    void AddFolder(KxString const& path);
+    /// All that ended get their names, and their folders are flushed. The first that cannot takes those behind it along. Of
+    /// folders that cannot be flushed the first is told when the others are.
     void Commit();
 
     /// Of the one that is being written.

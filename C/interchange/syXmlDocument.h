@@ -26,6 +26,11 @@ namespace KxN::detail {
 /// goes beyond a limit or has a document type; `failure` tells why and where then.
 bool ReadXml(pugi::xml_document& document, std::string_view bytes, char const* encoding, KxString& failure);
 
+/// Whether a document in UTF-8 would be read.
+bool CheckXml(std::string_view bytes);
+/// False, and nothing has changed, if there is no memory.
+bool AppendXmlAttribute(pugi::xml_node node, char const* name, char const* value);
+
 /// The bytes of a file, in the encoding that the document declares. False if that is none that we have; `failure` names it.
 bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& failure);
 /// The text of a node, as UTF-8.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <new>
 #include <utility>
 
 namespace KxN {
@@ -16,25 +17,31 @@ using namespace detail;
 
 namespace {
 
-/// The pairs of an instruction, in their order. False if a quote is missing.
+/// The pairs of an instruction, in their order. False if it holds anything else.
 using Pairs = std::vector<std::pair<std::wstring, std::wstring>>;
 bool TakeApart(std::wstring_view text, Pairs& pairs) {
+    constexpr wchar_t const* blanks = L" \t\r\n";
     for (;;) {
-        std::size_t const begin = text.find_first_not_of(L" \t\r\n");
+        std::size_t const begin = text.find_first_not_of(blanks);
         if (begin == text.npos) return true;
-        std::size_t const equals = text.find(L'=', begin), open = text.find(L'"', begin);
-        if (equals == text.npos || open == text.npos || open < equals) return false;
-        std::size_t const close = text.find(L'"', open + 1);
-        if (close == text.npos) return false;
-        std::size_t const end = text.find_last_not_of(L" \t\r\n", equals - 1);
-        pairs.emplace_back(text.substr(begin, end + 1 - begin), text.substr(open + 1, close - open - 1));
+        std::size_t const equals = text.find(L'=', begin), open = text.find_first_of(L"\"'", begin);
+        if (equals == text.npos || open == text.npos || text.find_first_not_of(blanks, equals + 1) != open)
+            return false;
+        std::size_t const close = text.find(text[open], open + 1);
+        if (equals == begin || close == text.npos) return false;
+        std::wstring_view const name = text.substr(begin, text.find_last_not_of(blanks, equals - 1) + 1 - begin);
+        if (name.find_first_of(blanks) != name.npos) return false;
+        pairs.emplace_back(name, text.substr(open + 1, close - open - 1));
         text.remove_prefix(close + 1);
     }
 }
 
 std::wstring Joined(Pairs const& pairs) {
     std::wstring text;
-    for (auto const& [name, value] : pairs) ((text += name) += L"=\"") += value + L"\" ";
+    for (auto const& [name, value] : pairs) {
+        wchar_t const* const quote = value.find(L'"') == value.npos ? L"\"" : L"'";
+        ((((text += name) += L"=") += quote) += value + quote) += L" ";
+    }
     return text;
 }
 
@@ -54,18 +61,12 @@ pugi::xml_node FindInstruction(pugi::xml_document const& tree, wchar_t const* he
     return {};
 }
 
-/// Gives an instruction or the declaration its content. False if it could not stand in a document.
-bool Fill(pugi::xml_node node, wchar_t const* header, Pairs const& pairs) {
-    std::wstring const text = Joined(pairs);
-    if (!IsXmlName(header) || !IsXmlText(text) || text.find(L"?>") != text.npos) return false;
-    // Who reads it decides what else the declaration may not hold, and which targets are reserved.
-    pugi::xml_document probe;
-    KxString failure;
-    if (!ReadXml(probe, "<?" + KxxToUtf8(header) + " " + KxxToUtf8(text) + "?><a/>", "UTF-8", failure)) return false;
-    bool isDone = node.set_name(KxxToUtf8(header).c_str());
-    if (node.type() != pugi::node_declaration) return isDone && node.set_value(KxxToUtf8(text).c_str());
+/// Gives a new instruction or declaration its content. False if there is no memory.
+bool Fill(pugi::xml_node node, std::string const& header, Pairs const& pairs) {
+    bool isDone = node.set_name(header.c_str());
+    if (node.type() != pugi::node_declaration) return isDone && node.set_value(KxxToUtf8(Joined(pairs)).c_str());
     for (auto const& [name, value] : pairs)
-        isDone = isDone && node.append_attribute(KxxToUtf8(name).c_str()).set_value(KxxToUtf8(value).c_str());
+        isDone = isDone && AppendXmlAttribute(node, KxxToUtf8(name).c_str(), KxxToUtf8(value).c_str());
     return isDone;
 }
 
@@ -78,7 +79,8 @@ int XML_PARSER::Get_Header(wchar_t const* header, wchar_t const* attribute, KxSt
     std::wstring const text = InstructionText(node);
     std::size_t const at = text.find(attribute);
     if (at == text.npos) return Fail(L"XML_PARSER::Get_Header() : There is no such attribute");
-    std::size_t const open = text.find(L'"', at), close = open == text.npos ? open : text.find(L'"', open + 1);
+    std::size_t const open = text.find_first_of(L"\"'", at);
+    std::size_t const close = open == text.npos ? open : text.find(text[open], open + 1);
     if (close == text.npos) return Fail(L"XML_PARSER::Get_Header() : bad value structure");
     value = KxString(text.substr(open + 1, close - open - 1));
     return 1;
@@ -105,17 +107,31 @@ int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wcha
                          [&](auto const& a, auto const& b) { return place(a.first) < place(b.first); });
         if (pairs.front().first != L"version") pairs.emplace(pairs.begin(), L"version", L"1.0");
     }
-    bool const isPair = IsXmlName(attribute) && std::wstring_view(value).find(L'"') == std::wstring_view::npos;
-    pugi::xml_node const root = tree.document_element();
-    pugi::xml_node_type const type = isDeclaration ? pugi::node_declaration : pugi::node_pi;
-    pugi::xml_node made = old             ? tree.insert_child_before(type, old)
-                          : isDeclaration ? tree.prepend_child(type)
-                          : root          ? tree.insert_child_before(type, root)
-                                          : tree.append_child(type);
-    if (!isPair || !made || !Fill(made, header, pairs)) {
-        if (made) tree.remove_child(made);
+    // Who reads it decides what the declaration may not hold, and which targets are reserved.
+    std::string const target = KxxToUtf8(header);
+    std::wstring const text = Joined(pairs);
+    if (!IsXmlName(header) || !IsXmlName(attribute) || !IsXmlText(text) ||
+        std::wstring_view(value).find_first_of(L"\"\r") != std::wstring_view::npos || text.find(L"?>") != text.npos ||
+        !CheckXml("<?" + target + " " + KxxToUtf8(text) + "?><a/>"))
         return Fail(old ? L"XML_PARSER::Set_Header() : Can't create the new processing instruction node"
                         : L"PARSER_XML::SetHeader() : Can't create new Processing node");
+    // Nothing stands before the declaration.
+    pugi::xml_node const root = tree.document_element(), first = tree.first_child();
+    pugi::xml_node_type const type = isDeclaration ? pugi::node_declaration : pugi::node_pi;
+    pugi::xml_node made = old                                      ? tree.insert_child_before(type, old)
+                          : root && !isDeclaration                 ? tree.insert_child_before(type, root)
+                          : first.type() == pugi::node_declaration ? tree.insert_child_after(type, first)
+                                                                   : tree.prepend_child(type);
+    bool isFilled = false;
+    try {
+        isFilled = made && Fill(made, target, pairs);
+    } catch (...) {
+        tree.remove_child(made);
+        throw;
+    }
+    if (!isFilled) {
+        if (made) tree.remove_child(made);
+        throw std::bad_alloc();
     }
     if (old) tree.remove_child(old);
     return 1;

@@ -87,7 +87,8 @@ int XML_PARSER::Fail(wchar_t const* text) {
 }
 
 KxString const& XML_PARSER::Get_LastError() const {
-    if (m_failure) m_lastError = std::exchange(m_failure, nullptr);
+    if (m_failure) m_lastError = m_failure;
+    m_failure = nullptr;
     return m_lastError;
 }
 
@@ -99,7 +100,7 @@ int XML_PARSER::Init_MSXML() {
 }
 
 void XML_PARSER::Reset_XML_Document() {
-    Init_MSXML();
+    m_document->tree.reset();
     m_text = m_documentText = m_loadFailure = KxString();
     SetCurrent({});
 }
@@ -116,10 +117,11 @@ int XML_PARSER::Load(std::string const& bytes, char const* encoding) {
 }
 
 int XML_PARSER::Load_XML_Document(wchar_t const* path) {
+    KxString const name(path);  // which may be a text of ours
     Reset_XML_Document();
     std::string bytes;
     try {
-        CFile file(path, CFile::modeRead);
+        CFile file(name, CFile::modeRead);
         ULONGLONG const size = file.GetLength();
         if (size > KxxLimits().textFileBytes) {
             m_loadFailure = L"the file is too large";
@@ -141,9 +143,10 @@ int XML_PARSER::Load_XML_Document(wchar_t const* path) {
 }
 
 void XML_PARSER::Load_XML_From_Buffer(wchar_t const* text) {
+    KxString const kept(text);
     Reset_XML_Document();
-    m_documentText = text;
-    std::wstring_view const whole = text;
+    m_documentText = kept;
+    std::wstring_view const whole = kept.View();
     auto const bad = std::find_if(whole.begin(), whole.end(), [](wchar_t c) {
         auto const code = static_cast<std::uint32_t>(c);
         return (code >= 0xd800 && code < 0xe000) || code > 0x10ffff;
@@ -200,8 +203,8 @@ int XML_PARSER::Save_XML_Document(wchar_t const* path) {
 }
 
 int XML_PARSER::Get_XML_Document(KxString& text) {
-    m_documentText = Wide(TextOfXml(m_document->tree).c_str());
-    text = m_documentText;
+    KxString const whole = Wide(TextOfXml(m_document->tree).c_str());
+    text = m_documentText = whole;
     return 1;
 }
 
@@ -215,19 +218,29 @@ int XML_PARSER::Get_XML(KxString& text) {
 
 void XML_PARSER::SetCurrent(pugi::xml_node node) {
     m_document->current = node;
-    m_isGrabbed = m_hasAttributes = false;
+    m_isGrabbed = m_hasChain = m_hasAttributes = false;
     m_attributeIndex = -1;
 }
 
+/// Not the chain, which is as long as the document is deep: most callers ask for the name alone.
 void XML_PARSER::Grab_Node_Informations() const {
     if (m_isGrabbed) return;
-    m_isGrabbed = true;
-    pugi::xml_node node = m_document->current;
+    pugi::xml_node const node = m_document->current;
     m_name = node ? KxString(KxxWidenUtf8(NameOf(node))) : KxString();
     m_tag = node ? KxString(L"<" + std::wstring(m_name.View()) + L">") : KxString();
+    m_isGrabbed = true;
+}
+
+/// The tags from the root down to the parent, or as many of the last ones as make up that many bytes.
+std::string XML_PARSER::ChainOf(pugi::xml_node node, std::size_t atLeast) {
+    std::vector<std::string_view> names;
+    for (std::size_t size = 0; size < atLeast && (node = node.parent()).type() == pugi::node_element;) {
+        names.emplace_back(node.name());
+        size += names.back().size() + 2;
+    }
     std::string chain;
-    while ((node = node.parent()).type() == pugi::node_element) chain.insert(0, "<"s + node.name() + ">");
-    m_chain = Wide(chain.c_str());
+    for (; !names.empty(); names.pop_back()) ((chain += '<') += names.back()) += '>';
+    return chain;
 }
 
 void XML_PARSER::GrabAttributes() const {
@@ -252,7 +265,8 @@ KxString const& XML_PARSER::Get_CurrentName() const {
 }
 
 KxString const& XML_PARSER::Get_Chain() const {
-    Grab_Node_Informations();
+    if (!m_hasChain) m_chain = Wide(ChainOf(m_document->current, std::string::npos).c_str());
+    m_hasChain = true;
     return m_chain;
 }
 
@@ -341,7 +355,8 @@ int XML_PARSER::Is_Tag(wchar_t const* tag) const {
 }
 
 int XML_PARSER::Is_Child_of(wchar_t const* chain) const {
-    return *chain && Get_Chain().View().ends_with(chain);
+    std::string const wanted = KxxToUtf8(chain);
+    return !wanted.empty() && ChainOf(m_document->current, wanted.size()).ends_with(wanted);
 }
 
 int XML_PARSER::Is_Root() const {
@@ -407,10 +422,12 @@ int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t c
     if (isCData ? !IsXmlText(content) : !IsXmlName(content))
         return Fail(isCData ? L"XML_PARSER : The text holds a character that XML does not have"
                             : L"XML_PARSER : The name is none that XML has");
-    if (!isInside && (!at || Is_Root())) return Fail(failureAtRoot);
+    if (!isInside && Is_Root()) return Fail(failureAtRoot);
     if (isInside && at && at.type() != pugi::node_element) return Fail(L"XML_PARSER : Only an element has children");
-    if (!at && (isCData || m_document->tree.document_element())) return Fail(L"XML_PARSER : There is no node");
+    if (!at && (isCData || !isInside || m_document->tree.document_element()))
+        return Fail(L"XML_PARSER : There is no node");
     if (DepthOf(at) + isInside > KxxLimits().nestingDepth) return Fail(L"XML_PARSER : nested too deep");
+    std::string const text = KxxToUtf8(content);  // before anything changes
     pugi::xml_node_type const type = isCData ? pugi::node_cdata : pugi::node_element;
     pugi::xml_node into = at ? isInside ? at : at.parent() : pugi::xml_node(m_document->tree);
     pugi::xml_node made;
@@ -420,7 +437,6 @@ int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t c
         case Place::before: made = into.insert_child_before(type, at); break;
         case Place::after: made = into.insert_child_after(type, at); break;
     }
-    std::string const text = KxxToUtf8(content);
     if (!made || !(isCData ? made.set_value(text.c_str()) : made.set_name(text.c_str()))) {
         if (made) into.remove_child(made);
         throw std::bad_alloc();
@@ -474,12 +490,8 @@ int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
     for (; attribute && key != attribute.name(); attribute = attribute.next_attribute()) ++count;
     if (!attribute && count >= KxxLimits().xmlAttributes)
         return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : too many attributes");
-    bool const isNew = !attribute;
-    if (isNew) attribute = node.append_attribute(key.c_str());
-    if (!attribute.set_value(text.c_str())) {
-        if (isNew) node.remove_attribute(attribute);
+    if (!(attribute ? attribute.set_value(text.c_str()) : AppendXmlAttribute(node, key.c_str(), text.c_str())))
         throw std::bad_alloc();
-    }
     m_hasAttributes = false;
     return 1;
 }

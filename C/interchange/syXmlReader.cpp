@@ -7,6 +7,7 @@
 #include "hbtools/base/syLimits.h"
 #include "interchange/syXmlDocument.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -26,9 +27,14 @@ bool IsBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == text.npos;
 }
 
+/// Takes no memory: the parser calls.
+bool IsSame(std::string_view encoding, std::string_view upper) {
+    return std::equal(encoding.begin(), encoding.end(), upper.begin(), upper.end(),
+                      [](char a, char b) { return a == b || (a >= 'a' && a <= 'z' && a - 'a' + 'A' == b); });
+}
+
 bool IsUtf8(char const* encoding) {
-    KxString const upper = KxString(encoding).Upper();
-    return upper == L"UTF-8" || upper == L"US-ASCII";
+    return IsSame(encoding, "UTF-8") || IsSame(encoding, "US-ASCII");
 }
 
 /// Drops blank text between elements. Alone in an element it is a value, and beside other text or CDATA it is content.
@@ -65,15 +71,21 @@ void DropAllBlanks(pugi::xml_node root) {
 /// What both ways to read have in common: limits, refusals, encodings.
 class Reader {
 public:
-    explicit Reader(char const* encoding) : m_parser(::XML_ParserCreate(encoding)) {
+    explicit Reader(char const* encoding)
+        : m_parser(::XML_ParserCreate(encoding)), m_isEncodingKnown(encoding != nullptr) {
         if (!m_parser) throw std::bad_alloc();
         ::XML_SetUserData(Parser(), this);
         ::XML_SetStartDoctypeDeclHandler(Parser(), &DocType);
-        ::XML_SetUnknownEncodingHandler(Parser(), &UnknownEncoding, nullptr);
+        ::XML_SetUnknownEncodingHandler(Parser(), &UnknownEncoding, this);
     }
 
     bool Read(std::string_view bytes, KxString& failure) {
         constexpr std::size_t most = 1U << 30;
+        if (!m_isEncodingKnown)
+            m_mark = bytes.starts_with("\xef\xbb\xbf") ? "UTF-8"
+                     : bytes.starts_with("\xff\xfe")   ? "UTF-16LE"
+                     : bytes.starts_with("\xfe\xff")   ? "UTF-16BE"
+                                                       : "";
         XML_Status status = XML_STATUS_OK;
         do {
             std::string_view const part = bytes.substr(0, most);
@@ -108,18 +120,34 @@ protected:
         return true;
     }
     void Close() { --m_depth; }
+    /// False if it is refused. `version` is null where an entity is declared, of which there are none.
+    bool Declare(char const* version, char const* encoding) {
+        if (!version || IsRefused()) return false;
+        std::string_view const number(version);
+        if (!number.starts_with("1.") || number.size() < 3 || number.find_first_not_of("0123456789", 2) != number.npos)
+            return Refuse("the declared version is none that is known"), false;
+        bool const isEitherOrder = m_mark.starts_with("UTF-16") && IsSame(encoding ? encoding : "", "UTF-16");
+        if (!m_mark.empty() && encoding && !isEitherOrder && !IsSame(encoding, m_mark))
+            return Refuse("the mark at the beginning contradicts the declared encoding"), false;
+        return true;
+    }
+    bool IsEncodingKnown() const { return m_isEncodingKnown; }
 
 private:
     static void DocType(void* user, XML_Char const*, XML_Char const*, XML_Char const*, int) {
         static_cast<Reader*>(user)->Refuse("a document type declaration is not allowed");
     }
-    static int UnknownEncoding(void*, XML_Char const* name, XML_Encoding* info) {
-        KxString const upper = KxString(name).Upper();
-        if (!(upper == L"WINDOWS-1252") && !(upper == L"CP1252")) return XML_STATUS_ERROR;
-        for (int i = 0; i < 256; ++i) {
-            char const byte = static_cast<char>(i);
-            std::wstring const wide = KxxWidenNarrow(std::string_view(&byte, 1), 1252);
-            info->map[i] = wide.size() == 1 ? static_cast<int>(wide[0]) : -1;
+    static int UnknownEncoding(void* user, XML_Char const* name, XML_Encoding* info) {
+        if (!IsSame(name, "WINDOWS-1252") && !IsSame(name, "CP1252")) return XML_STATUS_ERROR;
+        try {
+            for (int i = 0; i < 256; ++i) {
+                char const byte = static_cast<char>(i);
+                std::wstring const wide = KxxWidenNarrow(std::string_view(&byte, 1), 1252);
+                info->map[i] = wide.size() == 1 ? static_cast<int>(wide[0]) : -1;
+            }
+        } catch (std::bad_alloc const&) {
+            static_cast<Reader*>(user)->Check(false);
+            return XML_STATUS_ERROR;
         }
         info->data = nullptr;
         info->convert = nullptr;
@@ -128,6 +156,8 @@ private:
     }
 
     std::unique_ptr<XML_ParserStruct, ParserFree> m_parser;
+    bool m_isEncodingKnown;   // whatever the document declares
+    std::string_view m_mark;  // the encoding that the first bytes tell
     int m_depth = 0;
     char const* m_refusal = nullptr;
     bool m_isPoor = false;
@@ -136,10 +166,7 @@ private:
 /// Only checks, and finds out whether the other library may read the bytes by itself.
 class Checker : public Reader {
 public:
-    explicit Checker(char const* encoding)
-        : Reader(encoding),
-          m_isEncodingKnown(encoding != nullptr),
-          m_held(static_cast<std::size_t>(KxxLimits().nestingDepth) + 1) {
+    explicit Checker(char const* encoding) : Reader(encoding), m_held(64) {
         ::XML_SetElementHandler(Parser(), &Start, &End);
         ::XML_SetCharacterDataHandler(Parser(), &Text);
         ::XML_SetCdataSectionHandler(Parser(), &StartCData, &EndCData);
@@ -168,8 +195,16 @@ private:
     }
 
     static void Start(void* user, XML_Char const*, XML_Char const** attributes) {
-        Of(user).EndRun();
-        if (Of(user).Open(attributes)) Of(user).m_held[static_cast<std::size_t>(Of(user).Depth())] = 0;
+        Checker& checker = Of(user);
+        checker.EndRun();
+        if (!checker.Open(attributes)) return;
+        auto const depth = static_cast<std::size_t>(checker.Depth());
+        try {
+            if (depth >= checker.m_held.size()) checker.m_held.resize(2 * depth);
+            checker.m_held[depth] = 0;
+        } catch (std::bad_alloc const&) {
+            checker.Check(false);
+        }
     }
     static void End(void* user, XML_Char const*) {
         if (Of(user).IsRefused()) return;
@@ -194,11 +229,11 @@ private:
         if (std::strchr(data, '\n')) Of(user).m_isSpecial = true;  // whose end the other library leaves as it is
     }
     static void Declaration(void* user, XML_Char const* version, XML_Char const* encoding, int) {
-        if (!version || !encoding || Of(user).m_isEncodingKnown || IsUtf8(encoding)) return;
+        if (!Of(user).Declare(version, encoding)) return;
+        if (!encoding || Of(user).IsEncodingKnown() || IsUtf8(encoding)) return;
         Of(user).m_isSpecial = true;
     }
 
-    bool m_isEncodingKnown;  // whatever the document declares
     bool m_isSpecial = false, m_hasMixedBlanks = false;
     std::vector<unsigned char> m_held;  // of the open element of each level
     unsigned char m_run = 0;
@@ -235,10 +270,7 @@ private:
         builder.Flush();
         pugi::xml_node node = builder.Append(pugi::node_element);
         builder.Check(node.set_name(name));
-        for (; *attributes; attributes += 2) {
-            pugi::xml_attribute attribute = node.append_attribute(attributes[0]);
-            builder.Check(attribute.set_value(attributes[1]));
-        }
+        for (; *attributes; attributes += 2) builder.Check(AppendXmlAttribute(node, attributes[0], attributes[1]));
         builder.m_node = node;
     }
     static void End(void* user, XML_Char const*) {
@@ -275,11 +307,11 @@ private:
         Of(user).Check(node.set_name(target) && node.set_value(data));
     }
     static void Declaration(void* user, XML_Char const* version, XML_Char const* encoding, int standalone) {
-        if (!version || Of(user).IsRefused()) return;
+        if (!Of(user).Declare(version, encoding)) return;
         pugi::xml_node node = Of(user).Append(pugi::node_declaration);
-        Of(user).Check(node.set_name("xml") && node.append_attribute("version").set_value(version));
-        if (encoding) Of(user).Check(node.append_attribute("encoding").set_value(encoding));
-        if (standalone >= 0) Of(user).Check(node.append_attribute("standalone").set_value(standalone ? "yes" : "no"));
+        Of(user).Check(node.set_name("xml") && AppendXmlAttribute(node, "version", version));
+        if (encoding) Of(user).Check(AppendXmlAttribute(node, "encoding", encoding));
+        if (standalone >= 0) Of(user).Check(AppendXmlAttribute(node, "standalone", standalone ? "yes" : "no"));
     }
 
     pugi::xml_node m_node;
@@ -287,6 +319,11 @@ private:
 };
 
 }  // namespace
+
+bool CheckXml(std::string_view bytes) {
+    KxString failure;
+    return Checker("UTF-8").Read(bytes, failure);
+}
 
 bool ReadXml(pugi::xml_document& document, std::string_view bytes, char const* encoding, KxString& failure) {
     // UTF-16 is known by its mark, or by the zero in its first character.

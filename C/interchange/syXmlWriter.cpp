@@ -14,12 +14,6 @@ namespace {
 
 constexpr int deepestIndented = 64;  // deeper documents would consist of blanks
 
-class Collecting : public pugi::xml_writer {
-public:
-    void write(void const* data, std::size_t size) override { bytes.append(static_cast<char const*>(data), size); }
-    std::string bytes;
-};
-
 enum class Encoding { utf8, utf16, utf16le, utf16be, ascii, latin1, windows1252 };
 
 /// The names that reading knows too.
@@ -69,56 +63,117 @@ struct Walker : pugi::xml_tree_walker {
     bool fits = true;
 };
 
-// A carriage return that stands there by itself would come back as a line feed. The mark is no byte of UTF-8; where it stands
-// a reference is written.
-constexpr char returnMark = '\xff';
-
-void MarkReturns(pugi::xml_node node) {
-    std::string text = node.value();
-    if (text.find('\r') == text.npos) return;
-    if (node.type() == pugi::node_pcdata) {
-        std::replace(text.begin(), text.end(), '\r', returnMark);
-    } else {  // where there are no references: as every reader takes it
-        for (std::size_t at = 0; (at = text.find('\r', at)) != text.npos;)
-            text.replace(at, text.compare(at, 2, "\r\n") == 0 ? 2 : 1, "\n");
-    }
-    if (!node.set_value(text.c_str())) throw std::bad_alloc();
-}
-
 bool IsText(pugi::xml_node node) {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
 }
 
-/// Puts each of the children on a line of its own.
-void Indent(pugi::xml_node parent, int depth) {
-    std::string line = "\n" + std::string(static_cast<std::size_t>(depth) + 1, '\t');
-    for (pugi::xml_node const child : parent)
-        if (!parent.insert_child_before(pugi::node_pcdata, child).set_value(line.c_str())) throw std::bad_alloc();
-    line.pop_back();
-    if (!parent.append_child(pugi::node_pcdata).set_value(line.c_str())) throw std::bad_alloc();
-}
+/// Prints a node with all in it, straight from the tree: a copy of that could lose nodes where memory is short, and nobody
+/// would know. No recursion: documents may be deep.
+class Printer {
+public:
+    /// `encoding`, if given, stands in the declaration in place of what the document says.
+    Printer(bool isIndented, char const* encoding) : m_isIndented(isIndented), m_encoding(encoding) {}
 
-/// Makes the tree ready to be printed as it is. Blanks go only where no text is, so that reading drops them.
-void Prepare(pugi::xml_document& document, bool isIndented) {
-    int depth = 0;
-    int mixed = -1;  // the depth of the outermost element with text that we are in
-    for (pugi::xml_node node = document.first_child(); node;) {
-        MarkReturns(node);
-        pugi::xml_node const first = node.first_child();
-        if (first && mixed < 0 && std::any_of(node.begin(), node.end(), IsText)) mixed = depth;
-        if (first && mixed < 0 && isIndented) Indent(node, depth);
-        if (first) {
-            node = first;  // behind the blank, which comes next
-            ++depth;
-            continue;
+    void Print(pugi::xml_node top) {
+        int depth = 0;
+        int mixed = -1;  // the depth of the outermost element with text that we are in; blanks go only where none is
+        for (pugi::xml_node node = top;;) {
+            Head(node);
+            if (pugi::xml_node const first = node.first_child()) {
+                if (mixed < 0 && std::any_of(node.begin(), node.end(), IsText)) mixed = depth;
+                Line(++depth, mixed);
+                node = first;
+                continue;
+            }
+            while (node != top && !node.next_sibling()) {
+                node = node.parent();
+                Line(--depth, mixed);
+                if (mixed == depth) mixed = -1;
+                ((bytes += "</") += node.name()) += '>';
+            }
+            if (node == top) return;
+            Line(depth, mixed);
+            node = node.next_sibling();
         }
-        while (node && !node.next_sibling()) {
-            node = node.parent();
-            if (mixed == --depth) mixed = -1;
-        }
-        node = node.next_sibling();
     }
-}
+    std::string bytes;  // UTF-8
+
+private:
+    void Line(int depth, int mixed) {
+        if (!m_isIndented || mixed >= 0) return;
+        bytes += '\n';
+        bytes.append(static_cast<std::size_t>(depth), '\t');
+    }
+    void Escaped(char const* text, bool isAttribute) {
+        char const* from = text;
+        for (;; ++text) {
+            char const* reference = nullptr;
+            switch (*text) {
+                case '&': reference = "&amp;"; break;
+                case '<': reference = "&lt;"; break;
+                case '>': reference = isAttribute ? nullptr : "&gt;"; break;
+                case '"': reference = isAttribute ? "&quot;" : nullptr; break;
+                case '\t': reference = isAttribute ? "&#09;" : nullptr; break;
+                case '\n': reference = isAttribute ? "&#10;" : nullptr; break;
+                case '\r': reference = "&#13;"; break;  // by itself it would come back as a line feed
+                case '\0': bytes.append(from, text); return;
+                default: break;
+            }
+            if (!reference) continue;
+            bytes.append(from, text) += reference;
+            from = text + 1;
+        }
+    }
+    /// In as many sections as it takes: there are no references in one, and the end of one cannot stand in it.
+    void Section(std::string_view text) {
+        bytes += "<![CDATA[";
+        for (std::size_t at = 0; at < text.size(); ++at) {
+            if (text[at] == '\r')
+                bytes += "]]>&#13;<![CDATA[";
+            else if (text[at] == '>' && text.substr(0, at).ends_with("]]"))
+                bytes += "]]><![CDATA[>";
+            else
+                bytes += text[at];
+        }
+        bytes += "]]>";
+    }
+    /// All of a node, or of an element what stands before its children.
+    void Head(pugi::xml_node node) {
+        switch (node.type()) {
+            case pugi::node_pcdata: Escaped(node.value(), false); break;
+            case pugi::node_cdata: Section(node.value()); break;
+            case pugi::node_comment: ((bytes += "<!--") += node.value()) += "-->"; break;
+            case pugi::node_pi:
+                (bytes += "<?") += node.name();
+                if (*node.value()) (bytes += ' ') += node.value();
+                bytes += "?>";
+                break;
+            case pugi::node_declaration:
+                bytes += "<?xml";
+                Attributes(node);
+                bytes += "?>";
+                break;
+            case pugi::node_element:
+                (bytes += '<') += node.name();
+                Attributes(node);
+                bytes += node.first_child() ? ">" : "/>";
+                break;
+            default: break;
+        }
+    }
+    void Attributes(pugi::xml_node node) {
+        bool const isDeclaration = node.type() == pugi::node_declaration;
+        for (pugi::xml_attribute const attribute : node.attributes()) {
+            ((bytes += ' ') += attribute.name()) += "=\"";
+            bool const isReplaced = m_encoding && isDeclaration && attribute.name() == std::string_view("encoding");
+            Escaped(isReplaced ? m_encoding : attribute.value(), true);
+            bytes += '"';
+        }
+    }
+
+    bool m_isIndented;
+    char const* m_encoding;
+};
 
 std::string Transcoded(std::string const& utf8, Encoding encoding) {
     std::string bytes;
@@ -145,24 +200,6 @@ std::string Utf16(std::string const& utf8, Encoding encoding) {
     return bytes;
 }
 
-/// The children line by line, or one after the other, with what stands where the mark is.
-std::string Printed(pugi::xml_document const& prepared, char const* behindEach) {
-    Collecting writer;
-    for (pugi::xml_node const node : prepared) {
-        node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
-        writer.bytes += behindEach;
-    }
-    std::string utf8;
-    utf8.reserve(writer.bytes.size());
-    for (char const c : writer.bytes) {
-        if (c == returnMark)
-            utf8 += "&#13;";
-        else
-            utf8 += c;
-    }
-    return utf8;
-}
-
 }  // namespace
 
 bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& failure) {
@@ -177,15 +214,14 @@ bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& 
     }
     Walker walker;
     walker.encoding = *encoding;
-    pugi::xml_document copy;
-    copy.reset(document);
-    copy.traverse(walker);
-    if (!walker.fits) {
-        copy.first_child().attribute("encoding").set_value("UTF-8");
-        encoding = Encoding::utf8;
+    pugi::xml_node(document).traverse(walker);
+    if (!walker.fits) encoding = Encoding::utf8;
+    Printer printer(walker.deepest <= deepestIndented, walker.fits ? nullptr : "UTF-8");
+    for (pugi::xml_node const node : document) {
+        printer.Print(node);
+        printer.bytes += '\n';
     }
-    Prepare(copy, walker.deepest <= deepestIndented);
-    std::string utf8 = Printed(copy, "\n");
+    std::string& utf8 = printer.bytes;
     if (encoding == Encoding::utf8)
         bytes = std::move(utf8);
     else
@@ -194,27 +230,30 @@ bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& 
 }
 
 std::string TextOfXml(pugi::xml_node node) {
-    bool const isDocument = node.type() == pugi::node_document;
-    Collecting writer;
-    for (pugi::xml_node part = isDocument ? node.first_child() : node; part;) {
-        part.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
-        part = isDocument ? part.next_sibling() : pugi::xml_node();
-    }
-    if (writer.bytes.find('\r') == std::string::npos) return std::move(writer.bytes);
-    pugi::xml_document copy;
-    for (pugi::xml_node part = isDocument ? node.first_child() : node; part;) {
-        if (!copy.append_copy(part)) throw std::bad_alloc();
-        part = isDocument ? part.next_sibling() : pugi::xml_node();
-    }
-    Prepare(copy, false);
-    return Printed(copy, "");
+    Printer printer(false, nullptr);
+    if (node.type() != pugi::node_document)
+        printer.Print(node);
+    else
+        for (pugi::xml_node const part : node) printer.Print(part);
+    return std::move(printer.bytes);
+}
+
+bool AppendXmlAttribute(pugi::xml_node node, char const* name, char const* value) {
+    pugi::xml_attribute attribute = node.append_attribute("");  // which would not tell that it could not name it
+    if (attribute.set_name(name) && attribute.set_value(value)) return true;
+    if (attribute) node.remove_attribute(attribute);
+    return false;
 }
 
 bool IsXmlName(std::wstring_view name) {
+    auto const isPlain = [](wchar_t c) { return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z') || c == L'_'; };
+    if (name.empty()) return false;
+    if (isPlain(name[0]) && std::all_of(name.begin() + 1, name.end(), [&](wchar_t c) {
+            return isPlain(c) || (c >= L'0' && c <= L'9') || c == L'-' || c == L'.';
+        }))
+        return true;
     if (name.find_first_of(L" \t\r\n<>\"'=/&") != name.npos || !IsXmlText(name)) return false;
-    pugi::xml_document document;  // who reads it decides
-    KxString failure;
-    return ReadXml(document, "<" + KxxToUtf8(name) + "/>", "UTF-8", failure);
+    return CheckXml("<" + KxxToUtf8(name) + "/>");  // who reads it decides
 }
 
 bool IsXmlText(std::wstring_view text) {

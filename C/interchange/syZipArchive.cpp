@@ -5,12 +5,15 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syObject.h"
+#include "hbtools/base/sySafeFile.h"
 
 #include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <new>
+#include <tuple>
+#include <utility>
 
 namespace KxN::detail {
 
@@ -86,22 +89,29 @@ bool IsDevice(std::wstring_view component) {
     std::wstring_view const name = upper.View();
     for (wchar_t const* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$", L"CLOCK$"})
         if (name == device) return true;
-    bool const isNumbered = name.size() == 4 && name[3] >= L'0' && name[3] <= L'9';
+    // Also with a digit that is raised.
+    bool const isNumbered = name.size() == 4 && ((name[3] >= L'0' && name[3] <= L'9') || name[3] == 0xb9 ||
+                                                 name[3] == 0xb2 || name[3] == 0xb3);
     return isNumbered && (name.starts_with(L"COM") || name.starts_with(L"LPT"));
 }
 
-/// Control characters, and those that turn the direction of what is shown.
+/// Control characters, those that show nothing, and those that turn the direction of what is shown.
 bool IsDeceptive(wchar_t c) {
+    static constexpr std::pair<std::uint32_t, std::uint32_t> ranges[] = {
+        {0, 0x1f},          {0x7f, 0x9f},     {0xad, 0xad},     {0x34f, 0x34f},     {0x61c, 0x61c},
+        {0x115f, 0x1160},   {0x17b4, 0x17b5}, {0x180b, 0x180f}, {0x200b, 0x200f},   {0x2028, 0x202e},
+        {0x2060, 0x206f},   {0x2800, 0x2800}, {0x3164, 0x3164}, {0xd800, 0xdfff},   {0xfe00, 0xfe0f},
+        {0xfeff, 0xfeff},   {0xffa0, 0xffa0}, {0xfff0, 0xfffb}, {0x1bca0, 0x1bca3}, {0x1d173, 0x1d17a},
+        {0xe0000, 0xe0fff}, {0x110000, ~0U}};
     auto const code = static_cast<std::uint32_t>(c);
-    return code < 0x20 || (code >= 0x7f && code < 0xa0) || (code >= 0x200b && code <= 0x200f) ||
-           (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069) || code == 0xfeff ||
-           (code >= 0xd800 && code < 0xe000) || code > 0x10ffff;
+    return std::any_of(std::begin(ranges), std::end(ranges),
+                       [&](auto const& range) { return code >= range.first && code <= range.second; });
 }
 
 bool IsSafe(std::wstring_view component) {
     constexpr std::wstring_view forbidden = L":*?\"<>|";
     return KxxToSystemPath(component).size() <= longestComponent && component.back() != L'.' &&
-           component.back() != L' ' && !IsDevice(component) &&
+           component.back() != L' ' && !IsDevice(component) && !KxxIsTemporaryName(KxString(component)) &&
            std::none_of(component.begin(), component.end(),
                         [&](wchar_t c) { return IsDeceptive(c) || forbidden.find(c) != forbidden.npos; });
 }
@@ -130,21 +140,31 @@ KxString ZipNames::PathOf(KxString const& name, std::size_t folder) {
 void ZipNames::Add(KxString const& path, bool isFolder) {
     std::string key = KxxToUtf8(path.Upper().View());
     std::replace(key.begin(), key.end(), '/', '\1');
-    m_names.push_back({std::move(key), m_count++, isFolder});
+    m_names.push_back({std::move(key), KxxToUtf8(path.View()), m_count++, isFolder});
 }
 
-std::size_t ZipNames::Clash(std::size_t first) {
-    std::sort(m_names.begin(), m_names.end(), [](Name const& a, Name const& b) { return a.key < b.key; });
+std::size_t ZipNames::Clash(std::size_t first, std::size_t once) {
+    std::sort(m_names.begin(), m_names.end(), [](Name const& a, Name const& b) {
+        return std::tie(a.key, a.path, a.number) < std::tie(b.key, b.path, b.number);
+    });
     std::size_t found = none;
     for (std::size_t i = 1; i < m_names.size(); ++i) {
         Name const &a = m_names[i - 1], &b = m_names[i];
-        bool const isSame = a.key == b.key && !(a.isFolder && b.isFolder);
+        bool const isAgain = !a.isFolder && !b.isFolder && a.path == b.path && a.number < once;
+        bool const isSame = a.key == b.key && !(a.isFolder && b.isFolder) && !isAgain;
         bool const isBelow =
             !a.isFolder && b.key.size() > a.key.size() && b.key[a.key.size()] == '\1' && b.key.starts_with(a.key);
         std::size_t const later = std::max(a.number, b.number);
         if ((isSame || isBelow) && later >= first) found = std::min(found, later);
     }
     return found;
+}
+
+std::vector<bool> ZipNames::Overtaken() const {
+    std::vector<bool> overtaken(m_count);
+    for (std::size_t i = 1; i < m_names.size(); ++i)
+        if (!m_names[i].isFolder && m_names[i - 1].path == m_names[i].path) overtaken[m_names[i - 1].number] = true;
+    return overtaken;
 }
 
 KxString CommentOf(std::string const& bytes) {

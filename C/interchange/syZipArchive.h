@@ -58,8 +58,9 @@ struct ZipEntry {
     bool IsReadable() const;
 };
 
-/// The directory of an archive. Its end record is what looks like one and is nearest to the end of the file, where it must
-/// fit exactly; the one with large numbers is the one that a locator directly before it tells.
+/// The directory of an archive. Its end record is what looks like one and is nearest to the end of the file. It should fit
+/// there exactly; up to 64 KiB of other bytes behind it are passed over, if no other record fits. The one with large numbers
+/// ends at the locator directly before it.
 class ZipDirectory {
 public:
     /// Looks for the directory. @throws KxException with the reason, CFileException
@@ -70,11 +71,14 @@ public:
     std::vector<ZipEntry> const& Entries() const { return m_entries; }
     std::string const& Comment() const { return m_comment; }
     ULONGLONG End() const { return m_begin + m_size; }
+    bool IsLarge() const { return m_isLarge; }
+    /// Whether there is anything behind the archive.
+    bool HasMore() const { return m_hasMore; }
     /// An end record with large numbers for a copy of this archive up to End, which is all that the library then sees.
-    std::string PlainEnd() const;
+    std::string LargeEnd(std::string const& comment) const;
 
 private:
-    bool TakeLargeEnd(ULONGLONG end);
+    bool TakeLargeEnd(ULONGLONG& end);
     bool ReadEntry(ULONGLONG& position);
     bool SetEnds();
 
@@ -83,7 +87,7 @@ private:
     ULONGLONG m_size = 0;
     ULONGLONG m_offset = 0;  // as it is written: less than m_begin if something stands before the archive
     ULONGLONG m_begin = 0;
-    bool m_isLarge = false;
+    bool m_isLarge = false, m_hasMore = false;
     std::string m_comment;
     std::vector<ZipEntry> m_entries;
 };
@@ -127,12 +131,16 @@ public:
 
     /// The next one; they have the numbers 0, 1, ...
     void Add(KxString const& path, bool isFolder);
-    /// The number of a name, from `first` on, that another one has too, or a file that is a folder of another; or `none`.
-    std::size_t Clash(std::size_t first = 0);
+    /// The number of a name, from `first` on, that another one has too but for the case of letters, or a file that is a folder
+    /// of another; or `none`. The very same name may stand there again for files, but not twice from `once` on.
+    std::size_t Clash(std::size_t first, std::size_t once);
+    /// Behind Clash: which files have a later one of the same name.
+    std::vector<bool> Overtaken() const;
 
 private:
     struct Name {
         std::string key;  // in upper case
+        std::string path;
         std::size_t number;
         bool isFolder;
     };

@@ -71,37 +71,59 @@ bool ZipEntry::IsReadable() const {
 
 ZipDirectory::ZipDirectory(CFile& file) : m_file(file) {
     ULONGLONG const length = file.GetLength();
-    auto const tailSize = static_cast<std::size_t>(std::min<ULONGLONG>(length, endSize + largest16));
+    constexpr std::size_t mostBehind = 64 * 1024;
+    auto const tailSize = static_cast<std::size_t>(std::min<ULONGLONG>(length, endSize + largest16 + mostBehind));
     std::string const tail = BytesAt(file, length - tailSize, tailSize);
-    std::size_t const at = tail.rfind("PK\5\6");
-    if (at == tail.npos || tail.size() - at < endSize) Refuse(__LINE__, L"no zip file");
+    // How long the comment of a record is, and what there is.
+    auto const stated = [&](std::size_t at) {
+        return LittleEndian(std::string_view(tail).substr(at + endSize - 2, 2));
+    };
+    auto const present = [&](std::size_t at) { return tail.size() - at - endSize; };
+    constexpr char const* signature = "PK\5\6";
+    std::size_t const at = tail.rfind(signature);
+    if (at == tail.npos || tail.size() - at < endSize || stated(at) > present(at)) Refuse(__LINE__, L"no zip file");
+    m_comment = tail.substr(at + endSize, static_cast<std::size_t>(stated(at)));
+    m_hasMore = m_comment.size() < present(at);
+    if (present(at) - m_comment.size() > mostBehind) Refuse(__LINE__, L"no zip file");
+    for (std::size_t other = at; m_hasMore && other > 0 && (other = tail.rfind(signature, other - 1)) != tail.npos;)
+        if (stated(other) == present(other)) Refuse(__LINE__, L"two end records that contradict each other");
     Fields fields(std::string_view(tail).substr(at + 4));
     ULONGLONG const disk = fields.Take(2), directoryDisk = fields.Take(2), countHere = fields.Take(2);
     m_count = fields.Take(2);
     m_size = fields.Take(4);
     m_offset = fields.Take(4);
-    if (fields.Take(2) != tail.size() - at - endSize) Refuse(__LINE__, L"no zip file");
-    m_comment = tail.substr(at + endSize);
     ULONGLONG end = length - tail.size() + at;
-    if (TakeLargeEnd(end)) {
-        end -= locatorSize + largeEndSize;
-    } else if (disk != 0 || directoryDisk != 0 || countHere != m_count) {
+    if (!TakeLargeEnd(end) && (disk != 0 || directoryDisk != 0 || countHere != m_count))
         Refuse(__LINE__, L"one of several parts");
-    }
     if (m_size > end || m_offset > end - m_size) Refuse(__LINE__, L"no directory");
     m_begin = end - m_size;
 }
 
-/// Takes the numbers of the large end record, if there is one. It is believed only where the small one says as much.
-bool ZipDirectory::TakeLargeEnd(ULONGLONG end) {
+/// Takes the numbers of the large end record, if there is one, which is the end then. It is believed only where the small one
+/// says as much.
+bool ZipDirectory::TakeLargeEnd(ULONGLONG& end) {
     if (end < locatorSize + largeEndSize) return false;
-    std::string const bytes = BytesAt(m_file, end - locatorSize - largeEndSize, locatorSize + largeEndSize);
-    std::string_view const record(bytes), locator = record.substr(std::min(largeEndSize, bytes.size()));
-    if (!locator.starts_with("PK\6\7") || !record.starts_with("PK\6\6")) return false;
-    Fields fields(record.substr(4));
-    bool isRight = fields.Take(8) == largeEndSize - 12;
+    ULONGLONG const locatorBegin = end - locatorSize;
+    std::string const locator = BytesAt(m_file, locatorBegin, locatorSize);
+    if (!locator.starts_with("PK\6\7")) return false;
+    // It stands where the locator tells, and may be longer than we know. If there is something in front of the archive the
+    // locator is wrong, so it is looked for directly before that too.
+    std::string record;
+    ULONGLONG const told = LittleEndian(std::string_view(locator).substr(8, 8)), usual = locatorBegin - largeEndSize;
+    for (ULONGLONG const begin : {told, usual}) {
+        if (begin > usual || (begin == told && begin == usual && !record.empty())) continue;
+        std::string const bytes = BytesAt(m_file, begin, largeEndSize);
+        if (!bytes.starts_with("PK\6\6") ||
+            LittleEndian(std::string_view(bytes).substr(4, 8)) != locatorBegin - begin - 12)
+            continue;
+        if (!record.empty()) Refuse(__LINE__, L"two end records that contradict each other");
+        record = bytes;
+        end = begin;
+    }
+    if (record.empty()) return false;
+    Fields fields(std::string_view(record).substr(12));
     fields.Take(4);  // versions
-    isRight = isRight && fields.Take(8) == 0;
+    bool const isRight = fields.Take(8) == 0;
     ULONGLONG const countHere = fields.Take(8), count = fields.Take(8), size = fields.Take(8), offset = fields.Take(8);
     auto const is = [](ULONGLONG small, ULONGLONG large, ULONGLONG largest) {
         return small == large || small == largest;
@@ -115,7 +137,7 @@ bool ZipDirectory::TakeLargeEnd(ULONGLONG end) {
     return m_isLarge = true;
 }
 
-std::string ZipDirectory::PlainEnd() const {
+std::string ZipDirectory::LargeEnd(std::string const& comment) const {
     std::string bytes = "PK\6\6";
     AppendNumber(bytes, largeEndSize - 12, 8);
     AppendNumber(bytes, 45, 2);
@@ -131,8 +153,8 @@ std::string ZipDirectory::PlainEnd() const {
     AppendNumber(bytes, 0, 4);
     AppendNumber(bytes, ~0ULL, 4);
     AppendNumber(bytes, ~0ULL, 8);
-    AppendNumber(bytes, 0, 2);
-    return bytes;
+    AppendNumber(bytes, comment.size(), 2);
+    return bytes + comment;
 }
 
 bool ZipDirectory::Read() {

@@ -144,6 +144,7 @@ public:
         OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] {
             // The directory that stood there before may have been longer.
             m_stream->File().SetLength(m_stream->File().GetPosition());
+            WriteLargeEnd(sources.Size());
             Verify(sources);
             m_stream->File().Close();
         });
@@ -160,6 +161,7 @@ private:
             m_oldLength = m_old->GetLength();
             m_directory.emplace(*m_old);
             if (!m_directory->Read()) Throw(__LINE__, L"damaged directory");
+            if (m_directory->HasMore()) Throw(__LINE__, L"something stands behind its end");
         });
         if (m_directory->End() == 0)
             m_directory.reset();
@@ -185,7 +187,7 @@ private:
             if (path.Len() == 0) Refuse(name);
             names.Add(path, false);
         }
-        std::size_t const clash = names.Clash(first);
+        std::size_t const clash = names.Clash(first, first);
         if (clash == ZipNames::none) return;
         SxZipSource const& source = sources[static_cast<int>(clash - first)];
         Refuse(NameInZip(source.file, source.folderInZip));
@@ -209,7 +211,7 @@ private:
             m_meter.Add(count);
         }
         OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
-            std::string const end = m_directory->PlainEnd();
+            std::string const end = m_directory->LargeEnd({});
             m_stream->File().Write(end.data(), static_cast<UINT>(end.size()));
         });
         m_meter.Add(m_oldLength - m_directory->End());
@@ -241,11 +243,23 @@ private:
             Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
     }
 
+    /// The library counts entries in 16 bits as long as their places do with 32.
+    void WriteLargeEnd(int added) {
+        std::size_t const count = (m_directory ? m_directory->Entries().size() : 0) + static_cast<std::size_t>(added);
+        if (count < 0xffff) return;
+        ZipDirectory directory(m_stream->File());
+        directory.Read();  // which may say that it is miscounted
+        if (directory.IsLarge()) return;
+        std::string const end = directory.LargeEnd(m_comment);
+        m_stream->File().Seek(static_cast<LONGLONG>(directory.End()), CFile::begin);
+        m_stream->File().Write(end.data(), static_cast<UINT>(end.size()));
+    }
+
     /// The library believes what it finds; so what it made is read before it takes the place of the old archive.
     void Verify(KxTDynArray<SxZipSource> const& sources) {
         ZipDirectory directory(m_stream->File());
         std::size_t const old = m_directory ? m_directory->Entries().size() : 0;
-        bool isRight = directory.Read() && directory.Comment() == m_comment;
+        bool isRight = directory.Read() && directory.Comment() == m_comment && !directory.HasMore();
         auto entry =
             directory.Entries().begin() + static_cast<std::ptrdiff_t>(std::min(old, directory.Entries().size()));
         for (SxZipSource const& source : sources)
@@ -311,11 +325,15 @@ public:
         MakeBuffer(m_buffer, m_zipFile);
         m_meter.Add(0);
         KxString const folder = KxxFromSystemPath(m_root.string());
+        for (fs::path made = m_root; !made.empty() && made != made.parent_path() && !IsThere(made);
+             made = made.parent_path())
+            m_safe.AddFolder(KxxFromSystemPath(made.has_parent_path() ? made.parent_path().string() : "."));
         if (!m_root.empty() && !KxDirEntry(folder).Exists(1) && !KxDirEntry(folder).MakeDir(1))
             Throw(__LINE__, L"Failed to open temp file: %s", folder);
         ZipContent content(*file);
         try {
-            for (ZipEntry const& entry : entries) TakeOut(content, entry);
+            for (std::size_t i = 0; i < entries.size(); ++i)
+                if (!m_overtaken[i]) TakeOut(content, entries[i]);
             Place([&] { m_safe.Commit(); });
         } catch (...) {
             KeepWhole();
@@ -342,9 +360,17 @@ private:
             KxString const path = ZipNames::PathOf(entry.name, m_root.native().size());
             if (path.Len() == 0) refuse(entry);
             names.Add(path, entry.IsFolder());
-            if (entry.IsReadable()) m_meter.Expect(entry.size);
         }
-        if (std::size_t const clash = names.Clash(); clash != ZipNames::none) refuse(entries[clash]);
+        std::size_t const clash = names.Clash(0, ZipNames::none);
+        if (clash != ZipNames::none) refuse(entries[clash]);
+        m_overtaken = names.Overtaken();
+        for (std::size_t i = 0; i < entries.size(); ++i)
+            if (!m_overtaken[i] && entries[i].IsReadable()) m_meter.Expect(entries[i].size);
+    }
+
+    static bool IsThere(fs::path const& path) {
+        std::error_code error;
+        return fs::exists(path, error);
     }
 
     /// Makes the folders of a path below the target one by one. A link that stands there already must not lead out.
@@ -354,7 +380,8 @@ private:
         for (fs::path const& part : inner) {
             folder /= part;
             std::error_code error;
-            fs::create_directory(folder, error);  // what is there is looked at
+            if (fs::create_directory(folder, error))  // what is there is looked at
+                m_safe.AddFolder(KxxFromSystemPath(folder.has_parent_path() ? folder.parent_path().string() : "."));
             fs::file_status const status = fs::symlink_status(folder, error);
             if (!fs::is_directory(status))
                 Throw(__LINE__, L"Failed to open temp file: %s", KxxFromSystemPath(folder.string()));
@@ -406,13 +433,12 @@ private:
     }
     template <class Call>
     void Place(Call call) {
-        KxString atFault;
+        KxString atFault = KxxFromSystemPath(m_root.string());
         OrThrow(__LINE__, L"Failed to write file: %s", atFault, [&] {
             try {
                 call();
-            } catch (CException*) {
-                std::size_t const placed = m_safe.CountPlaced();
-                atFault = placed < m_ended.size() ? m_ended[placed].path : KxxFromSystemPath(m_root.string());
+            } catch (KxDirEntryException* exception) {
+                atFault = exception->GetPath();
                 throw;
             }
         });
@@ -438,6 +464,7 @@ private:
     KxTMap<KxString, KxString>& m_files;
     Meter m_meter;
     std::vector<char> m_buffer;
+    std::vector<bool> m_overtaken;  // by a later entry of the same name
     SafeFiles m_safe;
     std::vector<Ended> m_ended;
     std::size_t m_told = 0;  // of these

@@ -213,18 +213,16 @@ void KxUndoRedo::ForgetUnread() {
     m_left = nullptr;
 }
 
-// What is farthest goes first; the snapshot that was just taken stays.
+// What is farthest from the present goes first, on whichever side it is, and of two the one for Redo. The snapshot that was
+// just taken stays.
 void KxUndoRedo::KeepToLimit(bool isUndoNewest) {
     ULONGLONG size = SizeOf(m_undoStates) + SizeOf(m_redoStates);
-    auto const trim = [&size](States& states, Names& names, bool atHead, int least) {
-        while (size > KxxLimits().undoMemory && states.Count() > least) {
-            size -= (atHead ? states.Head() : states.Tail())->GetSize();
-            atHead ? RemoveHead(states, names) : RemoveTail(states, names);
-        }
-    };
-    if (isUndoNewest) trim(m_undoStates, m_undoNames, true, 1);
-    trim(m_redoStates, m_redoNames, false, isUndoNewest ? 0 : 1);
-    if (!isUndoNewest) trim(m_undoStates, m_undoNames, true, 0);
+    while (size > KxxLimits().undoMemory && m_undoStates.Count() + m_redoStates.Count() > 1) {
+        int const undoable = m_undoStates.Count() - isUndoNewest, redoable = m_redoStates.Count() - !isUndoNewest;
+        bool const isRedo = undoable == 0 || (redoable > 0 && m_redoStates.Count() >= m_undoStates.Count());
+        size -= (isRedo ? m_redoStates.Tail() : m_undoStates.Head())->GetSize();
+        isRedo ? RemoveTail(m_redoStates, m_redoNames) : RemoveHead(m_undoStates, m_undoNames);
+    }
 }
 
 ULONGLONG KxUndoRedo::GetSize() const {

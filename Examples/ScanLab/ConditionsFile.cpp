@@ -228,8 +228,12 @@ public:
             if (lists.back()->Exists(property->GetName())) Fail(FormatOf(Text::NameTwice, property->GetName()));
             lists.back()->Insert(property.get());
             KxPropertyList* const list = property.release()->GetList();
-            if (!list && m_xml.HasChildren()) Fail(TextOf(Text::BadContent));
-            if (list && Enter()) {
+            bool const hasContent = Enter();
+            if (!list && hasContent) {
+                m_xml.Go_to_Parent();
+                Fail(TextOf(Text::BadContent));
+            }
+            if (hasContent) {
                 lists.push_back(list);
                 continue;
             }

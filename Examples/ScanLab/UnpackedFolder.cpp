@@ -7,6 +7,7 @@
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/syException.h>
 
+#include <functional>
 #include <system_error>
 
 namespace ScanLab {
@@ -40,9 +41,27 @@ void RemoveLeft(fs::path const& folder, std::string const& head) {
     }
 }
 
+/// Without a separator at its end.
+fs::path Plain(KxString const& target) {
+    fs::path const path = KxxToSystemPath(target.View());
+    return path.has_filename() ? path : path.parent_path();
+}
+
+/// A name beside the target that is short and of its own, the same each time unless somebody has it. No file ever gets it.
+KxString PlaceOf(KxString const& target) {
+    fs::path const path = Plain(target);
+    std::size_t const number = std::hash<std::string>()(path.filename().string());
+    for (int attempt = 0;; ++attempt) {
+        fs::path const place =
+            path.parent_path() / (".unpack-" + std::to_string(number) + (attempt ? "-" + std::to_string(attempt) : ""));
+        std::error_code ignored;
+        if (!fs::exists(fs::symlink_status(place, ignored))) return KxxFromSystemPath(place.string());
+    }
+}
+
 }  // namespace
 
-UnpackedFolder::UnpackedFolder(KxString const& target) : m_target(Checked(target)), m_place(m_target + L".unpacked") {
+UnpackedFolder::UnpackedFolder(KxString const& target) : m_target(Checked(target)), m_place(PlaceOf(m_target)) {
     fs::path const place = KxxToSystemPath(m_place.GetTemporaryPath().View());
     std::string const name = place.filename().string();
     RemoveLeft(place.parent_path(), name.substr(0, name.rfind('-') + 1));
@@ -66,6 +85,7 @@ void UnpackedFolder::Commit() {
     fs::rename(m_path, KxxToSystemPath(m_target.View()), error);  // takes the place of an empty one, and of no other
     if (error) throw new KxFileException(L"ScanLab", __LINE__, FormatOf(Text::NoFolder, m_target));
     m_path.clear();
+    KxxFlushFolder(KxxFromSystemPath(Plain(m_target).parent_path().string()));
 }
 
 }  // namespace ScanLab

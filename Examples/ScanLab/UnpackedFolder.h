@@ -22,7 +22,7 @@ public:
 
     /// Where it is filled.
     KxN::KxString Path() const;
-    /// @throws KxFileException if it cannot be put in its place
+    /// @throws KxFileException if it cannot be put in its place, or if its name there is not safe on the medium
     void Commit();
 
 private:

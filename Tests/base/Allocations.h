@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// For one source of a test binary: counts what is allocated, the library included, and lets an allocation fail.
+// Counts what is allocated, the library included, and lets an allocation fail. All sources of a test binary that include
+// this, but one, define HBTOOLS_ALLOCATIONS_ELSEWHERE before.
 #pragma once
 
 #include "hbtools/base/syException.h"
@@ -42,6 +43,7 @@ int FailEachAllocation(Action action, Check check) {
 
 }  // namespace test
 
+#ifndef HBTOOLS_ALLOCATIONS_ELSEWHERE
 // Not inlined, or the compiler sees free beside new and warns.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++test::g_allocations;
@@ -72,3 +74,4 @@ void operator delete(void* memory, std::size_t) noexcept {
 void operator delete[](void* memory, std::size_t) noexcept {
     operator delete(memory);
 }
+#endif

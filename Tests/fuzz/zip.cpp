@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     if (!isWhole) return 0;
     KxTMap<KxString, KxString> again;
     KxxLimits().zipTotal = 2 << 20;
-    if (!Unpack(folder, again) || again.Count() != files.Count() + 1) std::abort();
+    // One more, unless there was one of that name.
+    if (!Unpack(folder, again) || again.Count() < files.Count() || again.Count() > files.Count() + 1) std::abort();
     if (folder.Read("in/out/x/y/new") != "points") std::abort();
     return 0;
 }

@@ -4,7 +4,11 @@
 
 #include "hbtools/base/syLimits.h"
 
+#define HBTOOLS_ALLOCATIONS_ELSEWHERE
+#include "../base/Allocations.h"
 #include "../base/Support.h"
+
+#include <pugixml.hpp>
 
 #include <functional>
 #include <string>
@@ -22,6 +26,20 @@ constexpr wchar_t const* conditions =
     L"<scan name=\"Plate\" unit=\"mm\">\n  <operator>Anna</operator>\n  <filter kind=\"a&amp;b\"><size>3</size>\n "
     L"<size>5</size></filter>\n"
     L"  <note>one <b>two</b> <i>three</i> four</note>\n  <raw><![CDATA[a<b]]></raw>\n  <blank> </blank>\n</scan>\n";
+
+/// Mostly ASCII: a byte and a zero. 1 stands for an alpha.
+std::string Utf16(std::string const& mark, std::string const& text, bool isBig) {
+    std::string bytes = mark;
+    for (char const c : text)
+        bytes += isBig ? std::string{c == 1 ? '\3' : '\0', c == 1 ? '\xb1' : c}
+                       : std::string{c == 1 ? '\xb1' : c, c == 1 ? '\3' : '\0'};
+    return bytes;
+}
+
+int g_nodeMemoryLeft = -1;  // allocations of the tree before one fails; -1: none does
+void* NodeMemory(std::size_t size) {
+    return g_nodeMemoryLeft >= 0 && g_nodeMemoryLeft-- == 0 ? nullptr : std::malloc(size);
+}
 
 class Xml : public test::TempFolder {
 protected:
@@ -183,6 +201,7 @@ TEST_F(Xml, ChangesShow) {
 }
 
 TEST_F(Xml, HeadersAreWritten) {
+    KxString value;
     xml.Load_XML_From_Buffer(L"<a/>");
     EXPECT_TRUE(xml.Set_Header(L"xml", L"encoding", L"ISO-8859-1"));
     EXPECT_TRUE(xml.Set_Header(L"style", L"href", L"a.xsl"));
@@ -191,36 +210,49 @@ TEST_F(Xml, HeadersAreWritten) {
     EXPECT_TRUE(xml.Set_Header(L"style", L"type", L"text") && xml.Set_Header(L"style", L"href", L"b"));
     EXPECT_EQ(Whole(),
               "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><?style href=\"b\" type=\"text\" ?><a/>");
-    for (auto const& [header, attribute, value] : {std::tuple{L"xml", L"standalone", L"perhaps"},
-                                                   {L"style", L"a", L"?>"},
-                                                   {L"style", L"a b", L"1"},
-                                                   {L"style", L"", L"1"},
-                                                   {L"xml", L"versions", L"1.0"},
-                                                   {L"style", L"a", L"\""}}) {
-        EXPECT_FALSE(xml.Set_Header(header, attribute, value));
+    for (auto const& [header, attribute, text] : {std::tuple{L"xml", L"standalone", L"perhaps"},
+                                                  {L"style", L"a", L"?>"},
+                                                  {L"style", L"a b", L"1"},
+                                                  {L"style", L"", L"1"},
+                                                  {L"xml", L"versions", L"1.0"},
+                                                  {L"style", L"a", L"\""}}) {
+        EXPECT_FALSE(xml.Set_Header(header, attribute, text));
         EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : Can't create the new processing instruction node");
     }
     for (wchar_t const* header : {L"a b", L"XML", L"Xml", L"", L"a?><b"}) {
         EXPECT_FALSE(xml.Set_Header(header, L"a", L"1"));
         EXPECT_EQ(Error(), "PARSER_XML::SetHeader() : Can't create new Processing node");
     }
+    xml.Load_XML_From_Buffer(L"<?style href='a.xsl' b = '\"' type=\"it's\"?><a/>");
+    for (auto const& [name, expected] : {std::pair{L"href", "a.xsl"}, {L"type", "it's"}, {L"b", "\""}}) {
+        EXPECT_TRUE(xml.Get_Header(L"style", name, value));
+        EXPECT_EQ(test::U(value), expected);
+    }
+    EXPECT_TRUE(xml.Set_Header(L"style", L"href", L"c") && xml.Set_Header(L"style", L"media", L"m"));
+    EXPECT_EQ(Whole(), "<?style href=\"c\" b='\"' type=\"it's\" media=\"m\" ?><a/>");
+    // Without a root: the first, but for the declaration.
+    xml.Reset_XML_Document();
+    for (wchar_t const* header : {L"b", L"xml", L"c"}) EXPECT_TRUE(xml.Set_Header(header, L"version", L"1.1"));
+    EXPECT_EQ(Whole(), "<?xml version=\"1.1\"?><?c version=\"1.1\" ?><?b version=\"1.1\" ?>");
+    EXPECT_FALSE(xml.Set_Header(L"xml", L"version", L"2.0") || xml.Set_Header(L"b", L"c", L"\r"));
+    EXPECT_FALSE(xml.Add_NodeBefore(L"a"));
+    EXPECT_EQ(Error(), "XML_PARSER : There is no node");
     xml.Load_XML_From_Buffer(L"<?odd a=1 \"?><a/>");
-    KxString value;
     EXPECT_FALSE(xml.Get_Header(L"odd", L"a", value));
     EXPECT_EQ(Error(), "XML_PARSER::Get_Header() : bad value structure");
-    EXPECT_FALSE(xml.Set_Header(L"odd", L"b", L"1"));
-    EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : bad value structure");
+    for (wchar_t const* odd : {L"<?odd a=1 \"?><a/>", L"<?odd alone b=\"2\"?><a/>", L"<?odd a='1?><a/>",
+                               L"<?odd a?><a/>", L"<?odd =\"1\"?><a/>", L"<?odd a=b\"1\"?><a/>"}) {
+        xml.Load_XML_From_Buffer(odd);
+        EXPECT_FALSE(xml.Set_Header(L"odd", L"b", L"1"));
+        EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : bad value structure");
+        EXPECT_EQ(Whole(), test::U(KxString(odd)));
+    }
     EXPECT_TRUE(XML_PARSER().Set_Header(L"xml", L"encoding", L"UTF-8"));  // in an empty document
 }
 
 TEST_F(Xml, FilesKeepTheirEncoding) {
-    // Mostly ASCII: a byte and a zero.
     auto const utf16 = [](std::string const& mark, std::string const& name, bool isBig) {
-        std::string bytes = mark;
-        for (char const c : "<?xml version=\"1.0\" encoding=\"" + name + "\"?>\n<a>\xe4\1</a>\n")
-            bytes += isBig ? std::string{c == 1 ? '\3' : '\0', c == 1 ? '\xb1' : c}
-                           : std::string{c == 1 ? '\xb1' : c, c == 1 ? '\3' : '\0'};
-        return bytes;
+        return Utf16(mark, "<?xml version=\"1.0\" encoding=\"" + name + "\"?>\n<a>\xe4\1</a>\n", isBig);
     };
     std::string const head = "<?xml version=\"1.0\" encoding=\"";
     for (auto const& [file, saved] :
@@ -303,6 +335,13 @@ TEST_F(Xml, OnlyTheWellFormedIsRead) {
                                     "<a><![CDATA[x</a>"s,
                                     "<?xml version='1.0' encoding='EBCDIC-X'?><a/>"s,
                                     "<?xml version='1.0' encoding='UTF-16'?><a/>"s,
+                                    "<?xml version='2.0'?><a/>"s,
+                                    "<?xml version='1.'?><a/>"s,
+                                    "<?xml version='1.0a' encoding='ISO-8859-1'?><a/>"s,
+                                    "\xef\xbb\xbf<?xml version='1.0' encoding='ISO-8859-1'?><a>\xc3\xa4</a>"s,
+                                    "\xef\xbb\xbf<?xml version='1.0' encoding='US-ASCII'?><a/>"s,
+                                    Utf16("\xff\xfe", "<?xml version='1.0' encoding='UTF-16BE'?><a/>", false),
+                                    Utf16("\xfe\xff", "<?xml version='1.0' encoding='UTF-8'?><a/>", true),
                                     "<a \xc3\xa4\x01='1'/>"s,
                                     "<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>"s,
                                     "<!DOCTYPE a><a/>"s,
@@ -420,11 +459,13 @@ TEST_F(Xml, WhatIsSavedComesBack) {
     Put("a.xml", "<?x?><a><b><c/><d>t</d></b>\n</a>");
     EXPECT_TRUE(xml.Load_XML_Document(Path("a.xml")) && xml.Save_XML_Document(Path("b.xml")));
     EXPECT_EQ(Get("b.xml"), "<?x?>\n<a>\n\t<b>\n\t\t<c/>\n\t\t<d>t</d>\n\t</b>\n</a>\n");
-    // A carriage return has no reference in CDATA.
+    // A carriage return has no reference in CDATA, and stands between two sections.
     xml.Go_to_Root();
     EXPECT_TRUE(xml.Add_FirstChildCData(L"a\r\nb") && xml.Save_XML_Document(Path("b.xml")));
     EXPECT_TRUE(xml.Load_XML_Document(Path("b.xml")) && xml.Go_to_Child());
-    EXPECT_EQ(Text(), "a\nb");
+    xml.Go_to_Root();
+    EXPECT_EQ(Text(), "a\r\nbt");
+    EXPECT_EQ(Get("b.xml").substr(0, 62), "<?x?>\n<a><![CDATA[a]]>&#13;<![CDATA[\nb]]><b><c/><d>t</d></b></");
     // Nothing is no document.
     EXPECT_FALSE(xml.Load_XML_Document(Path("missing.xml")));
     std::string const former = Get("b.xml");
@@ -432,7 +473,74 @@ TEST_F(Xml, WhatIsSavedComesBack) {
     EXPECT_EQ(Get("b.xml"), former);
 }
 
+TEST_F(Xml, EachAllocationMayFail) {
+    pugi::set_memory_management_functions(&NodeMemory, &std::free);
+    std::wstring const longName(40000, L'n'), longText(40000, L't');  // each takes a piece of memory for itself
+    std::wstring const document = L"<?xml version=\"1.0\"?><?p a=\"1\"?><a k=\"" + longText + L"\"><b>&#13;" +
+                                  longText + L"</b><![CDATA[" + longText + L"]]></a>";
+    std::string const utf8 = test::U(KxString(document)), utf16 = Utf16("\xff\xfe", utf8, false);
+    Put("8.xml", utf8);
+    Put("16.xml", utf16);
+    Put("1252.xml", "<?xml version='1.0' encoding='windows-1252'?><\xe4/>");
+    auto const load = [&](char const* name) { return xml.Load_XML_Document(Path(name)); };
+    std::function<int()> const actions[] = {
+        [&] { return load("8.xml"); },
+        [&] { return load("16.xml"); },
+        [&] { return load("1252.xml"); },
+        [&] { return xml.Add_LastChildNode(longName.c_str()); },
+        [&] { return xml.Add_FirstChildCData(longText.c_str()); },
+        [&] { return xml.Set_Attribute(longName.c_str(), longText.c_str()); },
+        [&] { return xml.Set_Attribute(L"k", longName.c_str()); },
+        [&] { return xml.Set_TextValue(longText.c_str()); },
+        [&] { return xml.Set_Header(L"xml", L"encoding", longName.c_str()); },
+        [&] { return xml.Set_Header(L"p", L"b", longText.c_str()); },
+        [&] { return xml.Set_Header(longName.c_str(), longName.c_str(), longText.c_str()); },
+        [&] { return xml.Save_XML_Document(Path("saved.xml")); },
+        [&] { return !Whole().empty(); },
+        [&] { return xml.Get_CurrentTag().Len() && xml.Go_to_Child(L"b") && xml.Get_Chain().Len(); }};
+    for (auto const& action : actions) {
+        bool const isLoad = &action - actions < 3;
+        auto const prepare = [&] {
+            xml.Load_XML_From_Buffer(document.c_str());
+            Put("saved.xml", "as it was");
+        };
+        prepare();
+        ASSERT_TRUE(action()) << &action - actions;
+        std::string const expected = Whole() + Get("saved.xml");
+        prepare();
+        std::string const before = Whole() + Get("saved.xml");
+        for (int* const left : {&g_nodeMemoryLeft, &test::g_allocationsLeft})
+            for (int n = 0, isDone = false; !isDone; ++n) {
+                prepare();
+                *left = n;
+                try {
+                    isDone = action();
+                    *left = -1;
+                    ASSERT_TRUE(isDone);
+                } catch (std::bad_alloc const&) {
+                    *left = -1;
+                } catch (CException* exception) {
+                    exception->Delete();
+                }
+                std::string const now = Whole() + Get("saved.xml");
+                bool const isRight = isDone ? now == expected : now == before || (isLoad && now == "as it was");
+                ASSERT_TRUE(isRight) << &action - actions << " " << n << now.substr(0, 200);
+            }
+    }
+    pugi::set_memory_management_functions(&std::malloc, &std::free);
+}
+
 TEST_F(Xml, BoundsHold) {
+    // The name of a node, and a chain to compare with, take what they are long, however deep the node is.
+    auto const takes = [&](int depth) {
+        xml.Reset_XML_Document();
+        for (int i = 0; i <= depth; ++i) EXPECT_TRUE(xml.Add_LastChildNode(L"element"));
+        std::size_t const before = test::g_allocatedBytes;
+        for (int i = 0; i < 100; ++i)
+            EXPECT_TRUE(xml.Add_NodeAfter(L"e") && xml.Is_Tag(L"<e>") && xml.Is_Child_of(L"nt><element>"));
+        return test::g_allocatedBytes - before;
+    };
+    EXPECT_EQ(takes(1000), takes(10));
     auto const nested = [&](int levels) {
         std::string text;
         for (int i = 0; i < levels; ++i) text += "<a>";

@@ -8,6 +8,9 @@
 
 #include "../base/Allocations.h"
 
+#include <cerrno>
+#include <csignal>
+#include <set>
 #include <utility>
 #include <dirent.h>
 #include <dlfcn.h>
@@ -20,7 +23,10 @@ namespace {
 struct Calls {
     int folders = 0, syncs = 0, renames = 0, unsynced = 0;
     bool isSynced = false;  // since the last file was locked, as new ones are
+    std::multiset<std::string> syncedFolders;
 } g_calls;
+int g_syncfsError = 0, g_folderError = 0;  // with which these fail
+int g_renamesLeft = -1;                    // before the process is killed
 
 template <class Function>
 Function* Next(char const* name) {
@@ -36,9 +42,17 @@ DIR* opendir(char const* path) {
 }
 int fsync(int number) {
     g_calls.syncs += g_calls.isSynced = true;
+    int const left = std::exchange(test::g_allocationsLeft, -1);  // what we take here never fails
+    std::filesystem::path const path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(number));
+    if (std::filesystem::is_directory(path)) {
+        g_calls.syncedFolders.insert(path.filename());
+        if ((errno = g_folderError)) return -1;
+    }
+    test::g_allocationsLeft = left;
     return Next<int(int)>("fsync")(number);
 }
 int syncfs(int number) noexcept {
+    if ((errno = g_syncfsError)) return -1;
     g_calls.syncs += g_calls.isSynced = true;
     return Next<int(int)>("syncfs")(number);
 }
@@ -47,6 +61,7 @@ int flock(int number, int operation) noexcept {
     return Next<int(int, int)>("flock")(number, operation);
 }
 int rename(char const* from, char const* to) noexcept {
+    if (g_renamesLeft >= 0 && g_renamesLeft-- == 0) std::raise(SIGKILL);
     ++g_calls.renames;
     g_calls.unsynced += !g_calls.isSynced;
     return Next<int(char const*, char const*)>("rename")(from, to);
@@ -89,6 +104,15 @@ TEST_F(HostileZip, NamesStayInTheFolder) {
                                     "a\nb"s,
                                     "a\x7f"s,
                                     "\xe2\x80\xae.txt"s,
+                                    "a\xc2\xad"s,
+                                    "\xd8\x9c"s,
+                                    "a/\xe1\x85\x9f"s,
+                                    "\xe2\x81\xa4"s,
+                                    "\xe3\x85\xa4"s,
+                                    "a\xef\xbe\xa0"s,
+                                    "com\xc2\xb9.txt"s,
+                                    ".a.txt.hbtmp-abcdefg2"s,
+                                    "a/.b.hbtmp-22222222"s,
                                     ""s,
                                     "."s,
                                     "/"s,
@@ -103,14 +127,20 @@ TEST_F(HostileZip, NamesStayInTheFolder) {
         EXPECT_TRUE(failure.starts_with("Failed to accept name of current file ")) << failure;
         EXPECT_EQ(CountOut(), 0u) << name;
     }
-    std::vector<Entry> const clashes[] = {{{"a", "1"}, {"a", "2"}},      {{"a.txt", "1"}, {"A.TXT", "2"}},
-                                          {{"a", "1"}, {"a/b", "2"}},    {{"a/b", "1"}, {"a", "2"}},
-                                          {{"a/b", "1"}, {"a\\b", "2"}}, {{"a", "1"}, {"A/", ""}}};
+    std::vector<Entry> const clashes[] = {{{"a.txt", "1"}, {"A.TXT", "2"}}, {{"a", "1"}, {"a/b", "2"}},
+                                          {{"a/b", "1"}, {"a", "2"}},       {{"a", "1"}, {"A/", ""}},
+                                          {{"a", "1"}, {"a/", ""}},         {{"a", "1"}, {"A", "2"}, {"a", "3"}}};
     for (auto const& entries : clashes) {
         Put("z.zip", Archive(entries));
         std::string failure;
         EXPECT_TRUE(Unpacked("z.zip", &failure).empty()) << entries[1].name;
     }
+    // Of the very same name the last one, once.
+    Put("z.zip", Archive({{"a/b", "1"}, {"c", "2"}, {"a//b", "3"}, {"c", "4"}, {"a\\b", "5"}, {"a/", ""}, {"a/", ""}}));
+    g_calls = {};
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"a\\b", "5"}, {"c", "4"}}));
+    EXPECT_EQ(g_calls.renames, 2);
+    std::filesystem::remove_all(File("out"));
     Put("z.zip", Archive({{"a/./b//c.txt", "fine"}, {"a/", ""}, {"d/e/", ""}}));
     EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"a\\.\\b\\\\c.txt", "fine"}}));
     EXPECT_EQ(Get("out/a/b/c.txt"), "fine");
@@ -175,9 +205,16 @@ TEST_F(HostileZip, DamagedArchivesBringNothingWrong) {
 
 TEST_F(HostileZip, DirectoriesThatLieAreRefused) {
     std::string const good = Archive({{"one", "first"}, {"two", "second"}}), numbers = Little(1, 2) + Little(8, 2);
-    std::size_t const second = good.rfind("PK\1\2"), end = good.size() - 22;
+    std::size_t const second = good.rfind("PK\1\2"), end = good.size() - 22, first = good.find("PK\1\2");
     auto const with = [&](std::size_t at, std::string const& bytes) {
         return std::string(good).replace(at, bytes.size(), bytes);
+    };
+    // The same with an end record for large numbers, `extra` in it.
+    auto const large = [&](std::string const& extra, unsigned wrong) {
+        std::string const numbersOfAll = Little(2, 8) + Little(2, 8) + Little(end - first, 8) + Little(first, 8);
+        return good.substr(0, end) + "PK\6\6" + Little(44 + extra.size() + wrong, 8) + Little(45, 2) + Little(45, 2) +
+               Little(0, 8) + numbersOfAll + extra + "PK\6\7" + Little(0, 4) + Little(end, 8) + Little(1, 4) +
+               "PK\5\6" + Little(0, 4) + std::string(12, '\xff') + Little(0, 2);
     };
     struct Case {
         char const* what;
@@ -204,6 +241,13 @@ TEST_F(HostileZip, DirectoriesThatLieAreRefused) {
         {"a large offset that nobody asked for",
          Archive({{"one", "first"}, {"two", "second", 0, 0, 0, 0, numbers + Little(0, 8)}}), nullptr},
         {"something in front", "#!/bin/sh\n" + good, nullptr},
+        {"a long large end", large("more than we know", 0), nullptr},
+        {"the same, and something in front", "#!/bin/sh\n" + large("", 0), nullptr},
+        {"a large end of another length", large("more", 1), "no directory"},
+        {"two large ends", large(large("", 0).substr(end, 56), 0), "contradict"},
+        {"too much behind", good + std::string(65537, 'x'), "no zip file"},
+        {"behind it the end of another comment", with(end + 20, Little(good.size() + 3, 2)) + good + "xyz",
+         "contradict"},
     };
     Put("new", "new");
     for (Case const& c : cases) {
@@ -231,6 +275,56 @@ TEST_F(HostileZip, DirectoriesThatLieAreRefused) {
     EXPECT_EQ(Unpacked("z.zip", &failure), (std::map<std::string, std::string>{{"one", "first"}}));
     EXPECT_NE(failure.find("file full\\ in zip"), failure.npos) << failure;
     EXPECT_TRUE(std::filesystem::is_directory(File("out/empty")));
+    // What stands behind the end is passed over, and nothing is added to that.
+    Put("z.zip", good + std::string(65536, 'x'));
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"one", "first"}, {"two", "second"}}));
+    EXPECT_NE(test::Thrown<KxException>([&] {
+                  KxZipHelper::CompressFile(Path("new"), Path("z.zip"), L"", L"");
+              }).find("something stands behind its end"),
+              std::string::npos);
+}
+
+TEST_F(HostileZip, TheMediumIsHeard) {
+    Put("z.zip", Archive({{"a/1", "one"}, {"b/2", "two"}, {"3", "three"}}));
+    std::map<std::string, std::string> const all = {{"a\\1", "one"}, {"b\\2", "two"}, {"3", "three"}};
+    std::string const folder = m_folder.filename();
+    std::multiset<std::string> const folders = {folder, "a", "b", "out"};  // where there are new names
+    for (int error : {0, ENOSYS, EPERM, EINVAL}) {  // where all cannot be flushed at once each file is
+        std::filesystem::remove_all(File("out"));
+        g_calls = {};
+        g_syncfsError = error;
+        EXPECT_EQ(Unpacked("z.zip"), all);
+        EXPECT_EQ(g_calls.syncs, 4 + (error ? 3 : 1));
+        EXPECT_EQ(g_calls.syncedFolders, folders);
+    }
+    std::filesystem::remove_all(File("out"));
+    g_syncfsError = EIO;
+    std::string failure;
+    EXPECT_TRUE(Unpacked("z.zip", &failure).empty());
+    EXPECT_TRUE(failure.starts_with("Failed to write file: " + File("out/a/1").string())) << failure;
+    EXPECT_EQ(CountOut(), 0u);
+    // A folder that fails keeps no other from being flushed, and is not tried again.
+    g_syncfsError = 0;
+    g_folderError = EIO;
+    std::filesystem::remove_all(File("out"));
+    g_calls = {};
+    EXPECT_EQ(Unpacked("z.zip", &failure), all);
+    EXPECT_EQ(g_calls.syncedFolders, folders);
+    EXPECT_TRUE(failure.starts_with("Failed to write file: " + m_folder.string() + ": ")) << failure;
+    g_folderError = 0;
+    // Killed between two names: each file is the former one or the new one, and the next time nothing is left over.
+    for (unsigned killed = 0; killed < 3; ++killed) {
+        std::filesystem::remove_all(File("out"));
+        std::filesystem::create_directories(File("out"));
+        Put("out/3", "former");
+        EXPECT_EXIT((g_renamesLeft = static_cast<int>(killed), Unpacked("z.zip")), testing::KilledBySignal(SIGKILL),
+                    "");
+        EXPECT_EQ(Get("out/a/1") + Get("out/b/2") + Get("out/3"),
+                  std::string("onetwo").substr(0, 3u * killed) + "former");
+        EXPECT_GT(CountOut(), 1u + killed);
+        EXPECT_EQ(Unpacked("z.zip"), all);
+        EXPECT_EQ(CountOut(), 3u);
+    }
 }
 
 TEST_F(HostileZip, EffortGrowsWithTheArchiveAlone) {
@@ -244,7 +338,7 @@ TEST_F(HostileZip, EffortGrowsWithTheArchiveAlone) {
     };
     auto const bytesOf = [&](int count, int depth) {  // for names that are found to clash, so nothing is made
         std::vector<Entry> all = entries(count, depth);
-        all.push_back(all[0]);
+        all.push_back({all[0].name + "/x", "x"});
         Put("z.zip", Archive(all));
         std::size_t const before = test::g_allocatedBytes;
         std::string failure;

@@ -83,7 +83,7 @@ TEST_F(ConditionsFile, IsReadableForPeopleAndTakesTheirs) {
     Put("own.xml",
         "<?xml version='1.0' encoding='windows-1252'?><!-- by hand -->\n<conditions version='1'>\n"
         "  <number unit='\xb0"
-        "C' value='-2.5e1' name='Cold'/><number name='Share' value='7' unit='%' type='int'/>\n"
+        "C' value='-2.5e1' name='Cold'/><number name='Share' value='7' unit='%' type='int'>\n  </number>\n"
         "  <?by hand?><list name='100 %'><!-- x --><text name='Who' value='me'/><numbers name='Times' value='1 "
         "2\n3'/><!-- y --></list><list name='Empty'>\n</list><text name='Bare' value='t'><!-- z --><?a?></text><!-- t "
         "--></conditions><!-- u "

@@ -132,6 +132,13 @@ TEST_F(History, StepsShareWhatStaysAndTheLimitHolds) {
     Run("FitPlane;");
     EXPECT_EQ(session.History().UndoNames().Count(), 1);  // and it goes on
     KxxLimits().undoMemory = former;
+    // Conditions count with all that they hold.
+    std::string ones = "1";
+    for (int i = 1; i < 10000; ++i) ones += " 1";
+    Put("large.xml", "<conditions version=\"1\"><numbers name=\"N\" value=\"" + ones + "\"/></conditions>");
+    Put("small.xml", "<conditions version=\"1\"/>");
+    for (char const* name : {"large.xml", "small.xml"}) Run("ImportConditions \"" + File(name).string() + "\";");
+    EXPECT_GE(session.History().GetSize(), 10000 * sizeof(double));
 }
 
 }  // namespace

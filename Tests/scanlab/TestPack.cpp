@@ -62,6 +62,14 @@ TEST_F(Pack, TakesWhatThePatternSaysAndBringsItBack) {
         {Unpack("out/other.zip", "empty"), "           2  d.csv\n"},
     };
     for (Case const& c : cases) EXPECT_NE(c.outcome.find(c.reason), std::string::npos) << c.outcome;
+    // Whatever stands beside it, and a name as long as may be.
+    Put("out/good.unpacked", "");
+    std::filesystem::create_directories(File("out/taken.unpacked"));
+    std::string const longest(255, 'n');
+    for (std::string const& name : {std::string("taken"), std::string("good"), longest, std::string("more/")}) {
+        EXPECT_EQ(Unpack("out/other.zip", name.c_str()).substr(0, 20), "           2  d.csv\n") << name;
+        EXPECT_EQ(Get("out/" + name + "/d.csv"), "dd");
+    }
     EXPECT_TRUE(!std::filesystem::exists(File("out/new")) && Get("out/other.zip") == other);
 }
 

@@ -216,6 +216,24 @@ TEST_F(UndoRedo, UndoAndRedoKeepTheMemoryLimit) {
         EXPECT_EQ(undo.GetSize(), size);
         EXPECT_EQ(data.value, valueAfter);
     }
+    // The farthest on whichever side.
+    undo.Clear();
+    KxxLimits().undoMemory = 1000;
+    data.value = 10;
+    for (int i = 1; i <= 6; ++i) Step(10, std::to_wstring(i).c_str());
+    for (int i = 0; i < 4; ++i) undo.Undo();  // 1 2 | 3 4 5 6
+    KxxLimits().undoMemory = 60;
+    data.value = 30;
+    undo.Redo();
+    EXPECT_EQ(Listed(undo.UndoNames()) + L"|" + Listed(undo.RedoNames()), L"2 3 |4 5 ");
+    EXPECT_EQ(undo.GetSize(), 60u);
+    KxxLimits().undoMemory = 50;
+    data.value = 20;
+    undo.Undo();
+    EXPECT_EQ(Listed(undo.UndoNames()) + L"|" + Listed(undo.RedoNames()), L"2 |3 4 5 ");
+    KxxLimits().undoMemory = 45;
+    undo.Redo();
+    EXPECT_EQ(Listed(undo.UndoNames()) + L"|" + Listed(undo.RedoNames()), L"3 |4 ");
     KxxLimits().undoMemory = former;
 }
 

@@ -18,6 +18,7 @@
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 namespace KxN::detail {
@@ -207,19 +208,38 @@ int Descriptor::Sync() {
     return Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
 }
 
-void Descriptor::StartSync(unsigned long long offset, unsigned long long count) const {
-    ::sync_file_range(m_number, static_cast<off_t>(offset), static_cast<off_t>(count), SYNC_FILE_RANGE_WRITE);
+namespace {
+
+/// Of a call that not every file system knows: whether bytes were lost, which the system tells once only.
+bool IsLoss(int error) {
+    return error == EIO || error == ENOSPC || error == EDQUOT;
+}
+
+}  // namespace
+
+int Descriptor::StartSync(unsigned long long offset, unsigned long long count) {
+    auto const start = [&] {
+        return ::sync_file_range(m_number, static_cast<off_t>(offset), static_cast<off_t>(count),
+                                 SYNC_FILE_RANGE_WRITE);
+    };
+    return Repeat(start) != 0 && IsLoss(errno) ? errno : 0;
 }
 
 int Descriptor::SyncBytes() {
     unsigned const all = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
     if (Repeat([&] { return ::sync_file_range(m_number, 0, 0, all); }) == 0) return 0;
-    if (errno == EIO || errno == ENOSPC || errno == EDQUOT) return errno;
+    if (IsLoss(errno)) return errno;
     return Sync();  // this file system does not know it
 }
 
-int Descriptor::SyncFileSystem() {
-    return Repeat([&] { return ::syncfs(m_number); }) == 0 ? 0 : errno;
+int Descriptor::SyncFileSystem(bool& isDone) {
+    // One in user space may answer and flush nothing.
+    constexpr auto inUserSpace = 0x65735546;
+    struct statfs status {};
+    isDone = ::fstatfs(m_number, &status) == 0 && status.f_type != inUserSpace;
+    if (!isDone || Repeat([&] { return ::syncfs(m_number); }) == 0) return 0;
+    isDone = false;
+    return errno == ENOSYS || errno == EPERM || errno == EINVAL ? 0 : errno;
 }
 
 int Descriptor::Close() {

@@ -46,10 +46,11 @@ public:
     int Sync();
     /// Waits until the bytes are written; they are not safe before the file system is flushed.
     int SyncBytes();
-    /// Flushes all files where this one is.
-    int SyncFileSystem();
-    /// Lets the system begin to write a range, to its end if `count` is 0, so that Sync waits less. It need not.
-    void StartSync(unsigned long long offset, unsigned long long count) const;
+    /// Flushes all files where this one is. `isDone` false without an error: it cannot be done there, and each takes a Sync.
+    int SyncFileSystem(bool& isDone);
+    /// Lets the system begin to write a range, to its end if `count` is 0, so that Sync waits less. It need not; an error says
+    /// that bytes were lost.
+    int StartSync(unsigned long long offset, unsigned long long count);
     int Close();
 
 private:

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <deque>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -105,6 +106,11 @@ void KxxSaveFile(KxString const& path, std::string_view bytes) {
     file.Commit();
 }
 
+void KxxFlushFolder(KxString const& path) {
+    if (int const error = detail::SyncDirectory(path.Len() == 0 ? "." : KxxToSystemPath(path.View())))
+        Throw(__LINE__, path, error);
+}
+
 bool KxxIsTemporaryName(KxString const& fileName) {
     std::wstring_view const name = fileName.View();
     constexpr std::wstring_view mark = L".hbtmp-";
@@ -162,15 +168,19 @@ void SafeFiles::State::PlaceBatch() {
     // Flushing one file costs the medium nearly as much as flushing all that it holds: so their bytes are written file by
     // file, which tells whose were lost, and flushed together.
     bool const isAlone = batch.size() == 1;
-    for (Item& item : batch) item.part.GetFile().StartSync(0, 0);
+    for (std::size_t i = 0; i < batch.size(); ++i) cutOff(i, batch[i].part.GetFile().StartSync(0, 0));
     for (std::size_t i = 0; i < batch.size(); ++i) {
         Descriptor& file = batch[i].part.GetFile();
         cutOff(i, isAlone ? file.Sync() : file.SyncBytes());
     }
-    std::set<unsigned long long> devices;
-    for (std::size_t i = 0; i < batch.size() && !isAlone; ++i)
-        if (devices.insert(StampOf(batch[i].part.GetPath()).device).second)
-            cutOff(i, batch[i].part.GetFile().SyncFileSystem());
+    std::map<unsigned long long, bool> devices;  // whether such a one was flushed as a whole, or does so file by file
+    for (std::size_t i = 0; i < batch.size() && !isAlone; ++i) {
+        Descriptor& file = batch[i].part.GetFile();
+        auto const [device, isNew] = devices.try_emplace(StampOf(batch[i].part.GetPath()).device);
+        int cause = isNew ? file.SyncFileSystem(device->second) : 0;
+        if (cause == 0 && !device->second) cause = file.Sync();
+        cutOff(i, cause);
+    }
     while (!batch.empty()) {
         folders.insert(DirectoryOf(batch.front().part.GetPath()));
         int const cause = batch.front().part.Place(true);
@@ -209,7 +219,7 @@ void SafeFiles::Write(void const* data, std::size_t count) {
     if (int const error = file.Write(data, count)) state.Fail(__LINE__, error);
     state.written += count;
     if (state.written - state.started < syncStep) return;
-    file.StartSync(state.started, state.written - state.started);
+    if (int const error = file.StartSync(state.started, state.written - state.started)) state.Fail(__LINE__, error);
     state.started = state.written;
 }
 
@@ -225,11 +235,23 @@ void SafeFiles::Drop() noexcept {
     m_state->isOpen = false;
 }
 
+void SafeFiles::AddFolder(KxString const& path) {
+    m_state->folders.insert(KxxToSystemPath(path.View()));
+}
+
 void SafeFiles::Commit() {
     Drop();
     m_state->PlaceBatch();
-    for (std::string const& folder : std::exchange(m_state->folders, {}))
-        if (int const error = SyncDirectory(folder)) Throw(__LINE__, KxxFromSystemPath(folder), error);
+    std::string atFault;
+    int error = 0;
+    for (std::set<std::string> folders = std::exchange(m_state->folders, {}); !folders.empty();) {
+        auto const folder = folders.extract(folders.begin());  // once, whatever comes of it
+        int const cause = SyncDirectory(folder.value());
+        if (cause == 0 || error != 0) continue;
+        error = cause;
+        atFault = folder.value();
+    }
+    if (error != 0) Throw(__LINE__, KxxFromSystemPath(atFault), error);
 }
 
 KxString SafeFiles::GetTemporaryPath() const {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace ScanLab {
@@ -19,19 +20,39 @@ namespace {
 /// Blocks of memory by their addresses, and their bytes.
 using Blocks = std::map<void const*, ULONGLONG>;
 
+ULONGLONG SizeOf(KxString const& text) {
+    return sizeof(wchar_t) * static_cast<ULONGLONG>(text.Len());
+}
+
+template <class... T>
+ULONGLONG ValuesOf(KxProperty const& property) {
+    ULONGLONG size = 0;
+    auto const add = [&](auto const* buffer, std::size_t each) {
+        if (buffer) size = each * static_cast<ULONGLONG>(buffer->Get().Size());
+    };
+    (add(dynamic_cast<KxTBuf1DProperty<T> const*>(&property), sizeof(T)), ...);
+    if (auto const* const text = dynamic_cast<KxStringProperty const*>(&property)) size = SizeOf(text->Get());
+    return size;
+}
+
 ULONGLONG SizeOf(KxPropertyList const& conditions) {
-    constexpr ULONGLONG perProperty = 256;  // with the room that short texts take
-    ULONGLONG size = perProperty;
-    std::vector<KxPropertyList const*> lists{&conditions};
+    constexpr ULONGLONG perProperty = 256;  // of itself and its place in the list
+    ULONGLONG size = 0;
+    std::set<void const*> formats;  // which properties share
+    std::vector<KxPropertyList const*> lists;
+    auto const add = [&](KxProperty const& property) {
+        size += perProperty + SizeOf(property.GetName()) +
+                ValuesOf<char, unsigned char, short, unsigned short, int, unsigned, long, unsigned long, float, double>(
+                    property);
+        KxString const& format = property.GetMessageFormat();
+        if (formats.insert(&format).second) size += SizeOf(format);
+        if (auto const* const list = dynamic_cast<KxPropertyList const*>(&property)) lists.push_back(list);
+    };
+    add(conditions);
     while (!lists.empty()) {
         KxPropertyList const& list = *lists.back();
         lists.pop_back();
-        for (KxProperty const& property : list) {
-            size += perProperty;
-            if (auto const* const inner = dynamic_cast<KxPropertyList const*>(&property)) lists.push_back(inner);
-            if (auto const* const text = dynamic_cast<KxStringProperty const*>(&property))
-                size += sizeof(wchar_t) * static_cast<ULONGLONG>(text->Get().Len());
-        }
+        for (KxProperty const& property : list) add(property);
     }
     return size;
 }

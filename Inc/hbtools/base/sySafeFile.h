@@ -50,6 +50,10 @@ private:
 /// Replaces the content of a file, or makes it, in one step. @throws KxDirEntryException
 KX_API void KxxSaveFile(KxString const& path, std::string_view bytes);
 
+/// Waits until the names in a folder are on the medium: for those who rename something in it by themselves. An empty path is
+/// the current folder. @throws KxDirEntryException
+KX_API void KxxFlushFolder(KxString const& path);
+
 /// True for the name of a file that a KxSafeFile left behind when its process was killed.
 KX_API bool KxxIsTemporaryName(KxString const& fileName);
 

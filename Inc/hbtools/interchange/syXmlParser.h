@@ -12,12 +12,14 @@
 // grows and no other file is ever opened. Read and written are UTF-8, UTF-16 (also as UTF-16LE and UTF-16BE), ISO-8859-1,
 // US-ASCII and windows-1252; Save keeps the one that the document declares. Blank text between elements is dropped on load;
 // in mixed content it is kept. Nesting is bounded by KxLimits. The class throws nothing but std::bad_alloc and what hooks
-// throw. One thread at a time.
+// throw; then too document and file are as before, or after a load empty. Prefixes are part of names: there are no
+// namespaces. One thread at a time.
 #pragma once
 
 #include "hbtools/base/syString.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace pugi {
@@ -52,15 +54,19 @@ public:
     /// The encoding that the text declares does not count for reading.
     void Load_XML_From_Buffer(wchar_t const* text);
     /// Replaces the file whole or not at all. Characters that the declared encoding lacks become references; where there
-    /// can be none, in a name, CDATA or a comment, the document is written as UTF-8 and says so. Fails, and the file is as
-    /// it was, if the declared encoding is none of those above.
+    /// can be none, in a name, CDATA or a comment, the document is written as UTF-8 and says so. A CDATA section with a
+    /// carriage return or with its own end comes back as several nodes of the same text. Fails, and the file is as it was,
+    /// if the declared encoding is none of those above.
     int Save_XML_Document(wchar_t const* path);
     void Reset_XML_Document();
     int Get_XML_Document(KxString& text);
     int Get_XML(KxString& text);                                    ///< Of the current node with all it contains.
     KxString GetCurrentDocument() const { return m_documentText; }  ///< The text last loaded from a buffer or got.
-    /// The value of an attribute in the processing instruction of that target; "xml" is the declaration.
+    /// The value of an attribute in the processing instruction of that target; "xml" is the declaration. Taken is the first
+    /// quoted text behind the first place where the name stands, be it within a longer one.
     int Get_Header(wchar_t const* header, wchar_t const* attribute, KxString& value);
+    /// Makes what is missing, an instruction before the root. Fails, and nothing changes, if the instruction is not made of
+    /// names with quoted values, or would not be read again.
     int Set_Header(wchar_t const* header, wchar_t const* attribute, wchar_t const* value);
     /// Why the last load failed, with line and column; empty if it did not.
     KxString const& Get_LoadFailure() const { return m_loadFailure; }
@@ -83,14 +89,14 @@ public:
     KxString const& Get_CurrentTag() const;   ///< "<name>", "<#TEXT#>", "<#CDATA#>".
     KxString const& Get_CurrentName() const;  ///< The same without brackets.
     KxString const& Get_TextValue();          ///< Of an element: all text in it.
-    KxString const& Get_LastError() const;
-    KxString const& Get_Chain() const;  ///< The tags from the root down to the parent.
+    KxString const& Get_LastError() const;    ///< Of the last operation that failed; success leaves it.
+    KxString const& Get_Chain() const;        ///< The tags from the root down to the parent.
     int Is_Tag(wchar_t const* tag) const;
     int Is_Child_of(wchar_t const* chain) const;  ///< Whether the chain of tags ends so.
     int Is_Root() const;
     int Is_TextNode() const;
     int Is_CDataSection() const;
-    int HasChildren() const;
+    int HasChildren() const;  ///< Such as the cursor may stand on.
     long long Get_Attribute_Count();
     KxString const& Get_Attribute_Name(int index);
     CComVariant const& Get_Attribute_Value(int index);
@@ -128,6 +134,7 @@ private:
     int NotMoved();
     int Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot);
     void GrabAttributes() const;
+    static std::string ChainOf(pugi::xml_node node, std::size_t atLeast);
 
     std::unique_ptr<SDocument> m_document;
     KxString m_text, m_documentText, m_loadFailure;
@@ -135,7 +142,7 @@ private:
     mutable wchar_t const* m_failure = nullptr;  // which becomes the last error when that is asked for
     int m_attributeIndex = -1;
     // Copied from the current node when they are asked for: most moves only pass by.
-    mutable bool m_isGrabbed = false;
+    mutable bool m_isGrabbed = false, m_hasChain = false;
     mutable KxString m_tag, m_chain, m_name;
     mutable bool m_hasAttributes = false;
     mutable std::vector<KxString> m_attributeNames;

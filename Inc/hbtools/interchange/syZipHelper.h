@@ -15,9 +15,10 @@
 //
 // Names that neither go in nor come out: absolute ones and those that lead out of the folder; with a component that names a
 // device of some system, that holds one of : * ? " < > |, a control character, one that shows nothing or turns the direction
-// of writing, or half a character, that ends in a point or a blank, or that takes more than 255 bytes; with more folders
-// within one another than KxLimits::zipDepth, or longer with the target folder than a path may be (4075 bytes); a name that
-// stands there twice, also but for the case of letters; and a file's that is a folder of another name.
+// of writing, or half a character, that ends in a point or a blank, that takes more than 255 bytes, or that KxxIsTemporaryName
+// knows; with more folders within one another than KxLimits::zipDepth, or longer with the target folder than a path may be
+// (4075 bytes); a name that stands there in other letters too, as "a" and "A"; and a file's that is a folder of another name.
+// The very same name may stand there several times: each is kept, and of those the last comes out.
 #pragma once
 
 #include "hbtools/base/syString.h"
@@ -45,24 +46,27 @@ public:
     /// Adds one file to an archive, which is made if it is missing. `folderInZip` may be empty and may have either separator;
     /// `globalComment` takes the place of the archive's own; it has at most 65535 bytes. Time and date are those of the file's
     /// last change, to two seconds. Files of any size. The archive must have room once more beside itself meanwhile. A name
-    /// that is there already is refused, since nothing that was stored is given up: to renew an archive, make it anew.
+    /// that is there already gets a second entry, and the first one is kept: to renew an archive, make it anew. Nothing is
+    /// added to one with other bytes behind its end.
     static bool CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
                              KxString const& globalComment);
 
     /// Puts several files into an archive, all or none: adds them as CompressFile does, or makes the archive anew in place of a
-    /// former one.
+    /// former one. The same name twice among them is refused.
     static bool CompressFiles(KxTDynArray<SxZipSource> const& sources, KxString const& zipFile,
                               KxString const& globalComment, Mode mode, Progress const& progress = {});
 
     /// Unpacks all into a folder, which is made if it is missing, replacing files of the same names. `files` gets every file:
-    /// its name in the archive, with backslashes, and its path. An archive is refused before anything is written if its
+    /// its name in the archive, with backslashes, and its path; of several entries of one name the last. Up to 64 KiB of other
+    /// bytes behind the archive are passed over, if they do not look like the end of one. An archive is refused before anything is written if its
     /// directory is not right in itself, if its entries overlap, or for a name that must not be. Links become files with their
     /// target as content. What is encrypted or packed in an unknown way, and a folder with content, is left out, and told by
     /// the exception once all others are out. An empty `targetFolder` is the current one.
     static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                 KxTMap<KxString, KxString>& files);
-    /// The same, watched. If it is ended the files that are whole stay, and stand in `files`. Files get their names in batches:
-    /// what is flushed to the medium together takes no longer than one.
+    /// The same, watched. If it is ended the files that are whole stay, and stand in `files`. Files get their names in batches
+    /// of up to 128 once the file system was flushed, which waits also for what others write there; where that cannot be done,
+    /// file by file. Folders that are new, or got new files, are flushed at the end.
     static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                 KxTMap<KxString, KxString>& files, Progress const& progress);
 

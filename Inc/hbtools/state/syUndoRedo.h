@@ -9,8 +9,9 @@
 //     undo.End(L"");
 //
 // Undo and Redo swap the live data with the snapshot of the newest step. The last 20 steps are kept, and fewer where all
-// snapshots, those for Redo included, take more memory than KxLimits::undoMemory: what is farthest goes first. Only the one
-// that Undo or Redo just took stays whatever its size. Signals run on the caller's thread, the one thread of the object.
+// snapshots, those for Redo included, take more memory than KxLimits::undoMemory: the one that is the most steps away goes
+// first, whether for Undo or for Redo, and of two the one for Redo. Only the one that was just taken stays whatever its size.
+// Signals run on the caller's thread, the one thread of the object.
 #pragma once
 
 #include "hbtools/base/syString.h"
