@@ -9,6 +9,7 @@
 #include "base/syTextTable.h"
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 namespace KxN {
@@ -21,7 +22,8 @@ public:
     // The rest is guarded by the lock of all records.
     void* code = nullptr;    // as the loader knows it
     std::string path;        // absolute, as the system spells it
-    std::string loaderName;  // by which the loader knows the code; empty for the program
+    // By which the loader knows the code; empty for the program. Shared: to free a module must take no memory.
+    std::shared_ptr<std::string const> loaderName;
     bool isGone = false;     // the code; the loader may use its address again, and then the record too
     unsigned long count = 0;
     detail::FileIdentity identity;  // of a satellite

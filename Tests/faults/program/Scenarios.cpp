@@ -6,8 +6,14 @@
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/sySafeFile.h"
+#include "hbtools/config/syConfigFast.h"
+#include "hbtools/core/syBackupFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
+#include "hbtools/interchange/syXmlParser.h"
 #include "hbtools/interchange/syZipHelper.h"
+#include "hbtools/operators/syOperator.h"
+#include "hbtools/operators/syParamDouble.h"
+#include "hbtools/operators/syParamLong.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTagArchive.h"
@@ -69,6 +75,21 @@ bool LoadScan(CFile& file, KxString const& name) {
 
 namespace {
 
+constexpr SxStringResource filterTexts[] = {{100, "Filter"}, {110, "Radius"}, {120, "Passes"}};
+constinit CDynLinkLibrary g_filterTexts{filterTexts};
+
+class Filter : public KxOperator {
+public:
+    Filter() : KxOperator(100, KxResId(100, &g_filterTexts)) {
+        Insert(new KxParameterDouble(1, KxResId(110, &g_filterTexts), 2.5, 0.5, {0.0, 50.0}, 0.1, 3));
+        Insert(new KxParameterLong(2, KxResId(120, &g_filterTexts), 3, 1, {1, 10}, 1));
+    }
+    KxOperator* Clone() const override { return new Filter; }
+
+protected:
+    OperatorReturnCode DoExecute() override { return OPERATOR_OK; }
+};
+
 int Refused() {
     std::puts("scan.dat: refused");
     return 3;
@@ -111,6 +132,31 @@ int RunScenario(std::string const& scenario, KxString const& path) {
         KxConfig config(path);
         config.SetGroup(L"Scanner");
         config.WriteKey(L"Port", L"COM2");
+    } else if (scenario == "update") {  // many keys in one step
+        KxConfig config(path);
+        config.BeginUpdate();
+        config.SetGroup(L"Scanner");
+        config.WriteKey(L"Port", L"COM2");
+        config.WriteKey(L"Speed", L"1.5");
+        config.SetGroup(L"Filter");
+        config.WriteKey(L"Radius", L"2");
+        config.EndUpdate();
+    } else if (scenario == "fast") {
+        KxConfigFast config(path);
+        config.SetGroup(L"Scanner");
+        config.WriteKey(L"Port", L"COM2");
+        config.Flush();
+    } else if (scenario == "settings") {  // of an operator
+        Filter().Save(path);
+    } else if (scenario == "xml") {
+        XML_PARSER xml;
+        if (xml.Load_XML_Document(path.GetStr()))
+            xml.Set_Attribute(L"unit", L"mm");
+        else
+            xml.Add_FirstChildNode(L"conditions");
+        if (!xml.Save_XML_Document(path.GetStr())) return Refused();
+    } else if (scenario == "backup") {
+        KxBackupFile(path).Create();
     } else if (scenario == "log") {  // loads a log, which saves it, and adds to it
         KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
         KxxSaveFile(ini, "[Initialization]\nErrorCount=200\nBackupTiming=SAVE_ALL_CHANGES\nFileName=" +

@@ -201,7 +201,7 @@ Scenario Graph(fs::path const&) {
     return {{store, load, load}, [s] { return s->ring; }};
 }
 
-constexpr char ini[] = "; kept\r\n[Scanner]\r\nPort = COM1\r\nSpeed = 1.25\r\nSize = 640,480\r\n\r\n[Other]\r\nx=1\r\n";
+constexpr char ini[] = "; kept\r\n[Scanner]\r\nPort = COM1\r\nSpeed = 1.25\r\nSize = 640;480\r\n\r\n[Other]\r\nx=1\r\n";
 
 Scenario ReadConfig(fs::path const& folder) {
     WriteFile(folder / "app.ini", ini);
@@ -233,8 +233,11 @@ Scenario ReadConfig(fs::path const& folder) {
                     try {
                         s->config->ReadLONG(L"Port");
                     } catch (KxReadKeywordException* exception) {
+                        struct Deleting {
+                            CException* exception;
+                            ~Deleting() { exception->Delete(); }
+                        } const deleting{exception};
                         CException::TextOf(*exception);
-                        exception->Delete();
                         return;
                     }
                     throw Refused{"COM1 is a number"};
