@@ -61,14 +61,19 @@ void Start() {
     }
 }
 
+/// Where a debugger stops to see whose allocation it is.
+[[gnu::noinline]] bool Failing() {
+    g_hasFailed = true;
+    errno = ENOMEM;
+    return true;
+}
+
 bool Fails() {
     if (!g_isStarted.exchange(true)) Start();
     if (!g_isArmed) return false;
     int const count = ++g_count, number = g_number;
     if (number == 0 || count < number || (count > number && !g_isLasting)) return false;
-    g_hasFailed = true;
-    errno = ENOMEM;
-    return true;
+    return Failing();
 }
 
 void* Counted(void* block) {

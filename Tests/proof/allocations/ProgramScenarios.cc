@@ -77,8 +77,9 @@ public:
     enum Parameter : unsigned short { Radius = 1, Comment = 2 };
 
     explicit Filter(std::string& done) : KxOperator(100, KxResId(100, &g_operatorTexts)), m_done(done) {
-        Insert(new KxParameterDouble(Radius, KxResId(110, &g_operatorTexts), 0.5, 0.5, {0.0, 50.0}, 0.1, 3));
-        Insert(new KxParameterString(Comment, KxResId(120, &g_operatorTexts), L"none", L"none"));
+        Take(std::make_unique<KxParameterDouble>(Radius, KxResId(110, &g_operatorTexts), 0.5, 0.5,
+                                                 KxTFloatRange<double>(0.0, 50.0), 0.1, 3));
+        Take(std::make_unique<KxParameterString>(Comment, KxResId(120, &g_operatorTexts), L"none", L"none"));
     }
     KxOperator* Clone() const override { return new Filter(m_done); }
 
@@ -89,11 +90,17 @@ protected:
     }
 
 private:
+    /// What is refused stays with whoever inserts it.
+    void Take(std::unique_ptr<KxParameter> parameter) {
+        Insert(parameter.get());
+        parameter.release();
+    }
+
     std::string& m_done;
 };
 
 Scenario Macro(fs::path const& folder) {
-    WriteFile(folder / "a.macro", "// straighten\nFilter 2.5 \"two words, and some more beyond a short text\";\nFilter 0.5;\n");
+    WriteFile(folder / "a.macro", "// straighten\nFilter 2.5 \"two words, and some more beyond a short text\";\n");
     struct State {
         State() { pOperatorMgr = &manager; }
         ~State() { pOperatorMgr = nullptr; }

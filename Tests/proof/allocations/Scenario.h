@@ -20,6 +20,8 @@ struct Scenario {
     std::function<std::string()> observe;
     /// Errors other than those for lack of memory that the documentation promises, by the names of their classes.
     std::vector<std::string> documented = {};
+    /// A step makes several files, of which those that are whole may stay.
+    bool isOfManyFiles = false;
 };
 
 struct Kind {
