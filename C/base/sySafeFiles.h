@@ -9,6 +9,7 @@
 #include "hbtools/base/syString.h"
 
 #include <memory>
+#include <string>
 
 namespace KxN::detail {
 
@@ -26,6 +27,8 @@ public:
     /// The file is whole. Many of them get their names now, in the order in which they ended.
     void End();
     void Drop() noexcept;
+    /// A folder that got a new folder, whose name is to be flushed too.
+    void NoteFolder(std::string const& folder);
     /// All that ended get their names, and their folders are flushed. The first that cannot takes those behind it along.
     void Commit();
 

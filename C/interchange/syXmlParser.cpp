@@ -94,7 +94,10 @@ KxString const& XML_PARSER::Get_LastError() const {
 // ---- the document ----
 
 int XML_PARSER::Init_MSXML() {
-    m_document = std::make_unique<SDocument>();
+    // One that is there is emptied: that takes no memory, which a load may have used up.
+    if (!m_document) m_document = std::make_unique<SDocument>();
+    m_document->tree.reset();
+    m_document->current = pugi::xml_node();
     return 1;
 }
 
@@ -413,6 +416,7 @@ int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t c
     if (DepthOf(at) + isInside > KxxLimits().nestingDepth) return Fail(L"XML_PARSER : nested too deep");
     pugi::xml_node_type const type = isCData ? pugi::node_cdata : pugi::node_element;
     pugi::xml_node into = at ? isInside ? at : at.parent() : pugi::xml_node(m_document->tree);
+    std::string const text = KxxToUtf8(content);  // before anything is changed
     pugi::xml_node made;
     switch (place) {
         case Place::firstChild: made = at ? into.prepend_child(type) : into.append_child(type); break;
@@ -420,7 +424,6 @@ int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t c
         case Place::before: made = into.insert_child_before(type, at); break;
         case Place::after: made = into.insert_child_after(type, at); break;
     }
-    std::string const text = KxxToUtf8(content);
     if (!made || !(isCData ? made.set_value(text.c_str()) : made.set_name(text.c_str()))) {
         if (made) into.remove_child(made);
         throw std::bad_alloc();

@@ -4,6 +4,7 @@
 #include "interchange/syXmlDocument.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <utility>
@@ -145,6 +146,36 @@ std::string Utf16(std::string const& utf8, Encoding encoding) {
     return bytes;
 }
 
+bool IsSameNode(pugi::xml_node a, pugi::xml_node b) {
+    if (a.type() != b.type() || std::strcmp(a.name(), b.name()) != 0 || std::strcmp(a.value(), b.value()) != 0) return false;
+    pugi::xml_attribute one = a.first_attribute(), other = b.first_attribute();
+    while (one && other && std::strcmp(one.name(), other.name()) == 0 && std::strcmp(one.value(), other.value()) == 0) {
+        one = one.next_attribute();
+        other = other.next_attribute();
+    }
+    return !one && !other;
+}
+
+/// A copy lacks, without a word, what there was no memory for. @throws std::bad_alloc if anything is missing
+void CheckCopied(pugi::xml_node from, pugi::xml_node copy) {
+    pugi::xml_node const top = from;
+    for (;;) {
+        if (!IsSameNode(from, copy)) throw std::bad_alloc();
+        if (from.first_child()) {
+            from = from.first_child();
+            copy = copy.first_child();
+            continue;
+        }
+        while (from != top && !from.next_sibling()) {
+            from = from.parent();
+            copy = copy.parent();
+        }
+        if (from == top) return;
+        from = from.next_sibling();
+        copy = copy.next_sibling();
+    }
+}
+
 /// The children line by line, or one after the other, with what stands where the mark is.
 std::string Printed(pugi::xml_document const& prepared, char const* behindEach) {
     Collecting writer;
@@ -179,9 +210,10 @@ bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& 
     walker.encoding = *encoding;
     pugi::xml_document copy;
     copy.reset(document);
+    CheckCopied(document, copy);
     copy.traverse(walker);
     if (!walker.fits) {
-        copy.first_child().attribute("encoding").set_value("UTF-8");
+        if (!copy.first_child().attribute("encoding").set_value("UTF-8")) throw std::bad_alloc();
         encoding = Encoding::utf8;
     }
     Prepare(copy, walker.deepest <= deepestIndented);
@@ -203,7 +235,7 @@ std::string TextOfXml(pugi::xml_node node) {
     if (writer.bytes.find('\r') == std::string::npos) return std::move(writer.bytes);
     pugi::xml_document copy;
     for (pugi::xml_node part = isDocument ? node.first_child() : node; part;) {
-        if (!copy.append_copy(part)) throw std::bad_alloc();
+        CheckCopied(part, copy.append_copy(part));
         part = isDocument ? part.next_sibling() : pugi::xml_node();
     }
     Prepare(copy, false);

@@ -354,7 +354,8 @@ private:
         for (fs::path const& part : inner) {
             folder /= part;
             std::error_code error;
-            fs::create_directory(folder, error);  // what is there is looked at
+            bool const isNew = fs::create_directory(folder, error);  // what is there is looked at
+            if (isNew) m_safe.NoteFolder(folder.has_parent_path() ? folder.parent_path().string() : ".");
             fs::file_status const status = fs::symlink_status(folder, error);
             if (!fs::is_directory(status))
                 Throw(__LINE__, L"Failed to open temp file: %s", KxxFromSystemPath(folder.string()));

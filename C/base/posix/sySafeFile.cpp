@@ -225,6 +225,10 @@ void SafeFiles::Drop() noexcept {
     m_state->isOpen = false;
 }
 
+void SafeFiles::NoteFolder(std::string const& folder) {
+    m_state->folders.insert(folder);
+}
+
 void SafeFiles::Commit() {
     Drop();
     m_state->PlaceBatch();

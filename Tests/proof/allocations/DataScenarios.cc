@@ -83,12 +83,15 @@ Scenario Properties(fs::path const&) {
     };
     auto const lines = [](KxPropertyList* list) {
         KxTBlockMem<KxString*> all;
+        struct Deleting {
+            KxTBlockMem<KxString*>& lines;
+            ~Deleting() {
+                for (KxString* line : lines) delete line;
+            }
+        } const deleting{all};
         std::string text;
         if (list) list->GetAllMessageBufResized(all, 0, 0, ' ', 4);
-        for (KxString* line : all) {
-            text += U(*line) + "\n";
-            delete line;
-        }
+        for (KxString* line : all) text += U(*line) + "\n";
         return text;
     };
     return {{
