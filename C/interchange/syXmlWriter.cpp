@@ -147,7 +147,8 @@ std::string Utf16(std::string const& utf8, Encoding encoding) {
 }
 
 bool IsSameNode(pugi::xml_node a, pugi::xml_node b) {
-    if (a.type() != b.type() || std::strcmp(a.name(), b.name()) != 0 || std::strcmp(a.value(), b.value()) != 0) return false;
+    if (a.type() != b.type() || std::strcmp(a.name(), b.name()) != 0 || std::strcmp(a.value(), b.value()) != 0)
+        return false;
     pugi::xml_attribute one = a.first_attribute(), other = b.first_attribute();
     while (one && other && std::strcmp(one.name(), other.name()) == 0 && std::strcmp(one.value(), other.value()) == 0) {
         one = one.next_attribute();

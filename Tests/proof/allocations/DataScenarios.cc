@@ -5,7 +5,6 @@
 #include "Scenario.h"
 #include "Scenarios.h"
 
-
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syEncryption.h"
 #include "hbtools/base/sySafeFile.h"
@@ -100,7 +99,8 @@ Scenario Properties(fs::path const&) {
                 [insert] {
                     auto inner = std::make_unique<KxPropertyList>(L"Inner", L"Inner list of properties", 1);
                     for (int i = 0; i < 12; ++i) {
-                        auto child = std::make_unique<KxTProperty<int>>(KxString(L"Number ") + KxString(std::to_wstring(i).c_str()), L"%d", i, 1);
+                        auto child = std::make_unique<KxTProperty<int>>(
+                            KxString(L"Number ") + KxString(std::to_wstring(i).c_str()), L"%d", i, 1);
                         inner->Insert(child.get());
                         child.release();
                     }
@@ -168,8 +168,8 @@ Scenario Graph(fs::path const&) {
         Node& node = s->nodes[static_cast<std::size_t>(i)];
         node.value = i;
         node.name = ScanName();
-        node.nextAddress = static_cast<long long>(
-            reinterpret_cast<std::intptr_t>(static_cast<KxDynamicObject*>(&s->nodes[static_cast<std::size_t>((i + 1) % count)])));
+        node.nextAddress = static_cast<long long>(reinterpret_cast<std::intptr_t>(
+            static_cast<KxDynamicObject*>(&s->nodes[static_cast<std::size_t>((i + 1) % count)])));
     }
     auto const store = [s] {
         s->file.SetLength(0);
@@ -226,7 +226,8 @@ Scenario ReadConfig(fs::path const& folder) {
                 [s] { s->config->Read(s->port, L"Port"); },
                 [s] {
                     std::string all;
-                    for (unsigned short g = 0; g < s->config->GetGroupCount(); ++g) all += U(s->config->GetGroup(g)) + " ";
+                    for (unsigned short g = 0; g < s->config->GetGroupCount(); ++g)
+                        all += U(s->config->GetGroup(g)) + " ";
                     for (unsigned short k = 0; k < s->config->GetKeyCount(); ++k)
                         all += U(s->config->GetKeyName(k)) + "=" + U(s->config->ReadKey(k)) + " ";
                     s->all = all;
@@ -282,36 +283,37 @@ Scenario FastConfig(fs::path const& folder) {
             action();
         };
     };
-    return {{
-                switched([s, path = PathOf(folder / "app.ini")] { *s = std::make_unique<KxConfigFast>(path); }),
-                switched([s] { (*s)->SetGroup(L"Scanner"); }),
-                switched([s] { (*s)->WriteKey(L"Port", ScanName()); }),
-                switched([s] {
-                    (*s)->FindKey(L"Port");  // moves the cursor, as looking at the keys does
-                    (*s)->InsertKey(L"Key", L"value");
-                }),
-                switched([s] { (*s)->WriteKey(L"A new key", ScanName()); }),
-                switched([s] { (*s)->DeleteGroup(L"Other"); }),
-                switched([s] { Require((*s)->ReadKey(L"Port") == ScanName(), "another value"); }),
-                switched([s] { if (!isEncrypted) (*s)->Flush(); }),  // whose bytes differ each time
-            },
-            [s, switched] {
-                std::string text;
-                switched([&] {
-                    if (!*s) return;
-                    KxString const group = (*s)->GetGroup();
-                    text = U(group) + ":";
-                    for (unsigned short k = 0; k < (*s)->GetKeyCount(); ++k)
-                        text += U((*s)->GetKeyName(k)) + "=" + U((*s)->ReadKey(k)) + " ";
-                    for (unsigned short g = 0; g < (*s)->GetGroupCount(); ++g) text += U((*s)->GetGroup(g)) + " ";
-                })();
-                return text;
-            }};
+    return {
+        {
+            switched([s, path = PathOf(folder / "app.ini")] { *s = std::make_unique<KxConfigFast>(path); }),
+            switched([s] { (*s)->SetGroup(L"Scanner"); }), switched([s] { (*s)->WriteKey(L"Port", ScanName()); }),
+            switched([s] {
+                (*s)->FindKey(L"Port");  // moves the cursor, as looking at the keys does
+                (*s)->InsertKey(L"Key", L"value");
+            }),
+            switched([s] { (*s)->WriteKey(L"A new key", ScanName()); }), switched([s] { (*s)->DeleteGroup(L"Other"); }),
+            switched([s] { Require((*s)->ReadKey(L"Port") == ScanName(), "another value"); }), switched([s] {
+                if (!isEncrypted) (*s)->Flush();
+            }),  // whose bytes differ each time
+        },
+        [s, switched] {
+            std::string text;
+            switched([&] {
+                if (!*s) return;
+                KxString const group = (*s)->GetGroup();
+                text = U(group) + ":";
+                for (unsigned short k = 0; k < (*s)->GetKeyCount(); ++k)
+                    text += U((*s)->GetKeyName(k)) + "=" + U((*s)->ReadKey(k)) + " ";
+                for (unsigned short g = 0; g < (*s)->GetGroupCount(); ++g) text += U((*s)->GetGroup(g)) + " ";
+            })();
+            return text;
+        }};
 }
 
 Scenario Xml(fs::path const& folder) {
     WriteFile(folder / "conditions.xml",
-              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><conditions><sensor unit=\"\xb0""C\">20.3</sensor>"
+              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><conditions><sensor unit=\"\xb0"
+              "C\">20.3</sensor>"
               "<note><![CDATA[as <it> is]]></note></conditions>");
     struct State {
         XML_PARSER xml;
@@ -362,7 +364,10 @@ Scenario Pack(fs::path const& folder) {
                 },
             },
             [] { return ""; },
-            {"KxN::KxException"}};
+            {"KxN::KxException"},
+            false,
+            "nothing else",
+            1};  // minizip, of the head of an entry whose opening fails
 }
 
 Scenario Unpack(fs::path const& folder) {
@@ -383,11 +388,16 @@ Scenario Unpack(fs::path const& folder) {
 }  // namespace
 
 std::vector<Kind> DataKinds() {
-    return {{"scan store", StoreScan},        {"scan load", LoadScan},
-            {"property tree", Properties},    {"graph", Graph},
-            {"config read", ReadConfig},      {"config write", WriteConfig},
-            {"config fast", FastConfig<false>}, {"config encrypted", FastConfig<true>},
-            {"xml", Xml},                     {"zip pack", Pack},
+    return {{"scan store", StoreScan},
+            {"scan load", LoadScan},
+            {"property tree", Properties},
+            {"graph", Graph},
+            {"config read", ReadConfig},
+            {"config write", WriteConfig},
+            {"config fast", FastConfig<false>},
+            {"config encrypted", FastConfig<true>},
+            {"xml", Xml},
+            {"zip pack", Pack},
             {"zip unpack", Unpack}};
 }
 

@@ -43,13 +43,15 @@ constinit std::atomic<int> g_count = 0;
 constinit std::atomic<int> g_number = 0;
 constinit std::atomic<bool> g_isLasting = false;
 constinit std::atomic<bool> g_isStarted = false;
+constinit void const** g_callerPlace = nullptr;
 
 /// By system calls alone: this may run before the C library is ready.
 void Start() {
     static constinit char text[1 << 16];
     long const file = ::syscall(SYS_openat, AT_FDCWD, "/proc/self/environ", O_RDONLY | O_CLOEXEC);
     long length = 0, got = 0;
-    while (file >= 0 && (got = ::syscall(SYS_read, file, text + length, sizeof text - 1 - static_cast<std::size_t>(length))) > 0)
+    while (file >= 0 &&
+           (got = ::syscall(SYS_read, file, text + length, sizeof text - 1 - static_cast<std::size_t>(length))) > 0)
         length += got;
     if (file >= 0) ::syscall(SYS_close, file);
     constexpr char name[] = "HBTOOLS_FAIL_FROM_START=";
@@ -62,18 +64,19 @@ void Start() {
 }
 
 /// Where a debugger stops to see whose allocation it is.
-[[gnu::noinline]] bool Failing() {
+[[gnu::noinline]] bool Failing(void const* caller) {
+    if (g_callerPlace) *g_callerPlace = caller;
     g_hasFailed = true;
     errno = ENOMEM;
     return true;
 }
 
-bool Fails() {
+bool Fails(void const* caller) {
     if (!g_isStarted.exchange(true)) Start();
     if (!g_isArmed) return false;
     int const count = ++g_count, number = g_number;
     if (number == 0 || count < number || (count > number && !g_isLasting)) return false;
-    return Failing();
+    return Failing(caller);
 }
 
 void* Counted(void* block) {
@@ -108,6 +111,10 @@ int Disarm() {
     return g_count;
 }
 
+void NoteCallerAt(void const** place) {
+    g_callerPlace = place;
+}
+
 bool HasFailed() {
     return g_hasFailed;
 }
@@ -121,20 +128,20 @@ using memory::Uncount;
 extern "C" {
 
 [[gnu::noinline]] void* malloc(std::size_t size) noexcept {
-    return Fails() ? nullptr : Counted(UNDER(malloc)(size));
+    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(malloc)(size));
 }
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return Fails() ? nullptr : Counted(UNDER(calloc)(count, size));
+    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(calloc)(count, size));
 }
 void* realloc(void* block, std::size_t size) noexcept {
-    if (Fails()) return nullptr;
+    if (Fails(__builtin_return_address(0))) return nullptr;
     Uncount(block);
     void* const moved = UNDER(realloc)(block, size);
     // What could not be moved stays, and what was given back for no bytes does not.
     return moved || size == 0 ? Counted(moved) : (Counted(block), moved);
 }
 void* memalign(std::size_t alignment, std::size_t size) noexcept {
-    return Fails() ? nullptr : Counted(UNDER(memalign)(alignment, size));
+    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(memalign)(alignment, size));
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
     return memalign(alignment, size);

@@ -22,6 +22,10 @@ struct Scenario {
     std::vector<std::string> documented = {};
     /// A step makes several files, of which those that are whole may stay.
     bool isOfManyFiles = false;
+    /// What `observe` tells in a state between that the documentation promises for a failure.
+    std::string documentedState = "nothing else";
+    /// Blocks that a C library forgets when this scenario fails in it.
+    int numForgotten = 0;
 };
 
 struct Kind {

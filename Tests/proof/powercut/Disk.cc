@@ -12,7 +12,7 @@ namespace powercut {
 
 namespace {
 
-constexpr std::size_t block = 512;      // bytes that a disk writes whole
+constexpr std::size_t block = 512;       // bytes that a disk writes whole
 constexpr std::size_t mostSubsets = 10;  // changes of which all subsets are taken
 
 std::string FolderOf(std::string const& path) {
@@ -30,7 +30,8 @@ bool IsName(Call call) {
 
 }  // namespace
 
-History::History(std::filesystem::path const& record, Files const& files, std::map<std::uint64_t, std::string> const& numbers) {
+History::History(std::filesystem::path const& record, Files const& files,
+                 std::map<std::uint64_t, std::string> const& numbers) {
     std::map<std::string, int> nodeOf;
     for (auto const& [path, bytes] : files) {
         m_names[path] = static_cast<int>(m_nodes.size());
@@ -42,8 +43,8 @@ History::History(std::filesystem::path const& record, Files const& files, std::m
     std::ifstream in(record, std::ios::binary);
     Head head{};
     while (in.read(reinterpret_cast<char*>(&head), sizeof head)) {
-        Change change{head.call, std::string(head.pathLength, 0), std::string(head.otherLength, 0), 0,
-                      static_cast<std::size_t>(head.offset), std::string(head.length, 0)};
+        Change change{head.call, std::string(head.pathLength, 0),       std::string(head.otherLength, 0),
+                      0,         static_cast<std::size_t>(head.offset), std::string(head.length, 0)};
         in.read(change.path.data(), head.pathLength);
         in.read(change.other.data(), head.otherLength);
         in.read(change.bytes.data(), static_cast<std::streamsize>(head.length));
@@ -91,7 +92,8 @@ Files History::Apply(Choice const& choice, std::size_t count) const {
         if (change.call == Call::write) {
             std::size_t const length = choice.torn == i ? choice.tornLength : change.bytes.size();
             std::size_t const end = change.offset + (isApplied ? length : 0);
-            if ((isApplied && bytes.size() < end) || (!isApplied && choice.hasHoles && bytes.size() < change.offset + change.bytes.size()))
+            if ((isApplied && bytes.size() < end) ||
+                (!isApplied && choice.hasHoles && bytes.size() < change.offset + change.bytes.size()))
                 bytes.resize(isApplied ? end : change.offset + change.bytes.size());
             if (isApplied) bytes.replace(change.offset, length, change.bytes, 0, length);
             continue;
@@ -99,27 +101,28 @@ Files History::Apply(Choice const& choice, std::size_t count) const {
         if (change.call == Call::makeFolder && !isApplied) gone.insert(change.path);
         if (!isApplied) continue;
         switch (change.call) {
-        case Call::truncate: bytes.resize(change.offset); break;
-        case Call::create: names[change.path] = change.node; break;
-        case Call::rename:
-        case Call::link: {
-            // Where the former name did not arrive the new one may all the same.
-            int node = -1;
-            if (auto const found = names.find(change.path); found != names.end()) node = found->second;
-            for (std::size_t k = i; node < 0 && k-- > 0;)
-                if (m_changes[k].call == Call::create && m_changes[k].path == change.path) node = m_changes[k].node;
-            if (node >= 0) names[change.other] = node;
-            if (change.call == Call::rename) names.erase(change.path);
-            break;
-        }
-        case Call::unlink: names.erase(change.path); break;
-        case Call::makeFolder: gone.erase(change.path); break;
-        default: break;
+            case Call::truncate: bytes.resize(change.offset); break;
+            case Call::create: names[change.path] = change.node; break;
+            case Call::rename:
+            case Call::link: {
+                // Where the former name did not arrive the new one may all the same.
+                int node = -1;
+                if (auto const found = names.find(change.path); found != names.end()) node = found->second;
+                for (std::size_t k = i; node < 0 && k-- > 0;)
+                    if (m_changes[k].call == Call::create && m_changes[k].path == change.path) node = m_changes[k].node;
+                if (node >= 0) names[change.other] = node;
+                if (change.call == Call::rename) names.erase(change.path);
+                break;
+            }
+            case Call::unlink: names.erase(change.path); break;
+            case Call::makeFolder: gone.erase(change.path); break;
+            default: break;
         }
     }
     Files files;
     for (auto const& [path, node] : names) {
-        bool const isLost = std::ranges::any_of(gone, [&](std::string const& folder) { return path.starts_with(folder + "/"); });
+        bool const isLost =
+            std::ranges::any_of(gone, [&](std::string const& folder) { return path.starts_with(folder + "/"); });
         if (!isLost) files[path] = nodes[static_cast<std::size_t>(node)];
     }
     return files;

@@ -31,7 +31,8 @@ using Files = std::map<std::string, std::string>;
 class History {
 public:
     /// `files` is what was there before the recorded calls; `numbers` are the system's numbers of these.
-    History(std::filesystem::path const& record, Files const& files, std::map<std::uint64_t, std::string> const& numbers);
+    History(std::filesystem::path const& record, Files const& files,
+            std::map<std::uint64_t, std::string> const& numbers);
 
     std::size_t CountChanges() const { return m_changes.size(); }
     /// The name that the call gave to another file, if it did.
@@ -46,18 +47,18 @@ public:
 
 private:
     struct Choice {
-        std::vector<bool> isApplied;          // of all changes
-        std::optional<std::size_t> torn;      // a write of which only so many bytes arrive
+        std::vector<bool> isApplied;      // of all changes
+        std::optional<std::size_t> torn;  // a write of which only so many bytes arrive
         std::size_t tornLength = 0;
-        bool hasHoles = false;                // lengths arrive without their bytes
+        bool hasHoles = false;  // lengths arrive without their bytes
     };
     Files Apply(Choice const& choice, std::size_t count) const;
     std::vector<std::size_t> PendingAfter(std::size_t count) const;
     bool IsSafeBy(Change const& change, Change const& sync) const;
 
     std::vector<Change> m_changes;
-    std::vector<std::string> m_nodes;        // contents before
-    std::map<std::string, int> m_names;      // before
+    std::vector<std::string> m_nodes;    // contents before
+    std::map<std::string, int> m_names;  // before
 };
 
 }  // namespace powercut

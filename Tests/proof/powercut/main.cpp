@@ -66,7 +66,7 @@ bool OpensConfig(KxString const& path) {
 bool OpensSettings(KxString const& path) {
     KxConfig config(path);
     config.SetGroup(L"Filter");
-    return config.GetKeyCount() == 2;
+    return config.GetKeyCount() >= 2;
 }
 bool OpensXml(KxString const& path) {
     XML_PARSER xml;
@@ -96,24 +96,34 @@ bool OpensLog(KxString const& path) {
 
 struct Saver {
     char const* scenario;
-    char const* old;       // null: none; "@x": what scenario x makes of nothing
+    char const* old;  // null: none; "@x": what scenario x makes of nothing
     bool (*opens)(KxString const&);
     char const* target = "scan.dat";  // below the folder; null: every file is one
 };
 
 constexpr char ini[] = "[Scanner]\nPort = COM1\n; kept\n";
 constexpr char log[] =
-    "[General]\nFile=Quandelmeter Exceptions Log\nTotalCount=1\n[0]\nDate=20240101\nTime=1\nGroup=G\nLevel=EXCEPT_USER\nMessage=m\n";
+    "[General]\nFile=Quandelmeter Exceptions "
+    "Log\nTotalCount=1\n[0]\nDate=20240101\nTime=1\nGroup=G\nLevel=EXCEPT_USER\nMessage=m\n";
 Saver const savers[] = {
-    {"safe", "old content", OpensAny},   {"safe", nullptr, OpensAny},
-    {"whole", "@whole", OpensScan},      {"whole", nullptr, OpensScan},
-    {"copy", "old content", OpensAny},   {"config", ini, OpensConfig},
-    {"config", nullptr, OpensConfig},    {"update", ini, OpensConfig},
-    {"fast", ini, OpensConfig},          {"settings", "[Filter]\nRadius=1\nPasses=2\n", OpensSettings},
-    {"settings", nullptr, OpensSettings}, {"xml", "<?xml version=\"1.0\"?><conditions/>", OpensXml},
-    {"xml", nullptr, OpensXml},          {"log", log, OpensLog},
-    {"log", nullptr, OpensLog},          {"zip", "@zip", OpensZip},
-    {"zip", nullptr, OpensZip},          {"unzip", "@zip", OpensAny, nullptr},
+    {"safe", "old content", OpensAny},
+    {"safe", nullptr, OpensAny},
+    {"whole", "@whole", OpensScan},
+    {"whole", nullptr, OpensScan},
+    {"copy", "old content", OpensAny},
+    {"config", ini, OpensConfig},
+    {"config", nullptr, OpensConfig},
+    {"update", ini, OpensConfig},
+    {"fast", ini, OpensConfig},
+    {"settings", "[Filter]\nRadius=1\nPasses=2\n", OpensSettings},
+    {"settings", nullptr, OpensSettings},
+    {"xml", "<?xml version=\"1.0\"?><conditions/>", OpensXml},
+    {"xml", nullptr, OpensXml},
+    {"log", log, OpensLog},
+    {"log", nullptr, OpensLog},
+    {"zip", "@zip", OpensZip},
+    {"zip", nullptr, OpensZip},
+    {"unzip", "@zip", OpensAny, nullptr},
     {"backup", "content", OpensAny, "scan.BAK"},
 };
 // What must be found, or nothing is proved.
@@ -123,7 +133,8 @@ Saver const faultySavers[] = {{"overwriting", "old content", OpensAny},
 
 /// Savers as they should not be.
 int RunFaulty(std::string const& scenario, char const* target) {
-    std::string const bytes(2000, 'n'), part = scenario == "overwriting" ? target : fs::path(target).parent_path() / ".scan.dat.hbtmp-aaaaaaaa";
+    std::string const bytes(2000, 'n'),
+        part = scenario == "overwriting" ? target : fs::path(target).parent_path() / ".scan.dat.hbtmp-aaaaaaaa";
     int const file = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (::write(file, bytes.data(), bytes.size()) < 0) return 1;
     if (scenario != "unsynced") ::fsync(file);
@@ -171,7 +182,8 @@ private:
             if (isRecorded) {
                 ::setenv("LD_PRELOAD", HBTOOLS_RECORDER, 1);
                 char const* const options = std::getenv("ASAN_OPTIONS");
-                ::setenv("ASAN_OPTIONS", ((options ? options + std::string(":") : "") + "verify_asan_link_order=0").c_str(), 1);
+                ::setenv("ASAN_OPTIONS",
+                         ((options ? options + std::string(":") : "") + "verify_asan_link_order=0").c_str(), 1);
             }
             ::setenv("HBTOOLS_RECORD_UNDER", Data().c_str(), 1);
             ::setenv("HBTOOLS_RECORD_TO", Record().c_str(), 1);
@@ -214,14 +226,16 @@ private:
             std::ofstream(target, std::ios::binary) << saver.old;
         }
         fs::path const watched = saver.target ? Data() / saver.target : fs::path();
-        if (saver.target && std::strcmp(saver.target, "scan.BAK") == 0) std::ofstream(watched, std::ios::binary) << "former copy";
+        if (saver.target && std::strcmp(saver.target, "scan.BAK") == 0)
+            std::ofstream(watched, std::ios::binary) << "former copy";
         Files const before = Read();
         std::map<std::uint64_t, std::string> numbers;
         for (auto const& [path, bytes] : before) {
-            struct stat status{};
+            struct stat status {};
             if (::stat(path.c_str(), &status) == 0) numbers[status.st_ino] = path;
         }
-        if (int const code = RunProgram(saver.scenario, isFaulty, true)) return Find(title, 0, "exit code " + std::to_string(code));
+        if (int const code = RunProgram(saver.scenario, isFaulty, true))
+            return Find(title, 0, "exit code " + std::to_string(code));
         Files const after = Read();
         History const history(Record(), before, numbers);
         std::size_t const calls = history.CountChanges();
@@ -254,8 +268,9 @@ private:
                     }
                     auto const found = whole.find(path);
                     if (found == whole.end() || !found->second.contains(bytes)) {
-                        return Find(title, k, fs::path(path).filename().string() + " is neither the old file nor the new one, " +
-                                                  std::to_string(bytes.size()) + " bytes");
+                        return Find(title, k,
+                                    fs::path(path).filename().string() + " is neither the old file nor the new one, " +
+                                        std::to_string(bytes.size()) + " bytes");
                     }
                     shape += path + std::to_string(std::hash<std::string>()(bytes)) + " ";
                 }
@@ -277,9 +292,10 @@ private:
                 }
             });
         }
-        std::printf("%-14s calls %4zu, states %7zu, different %5zu: old or between %5zu, new %4zu; with left-over files %5zu; "
-                    "opened and saved again %zu\n",
-                    title.c_str(), calls, built, states.size(), numOld, numNew, numLeft, numNexts);
+        std::printf(
+            "%-14s calls %4zu, states %7zu, different %5zu: old or between %5zu, new %4zu; with left-over files %5zu; "
+            "opened and saved again %zu\n",
+            title.c_str(), calls, built, states.size(), numOld, numNew, numLeft, numNexts);
         std::fflush(stdout);
     }
 
@@ -318,7 +334,8 @@ int main(int argc, char** argv) {
     bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
     std::string const only = arguments.empty() ? "" : arguments[0];
     std::error_code none;
-    std::string pattern = (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
+    std::string pattern =
+        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
     if (!::mkdtemp(pattern.data())) return 2;
     int findings = 0;
     {

@@ -50,19 +50,22 @@ std::string_view Under() {
 }
 
 bool IsOurs(std::string const& path) {
-    return !Under().empty() && path.starts_with(Under()) && (path.size() == Under().size() || path[Under().size()] == '/');
+    return !Under().empty() && path.starts_with(Under()) &&
+           (path.size() == Under().size() || path[Under().size()] == '/');
 }
 
 std::string PathOf(int descriptor) {
     std::array<char, 4096> path;
-    ssize_t const length = ::readlink(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), path.data(), path.size());
+    ssize_t const length =
+        ::readlink(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), path.data(), path.size());
     return length < 0 ? std::string() : std::string(path.data(), static_cast<std::size_t>(length));
 }
 
 std::string PathOf(int folder, char const* path) {
     if (path[0] == '/') return path;
     std::array<char, 4096> current;
-    return (folder == AT_FDCWD ? std::string(::getcwd(current.data(), current.size()) ? current.data() : "") : PathOf(folder)) +
+    return (folder == AT_FDCWD ? std::string(::getcwd(current.data(), current.size()) ? current.data() : "")
+                               : PathOf(folder)) +
            "/" + path;
 }
 
@@ -70,9 +73,13 @@ void Note(Call call, std::string_view path, std::string_view other, std::uint64_
           void const* bytes, std::size_t length) {
     static int const record = [] {
         char const* const name = std::getenv("HBTOOLS_RECORD_TO");
-        return name ? static_cast<int>(::syscall(SYS_openat, AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600)) : -1;
+        return name ? static_cast<int>(
+                          ::syscall(SYS_openat, AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600))
+                    : -1;
     }();
-    Head const head{call, static_cast<std::uint32_t>(path.size()), static_cast<std::uint32_t>(other.size()), 0, file, offset, length};
+    Head const head{
+        call,  static_cast<std::uint32_t>(path.size()), static_cast<std::uint32_t>(other.size()), 0, file, offset,
+        length};
     std::string all(reinterpret_cast<char const*>(&head), sizeof head);
     all.append(path).append(other);
     if (length > 0) all.append(static_cast<char const*>(bytes), length);
@@ -84,13 +91,14 @@ void Note(Call call, std::string_view path, std::string_view other, std::uint64_
 }
 
 std::uint64_t FileOf(int descriptor, bool* isFolder = nullptr) {
-    struct stat status{};
+    struct stat status {};
     ::fstat(descriptor, &status);
     if (isFolder) *isFolder = S_ISDIR(status.st_mode);
     return status.st_ino;
 }
 
-void NoteFile(Call call, int descriptor, std::uint64_t offset = 0, void const* bytes = nullptr, std::size_t length = 0) {
+void NoteFile(Call call, int descriptor, std::uint64_t offset = 0, void const* bytes = nullptr,
+              std::size_t length = 0) {
     KeepError const keep;
     std::string const path = PathOf(descriptor);
     if (IsOurs(path)) Note(call, path, "", FileOf(descriptor), offset, bytes, length);
@@ -111,7 +119,7 @@ void NoteSync(int descriptor) {
 
 template <class Open>
 int NotedOpen(std::string const& path, int flags, Open open) {
-    struct stat before{};
+    struct stat before {};
     bool const isNew = (flags & O_CREAT) && ::stat(path.c_str(), &before) != 0;
     int const descriptor = open();
     if (descriptor < 0) return descriptor;
@@ -128,13 +136,14 @@ mode_t ModeOf(int flags, va_list arguments) {
 
 ssize_t NotedWrite(int descriptor, void const* buffer, off_t offset, ssize_t written) {
     if (written > 0)
-        NoteFile(Call::write, descriptor, static_cast<std::uint64_t>(offset), buffer, static_cast<std::size_t>(written));
+        NoteFile(Call::write, descriptor, static_cast<std::uint64_t>(offset), buffer,
+                 static_cast<std::size_t>(written));
     return written;
 }
 
 off_t PositionOf(int descriptor) {
     KeepError const keep;
-    struct stat status{};
+    struct stat status {};
     if (::fcntl(descriptor, F_GETFL) & O_APPEND) return ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
     return ::lseek(descriptor, 0, SEEK_CUR);
 }
@@ -143,21 +152,21 @@ off_t PositionOf(int descriptor) {
 
 extern "C" {
 
-#define DEFINE_OPEN(name)                                                                                        \
-    int name(char const* path, int flags, ...) {                                                                 \
-        va_list arguments;                                                                                       \
-        va_start(arguments, flags);                                                                              \
-        mode_t const mode = ModeOf(flags, arguments);                                                            \
-        va_end(arguments);                                                                                       \
-        return NotedOpen(PathOf(AT_FDCWD, path), flags, [&] { return REAL(name)(path, flags, mode); });          \
+#define DEFINE_OPEN(name)                                                                               \
+    int name(char const* path, int flags, ...) {                                                        \
+        va_list arguments;                                                                              \
+        va_start(arguments, flags);                                                                     \
+        mode_t const mode = ModeOf(flags, arguments);                                                   \
+        va_end(arguments);                                                                              \
+        return NotedOpen(PathOf(AT_FDCWD, path), flags, [&] { return REAL(name)(path, flags, mode); }); \
     }
-#define DEFINE_OPENAT(name)                                                                                      \
-    int name(int folder, char const* path, int flags, ...) {                                                     \
-        va_list arguments;                                                                                       \
-        va_start(arguments, flags);                                                                              \
-        mode_t const mode = ModeOf(flags, arguments);                                                            \
-        va_end(arguments);                                                                                       \
-        return NotedOpen(PathOf(folder, path), flags, [&] { return REAL(name)(folder, path, flags, mode); });    \
+#define DEFINE_OPENAT(name)                                                                                   \
+    int name(int folder, char const* path, int flags, ...) {                                                  \
+        va_list arguments;                                                                                    \
+        va_start(arguments, flags);                                                                           \
+        mode_t const mode = ModeOf(flags, arguments);                                                         \
+        va_end(arguments);                                                                                    \
+        return NotedOpen(PathOf(folder, path), flags, [&] { return REAL(name)(folder, path, flags, mode); }); \
     }
 DEFINE_OPEN(open)
 DEFINE_OPEN(open64)
@@ -180,7 +189,8 @@ ssize_t copy_file_range(int from, off_t* fromOffset, int to, off_t* toOffset, st
     if (copied <= 0) return copied;
     KeepError const keep;
     std::string bytes(static_cast<std::size_t>(copied), 0);
-    int const again = ::open(("/proc/self/fd/" + std::to_string(to)).c_str(), O_RDONLY | O_CLOEXEC);  // which may write only
+    int const again =
+        ::open(("/proc/self/fd/" + std::to_string(to)).c_str(), O_RDONLY | O_CLOEXEC);  // which may write only
     if (again < 0 || ::pread(again, bytes.data(), bytes.size(), offset) != copied) std::abort();
     ::close(again);
     return NotedWrite(to, bytes.data(), offset, copied);
