@@ -239,19 +239,24 @@ void MessageQueue::DropCalls() {
 
 void MessageQueue::Close() {
     Hold const hold;
-    std::deque<Entry> sent, posted;
-    std::vector<std::shared_ptr<Answer>> answering;
-    {
-        std::lock_guard const lock(m_mutex);
-        m_isClosed = true;
-        sent.swap(m_sent);
-        posted.swap(m_posted);
-        answering.swap(m_answering);
+    // One by one: another deque would take memory, which the end of a thread must do without.
+    for (bool isEmpty = false; !isEmpty;) {
+        Entry entry;
+        {
+            std::lock_guard const lock(m_mutex);
+            m_isClosed = true;
+            if (!m_answering.empty()) {
+                entry.answer = std::move(m_answering.back());
+                m_answering.pop_back();
+            } else if (std::deque<Entry>& queue = m_sent.empty() ? m_posted : m_sent; !queue.empty()) {
+                entry = std::move(queue.front());
+                queue.pop_front();
+            } else {
+                isEmpty = true;
+            }
+        }
+        if (entry.answer) GiveAnswer(*entry.answer);
     }
-    for (auto const& entries : {&sent, &posted})
-        for (Entry const& entry : *entries)
-            if (entry.answer) answering.push_back(entry.answer);
-    for (auto const& answer : answering) GiveAnswer(*answer);
     for (auto const& [time, timer] : std::exchange(m_timers, {})) timer->m_queue.reset();
 }
 

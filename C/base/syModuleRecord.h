@@ -9,6 +9,7 @@
 #include "base/syTextTable.h"
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 namespace KxN {
@@ -19,10 +20,11 @@ public:
     std::atomic<detail::TextTable const*> texts = nullptr;  // of a satellite, for ever; null for code
 
     // The rest is guarded by the lock of all records.
-    void* code = nullptr;    // as the loader knows it
-    std::string path;        // absolute, as the system spells it
-    std::string loaderName;  // by which the loader knows the code; empty for the program
-    bool isGone = false;     // the code; the loader may use its address again, and then the record too
+    void* code = nullptr;  // as the loader knows it
+    std::string path;      // absolute, as the system spells it
+    // By which the loader knows the code; empty for the program. Shared: to free a module must take no memory.
+    std::shared_ptr<std::string const> loaderName;
+    bool isGone = false;  // the code; the loader may use its address again, and then the record too
     unsigned long count = 0;
     detail::FileIdentity identity;  // of a satellite
 };

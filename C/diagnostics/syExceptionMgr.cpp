@@ -14,8 +14,11 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
 
+#include <array>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <system_error>
 #include <vector>
 
@@ -30,7 +33,9 @@ namespace {
 class Told {
 public:
     static Told& Get() {
-        static Told& told = *new Told;  // lives on for late destructors
+        // Lives on for late destructors, and takes no memory, of which those of managers may find none.
+        alignas(Told) static std::array<std::byte, sizeof(Told)> place;
+        static Told& told = *new (place.data()) Told;
         return told;
     }
     void Tell(KxString const& line) {

@@ -25,6 +25,12 @@ std::vector<CDynLinkLibrary*> Libraries() {
     return libraries;
 }
 
+bool IsLoaded(CDynLinkLibrary const* wanted) {
+    bool isLoaded = false;
+    CDynLinkLibrary::ForEach([&](CDynLinkLibrary const& library) { isLoaded = isLoaded || &library == wanted; });
+    return isLoaded;
+}
+
 /// A source that stays is not set again.
 void SetSources(HINSTANCE source) {
     if (AfxGetResourceHandle() != source) AfxSetResourceHandle(source);
@@ -113,10 +119,9 @@ void KxGlobalLocalizer::Apply(std::vector<Choice> const& choices) {
 }
 
 void KxGlobalLocalizer::CleanUp() {
-    for (CDynLinkLibrary* const library : Libraries()) {
-        auto* const element = m_satellites.Find(library);
-        if (element && element->value) library->SetResourceHandle(library->GetModule());
-    }
+    // A destructor has to get by without memory: no list of what is loaded is made.
+    for (auto const& element : m_satellites)
+        if (element.value && IsLoaded(element.key)) element.key->SetResourceHandle(element.key->GetModule());
     for (auto const& element : m_satellites)
         if (element.value) AfxFreeLibrary(element.value);
     m_satellites.RemoveAll();

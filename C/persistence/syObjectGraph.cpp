@@ -155,8 +155,10 @@ TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(int typeId) const {
     }
     auto& types = TypesById();
     if (!types) {
-        types.emplace();
-        for (TypeInfo* type : *this) types->emplace(type->TypeId(), type);
+        // Whole or not at all: types that are missing would be taken for unknown ones.
+        std::unordered_map<int, TypeInfo*> made;
+        for (TypeInfo* type : *this) made.emplace(type->TypeId(), type);
+        types = std::move(made);
     }
     auto const found = types->find(typeId);
     return found == types->end() ? nullptr : found->second;

@@ -236,14 +236,14 @@ private:
         std::unique_ptr<KxDynamicObject> made(CreateObject(className));
         KxAbstractFactory* const factory = place ? detail::FirstFactory(className) : nullptr;
         KxDynamicObject const* const asMade = made.get();
+        SClass known;  // takes its memory while the object still has an owner
+        if (factory && asMade)
+            known = {std::move(image), className, detail::FactoryGeneration(), factory, Place(*asMade), 0};
         KxPersistentObject* const object = Cast(made);
-        if (object && factory)
-            *place = {std::move(image),
-                      className,
-                      detail::FactoryGeneration(),
-                      factory,
-                      Place(*asMade),
-                      reinterpret_cast<char*>(object) - reinterpret_cast<char const*>(asMade)};
+        if (object && factory) {
+            known.shift = reinterpret_cast<char*>(object) - reinterpret_cast<char const*>(asMade);
+            *place = std::move(known);
+        }
         return object;
     }
 

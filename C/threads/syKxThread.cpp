@@ -86,7 +86,10 @@ int KxThread::Run(KxTools::Link const& link) {
         KxThread* thread;
         ~Disowning() { thread->m_owner = nullptr; }
     } const disowning{this};
-    m_thread.reset(Launch(link, this));
+    // Once the thread runs there is no way back: what it takes to own it is there before.
+    auto const owner = std::make_shared<std::unique_ptr<CWinThread>>();
+    owner->reset(Launch(link, this));
+    if (*owner) m_thread = std::shared_ptr<CWinThread>(owner, owner->get());
     return m_thread != nullptr;
 }
 

@@ -24,9 +24,13 @@ bool Status(DirEntry const& path, bool followLinks, struct stat& status) {
     return (followLinks ? ::stat(system.c_str(), &status) : ::lstat(system.c_str(), &status)) == 0;
 }
 
-/// Makes one directory. True if there is one afterwards, also by someone else's doing.
+/// Makes one directory. True if there is one afterwards, also by someone else's doing. Its name is flushed: files that are
+/// saved in it must not go with it when the power fails.
 bool MakeOne(std::string const& path) {
-    if (::mkdir(path.c_str(), 0777) == 0) return true;
+    if (::mkdir(path.c_str(), 0777) == 0) {
+        KxN::detail::SyncDirectory(KxN::detail::DirectoryOf(path));
+        return true;
+    }
     struct stat status;
     return errno == EEXIST && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }

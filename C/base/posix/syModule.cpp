@@ -59,7 +59,7 @@ void* StillLoaded(std::string const& loaderName, void* code) {
 /// The record of loaded code. The loader may use the address of a module that is gone for another one.
 KxModule* RecordOf(void* code, unsigned long counts) {
     std::string path = PathOf(static_cast<link_map*>(code));
-    std::string loaderName = static_cast<link_map*>(code)->l_name;
+    auto loaderName = std::make_shared<std::string const>(static_cast<link_map*>(code)->l_name);
     Records& records = AllRecords();
     std::lock_guard const guard(records.lock);
     for (auto const& record : records.all) {
@@ -157,7 +157,7 @@ HINSTANCE LoadBeside(KxString const& name, void const* caller) {
 }
 
 HINSTANCE CountAgain(HINSTANCE module) {
-    std::string loaderName;
+    std::shared_ptr<std::string const> loaderName;
     void* code = nullptr;
     Records& records = AllRecords();
     {
@@ -168,7 +168,7 @@ HINSTANCE CountAgain(HINSTANCE module) {
         if (!code) ++module->count;
     }
     if (!code) return module;
-    void* const loaded = StillLoaded(loaderName, code);
+    void* const loaded = StillLoaded(*loaderName, code);
     return loaded ? RecordOf(loaded, 1) : nullptr;
 }
 
@@ -194,7 +194,7 @@ int AfxFreeLibrary(HINSTANCE module) {
     Records& records = AllRecords();
     void* code = nullptr;
     bool isCounted = false, isLast = false;
-    std::string loaderName;
+    std::shared_ptr<std::string const> loaderName;
     {
         std::lock_guard const guard(records.lock);
         isCounted = Known(records, module) && module->count > 0;
@@ -210,7 +210,7 @@ int AfxFreeLibrary(HINSTANCE module) {
     }
     if (!code) return 1;
     if (::dlclose(code) == 0) {
-        if (isLast) NoteIfGone(module, code, loaderName);
+        if (isLast) NoteIfGone(module, code, *loaderName);
         return 1;
     }
     char const* const words = ::dlerror();
@@ -223,7 +223,7 @@ void* GetProcAddress(HINSTANCE module, char const* name) {
     if (!module) module = KxxGetProgram();
     Records& records = AllRecords();
     void* code = nullptr;
-    std::string loaderName;
+    std::shared_ptr<std::string const> loaderName;
     {
         std::lock_guard const guard(records.lock);
         if (Known(records, module)) {
@@ -231,7 +231,7 @@ void* GetProcAddress(HINSTANCE module, char const* name) {
             loaderName = module->loaderName;
         }
     }
-    if (!code || !StillLoaded(loaderName, code)) return nullptr;  // somebody else may have freed it
+    if (!code || !StillLoaded(*loaderName, code)) return nullptr;  // somebody else may have freed it
     void* address = ::dlsym(code, name);
     // The loader looks into the libraries that the module needs, too.
     if (address && MapOf(address) != code) address = nullptr;

@@ -1,164 +1,22 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// What an application does with its files, one scenario a run:  iofaults_scenarios <scenario> <file>
+// One scenario a run:  iofaults_scenarios <scenario> <file>
 //
-// Exit codes: 0 all went well, 3 an exception of the library, whose text is printed; anything else is a fault.
-#include "hbtools/base/syConfig.h"
-#include "hbtools/base/syDirEntry.h"
+// Exit codes: as RunScenario, and 3 for an exception of the library, whose text is printed; anything else is a fault.
+#include "Scenarios.h"
+
 #include "hbtools/base/syEncoding.h"
-#include "hbtools/base/sySafeFile.h"
-#include "hbtools/diagnostics/syExceptionMgr.h"
-#include "hbtools/interchange/syZipHelper.h"
-#include "hbtools/persistence/syGeometryTags.h"
-#include "hbtools/persistence/sySimpleTags.h"
-#include "hbtools/persistence/syTagArchive.h"
+#include "hbtools/base/syObject.h"
 
 #include <cstdio>
-#include <filesystem>
-#include <string>
-#include <vector>
-#include <sys/resource.h>
-
-namespace {
-
-using namespace KxN;
-
-// Crosses the buffer of a file in small steps, and has blocks that pass by it.
-constexpr int lines = 12;
-constexpr int pointsOfLine = 1000;
-constexpr int block = 7000;
-
-KxVec3d Point(int i) {
-    return KxVec3d(i * 0.25, -i, 1.0 / (i + 1));
-}
-
-void StoreScan(CFile& file, KxString name) {
-    KxTagArchive archive(&file, 0);
-    archive << KxNullTag(1);
-    archive.LevelDown();
-    archive << KxStringTag(2, name);
-    for (int line = 0; line < lines; ++line) {
-        int const count = line == 5 ? block : pointsOfLine;
-        KxTArray<KxVec3d> points(count);
-        for (int i = 0; i < count; ++i) points[i] = Point(line + i);
-        archive << KxVec3dArrayTag(static_cast<unsigned long>(10 + line), points);
-    }
-    archive.LevelUp();
-    archive.Flush();
-}
-
-bool LoadScan(CFile& file, KxString const& name) {
-    KxTagArchive archive(&file, 1);
-    archive >> KxNullTag(1);
-    archive.LevelDown();
-    bool isSame = true;
-    for (int line = lines - 1; line >= 0; --line) {
-        KxTArray<KxVec3d> points;
-        archive >> KxVec3dArrayTag(static_cast<unsigned long>(10 + line), points);
-        int const count = line == 5 ? block : pointsOfLine;
-        isSame = isSame && points.Size() == count;
-        for (int i = 0; isSame && i < count; ++i) isSame = points[i] == Point(line + i);
-    }
-    KxString loaded;
-    archive >> KxStringTag(2, loaded);
-    return isSame && loaded == name;
-}
-
-int Refused() {
-    std::puts("scan.dat: refused");
-    return 3;
-}
-
-int Run(std::string const& scenario, KxString const& path) {
-    KxString const name = L"M\u00fcller 7";
-    if (scenario == "store") {
-        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
-        StoreScan(file, name);
-        file.Close();
-    } else if (scenario == "load") {
-        CFile file(path, CFile::modeRead);
-        if (!LoadScan(file, name)) return 4;
-        file.Close();
-    } else if (scenario == "silent") {  // destructors close
-        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
-        file.Write("pending", 7);
-    } else if (scenario == "cut") {
-        CFile file(path, CFile::modeReadWrite | CFile::modeCreate | CFile::modeNoTruncate);
-        file.SetLength(3);
-        file.Close();
-    } else if (scenario == "safe") {
-        std::vector<char> const bytes(100'000, 'n');
-        KxSafeFile file(path);
-        for (int i = 0; i < 3; ++i) file.Write(bytes.data(), bytes.size());
-        file.Commit();
-    } else if (scenario == "whole") {
-        KxSafeFile safe(path);
-        CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
-        StoreScan(file, name);
-        file.Close();
-        safe.Commit();
-    } else if (scenario == "copy") {  // this program onto the file
-        KxDirEntry const source(L"/proc/self/exe");
-        return source.CopyTo(KxDirEntry(path), 1) == 0 ? 0 : Refused();
-    } else if (scenario == "config") {
-        KxConfig config(path);
-        config.SetGroup(L"Scanner");
-        config.WriteKey(L"Port", L"COM2");
-    } else if (scenario == "log") {  // loads a log, which saves it, and adds to it
-        KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
-        KxxSaveFile(ini, "[Initialization]\nErrorCount=200\nBackupTiming=SAVE_ALL_CHANGES\nFileName=" +
-                             KxxToUtf8(path.View()) + "\n");
-        KxExceptionManager manager;
-        manager.Initialize(ini);
-        KxExceptionManagerException entry(KxDateTime(2024, 12, 31, 23, 59, 58), L"Scanner", EXCEPT_FATAL, name);
-        manager.AddExceptionToLog(entry);
-        manager.ChangeBackupTiming(static_cast<BackupTiming>(3));  // the destructor has nobody to tell
-    } else if (scenario == "debug") {                              // the disk is full within the second entry
-        KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
-        KxxSaveFile(ini, "[Initialization]\nDebugFileName=" + KxxToUtf8(path.View()) + "\n");
-        KxExceptionManager manager;
-        manager.Initialize(ini);
-        manager.WriteToDebugFile(L"first", 0, 0);
-        rlimit const full = {10, RLIM_INFINITY}, none = {RLIM_INFINITY, RLIM_INFINITY};
-        ::setrlimit(RLIMIT_FSIZE, &full);
-        manager.WriteToDebugFile(L"refused", 0, 0);
-        ::setrlimit(RLIMIT_FSIZE, &none);
-        manager.WriteToDebugFile(L"again", 0, 0);
-    } else if (scenario == "zip") {  // adds a file from elsewhere to an archive
-        KxDirEntry const source = KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"source");
-        KxxSaveFile(KxString(source.GetFull()), std::string(300'000, 'p'));
-        std::filesystem::last_write_time(KxxToSystemPath(KxString(source.GetFull()).View()),
-                                         {});  // which the archive holds
-        wchar_t const* const folder = KxDirEntry(path).Exists(1) ? L"more" : L"";
-        KxZipHelper::CompressFile(KxString(source.GetFull()), path, folder, name);
-    } else if (scenario == "unzip") {
-        KxTMap<KxString, KxString> files;
-        KxString const folder(KxString(KxDirEntry(path).GetPath().GetFull()) + L"/out");
-        auto const tell = [&] { std::printf("%d files\n", static_cast<int>(files.Count())); };
-        try {
-            KxZipHelper::UncompressFiles(path, folder, files);
-        } catch (KxException*) {
-            tell();
-            throw;
-        }
-        tell();
-    } else if (scenario == "folder") {
-        return KxDirEntry(path).MakeDir(0) ? 0 : Refused();
-    } else {
-        return 5;
-    }
-    return 0;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 3) return 5;
     try {
-        return Run(argv[1], KxxFromSystemPath(argv[2]));
-    } catch (CException* exception) {
-        std::puts(KxxToUtf8(CException::TextOf(*exception).View()).c_str());
+        return faults::RunScenario(argv[1], KxN::KxxFromSystemPath(argv[2]));
+    } catch (KxN::CException* exception) {
+        std::puts(KxN::KxxToUtf8(KxN::CException::TextOf(*exception).View()).c_str());
         exception->Delete();
         return 3;
     }

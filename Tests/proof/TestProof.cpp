@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// The short forms of the proofs. Their tables stand in results/proof-*.txt; HBTOOLS_PROOF_LONG=1 asks for the long ones.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+
+namespace {
+
+struct Result {
+    int code = 0;
+    std::string printed;
+    long Count(std::string_view text) const {
+        long count = 0;
+        for (std::size_t at = 0; (at = printed.find(text, at)) != std::string::npos; ++at) ++count;
+        return count;
+    }
+};
+
+Result RunProgram(std::string const& program, std::string const& arguments) {
+    Result result;
+    std::FILE* const output = ::popen((program + " " + arguments).c_str(), "r");
+    std::array<char, 4096> part;
+    while (std::size_t const got = std::fread(part.data(), 1, part.size(), output))
+        result.printed.append(part.data(), got);
+    int const status = ::pclose(output);
+    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    return result;
+}
+
+Result Proof(char const* program, char const* table) {
+    Result const result = RunProgram(program, std::getenv("HBTOOLS_PROOF_LONG") ? "--long" : "");
+    std::ofstream(std::string(HBTOOLS_BINARY_DIR "/results/proof-") + table + ".txt") << result.printed;
+    return result;
+}
+
+// The run-time library of a sanitizer brings a malloc of its own, and takes minutes for what is proved without it.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SKIP_SANITIZED() GTEST_SKIP() << "without sanitizers only"
+#else
+#define SKIP_SANITIZED() static_cast<void>(0)
+#endif
+
+TEST(Proof, EveryAllocationMayFail) {
+    SKIP_SANITIZED();
+    Result const result = Proof(HBTOOLS_PROOF_ALLOCATIONS, "allocations");
+    EXPECT_EQ(result.code, 0) << result.printed;
+    EXPECT_EQ(result.Count(" N = "), 17 * 4 + 2) << "scenarios, cold and warm, once and lasting; and starts";
+}
+
+TEST(Proof, ThePowerMayGoAtAnyTime) {
+    SKIP_SANITIZED();
+    Result const result = Proof(HBTOOLS_PROOF_POWERCUT, "powercut");
+    EXPECT_EQ(result.code, 0) << result.printed;
+    EXPECT_EQ(result.Count(" calls "), 19);
+}
+
+TEST(Proof, WhatIsWrongIsFound) {
+    SKIP_SANITIZED();
+    Result const memory = RunProgram(HBTOOLS_PROOF_ALLOCATIONS, "--self-check");
+    EXPECT_EQ(memory.code, 1);
+    for (char const* const text : {"leaking, warm, once, allocation 2: leak of 1 blocks", ": objects changed",
+                                   ": files changed", "dying, warm, once, allocation 1: ended by Aborted"})
+        EXPECT_GE(memory.Count(text), 1) << text << "\n" << memory.printed;
+    Result const power = RunProgram(HBTOOLS_PROOF_POWERCUT, "--self-check");
+    EXPECT_EQ(power.code, 1);
+    for (char const* const text :
+         {"overwriting, cut after call 1: scan.dat is neither", "unsynced, cut after call 3: scan.dat is neither",
+          "unnamed, cut after call 4: the save has ended, and the new file may be lost"})
+        EXPECT_GE(power.Count(text), 1) << text << "\n" << power.printed;
+}
+
+}  // namespace

@@ -1,0 +1,404 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Scenarios of data: scans, property trees, graphs, configurations, XML documents, archives.
+#include "Scenario.h"
+#include "Scenarios.h"
+
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syEncryption.h"
+#include "hbtools/base/sySafeFile.h"
+#include "hbtools/config/syConfigFast.h"
+#include "hbtools/config/syConfiguration.h"
+#include "hbtools/interchange/syXmlParser.h"
+#include "hbtools/interchange/syZipHelper.h"
+#include "hbtools/persistence/syObjectGraph.h"
+#include "hbtools/persistence/sySimpleTags.h"
+#include "hbtools/persistence/syTagArchive.h"
+#include "hbtools/persistence/syTagInspector.h"
+#include "hbtools/properties/syPropertyTag.h"
+
+#include <memory>
+#include <optional>
+
+namespace proof {
+
+namespace {
+
+using namespace KxN;
+namespace fs = std::filesystem;
+
+std::string U(KxString const& text) {
+    return KxxToUtf8(text.View());
+}
+
+KxString const& ScanName() {
+    static KxString const name = L"M\u00fcller 7, a name beyond what a text holds without memory of its own";
+    return name;
+}
+
+Scenario StoreScan(fs::path const& folder) {
+    WriteFile(folder / "scan.tag", "old");
+    auto const store = [path = PathOf(folder / "scan.tag")] {
+        KxSafeFile safe(path);
+        CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
+        faults::StoreScan(file, ScanName());
+        file.Close();
+        safe.Commit();
+    };
+    return {{store}, [] { return ""; }};
+}
+
+Scenario LoadScan(fs::path const& folder) {
+    CMemFile image;
+    faults::StoreScan(image, ScanName());
+    std::string bytes(image.GetLength(), 0);
+    image.Seek(0, CFile::begin);
+    image.Read(bytes.data(), static_cast<unsigned>(bytes.size()));
+    WriteFile(folder / "scan.tag", bytes);
+    auto const load = [path = PathOf(folder / "scan.tag")] {
+        CFile file(path, CFile::modeRead);
+        Require(faults::LoadScan(file, ScanName()), "another scan");
+    };
+    auto const inspect = [path = PathOf(folder / "scan.tag")] {
+        CFile file(path, CFile::modeRead);
+        KxTagInspector inspector(&file);
+        Require(inspector.Inspect() == TagFileWhole, "a damaged file");
+    };
+    return {{load, inspect}, [] { return ""; }};
+}
+
+Scenario Properties(fs::path const&) {
+    struct State {
+        KxPropertyList tree{L"Conditions", L"Conditions of the measurement", 1};
+        std::unique_ptr<KxPropertyList> read;
+        CMemFile file;
+    };
+    auto const s = std::make_shared<State>();
+    auto const insert = [s](KxProperty* property) {
+        std::unique_ptr<KxProperty> owner(property);
+        s->tree.Insert(property);
+        owner.release();
+    };
+    auto const lines = [](KxPropertyList* list) {
+        KxTBlockMem<KxString*> all;
+        struct Deleting {
+            KxTBlockMem<KxString*>& lines;
+            ~Deleting() {
+                for (KxString* line : lines) delete line;
+            }
+        } const deleting{all};
+        std::string text;
+        if (list) list->GetAllMessageBufResized(all, 0, 0, ' ', 4);
+        for (KxString* line : all) text += U(*line) + "\n";
+        return text;
+    };
+    return {{
+                [insert] { insert(new KxStringProperty(L"Operator", L"Operator: %s", ScanName(), 1)); },
+                [insert] { insert(new KxTProperty<double>(L"Temperature", L"Temperature: %.1f C", 20.5, 2)); },
+                [insert] {
+                    auto inner = std::make_unique<KxPropertyList>(L"Inner", L"Inner list of properties", 1);
+                    for (int i = 0; i < 12; ++i) {
+                        auto child = std::make_unique<KxTProperty<int>>(
+                            KxString(L"Number ") + KxString(std::to_wstring(i).c_str()), L"%d", i, 1);
+                        inner->Insert(child.get());
+                        child.release();
+                    }
+                    insert(inner.release());
+                },
+                [s] {
+                    s->file.SetLength(0);
+                    s->file.Seek(0, CFile::begin);
+                    KxTagArchive archive(&s->file, 0);
+                    KxPropertyList* list = &s->tree;
+                    KxPersistentObject::InitializeReferenceMap();
+                    archive << KxPropertyListTag(300, list);
+                    archive.Flush();
+                },
+                [s] {
+                    s->file.Seek(0, CFile::begin);
+                    KxTagArchive archive(&s->file, 1);
+                    KxPropertyList* list = nullptr;
+                    KxPersistentObject::InitializeReferenceMap();
+                    archive >> KxPropertyListTag(300, list);
+                    s->read.reset(list);
+                },
+                [s, lines] { lines(&s->tree); },
+                [s] { std::unique_ptr<KxProperty> const clone(s->tree.Clone()); },
+                [s] { s->read->Remove(L"Temperature"); },
+                [s] { *s->read = s->tree; },
+                [s] { s->tree.Remove(L"Operator"); },
+            },
+            [s, lines] { return lines(&s->tree) + "|" + lines(s->read.get()); }};
+}
+
+struct Node : KxDynamicObject {
+    int value = 0;
+    KxString name;
+    long long nextAddress = 0;
+};
+struct NodeFactory : KxIDynamicObjectFactory {
+    KxDynamicObject* Create() const override { return new Node; }
+};
+struct NodeSerializer : KxDynamicObjectSerializer {
+    void Read(KxTagArchive& archive, KxDynamicObject* object) const override {
+        auto& node = dynamic_cast<Node&>(*object);
+        archive >> KxTTag<int>(1, node.value) >> KxStringTag(2, node.name) >> KxTTag<long long>(3, node.nextAddress);
+    }
+    void Write(KxDynamicObject* object, KxTagArchive& archive) const override {
+        auto& node = dynamic_cast<Node&>(*object);
+        archive << KxTTag<int>(1, node.value) << KxStringTag(2, node.name) << KxTTag<long long>(3, node.nextAddress);
+    }
+};
+KxDynamicObjectTypeCast<Node> g_nodeCast;
+NodeSerializer g_nodeSerializer;
+NodeFactory g_nodeFactory;
+KxSerializableTypeInfo g_nodeType(4711, -1, &g_nodeCast, &g_nodeSerializer, &g_nodeFactory);
+
+Scenario Graph(fs::path const&) {
+    constexpr int count = 5;
+    struct State {
+        std::vector<Node> nodes = std::vector<Node>(count);
+        std::vector<std::unique_ptr<Node>> read;
+        std::string ring;
+        CMemFile file;
+    };
+    auto const s = std::make_shared<State>();
+    for (int i = 0; i < count; ++i) {
+        Node& node = s->nodes[static_cast<std::size_t>(i)];
+        node.value = i;
+        node.name = ScanName();
+        node.nextAddress = static_cast<long long>(reinterpret_cast<std::intptr_t>(
+            static_cast<KxDynamicObject*>(&s->nodes[static_cast<std::size_t>((i + 1) % count)])));
+    }
+    auto const store = [s] {
+        s->file.SetLength(0);
+        s->file.Seek(0, CFile::begin);
+        KxTagArchive archive(&s->file, 0);
+        unsigned long id = 1;
+        for (Node& node : s->nodes) archive << KxDynamicObjectTag(id++, &node);
+        archive.Flush();
+    };
+    auto const load = [s] {
+        KxAddressesMap const map;
+        s->file.Seek(0, CFile::begin);
+        KxTagArchive archive(&s->file, 1);
+        std::vector<std::unique_ptr<Node>> read;
+        for (unsigned long id = 1; id <= count; ++id) {
+            KxDynamicObjectTag tag(id, nullptr);
+            archive >> tag;
+            std::unique_ptr<Node> node(dynamic_cast<Node*>(tag.DynamicObject()));
+            Require(node != nullptr, "no node");
+            read.push_back(std::move(node));
+        }
+        std::string ring;
+        for (auto const& node : read) {
+            auto* const next = dynamic_cast<Node*>(KxAddressesMap::GetCurrentDynamicObject(node->nextAddress));
+            Require(next != nullptr, "no next node");
+            ring += std::to_string(node->value) + ">" + std::to_string(next->value) + U(next->name) + "\n";
+        }
+        s->read.swap(read);
+        s->ring.swap(ring);
+    };
+    return {{store, load, load}, [s] { return s->ring; }};
+}
+
+constexpr char ini[] = "; kept\r\n[Scanner]\r\nPort = COM1\r\nSpeed = 1.25\r\nSize = 640;480\r\n\r\n[Other]\r\nx=1\r\n";
+
+Scenario ReadConfig(fs::path const& folder) {
+    WriteFile(folder / "app.ini", ini);
+    struct State {
+        std::optional<KxConfiguration> config;
+        double speed = 0;
+        KxTPair<int> size;
+        KxString port;
+        std::string all;
+    };
+    auto const s = std::make_shared<State>();
+    return {{
+                [s, path = PathOf(folder / "app.ini")] {
+                    KxConfiguration made(path, 1);
+                    s->config.emplace(path, 1);
+                },
+                [s] { s->config->SetGroup(L"Scanner", 1); },
+                [s] { s->config->Read(s->speed, L"Speed", KxTFloatRange<double>(0.1, 40)); },
+                [s] { s->config->Read(s->size, L"Size", 0); },
+                [s] { s->config->Read(s->port, L"Port"); },
+                [s] {
+                    std::string all;
+                    for (unsigned short g = 0; g < s->config->GetGroupCount(); ++g)
+                        all += U(s->config->GetGroup(g)) + " ";
+                    for (unsigned short k = 0; k < s->config->GetKeyCount(); ++k)
+                        all += U(s->config->GetKeyName(k)) + "=" + U(s->config->ReadKey(k)) + " ";
+                    s->all = all;
+                },
+                [s] {  // a bad value is told by an exception that names it
+                    try {
+                        s->config->ReadLONG(L"Port");
+                    } catch (KxReadKeywordException* exception) {
+                        struct Deleting {
+                            CException* exception;
+                            ~Deleting() { exception->Delete(); }
+                        } const deleting{exception};
+                        CException::TextOf(*exception);
+                        return;
+                    }
+                    throw Refused{"COM1 is a number"};
+                },
+            },
+            [s] {
+                return std::to_string(s->speed) + " " + std::to_string(s->size.first) + " " +
+                       std::to_string(s->size.second) + " " + U(s->port) + " " + s->all;
+            }};
+}
+
+Scenario WriteConfig(fs::path const& folder) {
+    WriteFile(folder / "app.ini", ini);
+    auto const s = std::make_shared<KxConfiguration>(PathOf(folder / "app.ini"), 1);
+    return {{
+                [s] { s->SetGroup(L"Scanner", 1); },
+                [s] { s->Write(KxTPair<int>(800, 600), L"Size"); },
+                [s] { s->Write(2.5, L"Speed", 6); },
+                [s] { s->Write(ScanName(), L"A new key"); },
+                [s] { s->SetGroup(L"A new group"); },
+                [s] { s->BeginUpdate(); },
+                [s] { s->Write(ScanName(), L"one"); },
+                [s] { s->Write(ScanName(), L"two"); },
+                [s] { s->EndUpdate(); },
+            },
+            [s] { return U(s->GetGroup()) + U(s->ReadKey(L"Size")) + U(s->ReadKey(L"two")); }};
+}
+
+/// The fast class, with and without encryption.
+template <bool isEncrypted>
+Scenario FastConfig(fs::path const& folder) {
+    WriteFile(folder / "app.ini", ini);
+    auto const s = std::make_shared<std::unique_ptr<KxConfigFast>>();
+    auto const switched = [](auto action) {
+        return [action] {
+            if (isEncrypted) KxTools::EncryptionOn();
+            struct Off {
+                ~Off() { KxTools::EncryptionOff(); }
+            } const off;
+            action();
+        };
+    };
+    return {
+        {
+            switched([s, path = PathOf(folder / "app.ini")] { *s = std::make_unique<KxConfigFast>(path); }),
+            switched([s] { (*s)->SetGroup(L"Scanner"); }), switched([s] { (*s)->WriteKey(L"Port", ScanName()); }),
+            switched([s] {
+                (*s)->FindKey(L"Port");  // moves the cursor, as looking at the keys does
+                (*s)->InsertKey(L"Key", L"value");
+            }),
+            switched([s] { (*s)->WriteKey(L"A new key", ScanName()); }), switched([s] { (*s)->DeleteGroup(L"Other"); }),
+            switched([s] { Require((*s)->ReadKey(L"Port") == ScanName(), "another value"); }), switched([s] {
+                if (!isEncrypted) (*s)->Flush();
+            }),  // whose bytes differ each time
+        },
+        [s, switched] {
+            std::string text;
+            switched([&] {
+                if (!*s) return;
+                KxString const group = (*s)->GetGroup();
+                text = U(group) + ":";
+                for (unsigned short k = 0; k < (*s)->GetKeyCount(); ++k)
+                    text += U((*s)->GetKeyName(k)) + "=" + U((*s)->ReadKey(k)) + " ";
+                for (unsigned short g = 0; g < (*s)->GetGroupCount(); ++g) text += U((*s)->GetGroup(g)) + " ";
+            })();
+            return text;
+        }};
+}
+
+Scenario Xml(fs::path const& folder) {
+    WriteFile(folder / "conditions.xml",
+              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><conditions><sensor unit=\"\xb0"
+              "C\">20.3</sensor>"
+              "<note><![CDATA[as <it> is]]></note></conditions>");
+    struct State {
+        XML_PARSER xml;
+        KxString text;
+    };
+    auto const s = std::make_shared<State>();
+    return {{
+                [s, path = PathOf(folder / "conditions.xml")] {
+                    Require(s->xml.Load_XML_Document(path.GetStr()), "not loaded");
+                },
+                [s] { Require(s->xml.Go_to_Child(L"sensor"), "no sensor"); },
+                [s] { Require(s->xml.Set_Attribute(L"place", ScanName().GetStr()), "no attribute"); },
+                [s] { Require(s->xml.Set_TextValue(ScanName().GetStr()), "no text"); },
+                [s] { Require(s->xml.Add_NodeAfter(L"sensor"), "no node"); },
+                [s] { Require(s->xml.Add_FirstChildCData(ScanName().GetStr()), "no CDATA"); },
+                [s] { Require(s->xml.Go_to_Root(), "no root"); },
+                [s] { Require(s->xml.Go_to_Descendant(L"note"), "no note"); },
+                [s] { Require(s->xml.Remove(), "not removed"); },
+                [s] { Require(s->xml.Get_XML_Document(s->text), "no text"); },
+                [s, path = PathOf(folder / "conditions.xml")] {
+                    Require(s->xml.Save_XML_Document(path.GetStr()), "not saved");
+                },
+                [s] { s->xml.Reset_XML_Document(); },  // what a load that fails leaves
+                [s] { s->xml.Load_XML_From_Buffer(s->text.GetStr()); },
+            },
+            [s] {
+                KxString now;
+                s->xml.Get_XML_Document(now);
+                return U(now) + "|" + U(s->xml.Get_CurrentTag()) + "|" + U(s->xml.Get_Chain()) + "|" + U(s->text);
+            }};
+}
+
+Scenario Pack(fs::path const& folder) {
+    auto const past = fs::file_time_type{};
+    for (char const* const name : {"one.txt", "two.txt"}) {
+        WriteFile(folder / name, std::string(3000, name[0]));
+        fs::last_write_time(folder / name, past);
+    }
+    KxString const one = PathOf(folder / "one.txt"), two = PathOf(folder / "two.txt");
+    KxString const archive = PathOf(folder / "scans.zip");
+    return {{
+                [=] { KxZipHelper::CompressFile(one, archive, L"scans", ScanName()); },
+                [=] { KxZipHelper::CompressFile(two, archive, L"", ScanName()); },
+                [=] {
+                    KxString comment;
+                    KxZipHelper::GetGlobalComment(archive, comment);
+                    Require(comment == ScanName(), "another comment");
+                },
+            },
+            [] { return ""; },
+            {"KxN::KxException"},
+            false,
+            "nothing else",
+            1};  // minizip, of the head of an entry whose opening fails
+}
+
+Scenario Unpack(fs::path const& folder) {
+    Scenario const pack = Pack(folder);
+    for (auto const& step : pack.steps) step();
+    KxString const archive = PathOf(folder / "scans.zip"), target = PathOf(folder / "out");
+    auto const files = std::make_shared<KxTMap<KxString, KxString>>();
+    return {{[=] {
+                KxTMap<KxString, KxString> fresh;
+                KxZipHelper::UncompressFiles(archive, target, fresh);
+                *files = fresh;
+            }},
+            [files] { return std::to_string(files->Count()); },
+            {"KxN::KxException"},
+            true};
+}
+
+}  // namespace
+
+std::vector<Kind> DataKinds() {
+    return {{"scan store", StoreScan},
+            {"scan load", LoadScan},
+            {"property tree", Properties},
+            {"graph", Graph},
+            {"config read", ReadConfig},
+            {"config write", WriteConfig},
+            {"config fast", FastConfig<false>},
+            {"config encrypted", FastConfig<true>},
+            {"xml", Xml},
+            {"zip pack", Pack},
+            {"zip unpack", Unpack}};
+}
+
+}  // namespace proof

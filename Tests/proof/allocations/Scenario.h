@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// What an application does, in steps that each either happen or do not.
+#pragma once
+
+#include "hbtools/base/syString.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace proof {
+
+/// One run of a scenario. Making it must not call the library; its steps do, and their functions hold its objects.
+struct Scenario {
+    std::vector<std::function<void()>> steps;
+    /// What can be seen of the objects; what is in the files of the folder is looked at besides.
+    std::function<std::string()> observe;
+    /// Errors other than those for lack of memory that the documentation promises, by the names of their classes.
+    std::vector<std::string> documented = {};
+    /// A step makes several files, of which those that are whole may stay.
+    bool isOfManyFiles = false;
+    /// What `observe` tells in a state between that the documentation promises for a failure.
+    std::string documentedState = "nothing else";
+    /// Blocks that a C library forgets when this scenario fails in it.
+    int numForgotten = 0;
+};
+
+struct Kind {
+    char const* name;
+    Scenario (*make)(std::filesystem::path const& folder);
+    bool hasThreads = false;
+};
+std::vector<Kind> const& Kinds();
+
+std::vector<Kind> DataKinds();
+std::vector<Kind> ProgramKinds();
+
+/// A result that tells a failure.
+struct Refused {
+    std::string why;
+};
+inline void Require(bool result, char const* why) {
+    if (!result) throw Refused{why};
+}
+
+KxN::KxString PathOf(std::filesystem::path const& path);
+void WriteFile(std::filesystem::path const& path, std::string const& bytes);
+std::string ReadFile(std::filesystem::path const& path);
+
+}  // namespace proof

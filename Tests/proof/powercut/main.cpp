@@ -1,0 +1,356 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Records what each saver does to its files, and looks at every state that the disk may hold if the power goes meanwhile.
+//
+//     proof_powercut [--long] [--self-check] [SCENARIO]
+//
+// In each state the file is the old one or the new one, whole, which the library opens; what else is there is known by its
+// name as left over, and the next save removes it; and once the saver has returned only the new one can be there. One line
+// for each scenario tells the calls, the states, how many of them differ, and in how many the file was the old one and the
+// new one; a line "finding" follows for whatever must not be. Exit code 1 if there are findings.
+#include "Disk.h"
+#include "Scenarios.h"
+
+#include "hbtools/base/syConfig.h"
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syException.h"
+#include "hbtools/base/sySafeFile.h"
+#include "hbtools/diagnostics/syExceptionMgr.h"
+#include "hbtools/interchange/syXmlParser.h"
+#include "hbtools/interchange/syZipHelper.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace KxN;
+using powercut::Files;
+using powercut::History;
+
+std::string Bytes(fs::path const& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+KxString PathOf(fs::path const& path) {
+    return KxxFromSystemPath(path.string());
+}
+
+// How the library opens a file; false if it is not what it should be.
+
+bool OpensAny(KxString const&) {
+    return true;
+}
+bool OpensScan(KxString const& path) {
+    CFile file(path, CFile::modeRead);
+    return faults::LoadScan(file, L"M\u00fcller 7");
+}
+bool OpensConfig(KxString const& path) {
+    KxConfig config(path);
+    config.ProofRead();
+    config.SetGroup(L"Scanner");
+    KxString const port = config.ReadKey(L"Port");
+    return port == KxString(L"COM1") || port == KxString(L"COM2");
+}
+bool OpensSettings(KxString const& path) {
+    KxConfig config(path);
+    config.SetGroup(L"Filter");
+    return config.GetKeyCount() >= 2;
+}
+bool OpensXml(KxString const& path) {
+    XML_PARSER xml;
+    return xml.Load_XML_Document(path.GetStr()) != 0;
+}
+bool OpensZip(KxString const& path) {
+    KxTMap<KxString, KxString> files;
+    KxString const out = path + L".out";
+    KxZipHelper::UncompressFiles(path, out, files);
+    fs::remove_all(KxxToSystemPath(out.View()));
+    return files.Count() >= 1;
+}
+bool OpensLog(KxString const& path) {
+    KxString const ini = path + L".ini";
+    KxxSaveFile(ini, "[Initialization]\nErrorCount=200\nBackupTiming=NEVER\nFileName=" + KxxToUtf8(path.View()) + "\n");
+    bool isFilled = false;
+    {
+        KxExceptionManager manager;
+        manager.Initialize(ini);
+        isFilled = manager.GetTotalCount() >= 1;
+        manager.ChangeBackupTiming(static_cast<BackupTiming>(3));
+    }
+    fs::remove(KxxToSystemPath(ini.View()));
+    fs::remove(KxxToSystemPath((path.GetStr() + KxString(L".ini.Debug.log")).View()));
+    return isFilled;
+}
+
+struct Saver {
+    char const* scenario;
+    char const* old;  // null: none; "@x": what scenario x makes of nothing
+    bool (*opens)(KxString const&);
+    char const* target = "scan.dat";  // below the folder; null: every file is one
+};
+
+constexpr char ini[] = "[Scanner]\nPort = COM1\n; kept\n";
+constexpr char log[] =
+    "[General]\nFile=Quandelmeter Exceptions "
+    "Log\nTotalCount=1\n[0]\nDate=20240101\nTime=1\nGroup=G\nLevel=EXCEPT_USER\nMessage=m\n";
+Saver const savers[] = {
+    {"safe", "old content", OpensAny},
+    {"safe", nullptr, OpensAny},
+    {"whole", "@whole", OpensScan},
+    {"whole", nullptr, OpensScan},
+    {"copy", "old content", OpensAny},
+    {"config", ini, OpensConfig},
+    {"config", nullptr, OpensConfig},
+    {"update", ini, OpensConfig},
+    {"fast", ini, OpensConfig},
+    {"settings", "[Filter]\nRadius=1\nPasses=2\n", OpensSettings},
+    {"settings", nullptr, OpensSettings},
+    {"xml", "<?xml version=\"1.0\"?><conditions/>", OpensXml},
+    {"xml", nullptr, OpensXml},
+    {"log", log, OpensLog},
+    {"log", nullptr, OpensLog},
+    {"zip", "@zip", OpensZip},
+    {"zip", nullptr, OpensZip},
+    {"unzip", "@zip", OpensAny, nullptr},
+    {"backup", "content", OpensAny, "scan.BAK"},
+};
+// What must be found, or nothing is proved.
+Saver const faultySavers[] = {{"overwriting", "old content", OpensAny},
+                              {"unsynced", "old content", OpensAny},
+                              {"unnamed", "old content", OpensAny}};
+
+/// Savers as they should not be.
+int RunFaulty(std::string const& scenario, char const* target) {
+    std::string const bytes(2000, 'n'),
+        part = scenario == "overwriting" ? target : fs::path(target).parent_path() / ".scan.dat.hbtmp-aaaaaaaa";
+    int const file = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (::write(file, bytes.data(), bytes.size()) < 0) return 1;
+    if (scenario != "unsynced") ::fsync(file);
+    ::close(file);
+    if (scenario != "overwriting") ::rename(part.c_str(), target);
+    if (scenario == "unnamed") return 0;
+    int const folder = ::open(fs::path(target).parent_path().c_str(), O_RDONLY);
+    ::fsync(folder);
+    return ::close(folder);
+}
+
+class Proof {
+public:
+    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {}
+
+    void Run(Saver const& saver, bool isFaulty) {
+        std::string const title = std::string(saver.scenario) + (saver.old ? "" : ", new");
+        try {
+            RunSaver(saver, isFaulty, title);
+        } catch (std::exception const& exception) {
+            Find(title, 0, exception.what());
+        } catch (CException* exception) {
+            Find(title, 0, KxxToUtf8(CException::TextOf(*exception).View()));
+            exception->Delete();
+        }
+    }
+    int CountFindings() const { return m_numFindings; }
+
+private:
+    fs::path Data() const { return m_folder / "data"; }
+    fs::path Record() const { return m_folder / "record"; }
+
+    void Find(std::string const& title, std::size_t calls, std::string const& what) {
+        ++m_numFindings;
+        if (m_told.insert(title + what).second)
+            std::printf("finding: %s, cut after call %zu: %s\n", title.c_str(), calls, what.c_str());
+    }
+
+    /// Runs the scenario on what is there; recorded if `isRecorded`.
+    int RunProgram(std::string const& scenario, bool isFaulty, bool isRecorded) {
+        fs::remove(Record());
+        std::fflush(stdout);
+        pid_t const child = ::fork();
+        if (child == 0) {
+            if (isRecorded) {
+                ::setenv("LD_PRELOAD", HBTOOLS_RECORDER, 1);
+                char const* const options = std::getenv("ASAN_OPTIONS");
+                ::setenv("ASAN_OPTIONS",
+                         ((options ? options + std::string(":") : "") + "verify_asan_link_order=0").c_str(), 1);
+            }
+            ::setenv("HBTOOLS_RECORD_UNDER", Data().c_str(), 1);
+            ::setenv("HBTOOLS_RECORD_TO", Record().c_str(), 1);
+            int const null = ::open("/dev/null", O_WRONLY);
+            ::dup2(null, 1);
+            std::string const file = Data() / "scan.dat";
+            if (isFaulty)
+                ::execl("/proc/self/exe", "proof_powercut", "--save", scenario.c_str(), file.c_str(), nullptr);
+            else
+                ::execl(HBTOOLS_SCENARIOS, HBTOOLS_SCENARIOS, scenario.c_str(), file.c_str(), nullptr);
+            ::_exit(127);
+        }
+        int status = 0;
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    }
+
+    Files Read() const {
+        Files files;
+        for (auto const& entry : fs::recursive_directory_iterator(Data()))
+            if (entry.is_regular_file()) files[entry.path()] = Bytes(entry.path());
+        return files;
+    }
+    void Write(Files const& files) const {
+        fs::remove_all(Data());
+        fs::create_directories(Data());
+        for (auto const& [path, bytes] : files) {
+            fs::create_directories(fs::path(path).parent_path());
+            std::ofstream(path, std::ios::binary) << bytes;
+        }
+    }
+
+    void RunSaver(Saver const& saver, bool isFaulty, std::string const& title) {
+        fs::path const target = Data() / "scan.dat";
+        Write({});
+        if (saver.old && saver.old[0] == '@') {
+            if (RunProgram(saver.old + 1, false, false) != 0) return Find(title, 0, "no old file");
+            if (saver.opens == OpensScan) std::ofstream(target, std::ios::binary | std::ios::app) << "of old";
+        } else if (saver.old) {
+            std::ofstream(target, std::ios::binary) << saver.old;
+        }
+        fs::path const watched = saver.target ? Data() / saver.target : fs::path();
+        if (saver.target && std::strcmp(saver.target, "scan.BAK") == 0)
+            std::ofstream(watched, std::ios::binary) << "former copy";
+        Files const before = Read();
+        std::map<std::uint64_t, std::string> numbers;
+        for (auto const& [path, bytes] : before) {
+            struct stat status {};
+            if (::stat(path.c_str(), &status) == 0) numbers[status.st_ino] = path;
+        }
+        if (int const code = RunProgram(saver.scenario, isFaulty, true))
+            return Find(title, 0, "exit code " + std::to_string(code));
+        Files const after = Read();
+        History const history(Record(), before, numbers);
+        std::size_t const calls = history.CountChanges();
+        if (history.SeenAfter(calls) != after) return Find(title, 0, "the record does not tell all that happened");
+
+        // The old file, the new one, and those between of a saver that saves several times: what the program itself saw
+        // under the name when that was given.
+        std::map<std::string, std::set<std::string>> whole;  // by path; the empty text stands for none
+        std::string const none;
+        for (auto const& [path, bytes] : before) whole[path].insert(bytes);
+        for (auto const& [path, bytes] : after) whole[path].insert(bytes);
+        for (std::size_t k = 1; k <= calls; ++k)
+            if (auto const path = history.RenamedBy(k - 1)) whole[*path].insert(history.SeenAfter(k).at(*path));
+        for (auto const& [path, bytes] : whole)
+            if (!before.contains(path)) whole[path].insert(none);
+
+        std::size_t built = 0, numOld = 0, numNew = 0, numLeft = 0, numNexts = 0;
+        std::set<std::string> shapes;  // of states from which the next save was made
+        std::set<std::string> states;
+        for (std::size_t k = 0; k <= calls; ++k) {
+            built += history.CutAfter(k, m_isLong, [&](Files const& files) {
+                std::string shape, sum;
+                bool hasLeft = false;
+                for (auto const& [path, bytes] : files) {
+                    sum += path + std::to_string(std::hash<std::string>()(bytes)) + " ";
+                    if (KxxIsTemporaryName(PathOf(fs::path(path).filename()))) {
+                        hasLeft = true;
+                        shape += "left ";
+                        continue;
+                    }
+                    auto const found = whole.find(path);
+                    if (found == whole.end() || !found->second.contains(bytes)) {
+                        return Find(title, k,
+                                    fs::path(path).filename().string() + " is neither the old file nor the new one, " +
+                                        std::to_string(bytes.size()) + " bytes");
+                    }
+                    shape += path + std::to_string(std::hash<std::string>()(bytes)) + " ";
+                }
+                for (auto const& [path, bytes] : before)
+                    if (!files.contains(path)) return Find(title, k, fs::path(path).filename().string() + " is gone");
+                bool isNew = true;
+                for (auto const& [path, bytes] : after) {
+                    auto const found = files.find(path);
+                    isNew = isNew && found != files.end() && found->second == bytes;
+                }
+                if (k == calls && !isNew) return Find(title, k, "the save has ended, and the new file may be lost");
+                if (!states.insert(sum).second) return;
+                ++(isNew ? numNew : numOld);
+                numLeft += hasLeft;
+                if (shapes.insert(shape).second) {
+                    ++numNexts;
+                    Write(files);
+                    CheckOpen(saver, title, k, whole);
+                }
+            });
+        }
+        std::printf(
+            "%-14s calls %4zu, states %7zu, different %5zu: old or between %5zu, new %4zu; with left-over files %5zu; "
+            "opened and saved again %zu\n",
+            title.c_str(), calls, built, states.size(), numOld, numNew, numLeft, numNexts);
+        std::fflush(stdout);
+    }
+
+    /// The library opens what is there, and the next save leaves nothing else behind.
+    void CheckOpen(Saver const& saver, std::string const& title, std::size_t calls,
+                   std::map<std::string, std::set<std::string>> const& whole) {
+        for (auto const& [path, bytes] : Read()) {
+            fs::path const name = fs::path(path).filename();
+            bool const isTarget = saver.target ? name == saver.target : whole.contains(path);
+            if (isTarget && !saver.opens(PathOf(path))) Find(title, calls, name.string() + " does not open");
+        }
+        // A folder that did not arrive is made by whoever saves there.
+        for (auto const& [path, contents] : whole) {
+            if (saver.target && fs::path(path).filename() != saver.target) continue;
+            fs::create_directories(fs::path(path).parent_path());
+            KxxSaveFile(PathOf(path), "the next");
+            if (Bytes(path) != "the next") Find(title, calls, "the next save did not come through");
+        }
+        for (auto const& entry : fs::recursive_directory_iterator(Data()))
+            if (KxxIsTemporaryName(PathOf(entry.path().filename())))
+                Find(title, calls, "the next save leaves " + entry.path().filename().string().substr(0, 12) + "...");
+    }
+
+    fs::path m_folder;
+    bool m_isLong;
+    int m_numFindings = 0;
+    std::set<std::string> m_told;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 4 && std::strcmp(argv[1], "--save") == 0) return RunFaulty(argv[2], argv[3]);
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
+    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
+    std::string const only = arguments.empty() ? "" : arguments[0];
+    std::error_code none;
+    std::string pattern =
+        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
+    if (!::mkdtemp(pattern.data())) return 2;
+    int findings = 0;
+    {
+        Proof proof(pattern, isLong);
+        auto const run = [&](auto const& all) {
+            for (Saver const& saver : all)
+                if (only.empty() || only == saver.scenario) proof.Run(saver, isSelfCheck);
+        };
+        if (isSelfCheck)
+            run(faultySavers);
+        else
+            run(savers);
+        findings = proof.CountFindings();
+    }
+    std::printf("%d findings\n", findings);
+    fs::remove_all(pattern, none);
+    return findings > 0 ? 1 : 0;
+}
