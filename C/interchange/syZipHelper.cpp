@@ -328,8 +328,9 @@ public:
         for (fs::path made = m_root; !made.empty() && made != made.parent_path() && !IsThere(made);
              made = made.parent_path())
             m_safe.AddFolder(KxxFromSystemPath(made.has_parent_path() ? made.parent_path().string() : "."));
-        if (!m_root.empty() && !KxDirEntry(folder).Exists(1) && !KxDirEntry(folder).MakeDir(1))
-            Throw(__LINE__, L"Failed to open temp file: %s", folder);
+        std::error_code error;
+        fs::create_directories(m_root, error);
+        if (!m_root.empty() && !IsThere(m_root)) Throw(__LINE__, L"Failed to open temp file: %s", folder);
         ZipContent content(*file);
         try {
             for (std::size_t i = 0; i < entries.size(); ++i)
