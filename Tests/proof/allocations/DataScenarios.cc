@@ -78,7 +78,7 @@ Scenario Properties(fs::path const&) {
     auto const insert = [s](KxProperty* property) {
         std::unique_ptr<KxProperty> owner(property);
         s->tree.Insert(property);
-        owner.release();
+        static_cast<void>(owner.release());
     };
     auto const lines = [](KxPropertyList* list) {
         KxTBlockMem<KxString*> all;
@@ -102,7 +102,7 @@ Scenario Properties(fs::path const&) {
                         auto child = std::make_unique<KxTProperty<int>>(
                             KxString(L"Number ") + KxString(std::to_wstring(i).c_str()), L"%d", i, 1);
                         inner->Insert(child.get());
-                        child.release();
+                        static_cast<void>(child.release());
                     }
                     insert(inner.release());
                 },

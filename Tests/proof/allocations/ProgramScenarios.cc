@@ -20,6 +20,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 namespace proof {
 
@@ -97,7 +98,7 @@ private:
     /// What is refused stays with whoever inserts it.
     void Take(std::unique_ptr<KxParameter> parameter) {
         Insert(parameter.get());
-        parameter.release();
+        static_cast<void>(parameter.release());
     }
 
     std::string& m_done;
@@ -116,7 +117,7 @@ Scenario Macro(fs::path const& folder) {
                 [s] {
                     auto filter = std::make_unique<Filter>(s->done);
                     s->manager.Insert(filter.get());
-                    filter.release();
+                    static_cast<void>(filter.release());
                 },
                 [s, path = PathOf(folder / "a.macro")] {
                     s->done.clear();
@@ -178,9 +179,9 @@ Scenario Undo(fs::path const&) {
 
 Scenario Language(fs::path const& folder) {
     WriteFile(folder / "languages.ini", "[Languages]\nFrench=0x0C;1\nSwiss=7;2\n");
-    auto const s = std::make_shared<std::unique_ptr<KxGlobalLocalizer>>();
+    auto const s = std::make_shared<std::optional<KxGlobalLocalizer>>();
     return {{
-                [s] { *s = std::make_unique<KxGlobalLocalizer>(); },
+                [s] { s->emplace(); },
                 [s, path = PathOf(folder / "languages.ini")] { (*s)->Init(path, L"Languages"); },
                 [s] { Require((*s)->SetActiveLanguage(L"English"), "no English"); },
                 [s] { (*s)->DoLocalization(1); },

@@ -121,8 +121,8 @@ Files History::Apply(Choice const& choice, std::size_t count) const {
     }
     Files files;
     for (auto const& [path, node] : names) {
-        bool const isLost =
-            std::ranges::any_of(gone, [&](std::string const& folder) { return path.starts_with(folder + "/"); });
+        bool const isLost = std::ranges::any_of(
+            gone, [&, &inside = path](std::string const& folder) { return inside.starts_with(folder + "/"); });
         if (!isLost) files[path] = nodes[static_cast<std::size_t>(node)];
     }
     return files;
