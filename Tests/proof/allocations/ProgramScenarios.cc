@@ -179,7 +179,8 @@ Scenario Undo(fs::path const&) {
 
 Scenario Language(fs::path const& folder) {
     WriteFile(folder / "languages.ini", "[Languages]\nFrench=0x0C;1\nSwiss=7;2\n");
-    auto const s = std::make_shared<std::optional<KxGlobalLocalizer>>();
+    struct Localizer final : KxGlobalLocalizer {};
+    auto const s = std::make_shared<std::optional<Localizer>>();
     return {{
                 [s] { s->emplace(); },
                 [s, path = PathOf(folder / "languages.ini")] { (*s)->Init(path, L"Languages"); },
