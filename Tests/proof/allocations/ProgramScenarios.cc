@@ -20,7 +20,6 @@
 
 #include <atomic>
 #include <memory>
-#include <optional>
 
 namespace proof {
 
@@ -179,17 +178,19 @@ Scenario Undo(fs::path const&) {
 
 Scenario Language(fs::path const& folder) {
     WriteFile(folder / "languages.ini", "[Languages]\nFrench=0x0C;1\nSwiss=7;2\n");
-    struct Localizer final : KxGlobalLocalizer {};
-    auto const s = std::make_shared<std::optional<Localizer>>();
+    struct State {
+        KxGlobalLocalizer localizer;
+    };
+    auto const s = std::make_shared<std::unique_ptr<State>>();
     return {{
-                [s] { s->emplace(); },
-                [s, path = PathOf(folder / "languages.ini")] { (*s)->Init(path, L"Languages"); },
-                [s] { Require((*s)->SetActiveLanguage(L"English"), "no English"); },
-                [s] { (*s)->DoLocalization(1); },
-                [s] { Require((*s)->SetActiveLanguage(L"German"), "no German"); },
-                [s] { (*s)->DoLocalization(1); },
-                [s] { Require((*s)->SetActiveLanguage(L"English"), "no English"); },
-                [s] { (*s)->DoLocalization(1); },
+                [s] { *s = std::make_unique<State>(); },
+                [s, path = PathOf(folder / "languages.ini")] { (*s)->localizer.Init(path, L"Languages"); },
+                [s] { Require((*s)->localizer.SetActiveLanguage(L"English"), "no English"); },
+                [s] { (*s)->localizer.DoLocalization(1); },
+                [s] { Require((*s)->localizer.SetActiveLanguage(L"German"), "no German"); },
+                [s] { (*s)->localizer.DoLocalization(1); },
+                [s] { Require((*s)->localizer.SetActiveLanguage(L"English"), "no English"); },
+                [s] { (*s)->localizer.DoLocalization(1); },
                 [s] { (*s).reset(); },
             },
             [] { return U(KxString(KxResId(2001))); }};
