@@ -27,6 +27,19 @@ constexpr std::uint64_t TimesX(std::uint64_t a) {
     return a << 1 ^ (a >> 63 ? polynomial : 0);
 }
 
+constexpr std::uint64_t PowerOfX(int exponent) {
+    std::uint64_t power = 1;
+    for (int i = 0; i < exponent; ++i) power = TimesX(power);
+    return power;
+}
+
+/// a b modulo the polynomial.
+constexpr std::uint64_t Times(std::uint64_t a, std::uint64_t b) {
+    std::uint64_t product = 0;
+    for (int bit = 63; bit >= 0; --bit) product = TimesX(product) ^ (b >> bit & 1 ? a : 0);
+    return product;
+}
+
 constexpr std::size_t sliceBytes = 16;
 using Tables = std::array<std::array<std::uint64_t, 256>, sliceBytes>;
 
@@ -61,12 +74,6 @@ std::uint64_t Slice(std::uint64_t word, std::size_t after) {
 }
 
 #if defined(__x86_64__)
-constexpr std::uint64_t PowerOfX(int exponent) {
-    std::uint64_t power = 1;
-    for (int i = 0; i < exponent; ++i) power = TimesX(power);
-    return power;
-}
-
 #define HB_CARRYLESS [[gnu::target("pclmul,ssse3,sse4.1")]]
 
 HB_CARRYLESS inline __m128i Load(unsigned char const* bytes) {
@@ -108,9 +115,24 @@ HB_CARRYLESS std::uint64_t CrcWide(std::uint64_t crc, unsigned char const* bytes
 
 }  // namespace
 
+/// What sixteen bytes make of the register.
+inline std::uint64_t Step(std::uint64_t crc, unsigned char const* bytes) {
+    return Slice(crc ^ BigEndian(bytes), 8) ^ Slice(BigEndian(bytes + 8), 0);
+}
+
 std::uint64_t CrcByTables(std::uint64_t crc, unsigned char const* bytes, std::size_t count) {
-    for (; count >= sliceBytes; bytes += sliceBytes, count -= sliceBytes)
-        crc = Slice(crc ^ BigEndian(bytes), 8) ^ Slice(BigEndian(bytes + 8), 0);
+    // Each step waits for the one before, so two runs go side by side; the first is moved on by the length of the second.
+    constexpr std::size_t run = 2048;
+    constexpr std::uint64_t length = PowerOfX(8 * run);
+    for (; count >= 2 * run; bytes += 2 * run, count -= 2 * run) {
+        std::uint64_t second = 0;
+        for (std::size_t i = 0; i < run; i += sliceBytes) {
+            crc = Step(crc, bytes + i);
+            second = Step(second, bytes + run + i);
+        }
+        crc = Times(crc, length) ^ second;
+    }
+    for (; count >= sliceBytes; bytes += sliceBytes, count -= sliceBytes) crc = Step(crc, bytes);
     for (; count > 0; ++bytes, --count) crc = tables[0][crc >> 56 ^ *bytes] ^ crc << 8;
     return crc;
 }
