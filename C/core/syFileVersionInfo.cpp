@@ -96,7 +96,7 @@ int KxFileVersionInfo::Create(HINSTANCE module) {
     return Create(GetModuleFileName(module));
 }
 
-KxDllTools::KxDllTools() : KxDll(L"hbtools.dll", 301) {}
+KxDllTools::KxDllTools() : KxDll(L"hbtools.dll", HBTOOLS_VERSION_NUMBER) {}
 
 KxDllTools::~KxDllTools() = default;
 
