@@ -11,6 +11,8 @@
 //     HBTOOLS_IOFAULTS_MARK    a file that is made when the fault has been reached
 //
 // A call that fails has done nothing, but for close, which has closed, as the system does it.
+#include "Real.h"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -18,7 +20,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -90,21 +91,6 @@ bool IsHit(std::string_view call, FILE file) {
 bool IsShort() {
     return ThePlan().error == 0;
 }
-
-template <class Function>
-Function* Real(char const* name, Function*) {
-    void* const symbol = ::dlsym(RTLD_NEXT, name);
-    Function* function;
-    std::memcpy(&function, &symbol, sizeof function);
-    return function;
-}
-
-/// The function of that name behind this one.
-#define REAL(name)                                      \
-    ([] {                                               \
-        static auto* const real = Real(#name, &::name); \
-        return real;                                    \
-    }())
 
 /// Counts of one byte, once the fault is reached.
 template <class Call>

@@ -5,7 +5,6 @@
 #include "Scenario.h"
 #include "Scenarios.h"
 
-#include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syEncryption.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/config/syConfigFast.h"
@@ -27,10 +26,6 @@ namespace {
 
 using namespace KxN;
 namespace fs = std::filesystem;
-
-std::string U(KxString const& text) {
-    return KxxToUtf8(text.View());
-}
 
 KxString const& ScanName() {
     static KxString const name = L"M\u00fcller 7, a name beyond what a text holds without memory of its own";

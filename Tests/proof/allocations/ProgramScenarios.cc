@@ -4,7 +4,6 @@
 // Scenarios of programs: logs, macros, undo, languages, threads.
 #include "Scenario.h"
 
-#include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syModule.h"
 #include "hbtools/base/syWinApp.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
@@ -27,10 +26,6 @@ namespace {
 
 using namespace KxN;
 namespace fs = std::filesystem;
-
-std::string U(KxString const& text) {
-    return KxxToUtf8(text.View());
-}
 
 Scenario Log(fs::path const& folder) {
     WriteFile(folder / "app.ini", "[Initialization]\nErrorCount=200\nBackupTiming=SAVE_ON_DEMAND\nFileName=" +

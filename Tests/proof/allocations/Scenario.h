@@ -4,6 +4,7 @@
 // What an application does, in steps that each either happen or do not.
 #pragma once
 
+#include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syString.h"
 
 #include <filesystem>
@@ -46,6 +47,9 @@ inline void Require(bool result, char const* why) {
     if (!result) throw Refused{why};
 }
 
+inline std::string U(KxN::KxString const& text) {
+    return KxN::KxxToUtf8(text.View());
+}
 KxN::KxString PathOf(std::filesystem::path const& path);
 void WriteFile(std::filesystem::path const& path, std::string const& bytes);
 std::string ReadFile(std::filesystem::path const& path);

@@ -4,6 +4,7 @@
 // Preloaded into a program, this records what it does to the files below HBTOOLS_RECORD_UNDER into the file
 // HBTOOLS_RECORD_TO. Calls that failed changed nothing and are left out. What the C library writes by itself, for streams
 // of its own, passes by; whoever reads the record compares its end with the files.
+#include "../../../faults/preload/Real.h"
 #include "../Record.h"
 
 #include <array>
@@ -13,7 +14,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -23,21 +23,6 @@ namespace {
 
 using powercut::Call;
 using powercut::Head;
-
-template <class Function>
-Function* Real(char const* name, Function*) {
-    void* const symbol = ::dlsym(RTLD_NEXT, name);
-    Function* function;
-    std::memcpy(&function, &symbol, sizeof function);
-    return function;
-}
-
-/// The function of that name behind this one.
-#define REAL(name)                                      \
-    ([] {                                               \
-        static auto* const real = Real(#name, &::name); \
-        return real;                                    \
-    }())
 
 struct KeepError {
     int error = errno;
