@@ -359,10 +359,7 @@ Scenario Pack(fs::path const& folder) {
                 },
             },
             [] { return ""; },
-            {"KxN::KxException"},
-            false,
-            "nothing else",
-            1};  // minizip, of the head of an entry whose opening fails
+            {"KxN::KxException"}};
 }
 
 Scenario Unpack(fs::path const& folder) {
