@@ -1,0 +1,1 @@
+TEST_F(Files, AreCut) {}
