@@ -7,6 +7,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <vector>
 
 namespace {
 
@@ -45,24 +46,40 @@ Help HelpOf(std::string const& program) {
     return help;
 }
 
-/// What completion offers behind the words.
-Names Offered(std::string const& words, std::string const& current) {
-    std::string const script = HBTOOLS_SOURCE_DIR "/Tools/completion/hbtools.bash";
-    Outcome const outcome =
-        Call("bash -c '. \"" + script + "\"; COMP_WORDS=(" + words + " \"" + current +
-             "\"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _hbtools; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
-    Names names;
-    std::istringstream lines(outcome.output);
-    for (std::string line; std::getline(lines, line);)
-        if (!line.empty()) names.insert(line);
-    return names;
+/// A shell, and what it does to print what it offers behind the words.
+struct Shell {
+    char const* name;
+    std::string (*call)(std::string const& words, std::string const& current);
+};
+std::string const completion = HBTOOLS_SOURCE_DIR "/Tools/completion/hbtools.";
+Shell const shells[] = {
+    {"bash",
+     [](std::string const& words, std::string const& current) {
+         return "bash -c '. \"" + completion + "bash\"; COMP_WORDS=(" + words + " \"" + current +
+                "\"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _hbtools; printf \"%s\\n\" \"${COMPREPLY[@]}\"'";
+     }},
+    {"zsh",
+     [](std::string const& words, std::string const& current) {
+         return "zsh -f '" HBTOOLS_SOURCE_DIR "/Tests/tools/offered.zsh' '" + completion + "zsh' '" + words + " " +
+                current + "'";
+     }},
+};
+
+/// What completion offers behind the words, in a folder with one file.
+Names Offered(Shell const& shell, fs::path const& folder, std::string const& words, std::string const& current) {
+    Outcome const outcome = Call("cd '" + folder.string() + "' && " + shell.call(words, current));
+    EXPECT_EQ(outcome.code, 0) << shell.name << ": " << words << '\n' << outcome.output;
+    return Found(outcome.output, "([^\n]+)\n");
 }
 
 }  // namespace
 
 TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
-    bool const hasBash = std::system("bash -c '' >/dev/null 2>&1") == 0;
     bool const hasMan = std::system("man --version >/dev/null 2>&1 && groff --version > /dev/null 2>&1") == 0;
+    std::vector<Shell> installed;
+    for (Shell const& shell : shells)
+        if (std::system((std::string(shell.name) + " -c '' >/dev/null 2>&1").c_str()) == 0) installed.push_back(shell);
+    Write("scan.tag", "");
     for (std::string const program : {"hbtag", "hblog", "hbres", "scanlab"}) {
         Help help = HelpOf(program);
         EXPECT_EQ(help.commands.size(), program == "hbtag"   ? 8U
@@ -70,16 +87,14 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
                                         : program == "hbres" ? 0U
                                                              : 4U);
         Names all = help.options;
-        Names offered = help.commands;
-        offered.insert(help.options.begin(), help.options.end());
-        if (hasBash) {
-            EXPECT_EQ(Offered(program, "-"), help.options) << program;
-            EXPECT_EQ(Offered("/usr/bin/" + program, ""), help.commands.empty() ? Names{} : offered) << program;
-        }
+        for (Shell const& shell : installed)
+            EXPECT_EQ(Offered(shell, folder, program, "-"), help.options) << shell.name << ' ' << program;
         for (std::string const& command : help.commands) {
             Names const options = HelpOf(program + " " + command).options;
             all.insert(options.begin(), options.end());
-            EXPECT_TRUE(!hasBash || Offered(program + " " + command, "-") == options) << program << ' ' << command;
+            for (Shell const& shell : installed)
+                EXPECT_EQ(Offered(shell, folder, program + " " + command, "-"), options)
+                    << shell.name << ' ' << program << ' ' << command;
         }
         std::string const path = std::string(HBTOOLS_SOURCE_DIR "/Doc/man/") + program + ".1";
         std::ifstream in(path);
@@ -95,7 +110,14 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
         faults += Call("if command -v mandoc >/dev/null; then mandoc -T lint -W warning '" + path + "'; fi").output;
         EXPECT_EQ(faults, "") << path;
     }
-    if (!hasBash) return;
-    EXPECT_EQ(Offered("hbtag convert --form", ""), (Names{"32", "64"}));
-    EXPECT_EQ(Offered("hbtag repair", ""), Names{});  // bash goes on with files
+    Names const commands = HelpOf("hbtag").commands, files{"scan.tag"};
+    Names commandsAndOptions = HelpOf("hbtag").options;
+    commandsAndOptions.insert(commands.begin(), commands.end());
+    for (Shell const& shell : installed) {
+        bool const isBash = shell.name == std::string("bash");  // which goes on with files where nothing is offered
+        EXPECT_EQ(Offered(shell, folder, "/usr/bin/hbtag", ""), isBash ? commandsAndOptions : commands);
+        EXPECT_EQ(Offered(shell, folder, "hbtag convert --form", ""), (Names{"32", "64"}));
+        EXPECT_EQ(Offered(shell, folder, "hbres", ""), isBash ? Names{} : files);
+        EXPECT_EQ(Offered(shell, folder, "hbtag repair", ""), isBash ? Names{} : files);
+    }
 }
