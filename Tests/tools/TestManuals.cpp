@@ -46,39 +46,35 @@ Help HelpOf(std::string const& program) {
     return help;
 }
 
-/// A shell, and what it does to print what it offers behind the words.
-struct Shell {
-    char const* name;
-    std::string (*call)(std::string const& words, std::string const& current);
-};
-std::string const completion = HBTOOLS_SOURCE_DIR "/Tools/completion/hbtools.";
-Shell const shells[] = {
-    {"bash",
-     [](std::string const& words, std::string const& current) {
-         return "bash -c '. \"" + completion + "bash\"; COMP_WORDS=(" + words + " \"" + current +
-                "\"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _hbtools; printf \"%s\\n\" \"${COMPREPLY[@]}\"'";
-     }},
-    {"zsh",
-     [](std::string const& words, std::string const& current) {
-         return "zsh -f '" HBTOOLS_SOURCE_DIR "/Tests/tools/offered.zsh' '" + completion + "zsh' '" + words + " " +
-                current + "'";
-     }},
+/// The end of a command line, and what completion offers there.
+struct Line {
+    std::string text;
+    Names offered;
 };
 
-/// What completion offers behind the words, in a folder with one file.
-Names Offered(Shell const& shell, fs::path const& folder, std::string const& words, std::string const& current) {
-    Outcome const outcome = Call("cd '" + folder.string() + "' && " + shell.call(words, current));
-    EXPECT_EQ(outcome.code, 0) << shell.name << ": " << words << '\n' << outcome.output;
-    return Found(outcome.output, "([^\n]+)\n");
+/// What a shell offers in a folder with one file, if it is installed.
+void ExpectOffered(char const* shell, fs::path const& folder, std::vector<Line> const& lines) {
+    if (std::system((std::string(shell) + " -c '' >/dev/null 2>&1").c_str()) != 0) return;
+    std::string const script = HBTOOLS_SOURCE_DIR "/Tests/tools/offered.",
+                      file = HBTOOLS_SOURCE_DIR "/Tools/completion/hbtools.";
+    std::string command = "cd '" + folder.string() + "' && " + shell + (shell[0] == 'z' ? " -f '" : " '") + script +
+                          shell + "' '" + file + shell + "'";
+    for (Line const& line : lines) command += " '" + line.text + "'";
+    Outcome const outcome = Call(command);
+    EXPECT_EQ(outcome.code, 0) << outcome.output;
+    std::istringstream output(outcome.output);
+    for (Line const& line : lines) {
+        Names offered;
+        for (std::string word; std::getline(output, word) && word != ".";) offered.insert(word);
+        EXPECT_EQ(offered, line.offered) << shell << ": " << line.text;
+    }
 }
 
 }  // namespace
 
 TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
     bool const hasMan = std::system("man --version >/dev/null 2>&1 && groff --version > /dev/null 2>&1") == 0;
-    std::vector<Shell> installed;
-    for (Shell const& shell : shells)
-        if (std::system((std::string(shell.name) + " -c '' >/dev/null 2>&1").c_str()) == 0) installed.push_back(shell);
+    std::vector<Line> lines;
     Write("scan.tag", "");
     for (std::string const program : {"hbtag", "hblog", "hbres", "scanlab"}) {
         Help help = HelpOf(program);
@@ -87,14 +83,11 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
                                         : program == "hbres" ? 0U
                                                              : 4U);
         Names all = help.options;
-        for (Shell const& shell : installed)
-            EXPECT_EQ(Offered(shell, folder, program, "-"), help.options) << shell.name << ' ' << program;
+        lines.push_back({program + " -", help.options});
         for (std::string const& command : help.commands) {
             Names const options = HelpOf(program + " " + command).options;
             all.insert(options.begin(), options.end());
-            for (Shell const& shell : installed)
-                EXPECT_EQ(Offered(shell, folder, program + " " + command, "-"), options)
-                    << shell.name << ' ' << program << ' ' << command;
+            lines.push_back({program + " " + command + " -", options});
         }
         std::string const path = std::string(HBTOOLS_SOURCE_DIR "/Doc/man/") + program + ".1";
         std::ifstream in(path);
@@ -113,11 +106,14 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
     Names const commands = HelpOf("hbtag").commands, files{"scan.tag"};
     Names commandsAndOptions = HelpOf("hbtag").options;
     commandsAndOptions.insert(commands.begin(), commands.end());
-    for (Shell const& shell : installed) {
-        bool const isBash = shell.name == std::string("bash");  // which goes on with files where nothing is offered
-        EXPECT_EQ(Offered(shell, folder, "/usr/bin/hbtag", ""), isBash ? commandsAndOptions : commands);
-        EXPECT_EQ(Offered(shell, folder, "hbtag convert --form", ""), (Names{"32", "64"}));
-        EXPECT_EQ(Offered(shell, folder, "hbres", ""), isBash ? Names{} : files);
-        EXPECT_EQ(Offered(shell, folder, "hbtag repair", ""), isBash ? Names{} : files);
+    lines.push_back({"hbtag convert --form ", {"32", "64"}});
+    std::vector<Line> inBash = lines;  // which goes on with files where nothing is offered
+    for (char const* line : {"hbres ", "hbtag repair "}) {
+        lines.push_back({line, files});
+        inBash.push_back({line, {}});
     }
+    lines.push_back({"/usr/bin/hbtag ", commands});
+    inBash.push_back({"/usr/bin/hbtag ", commandsAndOptions});
+    ExpectOffered("zsh", folder, lines);
+    ExpectOffered("bash", folder, inBash);
 }

@@ -73,7 +73,7 @@ TEST_F(Programs, HbtagShowsTheHeader) {
     EXPECT_EQ(text.code, 0);
     EXPECT_NE(
         text.output.find("header: version 100, company \"TQ\", data type 1, element size 2, blocks 3, size -2 x 5\n"
-                         "        31.12.2024 23:59:58, mask 1.5, tags of 64 bits, matrix 1, -0, 0, 0; 0, 0, 0, 0; "),
+                         "        31.12.2024 23:59:58, mask 1.5, tags of 64 bits, matrix 1, -0.0, 0, 0; 0, 0, 0, 0; "),
         std::string::npos)
         << text.output;
     header[30] = 64;  // a number that means nothing

@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: hbTools developers
 # SPDX-License-Identifier: MIT
 #
-# What zsh offers at the end of a command line, one word a line, with completion loaded from a file.
-#   zsh -f offered.zsh FILE LINE
+# What zsh offers at the end of each command line, one word a line and then a dot, with completion loaded from a file.
+#   zsh -f offered.zsh FILE LINE...
 zmodload zsh/zpty
 folder=$(mktemp -d)
 cp $1 $folder/_hbtools
@@ -26,6 +26,7 @@ note() {
     _main_complete
     : >$folder/finished
 }
+bindkey -e
 zle -C note list-choices note
 bindkey '^_' note
 : >$folder/ready
@@ -42,10 +43,15 @@ wait_for() {
 }
 zpty -w shell ". $folder/setup"
 wait_for ready
-zpty -w -n shell "$2"$'\x1f'
-wait_for finished
+shift
+for line; do
+    rm -f $folder/{offered,finished}
+    zpty -w -n shell $'\x15'"$line"$'\x1f'  # instead of the line before
+    wait_for finished
+    [[ ! -e $folder/offered ]] || sort -u $folder/offered
+    print .
+done
 zpty -d shell
-[[ ! -e $folder/offered ]] || sort -u $folder/offered
 [[ -e $folder/finished ]]
 code=$?
 rm -rf $folder
