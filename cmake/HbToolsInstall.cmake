@@ -32,6 +32,13 @@ foreach(tool hbres hblog hbtag scanlab)
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   endif()
 endforeach()
+# Debian's zsh looks for what packages bring in a folder of its own.
+set(zsh_dir zsh/site-functions)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+  set(zsh_dir zsh/vendor-completions)
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/Tools/completion/hbtools.zsh RENAME _hbtools
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/${zsh_dir} COMPONENT tools)
 # A module that programs in Python take with them, and a program.
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/Tools/python/hbtag.py DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
 # The debugger reads the first by itself where the package of the library stands; the folder names its place.

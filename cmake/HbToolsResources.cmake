@@ -47,7 +47,8 @@ endfunction()
 # LANGUAGE      the three letters that KxLanguage::GetLangCode gives, such as ENU
 # BASE          the text file that was compiled into the module. The build fails on texts that are surplus or take other
 #               arguments, and tells which are missing; with STRICT those are errors too
-# MODULE        the module's file name without extension, where it is not that of the target
+# MODULE        the module's file name without extension, where it is not that of the target. A target with a SOVERSION is
+#               found by that too, so that versions can be installed side by side: libOptics.so.3 has libOptics.3.ENU
 # VERSION       what a localiser compares with the module's; the project's unless given
 # DESTINATION   the folder in which the module is installed: the pack goes to where the default conventions find it
 # The pack is built beside the module, as LanguagePacks/<code>/<module>.<code>.
@@ -61,7 +62,9 @@ function(hbtools_add_language_pack target)
   if(TARGET ${target})
     set(folder $<TARGET_FILE_DIR:${target}>)
     if(NOT pack_MODULE)
-      set(pack_MODULE $<TARGET_FILE_PREFIX:${target}>$<TARGET_FILE_BASE_NAME:${target}>)
+      set(version $<TARGET_PROPERTY:${target},SOVERSION>)
+      set(pack_MODULE
+        $<TARGET_FILE_PREFIX:${target}>$<TARGET_FILE_BASE_NAME:${target}>$<$<BOOL:${version}>:.${version}>)
     endif()
   elseif(NOT pack_MODULE)
     message(FATAL_ERROR "hbtools_add_language_pack(${target}): no such target, and no MODULE")

@@ -35,6 +35,7 @@ gdb the test of what a debugger shows
 doxygen the reference, whose warnings are failures
 man-db the test of the manual pages
 groff the same
+zsh the test of completion in it
 zip archives by another program
 unzip the same
 p7zip-full the same

@@ -53,6 +53,17 @@ KxTools::DirEntry FromSetting(KxString const& path) {
     return KxTools::DirEntry(path, KxTools::FSYS_STYLE_DOS);
 }
 
+/// What stands for a module in the names of its satellites, best first. Versions of a library may be installed side by
+/// side, each with satellites of its own: those of libOptics.so.3 are named after libOptics.3.
+std::vector<KxString> NamesOf(KxString const& module) {
+    KxString const name = KxxGetModuleBaseName(module), file = KxTools::DirEntry(module).GetName();
+    std::wstring_view version = file.View().substr(static_cast<std::size_t>(name.Len()));
+    constexpr std::wstring_view end = L".so.";
+    if (!version.starts_with(end)) return {name};
+    version.remove_prefix(end.size());
+    return {name + L"." + KxString(version.substr(0, version.find(L'.'))), name};
+}
+
 }  // namespace
 
 KxFileVersionReader KxxSetFileVersionReader(KxFileVersionReader reader) {
@@ -139,12 +150,14 @@ int KxLocalizer::ResourceDLLExists(KxString const& module, KxLanguage const& lan
     if (m_pathConvention.Len() > 0) folder += FromSetting(m_pathConvention);  // an absolute one takes its place
     folder += FromSetting(m_namingConvention);
     folder.ToAbs();
-    KxString full = folder.GetFull();
-    full.SearchAndReplace(L"%M%", KxxGetModuleBaseName(module), 0);
-    full.SearchAndReplace(L"%L%", KxString(language.GetLangCode()), 0);
-    bool const isThere = KxTools::FileStat(KxTools::DirEntry(full)).IsFile();
-    path = isThere ? full : KxString();
-    return isThere ? 1 : 0;
+    for (KxString const& name : NamesOf(module)) {
+        path = folder.GetFull();
+        path.SearchAndReplace(L"%M%", name, 0);
+        path.SearchAndReplace(L"%L%", KxString(language.GetLangCode()), 0);
+        if (KxTools::FileStat(KxTools::DirEntry(path)).IsFile()) return 1;
+    }
+    path = KxString();
+    return 0;
 }
 
 void KxLocalizer::SetupLanguageSearchList(KxTList<KxLanguage>& list) {

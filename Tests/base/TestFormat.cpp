@@ -99,6 +99,7 @@ TEST(Format, TextsMisfitsAndHostileFormats) {
         {"[  Größe|Größe  |Grö]", Ours("[%7s|%-7s|%.3s]", umlaut, umlaut, umlaut)},
         {"[  Gr]", Ours("[%*.*s]", 4, 2, umlaut)},
         {"[Gr  ]", Ours("[%*.*s]", -4, 2, umlaut)},
+        {"[  7]", Ours("[%*d]", 3ULL, 7)},
         {"Rahmen eng Größe \xC3\xA4", Ours("%s %s %hs %ls", framework, narrow, "Größe", L"ä")},
         {"\xC3\xA4", Ours("%s", "\xE4")},  // no UTF-8, so the code page of the thread
         {"A|  ;|65|41", Ours("%c|%3c|%d|%x", 'A', L';', L'A', 'A')},

@@ -221,6 +221,26 @@ TEST(Resources, TextsByNumber) {
     static constexpr SxStringResource texts[] = {{1, "eins"}, {65535, "letzter"}};
     CDynLinkLibrary module(texts);
     EXPECT_EQ(U(KxString(KxResId(1, &module))) + U(KxString(KxResId(65535, &module))), "einsletzter");
+
+    // What a module takes out of the list stays its owner's, and is not in the way when it goes.
+    static AFX_EXTENSION_MODULE state, other;  // one on the stack has no module
+    CDynLinkLibrary const first(state), second(state), kept(other);
+    auto const listed = [&] {
+        int found = 0;
+        CDynLinkLibrary::ForEach([&](CDynLinkLibrary& library) {
+            found += (&library == &first ? 1 : 0) + (&library == &second ? 10 : 0) + (&library == &kept ? 100 : 0);
+        });
+        return found;
+    };
+    EXPECT_EQ(listed(), 111);
+    AFX_EXTENSION_MODULE empty;
+    AfxTermExtensionModule(empty);
+    EXPECT_EQ(listed(), 111);
+    AfxTermExtensionModule(state);
+    EXPECT_EQ(listed(), 0);  // all three are of this program
+    EXPECT_EQ(state.bInitialized, 0);
+    EXPECT_EQ(AfxInitExtensionModule(state), 1);
+    EXPECT_NE(state.bInitialized, 0);
 }
 
 }  // namespace

@@ -129,7 +129,7 @@ TEST_F(FileVersion, DamageIsNoBlock) {
     // A module of this system: a pack of the library itself, with its block behind the texts.
     std::filesystem::path const library =
         test::U(GetModuleFileName(KxxGetModuleOf(reinterpret_cast<void const*>(&KxxGetProgram))));
-    std::string const pack = Get(library.parent_path() / "LanguagePacks/ENU/libhbtools.ENU");
+    std::string const pack = Get(library.parent_path() / "LanguagePacks/ENU/libhbtools.3.ENU");
     std::size_t const begin = pack.rfind(Bytes(u"VS_VERSION_INFO")) - 6;
     ASSERT_EQ(Create(pack), 1);
     for (std::size_t size = 0; size < pack.size(); size += size < 64 ? 1 : 97) {

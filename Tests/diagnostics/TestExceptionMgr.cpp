@@ -177,6 +177,10 @@ TEST_F(ExceptionMgr, SortedAndFilteredExtracts) {
     manager.ChangeReadMinLevel(EXCEPT_USER);
     manager.BlockGroupReading(L"C");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9 b3");
+    manager.BlockGroupReading(L"b");
+    EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9");
+    manager.PassGroupReading(L"B");
+    EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9 b3");
     manager.ChangeReadMinLevel(EXCEPT_NONFATAL);
     manager.PassAllGroupsReading();
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "c3 a9 b3");

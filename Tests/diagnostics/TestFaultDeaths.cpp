@@ -169,14 +169,19 @@ TEST_F(TerminateReportDeathTest, LogAndDebugFileTellWhatEndedTheProcess) {
     struct {
         char const* timing;
         bool isDelayed, isLogged;
-    } const cases[] = {{"SAVE_AFTER_FATAL", false, true},
-                       {"SAVE_ON_DEMAND", true, true},
-                       {"SAVE_ALL_CHANGES", true, true},
-                       {"none", false, false}};
-    std::string const text =
-        "Das Programm wird beendet; niemand hat diese Ausnahme gefangen: zu weit (class KxN::KxException)";
+        void (*end)();
+        char const* told;
+    } const cases[] = {
+        {"SAVE_AFTER_FATAL", false, true, [] { throw new KxException(L"zu weit"); },
+         "zu weit (class KxN::KxException)"},
+        {"SAVE_ON_DEMAND", true, true, [] { throw std::runtime_error("zu eng"); }, "zu eng"},
+        {"SAVE_ALL_CHANGES", true, true, [] { throw 7; }, "?"},
+        {"none", false, false, [] { throw new KxException(L"zu weit"); }, "zu weit (class KxN::KxException)"},
+    };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.timing);
+        std::string const text =
+            std::string("Das Programm wird beendet; niemand hat diese Ausnahme gefangen: ") + c.told;
         std::filesystem::remove(File("syexcmgr.bas"));
         EXPECT_EXIT(
             {
@@ -186,7 +191,7 @@ TEST_F(TerminateReportDeathTest, LogAndDebugFileTellWhatEndedTheProcess) {
                 pExceptionMgr = &manager;
                 manager.DelayedWritingToDebugFile(c.isDelayed);
                 KxTerminateHandler const guard;
-                std::thread([] { throw new KxException(L"zu weit"); }).join();
+                std::thread(c.end).join();
             },
             DiedOf{SIGABRT}, "");
         bool const isLogged =

@@ -80,8 +80,11 @@ struct {
     {"port", ASM("inb %%dx, %%al"), 0xC0000096},
     {"control register", ASM("mov %%cr0, %%rax"), 0xC0000096},
     {"rdmsr", ASM("rdmsr"), 0xC0000096},
+    {"lldt", ASM("xor %%eax, %%eax; lldt %%ax"), 0xC0000096},
+    {"lgdt", ASM("lgdt (%%rsp)"), 0xC0000096},
     {"xsetbv", ASM("xor %%ecx, %%ecx; xgetbv; xsetbv"), 0xC0000096},
-    // Divisors of every form: register, high byte, wide register, stack, scaled index, thread-local.
+    // Divisors of every form: register, high byte, wide register, base register, beside the code, stack, scaled index,
+    // thread-local; prefixes that mean nothing there.
     {"idivl zero", ASM("xor %%ecx, %%ecx; idivl %%ecx"), 0xC0000094},
     {"idivl", ASM("mov $0x80000000, %%eax; cltd; mov $-1, %%ecx; idivl %%ecx"), 0xC0000095},
     {"divb high zero", ASM("mov $0x00ff, %%ecx; mov $1, %%eax; divb %%ch"), 0xC0000094},
@@ -89,6 +92,9 @@ struct {
     {"divw", ASM("mov $0x10000, %%ecx; divw %%cx"), 0xC0000094},
     {"divq", ASM("movabs $0x100000000, %%rcx; mov %%rcx, %%rdx; divq %%rcx"), 0xC0000095},
     {"divq r8", ASM("xor %%eax, %%eax; mov $1, %%r8d; mov %%r8, %%rdx; divq %%r8"), 0xC0000095},
+    {"divl r8", ASM("lea 1f(%%rip), %%r8; mov $1, %%edx; divl (%%r8); 1: .long 1"), 0xC0000095},
+    {"divl code", ASM("mov $1, %%edx; divl 1f(%%rip); 1: .long 1"), 0xC0000095},
+    {"divl prefixes", ASM("xor %%ecx, %%ecx; .byte 0x2e, 0xf3; divl %%ecx"), 0xC0000094},
     {"divl stack", ASM("movl $0, -16(%%rsp); divl -16(%%rsp)"), 0xC0000094},
     {"divl index", ASM("lea -400(%%rsp), %%rcx; mov $3, %%eax; mov $1, %%edx; movl $1, 300(%%rcx,%%rax,8);"
                        "divl 300(%%rcx,%%rax,8)"), 0xC0000095},

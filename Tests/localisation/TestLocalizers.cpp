@@ -161,6 +161,22 @@ TEST_F(Localizers, PlacesOfSatellites) {
         EXPECT_EQ(localizer.ResourceDLLExists(app, static_cast<unsigned short>(id), path), 0);
         EXPECT_EQ(path, L"");
     }
+    // Versions of a library stand side by side.
+    Put("LanguagePacks/DEU/libx.3.DEU", "");
+    for (auto const& [library, satellite] : {std::pair{"libx.so.3", "libx.3.DEU"},
+                                             {"libx.so.3.01", "libx.3.DEU"},
+                                             {"libx.so.4", ""},
+                                             {"libx.so", ""},
+                                             {"libx.so.", ""},
+                                             {"libx.3.exe", "libx.3.DEU"}}) {
+        EXPECT_EQ(localizer.ResourceDLLExists(Path(library), 1031, path), *satellite ? 1 : 0) << library;
+        EXPECT_EQ(path, *satellite ? Path(std::string("LanguagePacks/DEU/") + satellite) : KxString()) << library;
+    }
+    Put("LanguagePacks/DEU/libx.DEU", "");  // for all versions that have none of their own
+    EXPECT_EQ(localizer.ResourceDLLExists(Path("libx.so.4"), 1031, path), 1);
+    EXPECT_EQ(path, Path("LanguagePacks/DEU/libx.DEU"));
+    EXPECT_EQ(localizer.ResourceDLLExists(Path("libx.so.3"), 1031, path), 1);
+    EXPECT_EQ(path, Path("LanguagePacks/DEU/libx.3.DEU"));
     localizer.SetResourceDLLPathConvention(L"");
     localizer.SetResourceDLLNamingConvention(L"%M%_%L%.txt");
     EXPECT_EQ(localizer.ResourceDLLExists(app, 1033, path), 1);

@@ -193,6 +193,9 @@ TEST(Solvers, NoSolutionAndOddSizes) {
         KxVec column = b.Col(0);
         EXPECT_TRUE(KxMatrix::SolveEquationSystemLU(matrix, column, column) && column.Size() == matrix.Height())
             << name;
+        KxVec solved;
+        EXPECT_EQ(KxMatrix::SolveEquationSystemGaussJordan(matrix, solved, b.Col(0)), !isSingular) << name;
+        EXPECT_TRUE(isSingular ? solved.Size() == 0 : solved.Size() == x.Height()) << name;
         bool const isHigh = matrix.Width() < matrix.Height();
         KxMatrix const byLU = matrix.LUInverse();
         EXPECT_TRUE(isHigh ? byLU.Height() == 1 && std::isnan(byLU[0][0]) : byLU.Height() == matrix.Height()) << name;

@@ -141,6 +141,13 @@ TEST(Transform, InverseDeterminantAdjugate) {
     }
     EXPECT_EQ(KxMatrix3(2, 0, 0, 0, 3, 0, 1, 1, 4).Det(), 24);
     EXPECT_EQ(KxMatrix4(0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 3).Det(), -6);
+    // The order of the sixteen numbers.
+    EXPECT_EQ(KxMatrix4::Det(1, 2, 0, 0, 0, 3, 0, 0, 0, 0, 5, 7, 0, 0, 1, 2), 9);
+    EXPECT_TRUE(KxMatrix4::Adjoint(1, 2, 0, 0, 0, 3, 0, 0, 0, 0, 5, 7, 0, 0, 1, 2) ==
+                KxMatrix4(9, -6, 0, 0, 0, 3, 0, 0, 0, 0, 6, -21, 0, 0, -3, 15));
+    KxMatrix rows(3, 3);
+    for (int i = 0; i < 9; ++i) rows[i / 3][i % 3] = i * i;
+    EXPECT_TRUE(KxMatrix3(rows) == KxMatrix3(0, 1, 4, 9, 16, 25, 36, 49, 64));
     EXPECT_TRUE(KxMatrix4::ZeroMatrix.IsSingular() && KxMatrix3(1, 2, 3, 2, 4, 6, 0, 0, 1).IsSingular());
     KxMatrix4 almost;
     almost[0][0] = 1e-300;

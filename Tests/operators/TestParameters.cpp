@@ -30,6 +30,22 @@ struct Make {
     static Made File() {
         return std::make_unique<KxParameterFile>(1, Id(100), textFilter, cloudFilter, 1, L"a.txt", L"b.txt");
     }
+    // The same, which get their names later.
+    static Made Later(Made made) {
+        made->SetId(1, Id(100));
+        return made;
+    }
+    static Made BoolLater() { return Later(std::make_unique<KxParameterBool>(1, 0, 1)); }
+    static Made LongLater() { return Later(std::make_unique<KxParameterLong>(1, 5, 7, KxTRange<long>(-10, 100), 2)); }
+    static Made DoubleLater() {
+        return Later(std::make_unique<KxParameterDouble>(1, 1.5, 2, KxTFloatRange<double>(1, 1e6), 0.125, 2));
+    }
+    static Made StringLater() { return Later(std::make_unique<KxParameterString>(1, L"a", L"b")); }
+    static Made ListLater() { return Later(std::make_unique<KxParameterList>(1, L"red", L"green", L"red", L"green")); }
+    static Made FileLater() { return Later(std::make_unique<KxParameterFile>(1, textFilter, 1, L"a.txt", L"b.txt")); }
+    static Made ColorLater() {
+        return Later(std::make_unique<KxParameterColor>(1, KxColor(1, 2, 3), KxColor(4, 5, 6)));
+    }
     static Made Color() { return std::make_unique<KxParameterColor>(1, Id(100), KxColor(1, 2, 3), KxColor(4, 5, 6)); }
 };
 
@@ -253,6 +269,13 @@ TEST_F(ParameterFiles, TypesAndKeysThatAreSaved) {
         {Make::List, 5, "Value=red\nValue(default)=green\n"},
         {Make::File, 6, "Value=a.txt\nValue(default)=b.txt\nValue(filter)=Text\nValue(defaultfilter)=Cloud\n"},
         {Make::Color, 0, "Value=(1,2,3)\nValue(default)=(4,5,6)\n"},
+        {Make::BoolLater, 1, "Value=FALSE\nValue(default)=TRUE\n"},
+        {Make::LongLater, 2, "Value=5\nValue(default)=7\nValue(increment)=2\n"},
+        {Make::DoubleLater, 3, "Value=1.50\nValue(default)=2.00\nValue(increment)=0.12\nValue(precision)=2\n"},
+        {Make::StringLater, 4, "Value=a\nValue(default)=b\n"},
+        {Make::ListLater, 5, "Value=red\nValue(default)=green\n"},
+        {Make::FileLater, 6, "Value=a.txt\nValue(default)=b.txt\nValue(filter)=Text\nValue(defaultfilter)=Text\n"},
+        {Make::ColorLater, 0, "Value=(1,2,3)\nValue(default)=(4,5,6)\n"},
     };
     for (auto const& c : cases) {
         std::filesystem::remove(File("ini"));

@@ -7,6 +7,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <vector>
 
 namespace {
 
@@ -45,24 +46,36 @@ Help HelpOf(std::string const& program) {
     return help;
 }
 
-/// What completion offers behind the words.
-Names Offered(std::string const& words, std::string const& current) {
-    std::string const script = HBTOOLS_SOURCE_DIR "/Tools/completion/hbtools.bash";
-    Outcome const outcome =
-        Call("bash -c '. \"" + script + "\"; COMP_WORDS=(" + words + " \"" + current +
-             "\"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _hbtools; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
-    Names names;
-    std::istringstream lines(outcome.output);
-    for (std::string line; std::getline(lines, line);)
-        if (!line.empty()) names.insert(line);
-    return names;
+/// The end of a command line, and what completion offers there.
+struct Line {
+    std::string text;
+    Names offered;
+};
+
+/// What a shell offers in a folder with one file, if it is installed.
+void ExpectOffered(char const* shell, fs::path const& folder, std::vector<Line> const& lines) {
+    if (std::system((std::string(shell) + " -c '' >/dev/null 2>&1").c_str()) != 0) return;
+    std::string const script = HBTOOLS_SOURCE_DIR "/Tests/tools/offered.",
+                      file = HBTOOLS_SOURCE_DIR "/Tools/completion/hbtools.";
+    std::string command = "cd '" + folder.string() + "' && " + shell + (shell[0] == 'z' ? " -f '" : " '") + script +
+                          shell + "' '" + file + shell + "'";
+    for (Line const& line : lines) command += " '" + line.text + "'";
+    Outcome const outcome = Call(command);
+    EXPECT_EQ(outcome.code, 0) << outcome.output;
+    std::istringstream output(outcome.output);
+    for (Line const& line : lines) {
+        Names offered;
+        for (std::string word; std::getline(output, word) && word != ".";) offered.insert(word);
+        EXPECT_EQ(offered, line.offered) << shell << ": " << line.text;
+    }
 }
 
 }  // namespace
 
 TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
-    bool const hasBash = std::system("bash -c '' >/dev/null 2>&1") == 0;
     bool const hasMan = std::system("man --version >/dev/null 2>&1 && groff --version > /dev/null 2>&1") == 0;
+    std::vector<Line> lines;
+    Write("scan.tag", "");
     for (std::string const program : {"hbtag", "hblog", "hbres", "scanlab"}) {
         Help help = HelpOf(program);
         EXPECT_EQ(help.commands.size(), program == "hbtag"   ? 8U
@@ -70,16 +83,11 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
                                         : program == "hbres" ? 0U
                                                              : 4U);
         Names all = help.options;
-        Names offered = help.commands;
-        offered.insert(help.options.begin(), help.options.end());
-        if (hasBash) {
-            EXPECT_EQ(Offered(program, "-"), help.options) << program;
-            EXPECT_EQ(Offered("/usr/bin/" + program, ""), help.commands.empty() ? Names{} : offered) << program;
-        }
+        lines.push_back({program + " -", help.options});
         for (std::string const& command : help.commands) {
             Names const options = HelpOf(program + " " + command).options;
             all.insert(options.begin(), options.end());
-            EXPECT_TRUE(!hasBash || Offered(program + " " + command, "-") == options) << program << ' ' << command;
+            lines.push_back({program + " " + command + " -", options});
         }
         std::string const path = std::string(HBTOOLS_SOURCE_DIR "/Doc/man/") + program + ".1";
         std::ifstream in(path);
@@ -95,7 +103,17 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
         faults += Call("if command -v mandoc >/dev/null; then mandoc -T lint -W warning '" + path + "'; fi").output;
         EXPECT_EQ(faults, "") << path;
     }
-    if (!hasBash) return;
-    EXPECT_EQ(Offered("hbtag convert --form", ""), (Names{"32", "64"}));
-    EXPECT_EQ(Offered("hbtag repair", ""), Names{});  // bash goes on with files
+    Names const commands = HelpOf("hbtag").commands, files{"scan.tag"};
+    Names commandsAndOptions = HelpOf("hbtag").options;
+    commandsAndOptions.insert(commands.begin(), commands.end());
+    lines.push_back({"hbtag convert --form ", {"32", "64"}});
+    std::vector<Line> inBash = lines;  // which goes on with files where nothing is offered
+    for (char const* line : {"hbres ", "hbtag repair "}) {
+        lines.push_back({line, files});
+        inBash.push_back({line, {}});
+    }
+    lines.push_back({"/usr/bin/hbtag ", commands});
+    inBash.push_back({"/usr/bin/hbtag ", commandsAndOptions});
+    ExpectOffered("zsh", folder, lines);
+    ExpectOffered("bash", folder, inBash);
 }

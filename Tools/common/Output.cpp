@@ -67,6 +67,7 @@ std::string Quoted(KxN::KxString const& text) {
 
 std::string JsonNumber(std::string_view digits) {
     bool const isNumber = !digits.empty() && digits.find_first_of("nN") == std::string_view::npos;
+    if (digits == "-0") return "-0.0";  // as an integer it would come back without its sign
     return isNumber ? std::string(digits) : fmt::format("\"{}\"", digits);
 }
 

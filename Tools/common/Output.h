@@ -54,7 +54,7 @@ void Complain(fmt::format_string<Arguments...> format, Arguments&&... arguments)
 std::string Escaped(KxN::KxString const& text);
 /// UTF-8 of a text as a JSON string, with its quotes.
 std::string Quoted(KxN::KxString const& text);
-/// A number for JSON; what is no number there (nan, inf) as a string.
+/// A number for JSON; what is no number there (nan, inf) as a string, and a negative zero so that readers keep its sign.
 std::string JsonNumber(std::string_view digits);
 
 }  // namespace tool

@@ -60,7 +60,8 @@ public:
     /// skipped. AUTO is the user's language; GERMAN and ENGLISH are added unless they are there. A missing file or group
     /// leaves these.
     virtual void Init(KxString const& fileName, KxString const& group);
-    /// The file name of a satellite: %M% stands for the module's name without extension, %L% for the language's code.
+    /// The file name of a satellite: %M% stands for the module's name without extension, %L% for the language's code. For
+    /// a library whose file name ends in a version, such as libOptics.so.3.1, libOptics.3 is tried before libOptics.
     virtual void SetResourceDLLNamingConvention(KxString const& convention);
     /// The folder of satellites, absolute or relative to that of the module, with / or \ between its parts.
     virtual void SetResourceDLLPathConvention(KxString const& convention);

@@ -435,6 +435,9 @@ private:
 
 /// A program of its own: main is part of the scenario.
 int StartAndStop(char const* folder) {
+#ifdef HBTOOLS_COVERAGE
+    std::atexit([] { memory::Disarm(); });  // the counters are written at the end, which takes memory
+#endif
     try {
         Kinds().back().make(folder).steps.front()();
     } catch (KxN::CException* exception) {
