@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Every call of the system that a scenario makes fails once, in every way that matters, and each time the program
-// ends in order, says which file it was, and leaves the old file or the new one. See preload/iofaults.cpp.
+// ends in order, says which file it was, and leaves the old file or the new one. See preload/Faults.h.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -27,6 +27,8 @@ struct Scenario {
     std::string documentedState = "nothing else";
     /// Blocks that a C library forgets when this scenario fails in it.
     int numForgotten = 0;
+    /// Results, named as in `documented`, by which the documentation tells what the system has refused.
+    std::vector<std::string> refusals = {};
 };
 
 struct Kind {
