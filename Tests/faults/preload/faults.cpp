@@ -47,6 +47,16 @@ bool IsOurs(int descriptor) {
     return IsOurs(path.data());
 }
 
+/// Where a debugger stops to see whose call it is.
+[[gnu::noinline]] void NoteFailure() {
+    g_hasFailed = true;
+    if (g_plan.mark) {
+        long const descriptor = ::syscall(SYS_openat, AT_FDCWD, g_plan.mark, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        if (descriptor >= 0) ::syscall(SYS_close, descriptor);
+    }
+    errno = g_plan.error;
+}
+
 /// True if this call has to fail.
 template <class File>
 bool IsHit(Call call, File file) {
@@ -62,12 +72,7 @@ bool IsHit(Call call, File file) {
     if (plan.number == 0 || past < 0 || (plan.times == "once" && past > 0) ||
         (plan.times == "alternating" && past % 2 != 0))
         return false;
-    g_hasFailed = true;
-    if (plan.mark) {
-        long const descriptor = ::syscall(SYS_openat, AT_FDCWD, plan.mark, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-        if (descriptor >= 0) ::syscall(SYS_close, descriptor);
-    }
-    errno = plan.error;
+    NoteFailure();
     return true;
 }
 

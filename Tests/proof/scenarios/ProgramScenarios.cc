@@ -36,6 +36,7 @@ Scenario Log(fs::path const& folder) {
               "Level=EXCEPT_USER\nMessage=m\n");
     struct State {
         std::unique_ptr<KxExceptionManager> manager = std::make_unique<KxExceptionManager>();
+        bool isWritten = false;
         ~State() { manager->ChangeBackupTiming(static_cast<BackupTiming>(3)); }
     };
     auto const s = std::make_shared<State>();
@@ -50,8 +51,12 @@ Scenario Log(fs::path const& folder) {
                 [s] { s->manager->SaveExcGrpLst(); },
                 add,
                 [s] { std::unique_ptr<KxExceptionManager::Queue> const all(s->manager->ExtractAllExceptions()); },
-                [s] { s->manager->WriteToDebugFile(L"a line of the debug file, beyond what a text holds", 0, 1); },
-                [s] { s->manager->Flush(); },
+                [s] {
+                    if (!s->isWritten)
+                        s->manager->WriteToDebugFile(L"a line of the debug file, beyond what a text holds", 0, 1);
+                    s->isWritten = true;  // or waits until there is room for it
+                    s->manager->Flush();
+                },
                 [s] { s->manager->SetMaxErrorCount(2); },
                 [s] { s->manager->SaveExcGrpLst(); },
                 [s] { s->manager->LoadExcGrpLst(); },
