@@ -20,4 +20,4 @@ set(HBTOOLS_MAY_INCLUDE_interchange base core)
 # Headers of other libraries and of the compiler that sources may include, as one expression. Public headers include
 # none of them, and headers of the operating system are for C/base/posix/ alone.
 set(HBTOOLS_LIBRARY_HEADERS
-    "^(fmt/|unicode/|uuid/|minizip/|CLI/|histedit\\.h$|zlib\\.h$|sodium\\.h$|expat\\.h$|pugixml\\.hpp$|libelf\\.h$|gelf\\.h$|cpuid\\.h$|cxxabi\\.h$|immintrin\\.h$)")
+    "^(fmt/|unicode/|uuid/|CLI/|histedit\\.h$|zlib\\.h$|sodium\\.h$|expat\\.h$|pugixml\\.hpp$|libelf\\.h$|gelf\\.h$|cpuid\\.h$|cxxabi\\.h$|immintrin\\.h$)")

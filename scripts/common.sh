@@ -21,10 +21,9 @@ libfmt-dev typed formatting of messages
 libicu-dev code pages and locale data
 libsodium-dev encryption of configuration values
 uuid-dev identifiers
-libminizip-dev zip archives
 libexpat1-dev reading XML strictly
 libpugixml-dev the tree of an XML document
-zlib1g-dev the compression in them
+zlib1g-dev the compression in zip archives
 libcli11-dev command lines of the tools
 libedit-dev editing of lines at the prompt of scanlab'
 packages_test='
@@ -52,6 +51,7 @@ packages_coverage='
 gcovr figures and pages from the counters'
 packages_bench='
 libbenchmark-dev the benchmarks
+libminizip-dev a peer of the zip archives
 libhdf5-dev a peer of the archives
 libcereal-dev a peer of the archives
 libboost-serialization-dev a peer of the archives

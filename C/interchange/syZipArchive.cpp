@@ -17,63 +17,6 @@
 
 namespace KxN::detail {
 
-ZipStream::~ZipStream() {
-    if (m_exception) m_exception->Delete();
-}
-
-KxString ZipStream::Reason() const {
-    if (m_isOutOfMemory) throw std::bad_alloc();
-    return m_exception ? KxString(L": ") + CException::TextOf(*m_exception) : KxString();
-}
-
-template <class Call>
-auto ZipStream::Guarded(decltype(std::declval<Call>()()) failure, Call call) noexcept -> decltype(call()) {
-    try {
-        return call();
-    } catch (CException* exception) {
-        if (m_exception)
-            exception->Delete();
-        else
-            m_exception = exception;
-    } catch (std::bad_alloc const&) {
-        m_isOutOfMemory = true;
-    }
-    return failure;
-}
-
-zlib_filefunc64_def ZipStream::Functions() {
-    static auto const of = [](void* opaque) -> ZipStream& { return *static_cast<ZipStream*>(opaque); };
-    static constexpr uLong most = 1U << 30;  // one call of CFile moves a UINT of bytes
-    zlib_filefunc64_def functions{};
-    functions.opaque = this;
-    functions.zopen64_file = [](void* opaque, void const*, int) { return opaque; };
-    functions.zread_file = [](void* opaque, void*, void* buffer, uLong size) -> uLong {
-        return of(opaque).Guarded(uLong{0}, [&]() -> uLong {
-            return of(opaque).m_file.Read(buffer, static_cast<UINT>(std::min(size, most)));
-        });
-    };
-    functions.zwrite_file = [](void* opaque, void*, void const* buffer, uLong size) -> uLong {
-        return of(opaque).Guarded(uLong{0}, [&]() -> uLong {
-            of(opaque).m_file.Write(buffer, static_cast<UINT>(std::min(size, most)));
-            return std::min(size, most);
-        });
-    };
-    functions.ztell64_file = [](void* opaque, void*) -> ZPOS64_T {
-        return of(opaque).Guarded(~ZPOS64_T{0}, [&]() -> ZPOS64_T { return of(opaque).m_file.GetPosition(); });
-    };
-    functions.zseek64_file = [](void* opaque, void*, ZPOS64_T offset, int origin) -> long {
-        return of(opaque).Guarded(-1L, [&]() -> long {
-            of(opaque).m_file.Seek(static_cast<LONGLONG>(offset), static_cast<UINT>(origin));
-            return 0;
-        });
-    };
-    functions.zclose_file = [](void*, void*) { return 0; };
-    functions.zerror_file = [](void* opaque, void*) -> int {
-        return of(opaque).m_exception || of(opaque).m_isOutOfMemory;
-    };
-    return functions;
-}
-
 namespace {
 
 // What the file systems that matter take, in bytes; a new file has a few more than the name that it gets.
@@ -174,7 +117,8 @@ KxString CommentOf(std::string const& bytes) {
 unsigned long DosTime(KxString const& path) {
     std::error_code error;
     auto const changed = std::filesystem::last_write_time(KxxToSystemPath(path.View()), error);
-    if (error) return 0x00210000;  // the first day that can be told
+    if (error)
+        throw new KxDirEntryException(L"syZipArchive", __LINE__, path, static_cast<unsigned long>(error.value()));
     auto const system = std::chrono::file_clock::to_sys(changed);
     std::time_t const seconds =
         std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::system_clock::duration>(system));

@@ -9,7 +9,6 @@
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syString.h"
 
-#include <minizip/zip.h>
 #include <zlib.h>
 
 #include <memory>
@@ -18,29 +17,6 @@
 #include <vector>
 
 namespace KxN::detail {
-
-/// A file that the zip library writes. Exceptions do not pass through the library; the first is kept.
-class ZipStream {
-public:
-    /// @throws CFileException
-    ZipStream(KxString const& path, UINT openFlags) : m_file(path, openFlags) {}
-    ZipStream(ZipStream const&) = delete;
-    ZipStream& operator=(ZipStream const&) = delete;
-    ~ZipStream();
-
-    CFile& File() { return m_file; }
-    /// Why something failed, ": " in front; empty if the medium is not to blame. @throws std::bad_alloc if memory is
-    KxString Reason() const;
-    zlib_filefunc64_def Functions();
-
-private:
-    template <class Call>
-    auto Guarded(decltype(std::declval<Call>()()) failure, Call call) noexcept -> decltype(call());
-
-    CFile m_file;
-    CException* m_exception = nullptr;
-    bool m_isOutOfMemory = false;
-};
 
 /// One file or folder, as the directory of an archive tells it.
 struct ZipEntry {
@@ -70,12 +46,13 @@ public:
 
     std::vector<ZipEntry> const& Entries() const { return m_entries; }
     std::string const& Comment() const { return m_comment; }
+    /// Where it begins and ends in the file.
+    ULONGLONG Begin() const { return m_begin; }
     ULONGLONG End() const { return m_begin + m_size; }
-    bool IsLarge() const { return m_isLarge; }
+    /// How many bytes stand in front of the archive.
+    ULONGLONG Front() const { return m_begin - m_offset; }
     /// Whether there is anything behind the archive.
     bool HasMore() const { return m_hasMore; }
-    /// An end record with large numbers for a copy of this archive up to End, which is all that the library then sees.
-    std::string LargeEnd(std::string const& comment) const;
 
 private:
     bool TakeLargeEnd(ULONGLONG& end);
@@ -90,6 +67,43 @@ private:
     bool m_isLarge = false, m_hasMore = false;
     std::string m_comment;
     std::vector<ZipEntry> m_entries;
+};
+
+/// Adds entries, one after the other, and then the directory of an archive. What fails leaves the file unfinished.
+class ZipWriter {
+public:
+    /// Writes where the file stands, which outlives it and has so many bytes in front of the archive. @throws std::bad_alloc
+    ZipWriter(CFile& file, ULONGLONG front);
+    ZipWriter(ZipWriter const&) = delete;
+    ZipWriter& operator=(ZipWriter const&) = delete;
+    ~ZipWriter();
+
+    /// Begins an entry of about so many bytes. The name has at most 65535 bytes. @throws CFileException, std::bad_alloc
+    void Open(std::string name, unsigned flags, unsigned long time, ULONGLONG expected);
+    /// @throws CFileException
+    void Write(char const* data, unsigned size);
+    /// Ends it. @throws KxException if it became larger than was expected, and than 4 GiB; CFileException, std::bad_alloc
+    void Close();
+    /// Ends the directory, which has its `former` records from `begin` to here. @throws CFileException, std::bad_alloc
+    void WriteDirectory(ULONGLONG begin, ULONGLONG former, std::string const& comment);
+
+private:
+    std::string Record(bool isInDirectory) const;
+    void Deflate(int flush);
+    void Put(std::string_view bytes);
+
+    CFile& m_file;
+    ULONGLONG m_front;
+    std::string m_directory;  // of the new entries
+    ULONGLONG m_count = 0;
+    // The current entry:
+    std::string m_name;
+    unsigned m_flags = 0;
+    unsigned long m_time = 0, m_crc = 0;
+    ULONGLONG m_begin = 0, m_size = 0, m_packedSize = 0;
+    bool m_isLarge = false;
+    std::vector<unsigned char> m_packed;
+    z_stream m_stream{};
 };
 
 /// What entries hold, one after the other.

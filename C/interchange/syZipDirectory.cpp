@@ -59,10 +59,6 @@ void TakeLargeNumbers(std::string_view extra, ZipEntry& entry) {
     }
 }
 
-void AppendNumber(std::string& bytes, ULONGLONG number, int count) {
-    for (; count > 0; --count, number >>= 8) bytes += static_cast<char>(number & 0xff);
-}
-
 }  // namespace
 
 bool ZipEntry::IsReadable() const {
@@ -135,26 +131,6 @@ bool ZipDirectory::TakeLargeEnd(ULONGLONG& end) {
     m_size = size;
     m_offset = offset;
     return m_isLarge = true;
-}
-
-std::string ZipDirectory::LargeEnd(std::string const& comment) const {
-    std::string bytes = "PK\6\6";
-    AppendNumber(bytes, largeEndSize - 12, 8);
-    AppendNumber(bytes, 45, 2);
-    AppendNumber(bytes, 45, 2);
-    AppendNumber(bytes, 0, 8);
-    for (ULONGLONG const number : {ULONGLONG{m_entries.size()}, ULONGLONG{m_entries.size()}, m_size, m_offset})
-        AppendNumber(bytes, number, 8);
-    bytes += "PK\6\7";
-    AppendNumber(bytes, 0, 4);
-    AppendNumber(bytes, End(), 8);
-    AppendNumber(bytes, 1, 4);
-    bytes += "PK\5\6";
-    AppendNumber(bytes, 0, 4);
-    AppendNumber(bytes, ~0ULL, 4);
-    AppendNumber(bytes, ~0ULL, 8);
-    AppendNumber(bytes, comment.size(), 2);
-    return bytes + comment;
 }
 
 bool ZipDirectory::Read() {

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t bufferSize = 0x10000;
 constexpr std::size_t longestText = 65535;  // name or comment in an archive
-constexpr unsigned long utf8Flag = 0x800, madeBy = 20;
+constexpr unsigned utf8Flag = 0x800;
 
 template <class... Arguments>
 [[noreturn]] void Throw(unsigned long line, wchar_t const* format, Arguments const&... arguments) {
@@ -77,27 +77,6 @@ void MakeBuffer(std::vector<char>& buffer, KxString const& zipFile) {
     }
 }
 
-/// An archive that is being written. Unless it is closed it is let go.
-class Zip {
-public:
-    Zip(ZipStream& stream, int append) {
-        zlib_filefunc64_def functions = stream.Functions();
-        m_zip = ::zipOpen2_64("", append, nullptr, &functions);
-    }
-    Zip(Zip const&) = delete;
-    Zip& operator=(Zip const&) = delete;
-    ~Zip() {
-        if (m_zip) ::zipClose(m_zip, nullptr);
-    }
-    zipFile Get() const { return m_zip; }
-    bool Close(std::string const& comment) {
-        return ::zipClose(std::exchange(m_zip, nullptr), comment.c_str()) == ZIP_OK;
-    }
-
-private:
-    zipFile m_zip = nullptr;
-};
-
 /// Tells how far a call is.
 class Meter {
 public:
@@ -130,25 +109,22 @@ public:
         Check(sources, globalComment);
         MakeBuffer(m_buffer, m_zipFile);
         std::optional<KxSafeFile> whole;
+        std::optional<ZipWriter> writer;
         OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
             whole.emplace(m_zipFile);
-            m_stream.emplace(whole->GetTemporaryPath(), CFile::modeReadWrite);
+            m_new.Open(whole->GetTemporaryPath(), CFile::modeReadWrite);
+            writer.emplace(m_new, m_directory ? m_directory->Front() : 0);
         });
         m_meter.Add(0);
-        if (m_directory) CopyOld();
-        Zip zip(*m_stream, m_directory ? APPEND_STATUS_ADDINZIP : APPEND_STATUS_CREATE);
-        if (!zip.Get()) Throw(__LINE__, L"Failed to create zip file: %s%s", m_zipFile, m_stream->Reason());
-        for (SxZipSource const& source : sources) PutIn(zip.Get(), source);
-        if (!zip.Close(m_comment))
-            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
+        if (m_directory) CopyOld(0, m_directory->Begin());
+        for (SxZipSource const& source : sources) PutIn(*writer, source);
+        ULONGLONG const begin = m_new.GetPosition();
+        if (m_directory) CopyOld(m_directory->Begin(), m_directory->End());
         OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] {
-            // The directory that stood there before may have been longer.
-            m_stream->File().SetLength(m_stream->File().GetPosition());
-            WriteLargeEnd(sources.Size());
-            Verify(sources);
-            m_stream->File().Close();
+            writer->WriteDirectory(begin, m_directory ? m_directory->Entries().size() : 0, m_comment);
+            m_new.Close();
         });
-        m_meter.Add(0);  // the last chance to end it
+        m_meter.Add(m_directory ? m_oldLength - m_directory->End() : 0);  // the last chance to end it
         OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { whole->Commit(); });
     }
 
@@ -163,10 +139,7 @@ private:
             if (!m_directory->Read()) Throw(__LINE__, L"damaged directory");
             if (m_directory->HasMore()) Throw(__LINE__, L"something stands behind its end");
         });
-        if (m_directory->End() == 0)
-            m_directory.reset();
-        else
-            m_meter.Expect(m_oldLength);
+        m_meter.Expect(m_oldLength);
     }
 
     /// Before anything is written: what cannot come out, also because of what is there already, does not go in.
@@ -196,77 +169,44 @@ private:
         Throw(__LINE__, L"Failed to accept name of current file %s in zip file: %s", name, m_zipFile);
     }
 
-    /// All but the end of the archive, which is such that the library takes nothing else for it.
-    void CopyOld() {
-        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] { m_old->Seek(0, CFile::begin); });
-        for (ULONGLONG left = m_directory->End(); left > 0;) {
+    /// Entries of the archive, or its directory, as they are.
+    void CopyOld(ULONGLONG begin, ULONGLONG end) {
+        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile,
+                [&] { m_old->Seek(static_cast<LONGLONG>(begin), CFile::begin); });
+        while (begin < end) {
             UINT const count = OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
                 UINT const got =
-                    m_old->Read(m_buffer.data(), static_cast<UINT>(std::min<ULONGLONG>(left, m_buffer.size())));
+                    m_old->Read(m_buffer.data(), static_cast<UINT>(std::min<ULONGLONG>(end - begin, m_buffer.size())));
                 if (got == 0) Throw(__LINE__, L"it became shorter");
-                m_stream->File().Write(m_buffer.data(), got);
+                m_new.Write(m_buffer.data(), got);
                 return got;
             });
-            left -= count;
+            begin += count;
             m_meter.Add(count);
         }
-        OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
-            std::string const end = m_directory->LargeEnd({});
-            m_stream->File().Write(end.data(), static_cast<UINT>(end.size()));
-        });
-        m_meter.Add(m_oldLength - m_directory->End());
     }
 
-    void PutIn(zipFile zip, SxZipSource const& from) {
+    void PutIn(ZipWriter& writer, SxZipSource const& from) {
         CFile source;
-        OrThrow(__LINE__, L"Failed to open file: %s", from.file,
-                [&] { source.Open(from.file, CFile::modeRead), source.GetLength(); });
+        ULONGLONG const size = OrThrow(__LINE__, L"Failed to open file: %s", from.file, [&] {
+            source.Open(from.file, CFile::modeRead);
+            return source.GetLength();
+        });
+        auto const time = OrThrow(__LINE__, L"Failed to open file: %s", from.file, [&] { return DosTime(from.file); });
         bool isUtf8 = false;
-        std::string const name = Stored(NameInZip(from.file, from.folderInZip).View(), isUtf8);
-        zip_fileinfo info{};
-        info.dosDate = DosTime(from.file);
-        bool const isLarge = source.GetLength() >= 0xffffffffU - source.GetLength() / 1000;
-        if (::zipOpenNewFileInZip4_64(zip, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
-                                      Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, DEF_MEM_LEVEL, Z_DEFAULT_STRATEGY, nullptr,
-                                      0, madeBy, isUtf8 ? utf8Flag : 0, isLarge) != ZIP_OK)
-            Throw(__LINE__, L"Failed to open new file in zip file: %s%s", m_zipFile, m_stream->Reason());
+        std::string name = Stored(NameInZip(from.file, from.folderInZip).View(), isUtf8);
+        OrThrow(__LINE__, L"Failed to open new file in zip file: %s", m_zipFile,
+                [&] { writer.Open(std::move(name), isUtf8 ? utf8Flag : 0, time, size); });
         for (;;) {
             UINT const count = OrThrow(__LINE__, L"Failed to read file: %s", from.file, [&] {
                 return source.Read(m_buffer.data(), static_cast<UINT>(m_buffer.size()));
             });
             if (count == 0) break;
-            if (::zipWriteInFileInZip(zip, m_buffer.data(), count) != ZIP_OK)
-                Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
+            OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile,
+                    [&] { writer.Write(m_buffer.data(), count); });
             m_meter.Add(count);
         }
-        if (::zipCloseFileInZip(zip) != ZIP_OK)
-            Throw(__LINE__, L"Failed to write to file in zip file: %s%s", m_zipFile, m_stream->Reason());
-    }
-
-    /// The library counts entries in 16 bits as long as their places do with 32.
-    void WriteLargeEnd(int added) {
-        std::size_t const count = (m_directory ? m_directory->Entries().size() : 0) + static_cast<std::size_t>(added);
-        if (count < 0xffff) return;
-        ZipDirectory directory(m_stream->File());
-        directory.Read();  // which may say that it is miscounted
-        if (directory.IsLarge()) return;
-        std::string const end = directory.LargeEnd(m_comment);
-        m_stream->File().Seek(static_cast<LONGLONG>(directory.End()), CFile::begin);
-        m_stream->File().Write(end.data(), static_cast<UINT>(end.size()));
-    }
-
-    /// The library believes what it finds; so what it made is read before it takes the place of the old archive.
-    void Verify(KxTDynArray<SxZipSource> const& sources) {
-        ZipDirectory directory(m_stream->File());
-        std::size_t const old = m_directory ? m_directory->Entries().size() : 0;
-        bool isRight = directory.Read() && directory.Comment() == m_comment && !directory.HasMore();
-        auto entry =
-            directory.Entries().begin() + static_cast<std::ptrdiff_t>(std::min(old, directory.Entries().size()));
-        for (SxZipSource const& source : sources)
-            isRight = isRight && entry != directory.Entries().end() &&
-                      entry++->name == NameInZip(source.file, source.folderInZip);
-        isRight = isRight && entry == directory.Entries().end();
-        if (!isRight) Throw(__LINE__, L"it did not become what it should");
+        OrThrow(__LINE__, L"Failed to write to file in zip file: %s", m_zipFile, [&] { writer.Close(); });
     }
 
     KxString m_zipFile;
@@ -276,7 +216,7 @@ private:
     std::optional<CFile> m_old;
     ULONGLONG m_oldLength = 0;
     std::optional<ZipDirectory> m_directory;  // of the old one
-    std::optional<ZipStream> m_stream;
+    CFile m_new;
 };
 
 }  // namespace

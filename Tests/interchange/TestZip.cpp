@@ -172,6 +172,22 @@ TEST_F(Zip, ASecondFileOfANameIsKeptBesideTheFirst) {
     }
 }
 
+TEST_F(Zip, EveryByteOfAnArchive) {
+    Put("a", "");
+    Put("b", "");
+    KxZipHelper::CompressFile(Path("a"), Path("z.zip"), L"", L"");
+    KxZipHelper::CompressFile(Path("b"), Path("z.zip"), L"f", L"!");
+    std::string bytes = Get("z.zip");
+    ASSERT_EQ(bytes.size(), 33u + 35u + 47u + 49u + 23u);
+    for (std::size_t const moment : {10u, 33u + 10u, 68u + 12u, 115u + 12u}) bytes.replace(moment, 4, "when");
+    EXPECT_EQ(bytes,
+              "PK\3\4\x14\0\0\0\x08\0when\0\0\0\0\2\0\0\0\0\0\0\0\1\0\0\0a\3\0"
+              "PK\3\4\x14\0\0\0\x08\0when\0\0\0\0\2\0\0\0\0\0\0\0\3\0\0\0f\\b\3\0"
+              "PK\1\2\x14\0\x14\0\0\0\x08\0when\0\0\0\0\2\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0a"
+              "PK\1\2\x14\0\x14\0\0\0\x08\0when\0\0\0\0\2\0\0\0\0\0\0\0\3\0\0\0\0\0\0\0\0\0\0\0\0\0\x21\0\0\0f\\b"
+              "PK\5\6\0\0\0\0\2\0\2\0\x60\0\0\0\x44\0\0\0\1\0!"s);
+}
+
 TEST_F(Zip, MoreFilesThanSixteenBitsCount) {
     Put("empty", "");
     KxTDynArray<SxZipSource> sources;

@@ -45,10 +45,10 @@ public:
 protected:
     OperatorReturnCode Run() override {
         KxString const name = ScanOf(Which).name;
-        KxPropertyList conditions = LoadConditions(InputOf(File));
+        KxPropertyList const conditions = LoadConditions(InputOf(File));
         Content next = m_session.Now();
         Entry& changed = next.Edit(name);
-        changed.stored.scan.conditions = std::move(conditions);
+        changed.stored.scan.conditions = conditions;
         Change(name, std::move(next));
         Print(L"%s", ConditionsText(changed.stored.scan));
         return OPERATOR_OK;

@@ -368,7 +368,6 @@ Scenario Xml(fs::path const& folder) {
             {},
             false,
             "nothing else",
-            0,
             {"proof::Refused not loaded", "proof::Refused not saved"}};
 }
 
@@ -390,10 +389,7 @@ Scenario Pack(fs::path const& folder) {
                 },
             },
             [] { return ""; },
-            {"KxN::KxException"},
-            false,
-            "nothing else",
-            1};  // minizip, of the head of an entry whose opening fails
+            {"KxN::KxException"}};
 }
 
 Scenario Unpack(fs::path const& folder) {

@@ -155,7 +155,6 @@ void RunFailing(Kind const& kind, fs::path const& folder, Failures const& failur
     Scenario const scenario = MakeIn(kind, folder);
     bool isBroken = false;
     std::string finding;
-    outcome.numForgotten = scenario.numForgotten;
     failures.arm(number, isLasting);
     for (std::size_t k = 0; k < scenario.steps.size(); ++k) {
         Thrown const thrown = Run(scenario.steps[k], failures);

@@ -52,7 +52,6 @@ struct States {
 
 struct Outcome {
     bool isReached = false;
-    int numForgotten = 0;
     Text error;    // class of what was thrown; empty if the failure was got over
     Text finding;  // what must not be
 };

@@ -25,8 +25,6 @@ struct Scenario {
     bool isOfManyFiles = false;
     /// What `observe` tells in a state between that the documentation promises for a failure.
     std::string documentedState = "nothing else";
-    /// Blocks that a C library forgets when this scenario fails in it.
-    int numForgotten = 0;
     /// Results, named as in `documented`, by which the documentation tells what the system has refused.
     std::vector<std::string> refusals = {};
 };
