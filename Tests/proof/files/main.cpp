@@ -8,7 +8,7 @@
 //
 // Without --long a call fails in one way each time, another one for the next. With a number that one run is made in this
 // process, for a debugger; ERROR is a number, 0 for one byte. One line for each scenario and call tells how many there are,
-// how many failures were made, how many of these were refused and how many got over; a line "finding" follows for whatever
+// how many failures were made, how many of these were refused, got over, or resumed after an interruption or one byte; a line "finding" follows for whatever
 // must not be. The last line has the sum of all failures. Exit code 1 if there are findings.
 //
 // A step that fails has thrown an exception of the library that names the file or its folder, or ended with a result that
@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <sys/stat.h>
 
 namespace proof {
 
@@ -148,7 +149,7 @@ public:
             if (count == 0) continue;
             ++total;
             std::vector<Way> const ways = WaysOf(call);
-            int made = 0, refused = 0, overcome = 0;
+            int made = 0, refused = 0, resumed = 0;
             for (int const number : NumbersOf(count, m_isLong, 20, 20)) {
                 for (std::size_t w = 0; w < ways.size(); ++w) {
                     if (!m_isLong && w != At(number) % ways.size() && w != At(number + 1) % ways.size()) continue;
@@ -162,11 +163,12 @@ public:
                              dead);
                     if (!outcome.isReached) continue;
                     ++made;
-                    ++(outcome.error.IsEmpty() ? overcome : refused);
+                    if (!outcome.error.IsEmpty()) ++refused;
+                    if (outcome.error.IsEmpty() && ways[w].MustSucceed()) ++resumed;
                 }
             }
-            std::printf("%-16s %-9s calls %4d, failures %5d: refused %5d, got over %5d\n", kind.name,
-                        iofaults::names[k].data(), count, made, refused, overcome);
+            std::printf("%-16s %-9s calls %4d, failures %5d: refused %4d, got over %4d, resumed %4d\n", kind.name,
+                        iofaults::names[k].data(), count, made, refused, made - refused - resumed, resumed);
             std::fflush(stdout);
             m_numFailures += made;
         }
@@ -192,6 +194,38 @@ private:
     int m_numFindings = 0;
 };
 
+/// What must be found, or nothing is proved.
+std::vector<Kind> FaultyKinds() {
+    struct Local {
+        static void Write(fs::path const& path, std::string const& bytes, bool isChecked) {
+            int const number = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            bool const isDone = ::write(number, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+            if (isChecked && !isDone) throw Refused{"not written"};  // which leaves it open
+            ::close(number);
+        }
+        static Scenario Careless(fs::path const& folder) {
+            return {{[=] { Write(folder / "file", "text", false); }}, [] { return ""; }};
+        }
+        static Scenario InPlace(fs::path const& folder) {
+            WriteFile(folder / "file", "old");
+            return {{[=] { Write(folder / "file", "text", true); }},
+                    [] { return ""; },
+                    {},
+                    false,
+                    "",
+                    {"proof::Refused not written"}};
+        }
+        static Scenario Open(fs::path const& folder) {
+            return {{[=] {
+                        ::mkdir((folder / "made").c_str(), 0700);
+                        if (::open(folder.c_str(), O_RDONLY) < 0) ::abort();
+                    }},
+                    [] { return ""; }};
+        }
+    };
+    return {{"careless", Local::Careless}, {"in place", Local::InPlace}, {"open", Local::Open}};
+}
+
 }  // namespace
 
 }  // namespace proof
@@ -200,7 +234,7 @@ int main(int argc, char** argv) {
     using namespace proof;
     std::vector<std::string> arguments(argv + 1, argv + argc);
     auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
-    bool const isLong = takes("--long");
+    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
     std::string const only = arguments.empty() ? "" : arguments[0];
 
     std::error_code none;
@@ -209,7 +243,7 @@ int main(int argc, char** argv) {
     if (!::mkdtemp(pattern.data())) return 2;
     KxTools::SetEncryptionPassword("the password of the scenarios");
     Proof proof(fs::path(pattern) / "data", isLong);
-    for (Kind const& kind : Kinds()) {
+    for (Kind const& kind : isSelfCheck ? FaultyKinds() : Kinds()) {
         if (!only.empty() && only != kind.name) continue;
         if (arguments.size() == 5) {
             Plain const plain = proof.MakePlain(kind);
