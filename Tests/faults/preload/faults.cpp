@@ -218,7 +218,7 @@ ssize_t readlink(char const* path, char* text, std::size_t size) noexcept {
     return IsHit(Stat, path) ? -1 : REAL(readlink)(path, text, size);
 }
 DIR* opendir(char const* path) {
-    return IsHit(Open, path) ? nullptr : REAL(opendir)(path);
+    return IsHit(List, path) ? nullptr : REAL(opendir)(path);
 }
 dirent* readdir(DIR* folder) {
     return IsHit(List, ::dirfd(folder)) ? nullptr : REAL(readdir)(folder);

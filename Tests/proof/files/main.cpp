@@ -87,8 +87,8 @@ std::vector<Way> WaysOf(iofaults::Call call) {
         case Chmod: errors = {EPERM, EIO, EROFS}; break;
         case Unlink:
         case Times: errors = {EIO, EROFS}; break;
-        case Stat:
-        case List: errors = {EIO}; break;
+        case Stat: errors = {EIO}; break;
+        case List: errors = {EIO, EMFILE}; break;
         case Lock: errors = {ENOLCK}; break;
         case Dup: errors = {EMFILE}; break;
     }

@@ -180,7 +180,10 @@ Scenario Undo(fs::path const&) {
 
 Scenario Language(fs::path const& folder) {
     WriteFile(folder / "languages.ini", "[Languages]\nFrench=0x0C;1\nSwiss=7;2\n");
-    fs::copy(HBTOOLS_LANGUAGE_PACKS, folder / "packs", fs::copy_options::recursive);
+    // Always the same files: what a pack has brought is kept for ever.
+    fs::path const kept = folder.parent_path() / "packs";
+    if (!fs::exists(kept)) fs::copy(HBTOOLS_LANGUAGE_PACKS, kept, fs::copy_options::recursive);
+    fs::copy(kept, folder / "packs", fs::copy_options::recursive | fs::copy_options::create_hard_links);
     struct State {
         KxGlobalLocalizer localizer;
         KxString german = KxString(KxResId(2001));
