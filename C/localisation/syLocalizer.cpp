@@ -188,8 +188,8 @@ bool KxLocalizer::CheckVersion(KxString const& modulePath, KxString const& satel
     if (versionCheck == 0) return true;
     unsigned short const module = VersionOf(modulePath), satellite = VersionOf(satellitePath);
     if (module == satellite) return true;
-    auto wrong = std::make_unique<KxWrongSatelliteVersionException>(__FILE__, __LINE__, modulePath, module, satellitePath,
-                                                                    satellite);
+    auto wrong = std::make_unique<KxWrongSatelliteVersionException>(__FILE__, __LINE__, modulePath, module,
+                                                                    satellitePath, satellite);
     if (versionCheck == 2) throw wrong.release();
     detail::SetModuleError(ENOEXEC, CException::TextOf(*wrong).GetStr());
     return false;

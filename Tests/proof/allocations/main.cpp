@@ -23,9 +23,6 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <string_view>
-#include <dlfcn.h>
-#include <sys/mman.h>
 
 namespace proof {
 
@@ -74,22 +71,9 @@ void RunChild(Kind const& kind, fs::path const& folder, int number, bool isLasti
                             std::to_string(after.bytes - from.bytes) + " bytes after " + outcome.error.bytes.data());
 }
 
-/// Where nothing above can help: the function whose allocation failed ends the process itself.
-bool IsKnownDeath(void const* caller) {
-    Dl_info info{};
-    if (!caller || ::dladdr(caller, &info) == 0 || !info.dli_sname) return false;
-    std::string_view const name = info.dli_sname;
-    // The C library gives up when it cannot note the destructor of an object of a thread.
-    return name == "__cxa_thread_atexit_impl";
-}
-
 class Proof {
 public:
-    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {
-        m_caller = static_cast<void const**>(
-            ::mmap(nullptr, sizeof(void*), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-        memory::NoteCallerAt(m_caller);
-    }
+    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {}
 
     void RunSeries(Kind const& kind, bool isCold, bool isLasting) {
         fs::path const folder = m_folder / "data";
@@ -107,13 +91,8 @@ public:
         std::vector<int> const numbers = NumbersOf(states.calls, m_isLong, isCold ? 30 : 40, isCold ? 30 : 60);
         for (int const number : numbers) {
             Outcome outcome;
-            *m_caller = nullptr;
             dead = InChild(outcome,
                            [&](Outcome& result) { RunChild(kind, folder, number, isLasting, isCold, states, result); });
-            if (!dead.empty() && IsKnownDeath(*m_caller)) {
-                ++ends["ended by a C library"];
-                continue;
-            }
             if (dead.empty()) dead = outcome.finding.bytes.data();
             if (!dead.empty()) Find(title, number, dead);
             if (outcome.isReached) ++ends[outcome.error.IsEmpty() ? "got over" : outcome.error.bytes.data()];
@@ -194,7 +173,6 @@ private:
     fs::path m_folder;
     bool m_isLong;
     int m_numFindings = 0;
-    void const** m_caller = nullptr;  // of the allocation that failed; shared with the children
 };
 
 /// A program of its own: main is part of the scenario.
