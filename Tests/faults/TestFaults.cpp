@@ -174,10 +174,7 @@ TEST_F(Faults, SavesLeaveTheOldFileOrTheNewOne) {
          "Log\nTotalCount=1\n[0]\nDate=20240101\nTime=1\nGroup=G\nLevel=EXCEPT_USER\nMessage=m\n",
          {"open", "read", "write", "fsync", "rename", "close", "chmod", "stat"},
          {"read", "chmod"}},
-        {"zip",
-         archive,
-         {"open", "read", "write", "fsync", "rename", "close", "chmod", "stat"},
-         {"read", "chmod"}},
+        {"zip", archive, {"open", "read", "write", "fsync", "rename", "close", "chmod", "stat"}, {"read", "chmod"}},
     };
     for (auto const& row : table) {
         for (bool const exists : {true, false}) {
@@ -254,6 +251,7 @@ TEST_F(Faults, FilesSayWhatTheMediumRefused) {
         EXPECT_TRUE(outcome.files.empty());
     });
     EXPECT_GE(folders, 1);
+    EXPECT_GE(FailEach("folder", nullptr, "fsync", EIO, "once", [](Outcome const&) {}), 1) << "its name is flushed";
 }
 
 TEST_F(Faults, UnpackedFilesAreWholeAndTold) {
