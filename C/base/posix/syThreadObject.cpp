@@ -24,7 +24,7 @@ struct FirstThread {
     ~FirstThread() { ThreadEnd::DestroyAll(nullptr); }
 };
 thread_local FirstThread t_firstThread;
-bool const g_isNoted = t_firstThread.isNoted;
+[[maybe_unused]] bool const g_isNoted = t_firstThread.isNoted;
 
 }  // namespace
 

@@ -29,6 +29,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr int most = 8;  // a child takes ten times as long
+#else
+constexpr int most = 20;  // of the first calls and of those in strides behind them
+#endif
+
 iofaults::Plan g_plan;  // but for the number
 bool g_mustSucceed = false;
 
@@ -150,7 +156,7 @@ public:
             ++total;
             std::vector<Way> const ways = WaysOf(call);
             int made = 0, refused = 0, resumed = 0;
-            for (int const number : NumbersOf(count, m_isLong, 20, 20)) {
+            for (int const number : NumbersOf(count, m_isLong, most, most)) {
                 for (std::size_t w = 0; w < ways.size(); ++w) {
                     if (!m_isLong && w != At(number) % ways.size() && w != At(number + 1) % ways.size()) continue;
                     Outcome outcome;
