@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace KxTools {
@@ -35,13 +36,14 @@ public:
     KxN::detail::ConfigDocument lines;
     int updates = 0;  // depth of updates
 
-    /// Reads the file if it is not the one that was read last; in an update, only if what was read is lost.
+    /// Reads the file if it is not the one that was read last; in an update, only if what was read is lost, or could not
+    /// be read.
     void Refresh() {
-        if (updates == 0 || !m_isRead) Look();
+        if (updates == 0 || !m_isRead || m_error != 0) Look();
     }
 
-    /// Why the file could not be read: a system error number, or 0.
-    int GetReadError() const { return m_error; }
+    /// Why the file could not be read at some time since this was asked last: a system error number, or 0.
+    int TakeReadError() { return std::exchange(m_readError, 0); }
 
     int Write(KxN::KxString const& path, KxN::KxString const& group, String const& key, String const& value) {
         Refresh();
@@ -80,14 +82,17 @@ public:
 private:
     void Look() {
         KxN::detail::FileStamp const stamp = KxN::detail::StampOf(m_systemPath);
-        if (m_isRead && !m_stamp.isYoung && stamp == m_stamp) return;
+        if (m_isRead && m_error == 0 && !m_stamp.isYoung && stamp == m_stamp) return;  // else it may be readable now
         std::string bytes;
         int error = KxN::detail::ReadWholeFile(m_systemPath, KxN::KxxLimits().textFileBytes, bytes);
         if (error == ENOENT) error = 0;
         // Each line takes many times the byte that it may consist of.
         auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
         if (lineFeeds > KxN::KxxLimits().configLines) error = EFBIG;
-        if (error != 0) bytes = {};
+        if (error != 0) {
+            bytes = {};
+            m_readError = error;
+        }
         if (!m_isRead || error != m_error || bytes != lines.GetParsedBytes()) {
             m_isRead = false;
             m_isChanged = false;
@@ -140,6 +145,7 @@ private:
     bool m_isRead = false;
     bool m_isChanged = false;
     int m_error = 0;
+    int m_readError = 0;  // the last one, until it is asked for
     int m_noteError = 0;  // why the notes could not be repeated
     KxN::detail::FileStamp m_stamp;
     std::vector<Note> m_notes;  // the writes of the update
@@ -227,7 +233,7 @@ KxString KxConfig::GetGroup(unsigned short index) const {
 }
 
 void KxConfig::ProofRead() const {
-    int const error = Current().GetReadError();
+    int const error = Current().TakeReadError();
     if (error == 0) return;
     KxString message;
     message.SPrintf(KxString(KxResId(text::ReadFailed)), m_path, std::strerror(error));

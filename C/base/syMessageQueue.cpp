@@ -3,6 +3,7 @@
 #include "base/syMessageQueue.h"
 
 #include "base/posix/sySystemThread.h"
+#include "base/posix/syThreadObject.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syTimer.h"
 #include "hbtools/base/syWnd.h"
@@ -15,12 +16,10 @@ namespace KxN::detail {
 namespace {
 
 struct Holder {
-    std::shared_ptr<MessageQueue> queue;
-    ~Holder() {
-        if (queue) queue->Close();
-    }
+    std::shared_ptr<MessageQueue> queue = std::make_shared<MessageQueue>();
+    ~Holder() { queue->Close(); }
 };
-thread_local Holder t_holder;
+constinit thread_local ThreadObject<Holder> t_holder;
 // The queue of the thread's own object. Without a destructor, so that a killed thread leaves nothing behind.
 constinit thread_local std::shared_ptr<MessageQueue> const* t_adopted = nullptr;
 
@@ -50,8 +49,7 @@ MessageQueue::~MessageQueue() {
 
 std::shared_ptr<MessageQueue> const& MessageQueue::OfThisThread() {
     if (t_adopted) return *t_adopted;
-    if (!t_holder.queue) t_holder.queue = std::make_shared<MessageQueue>();
-    return t_holder.queue;
+    return t_holder.Get().queue;
 }
 
 void MessageQueue::Adopt(std::shared_ptr<MessageQueue> const* queue) {

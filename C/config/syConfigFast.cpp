@@ -90,4 +90,8 @@ void KxConfigFast::Flush() {
     m_file->Flush();
 }
 
+void KxConfigFast::ProofRead() const {
+    m_file->ProofRead();
+}
+
 }  // namespace KxN

@@ -101,4 +101,8 @@ void KxConfigFastMT::Flush() {
     m_file->Flush();
 }
 
+void KxConfigFastMT::ProofRead() const {
+    m_file->ProofRead();
+}
+
 }  // namespace KxN

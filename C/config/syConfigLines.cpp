@@ -384,11 +384,13 @@ std::string ConfigLines::Bytes() const {
     return bytes += m_rest;
 }
 
+void ConfigLines::ProofRead() const {
+    if (m_error != 0)
+        throw new KxDirEntryException(L"syConfigLines", __LINE__, m_path, static_cast<unsigned long>(m_error));
+}
+
 void ConfigLines::Flush() {
-    auto const refuse = [&](int error) {
-        throw new KxDirEntryException(L"syConfigLines", __LINE__, m_path, static_cast<unsigned long>(error));
-    };
-    if (m_error != 0) refuse(m_error);  // writing would replace what could not be read
+    ProofRead();  // writing would replace what could not be read
     std::string bytes = Bytes();
     // Without the lines that told its encoding, a file could be taken for one in another.
     if (KxxDetectEncoding(bytes) != m_encoding) {
@@ -398,7 +400,8 @@ void ConfigLines::Flush() {
             m_encoding = KxTextEncoding::Utf8WithMark;
         bytes = Bytes();
     }
-    if (bytes.size() > KxxLimits().textFileBytes) refuse(EFBIG);
+    if (bytes.size() > KxxLimits().textFileBytes)
+        throw new KxDirEntryException(L"syConfigLines", __LINE__, m_path, EFBIG);
     KxxSaveFile(m_path, bytes);
     m_isChanged = false;
 }

@@ -107,6 +107,8 @@ public:
 
     /// Saves the file. @throws KxFileException, KxDirEntryException
     void Flush();
+    /// @throws KxFileException if the file could not be read
+    void ProofRead() const;
 
 protected:
     /// The line feed at the end of a line, and a carriage return in front of it.

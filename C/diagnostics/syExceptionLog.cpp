@@ -23,6 +23,7 @@
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <vector>
 
@@ -87,7 +88,10 @@ void KxExceptionManager::LoadExcGrpLst() {
     config.ProofRead();
     config.SetGroup(L"General");
     // The count is only what the file says: it holds no more groups than fit in its bytes.
-    unsigned long long const size = KxTools::FileStat(KxDirEntry(m_logFileName)).GetSize();
+    KxTools::FileStat const file{KxDirEntry(m_logFileName)};
+    if (!file.Exists() && config.GetGroupCount() > 0)  // it is there, and must not pass for empty
+        throw new KxDirEntryException(L"syExceptionLog", __LINE__, m_logFileName, EIO);
+    unsigned long long const size = file.GetSize();
     unsigned long long const count = std::min<unsigned long long>(
         std::min<unsigned long>(config.ReadKey(L"TotalCount"), m_maxErrorCount), size / sizeof "[0]");
 

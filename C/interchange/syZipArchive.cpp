@@ -117,7 +117,8 @@ KxString CommentOf(std::string const& bytes) {
 unsigned long DosTime(KxString const& path) {
     std::error_code error;
     auto const changed = std::filesystem::last_write_time(KxxToSystemPath(path.View()), error);
-    if (error) return 0x00210000;  // the first day that can be told
+    if (error)
+        throw new KxDirEntryException(L"syZipArchive", __LINE__, path, static_cast<unsigned long>(error.value()));
     auto const system = std::chrono::file_clock::to_sys(changed);
     std::time_t const seconds =
         std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::system_clock::duration>(system));

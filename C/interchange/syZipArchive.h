@@ -165,6 +165,7 @@ private:
 /// A comment as an archive holds it, which says nothing of its code page: what is no UTF-8 is in the thread's.
 KxString CommentOf(std::string const& bytes);
 
+/// @throws KxDirEntryException if the system cannot tell it
 unsigned long DosTime(KxString const& path);
 void SetDosTime(KxString const& path, unsigned long time);
 

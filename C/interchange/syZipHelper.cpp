@@ -192,10 +192,11 @@ private:
             source.Open(from.file, CFile::modeRead);
             return source.GetLength();
         });
+        auto const time = OrThrow(__LINE__, L"Failed to open file: %s", from.file, [&] { return DosTime(from.file); });
         bool isUtf8 = false;
         std::string name = Stored(NameInZip(from.file, from.folderInZip).View(), isUtf8);
         OrThrow(__LINE__, L"Failed to open new file in zip file: %s", m_zipFile,
-                [&] { writer.Open(std::move(name), isUtf8 ? utf8Flag : 0, DosTime(from.file), size); });
+                [&] { writer.Open(std::move(name), isUtf8 ? utf8Flag : 0, time, size); });
         for (;;) {
             UINT const count = OrThrow(__LINE__, L"Failed to read file: %s", from.file, [&] {
                 return source.Read(m_buffer.data(), static_cast<UINT>(m_buffer.size()));

@@ -7,10 +7,13 @@
 #include "hbtools/config/syConfiguration.h"
 #include "hbtools/core/syFileVersionInfo.h"
 
+#include "base/syModuleRecord.h"
 #include "localisation/syTextIds.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cwchar>
+#include <memory>
 
 namespace KxN {
 
@@ -154,7 +157,10 @@ int KxLocalizer::ResourceDLLExists(KxString const& module, KxLanguage const& lan
         path = folder.GetFull();
         path.SearchAndReplace(L"%M%", name, 0);
         path.SearchAndReplace(L"%L%", KxString(language.GetLangCode()), 0);
-        if (KxTools::FileStat(KxTools::DirEntry(path)).IsFile()) return 1;
+        KxTools::DirEntry const file(path);
+        KxTools::FileStat const status(file);
+        // One that the system cannot look at is not skipped: why it cannot be loaded is told.
+        if (status.IsFile() || (!status.Exists() && file.Exists(1))) return 1;
     }
     path = KxString();
     return 0;
@@ -194,9 +200,12 @@ unsigned short KxLocalizer::VersionOf(KxString const& path) {
 bool KxLocalizer::CheckVersion(KxString const& modulePath, KxString const& satellitePath, short versionCheck) {
     if (versionCheck == 0) return true;
     unsigned short const module = VersionOf(modulePath), satellite = VersionOf(satellitePath);
-    if (module != satellite && versionCheck == 2)
-        throw new KxWrongSatelliteVersionException(__FILE__, __LINE__, modulePath, module, satellitePath, satellite);
-    return module == satellite;
+    if (module == satellite) return true;
+    auto wrong = std::make_unique<KxWrongSatelliteVersionException>(__FILE__, __LINE__, modulePath, module,
+                                                                    satellitePath, satellite);
+    if (versionCheck == 2) throw wrong.release();
+    detail::SetModuleError(ENOEXEC, CException::TextOf(*wrong).GetStr());
+    return false;
 }
 
 void KxSingleDLLLocalizer::SetSourceModule(KxString const& path) {

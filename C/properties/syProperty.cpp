@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/properties/syProperty.h"
 
+#include "base/posix/syThreadObject.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/properties/syPropertyList.h"
@@ -48,16 +49,21 @@ void LoadElements(CArchive& archive, KxTBuf1D<T>& values) {
         for (T& value : values) archive >> value;
 }
 
+struct SFormat {
+    std::string image;
+    std::shared_ptr<KxString const> text;
+};
+/// On the heap: a program that loads this library later has next to no room for what threads have of their own.
+struct SLately {
+    std::unique_ptr<std::array<SFormat, 32>> formats = std::make_unique<std::array<SFormat, 32>>();
+};
+constinit thread_local detail::ThreadObject<SLately> t_lately;
+
 /// A message format that the archive brings: one text for all properties that come with the same one.
 std::shared_ptr<KxString const> LoadFormat(CArchive& archive) {
-    struct SFormat {
-        std::string image;
-        std::shared_ptr<KxString const> text;
-    };
-    // On the heap: a program that loads this library later has next to no room for what threads have of their own.
-    thread_local auto const lately = std::make_unique<std::array<SFormat, 32>>();
+    auto& lately = *t_lately.Get().formats;
     std::string_view const image = archive.PeekShortText();
-    SFormat& known = (*lately)[std::hash<std::string_view>()(image) % lately->size()];
+    SFormat& known = lately[std::hash<std::string_view>()(image) % lately.size()];
     if (!image.empty() && known.image == image) {
         archive.TakeReadAhead(image.size());
         return known.text;

@@ -186,12 +186,21 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
 
     std::size_t const former = std::exchange(KxxLimits().textFileBytes, 10);
     Put("long", "[G]\nA=1\n; more");
+    std::this_thread::sleep_for(std::chrono::milliseconds(70));  // it will not be read again for its age
     KxConfig config(Path("long"));
     config.SetGroup(L"G");
     EXPECT_EQ(U(config.ReadKey(L"A")), "");
     EXPECT_EQ(config.KxTools::Config::WriteKey(L"A", L"2"), 0);
+    config.BeginUpdate();
     KxxLimits().textFileBytes = former;
     EXPECT_EQ(Get("long"), "[G]\nA=1\n; more");
+    // Once it can be read it is, and whoever asks hears that it could not be.
+    EXPECT_EQ(U(config.ReadKey(L"A")), "1");
+    EXPECT_NE(test::Thrown<KxFileException>([&] { config.ProofRead(); }).find("long"), std::string::npos);
+    config.ProofRead();
+    config.WriteKey(L"A", L"2");
+    config.EndUpdate();
+    EXPECT_EQ(Get("long"), "[G]\nA=2\n; more");
 }
 
 TEST_F(ConfigFile, ChangesOfOthersAreSeen) {

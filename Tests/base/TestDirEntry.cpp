@@ -99,6 +99,14 @@ TEST_F(DirEntryFiles, WhatIsThere) {
     EXPECT_EQ(KxTools::FileStat(KxDirEntry(Path("link")), 0).GetKind(), 0);
     EXPECT_TRUE(none.GetKind() == 0 && !none.Exists() && !none.GetModified().IsValid());
 
+    // What cannot be looked at is not taken for missing.
+    fs::create_directory(File("shut"));
+    fs::permissions(File("shut"), fs::perms::none);
+    bool const isRoot = ::geteuid() == 0, isSwitched = isRoot && ::seteuid(65534) == 0;
+    EXPECT_EQ(KxDirEntry(Path("shut/file")).Exists(1), !isRoot || isSwitched);
+    ASSERT_TRUE(!isSwitched || ::seteuid(0) == 0);
+    fs::remove(File("shut"));
+
     EXPECT_FALSE(KxDirEntry(Path("x/y/z")).MakeDir(0));
     EXPECT_TRUE(KxDirEntry(Path("x/y/z")).MakeDir(1));
     EXPECT_TRUE(KxDirEntry(Path("x/y/z")).MakeDir(0));

@@ -7,6 +7,9 @@
 
 #include "Support.h"
 
+#define HBTOOLS_ALLOCATIONS_ELSEWHERE
+#include "Allocations.h"
+
 #include <atomic>
 #include <csignal>
 #include <cstring>
@@ -318,6 +321,15 @@ TEST(Thread, HasEndedBehindItsLastDestructor) {
         EXPECT_EQ(g_lateness, isKilled ? 2 : 4);
     }
     g_lateness = 0;
+}
+
+TEST(Thread, EndsWithoutMemory) {
+    auto body = [] {
+        AfxGetThread()->PostThreadMessage(0x400, 0, 0);  // which nobody takes
+        test::g_allocationsLeft = 0;
+    };
+    Running worker(body);
+    EXPECT_TRUE(worker.thread->WaitForEnd(60000));
 }
 
 TEST(Thread, WhoBlocksSignalsIsReachedOrTold) {

@@ -262,6 +262,7 @@ TYPED_TEST(ConfigFast, FilesThatCannotBeReadAreNeverWritten) {
         TypeParam config(this->Path(name));
         config.SetGroup(L"G");
         EXPECT_EQ(U(config.ReadKey(L"A", L"d")), "d") << name;
+        EXPECT_NE(test::Thrown<KxFileException>([&] { config.ProofRead(); }).find(name), std::string::npos);
         config.WriteKey(L"A", L"2");
         EXPECT_NE(test::Thrown<KxFileException>([&] { config.Flush(); }).find(name), std::string::npos);
     }
@@ -282,6 +283,7 @@ TYPED_TEST(ConfigFast, FilesThatCannotBeReadAreNeverWritten) {
 
     // Missing folders are made by one of the two, unless a file stands in the way.
     TypeParam deep(this->Path("new/deep/file")), blocked(this->Path("protected/file"));
+    deep.ProofRead();
     deep.WriteKey(L"a", L"1");
     blocked.WriteKey(L"a", L"1");
     if (this->isMT)

@@ -4,6 +4,8 @@
 
 #include "LocalisationTest.h"
 
+#include "../base/Allocations.h"
+
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -314,6 +316,8 @@ TEST_F(Localizers, ProgramAndLibraries) {
         localizer.SetActiveLanguage(L"English");
         localizer.DoLocalization(1);
         EXPECT_EQ(ownText(), "Messung");
+        std::string const reason = U(KxxGetModuleError().text);
+        EXPECT_NE(reason.find("Version 1.1 des Satellite"), std::string::npos) << reason;
         EXPECT_EQ(Text(LibraryOf(again), 20), "Punkte");
         EXPECT_NE(Thrown<KxWrongSatelliteVersionException>([&] { localizer.DoLocalization(2); }), "");
         g_satelliteVersion = "1.0.0";
@@ -329,8 +333,10 @@ TEST_F(Localizers, ProgramAndLibraries) {
         localizer.CleanUp();
         EXPECT_EQ(Text(LibraryOf(again), 20), "Punkte");
         localizer.DoLocalization(2);
+        test::g_allocationsLeft = 0;  // neither freeing nor a destructor needs any
         AfxFreeLibrary(again);
     }
+    test::g_allocationsLeft = -1;
     EXPECT_EQ(KxGlobalLocalizer::GetLocalizer(), nullptr);
     EXPECT_EQ(U(KxString(KxResId(2001))), "Ein Laufzeitfehler ist aufgetreten");
     AfxSetResourceHandle(program);

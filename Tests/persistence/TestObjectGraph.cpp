@@ -8,6 +8,7 @@
 
 #include "hbtools/properties/syPropertyList.h"
 
+#include "../base/Allocations.h"
 #include "../base/Support.h"
 
 #include <functional>
@@ -113,6 +114,28 @@ TEST(ObjectGraph, BytesOfAnObject) {
     auto const read = ReadA(archive);
     ASSERT_TRUE(dynamic_cast<B*>(read.get()));
     EXPECT_EQ(read->value, 7);
+}
+
+TEST(ObjectGraph, WithoutMemoryNoKnownTypeIsTakenForUnknown) {
+    Type<A> a(10, -1);
+    std::optional<Type<B>> b;
+    B object;
+    auto const stored = [&] {
+        CMemFile file;
+        KxTagArchive(&file, 0) << KxDynamicObjectTag(&object);
+        return HexOf(file);
+    };
+    b.emplace(20, 10);
+    std::string const expected = stored();
+    int const failures = test::FailEachAllocation(
+        [&] {
+            b.emplace(20, 10);  // types are looked up anew
+            stored();
+        },
+        [&] {
+            EXPECT_TRUE(!b || stored() == expected);
+        });
+    EXPECT_GT(failures, 5);
 }
 
 TEST(ObjectGraph, TheMostDerivedKnownTypeIsMade) {

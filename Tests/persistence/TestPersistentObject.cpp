@@ -5,6 +5,8 @@
 #include "hbtools/base/syLimits.h"
 #include "hbtools/persistence/syTagArchive.h"
 
+#define HBTOOLS_ALLOCATIONS_ELSEWHERE
+#include "../base/Allocations.h"
 #include "../base/Support.h"
 
 #include <memory>
@@ -304,6 +306,25 @@ TEST_F(PersistentObject, RefusesWhatIsDamagedAndLeavesNothing) {
     EXPECT_EQ(test::CauseOf<CArchiveException>([&] { KxPersistentObject::Load(storing); }), 4);
     CArchive loading(&file, CArchive::load);
     EXPECT_EQ(test::CauseOf<CArchiveException>([&] { Node().Store(loading); }), 2);
+}
+
+TEST_F(PersistentObject, WithoutMemoryNothingIsLeft) {
+    std::string bytes;
+    {
+        Node const node;
+        bytes = StoredBytes({&node});
+    }
+    int const failures = test::FailEachAllocation(
+        [&] {
+            Loading loading(bytes);
+            KxTFactory<store::Plain> const another;  // classes are looked up anew
+            std::unique_ptr<KxPersistentObject> const made(loading.Next());
+        },
+        [] {
+            EXPECT_EQ(g_alive, 0);
+            KxPersistentObject::InitializeReferenceMap();
+        });
+    EXPECT_GT(failures, 5);
 }
 
 TEST_F(PersistentObject, DepthIsBounded) {

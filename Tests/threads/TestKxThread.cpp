@@ -5,6 +5,8 @@
 #include "../diagnostics/ManagerTest.h"
 #include "ThreadTest.h"
 
+#include "../base/Allocations.h"
+
 #include <csignal>
 #include <cstring>
 #include <functional>
@@ -53,6 +55,30 @@ TEST(ThreadLauncher, TakesWhatItNeedsBeforeLaunchReturns) {
     EXPECT_TRUE(thread->WaitForEnd());
     EXPECT_EQ(seen, &launcher);
     EXPECT_EQ(thread->GetExitCode(), 0u);
+}
+
+TEST(KxThread, WithoutMemoryNoneIsLeftBehind) {
+    std::atomic<int> running = 0;
+    auto body = [&](void*) {
+        struct Inside {
+            std::atomic<int>& count;
+            explicit Inside(std::atomic<int>& counted) : count(counted) { ++count; }
+            ~Inside() { --count; }
+        } const inside(running);
+        while (true) KxxThreadSleep(1);
+    };
+    int const failures = test::FailEachAllocation(
+        [&] {
+            KxThread thread(L"reader");
+            if (!thread.Run(LinkTo(body))) throw std::bad_alloc();
+            test::g_allocationsLeft = -1;
+            thread.AttemptTermination(10000);
+        },
+        [&] {
+            ::usleep(2000);  // one that nobody has would run by now
+            EXPECT_EQ(running, 0);
+        });
+    EXPECT_GE(failures, 3);
 }
 
 TEST(KxThread, EndsAtEveryPointThatListens) {

@@ -86,7 +86,9 @@ int CopyFile(std::string const& source, std::string const& path, bool overwrite)
 
 unsigned char DirEntry::Exists(unsigned char followLinks) const {
     struct stat status;
-    return Status(*this, followLinks != 0, status);
+    if (!IsValid()) return 0;
+    if (Status(*this, followLinks != 0, status)) return 1;
+    return errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG && errno != ELOOP;
 }
 
 unsigned char DirEntry::MakeDir(unsigned char parents) const {

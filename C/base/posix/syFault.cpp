@@ -15,6 +15,7 @@
 #include "base/posix/syFaultCode.h"
 #include "base/posix/syFloatControl.h"
 #include "base/posix/syStopPoint.h"
+#include "base/posix/syThreadObject.h"
 
 #include <algorithm>
 #include <atomic>
@@ -138,6 +139,7 @@ private:
     void* m_memory = nullptr;
     std::size_t m_size = 0;
 };
+constinit thread_local detail::ThreadObject<SignalStack> t_signalStack;
 
 /// Of the first thread without asking the system's list of mappings, which needs a free descriptor: the name of the
 /// program stands at its end.
@@ -366,7 +368,9 @@ private:
 KxFaultTranslator KxxSetFaultTranslator(KxFaultTranslator translator) noexcept {
     Thread& thread = t_thread;
     if (translator && thread.stackEnd == 0) {
-        static thread_local SignalStack const stack;
+        try {
+            t_signalStack.Get();
+        } catch (std::bad_alloc const&) {}  // the handler shares the stack of the thread then
         FindStack(thread);
         detail::Hold const hold;  // nobody else comes past one who is stopped in it
         static std::once_flag once;

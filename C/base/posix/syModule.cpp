@@ -9,6 +9,7 @@
 #include "hbtools/base/syException.h"
 
 #include "base/posix/syMutex.h"
+#include "base/posix/syThreadObject.h"
 #include "base/syModuleRecord.h"
 
 #include <cerrno>
@@ -33,7 +34,7 @@ Records& AllRecords() {
     return records;
 }
 
-thread_local KxModuleError t_error;
+constinit thread_local detail::ThreadObject<KxModuleError> t_error;
 
 link_map* MapOf(void const* address) {
     Dl_info info{};
@@ -126,8 +127,9 @@ void NoteIfGone(HINSTANCE module, void* code, std::string const& loaderName) {
 namespace detail {
 
 void SetModuleError(int code, std::wstring text) {
-    t_error.code = static_cast<unsigned long>(code);
-    t_error.text = std::move(text);
+    KxModuleError& error = t_error.Get();
+    error.code = static_cast<unsigned long>(code);
+    error.text = std::move(text);
 }
 
 KxModule* AddSatellite(std::string const& path, FileIdentity const& identity, std::unique_ptr<TextTable const> texts) {
@@ -152,7 +154,7 @@ KxModule* FindSatellite(std::string const& path, FileIdentity const& identity, s
 
 HINSTANCE LoadBeside(KxString const& name, void const* caller) {
     HINSTANCE const module = Load(name, caller);
-    if (!module) throw new KxDllLoadException(name, t_error.code, t_error.text);
+    if (!module) throw new KxDllLoadException(name, t_error.Get().code, t_error.Get().text);
     return module;
 }
 
@@ -259,7 +261,7 @@ HINSTANCE KxxGetModuleOf(void const* address) {
 }
 
 KxModuleError KxxGetModuleError() {
-    return t_error;
+    return t_error.Get();
 }
 
 KxModuleHold::KxModuleHold(void const* address) {

@@ -95,8 +95,9 @@ public:
     /// As Config::EndUpdate. @throws KxFileException
     void EndUpdate();
 
-    /// For those to whom a file that cannot be read is no empty one. A missing file is fine.
-    /// @throws KxFileException if the file is there but cannot be read
+    /// For those to whom a file that cannot be read is no empty one, to be called behind what they have read: it tells too
+    /// of a failure in between, since ProofRead was called last. A missing file is fine.
+    /// @throws KxFileException if the file is there but cannot be read, or could not be
     void ProofRead() const;
 
     KxString GetPathName() const { return m_path; }

@@ -27,7 +27,8 @@ public:
     DirEntry(String const& path, FSysPathStyle style = FSYS_STYLE_HOST);
     DirEntry(wchar_t const* path) : DirEntry(String(path)) {}
 
-    /// 1 if something is there. With `followLinks` a symbolic link counts as what it names, else as itself.
+    /// 1 if something is there, or if the system cannot tell, since what may be there must not be taken for missing and
+    /// written over. With `followLinks` a symbolic link counts as what it names, else as itself.
     unsigned char Exists(unsigned char followLinks = 1) const;
     /// 1 if the path is not empty and holds nothing that no path can hold.
     unsigned char IsValid() const;

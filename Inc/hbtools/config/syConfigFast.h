@@ -95,6 +95,9 @@ public:
     /// Writes the file, changed or not. @throws KxFileException, also for a file that could not be read; the file is as
     /// it was, and changes are kept
     void Flush();
+    /// For those to whom a file that cannot be read is no empty one. A missing file is fine.
+    /// @throws KxFileException if the file was there but could not be read by the constructor
+    void ProofRead() const;
 
 private:
     std::unique_ptr<detail::ConfigFile<SConfigItem>> m_file;

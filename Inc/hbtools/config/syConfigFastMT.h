@@ -58,6 +58,9 @@ public:
 
     /// Writes the file, changed or not; makes its directory if that is missing. @throws KxFileException
     void Flush();
+    /// For those to whom a file that cannot be read is no empty one. A missing file is fine.
+    /// @throws KxFileException if the file was there but could not be read by the constructor
+    void ProofRead() const;
 
 protected:
     SConfigItem* FindKey(KxString const& key) const;

@@ -43,7 +43,6 @@ constinit std::atomic<int> g_count = 0;
 constinit std::atomic<int> g_number = 0;
 constinit std::atomic<bool> g_isLasting = false;
 constinit std::atomic<bool> g_isStarted = false;
-constinit void const** g_callerPlace = nullptr;
 
 /// By system calls alone: this may run before the C library is ready.
 void Start() {
@@ -64,19 +63,18 @@ void Start() {
 }
 
 /// Where a debugger stops to see whose allocation it is.
-[[gnu::noinline]] bool Failing(void const* caller) {
-    if (g_callerPlace) *g_callerPlace = caller;
+[[gnu::noinline]] bool Failing() {
     g_hasFailed = true;
     errno = ENOMEM;
     return true;
 }
 
-bool Fails(void const* caller) {
+bool Fails() {
     if (!g_isStarted.exchange(true)) Start();
     if (!g_isArmed) return false;
     int const count = ++g_count, number = g_number;
     if (number == 0 || count < number || (count > number && !g_isLasting)) return false;
-    return Failing(caller);
+    return Failing();
 }
 
 void* Counted(void* block) {
@@ -111,10 +109,6 @@ int Disarm() {
     return g_count;
 }
 
-void NoteCallerAt(void const** place) {
-    g_callerPlace = place;
-}
-
 bool HasFailed() {
     return g_hasFailed;
 }
@@ -128,20 +122,20 @@ using memory::Uncount;
 extern "C" {
 
 [[gnu::noinline]] void* malloc(std::size_t size) noexcept {
-    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(malloc)(size));
+    return Fails() ? nullptr : Counted(UNDER(malloc)(size));
 }
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(calloc)(count, size));
+    return Fails() ? nullptr : Counted(UNDER(calloc)(count, size));
 }
 void* realloc(void* block, std::size_t size) noexcept {
-    if (Fails(__builtin_return_address(0))) return nullptr;
+    if (Fails()) return nullptr;
     Uncount(block);
     void* const moved = UNDER(realloc)(block, size);
     // What could not be moved stays, and what was given back for no bytes does not.
     return moved || size == 0 ? Counted(moved) : (Counted(block), moved);
 }
 void* memalign(std::size_t alignment, std::size_t size) noexcept {
-    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(memalign)(alignment, size));
+    return Fails() ? nullptr : Counted(UNDER(memalign)(alignment, size));
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
     return memalign(alignment, size);

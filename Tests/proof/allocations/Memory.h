@@ -19,8 +19,6 @@ Live CountLive();
 void Arm(int number, bool isLasting);
 /// Ends that. Returns how many allocations were asked for.
 int Disarm();
-/// Where the code that asked for the allocation that failed is put; memory that parent and child share.
-void NoteCallerAt(void const** place);
 /// Whether an allocation has failed since Arm.
 bool HasFailed();
 

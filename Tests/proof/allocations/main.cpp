@@ -10,239 +10,36 @@
 // process, for a debugger. One line for each series tells how many allocations there are, how many were made to fail, and
 // what that led to; a line "finding" follows for whatever must not be. Exit code 1 if there are findings.
 //
-// A step that fails has thrown std::bad_alloc, a memory exception, or what its scenario documents; objects are as
-// before the step, or as behind it if it was done but for telling so; each file is the old one or the new one, and there is
-// no other; the step and those behind it can then be made, with the same result as ever; nothing has leaked.
+// A step that fails has thrown std::bad_alloc, a memory exception, or what its scenario documents; what else must be stands
+// in scenarios/Runner.h. Nothing has leaked.
 #include "Memory.h"
-#include "Scenario.h"
+#include "Runner.h"
 
-#include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syEncryption.h"
 #include "hbtools/base/syException.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <map>
-#include <memory>
-#include <string_view>
-#include <typeinfo>
-#include <cxxabi.h>
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace proof {
 
 namespace fs = std::filesystem;
 
-KxN::KxString PathOf(fs::path const& path) {
-    return KxN::KxxFromSystemPath(path.string());
-}
-
-void WriteFile(fs::path const& path, std::string const& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::string ReadFile(fs::path const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 namespace {
 
 using memory::Live;
 
-constexpr int maximumSteps = 32;
-constexpr unsigned hangAfter = 60;  // seconds
-
-/// What can be seen, as a sum of it: it must take no memory while that is counted.
-struct Seen {
-    std::uint64_t objects = 0, files = 0;
-    std::array<std::uint64_t, 8> each{};  // of these files
-    bool operator==(Seen const&) const = default;
-};
-
-struct Text {
-    std::array<char, 400> bytes{};
-    void Set(std::string const& text) {
-        bytes.fill(0);
-        text.copy(bytes.data(), bytes.size() - 1);
-    }
-    bool IsEmpty() const { return bytes[0] == 0; }
-};
-
-struct States {
-    int count = 0;  // of steps
-    std::array<Seen, maximumSteps + 1> seen{};
-    int allocations = 0;
-    Text failure;
-};
-
-struct Outcome {
-    bool isReached = false;
-    Text error;    // class of what was thrown; empty if the failure was got over
-    Text finding;  // what must not be
-};
-
-bool g_isTalking = false;  // for one run
-
-std::uint64_t SumOf(std::string const& text) {
-    std::uint64_t sum = 14695981039346656037u;
-    for (char const c : text) sum = (sum ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return sum;
-}
-
-std::map<std::string, std::string> FilesIn(fs::path const& folder) {
-    std::map<std::string, std::string> files;
-    for (auto const& entry : fs::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file()) continue;
-        std::string bytes = ReadFile(entry.path());
-        if (entry.path().filename() == "log.txt") {  // but for the moment of saving
-            std::size_t const entries = bytes.find("[0]"), moment = bytes.find("Date=");
-            if (moment < entries && entries != std::string::npos) bytes.erase(moment, entries - moment);
-        }
-        if (entry.path().filename() == "debug.txt")  // the same of each entry
-            for (char& c : bytes)
-                if (c >= '0' && c <= '9') c = '0';
-        files[entry.path().string()] = bytes;
-    }
-    return files;
-}
-
-/// Looks without failures.
-Seen Look(Scenario const& scenario, fs::path const& folder) {
-    std::string objects;
-    try {
-        objects = scenario.observe();
-    } catch (...) {
-        objects = "cannot be seen";
-    }
-    Seen seen{SumOf(objects), 0, {}};
-    std::string all;
-    std::size_t number = 0;
-    for (auto const& [name, bytes] : FilesIn(folder)) {
-        std::string const file = name + ":" + std::to_string(bytes.size()) + ":" + bytes + "\n";
-        if (number < seen.each.size()) seen.each[number++] = SumOf(file);
-        all += file;
-    }
-    seen.files = SumOf(all);
-    if (g_isTalking) std::printf("objects: %s\nfiles: %s\n", objects.c_str(), all.c_str());
-    return seen;
-}
-
-std::string NameOf(std::type_info const& type) {
-    int status = 0;
-    std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
-                                                      std::free);
-    return name ? name.get() : type.name();
-}
-
-/// Runs one step; the name of what it throws, and its text where the name does not tell. Failures end with the step that
-/// throws.
-std::string Run(std::function<void()> const& step) {
-    try {
-        step();
-        return "";
-    } catch (KxN::CException* exception) {
-        memory::Disarm();
-        std::string const name = NameOf(typeid(*exception));
-        if (g_isTalking) std::printf("%s\n", KxN::KxxToUtf8(KxN::CException::TextOf(*exception).View()).c_str());
-        exception->Delete();
-        return name;
-    } catch (Refused const& refused) {
-        memory::Disarm();
-        return "proof::Refused " + refused.why;
-    } catch (std::exception const& exception) {
-        memory::Disarm();
-        return NameOf(typeid(exception));
-    }
-}
-
-Scenario MakeIn(Kind const& kind, fs::path const& folder) {
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    return kind.make(folder);
-}
-
-/// A run without failures, and what is to be seen behind each step.
-void RunPlain(Kind const& kind, fs::path const& folder, States* states) {
-    Scenario const scenario = MakeIn(kind, folder);
-    if (states) states->seen[0] = Look(scenario, folder);
-    int number = 0;
-    for (auto const& step : scenario.steps) {
-        ++number;
-        if (states) memory::Arm(0, false);
-        std::string const thrown = Run(step);
-        if (states) states->allocations += memory::Disarm();
-        if (!thrown.empty() && states) states->failure.Set("step " + std::to_string(number) + ": " + thrown);
-        if (states) states->seen[static_cast<std::size_t>(number)] = Look(scenario, folder);
-    }
-    if (states) states->count = number;
-}
-
-/// Whether each file is one of those before or behind.
-bool AreSome(Seen const& now, Seen const& before, Seen const& behind) {
-    return std::ranges::all_of(now.each, [&](std::uint64_t file) {
-        return std::ranges::find(before.each, file) != before.each.end() ||
-               std::ranges::find(behind.each, file) != behind.each.end();
-    });
-}
-
-bool IsAllowed(std::string const& thrown, Scenario const& scenario) {
+std::string WhyNot(Thrown const& thrown, Scenario const& scenario, fs::path const&) {
     for (char const* const name : {"std::bad_alloc", "KxN::CMemoryException", "KxN::KxMemoryException"})
-        if (thrown == name) return true;
-    return std::ranges::find(scenario.documented, thrown) != scenario.documented.end();
+        if (thrown.name == name) return "";
+    return std::ranges::find(scenario.documented, thrown.name) != scenario.documented.end()
+               ? ""
+               : ", which is not documented";
 }
-
-/// A run in which the allocation fails.
-void RunFailing(Kind const& kind, fs::path const& folder, int number, bool isLasting, States const& states,
-                Outcome& outcome) {
-    Scenario const scenario = MakeIn(kind, folder);
-    bool isBroken = false;
-    std::string finding;
-    memory::Arm(number, isLasting);
-    for (std::size_t k = 0; k < scenario.steps.size(); ++k) {
-        std::string const thrown = Run(scenario.steps[k]);
-        if (thrown.empty()) continue;
-        std::string const where = "step " + std::to_string(k + 1) + " ended with " + thrown;
-        if (isBroken) {
-            finding = "after a failure " + where;
-            break;
-        }
-        isBroken = true;
-        outcome.isReached = memory::HasFailed();
-        outcome.error.Set(thrown);
-        if (!IsAllowed(thrown, scenario)) finding = where;
-        if (!outcome.isReached) finding = "without a failure " + where;
-        Seen const now = Look(scenario, folder), before = states.seen[k], behind = states.seen[k + 1];
-        bool const isDocumented = now.objects == SumOf(scenario.documentedState);
-        if (now.objects != before.objects && now.objects != behind.objects && !isDocumented)
-            finding = where + ": objects changed";
-        if (now.files != before.files && now.files != behind.files &&
-            !(scenario.isOfManyFiles && AreSome(now, before, behind)))
-            finding = where + ": files changed";
-        if (!finding.empty()) break;
-        bool const isDone = before.objects != behind.objects
-                                ? now.objects == behind.objects
-                                : before.files != behind.files && now.files == behind.files;
-        if (!isDone) --k;
-    }
-    memory::Disarm();
-    if (!isBroken) outcome.isReached = memory::HasFailed();
-    if (finding.empty() && Look(scenario, folder) != states.seen[scenario.steps.size()]) {
-        finding = isBroken ? "another result once it goes on after " + std::string(outcome.error.bytes.data())
-                           : "another result without an error";
-    }
-    outcome.finding.Set(finding);
-}
+constexpr Failures failures{memory::Arm, memory::Disarm, memory::HasFailed, WhyNot};
 
 /// A thread that has ended for all who ask gives back the last of its memory a moment later.
 Live Settled(Kind const& kind, Live const& wanted) {
@@ -254,16 +51,17 @@ Live Settled(Kind const& kind, Live const& wanted) {
 void RunChild(Kind const& kind, fs::path const& folder, int number, bool isLasting, bool isCold, States const& states,
               Outcome& outcome) {
     if (!isCold && kind.hasThreads)
-        for (int i = 0; i < 2; ++i) RunPlain(kind, folder, nullptr), ::usleep(20000);
+        for (int i = 0; i < 2; ++i) RunPlain(kind, folder, failures, nullptr), ::usleep(20000);
     // The C library may keep the stack of one thread more, which grows once; what leaks grows each time.
     int const repeats = kind.hasThreads ? 3 : 1;
     Live from = memory::CountLive();
-    for (int i = 0; i < (isCold ? 1 : repeats); ++i) RunFailing(kind, folder, number, isLasting, states, outcome);
+    for (int i = 0; i < (isCold ? 1 : repeats); ++i)
+        RunFailing(kind, folder, failures, number, isLasting, states, outcome);
     if (isCold) {  // what is kept for ever has come by now
-        RunPlain(kind, folder, nullptr);
+        RunPlain(kind, folder, failures, nullptr);
         if (kind.hasThreads) ::usleep(20000);
         from = memory::CountLive();
-        for (int i = 0; i < repeats; ++i) RunPlain(kind, folder, nullptr);
+        for (int i = 0; i < repeats; ++i) RunPlain(kind, folder, failures, nullptr);
     }
     Live const after = Settled(kind, from);
     long long const allowed = repeats - 1;
@@ -273,88 +71,33 @@ void RunChild(Kind const& kind, fs::path const& folder, int number, bool isLasti
                             std::to_string(after.bytes - from.bytes) + " bytes after " + outcome.error.bytes.data());
 }
 
-/// Runs it in a child, which leaves its result behind. Returns what went wrong with the child itself.
-template <class Result, class Action>
-std::string InChild(Result& result, Action action) {
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0) return "no pipe";
-    std::fflush(stdout);
-    pid_t const child = ::fork();
-    if (child == 0) {
-        int const null = ::open("/dev/null", O_WRONLY);
-        ::dup2(null, 2);
-        ::alarm(hangAfter);
-        action(result);
-        bool const isWhole = ::write(ends[1], &result, sizeof result) == static_cast<ssize_t>(sizeof result);
-        ::_exit(isWhole ? 0 : 1);
-    }
-    ::close(ends[1]);
-    std::size_t got = 0;
-    ssize_t more = 0;
-    while (got < sizeof result &&
-           (more = ::read(ends[0], reinterpret_cast<char*>(&result) + got, sizeof result - got)) > 0)
-        got += static_cast<std::size_t>(more);
-    ::close(ends[0]);
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
-    if (WIFSIGNALED(status)) return std::string("ended by ") + ::strsignal(WTERMSIG(status));
-    return got == sizeof result && WEXITSTATUS(status) == 0 ? ""
-                                                            : "ended with code " + std::to_string(WEXITSTATUS(status));
-}
-
-/// The numbers that are tried.
-std::vector<int> NumbersOf(int count, bool isLong, int dense, int strided) {
-    std::vector<int> numbers;
-    int const stride = isLong ? 1 : std::max(1, (count - dense) / strided);
-    for (int n = 1; n <= count; n += n < dense ? 1 : stride) numbers.push_back(n);
-    return numbers;
-}
-
-/// Where nothing above can help: the function whose allocation failed ends the process itself.
-bool IsKnownDeath(void const* caller) {
-    Dl_info info{};
-    if (!caller || ::dladdr(caller, &info) == 0 || !info.dli_sname) return false;
-    std::string_view const name = info.dli_sname;
-    // The C library gives up when it cannot note the destructor of an object of a thread.
-    return name == "__cxa_thread_atexit_impl";
-}
-
 class Proof {
 public:
-    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {
-        m_caller = static_cast<void const**>(
-            ::mmap(nullptr, sizeof(void*), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-        memory::NoteCallerAt(m_caller);
-    }
+    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {}
 
     void RunSeries(Kind const& kind, bool isCold, bool isLasting) {
         fs::path const folder = m_folder / "data";
         States states;
         std::string dead = InChild(states, [&](States& result) {
             if (!isCold)
-                for (int i = 0; i < 2; ++i) RunPlain(kind, folder, nullptr);
-            RunPlain(kind, folder, &result);
+                for (int i = 0; i < 2; ++i) RunPlain(kind, folder, failures, nullptr);
+            RunPlain(kind, folder, failures, &result);
         });
         std::string const title =
             std::string(kind.name) + (isCold ? ", cold" : ", warm") + (isLasting ? ", lasting" : ", once");
         if (dead.empty()) dead = states.failure.bytes.data();
         if (!dead.empty()) return Find(title, 0, "without failures: " + dead);
         std::map<std::string, int> ends;
-        std::vector<int> const numbers = NumbersOf(states.allocations, m_isLong, isCold ? 30 : 40, isCold ? 30 : 60);
+        std::vector<int> const numbers = NumbersOf(states.calls, m_isLong, isCold ? 30 : 40, isCold ? 30 : 60);
         for (int const number : numbers) {
             Outcome outcome;
-            *m_caller = nullptr;
             dead = InChild(outcome,
                            [&](Outcome& result) { RunChild(kind, folder, number, isLasting, isCold, states, result); });
-            if (!dead.empty() && IsKnownDeath(*m_caller)) {
-                ++ends["ended by a C library"];
-                continue;
-            }
             if (dead.empty()) dead = outcome.finding.bytes.data();
             if (!dead.empty()) Find(title, number, dead);
             if (outcome.isReached) ++ends[outcome.error.IsEmpty() ? "got over" : outcome.error.bytes.data()];
         }
-        Tell(title, states.allocations, numbers.size(), ends);
+        Tell(title, states.calls, numbers.size(), ends);
     }
 
     /// From the first instruction of the process to its last.
@@ -430,7 +173,6 @@ private:
     fs::path m_folder;
     bool m_isLong;
     int m_numFindings = 0;
-    void const** m_caller = nullptr;  // of the allocation that failed; shared with the children
 };
 
 /// A program of its own: main is part of the scenario.
@@ -490,15 +232,6 @@ std::vector<Kind> FaultyKinds() {
 
 }  // namespace
 
-std::vector<Kind> const& Kinds() {
-    static std::vector<Kind> const kinds = [] {
-        std::vector<Kind> all = DataKinds();
-        for (Kind const& kind : ProgramKinds()) all.push_back(kind);
-        return all;
-    }();
-    return kinds;
-}
-
 }  // namespace proof
 
 int main(int argc, char** argv) {
@@ -525,8 +258,8 @@ int main(int argc, char** argv) {
             Outcome outcome;
             bool const isCold = arguments[2] == "cold";
             g_isTalking = false;
-            for (int i = 0; i < 2 && !isCold; ++i) RunPlain(kind, folder / "data", nullptr);
-            InChild(states, [&](States& result) { RunPlain(kind, folder / "data", &result); });
+            for (int i = 0; i < 2 && !isCold; ++i) RunPlain(kind, folder / "data", failures, nullptr);
+            InChild(states, [&](States& result) { RunPlain(kind, folder / "data", failures, &result); });
             g_isTalking = true;
             RunChild(kind, folder / "data", std::atoi(arguments[3].c_str()), arguments[1] == "lasting", isCold, states,
                      outcome);
@@ -539,7 +272,7 @@ int main(int argc, char** argv) {
                 if (!only.empty() && only != kind.name) continue;
                 // Children inherit what a process keeps for ever; with threads they make it themselves.
                 if (!isCold && !kind.hasThreads)
-                    for (int i = 0; i < 2; ++i) RunPlain(kind, folder / "data", nullptr);
+                    for (int i = 0; i < 2; ++i) RunPlain(kind, folder / "data", failures, nullptr);
                 for (bool const isLasting : {false, true}) run.RunSeries(kind, isCold, isLasting);
             }
         }

@@ -25,6 +25,8 @@ struct Scenario {
     bool isOfManyFiles = false;
     /// What `observe` tells in a state between that the documentation promises for a failure.
     std::string documentedState = "nothing else";
+    /// Results, named as in `documented`, by which the documentation tells what the system has refused.
+    std::vector<std::string> refusals = {};
 };
 
 struct Kind {

@@ -17,6 +17,8 @@
 #include "hbtools/persistence/syTagInspector.h"
 #include "hbtools/properties/syPropertyTag.h"
 
+#include <array>
+#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -63,13 +65,25 @@ Scenario LoadScan(fs::path const& folder) {
     return {{load, inspect}, [] { return ""; }};
 }
 
-Scenario Properties(fs::path const&) {
+/// Stores what the function writes.
+template <class Write>
+void StoreTags(KxString const& path, Write write) {
+    KxSafeFile safe(path);
+    CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
+    KxTagArchive archive(&file, 0);
+    write(archive);
+    archive.Flush();
+    file.Close();
+    safe.Commit();
+}
+
+Scenario Properties(fs::path const& folder) {
     struct State {
         KxPropertyList tree{L"Conditions", L"Conditions of the measurement", 1};
         std::unique_ptr<KxPropertyList> read;
-        CMemFile file;
     };
     auto const s = std::make_shared<State>();
+    KxString const path = PathOf(folder / "tree.tag");
     auto const insert = [s](KxProperty* property) {
         std::unique_ptr<KxProperty> owner(property);
         s->tree.Insert(property);
@@ -101,18 +115,14 @@ Scenario Properties(fs::path const&) {
                     }
                     insert(inner.release());
                 },
-                [s] {
-                    s->file.SetLength(0);
-                    s->file.Seek(0, CFile::begin);
-                    KxTagArchive archive(&s->file, 0);
+                [s, path] {
                     KxPropertyList* list = &s->tree;
                     KxPersistentObject::InitializeReferenceMap();
-                    archive << KxPropertyListTag(300, list);
-                    archive.Flush();
+                    StoreTags(path, [&](KxTagArchive& archive) { archive << KxPropertyListTag(300, list); });
                 },
-                [s] {
-                    s->file.Seek(0, CFile::begin);
-                    KxTagArchive archive(&s->file, 1);
+                [s, path] {
+                    CFile file(path, CFile::modeRead);
+                    KxTagArchive archive(&file, 1);
                     KxPropertyList* list = nullptr;
                     KxPersistentObject::InitializeReferenceMap();
                     archive >> KxPropertyListTag(300, list);
@@ -150,34 +160,33 @@ NodeSerializer g_nodeSerializer;
 NodeFactory g_nodeFactory;
 KxSerializableTypeInfo g_nodeType(4711, -1, &g_nodeCast, &g_nodeSerializer, &g_nodeFactory);
 
-Scenario Graph(fs::path const&) {
-    constexpr int count = 5;
+std::array<Node, 5> nodes;  // in the same place in every process: the file has their addresses
+
+Scenario Graph(fs::path const& folder) {
+    constexpr int count = std::ssize(nodes);
     struct State {
-        std::vector<Node> nodes = std::vector<Node>(count);
         std::vector<std::unique_ptr<Node>> read;
         std::string ring;
-        CMemFile file;
     };
     auto const s = std::make_shared<State>();
+    KxString const path = PathOf(folder / "graph.tag");
     for (int i = 0; i < count; ++i) {
-        Node& node = s->nodes[static_cast<std::size_t>(i)];
+        Node& node = nodes[static_cast<std::size_t>(i)];
         node.value = i;
         node.name = ScanName();
         node.nextAddress = static_cast<long long>(reinterpret_cast<std::intptr_t>(
-            static_cast<KxDynamicObject*>(&s->nodes[static_cast<std::size_t>((i + 1) % count)])));
+            static_cast<KxDynamicObject*>(&nodes[static_cast<std::size_t>((i + 1) % count)])));
     }
-    auto const store = [s] {
-        s->file.SetLength(0);
-        s->file.Seek(0, CFile::begin);
-        KxTagArchive archive(&s->file, 0);
-        unsigned long id = 1;
-        for (Node& node : s->nodes) archive << KxDynamicObjectTag(id++, &node);
-        archive.Flush();
+    auto const store = [path] {
+        StoreTags(path, [&](KxTagArchive& archive) {
+            unsigned long id = 1;
+            for (Node& node : nodes) archive << KxDynamicObjectTag(id++, &node);
+        });
     };
-    auto const load = [s] {
+    auto const load = [s, path] {
         KxAddressesMap const map;
-        s->file.Seek(0, CFile::begin);
-        KxTagArchive archive(&s->file, 1);
+        CFile file(path, CFile::modeRead);
+        KxTagArchive archive(&file, 1);
         std::vector<std::unique_ptr<Node>> read;
         for (unsigned long id = 1; id <= count; ++id) {
             KxDynamicObjectTag tag(id, nullptr);
@@ -202,6 +211,7 @@ constexpr char ini[] = "; kept\r\n[Scanner]\r\nPort = COM1\r\nSpeed = 1.25\r\nSi
 
 Scenario ReadConfig(fs::path const& folder) {
     WriteFile(folder / "app.ini", ini);
+    fs::last_write_time(folder / "app.ini", fs::file_time_type{});  // it is not read again and again
     struct State {
         std::optional<KxConfiguration> config;
         double speed = 0;
@@ -219,12 +229,14 @@ Scenario ReadConfig(fs::path const& folder) {
                 [s] { s->config->Read(s->speed, L"Speed", KxTFloatRange<double>(0.1, 40)); },
                 [s] { s->config->Read(s->size, L"Size", 0); },
                 [s] { s->config->Read(s->port, L"Port"); },
-                [s] {
+                [s, path = PathOf(folder / "app.ini")] {
+                    KxConfig config(path);
+                    config.SetGroup(L"Scanner");
                     std::string all;
-                    for (unsigned short g = 0; g < s->config->GetGroupCount(); ++g)
-                        all += U(s->config->GetGroup(g)) + " ";
-                    for (unsigned short k = 0; k < s->config->GetKeyCount(); ++k)
-                        all += U(s->config->GetKeyName(k)) + "=" + U(s->config->ReadKey(k)) + " ";
+                    for (unsigned short g = 0; g < config.GetGroupCount(); ++g) all += U(config.GetGroup(g)) + " ";
+                    for (unsigned short k = 0; k < config.GetKeyCount(); ++k)
+                        all += U(config.GetKeyName(k)) + "=" + U(config.ReadKey(k)) + " ";
+                    config.ProofRead();
                     s->all = all;
                 },
                 [s] {  // a bad value is told by an exception that names it
@@ -250,18 +262,28 @@ Scenario ReadConfig(fs::path const& folder) {
 Scenario WriteConfig(fs::path const& folder) {
     WriteFile(folder / "app.ini", ini);
     auto const s = std::make_shared<KxConfiguration>(PathOf(folder / "app.ini"), 1);
+    auto const isOpen = std::make_shared<bool>();
+    auto const one = [s] { s->Write(ScanName(), L"one"); };
+    auto const two = [s] { s->Write(ScanName(), L"two"); };
     return {{
                 [s] { s->SetGroup(L"Scanner", 1); },
                 [s] { s->Write(KxTPair<int>(800, 600), L"Size"); },
                 [s] { s->Write(2.5, L"Speed", 6); },
                 [s] { s->Write(ScanName(), L"A new key"); },
                 [s] { s->SetGroup(L"A new group"); },
-                [s] { s->BeginUpdate(); },
-                [s] { s->Write(ScanName(), L"one"); },
-                [s] { s->Write(ScanName(), L"two"); },
-                [s] { s->EndUpdate(); },
+                [=] { s->BeginUpdate(), *isOpen = true; },
+                one,
+                two,
+                [=] {
+                    if (!*isOpen) s->BeginUpdate(), one(), two();
+                    *isOpen = false;
+                    s->EndUpdate();
+                },
             },
-            [s] { return U(s->GetGroup()) + U(s->ReadKey(L"Size")) + U(s->ReadKey(L"two")); }};
+            [s] { return U(s->GetGroup()) + U(s->ReadKey(L"two")); },
+            {},
+            false,
+            "A new group"};  // an update that cannot be stored is over
 }
 
 /// The fast class, with and without encryption.
@@ -280,7 +302,11 @@ Scenario FastConfig(fs::path const& folder) {
     };
     return {
         {
-            switched([s, path = PathOf(folder / "app.ini")] { *s = std::make_unique<KxConfigFast>(path); }),
+            switched([s, path = PathOf(folder / "app.ini")] {
+                auto made = std::make_unique<KxConfigFast>(path);
+                made->ProofRead();
+                *s = std::move(made);
+            }),
             switched([s] { (*s)->SetGroup(L"Scanner"); }), switched([s] { (*s)->WriteKey(L"Port", ScanName()); }),
             switched([s] {
                 (*s)->FindKey(L"Port");  // moves the cursor, as looking at the keys does
@@ -338,7 +364,11 @@ Scenario Xml(fs::path const& folder) {
                 KxString now;
                 s->xml.Get_XML_Document(now);
                 return U(now) + "|" + U(s->xml.Get_CurrentTag()) + "|" + U(s->xml.Get_Chain()) + "|" + U(s->text);
-            }};
+            },
+            {},
+            false,
+            "nothing else",
+            {"proof::Refused not loaded", "proof::Refused not saved"}};
 }
 
 Scenario Pack(fs::path const& folder) {

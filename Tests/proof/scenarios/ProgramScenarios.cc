@@ -4,8 +4,10 @@
 // Scenarios of programs: logs, macros, undo, languages, threads.
 #include "Scenario.h"
 
+#include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syModule.h"
 #include "hbtools/base/syWinApp.h"
+#include "hbtools/core/syBackupFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 #include "hbtools/localisation/syLocalizer.h"
 #include "hbtools/operators/syMacro.h"
@@ -36,6 +38,7 @@ Scenario Log(fs::path const& folder) {
               "Level=EXCEPT_USER\nMessage=m\n");
     struct State {
         std::unique_ptr<KxExceptionManager> manager = std::make_unique<KxExceptionManager>();
+        bool isWritten = false;
         ~State() { manager->ChangeBackupTiming(static_cast<BackupTiming>(3)); }
     };
     auto const s = std::make_shared<State>();
@@ -50,8 +53,12 @@ Scenario Log(fs::path const& folder) {
                 [s] { s->manager->SaveExcGrpLst(); },
                 add,
                 [s] { std::unique_ptr<KxExceptionManager::Queue> const all(s->manager->ExtractAllExceptions()); },
-                [s] { s->manager->WriteToDebugFile(L"a line of the debug file, beyond what a text holds", 0, 1); },
-                [s] { s->manager->Flush(); },
+                [s] {
+                    if (!s->isWritten)
+                        s->manager->WriteToDebugFile(L"a line of the debug file, beyond what a text holds", 0, 1);
+                    s->isWritten = true;  // or waits until there is room for it
+                    s->manager->Flush();
+                },
                 [s] { s->manager->SetMaxErrorCount(2); },
                 [s] { s->manager->SaveExcGrpLst(); },
                 [s] { s->manager->LoadExcGrpLst(); },
@@ -173,22 +180,56 @@ Scenario Undo(fs::path const&) {
 
 Scenario Language(fs::path const& folder) {
     WriteFile(folder / "languages.ini", "[Languages]\nFrench=0x0C;1\nSwiss=7;2\n");
+    // Always the same files: what a pack has brought is kept for ever.
+    fs::path const kept = folder.parent_path() / "packs";
+    if (!fs::exists(kept)) fs::copy(HBTOOLS_LANGUAGE_PACKS, kept, fs::copy_options::recursive);
+    fs::copy(kept, folder / "packs", fs::copy_options::recursive | fs::copy_options::create_hard_links);
     struct State {
         KxGlobalLocalizer localizer;
+        KxString german = KxString(KxResId(2001));
     };
     auto const s = std::make_shared<std::unique_ptr<State>>();
+    auto const english = [s] {
+        (*s)->localizer.DoLocalization(1);
+        if (KxString(KxResId(2001)) == (*s)->german)
+            Require(KxxGetModuleError().code != 0, "no English, and no reason");
+    };
     return {{
                 [s] { *s = std::make_unique<State>(); },
-                [s, path = PathOf(folder / "languages.ini")] { (*s)->localizer.Init(path, L"Languages"); },
+                [s, folder] {
+                    (*s)->localizer.Init(PathOf(folder / "languages.ini"), L"Languages");
+                    (*s)->localizer.SetResourceDLLPathConvention(PathOf(folder / "packs" / "%L%"));
+                },
                 [s] { Require((*s)->localizer.SetActiveLanguage(L"English"), "no English"); },
-                [s] { (*s)->localizer.DoLocalization(1); },
+                english,
                 [s] { Require((*s)->localizer.SetActiveLanguage(L"German"), "no German"); },
                 [s] { (*s)->localizer.DoLocalization(1); },
+                [s] { Require(KxString(KxResId(2001)) == (*s)->german, "other German"); },
                 [s] { Require((*s)->localizer.SetActiveLanguage(L"English"), "no English"); },
-                [s] { (*s)->localizer.DoLocalization(1); },
+                english,
                 [s] { (*s).reset(); },
             },
             [] { return U(KxString(KxResId(2001))); }};
+}
+
+Scenario Copies(fs::path const& folder) {
+    WriteFile(folder / "scan.dat", std::string(300'000, 's'));
+    WriteFile(folder / "other.dat", "old");
+    KxDirEntry const scan(PathOf(folder / "scan.dat")), other(PathOf(folder / "other.dat"));
+    KxDirEntry const fresh(PathOf(folder / "fresh.dat")), deep(PathOf(folder / "a" / "b"));
+    return {{
+                [=] { Require(scan.CopyTo(fresh, 0) == 0, "not copied"); },
+                [=] { Require(scan.CopyTo(other, 1) == 0, "not copied"); },
+                [path = PathOf(folder / "scan.dat")] { KxBackupFile(path).Create(); },
+                [=] { Require(deep.MakeDir(1) != 0, "no folder"); },
+                [=] { Require(scan.CopyTo(KxDirEntry(deep + KxDirEntry(L"scan.dat")), 0) == 0, "not copied"); },
+                [=] { Require(fresh.Kill() == 0, "not removed"); },
+            },
+            [] { return ""; },
+            {},
+            false,
+            "nothing else",
+            {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"}};
 }
 
 Scenario Threads(fs::path const&) {
@@ -242,8 +283,8 @@ Scenario Start(fs::path const& folder) {
 }  // namespace
 
 std::vector<Kind> ProgramKinds() {
-    return {{"log", Log},           {"macro", Macro},           {"undo", Undo},
-            {"language", Language}, {"threads", Threads, true}, {"start", Start}};
+    return {{"log", Log},       {"macro", Macro},           {"undo", Undo},  {"language", Language},
+            {"copies", Copies}, {"threads", Threads, true}, {"start", Start}};
 }
 
 }  // namespace proof

@@ -1,0 +1,238 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+#include "Faults.h"
+#include "Real.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace iofaults {
+
+namespace {
+
+constinit Plan g_plan;
+constinit std::atomic<int> g_calls = 0;  // of the plan
+constinit std::atomic<bool> g_hasFailed = false;
+constinit std::array<std::atomic<int>, numCalls> g_counts = {};
+
+bool IsOurs(char const* path) {
+    std::string_view const under = g_plan.under;
+    std::string_view const text = path ? path : "";
+    return !under.empty() && text.starts_with(under) && (text.size() == under.size() || text[under.size()] == '/');
+}
+
+bool IsOurs(int descriptor) {
+    std::array<char, 64> link;
+    std::array<char, 4096> path;
+    char* end = link.data() + link.size() - 1;
+    *end = 0;
+    do *--end = static_cast<char>('0' + descriptor % 10);
+    while ((descriptor /= 10) > 0);
+    constexpr std::string_view folder = "/proc/self/fd/";
+    end -= folder.size();
+    std::memcpy(end, folder.data(), folder.size());
+    ssize_t const length = REAL(readlink)(end, path.data(), path.size() - 1);
+    if (length < 0) return false;
+    path[static_cast<std::size_t>(length)] = 0;
+    return IsOurs(path.data());
+}
+
+/// Where a debugger stops to see whose call it is.
+[[gnu::noinline]] void NoteFailure() {
+    g_hasFailed = true;
+    if (g_plan.mark) {
+        long const descriptor = ::syscall(SYS_openat, AT_FDCWD, g_plan.mark, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        if (descriptor >= 0) ::syscall(SYS_close, descriptor);
+    }
+    errno = g_plan.error;
+}
+
+/// True if this call has to fail.
+template <class File>
+bool IsHit(Call call, File file) {
+    Plan const& plan = g_plan;
+    if (plan.under.empty()) return false;
+    int const keep = errno;
+    bool const isOurs = IsOurs(file);
+    errno = keep;
+    if (!isOurs) return false;
+    ++g_counts[call];
+    if (names[call] != plan.call) return false;
+    int const past = ++g_calls - plan.number;
+    if (plan.number == 0 || past < 0 || (plan.times == "once" && past > 0) ||
+        (plan.times == "alternating" && past % 2 != 0))
+        return false;
+    NoteFailure();
+    return true;
+}
+
+/// Counts of one byte, once the fault is reached.
+template <class Function>
+ssize_t Move(Call name, int descriptor, std::size_t count, Function call) {
+    if (count > 0 && IsHit(name, descriptor)) {
+        if (g_plan.error != 0) return -1;
+        count = 1;
+    }
+    return call(count);
+}
+
+mode_t ModeOf(int flags, va_list arguments) {
+    return (flags & (O_CREAT | O_TMPFILE)) ? va_arg(arguments, mode_t) : 0;
+}
+
+}  // namespace
+
+void Follow(Plan const& plan) {
+    g_plan = plan;
+    if (plan.under.empty()) return;
+    g_calls = 0;
+    g_hasFailed = false;
+}
+
+int CountCalls(Call call) {
+    return g_counts[call];
+}
+
+bool HasFailed() {
+    return g_hasFailed;
+}
+
+}  // namespace iofaults
+
+using namespace iofaults;
+
+extern "C" {
+
+#define DEFINE_OPEN(name)                                              \
+    int name(char const* path, int flags, ...) {                       \
+        va_list arguments;                                             \
+        va_start(arguments, flags);                                    \
+        mode_t const mode = ModeOf(flags, arguments);                  \
+        va_end(arguments);                                             \
+        return IsHit(Open, path) ? -1 : REAL(name)(path, flags, mode); \
+    }
+#define DEFINE_OPENAT(name)                                                    \
+    int name(int folder, char const* path, int flags, ...) {                   \
+        va_list arguments;                                                     \
+        va_start(arguments, flags);                                            \
+        mode_t const mode = ModeOf(flags, arguments);                          \
+        va_end(arguments);                                                     \
+        return IsHit(Open, path) ? -1 : REAL(name)(folder, path, flags, mode); \
+    }
+DEFINE_OPEN(open)
+DEFINE_OPEN(open64)
+DEFINE_OPENAT(openat)
+DEFINE_OPENAT(openat64)
+
+ssize_t read(int descriptor, void* buffer, std::size_t count) {
+    return Move(Read, descriptor, count, [&](std::size_t part) { return REAL(read)(descriptor, buffer, part); });
+}
+ssize_t write(int descriptor, void const* buffer, std::size_t count) {
+    return Move(Write, descriptor, count, [&](std::size_t part) { return REAL(write)(descriptor, buffer, part); });
+}
+#define DEFINE_AT(name, call, buffer_type)                                                           \
+    ssize_t name(int descriptor, buffer_type buffer, std::size_t count, off_t offset) {              \
+        return Move(call, descriptor, count,                                                         \
+                    [&](std::size_t part) { return REAL(name)(descriptor, buffer, part, offset); }); \
+    }
+DEFINE_AT(pread, Read, void*)
+DEFINE_AT(pread64, Read, void*)
+DEFINE_AT(pwrite, Write, void const*)
+DEFINE_AT(pwrite64, Write, void const*)
+
+ssize_t copy_file_range(int from, off_t* fromOffset, int to, off_t* toOffset, std::size_t count, unsigned flags) {
+    return Move(Copy, to, count,
+                [&](std::size_t part) { return REAL(copy_file_range)(from, fromOffset, to, toOffset, part, flags); });
+}
+
+int fsync(int descriptor) {
+    return IsHit(Fsync, descriptor) ? -1 : REAL(fsync)(descriptor);
+}
+int fdatasync(int descriptor) {
+    return IsHit(Fsync, descriptor) ? -1 : REAL(fdatasync)(descriptor);
+}
+int sync_file_range(int descriptor, off_t offset, off_t count, unsigned flags) {
+    return IsHit(Fsync, descriptor) ? -1 : REAL(sync_file_range)(descriptor, offset, count, flags);
+}
+int syncfs(int descriptor) noexcept {
+    return IsHit(Fsync, descriptor) ? -1 : REAL(syncfs)(descriptor);
+}
+int close(int descriptor) {
+    if (!IsHit(Close, descriptor)) return REAL(close)(descriptor);
+    REAL(close)(descriptor);
+    errno = g_plan.error;
+    return -1;
+}
+int ftruncate(int descriptor, off_t length) noexcept {
+    return IsHit(Truncate, descriptor) ? -1 : REAL(ftruncate)(descriptor, length);
+}
+int ftruncate64(int descriptor, off_t length) noexcept {
+    return IsHit(Truncate, descriptor) ? -1 : REAL(ftruncate64)(descriptor, length);
+}
+int rename(char const* from, char const* to) noexcept {
+    return IsHit(Rename, from) ? -1 : REAL(rename)(from, to);
+}
+int renameat(int fromFolder, char const* from, int toFolder, char const* to) noexcept {
+    return IsHit(Rename, from) ? -1 : REAL(renameat)(fromFolder, from, toFolder, to);
+}
+int renameat2(int fromFolder, char const* from, int toFolder, char const* to, unsigned flags) noexcept {
+    return IsHit(Rename, from) ? -1 : REAL(renameat2)(fromFolder, from, toFolder, to, flags);
+}
+int fchmod(int descriptor, mode_t mode) noexcept {
+    return IsHit(Chmod, descriptor) ? -1 : REAL(fchmod)(descriptor, mode);
+}
+int mkdir(char const* path, mode_t mode) noexcept {
+    return IsHit(Mkdir, path) ? -1 : REAL(mkdir)(path, mode);
+}
+#define DEFINE_PATH(name, call, parameters, arguments)        \
+    int name parameters noexcept {                            \
+        return IsHit(call, path) ? -1 : REAL(name) arguments; \
+    }
+#define DEFINE_NUMBER(name, call, parameters, arguments)        \
+    int name parameters noexcept {                              \
+        return IsHit(call, number) ? -1 : REAL(name) arguments; \
+    }
+DEFINE_NUMBER(fchown, Chmod, (int number, uid_t user, gid_t group), (number, user, group))
+DEFINE_PATH(unlink, Unlink, (char const* path), (path))
+DEFINE_PATH(remove, Unlink, (char const* path), (path))
+DEFINE_PATH(link, Link, (char const* path, char const* other), (path, other))
+DEFINE_PATH(stat, Stat, (char const* path, struct stat* status), (path, status))
+DEFINE_PATH(lstat, Stat, (char const* path, struct stat* status), (path, status))
+DEFINE_NUMBER(fstat, Stat, (int number, struct stat* status), (number, status))
+DEFINE_PATH(faccessat, Stat, (int folder, char const* path, int mode, int flags), (folder, path, mode, flags))
+DEFINE_NUMBER(flock, Lock, (int number, int operation), (number, operation))
+DEFINE_NUMBER(futimens, Times, (int number, timespec const times[2]), (number, times))
+DEFINE_PATH(utimensat, Times, (int folder, char const* path, timespec const times[2], int flags),
+            (folder, path, times, flags))
+ssize_t readlink(char const* path, char* text, std::size_t size) noexcept {
+    return IsHit(Stat, path) ? -1 : REAL(readlink)(path, text, size);
+}
+DIR* opendir(char const* path) {
+    return IsHit(List, path) ? nullptr : REAL(opendir)(path);
+}
+dirent* readdir(DIR* folder) {
+    return IsHit(List, ::dirfd(folder)) ? nullptr : REAL(readdir)(folder);
+}
+int fcntl(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    bool const isDup = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
+    return isDup && IsHit(Dup, descriptor) ? -1 : REAL(fcntl)(descriptor, command, argument);
+}
+int mkdirat(int folder, char const* path, mode_t mode) noexcept {
+    return IsHit(Mkdir, path) ? -1 : REAL(mkdirat)(folder, path, mode);
+}
+
+}  // extern "C"

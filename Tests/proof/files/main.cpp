@@ -1,0 +1,269 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Lets every call of the system that a scenario makes for its files fail, in each way that the call may, once and from then
+// on; and lets it be interrupted or move one byte, which must change nothing.
+//
+//     proof_files [--long] [--self-check] [SCENARIO [CALL ERROR once|lasting|alternating NUMBER]]
+//
+// Without --long a call fails in one way each time, another one for the next. With a number that one run is made in this
+// process, for a debugger; ERROR is a number, 0 for one byte. One line for each scenario and call tells how many there are,
+// how many failures were made, how many of these were refused, got over, or resumed after an interruption or one byte; a line "finding" follows for whatever
+// must not be. The last line has the sum of all failures. Exit code 1 if there are findings.
+//
+// A step that fails has thrown an exception of the library that names the file or its folder, or ended with a result that
+// its scenario documents; what else must be stands in scenarios/Runner.h. No descriptor stays open.
+#include "Faults.h"
+#include "Runner.h"
+
+#include "hbtools/base/syEncryption.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <sys/stat.h>
+
+namespace proof {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr int most = 8;  // a child takes ten times as long
+#else
+constexpr int most = 20;  // of the first calls and of those in strides behind them
+#endif
+
+iofaults::Plan g_plan;  // but for the number
+bool g_mustSucceed = false;
+
+void Arm(int number, bool) {
+    iofaults::Plan plan = g_plan;
+    plan.number = number;
+    iofaults::Follow(plan);
+}
+int Disarm() {
+    iofaults::Follow({});
+    return 0;
+}
+
+/// The names of the folder's files, and the folder's, of which one must stand in a text.
+bool Names(std::string const& text, fs::path const& folder) {
+    if (text.find(folder.string()) != text.npos) return true;
+    return std::any_of(fs::recursive_directory_iterator(folder), fs::recursive_directory_iterator(),
+                       [&](auto& entry) { return text.find(entry.path().filename().string()) != text.npos; });
+}
+
+std::string WhyNot(Thrown const& thrown, Scenario const& scenario, fs::path const& folder) {
+    if (g_mustSucceed) return ", which is no failure: " + thrown.text;
+    if (std::ranges::find(scenario.refusals, thrown.name) != scenario.refusals.end()) return "";
+    if (!thrown.isOfTheLibrary) return ", which is not documented";
+    return Names(thrown.text, folder) ? "" : ", which names no file: " + thrown.text;
+}
+
+constexpr Failures failures{Arm, Disarm, iofaults::HasFailed, WhyNot, true};
+
+struct Plain {
+    States states;
+    std::array<int, iofaults::numCalls> calls{};
+};
+
+struct Way {
+    int error;
+    char const* times = "once";
+    bool MustSucceed() const { return error == EINTR || error == 0; }
+};
+
+/// How a call may fail.
+std::vector<Way> WaysOf(iofaults::Call call) {
+    using enum iofaults::Call;
+    std::vector<int> errors;
+    switch (call) {
+        case Open: errors = {EMFILE, EIO, EROFS, ENOSPC, EDQUOT}; break;
+        case Read: errors = {EIO}; break;
+        case Write:
+        case Copy:
+        case Close: errors = {ENOSPC, EIO, EDQUOT}; break;
+        case Fsync: errors = {EIO, ENOSPC, EDQUOT, EROFS}; break;
+        case Truncate: errors = {EIO, EROFS, ENOSPC}; break;
+        case Rename:
+        case Link:
+        case Mkdir: errors = {ENOSPC, EIO, EDQUOT, EROFS}; break;
+        case Chmod: errors = {EPERM, EIO, EROFS}; break;
+        case Unlink:
+        case Times: errors = {EIO, EROFS}; break;
+        case Stat: errors = {EIO}; break;
+        case List: errors = {EIO, EMFILE}; break;
+        case Lock: errors = {ENOLCK}; break;
+        case Dup: errors = {EMFILE}; break;
+    }
+    std::vector<Way> ways;
+    for (int const error : errors) ways.push_back({error});
+    ways.push_back({errors.front(), "lasting"});
+    for (iofaults::Call const interruptible : {Open, Read, Write, Copy, Fsync, Close, Truncate, Lock})
+        if (call == interruptible) ways.insert(ways.end(), {{EINTR}, {EINTR, "alternating"}});
+    for (iofaults::Call const moving : {Read, Write, Copy})
+        if (call == moving) ways.push_back({0});
+    return ways;
+}
+
+std::ptrdiff_t CountDescriptors() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+}
+
+class Proof {
+public:
+    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {
+        m_under = m_folder.string();
+        g_plan.under = m_under;
+    }
+
+    Plain MakePlain(Kind const& kind) {
+        Plain plain;
+        std::string dead = InChild(plain, [&](Plain& result) {
+            RunPlain(kind, m_folder, failures, nullptr);
+            for (int call = 0; call < iofaults::numCalls; ++call) result.calls[At(call)] = -Count(call);
+            RunPlain(kind, m_folder, failures, &result.states);
+            for (int call = 0; call < iofaults::numCalls; ++call) result.calls[At(call)] += Count(call);
+        });
+        if (dead.empty()) dead = plain.states.failure.bytes.data();
+        if (!dead.empty()) Find(kind.name, "without failures: " + dead);
+        return plain;
+    }
+
+    Outcome Run(Kind const& kind, iofaults::Call call, Way const& way, int number, States const& states) {
+        g_plan.call = iofaults::names[call];
+        g_plan.error = way.error;
+        g_plan.times = way.times;
+        g_mustSucceed = way.MustSucceed();
+        g_areLeftPartsNoted = call != iofaults::Unlink;
+        Outcome outcome;
+        std::ptrdiff_t const open = CountDescriptors();
+        RunFailing(kind, m_folder, failures, number, false, states, outcome);
+        if (CountDescriptors() > open && outcome.finding.IsEmpty()) outcome.finding.Set("a descriptor stays open");
+        return outcome;
+    }
+
+    void RunAll(Kind const& kind) {
+        Plain const plain = MakePlain(kind);
+        if (m_numFindings > 0 && !plain.states.failure.IsEmpty()) return;
+        int total = 0;
+        for (int k = 0; k < iofaults::numCalls; ++k) {
+            auto const call = static_cast<iofaults::Call>(k);
+            int const count = plain.calls[At(k)];
+            if (count == 0) continue;
+            ++total;
+            std::vector<Way> const ways = WaysOf(call);
+            int made = 0, refused = 0, resumed = 0;
+            for (int const number : NumbersOf(count, m_isLong, most, most)) {
+                for (std::size_t w = 0; w < ways.size(); ++w) {
+                    if (!m_isLong && w != At(number) % ways.size() && w != At(number + 1) % ways.size()) continue;
+                    Outcome outcome;
+                    std::string dead = InChild(
+                        outcome, [&](Outcome& result) { result = Run(kind, call, ways[w], number, plain.states); });
+                    if (dead.empty()) dead = outcome.finding.bytes.data();
+                    if (!dead.empty())
+                        Find(std::string(kind.name) + ", " + std::string(iofaults::names[k]) + " " +
+                                 std::to_string(number) + " " + ways[w].times + " " + std::to_string(ways[w].error),
+                             dead);
+                    if (!outcome.isReached) continue;
+                    ++made;
+                    if (!outcome.error.IsEmpty()) ++refused;
+                    if (outcome.error.IsEmpty() && ways[w].MustSucceed()) ++resumed;
+                }
+            }
+            std::printf("%-16s %-9s calls %4d, failures %5d: refused %4d, got over %4d, resumed %4d\n", kind.name,
+                        iofaults::names[k].data(), count, made, refused, made - refused - resumed, resumed);
+            std::fflush(stdout);
+            m_numFailures += made;
+        }
+        if (total == 0) std::printf("%-16s touches no file\n", kind.name);
+    }
+
+    int CountFailures() const { return m_numFailures; }
+    int CountFindings() const { return m_numFindings; }
+
+private:
+    static std::size_t At(int number) { return static_cast<std::size_t>(number); }
+    static int Count(int call) { return iofaults::CountCalls(static_cast<iofaults::Call>(call)); }
+    void Find(std::string const& title, std::string const& what) {
+        ++m_numFindings;
+        std::printf("finding: %s: %s\n", title.c_str(), what.c_str());
+        std::fflush(stdout);
+    }
+
+    fs::path m_folder;
+    std::string m_under;
+    bool m_isLong;
+    int m_numFailures = 0;
+    int m_numFindings = 0;
+};
+
+/// What must be found, or nothing is proved.
+std::vector<Kind> FaultyKinds() {
+    struct Local {
+        static void Write(fs::path const& path, std::string const& bytes, bool isChecked) {
+            int const number = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            bool const isDone = ::write(number, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+            if (isChecked && !isDone) throw Refused{"not written"};  // which leaves it open
+            ::close(number);
+        }
+        static Scenario Careless(fs::path const& folder) {
+            return {{[=] { Write(folder / "file", "text", false); }}, [] { return ""; }};
+        }
+        static Scenario InPlace(fs::path const& folder) {
+            WriteFile(folder / "file", "old");
+            return {{[=] { Write(folder / "file", "text", true); }},
+                    [] { return ""; },
+                    {},
+                    false,
+                    "",
+                    {"proof::Refused not written"}};
+        }
+        static Scenario Open(fs::path const& folder) {
+            return {{[=] {
+                        ::mkdir((folder / "made").c_str(), 0700);
+                        if (::open(folder.c_str(), O_RDONLY) < 0) ::abort();
+                    }},
+                    [] { return ""; }};
+        }
+    };
+    return {{"careless", Local::Careless}, {"in place", Local::InPlace}, {"open", Local::Open}};
+}
+
+}  // namespace
+
+}  // namespace proof
+
+int main(int argc, char** argv) {
+    using namespace proof;
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
+    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
+    std::string const only = arguments.empty() ? "" : arguments[0];
+
+    std::error_code none;
+    std::string pattern =
+        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
+    if (!::mkdtemp(pattern.data())) return 2;
+    KxTools::SetEncryptionPassword("the password of the scenarios");
+    Proof proof(fs::path(pattern) / "data", isLong);
+    for (Kind const& kind : isSelfCheck ? FaultyKinds() : Kinds()) {
+        if (!only.empty() && only != kind.name) continue;
+        if (arguments.size() == 5) {
+            Plain const plain = proof.MakePlain(kind);
+            auto const call = std::find(std::begin(iofaults::names), std::end(iofaults::names), arguments[1]);
+            g_isTalking = true;
+            Outcome const outcome = proof.Run(kind, static_cast<iofaults::Call>(call - std::begin(iofaults::names)),
+                                              {std::atoi(arguments[2].c_str()), arguments[3].c_str()},
+                                              std::atoi(arguments[4].c_str()), plain.states);
+            std::printf("%s; %s\n", outcome.error.bytes.data(), outcome.finding.bytes.data());
+        } else {
+            proof.RunAll(kind);
+        }
+    }
+    std::printf("%d findings\nM = %d\n", proof.CountFindings(), proof.CountFailures());
+    fs::remove_all(pattern, none);
+    return proof.CountFindings() > 0 ? 1 : 0;
+}
