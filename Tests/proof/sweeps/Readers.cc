@@ -189,9 +189,18 @@ std::vector<Reader> const& Readers() {
     return readers;
 }
 
-bool IsWholeTagFile(std::string const& bytes) {
-    FuzzInput file(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());
-    return KxTagInspector(&file).Inspect() == TagFileWhole;
+CutTagFile LookAtCut(std::string const& whole, std::size_t length) {
+    auto const* const bytes = reinterpret_cast<std::uint8_t const*>(whole.data());
+    FuzzInput cut(bytes, length), file(bytes, whole.size());
+    KxTagInspector inspector(&cut), original(&file);
+    if (inspector.Inspect() != TagFileWhole) return CutTagFile::seen;
+    original.Inspect();
+    SxTagRecord last{};
+    for (SxTagRecord const& record : original.Records())
+        if (record.position >= last.position) last = record;
+    // A level of its own may have gone as a whole, and so may all records behind a header.
+    bool const isPayload = length == last.position || length >= last.image.dataAddress;
+    return isPayload || inspector.Records().Size() == 0 ? CutTagFile::cannotBeSeen : CutTagFile::missed;
 }
 
 }  // namespace proof

@@ -20,7 +20,9 @@ struct Reader {
 
 std::vector<Reader> const& Readers();
 
-/// Whether the bytes pass for a whole tag file, which those of a cut one must not.
-bool IsWholeTagFile(std::string const& bytes);
+/// Whether what is left of a tag file when it is cut passes for whole although records in front of the last one are gone, or
+/// a part of the last one's head: that must be seen. What a shape does not tell cannot: the format has no checksum.
+enum class CutTagFile { seen, cannotBeSeen, missed };
+CutTagFile LookAtCut(std::string const& whole, std::size_t length);
 
 }  // namespace proof
