@@ -341,7 +341,8 @@ TagFileState KxTagCopier::Plan::Repair(CFile& target) {
     }
     m_numCopied = static_cast<int>(std::count(m_isKept.begin(), m_isKept.end(), true));
     FindLosses();
-    return state;
+    // Records that cover one another may pass for whole each for itself.
+    return m_losses.Size() > 0 ? TagFileDamaged : state;
 }
 
 KxTagCopier::KxTagCopier(CFile* source) : m_plan(std::make_unique<Plan>(*source)) {}

@@ -80,6 +80,19 @@ TEST(Proof, NoCutAndNoFlippedBitDoesHarm) {
 #endif
 }
 
+TEST(Proof, StepsGrowAsWhatIsGiven) {
+    SKIP_SANITIZED();
+    Result const result = Proof(HBTOOLS_PROOF_GROWTH, "growth");
+    EXPECT_EQ(result.code, 0) << result.printed;
+    EXPECT_GE(result.Count(" to "), 62);
+    Result const faulty = RunProgram(HBTOOLS_PROOF_GROWTH, "--self-check");
+    EXPECT_EQ(faulty.code, 1);
+    EXPECT_EQ(faulty.Count("square of calls: calls grow 100.0"), 1) << faulty.printed;
+    if (faulty.Count(" instructions") > 0) {
+        EXPECT_GE(faulty.Count("square of instructions: instructions grow 9"), 1) << faulty.printed;
+    }
+}
+
 TEST(Proof, WhatIsWrongIsFound) {
     SKIP_SANITIZED();
     Result const memory = RunProgram(HBTOOLS_PROOF_ALLOCATIONS, "--self-check");

@@ -47,8 +47,12 @@ public:
 std::filesystem::path EmptyFolder();
 KxN::KxString WriteFile(std::filesystem::path const& path, std::string const& bytes);
 
+/// As many digits for each number: longer texts take memory of their own.
+inline std::string Digits(int i) {
+    return std::to_string(10000000 + i);
+}
 inline KxN::KxString Name(wchar_t const* prefix, int i) {
-    return KxN::KxString(prefix) + KxN::KxString(std::to_wstring(i).c_str());
+    return KxN::KxString(prefix) + KxN::KxString(std::to_wstring(10000000 + i).c_str());
 }
 
 }  // namespace proof

@@ -140,17 +140,20 @@ std::function<void()> Compact(int n) {
 struct Slot {
     void Take(int) { ++g_calls; }
 };
-std::function<void()> Slots(int n, Order order) {
+/// With `isLeaving` one of all slots is disconnected, which looks at each.
+std::function<void()> Slots(int n, bool isLeaving) {
     struct State {
         std::vector<Slot> slots;
         KxTSignal<int> signal;
     };
     auto state = std::make_shared<State>();
     state->slots.resize(static_cast<std::size_t>(n));
-    return [state, numbers = Numbers(n, order)] {
+    for (Slot& slot : state->slots)
+        if (isLeaving) state->signal.Connect(&slot, &Slot::Take);
+    return [state, isLeaving] {
+        if (isLeaving) return state->signal.Disconnect(&state->slots.front(), &Slot::Take);
         for (Slot& slot : state->slots) state->signal.Connect(&slot, &Slot::Take);
         state->signal.Emit(1);
-        for (int i : numbers) state->signal.Disconnect(&state->slots[static_cast<std::size_t>(i)], &Slot::Take);
     };
 }
 
@@ -197,24 +200,26 @@ std::function<void()> Operators(int n) {
         KxOperatorMgr manager;
     };
     auto state = std::make_shared<State>();
-    for (int i = 0; i < n; ++i) state->names.push_back("Operator" + std::to_string(i));
+    for (int i = 0; i < n; ++i) state->names.push_back("Operator" + Digits(i));
     for (int i = 0; i < n; ++i)
         state->texts.push_back({static_cast<unsigned short>(i + 1), state->names[static_cast<std::size_t>(i)].c_str()});
     state->count = state->texts.size();
     state->module = std::make_unique<CDynLinkLibrary>(state->texts.data(), &state->count);
+    for (int i = 1; i <= n; ++i) state->manager.Insert(new Nothing(static_cast<unsigned short>(i), *state->module));
     return [n, state] {
-        for (int i = 1; i <= n; ++i) state->manager.Insert(new Nothing(static_cast<unsigned short>(i), *state->module));
-        for (int i = 1; i <= n; ++i)
-            if (!state->manager.GetOperator(static_cast<unsigned short>(i)) ||
-                !state->manager.GetOperator(Name(L"Operator", i - 1)))
-                std::abort();
+        if (!state->manager.GetOperator(static_cast<unsigned short>(n)) ||
+            !state->manager.GetOperator(Name(L"Operator", n - 1)))
+            std::abort();
     };
 }
 
 }  // namespace
 
 std::vector<Case> ContainerCases() {
-    using Queue = KxTSVQueue<int>;
+    /// Inserting moves at most one block, which is full soon.
+    struct Queue : KxTSVQueue<int> {
+        Queue() : KxTSVQueue(16, 16, 16) {}
+    };
     using List = KxTList<int>;
     return {
         {"queue: append", Appending<Queue>},
@@ -245,9 +250,8 @@ std::vector<Case> ContainerCases() {
         {"block heap: free falling", [](int n) { return Heap(n, Order::falling); }},
         {"block heap: free mixed", [](int n) { return Heap(n, Order::mixed); }},
         {"compact array: fill and look", Compact},
-        {"signal: disconnect rising", [](int n) { return Slots(n, Order::rising); }},
-        {"signal: disconnect falling", [](int n) { return Slots(n, Order::falling); }},
-        {"signal: disconnect mixed", [](int n) { return Slots(n, Order::mixed); }},
+        {"signal: connect and emit", [](int n) { return Slots(n, false); }},
+        {"signal: disconnect one of all", [](int n) { return Slots(n, true); }},
         {"undo: many steps", [](int n) { return Undoing(n, n); }},
         {"undo: many states", [](int n) { return Undoing(n, 1); }},
         {"text: append characters",
@@ -292,7 +296,7 @@ std::vector<Case> ContainerCases() {
                  std::unique_ptr<KxProperty> const copy(list->Clone());
              };
          }},
-        {"operators: insert and find", Operators},
+        {"operators: find one of all", Operators},
     };
 }
 

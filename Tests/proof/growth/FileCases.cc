@@ -37,9 +37,6 @@ std::string Lines(int n, std::function<std::string(int)> const& line) {
     for (int i = 0; i < n; ++i) text += line(i) + "\n";
     return text;
 }
-std::string S(int i) {
-    return std::to_string(i);
-}
 
 // Tags
 
@@ -185,8 +182,9 @@ std::function<void()> Graph(int n) {
 
 /// What of them is many: keys, groups, or the same key.
 std::string Ini(int n, char what) {
-    if (what == 'g') return Lines(n, [](int i) { return "[group " + S(i) + "]\nkey=" + S(i); });
-    return "[group]\n" + Lines(n, [what](int i) { return (what == 'k' ? "key " + S(i) : "key") + "=" + S(i); });
+    if (what == 'g') return Lines(n, [](int i) { return "[group " + Digits(i) + "]\nkey=" + Digits(i); });
+    return "[group]\n" +
+           Lines(n, [what](int i) { return (what == 'k' ? "key " + Digits(i) : "key") + "=" + Digits(i); });
 }
 template <class Config>
 std::function<void()> ReadConfig(int n, char what) {
@@ -195,7 +193,7 @@ std::function<void()> ReadConfig(int n, char what) {
         if (what == 'g') {
             for (int i = 0; i < n; ++i) {
                 config.SetGroup(Name(L"group ", i));
-                if (config.ReadKey(KxString(L"key"), L"") != KxString(std::to_wstring(i).c_str())) std::abort();
+                if (config.ReadKey(KxString(L"key"), L"") != Name(L"", i)) std::abort();
                 config.GetGroup(static_cast<unsigned short>(i));
             }
             return;
@@ -242,7 +240,7 @@ struct Set : KxOperator {
     OperatorReturnCode DoExecute() override { return ++g_calls, OPERATOR_OK; }
 };
 std::function<void()> Macro(int n) {
-    return [path = WriteFile(EmptyFolder() / "macro", Lines(n, [](int i) { return "Set " + S(i) + ";"; }))] {
+    return [path = WriteFile(EmptyFolder() / "macro", Lines(n, [](int i) { return "Set " + Digits(i) + ";"; }))] {
         KxOperatorMgr manager;
         manager.Insert(new Set);
         pOperatorMgr = &manager;
@@ -275,7 +273,9 @@ std::function<void()> Log(int n) {
 }
 
 std::function<void()> Languages(int n) {
-    auto const line = [](int i) { return "Language" + S(i) + "=" + S(1024 + i % 60) + ";" + S(i % 60); };
+    auto const line = [](int i) {
+        return "Language" + Digits(i) + "=" + std::to_string(1024 + i % 60) + ";" + std::to_string(i % 60);
+    };
     return [n, path = WriteFile(EmptyFolder() / "languages.ini", "[Languages]\n" + Lines(n, line))] {
         KxSingleDLLLocalizer localizer;
         localizer.Init(path, L"Languages");
@@ -334,7 +334,7 @@ std::string Little(std::size_t value, int bytes) {
 std::string Zip(int n) {
     std::string local, central;
     for (int i = 0; i < n; ++i) {
-        std::string const name = "folder/" + S(i) + ".txt";
+        std::string const name = "folder/" + Digits(i) + ".txt";
         std::string const rest =
             Little(0, 4) + Little(0x5a21, 4) + Little(0, 12) + Little(name.size(), 2) + Little(0, 2);
         central += "PK\1\2" + Little(20, 2) + Little(20, 2) + rest + Little(0, 10) + Little(local.size(), 4) + name;
@@ -361,9 +361,11 @@ std::function<void()> Unpack(int n) {
 
 std::vector<Case> FileCases() {
     auto const siblings = [](int n) {
-        return "<r>" + Lines(n, [](int i) { return "<a b='" + S(i) + "'>t</a>"; }) + "</r>";
+        return "<r>" + Lines(n, [](int i) { return "<a b='" + Digits(i) + "'>t</a>"; }) + "</r>";
     };
-    auto const attributes = [](int n) { return "<r " + Lines(n, [](int i) { return "a" + S(i) + "='v'"; }) + "/>"; };
+    auto const attributes = [](int n) {
+        return "<r " + Lines(n, [](int i) { return "a" + Digits(i) + "='v'"; }) + "/>";
+    };
     auto const texts = [](int n) { return "<r>" + Lines(n, [](int) { return "t&lt;<![CDATA[c]]>"; }) + "</r>"; };
     auto const nested = [](int n) {
         std::string open, close;
