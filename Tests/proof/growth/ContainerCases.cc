@@ -191,20 +191,32 @@ struct Nothing : KxOperator {
     KxOperator* Clone() const override { return nullptr; }
     OperatorReturnCode DoExecute() override { return OPERATOR_OK; }
 };
+/// A module of n texts, from id 1 on.
+struct Texts {
+    explicit Texts(int n) {
+        for (int i = 0; i < n; ++i) names.push_back("Operator" + Digits(i));
+        for (std::string const& name : names)
+            texts.push_back({static_cast<unsigned short>(texts.size() + 1), name.c_str()});
+        count = texts.size();
+        module = std::make_unique<CDynLinkLibrary>(texts.data(), &count);
+    }
+    std::vector<std::string> names;
+    std::vector<SxStringResource> texts;
+    std::size_t count = 0;
+    std::unique_ptr<CDynLinkLibrary> module;
+};
+std::function<void()> LookUp(int n) {
+    return [n, state = std::make_shared<Texts>(n)] {
+        for (int i = n; i > 0; --i)
+            if (KxString(KxResId(static_cast<unsigned short>(i), state->module.get())).Len() != 16) std::abort();
+    };
+}
 std::function<void()> Operators(int n) {
-    struct State {
-        std::vector<std::string> names;
-        std::vector<SxStringResource> texts;
-        std::size_t count = 0;
-        std::unique_ptr<CDynLinkLibrary> module;
+    struct State : Texts {
+        using Texts::Texts;
         KxOperatorMgr manager;
     };
-    auto state = std::make_shared<State>();
-    for (int i = 0; i < n; ++i) state->names.push_back("Operator" + Digits(i));
-    for (int i = 0; i < n; ++i)
-        state->texts.push_back({static_cast<unsigned short>(i + 1), state->names[static_cast<std::size_t>(i)].c_str()});
-    state->count = state->texts.size();
-    state->module = std::make_unique<CDynLinkLibrary>(state->texts.data(), &state->count);
+    auto state = std::make_shared<State>(n);
     for (int i = 1; i <= n; ++i) state->manager.Insert(new Nothing(static_cast<unsigned short>(i), *state->module));
     return [n, state] {
         if (!state->manager.GetOperator(static_cast<unsigned short>(n)) ||
@@ -297,6 +309,7 @@ std::vector<Case> ContainerCases() {
              };
          }},
         {"operators: find one of all", Operators},
+        {"texts: look up", LookUp, true},
     };
 }
 

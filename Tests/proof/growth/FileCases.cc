@@ -42,7 +42,10 @@ std::string Lines(int n, std::function<std::string(int)> const& line) {
 
 void StoreNumbers(CFile& file, int n) {
     KxTagArchive archive(&file, 0);
-    for (int i = 0; i < n; ++i) archive << KxTTag<int>(static_cast<unsigned long>(1000 + i), i);
+    for (int i = 0; i < n; ++i) {
+        int value = 10000000 + i;  // with as many digits as any other
+        archive << KxTTag<int>(static_cast<unsigned long>(1000 + i), value);
+    }
 }
 std::function<void()> ReadNumbers(int n, bool isMixed) {
     auto file = std::make_shared<CountedFile>();
@@ -56,7 +59,7 @@ std::function<void()> ReadNumbers(int n, bool isMixed) {
         for (int i : order) {
             int value = 0;
             archive >> KxTTag<int>(static_cast<unsigned long>(1000 + i), value);
-            if (value != i) std::abort();
+            if (value != 10000000 + i) std::abort();
         }
     };
 }
@@ -116,9 +119,24 @@ void StoreConditions(CFile& file, int n) {
     KxTagArchive archive(&file, 0);
     archive << KxPropertyListTag(300, all);
 }
-std::function<void()> LoadConditions(int n) {
+/// Lists within lists, a number in each.
+void StoreTree(CFile& file, int n) {
+    KxPropertyList list(L"list", L"all of it", 0);
+    KxPropertyList* inner = &list;
+    for (int i = 0; i < std::min(n, 4000); ++i) {  // below the limit
+        auto* const next = new KxPropertyList(Name(L"list ", i), L"", 0);
+        inner->Insert(new KxTProperty<int>(L"number", L"%d", i, 0));
+        inner->Insert(next);
+        inner = next;
+    }
+    KxPersistentObject::InitializeReferenceMap();
+    KxPropertyList* all = &list;
+    KxTagArchive archive(&file, 0);
+    archive << KxPropertyListTag(300, all);
+}
+std::function<void()> LoadConditions(int n, void (*store)(CFile&, int)) {
     auto file = std::make_shared<CountedFile>();
-    StoreConditions(*file, n);
+    store(*file, n);
     return [file] {
         file->Seek(0, CFile::begin);
         KxPersistentObject::InitializeReferenceMap();
@@ -272,6 +290,19 @@ std::function<void()> Log(int n) {
     };
 }
 
+/// All calls are entered before the first of them is left.
+std::function<void()> DebugFile(int n) {
+    auto const line = [n](int i) {
+        std::string const entry = "____\nDATUM: 21.11.2026, ZEIT: 12:00:00\nPROFILE;0x1;12:00:00;";
+        return entry + (i < n ? "enter;N" + Digits(i) + ";;;;" : "leave;N" + Digits(i - n) + ";12:00:00;2;2;");
+    };
+    return [n, text = KxxWidenUtf8(Lines(2 * n, line))] {
+        hblog::Profile const profile = hblog::ReadProfile(hblog::ParseDebugFile(text));
+        if (profile.calls.size() != static_cast<std::size_t>(n) || profile.badLines > 0) std::abort();
+        hblog::TraceJson(profile);
+    };
+}
+
 std::function<void()> Languages(int n) {
     auto const line = [](int i) {
         return "Language" + Digits(i) + "=" + std::to_string(1024 + i % 60) + ";" + std::to_string(i % 60);
@@ -381,15 +412,17 @@ std::vector<Case> FileCases() {
              };
          }},
         {"tags: read backward", [](int n) { return ReadNumbers(n, false); }},
-        {"tags: read mixed", [](int n) { return ReadNumbers(n, true); }, true},
-        {"tags: replace and append backward", ReplaceNumbers},
+        {"tags: read mixed", [](int n) { return ReadNumbers(n, true); }},
+        {"tags: replace and append backward", ReplaceNumbers, true},
         {"tags: inspect and repair", [](int n) { return Inspecting(n, false, StoreNumbers); }},
         {"tags: the same, damaged", [](int n) { return Inspecting(n, true, StoreNumbers); }},
         {"tags: the same, of many levels", [](int n) { return Inspecting(n, false, StoreLevels); }},
         {"tags: the same, of nested levels", [](int n) { return Inspecting(n / 2, false, StoreNested); }},
         {"tags: the same, of an array of tags", [](int n) { return Inspecting(n, false, StoreDoubles); }},
         {"tags: the same, of properties", [](int n) { return Inspecting(n, false, StoreConditions); }},
-        {"property list: load", LoadConditions},
+        {"tags: the same, of lists in lists", [](int n) { return Inspecting(n / 4, false, StoreTree); }},
+        {"property list: load", [](int n) { return LoadConditions(n, StoreConditions); }},
+        {"property list: load lists in lists", [](int n) { return LoadConditions(n / 4, StoreTree); }},
         {"objects: store, refer, load", References},
         {"graph: store and load", Graph},
         {"configuration: keys", [](int n) { return ReadConfig<KxConfig>(n, 'k'); }},
@@ -402,6 +435,7 @@ std::vector<Case> FileCases() {
         {"fast configuration: write", WriteFast},
         {"macro: lines", Macro},
         {"log: add, save, load", Log},
+        {"debug file: parse and add up", DebugFile},
         {"languages: look up", Languages},
         {"xml: siblings", [siblings](int n) { return Xml(n, siblings); }},
         {"xml: attributes", [attributes](int n) { return Xml(n, attributes); }},
