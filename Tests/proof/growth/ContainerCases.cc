@@ -85,7 +85,7 @@ struct CountedHash : KxTHashFunction<int> {
 };
 std::function<void()> MapOf(int n, Order order) {
     static CountedHash const hash;
-    return [n, order, map = std::make_shared<KxTMap<int, int>>(&hash, n), numbers = Numbers(n, order)] {
+    return [n, map = std::make_shared<KxTMap<int, int>>(&hash, n), numbers = Numbers(n, order)] {
         for (int i : numbers) (*map)[i] = i;
         for (int i = 0; i < n; ++i)
             if (!map->Find(i)) std::abort();
@@ -168,14 +168,15 @@ struct NumberState : KxState {
 };
 /// n steps of one state each, or one step of n states; all undone and redone.
 std::function<void()> Undoing(int n, int steps) {
-    return [n, steps, history = std::make_shared<KxUndoRedo>()] {
+    return [n, steps] {
+        KxUndoRedo history;
         for (int step = 0; step < steps; ++step) {
-            history->Begin(L"step");
-            for (int i = 0; i < n / steps; ++i) history->SaveState(new NumberState);
-            history->End(L"");
+            history.Begin(L"step");
+            for (int i = 0; i < n / steps; ++i) history.SaveState(new NumberState);
+            history.End(L"");
         }
-        while (history->CanUndo()) history->Undo();
-        while (history->CanRedo()) history->Redo();
+        while (history.CanUndo()) history.Undo();
+        while (history.CanRedo()) history.Redo();
     };
 }
 
