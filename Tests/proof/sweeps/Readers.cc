@@ -90,11 +90,17 @@ struct Node : KxDynamicObject {
     static inline std::set<Node*> all;
 };
 struct Leaf : Node {};
+/// A damaged type may be one that another reader of this program knows: what it made goes at the end too.
+std::vector<std::unique_ptr<KxDynamicObject>> g_others;
+void Keep(KxDynamicObject* object) {
+    if (object && !dynamic_cast<Node*>(object)) g_others.emplace_back(object);
+}
 struct NodeSerializer : KxDynamicObjectSerializer {
     void Read(KxTagArchive& archive, KxDynamicObject* object) const override {
         int value = 0;
         KxDynamicObjectTag inner(3, nullptr);
         archive >> KxTTag<int>(1, value) >> KxTTag<long long>(2, dynamic_cast<Node&>(*object).nextAddress) >> inner;
+        Keep(inner.DynamicObject());
     }
 };
 template <class T>
@@ -117,10 +123,13 @@ int ReadGraph(std::uint8_t const* bytes, std::size_t size) {
         Survive([&] {
             KxDynamicObjectTag tag(id, nullptr);
             archive >> tag;
+            Keep(tag.DynamicObject());
         });
     for (Node const* object : Node::all)
         if (KxDynamicObject* const next = KxAddressesMap::GetCurrentDynamicObject(object->nextAddress))
-            if (!Node::all.contains(dynamic_cast<Node*>(next))) std::abort();  // one that was given up
+            if (auto* const node = dynamic_cast<Node*>(next); node && !Node::all.contains(node))
+                std::abort();  // one that was given up
+    g_others.clear();
     while (!Node::all.empty()) delete *Node::all.begin();
     return 0;
 }
