@@ -127,7 +127,7 @@ int ReadGraph(std::uint8_t const* bytes, std::size_t size) {
         });
     for (Node const* object : Node::all)
         if (KxDynamicObject* const next = KxAddressesMap::GetCurrentDynamicObject(object->nextAddress))
-            if (auto* const node = dynamic_cast<Node*>(next); node && !Node::all.contains(node))
+            if (auto* const target = dynamic_cast<Node*>(next); target && !Node::all.contains(target))
                 std::abort();  // one that was given up
     g_others.clear();
     while (!Node::all.empty()) delete *Node::all.begin();
