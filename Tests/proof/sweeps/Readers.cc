@@ -130,6 +130,7 @@ int ReadGraph(std::uint8_t const* bytes, std::size_t size) {
             if (auto* const target = dynamic_cast<Node*>(next); target && !Node::all.contains(target))
                 std::abort();  // one that was given up
     g_others.clear();
+    Sweep_object_graph(nullptr, 0);  // whose objects may hold some of these; it lets go of them
     while (!Node::all.empty()) delete *Node::all.begin();
     return 0;
 }
