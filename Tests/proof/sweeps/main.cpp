@@ -4,7 +4,7 @@
 // Cuts every golden file at each byte and flips each of its bits, and reads what is left with the readers of its format and
 // with the tools; the inputs that the fuzz targets start from besides.
 //
-//     proof_sweeps [--long] [--self-check] [FILE READER [cut|flip NUMBER]]
+//     proof_sweeps [--long] [--self-check] [FILE READER cut|flip NUMBER]
 //
 // Without --long there are bounds for each file, the cuts and flips are taken in strides, and the tools see few of them. With
 // a number that one input is read in this process, for a debugger. One line for each file and reader tells how many there
