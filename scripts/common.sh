@@ -36,6 +36,7 @@ doxygen the reference, whose warnings are failures
 man-db the test of the manual pages
 groff the same
 zsh the test of completion in it
+valgrind counting instructions, for what must not grow faster than its input
 zip archives by another program
 unzip the same
 p7zip-full the same

@@ -90,21 +90,21 @@ long CPList::FindBinary(void* value, unsigned long* index, void** entry) const {
     *index = 0;
     *entry = nullptr;
     if (!m_compare) return 0;
+    long isFound = 0;
     for (unsigned long low = 0, high = m_count; low < high;) {
-        unsigned long middle = low + (high - low) / 2;
+        unsigned long const middle = low + (high - low) / 2;
         int const order = m_compare(m_entries[middle], value);
         if (order < 0) {
             low = middle + 1;
-        } else if (order > 0) {
-            high = middle;
-        } else {
-            while (middle > 0 && m_compare(m_entries[middle - 1], value) == 0) --middle;
-            *index = middle;
-            *entry = m_entries[middle];
-            return 1;
+            continue;
         }
+        high = middle;
+        if (order > 0) continue;
+        isFound = 1;  // and the first of its equals may stand in front of it
+        *index = middle;
+        *entry = m_entries[middle];
     }
-    return 0;
+    return isFound;
 }
 
 /// Sorts low to high, both included: at most 8 entries.

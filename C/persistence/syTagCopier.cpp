@@ -215,7 +215,9 @@ void KxTagCopier::Plan::WriteItem(CFile& target, Item const& item) {
 void KxTagCopier::Plan::Write(CFile& target, int format) {
     target.SetLength(0);
     target.Seek(0, CFile::begin);
-    if (ULONGLONG const start = m_inspector.GetStartPosition()) {
+    ULONGLONG const start = m_inspector.GetStartPosition();
+    if (start > 0 &&
+        start <= m_inspector.GetFileSize()) {  // else the file ends within the header, and nothing is whole
         // A header of which half of the mark is lost is known by the other half.
         std::uint16_t const mark = 0x4949, length = static_cast<std::uint16_t>(start);
         detail::CopyBytes(m_source, 0, target, start);
@@ -339,7 +341,8 @@ TagFileState KxTagCopier::Plan::Repair(CFile& target) {
     }
     m_numCopied = static_cast<int>(std::count(m_isKept.begin(), m_isKept.end(), true));
     FindLosses();
-    return state;
+    // Records that cover one another may pass for whole each for itself.
+    return m_losses.Size() > 0 ? TagFileDamaged : state;
 }
 
 KxTagCopier::KxTagCopier(CFile* source) : m_plan(std::make_unique<Plan>(*source)) {}

@@ -64,7 +64,8 @@ KxString KxTagCopier::Plan::ReasonOf(int number, std::map<ULONGLONG, int> const&
 void KxTagCopier::Plan::FindLosses() {
     auto const& records = m_inspector.Records();
     ULONGLONG const size = m_inspector.GetFileSize();
-    std::vector<Range> kept{{0, m_inspector.GetStartPosition()}};
+    std::vector<Range> kept;
+    if (m_inspector.GetStartPosition() <= size) kept.push_back({0, m_inspector.GetStartPosition()});
     for (Item const& item : m_items) {
         if (item.part == Part::address) continue;
         SxTagRecord const& record = RecordOf(item);

@@ -61,6 +61,42 @@ TEST_F(SafeFile, ReplacesWholeAndKeepsWhatBelongsToTheFile) {
     EXPECT_EQ(CountFiles(), 6u);
 }
 
+TEST_F(SafeFile, OfHardLinksTheGivenOneGetsTheNewFile) {
+    Put("one", "old");
+    fs::create_hard_link(File("one"), File("two"));
+    EXPECT_EQ(Save(Path("one"), "new"), 0u);
+    EXPECT_EQ(Get("one") + Get("two"), "newold");
+    EXPECT_EQ(CountFiles(), 2u);
+}
+
+TEST_F(SafeFile, ProcessesThatSaveOneFileLeaveAWholeOne) {
+    constexpr int processes = 4, rounds = 50;
+    Put("file", std::string(20000, '0'));
+    std::vector<pid_t> children;
+    for (int i = 1; i <= processes; ++i) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            int failures = 0;
+            for (int round = 0; round < rounds; ++round)
+                failures += Save(Path("file"),
+                                 std::string(static_cast<std::size_t>(20000 + i), static_cast<char>('0' + i))) != 0;
+            ::_exit(failures);
+        }
+        children.push_back(child);
+    }
+    // Whoever reads meanwhile sees a whole one too.
+    auto const isWhole = [](std::string const& bytes) {
+        return !bytes.empty() && bytes == std::string(static_cast<std::size_t>(20000 + bytes[0] - '0'), bytes[0]);
+    };
+    for (pid_t const child : children) {
+        int status = 0;
+        while (::waitpid(child, &status, WNOHANG) == 0) EXPECT_TRUE(isWhole(Get("file")));
+        EXPECT_EQ(status, 0) << "a save was refused";
+    }
+    EXPECT_TRUE(isWhole(Get("file")) && Get("file")[0] != '0');
+    EXPECT_EQ(CountFiles(), 1u);
+}
+
 TEST_F(SafeFile, FailuresLeaveTheOldFileAndNothingElse) {
     Put("file", "old");
     Put("protected", "old");

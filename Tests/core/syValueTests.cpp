@@ -186,6 +186,14 @@ TEST(PList, KeepsSortsAndFinds) {
         EXPECT_EQ(copy.Values(), list.Values());
     }
     EXPECT_EQ(g_cleared, 6);
+    // The first of many equals takes no walk along them.
+    static int compared = 0;
+    List equals;
+    for (int i = 0; i < 1000; ++i) equals.AddEntry(&numbers[1]);
+    equals.SetCmpFunc([](void*, void*) { return ++compared, 0; });
+    EXPECT_EQ(equals.FindBinary(&wanted, &index, &entry), 1);
+    EXPECT_EQ(index, 0u);
+    EXPECT_LE(compared, 10);
     list.SetCmpFunc(nullptr);
     EXPECT_EQ(list.FindBinary(&numbers[0], &index, &entry), 0);
     list.Clear();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syString.h"
 
 #include <cstdint>
 #include <cstdlib>

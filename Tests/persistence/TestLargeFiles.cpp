@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Records on both sides of 2^31 and 2^32, in a sparse file.
+// Records on both sides of 2^31 and 2^32, in a sparse file, and more points than 32 bits count.
 #include "TagTest.h"
 
+#include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/syTagInspector.h"
 
+#include <cstring>
 #include <filesystem>
 #include <unistd.h>
 
@@ -62,6 +64,107 @@ TEST_F(LargeTagFiles, TheLongFormReachesBeyond4GiB) {
     KxTagInspector inspector(&file);
     EXPECT_EQ(inspector.Inspect(), TagFileWhole);
     EXPECT_EQ(inspector.Records().Size(), 5);
+}
+
+TEST_F(LargeTagFiles, TheShortFormReachesUpTo4GiB) {
+    KxTagArchive archive(&file, 0);
+    KxTArray<KxVec3f> points(1000);
+    points[999] = KxVec3f(1, 2, 3);
+    int index = 0;
+    // The payloads lie across 2^31, behind it, and end right before 2^32.
+    for (ULONGLONG gap : {0ULL, (1ULL << 31) - 6000, (1ULL << 31) + 100000, (1ULL << 32) - 18 - 4 - 12000 - 1}) {
+        if (!Extend(std::max(gap, file.GetLength()))) GTEST_SKIP() << "no sparse files here";
+        archive << KxVec3fArrayTag(static_cast<unsigned long>(100 + index++), points);
+    }
+    EXPECT_EQ(file.GetLength(), (1ULL << 32) - 1);
+    EXPECT_EQ(Thrown([&] { archive << KxVec3fArrayTag(104, points); }), "KxException");
+    file.Seek(0, CFile::begin);
+    KxTagArchive reading(&file, 1);
+    for (unsigned long i : {3UL, 0UL, 2UL, 1UL}) {
+        KxTArray<KxVec3f> read;
+        reading >> KxVec3fArrayTag(100 + i, read);
+        ASSERT_EQ(read.Size(), 1000);
+        EXPECT_EQ(read[999][2], 3);
+    }
+    KxTagInspector inspector(&file);
+    EXPECT_EQ(inspector.Inspect(), TagFileWhole);
+    EXPECT_EQ(inspector.Records().Size(), 4);
+    EXPECT_EQ(file.GetLength(), (1ULL << 32) - 1) << "what was refused has left nothing";
+}
+
+namespace {
+
+/// A file that exists nowhere but for its head: a 2-D array of points. The first coordinate of each point, asked for from
+/// the begin of one on, is its number in the file as far as 24 bits hold it.
+class EndlessPoints : public CFile {
+public:
+    EndlessPoints(int width, int height) : m_points(static_cast<ULONGLONG>(width) * static_cast<ULONGLONG>(height)) {
+        FormatScope const scope(TagFormat64);
+        CMemFile head;
+        KxTagArchive archive(&head, 0);
+        archive << KxNullTag(7);
+        m_head = BytesOf(head);
+        for (int side : {width, height})
+            for (int i = 0; i < 4; ++i) m_head.push_back(static_cast<BYTE>(side >> 8 * i));
+    }
+    ULONGLONG GetLength() const override { return m_head.size() + m_points * pointSize; }
+    ULONGLONG GetPosition() const override { return m_position; }
+    ULONGLONG Seek(LONGLONG offset, UINT from) override {
+        ULONGLONG const base = from == begin ? 0 : from == end ? GetLength() : m_position;
+        return m_position = base + static_cast<ULONGLONG>(offset);
+    }
+    UINT Read(void* buffer, UINT count) override {
+        count = static_cast<UINT>(std::min<ULONGLONG>(count, GetLength() - std::min(m_position, GetLength())));
+        auto* const bytes = static_cast<BYTE*>(buffer);
+        UINT done = 0;
+        for (; done < count && m_position + done < m_head.size(); ++done) bytes[done] = m_head[m_position + done];
+        ULONGLONG const payload = m_position + done - m_head.size();
+        // Of a large part only the first point is made: making them all would take minutes.
+        if (done == 0 && count >= pointSize && payload % pointSize == 0) {
+            float const number[3] = {static_cast<float>(payload / pointSize % (1 << 24)), 0, 0};
+            std::memcpy(bytes, number, sizeof number);
+        } else if (done < count && count < 4096) {
+            std::memset(bytes + done, 0, count - done);
+        }
+        m_position += count;
+        return count;
+    }
+
+private:
+    static constexpr UINT pointSize = 12;
+    ULONGLONG m_points;
+    ULONGLONG m_position = 0;
+    std::vector<BYTE> m_head;
+};
+
+}  // namespace
+
+TEST(LargeArrays, PointsBeyond32BitsAreReadInPartsAndAllCounted) {
+    for (int const height : {65536, 65537, 70000}) {  // 65537 rows are one more point than 2^32, and more
+        EndlessPoints endless(65536 + (height == 65537), height);
+        KxTagInspector inspector(&endless);
+        ASSERT_EQ(inspector.Inspect(), TagFileWhole);
+        ASSERT_EQ(inspector.Records().Size(), 1);
+        SxTagRecord const& record = inspector.Records()[0];
+        EXPECT_EQ(record.kind, PayloadVec3f2dArray);
+        LONGLONG const expected = height == 65536 ? 4294967296 : height == 65537 ? 4295098369 : 4587520000;
+        EXPECT_EQ(KxTagInspector::NumElements(record), expected);
+        std::vector<KxVec3f> part(1 << 20);
+        LONGLONG count = 0, number = 0;
+        for (int wrong = 0; wrong < 3; count += number) {
+            number = inspector.ReadElements(record, count, static_cast<LONGLONG>(part.size()), part.data());
+            if (number == 0) break;
+            if (part[0][0] != static_cast<float>(count % (1 << 24)))
+                ADD_FAILURE() << count << ": " << part[0][0], ++wrong;
+        }
+        EXPECT_EQ(count, expected);
+        // The archive's own arrays end at 2^31 - 1 elements.
+        KxT2dArray<KxVec3f> array(2, 2);
+        endless.Seek(0, CFile::begin);
+        KxTagArchive archive(&endless, 1);
+        EXPECT_EQ(Thrown([&] { archive >> KxVec3f2dArrayTag(7, array); }), "archive 5");
+        EXPECT_EQ(array.Size(), 4);
+    }
 }
 
 TEST_F(LargeTagFiles, TheShortFormRefusesBeforeItDamagesAnything) {

@@ -276,3 +276,16 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
     EXPECT_EQ(ToHex(Bytes(gaps.begin() + 26 + 12 * 41, gaps.begin() + 26 + 12 * 42)),
               Plain("FFFF7F7F 00000000 00000000"));
 }
+
+TEST(TagCopier, NothingOfAFileThatEndsWithinItsHeaderIsWhole) {
+    Bytes whole(600);
+    whole[0] = whole[1] = 0x49;
+    whole[5] = 0x02;  // 512 bytes
+    for (std::size_t const length : {6U, 300U, 511U}) {
+        Repaired const repaired = Repair(Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+        EXPECT_EQ(repaired.state, TagFileDamaged);
+        EXPECT_TRUE(repaired.bytes.empty());
+        ASSERT_EQ(repaired.losses.size(), 1);
+        EXPECT_EQ(repaired.losses[0].end - repaired.losses[0].begin, length);
+    }
+}

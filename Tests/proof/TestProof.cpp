@@ -75,6 +75,37 @@ TEST(Proof, ThePowerMayGoAtAnyTime) {
     EXPECT_EQ(result.Count(" calls "), 19);
 }
 
+TEST(Proof, NoCutAndNoFlippedBitDoesHarm) {
+#if !defined(__SANITIZE_THREAD__)
+    Result const result = Proof(HBTOOLS_PROOF_SWEEPS, "sweeps");
+    EXPECT_EQ(result.code, 0) << result.printed;
+    EXPECT_GE(result.Count(" cuts, "), 80) << "files and readers, seeds, files and tools";
+    Result const faulty = RunProgram(HBTOOLS_PROOF_SWEEPS, "--self-check 2>/dev/null");
+    EXPECT_EQ(faulty.code, 1);
+    for (char const* const text : {
+             "dying, flip 27: ended by Aborted", "greedy, cut 5: ", "endless, cut 3: no end",
+                 "throwing, cut 0: ended by Abort",
+#if defined(__SANITIZE_ADDRESS__)
+                 "leaking, at the end: ended with code"
+#endif
+         })
+        EXPECT_EQ(faulty.Count(text), 1) << text << "\n" << faulty.printed;
+#endif
+}
+
+TEST(Proof, StepsGrowAsWhatIsGiven) {
+    SKIP_SANITIZED();
+    Result const result = Proof(HBTOOLS_PROOF_GROWTH, "growth");
+    EXPECT_EQ(result.code, 0) << result.printed;
+    EXPECT_GE(result.Count(" to "), 62);
+    Result const faulty = RunProgram(HBTOOLS_PROOF_GROWTH, "--self-check");
+    EXPECT_EQ(faulty.code, 1);
+    EXPECT_EQ(faulty.Count("square of calls: calls grow 100.0"), 1) << faulty.printed;
+    if (faulty.Count(" instructions") > 0) {
+        EXPECT_GE(faulty.Count("square of instructions: instructions grow 9"), 1) << faulty.printed;
+    }
+}
+
 TEST(Proof, WhatIsWrongIsFound) {
     SKIP_SANITIZED();
     Result const memory = RunProgram(HBTOOLS_PROOF_ALLOCATIONS, "--self-check");

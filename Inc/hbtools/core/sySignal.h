@@ -82,7 +82,7 @@ public:
         Add(m_staticSlots, MakeStaticSlot(function));
     }
 
-    /// Disconnects all connections of that slot; none is fine too.
+    /// Disconnects all connections of that slot; none is fine too. Looks at every connection of the signal.
     template <class T, class C, class R, class P>
     void Disconnect(T* object, R (C::*method)(P)) {
         Drop(m_slots, MakeSlot(static_cast<C*>(object), method));

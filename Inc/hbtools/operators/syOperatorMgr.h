@@ -33,7 +33,8 @@ public:
     void Remove(KxOperator* oldOperator);
     void Remove(unsigned short id);
 
-    /// The operator of that id, or the first of that name, which is compared exactly. The manager keeps it.
+    /// The operator of that id, or the first of that name, which is compared exactly. The manager keeps it. All are looked at
+    /// in their order: put the frequent ones first.
     /// @throws KxOperatorMgrException if there is none
     KxOperator* GetOperator(unsigned short id) const;
     KxOperator* GetOperator(KxString const& fixName) const;

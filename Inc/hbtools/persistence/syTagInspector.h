@@ -10,6 +10,8 @@
 //     if (inspector.Inspect() == TagFileDamaged)
 //         for (SxTagFault const& fault : inspector.Faults()) Show(fault.position, fault.text);
 //
+// It reads arrays in parts too (ReadElements): their elements are counted with 64 bits, and no more than a part is in memory.
+//
 // The file must stay open while the inspector is in use; one thread. Only a failing medium makes it throw
 // (CFileException); damage never does.
 #pragma once

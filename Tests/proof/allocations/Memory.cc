@@ -37,6 +37,8 @@ namespace {
 
 constinit std::atomic<long long> g_blocks = 0;
 constinit std::atomic<long long> g_bytes = 0;
+constinit std::atomic<long long> g_peakFrom = 0;
+constinit std::atomic<long long> g_peak = 0;
 constinit std::atomic<bool> g_isArmed = false;
 constinit std::atomic<bool> g_hasFailed = false;
 constinit std::atomic<int> g_count = 0;
@@ -80,7 +82,8 @@ bool Fails() {
 void* Counted(void* block) {
     if (!block) return block;
     ++g_blocks;
-    g_bytes += static_cast<long long>(::malloc_usable_size(block));
+    long long const size = static_cast<long long>(::malloc_usable_size(block)), bytes = g_bytes.fetch_add(size) + size;
+    for (long long peak = g_peak; bytes > peak && !g_peak.compare_exchange_weak(peak, bytes);) {}
     return block;
 }
 
@@ -94,6 +97,14 @@ void Uncount(void* block) {
 
 Live CountLive() {
     return {g_blocks, g_bytes};
+}
+
+void StartPeak() {
+    g_peak = g_peakFrom = g_bytes.load();
+}
+
+long long PeakBytes() {
+    return g_peak - g_peakFrom;
 }
 
 void Arm(int number, bool isLasting) {

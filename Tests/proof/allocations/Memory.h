@@ -14,6 +14,10 @@ struct Live {
 };
 Live CountLive();
 
+/// The most bytes that were live at a time since StartPeak, beyond those that were live then.
+void StartPeak();
+long long PeakBytes();
+
 /// Allocation `number`, counted from 1 on all threads, fails from here on; with `isLasting` all later ones do too. 0: none,
 /// they are only counted.
 void Arm(int number, bool isLasting);

@@ -1,0 +1,180 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Counts the steps of an operation for n and for 10 n elements: they grow ten times, and by a logarithm more where the
+// documentation says so. What takes the square of n shows without a clock.
+//
+//     proof_growth [--long] [--self-check] [CASE [NUMBER]]
+//
+// Steps are allocations, bytes through files, and calls of functions that the library is given; where valgrind is installed,
+// instructions besides, of n / 4. One line for each case tells them; a line "finding" follows where one of them grows too
+// fast. --long takes ten times as many elements. Exit code 1 if there are findings. With a number the case is run once.
+#include "../allocations/Memory.h"
+#include "Case.h"
+
+#include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syException.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <unistd.h>
+
+/// The only part that valgrind counts.
+extern "C" [[gnu::noinline, gnu::visibility("default")]] void proof_measured(std::function<void()> const& action) {
+    action();
+    asm volatile("" ::: "memory");
+}
+
+namespace proof {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path g_folder;
+
+struct Steps {
+    long long allocations = 0, bytes = 0, calls = 0, instructions = 0;
+};
+
+Steps Run(Case const& test, int n) {
+    std::function<void()> action = test.prepare(n);
+    g_calls = g_bytes = 0;
+    memory::Arm(0, false);
+    proof_measured(action);
+    Steps steps{memory::Disarm(), g_bytes, g_calls, 0};
+    action = nullptr;
+    return steps;
+}
+
+/// -1 where there is no valgrind.
+long long Instructions(std::string const& program, char const* name, int n) {
+    std::string const command =
+        "valgrind --tool=callgrind --callgrind-out-file=/dev/null --toggle-collect=proof_measured '" + program + "' '" +
+        name + "' " + std::to_string(n) + " 2>&1 >/dev/null";
+    std::FILE* const output = ::popen(command.c_str(), "r");
+    if (!output) return -1;
+    long long count = -1;
+    std::array<char, 4096> line;
+    while (std::fgets(line.data(), static_cast<int>(line.size()), output))
+        if (char const* const at = std::strstr(line.data(), "Collected :")) count = std::atoll(at + 11);
+    return ::pclose(output) == 0 ? count : -1;
+}
+
+std::vector<Case> FaultyCases() {
+    return {{"square of calls",
+             [](int n) {
+                 return [n] {
+                     for (long i = 0; i < static_cast<long>(n) * n; ++i) ++g_calls;
+                 };
+             }},
+            {"square of instructions", [](int n) {
+                 return [n] {
+                     for (long i = 0; i < static_cast<long>(n) * n; ++i) asm volatile("");
+                 };
+             }}};
+}
+
+class Proof {
+public:
+    Proof(std::string program, int n) : m_program(std::move(program)), m_n(n) {
+        m_hasValgrind = std::system("valgrind --version >/dev/null 2>&1") == 0;
+    }
+
+    void Judge(Case const& test) {
+        Steps few = Run(test, m_n), many = Run(test, 10 * m_n);
+        int const counted = std::max(30, m_n / 4);
+        if (m_hasValgrind) {
+            few.instructions = Instructions(m_program, test.name, counted);
+            many.instructions = Instructions(m_program, test.name, 10 * counted);
+            if (few.instructions <= 0 || many.instructions <= 0) Find(test, "instructions were not counted");
+        }
+        std::printf("%-36s", test.name);
+        Compare(test, "allocations", few.allocations, many.allocations, m_n);
+        Compare(test, "bytes", few.bytes, many.bytes, m_n);
+        Compare(test, "calls", few.calls, many.calls, m_n);
+        Compare(test, "instructions", few.instructions, many.instructions, counted);
+        std::printf("\n");
+        for (std::string const& finding : m_findings) std::printf("finding: %s\n", finding.c_str());
+        m_numFindings += static_cast<int>(m_findings.size());
+        m_findings.clear();
+        std::fflush(stdout);
+    }
+    int CountFindings() const { return m_numFindings; }
+
+private:
+    void Find(Case const& test, std::string const& what) { m_findings.push_back(std::string(test.name) + ": " + what); }
+
+    void Compare(Case const& test, char const* what, long long few, long long many, int n) {
+        if (many <= 0) return;
+        // A growing block is one allocation more from time to time, and what takes hardly any steps proves nothing.
+        double const ratio = static_cast<double>(many) / static_cast<double>(std::max(few, 10LL));
+        double const allowed = test.isLogarithmic ? 12.5 * std::log(10.0 * n) / std::log(n) : 12.5;
+        std::printf("  %lld to %lld %s (%.1f)", few, many, what, ratio);
+        if (ratio > allowed) Find(test, std::string(what) + " grow " + std::to_string(ratio) + " times");
+    }
+
+    std::string m_program;
+    int m_n;
+    bool m_hasValgrind = false;
+    std::vector<std::string> m_findings;
+    int m_numFindings = 0;
+};
+
+}  // namespace
+
+fs::path EmptyFolder() {
+    fs::remove_all(g_folder / "data");
+    fs::create_directories(g_folder / "data");
+    return g_folder / "data";
+}
+
+KxN::KxString WriteFile(fs::path const& path, std::string const& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+    return KxN::KxxFromSystemPath(path.string());
+}
+
+}  // namespace proof
+
+int main(int argc, char** argv) {
+    using namespace proof;
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
+    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
+    std::vector<Case> const faulty = FaultyCases();
+    std::vector<Case> cases = ContainerCases();
+    for (Case& test : FileCases()) cases.push_back(std::move(test));
+    std::string pattern =
+        (fs::is_directory("/dev/shm") ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-growth-XXXXXX";
+    if (!::mkdtemp(pattern.data())) return 2;
+    g_folder = pattern;
+    std::string const only = arguments.empty() ? "" : arguments[0];
+    int numRun = 0, findings = 0;
+    try {
+        Proof proof(argv[0], isLong ? 8000 : 800);
+        bool const isOne = arguments.size() == 2;
+        if (isSelfCheck) cases = faulty;
+        if (isOne) cases.insert(cases.end(), faulty.begin(), faulty.end());
+        for (Case const& test : cases) {
+            if (!only.empty() && only != test.name) continue;
+            ++numRun;
+            if (isOne)
+                Run(test, std::atoi(arguments[1].c_str()));
+            else
+                proof.Judge(test);
+        }
+        findings = proof.CountFindings();
+    } catch (KxN::CException* exception) {
+        std::printf("finding: %s\n", KxN::KxxToUtf8(KxN::CException::TextOf(*exception).View()).c_str());
+        exception->Delete();
+        ++findings;
+    }
+    std::printf("%d cases, %d findings\n", numRun, findings);
+    fs::remove_all(pattern);
+    return findings > 0 || numRun == 0 ? 1 : 0;
+}

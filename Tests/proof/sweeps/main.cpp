@@ -1,0 +1,406 @@
+// SPDX-FileCopyrightText: hbTools developers
+// SPDX-License-Identifier: MIT
+//
+// Cuts every golden file at each byte and flips each of its bits, and reads what is left with the readers of its format and
+// with the tools; the inputs that the fuzz targets start from besides.
+//
+//     proof_sweeps [--long] [--self-check] [FILE READER cut|flip NUMBER]
+//
+// Without --long there are bounds for each file, the cuts and flips are taken in strides, and the tools see few of them. With
+// a number that one input is read in this process, for a debugger. One line for each file and reader tells how many there
+// were and how much memory the worst took; a line "finding" follows for whatever must not be. Exit code 1 if there are
+// findings.
+//
+// No input may end the process, take longer than seconds, take memory beyond a constant and a small multiple of its size, or
+// leak; no cut tag file may pass for whole, but for what its format cannot tell; no tool may end by a signal or with a code that it does not document.
+#include "../allocations/Memory.h"
+#include "Readers.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <new>
+#include <string>
+#include <vector>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace proof {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool isSanitized = true;
+#else
+constexpr bool isSanitized = false;
+#endif
+
+constexpr long long memoryConstant = 4 << 20;  // bytes
+constexpr long long memoryFactor = 256;
+constexpr long toolMemory = 256 << 10;     // KiB
+constexpr std::size_t largestSeed = 4096;  // bytes
+constexpr int deathsBeforeGivingUp = 5;    // of one file and reader
+unsigned g_hangAfter = 20;                 // seconds, of one input
+
+/// What a file is swept with: numbers below `cuts` are cuts, those behind are bits.
+struct Plan {
+    std::size_t size, cutStride, flipStride;
+    std::size_t Cuts() const { return (size + cutStride - 1) / cutStride; }
+    std::size_t Flips() const { return (size * 8 + flipStride - 1) / flipStride; }
+    std::size_t Count() const { return Cuts() + Flips(); }
+};
+
+std::string Input(std::string const& bytes, bool isCut, std::size_t number) {
+    std::string input = isCut ? bytes.substr(0, number) : bytes;
+    if (!isCut) input[number / 8] = static_cast<char>(input[number / 8] ^ (1 << number % 8));
+    return input;
+}
+
+/// In memory that parent and child share.
+struct Progress {
+    std::size_t next;       // input, by its place in the plan
+    long long peak;         // bytes
+    std::size_t greediest;  // input
+    std::size_t numUnseen;  // cuts that pass for whole
+    std::size_t numMissed, firstMissed;
+};
+
+struct Sweep {
+    std::string file, bytes;
+    Reader reader;
+    Plan plan;
+    bool isTagFile = false;
+
+    std::string InputAt(std::size_t place) const {
+        bool const isCut = place < plan.Cuts();
+        return Input(bytes, isCut, isCut ? place * plan.cutStride : (place - plan.Cuts()) * plan.flipStride);
+    }
+    std::string NameOf(std::size_t place) const {
+        if (place < plan.Cuts()) return "cut " + std::to_string(place * plan.cutStride);
+        return "flip " + std::to_string((place - plan.Cuts()) * plan.flipStride);
+    }
+    long long Allowed() const { return memoryConstant + memoryFactor * static_cast<long long>(bytes.size()); }
+};
+
+/// What the child does, from `progress.next` on.
+void Run(Sweep const& sweep, Progress& progress) {
+    for (; progress.next < sweep.plan.Count(); ++progress.next) {
+        std::string const input = sweep.InputAt(progress.next);
+        ::alarm(g_hangAfter);
+        memory::StartPeak();
+        sweep.reader.read(reinterpret_cast<std::uint8_t const*>(input.data()), input.size());
+        if (long long const peak = memory::PeakBytes(); peak > progress.peak) {
+            progress.peak = peak;
+            progress.greediest = progress.next;
+        }
+        if (!sweep.isTagFile || progress.next >= sweep.plan.Cuts()) continue;
+        CutTagFile const cut = LookAtCut(sweep.bytes, input.size());
+        if (cut == CutTagFile::cannotBeSeen) ++progress.numUnseen;
+        if (cut == CutTagFile::missed && progress.numMissed++ == 0) progress.firstMissed = progress.next;
+    }
+    ::alarm(0);
+}
+
+std::string EndOf(int status) {
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM) return "no end";
+    if (WIFSIGNALED(status)) return std::string("ended by ") + ::strsignal(WTERMSIG(status));
+    return "ended with code " + std::to_string(WEXITSTATUS(status));
+}
+
+std::string ReadFile(fs::path const& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::vector<fs::path> FilesIn(fs::path const& folder) {
+    std::vector<fs::path> files;
+    for (auto const& entry : fs::directory_iterator(folder)) files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+/// The readers of a golden file.
+std::vector<std::string> ReadersOf(fs::path const& file) {
+    std::map<std::string, std::vector<std::string>> const byExtension = {
+        {".tag", {"tag_values", "tag_chain", "tag_repair"}},
+        {".stream", {"persistent_stream", "object_inspector"}},
+        {".ini", {"config", "config_fast"}},
+        {".ENU", {"language_pack", "version_info"}},
+        {".bas", {"exception_log"}},
+        {".macro", {"command_lines"}},
+        {".xml", {"conditions", "xml"}},
+        {".zip", {"zip"}},
+    };
+    auto const known = byExtension.find(file.extension());
+    std::vector<std::string> readers = known == byExtension.end() ? std::vector<std::string>{} : known->second;
+    if (file.filename() == "graph.tag") readers.emplace_back("graph_values");
+    if (file.filename() == "encrypted.ini") readers.emplace_back("encrypted_values");
+    return readers;
+}
+
+Reader const* FindReader(std::string const& name) {
+    for (Reader const& reader : Readers())
+        if (name == reader.name) return &reader;
+    return nullptr;
+}
+
+class Proof {
+public:
+    explicit Proof(bool isLong) : m_isLong(isLong) {
+        void* const shared =
+            ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (shared == MAP_FAILED) throw std::bad_alloc();
+        m_progress = static_cast<Progress*>(shared);
+    }
+    Proof(Proof const&) = delete;
+    Proof& operator=(Proof const&) = delete;
+    ~Proof() { ::munmap(m_progress, sizeof(Progress)); }
+
+    Plan PlanOf(std::size_t size, std::size_t cuts, std::size_t flips) const {
+        if (m_isLong) return {size, 1, 1};
+        if (isSanitized) cuts /= 2, flips /= 2;
+        // An odd stride comes to each of the eight bits.
+        return {size, std::max<std::size_t>(1, (size + cuts - 1) / cuts), ((size * 8 + flips - 1) / flips) | 1};
+    }
+
+    void Golden(fs::path const& file) {
+        std::vector<std::string> const readers = ReadersOf(file);
+        std::string const name = file.parent_path().filename().string() + "/" + file.filename().string();
+        if (readers.empty() && file.extension() != ".md") Find(name + ": no reader is known");
+        std::string const bytes = ReadFile(file);
+        for (std::string const& reader : readers) {
+            Total total;
+            RunSweep({name, bytes, *FindReader(reader), PlanOf(bytes.size(), 250, 500),
+                      reader == readers.front() && file.extension() == ".tag"},
+                     total);
+            Tell(name + " by " + reader, total);
+        }
+    }
+
+    /// All small files of a folder with the reader of its name, in one line.
+    void Seeds(fs::path const& folder) {
+        std::string const name = folder.filename();
+        Reader const* const reader = FindReader(name);
+        if (!reader) return;
+        Total total;
+        for (fs::path const& file : FilesIn(folder)) {
+            std::string const bytes = ReadFile(file);
+            if (bytes.size() > largestSeed) continue;
+            RunSweep({name + "/" + file.filename().string(), bytes, *reader, PlanOf(bytes.size(), 30, 60), false},
+                     total);
+        }
+        Tell("seeds of " + name, total);
+    }
+
+    /// One reader that may be at fault, over a few bytes.
+    void Faulty(Reader const& reader) {
+        Total total;
+        RunSweep({reader.name, "abcdefgh", reader, {8, 1, 1}, false}, total);
+        Tell(reader.name, total);
+    }
+
+    /// The inputs as files for a tool; `arguments` has a % where their path stands.
+    void Tool(fs::path const& file, std::vector<std::string> const& arguments, fs::path const& folder) {
+        std::string const bytes = ReadFile(file);
+        std::string name = file.filename().string() + " by";
+        for (std::string const& argument : arguments)
+            if (argument.find('/') == std::string::npos) name += " " + argument;
+        std::size_t const few = isSanitized ? 6 : 12;
+        Sweep const sweep{name, bytes, {}, PlanOf(bytes.size(), few, few), false};
+        fs::path const input = folder / ("input" + file.extension().string());
+        std::vector<std::string> words = arguments;
+        for (std::string& word : words)
+            if (std::size_t const at = word.find('%'); at != std::string::npos) word.replace(at, 1, input.string());
+        long most = 0;
+        for (std::size_t place = 0; place < sweep.plan.Count(); ++place) {
+            std::ofstream(input, std::ios::binary | std::ios::trunc) << sweep.InputAt(place);
+            struct rusage used {};
+            int const status = RunTool(words, used);
+            most = std::max(most, used.ru_maxrss);
+            if (!WIFEXITED(status) || WEXITSTATUS(status) > 3)
+                Find(name + ", " + sweep.NameOf(place) + ": " + EndOf(status));
+        }
+        if (!isSanitized && most > toolMemory) Find(name + ": " + std::to_string(most) + " KiB");
+        Tell(name, {sweep.plan.Cuts(), sweep.plan.Flips(), bytes.size(), most << 10, 0});
+    }
+
+    int TellAll() const {
+        std::printf("K = %zu cuts and %zu flips, %d findings\n", m_all.cuts, m_all.flips, m_numFindings);
+        return m_numFindings;
+    }
+
+private:
+    struct Total {
+        std::size_t cuts = 0, flips = 0, bytes = 0;
+        long long peak = 0;
+        std::size_t unseen = 0;
+    };
+
+    void RunSweep(Sweep const& sweep, Total& total) {
+        *m_progress = {};
+        for (int deaths = 0; m_progress->next < sweep.plan.Count();) {
+            std::fflush(stdout);
+            pid_t const child = ::fork();
+            if (child == 0) {
+                int const null = ::open("/dev/null", O_WRONLY);
+                ::dup2(null, 1);
+                if (!isSanitized) ::dup2(null, 2);
+                Run(sweep, *m_progress);
+                std::exit(0);  // with all that looks for leaks then
+            }
+            int status = 0;
+            while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {}
+            if (status == 0) break;
+            bool const isBehind = m_progress->next >= sweep.plan.Count();
+            Find(sweep.file + " by " + sweep.reader.name + ", " +
+                 (isBehind ? "at the end" : sweep.NameOf(m_progress->next)) + ": " + EndOf(status));
+            ++m_progress->next;
+            if (++deaths == deathsBeforeGivingUp) break;
+        }
+        if (m_progress->peak > sweep.Allowed())
+            Find(sweep.file + " by " + sweep.reader.name + ", " + sweep.NameOf(m_progress->greediest) + ": " +
+                 std::to_string(m_progress->peak) + " bytes of memory");
+        if (m_progress->numMissed > 0)
+            Find(sweep.file + ", " + sweep.NameOf(m_progress->firstMissed) + ": passes for whole");
+        total.cuts += sweep.plan.Cuts();
+        total.flips += sweep.plan.Flips();
+        total.bytes += sweep.bytes.size();
+        total.peak = std::max(total.peak, m_progress->peak);
+        total.unseen += m_progress->numUnseen;
+    }
+
+    static int RunTool(std::vector<std::string> const& words, struct rusage& used) {
+        std::vector<char*> arguments;
+        for (std::string const& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+        arguments.push_back(nullptr);
+        pid_t const child = ::fork();
+        if (child == 0) {
+            int const null = ::open("/dev/null", O_RDWR);
+            for (int i = 0; i < 3; ++i) ::dup2(null, i);
+            ::alarm(g_hangAfter);
+            ::execv((std::string(HBTOOLS_TOOLS) + "/" + words[0]).c_str(), arguments.data());
+            ::_exit(127);
+        }
+        int status = 0;
+        while (::wait4(child, &status, 0, &used) < 0 && errno == EINTR) {}
+        return status;
+    }
+
+    void Find(std::string const& what) {
+        ++m_numFindings;
+        std::printf("finding: %s\n", what.c_str());
+        std::fflush(stdout);
+    }
+    void Tell(std::string const& title, Total const& total) {
+        m_all.cuts += total.cuts;
+        m_all.flips += total.flips;
+        std::printf("%-46s %7zu bytes: %6zu cuts, %6zu flips, at most %6lld KiB", title.c_str(), total.bytes,
+                    total.cuts, total.flips, (total.peak + 1023) >> 10);
+        if (total.unseen > 0) std::printf(", %zu cuts look whole", total.unseen);
+        std::printf("\n");
+        std::fflush(stdout);
+    }
+
+    bool m_isLong;
+    Progress* m_progress;
+    Total m_all;
+    int m_numFindings = 0;
+};
+
+/// Faults that must be found.
+std::vector<Reader> FaultyReaders() {
+    struct Local {
+        static int Dying(std::uint8_t const* bytes, std::size_t size) {
+            if (size == 8 && bytes[3] == 'l') std::abort();  // d with one bit more
+            return 0;
+        }
+        static int Greedy(std::uint8_t const*, std::size_t size) {
+            if (size == 5) std::string(100 << 20, 'x').find('y');
+            return 0;
+        }
+        static int Endless(std::uint8_t const*, std::size_t size) {
+            for (bool volatile isOver = size != 3; !isOver;) {}
+            return 0;
+        }
+        static int Leaking(std::uint8_t const*, std::size_t size) {
+            [[maybe_unused]] static std::size_t volatile lost;
+            if (size == 4) lost = ~reinterpret_cast<std::size_t>(new std::string(100, 'x'));
+            return 0;
+        }
+        static int Throwing(std::uint8_t const*, std::size_t size) {
+            if (size == 0) throw 1;
+            return 0;
+        }
+    };
+    return {{"dying", Local::Dying},
+            {"greedy", Local::Greedy},
+            {"endless", Local::Endless},
+            {"leaking", Local::Leaking},
+            {"throwing", Local::Throwing}};
+}
+
+void RunTools(Proof& proof, fs::path const& golden) {
+    std::string pattern = (fs::temp_directory_path() / "hbtools-sweeps-XXXXXX").string();
+    if (!::mkdtemp(pattern.data())) throw std::bad_alloc();
+    fs::path const folder = pattern;
+    ::setenv("XDG_CONFIG_HOME", pattern.c_str(), 1);
+    ::setenv("ASAN_OPTIONS", "exitcode=99:allocator_may_return_null=1", 1);
+    ::setenv("UBSAN_OPTIONS", "halt_on_error=1:exitcode=99", 1);
+    for (fs::path const& file : FilesIn(golden)) {
+        if (file.extension() == ".tag")
+            for (char const* const verb : {"ls", "dump", "verify"}) proof.Tool(file, {"hbtag", verb, "%"}, folder);
+        if (file.extension() == ".stream") proof.Tool(file, {"hbtag", "dump", "%"}, folder);
+        if (file.extension() == ".bas") proof.Tool(file, {"hblog", "log", "%"}, folder);
+        if (file.extension() == ".ENU") proof.Tool(file, {"hbres", "--check", HBTOOLS_GOLDEN_TEXTS, "%"}, folder);
+    }
+    proof.Tool(HBTOOLS_GOLDEN_TEXTS, {"hbres", "--pack", "ENU", "%", (folder / "out.cpp").string()}, folder);
+    for (fs::path const& file : FilesIn(golden.parent_path().parent_path() / "scans"))
+        proof.Tool(file, {"scanlab", "--out", pattern, "do", "Import %;"}, folder);
+    fs::remove_all(folder);
+}
+
+}  // namespace
+
+}  // namespace proof
+
+int main(int argc, char** argv) {
+    using namespace proof;
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
+    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
+    fs::path const data = HBTOOLS_TEST_DATA;
+    if (arguments.size() == 4) {
+        Reader const* const reader = FindReader(arguments[1]);
+        if (!reader) return 2;
+        std::string const input = Input(ReadFile(data / arguments[0]), arguments[2] == "cut",
+                                        std::strtoul(arguments[3].c_str(), nullptr, 10));
+        memory::StartPeak();
+        reader->read(reinterpret_cast<std::uint8_t const*>(input.data()), input.size());
+        std::printf("%lld bytes of memory\n", memory::PeakBytes());
+        return 0;
+    }
+    Proof proof(isLong);
+    if (isSelfCheck) {
+        g_hangAfter = 1;
+        for (Reader const& reader : FaultyReaders()) proof.Faulty(reader);
+        return proof.TellAll() > 0 ? 1 : 0;
+    }
+    for (fs::path const& version : FilesIn(data / "golden"))
+        for (fs::path const& file : FilesIn(version)) proof.Golden(file);
+    for (fs::path const& folder : FilesIn(data))
+        if (fs::is_directory(folder)) proof.Seeds(folder);
+    for (fs::path const& version : FilesIn(data / "golden")) RunTools(proof, version);
+    return proof.TellAll() > 0 ? 1 : 0;
+}
