@@ -36,6 +36,7 @@ doxygen the reference, whose warnings are failures
 man-db the test of the manual pages
 groff the same
 zsh the test of completion in it
+locales numbers where the decimal point is a comma
 valgrind counting instructions, for what must not grow faster than its input
 zip archives by another program
 unzip the same

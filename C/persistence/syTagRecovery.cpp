@@ -262,6 +262,16 @@ void KxTagInspector::Walk::TakeLeft(int number, ULONGLONG end, detail::PayloadFi
         left = detail::SalvageCollection(m_file, record.image.dataAddress, end, PromisedEnd(record));
         if (left.kept > 0) record.kind = left.kind;
         record.width = left.width;
+        // What has the shape of no kind may be the application's own: up to a sound link nothing of it is lost. With its size
+        // declared any reader sees where it ends.
+        if (left.kept == 0 && !m_isMended && record.image.nextTag == end) {
+            record.image.dataSize = end - record.image.dataAddress;
+            left = detail::FindPayload(m_file, record.image, end, m_budget, m_objects);
+            left.kept = left.count;
+            left.keptSize = left.size;
+            record.kind = left.kind;
+            record.isDamaged = false;
+        }
     }
     record.count = std::max(0LL, left.kept);
     if (record.isDamaged) record.promised = std::max(left.promised, record.count);

@@ -110,6 +110,10 @@ TEST_F(ConfigFile, WritingChangesNothingElse) {
         {"[G]\nA=1\nA=2\n[G]\nA=3\n", L"G", L"A", L"9", "[G]\nA=9\nA=2\n[G]\nA=3\n"},
         {"rubbish\n[G\n]\n[G]\n", L"G", L"A", L"9", "rubbish\n[G\n]\n[G]\nA=9\n"},
         {"[G]\nA=a=b\n", L"G", L"A", L"c=d", "[G]\nA=c=d\n"},
+        {"x=0\n=\n =y\n[G\nkey\n[G]\r\n=\nA=1\r\n\0=\0\xFF"s, L"G", L"A", L"2",
+         "x=0\n=\n =y\n[G\nkey\n[G]\r\n=\nA=2\r\n\0=\0\xFF"s},
+        // A carriage return alone ends no line.
+        {"[G]\rA=1\r", L"G", L"A", L"2", "[G]\rA=1\r\nA=2\n"},
         // Encodings stay while they can.
         {"\xEF\xBB\xBF[G]\nA=1\n", L"G", L"A", L"ä", "\xEF\xBB\xBF[G]\nA=ä\n"},
         {"; \xE4\n[G]\nA=1\n", L"G", L"A", L"ö€", "; \xE4\n[G]\nA=\xF6\x80\n"},
@@ -183,6 +187,19 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     EXPECT_EQ(U(folder.ReadKey(L"A", L"d")), "d");
     EXPECT_EQ(folder.KxTools::Config::WriteKey(L"A", L"2"), 0);
     EXPECT_EQ(KxConfig(Path("no/file")).KxTools::Config::WriteKey(L"A", L"2"), 0);
+
+    // A line of one gigabyte costs no memory, and stays.
+    Put("endless", "[G]\nA=");
+    std::filesystem::resize_file(File("endless"), 1u << 30);
+    {
+        std::size_t const before = test::g_allocatedBytes;
+        KxConfig endless(Path("endless"));
+        endless.SetGroup(L"G");
+        EXPECT_EQ(endless.KxTools::Config::WriteKey(L"A", L"2"), 0);
+        EXPECT_NE(test::Thrown<KxFileException>([&] { endless.ProofRead(); }).find("endless"), std::string::npos);
+        EXPECT_LT(test::g_allocatedBytes - before, 100'000u);
+        EXPECT_EQ(std::filesystem::file_size(File("endless")), 1u << 30);
+    }
 
     std::size_t const former = std::exchange(KxxLimits().textFileBytes, 10);
     Put("long", "[G]\nA=1\n; more");

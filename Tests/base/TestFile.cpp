@@ -262,6 +262,7 @@ TEST_F(RealFile, RefusesPositionsThatNoFileHas) {
 TEST_F(RealFile, RefusesToOpen) {
     std::filesystem::create_directory(File("folder"));
     ASSERT_EQ(::mkfifo(File("fifo").c_str(), 0600), 0);
+    ASSERT_EQ(::mknod(File("socket").c_str(), S_IFSOCK | 0600, 0), 0);
     std::filesystem::create_symlink("nowhere", File("dangling"));
     std::filesystem::create_symlink("loop", File("loop"));
     Put("plain", "x");
@@ -283,6 +284,8 @@ TEST_F(RealFile, RefusesToOpen) {
         {Path("fifo"), read, CFileException::invalidFile, EINVAL},
         {Path("fifo"), write, CFileException::invalidFile, ENXIO},
         {Path("fifo"), both, CFileException::invalidFile, EINVAL},
+        {Path("socket"), read, CFileException::invalidFile, ENXIO},
+        {Path("socket"), both, CFileException::invalidFile, ENXIO},
         {L"/dev/zero", read, CFileException::invalidFile, EINVAL},
         {L"/dev/full", write, CFileException::invalidFile, EINVAL},
         {Path("dangling"), read, CFileException::fileNotFound, ENOENT},
@@ -455,7 +458,17 @@ TEST_F(RealFile, AFullDiskIsAnExceptionAndNothingElse) {
     EXPECT_EQ(Get("full"), bytes.substr(0, 40'000));
     expectGood([&](CFile& file) { return !isFull([&] { file.Close(); }) ? 1 : file.IsOpen() ? 2 : 0; });
     expectGood([](CFile&) { return 0; });  // the destructor says nothing
-    expectGood([&](CFile& file) {          // a thread that holds the signal back must not meet it later
+    // What the application does about the signal stays as it is.
+    EXPECT_EQ(InChild([&] {
+                  static volatile std::sig_atomic_t calls = 0;
+                  std::signal(SIGXFSZ, [](int) { calls = calls + 1; });
+                  test::SizeLimit const limit(50'000);
+                  CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+                  Append(file, bytes);
+                  return !isFull([&] { file.Flush(); }) || calls == 0;
+              }),
+              0);
+    expectGood([&](CFile& file) {  // a thread that holds the signal back must not meet it later
         sigset_t signal;
         sigemptyset(&signal);
         sigaddset(&signal, SIGXFSZ);

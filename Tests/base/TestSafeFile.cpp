@@ -8,6 +8,7 @@
 #include <csignal>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace {
@@ -127,6 +128,54 @@ TEST_F(SafeFile, FailuresLeaveTheOldFileAndNothingElse) {
     EXPECT_EQ(CountFiles(), 4u);
     std::string const longName(250, 'n');
     EXPECT_EQ(Save(Path(longName), "x"), 0u);  // the new file's own name is cut to fit
+}
+
+// Access lists and attributes go over; the mask of the process matters for new files only.
+TEST_F(SafeFile, AttributesGoOverAndTheMaskIsForNewFiles) {
+    Put("file", "old");
+    // Version 2; the owner may read and write, user 12345 read, the group and the mask read, all others nothing.
+    std::string const list(
+        "\2\0\0\0\1\0\6\0\xff\xff\xff\xff\2\0\4\0\x39\x30\0\0\4\0\4\0\xff\xff\xff\xff\x10\0\4\0\xff\xff\xff\xff"
+        "\x20\0\0\0\xff\xff\xff\xff",
+        44);
+    std::pair<char const*, std::string> const attributes[] = {{"user.device", "scanner 7"},
+                                                              {"system.posix_acl_access", list}};
+    std::vector<bool> isSet;
+    for (auto const& [name, value] : attributes)
+        isSet.push_back(::setxattr(File("file").c_str(), name, value.data(), value.size(), 0) == 0);
+    mode_t const former = ::umask(0777);
+    EXPECT_EQ(Save(Path("file"), "new"), 0u);
+    EXPECT_EQ(Save(Path("nobodys"), "new"), 0u);
+    ::umask(former);
+    for (std::size_t i = 0; i < std::size(attributes); ++i) {
+        if (!isSet[i]) continue;  // a file system without
+        std::string value(100, '?');
+        ssize_t const size = ::getxattr(File("file").c_str(), attributes[i].first, value.data(), value.size());
+        EXPECT_EQ(value.substr(0, static_cast<std::size_t>(std::max<ssize_t>(0, size))), attributes[i].second);
+    }
+    EXPECT_EQ(Get("file"), "new");
+    EXPECT_EQ(static_cast<int>(fs::status(File("nobodys")).permissions()), 0);
+    EXPECT_EQ(Save(Path("nobodys"), "newer"), static_cast<unsigned long>(EACCES));
+}
+
+TEST_F(SafeFile, WhoMayNotKeepWhatBelongsToTheFileIsRefused) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of others";
+    for (char const* name : {"shut", "open"}) {
+        fs::create_directory(File(name));
+        Put(std::string(name) + "/file", "old");
+        fs::permissions(File(name) / "file", fs::perms(0666));
+    }
+    fs::permissions(m_folder, fs::perms(0755));
+    fs::permissions(File("shut"), fs::perms(0555));
+    fs::permissions(File("open"), fs::perms(0777));
+    ASSERT_EQ(::chown((File("shut") / "file").c_str(), 65534, 65534), 0);
+    ASSERT_TRUE(::setegid(65534) == 0 && ::seteuid(65534) == 0);
+    unsigned long const shut = Save(Path("shut/file"), "new"), open = Save(Path("open/file"), "new");
+    ASSERT_TRUE(::seteuid(0) == 0 && ::setegid(0) == 0);
+    EXPECT_EQ(shut, static_cast<unsigned long>(EACCES)) << "the folder takes no new file";
+    EXPECT_EQ(open, static_cast<unsigned long>(EPERM)) << "the new file would have another owner";
+    EXPECT_EQ(Get("shut/file") + Get("open/file"), "oldold");
+    EXPECT_EQ(std::distance(fs::recursive_directory_iterator(m_folder), {}), 4);
 }
 
 TEST_F(SafeFile, WithoutCommitNothingHappens) {

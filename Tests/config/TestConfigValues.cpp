@@ -117,7 +117,14 @@ TYPED_TEST(ConfigValues, DecimalComma) {
     char const* found = nullptr;
     for (char const* name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "de_AT.UTF-8", "fr_FR.UTF-8", "it_IT.UTF-8"})
         if (!found) found = ::setlocale(LC_ALL, name);
+    std::string const made = this->File("de_DE.UTF-8").string();
+    if (!found && std::system(("localedef -i de_DE -f UTF-8 " + made + " > /dev/null 2>&1").c_str()) == 0) {
+        ::setenv("LOCPATH", this->m_folder.c_str(), 1);
+        found = ::setlocale(LC_ALL, "de_DE.UTF-8");
+        ::unsetenv("LOCPATH");
+    }
     if (!found) GTEST_SKIP() << "this system has no locale with a decimal comma";
+    EXPECT_EQ(std::string(::localeconv()->decimal_point), ",");
     EXPECT_EQ(this->template As<double>("1.5") + this->template As<double>("1,5"), "1.51");
     EXPECT_EQ(this->Tell("[G]\n", [](TypeParam& c) { return c.Write(0.5, L"k", 3); }), "1");
     EXPECT_EQ(this->Get("f"), "[G]\nk=0.5\n");
@@ -226,6 +233,8 @@ TYPED_TEST(ConfigValues, FailuresSayWhatIsWrong) {
          key + "enthält unzulässigen Parameter 'RED'!\nErlaubt sind:\nred\nGreen\n"},
         {std::string("a\0b", 3), readPath, key + "enthält den unzulässigen Pfad '" + std::string("a\0b", 3) + "'"},
         {"/no/such", readPath, key + "verweist auf '/no/such'; Das Ziel existiert nicht"},
+        {"../no/../such", readPath, key + "verweist auf '../no/../such'; Das Ziel existiert nicht"},
+        {"/dev/null/x", readPath, key + "verweist auf '/dev/null/x'; Das Ziel existiert nicht"},
         {"/", readPath, "1"},
     };
     for (auto const& c : cases)

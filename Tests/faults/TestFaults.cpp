@@ -238,6 +238,9 @@ TEST_F(Faults, FilesSayWhatTheMediumRefused) {
             }
         }
     }
+    // The system tells of lost bytes once: who asks again must not hear that all is well.
+    for (int const error : {EIO, ENOSPC})
+        EXPECT_EQ(FailEach("flushes", nullptr, "fsync", error, "once", ExpectRefusal), 3);
     // A destructor is silent, and does not end the program.
     for (char const* const call : {"write", "close"}) {
         int const reached = FailEach("silent", nullptr, call, EIO, "lasting", [](Outcome const& outcome) {

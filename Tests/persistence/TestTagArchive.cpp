@@ -2,10 +2,17 @@
 // SPDX-License-Identifier: MIT
 #include "TagTest.h"
 
+#include "hbtools/persistence/syTagCopier.h"
+
 #include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <numeric>
 #include <random>
 #include <set>
+#include <unistd.h>
 
 using namespace KxN;
 
@@ -210,6 +217,17 @@ TEST(TagArchive, VersionsThatNobodyReadsAreRefusedWithTheTagUnchanged) {
     KxTTag<int> tag(1, value);
     KxTagArchive archive(&file, 1);
     EXPECT_EQ(Thrown([&] { archive >> tag; }), "version");
+    KxTTag<int> early(1, value, KxVersion(0));
+    for (KxTTag<int>* one : {&tag, &early}) {
+        try {
+            archive >> *one;
+        } catch (KxVersionException* exception) {
+            int const needed = one == &tag ? 100 : 0;
+            EXPECT_EQ(exception->GetFound().GetValue() * 1000 + exception->GetNeeded().GetValue(), 200'000 + needed);
+            EXPECT_GE(exception->GetMessage().Search(L"wurde 200", 0), 0);
+            exception->Delete();
+        }
+    }
     EXPECT_EQ(value, 4);
     EXPECT_EQ(tag.GetVersion().GetValue(), 100);
     archive >> KxTTag<int>(1, value, KxVersion(200));
@@ -285,6 +303,73 @@ TEST(TagArchive, DamagedChainsEndAtOnce) {
         EXPECT_EQ(Thrown([&] { KxTagArchive(file.get(), 1) >> KxStringTag(1, text); }), "file 14");
         EXPECT_TRUE(text == L"before");
     }
+}
+
+// Each number of a record at each place that is a bound: of this file, of 31, 32 and 63 bits, or below zero.
+TEST(TagArchive, NumbersAtEveryBoundEndInADocumentedWay) {
+    std::set<std::string> const documented = {"", "file 9", "file 14", "missing"};
+    for (bool const isLong : {false, true}) {
+        FormatScope const scope(isLong ? TagFormat64 : TagFormat32);
+        CMemFile whole;
+        KxString text(L"abc");
+        int value = 7;
+        KxTagArchive(&whole, 0) << KxStringTag(1, text) << KxTTag<int>(2, value);
+        std::vector<BYTE> const bytes = BytesOf(whole);
+        std::uint64_t const size = bytes.size();
+        for (std::size_t const field : {0U, 1U, 2U}) {  // size, address, link
+            for (std::uint64_t const number :
+                 {std::uint64_t{0}, std::uint64_t{1}, size - 1, size, size + 1, 0x7fffffffUL, 0x80000000UL,
+                  0xffffffffUL, 1UL << 63, ~0UL, ~0UL - 17, ~0UL - 29}) {
+                std::vector<BYTE> changed = bytes;
+                std::size_t const width = isLong ? 8 : 4;
+                std::memcpy(changed.data() + 6 + field * width, &number, width);
+                auto const file = FileOf(changed);
+                KxTagArchive archive(file.get(), 1);
+                KxString read(L"before");
+                for (auto const& load : {std::function([&] { archive >> KxStringTag(1, read); }),
+                                         std::function([&] { archive >> KxTTag<int>(2, value); })})
+                    EXPECT_TRUE(documented.contains(Thrown(load))) << isLong << field << ' ' << number << Thrown(load);
+                EXPECT_LE(read.Len(), static_cast<int>(size)) << number;
+                CMemFile copy;
+                KxTagCopier copier(file.get());
+                copier.Repair(copy);
+                EXPECT_LE(copy.GetLength(), 2 * size) << number;
+            }
+        }
+    }
+}
+
+// The file of a reader becomes shorter and longer under it, and another one takes its name.
+TEST(TagArchive, AFileThatChangesMeanwhileIsAnError) {
+    namespace fs = std::filesystem;
+    fs::path const path = fs::temp_directory_path() / ("hbtools-changing-" + std::to_string(::getpid())),
+                   other = path.string() + "2";
+    KxTArray<double> values(200'000), read;
+    {
+        CFile file(KxString(path.wstring()), CFile::modeCreate | CFile::modeReadWrite);
+        KxTagArchive(&file, 0) << KxTTagArrayTag<double, KxTTag<double>>(1, values)
+                               << KxTTagArrayTag<double, KxTTag<double>>(2, values);
+        file.Close();
+    }
+    std::uintmax_t const size = fs::file_size(path);
+    CFile file(KxString(path.wstring()), CFile::modeRead);
+    KxTagArchive archive(&file, 1);
+    auto const load = [&](unsigned long id) {
+        read.Resize(1);
+        return Thrown([&] { archive >> KxTTagArrayTag<double, KxTTag<double>>(id, read); });
+    };
+    EXPECT_EQ(load(1), "");
+    fs::resize_file(path, size / 2 + 5000);
+    EXPECT_EQ(load(2), "archive 3");
+    EXPECT_EQ(read.Size(), 1);
+    fs::resize_file(path, size);  // zeros
+    EXPECT_EQ(load(2), "file 14");
+    EXPECT_EQ(load(1), "");
+    std::ofstream(other) << "another file";
+    fs::rename(other, path);
+    EXPECT_EQ(load(1), "") << "what was opened";
+    EXPECT_EQ(read.Size(), values.Size());
+    fs::remove(path);
 }
 
 TEST(TagArchive, AReadTagAppendedAgainMakesARingThatEndsInAnError) {

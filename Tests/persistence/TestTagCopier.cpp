@@ -277,6 +277,43 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
               Plain("FFFF7F7F 00000000 00000000"));
 }
 
+// By hand: what nobody knows between a scalar and another one, with and without a declared size.
+TEST(TagCopier, KindsOfAnApplicationsOwnKeepTheirBytes) {
+    std::string const known = "01000000 6400 04000000 12000000 16000000 07000000 ";
+    std::string const own = "deadbeef 20617070 00ff2506 1b5b33", last = "03000000 6400 02000000 49000000 00000000 0500";
+    std::string const declared = "0f270000 6400 0f000000 28000000 37000000 ";
+    std::string const bytes = Plain(known + declared + own + last), form64 = Plain("0f270000 6480 0f00000000000000");
+    std::string const other = ToHex(Converted(FromHex(bytes), TagFormat64));
+    EXPECT_NE(other.find(form64), std::string::npos);
+    EXPECT_NE(other.find(Plain(own)), std::string::npos);
+    EXPECT_EQ(ToHex(Converted(FromHex(other), TagFormat32)), bytes);
+    EXPECT_EQ(ToHex(Repair(FromHex(bytes)).bytes), bytes);
+    // In the shape of no kind; then nothing is lost either, and the copy is whole.
+    Repaired const repaired = Repair(FromHex(known + "0f270000 6400 00000000 28000000 37000000 " + own + last));
+    EXPECT_EQ(repaired.state, TagFileDamaged);
+    EXPECT_EQ(ToHex(repaired.bytes), bytes);
+    EXPECT_TRUE(repaired.losses.empty());
+    EXPECT_EQ(Judge(repaired.bytes), "");
+}
+
+TEST(TagCopier, OfRecordsThatOverlapOneIsKept) {
+    // The payload of the first covers the second, to which it leads all the same; two levels that share their tail.
+    Repaired const covered =
+        Repair(FromHex("01000000 6400 1c000000 12000000 16000000 07000000 02000000 6400 02000000 28000000 00000000 0500"
+                       "0000 00000000"));
+    EXPECT_EQ(covered.state, TagFileDamaged);
+    EXPECT_EQ(ToHex(covered.bytes), Plain("02000000 6400 02000000 12000000 00000000 0500"));
+    EXPECT_EQ(Lost(covered), "0/0 1; ");
+    Repaired const shared =
+        Repair(FromHex("01000000 6400 00000000 12000000 24000000 02000000 6400 00000000 24000000 36000000"
+                       "03000000 6400 00000000 36000000 00000000 04000000 6400 02000000 48000000 00000000 0500"));
+    EXPECT_EQ(shared.state, TagFileDamaged);
+    std::string const copy = ToHex(shared.bytes), tail = Plain("04000000 6400 02000000");
+    EXPECT_NE(copy.find(tail), std::string::npos);
+    EXPECT_EQ(copy.find(tail), copy.rfind(tail)) << copy;
+    EXPECT_EQ(Judge(shared.bytes), "");
+}
+
 TEST(TagCopier, NothingOfAFileThatEndsWithinItsHeaderIsWhole) {
     Bytes whole(600);
     whole[0] = whole[1] = 0x49;

@@ -261,10 +261,10 @@ FileStamp StampOf(std::string const& path) {
     stamp.changed = nanoseconds(status.st_ctim);
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    // File times move in steps of some milliseconds; where they have no fractions, of one or two seconds. A time further
-    // ahead comes from another clock, by which nothing would ever grow old.
+    // File times move in steps of some milliseconds; where they have no fractions, of one or two seconds. A time that is
+    // still to come, by another clock or by ours before it was set back, tells no age: reading again costs little.
     long long const step = stamp.changed % 1'000'000'000 == 0 ? 2'000'000'000 : 50'000'000;
-    stamp.isYoung = std::abs(nanoseconds(now) - stamp.changed) < step;
+    stamp.isYoung = nanoseconds(now) - stamp.changed < step;
     return stamp;
 }
 
@@ -272,9 +272,15 @@ int ReadWholeFile(std::string const& path, std::size_t most, std::string& bytes)
     bytes.clear();
     Descriptor file;
     if (int const error = file.Open(path, Descriptor::read)) return error;
+    // What the system says is there already decides about a long one; some files have no length before they are read.
+    unsigned long long length = 0;
+    if (int const error = file.GetLength(length)) return error;
+    if (length > most) return EFBIG;
     constexpr std::size_t step = 64 * 1024;
     for (std::size_t wanted = step;; wanted *= 2) {
         std::size_t const held = bytes.size();
+        if (std::size_t const room = most - held; room < wanted)
+            wanted = room + 1;  // enough to see that it is too long
         bytes.resize(held + wanted);
         std::size_t got = 0;
         int const error = file.Read(bytes.data() + held, wanted, got);

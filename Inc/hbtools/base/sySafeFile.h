@@ -6,6 +6,7 @@
 // target and flushes the directory. At every moment, also across a power failure, the target is the old file or the
 // new one. Without Commit, and after a failure, the target is as it was and the new file is gone. That of a process which
 // was killed goes at the next save of the same file: it is known by its name, and nobody holds its lock (flock) any more.
+// Where the file system knows no locks, saving is as safe; but such left-over files stay.
 //
 //     KxSafeFile file(path);
 //     file.Write(bytes.data(), bytes.size());

@@ -57,7 +57,7 @@ KX_API wchar_t const* KxxPayloadKindName(TagPayloadKind kind);
 /// One record of the file.
 struct SxTagRecord {
     ULONGLONG position;     ///< Where its head stands.
-    STag image;             ///< The head as read.
+    STag image;             ///< The head as read; Recover declares the size of what it keeps without knowing its kind.
     ULONGLONG extent;       ///< Bytes from dataAddress to the next record of the level, or to the level's end.
     ULONGLONG payloadSize;  ///< Bytes of them that the kind explains; nested records come behind these.
     LONGLONG count;         ///< Elements of an array, width * height of a 2-D array, objects of an image.
@@ -112,8 +112,8 @@ public:
     TagFileState Inspect();
     /// Looks through the file anew as Inspect does, but goes on behind damage: where a link leads nowhere, the next
     /// record behind the payload is taken for the next of its level; records at the end that no link leads to become the
-    /// last of the first level; arrays that are cut have as many elements as are there whole. Extents end where such a
-    /// record begins. Foreign is what has no record at all. @throws CFileException if the medium fails
+    /// last of the first level; arrays that are cut have as many elements as are there whole; a payload in front of
+    /// a sound link that has the shape of no kind becomes bytes. Extents end where such a record begins. Foreign is what has no record at all. @throws CFileException if the medium fails
     TagFileState Recover();
 
     /// All records, parents in front of their children, chains in their order. The element records of tag arrays and

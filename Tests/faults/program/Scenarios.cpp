@@ -108,6 +108,19 @@ int RunScenario(std::string const& scenario, KxString const& path) {
         CFile file(path, CFile::modeRead);
         if (!LoadScan(file, name)) return 4;
         file.Close();
+    } else if (scenario == "flushes") {  // again and again
+        CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
+        for (int round = 0; round < 3; ++round) {
+            file.Write("bytes", 5);
+            try {
+                file.Flush();
+            } catch (CFileException* exception) {
+                exception->Delete();
+                file.Flush();
+                return 4;
+            }
+        }
+        file.Close();
     } else if (scenario == "silent") {  // destructors close
         CFile file(path, CFile::modeReadWrite | CFile::modeCreate);
         file.Write("pending", 7);
