@@ -238,9 +238,10 @@ TEST(Resources, TextsByNumber) {
     EXPECT_EQ(listed(), 111);
     AfxTermExtensionModule(state);
     EXPECT_EQ(listed(), 0);  // all three are of this program
-    EXPECT_EQ(state.bInitialized, 0);
     EXPECT_EQ(AfxInitExtensionModule(state), 1);
     EXPECT_NE(state.bInitialized, 0);
+    AfxTermExtensionModule(state);
+    EXPECT_EQ(state.bInitialized, 0);
 }
 
 }  // namespace

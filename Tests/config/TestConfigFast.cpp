@@ -379,6 +379,17 @@ TYPED_TEST(ConfigFast, WithoutMemoryNothingIsHalfDone) {
     test::FailEachAllocation([&] { Config(this->Path("f")); }, [] {});
 }
 
+TYPED_TEST(ConfigFast, WhatWasFlushedIsNotWrittenAgain) {
+    {
+        TypeParam config(this->Path("f"));
+        config.SetGroup(L"G");
+        config.WriteKey(L"a", L"1");
+        config.Flush();
+        this->Put("f", "another program's");
+    }
+    EXPECT_EQ(this->Get("f"), "another program's");
+}
+
 TYPED_TEST(ConfigFast, ADestructorSaysWhatIsLost) {
     testing::internal::CaptureStderr();
     {

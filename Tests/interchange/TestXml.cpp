@@ -99,6 +99,7 @@ TEST_F(Xml, TheCursorMoves) {
 
 TEST_F(Xml, TextsAndAttributesAreRead) {
     EXPECT_EQ(xml.Get_Attribute_Count(), 2);
+    EXPECT_EQ(test::U(xml.Get_Attribute_Name(0)) + "=" + test::U(xml.Get_Attribute_Value(0)), "name=Plate");
     EXPECT_EQ(test::U(xml.Get_Attribute_Name(1)) + "=" + test::U(xml.Get_Attribute_Value(1)), "unit=mm");
     EXPECT_TRUE(xml.Is_Having_Attribute(L"name"));
     EXPECT_FALSE(xml.Is_Having_Attribute(L"Name"));

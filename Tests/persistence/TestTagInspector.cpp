@@ -154,6 +154,26 @@ TEST(TagInspector, NamesEachKindOfDamage) {
     }
 }
 
+TEST(TagInspector, WhatStandsBehindAFileHeader) {
+    auto const header = FromHex("4949 0100 0002");
+    struct {
+        char const* behind;
+        TagFileState state;
+        char const* faults;
+    } const cases[] = {{"", TagFileWhole, ""},
+                       {"01000000 6400 00000000 12020000 00000000", TagFileWhole, ""},
+                       {"01000000 6400", TagFileDamaged, "truncated@512>0-6 "},
+                       {"ffffffff ffff ffffffff ffffffff ffffffff", TagFileForeign, ""}};
+    for (auto const& c : cases) {
+        auto bytes = header, behind = FromHex(c.behind);
+        bytes.resize(512);
+        bytes.insert(bytes.end(), behind.begin(), behind.end());
+        Findings const findings = Inspect(bytes);
+        EXPECT_EQ(findings.state, c.state) << c.behind;
+        EXPECT_EQ(findings.faults, c.faults) << c.behind;
+    }
+}
+
 TEST(TagInspector, BackwardLinksAndSharedTailsAreNamed) {
     // 0 -> 39 -> 21 -> end: readable, but backward.
     Findings const backward =
