@@ -263,6 +263,13 @@ TEST(TagArchive, TextsAreCutAndFilledToTheirDeclaredSize) {
     KxString a(L"?"), b, c;
     archive >> KxStringTag(1, a) >> KxStringTag(2, b) >> KxStringTag(3, c);
     EXPECT_TRUE(a == L"" && b == L"x" && c == L"wxy");
+    // Other sizes than that of the kind: a surplus is stepped over, and a number is read as long as it is.
+    auto const sizes =
+        FileOf(FromHex("01000000 6400 08000000 12000000 1a000000 07000000 ffffffff"
+                       "02000000 6400 02000000 2c000000 00000000 05000000"));
+    int one = 0, two = 0;
+    KxTagArchive(sizes.get(), 1) >> KxTTag<int>(1, one) >> KxTTag<int>(2, two);
+    EXPECT_EQ(one * 10 + two, 75);
     auto const nothing = FileOf(FromHex("01000000 6400 00000000 12000000 00000000"));
     KxString former(L"?");
     KxTagArchive(nothing.get(), 1) >> KxStringTag(1, former);

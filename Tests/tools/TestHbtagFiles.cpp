@@ -43,6 +43,12 @@ protected:
             ring += "\1\0\0\0\x64\0\0\0\0\0"s + std::string(reinterpret_cast<char const*>(heads), 8);
         }
         Write("ring.tag", ring);
+        std::string deep;  // each the first record within the one before
+        for (unsigned i = 1; i <= 100'000; ++i) {
+            unsigned const heads[] = {18 * i, 0};
+            deep += "\1\0\0\0\x64\0\0\0\0\0"s + std::string(reinterpret_cast<char const*>(heads), 8);
+        }
+        Write("deep.tag", deep);
         fs::create_symlink(folder / "32.tag", folder / "link.tag");
         fs::create_hard_link(folder / "32.tag", folder / "hard.tag");
         fs::create_directory(folder / "folder");
@@ -104,6 +110,9 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
         {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
         {"repair {ring.tag} {out}", 2, "5000 of 5000 records", true},
+        {"ls {deep.tag}", 2, "(level 4095) marker\nnested too deep: "},
+        {"tree --html {deep.tag}", 2, "</html>"},
+        {"repair {deep.tag} {out}", 2, "4096 of 4096 records", true},
         {"repair {letter} {out}", 3, "is not a tag file"},
         {"repair {32.tag}", 1, "OUT is required"},
         {"export --csv {32.tag} 103 {out}", 0, "", true},
@@ -225,6 +234,7 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
         {"{32.tag} {less.tag}", 1, "removed 208001: object of a graph, with 3 records within\n"},
         {"{less.tag} {32.tag}", 1, "added 100/101: text\nadded 100/102: scalar\n"},
         {"{32.tag} {cut.tag}", 2, "is damaged; what of it is whole is compared\n"},
+        {"{deep.tag} {deep.tag}", 2, "is damaged; what of it is whole is compared\n"},
         {"{32.tag} {letter}", 2, "is not a tag file"},
         {"{32.tag} {missing}", 2, "wurde nicht gefunden"},
         {"{32.tag}", 2, "B is required"},

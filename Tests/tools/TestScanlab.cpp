@@ -59,6 +59,16 @@ TEST_F(Programs, ScanlabSaysInOneLineWhatIsWrongAndLeavesNothing) {
     Outcome const outcome = Call("./scanlab demo --points 1000 --out /dev/null/x");
     EXPECT_EQ(outcome.code, 1);
     EXPECT_NE(outcome.output.find("kann nicht angelegt werden"), std::string::npos) << outcome.output;
+    // No home, no folder for temporary files, and the working folder is gone.
+    fs::create_directory(folder / "gone");
+    std::string const lost = "d=\"$PWD\" && cd " + Path("gone") + " && rmdir " + Path("gone") +
+                             " && env -u HOME -u XDG_CONFIG_HOME TMPDIR=/dev/null/x \"$d\"/scanlab ";
+    Outcome const homeless = Call(lost + "do 'List;'"),
+                  nowhere = Call("mkdir " + Path("gone") + " && " + lost + "demo --points 100 --out out");
+    EXPECT_EQ(homeless.code, 0) << homeless.output;
+    EXPECT_NE(homeless.output.find("XDG_CONFIG_HOME"), std::string::npos) << homeless.output;
+    EXPECT_EQ(nowhere.code, 1) << nowhere.output;
+    EXPECT_FALSE(fs::exists(folder / "gone"));
 }
 
 TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
