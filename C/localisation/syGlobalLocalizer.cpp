@@ -3,8 +3,14 @@
 #include "hbtools/base/syModule.h"
 #include "hbtools/localisation/syLocalizer.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
 #include <clocale>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace KxN {
@@ -31,10 +37,27 @@ bool IsLoaded(CDynLinkLibrary const* wanted) {
     return isLoaded;
 }
 
-/// A source that stays is not set again.
-void SetSources(HINSTANCE source) {
-    if (AfxGetResourceHandle() != source) AfxSetResourceHandle(source);
-    if (KxxGetProcessResourceHandle() != source) KxxSetProcessResourceHandle(source);
+/// Where texts without a module come from. A source that stays is not set again.
+struct Sources {
+    HINSTANCE application = AfxGetResourceHandle(), process = KxxGetProcessResourceHandle();
+    void Set() const {
+        if (AfxGetResourceHandle() != application) AfxSetResourceHandle(application);
+        if (KxxGetProcessResourceHandle() != process) KxxSetProcessResourceHandle(process);
+    }
+};
+
+/// The run-time library knows languages by other names, and only those that are installed. What is not is looked for once:
+/// that takes files, and the library loses memory over it when there is none.
+void SetRunTimeLocale(char const* name, unsigned short language) {
+    static constinit std::array<std::atomic<unsigned short>, 64> missing;
+    auto const place = std::find_if(missing.begin(), missing.end(),
+                                    [&](auto const& entry) { return entry == language || entry == 0; });
+    bool const isMissing = place != missing.end() && *place == language && language != 0;
+    errno = 0;
+    if (!isMissing && std::setlocale(LC_CTYPE, name)) return;
+    if (place != missing.end() && errno != ENOMEM) *place = language;
+    char const* const now = std::setlocale(LC_CTYPE, nullptr);
+    if (!now || std::string_view(now) != "C.UTF-8") std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
 }  // namespace
@@ -68,21 +91,21 @@ void KxGlobalLocalizer::DoLocalization(short versionCheck) {
     bool const isBuiltIn = m_activeLanguage == m_moduleResourceLanguage;
     if (!isBuiltIn) SetupLanguageSearchList(list);
     m_program = KxxGetProgram();
+    unsigned short const id = m_activeLanguage.GetLangID();
+    std::string const locale = KxxGetLocaleName(id) + ".UTF-8";
     try {
         for (Choice& choice : choices)
             if (!isBuiltIn) Choose(choice, list, versionCheck);
+        Apply(choices);
     } catch (...) {
         for (Choice const& choice : choices)
             if (choice.satellite) AfxFreeLibrary(choice.satellite);
         throw;
     }
-    Apply(choices);
     // A user's language that comes after another one is set as well.
     m_isThreadSet = m_isThreadSet || m_activeLanguage != KxLanguage();
-    if (m_isThreadSet) KxxSetThreadLanguage(m_activeLanguage.GetLangID());
-    // The run-time library knows languages by other names, and only those that are installed.
-    std::string const locale = KxxGetLocaleName(m_activeLanguage.GetLangID()) + ".UTF-8";
-    if (!std::setlocale(LC_CTYPE, locale.c_str())) std::setlocale(LC_CTYPE, "C.UTF-8");
+    if (m_isThreadSet) KxxSetThreadLanguage(id);
+    SetRunTimeLocale(locale.c_str(), id);
 }
 
 /// Finds and loads the satellite of one module.
@@ -97,25 +120,45 @@ void KxGlobalLocalizer::Choose(Choice& choice, KxTList<KxLanguage> const& list, 
     choice.isUsed = choice.satellite && CheckVersion(modulePath, path, versionCheck);
 }
 
-/// Each module changes at once from the source it has to the new one.
+/// Each module changes at once from the source it has to the new one: all of them, or none.
 void KxGlobalLocalizer::Apply(std::vector<Choice> const& choices) {
-    KxTMap<CDynLinkLibrary*, HINSTANCE> const former(m_satellites);
-    for (auto const& element : former)
-        if (element.value) m_replaced.AddTail(element.value);
-    m_satellites.RemoveAll();
-    for (auto const& [library, satellite, isUsed] : choices) {
-        if (!library) {
-            if (satellite && m_programSatellite) m_replaced.AddTail(m_programSatellite);
-            if (satellite) m_programSatellite = satellite;
-            SetSources(isUsed ? satellite : m_initialSource);
-            continue;
-        }
-        m_satellites[library] = satellite;
-        auto const* const before = former.Find(library);
-        bool const isLocalised = before && before->value;
-        if (isUsed ? library->GetResourceHandle() != satellite : isLocalised)
-            library->SetResourceHandle(isUsed ? satellite : library->GetModule());
+    KxTMap<CDynLinkLibrary*, HINSTANCE> satellites(&LibraryHash(), bucketCount);
+    KxTList<HINSTANCE> replaced(m_replaced);
+    HINSTANCE program = nullptr;
+    for (auto const& element : m_satellites)
+        if (element.value) replaced.AddTail(element.value);
+    for (Choice const& choice : choices) {
+        if (choice.library)
+            satellites[choice.library] = choice.satellite;
+        else
+            program = choice.satellite;
     }
+    if (program && m_programSatellite) replaced.AddTail(m_programSatellite);
+
+    Sources const former{};
+    std::vector<std::pair<CDynLinkLibrary*, HINSTANCE>> changed;
+    changed.reserve(choices.size());
+    try {
+        for (auto const& [library, satellite, isUsed] : choices) {
+            if (!library) {
+                HINSTANCE const source = isUsed ? satellite : m_initialSource;
+                Sources{source, source}.Set();
+                continue;
+            }
+            auto const* const before = m_satellites.Find(library);
+            bool const isLocalised = before && before->value;
+            if (isUsed ? library->GetResourceHandle() == satellite : !isLocalised) continue;
+            changed.emplace_back(library, library->GetResourceHandle());
+            library->SetResourceHandle(isUsed ? satellite : library->GetModule());
+        }
+    } catch (...) {  // back to sources that were set before, which takes no memory
+        for (auto const& [library, source] : changed) library->SetResourceHandle(source);
+        former.Set();
+        throw;
+    }
+    m_satellites = std::move(satellites);
+    m_replaced = std::move(replaced);
+    if (program) m_programSatellite = program;
 }
 
 void KxGlobalLocalizer::CleanUp() {

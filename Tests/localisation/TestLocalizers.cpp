@@ -304,7 +304,12 @@ TEST_F(Localizers, ProgramAndLibraries) {
         EXPECT_EQ(Text(LibraryOf(again), 20), "[Þûñķţé~~~]");
         EXPECT_EQ(U(KxString(KxResId(2001))).substr(0, 2), "[\xC3");  // the library's own
         localizer.SetActiveLanguage(L"German");
-        localizer.DoLocalization(2);
+        int const failures = test::FailEachAllocation([&] { localizer.DoLocalization(2); },
+                                                      [&] {
+                                                          EXPECT_EQ(ownText(), "Measurement");
+                                                          EXPECT_EQ(Text(LibraryOf(again), 20), "[Þûñķţé~~~]");
+                                                      });
+        EXPECT_GT(failures, 5);
         EXPECT_EQ(ownText(), "Messung");
         EXPECT_EQ(AfxGetResourceHandle(), program);
         EXPECT_EQ(Text(LibraryOf(again), 20), "Punkte");

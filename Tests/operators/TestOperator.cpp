@@ -139,6 +139,12 @@ TEST_F(OperatorFiles, AllParametersOrNone) {
     Put("ini", "[Filter]\nValue=11\nMode=z\n");
     EXPECT_NE(Thrown<KxReadKeywordException>([&] { filter.Load(Path("ini")); }).find("[Filter]"), std::string::npos);
     EXPECT_EQ(first.Take() + second.Take() + U(filter.GetParameterString(2)), "x");
+
+    // What cannot be read is no file without parameters.
+    KxString const folder(m_folder.wstring());
+    EXPECT_NE(Thrown<KxFileException>([&] { filter.Load(folder); }).find(U(folder)), std::string::npos);
+    EXPECT_NE(Thrown<KxFileException>([&] { filter.Save(folder); }), "");
+    EXPECT_EQ(first.Take() + second.Take() + U(filter.GetParameterString(2)), "x");
 }
 
 TEST(OperatorMgr, InsertFindRemove) {
