@@ -245,6 +245,8 @@ TEST_F(PersistentObject, NamesAndVersionsOfOtherWriters) {
              Case{"\0\0\0\0\x11"s + "class store::Node" + rest, 7},                   // narrow
              Case{"\0\0\0\0"s + Wide("class store::Both") + rest, 7},                 // made as its other base, once
              Case{"\0\0\0\0"s + Wide("class store::Both") + rest, 7},                 // and when it is known
+             Case{"\1\0\0\0\0\0\0\0"s + nodeName + rest, 7},                          // numbers that no writer gives
+             Case{"\1\0\0\0\xFF\xFF\xFF\xFF"s + nodeName + rest, 7},                  //
              Case{"\2\0\0\0"s + nodeName + rest, 7},                                  // only 1 counts as on
              Case{"\0\0\0\0"s + Wide("class store::Old") + "\5\0\7\0\0\0"s, 5007},    // a version that it reads
              Case{"\0\0\0\0\xFF\xFE\xFF\xFF\x11\0"s + nodeName.substr(4) + rest, 7},  // a longer form of the length
