@@ -111,9 +111,10 @@ public:
     /// Looks through the file anew. @throws CFileException if the medium fails
     TagFileState Inspect();
     /// Looks through the file anew as Inspect does, but goes on behind damage: where a link leads nowhere, the next
-    /// record behind the payload is taken for the next of its level; records at the end that no link leads to become the
-    /// last of the first level; arrays that are cut have as many elements as are there whole; a payload in front of
-    /// a sound link that has the shape of no kind becomes bytes. Extents end where such a record begins. Foreign is what has no record at all. @throws CFileException if the medium fails
+    /// record behind the payload is taken for the next of its level; records at the end that no link leads to become
+    /// the last of the first level; arrays that are cut have as many elements as are there whole; a payload in front of
+    /// a sound link that has the shape of no kind becomes bytes. Extents end where such a record begins. Foreign is
+    /// what has no record at all. @throws CFileException if the medium fails
     TagFileState Recover();
 
     /// All records, parents in front of their children, chains in their order. The element records of tag arrays and
