@@ -47,6 +47,12 @@ void CopySquare(KxMatrix const& matrix, double* square) {
 
 /// Makes the n * n elements smaller where their sums could be infinite; returns the exponent, see SafeSumExponent.
 int MakeSafe(double* square, int n) {
+    if (n <= detail::smallSize) {  // faster than a call of the kernel
+        bool isLarge = false;
+        for (int i = 0; i < n * n; ++i) isLarge |= KxMath::Abs(square[i]) > 1e288;
+        if (!isLarge) [[likely]]
+            return 0;
+    }
     int const exponent = detail::SafeSumExponent(LargestSize(square, n * n));
     detail::ScaleByPower(square, exponent, n * n);
     return exponent;

@@ -60,7 +60,13 @@ void KxRangeHistogram::Add(int column, long long count) {
 }
 
 void KxRangeHistogram::AddValue(double value, int count) {
-    if (m_columns > 0) Add(Column(KxMath::Clamp(value, m_low, m_high)), count);
+    if (m_columns <= 0) return;
+    int const column = Column(KxMath::Clamp(value, m_low, m_high));
+    int total = 0;
+    if (m_surplus.Size() == 0 && !__builtin_add_overflow(m_counts[column], count, &total)) [[likely]]
+        m_counts[column] = total;
+    else
+        Add(column, count);
 }
 
 void KxRangeHistogram::AddValues(double const* values, int count) {
