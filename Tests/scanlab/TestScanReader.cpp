@@ -121,6 +121,10 @@ TEST(ScanReader, Text) {
           "Zeile 2: 3 Spalten werden erwartet, hier steht \"2\""},
          {"empty field", "1,2,3\n4,,6\n", "Zeile 2: \"\" ist keine Zahl"},
          {"control characters", "1 2 3\n4 \x1b[31m 6\n", "Zeile 2: \"?[31m\" ist keine Zahl"},
+         {"writing that is turned",
+          "1 2 3\n4 \xe2\x80\xae"
+          "5 6\n",
+          "Zeile 2: \"?5\" ist keine Zahl"},
          {"empty", "", "es ist kein Punkt darin"},
          {"only a header", "x,y,z\n", "es ist kein Punkt darin"},
          {"a very long line", std::string(1 << 20, '7'), "Zeile 1: die Zeile ist zu lang für eine Liste von Punkten"}});
