@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "config/syConfigLines.h"
 
+#include "base/posix/syDescriptor.h"
 #include "base/syTextIds.h"
 #include "config/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
@@ -12,7 +13,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <exception>
 
 namespace KxN::detail {
@@ -419,9 +419,9 @@ void ReportLoss(KxString const& path) noexcept {
         }
         std::string line = "hbTools: " + KxxToUtf8(path.View()) + ": " + reason;
         std::replace(line.begin(), line.end(), '\n', ' ');
-        std::fprintf(stderr, "%s\n", line.c_str());
+        WriteToStandardError(line + "\n");
     } catch (...) {
-        std::fputs("hbTools: a configuration file was not saved\n", stderr);
+        WriteToStandardError("hbTools: a configuration file was not saved\n");
     }
 }
 

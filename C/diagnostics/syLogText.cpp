@@ -2,10 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "diagnostics/syLogText.h"
 
+#include "base/posix/syDescriptor.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syEncoding.h"
-
-#include <cstdio>
 
 namespace KxN::detail {
 
@@ -43,7 +42,7 @@ KxString BesideIniFile(KxDirEntry const& iniFile, KxString const& name) {
 
 void TellOnStandardError(CException* exception) noexcept {
     try {
-        if (exception) std::fprintf(stderr, "%s\n", KxxToUtf8(CException::TextOf(*exception).View()).c_str());
+        if (exception) WriteToStandardError(KxxToUtf8(CException::TextOf(*exception).View()) + "\n");
     } catch (...) {
         exception->Delete();
         exception = nullptr;
@@ -51,7 +50,7 @@ void TellOnStandardError(CException* exception) noexcept {
     if (exception)
         exception->Delete();
     else
-        std::fputs("no memory is left to write the exception log or the debug file\n", stderr);
+        WriteToStandardError("no memory is left to write the exception log or the debug file\n");
 }
 
 }  // namespace KxN::detail

@@ -45,6 +45,19 @@ void CopySquare(KxMatrix const& matrix, double* square) {
     }
 }
 
+/// Makes the n * n elements smaller where their sums could be infinite; returns the exponent, see SafeSumExponent.
+int MakeSafe(double* square, int n) {
+    if (n <= detail::smallSize) {  // faster than a call of the kernel
+        bool isLarge = false;
+        for (int i = 0; i < n * n; ++i) isLarge |= KxMath::Abs(square[i]) > 1e288;
+        if (!isLarge) [[likely]]
+            return 0;
+    }
+    int const exponent = detail::SafeSumExponent(LargestSize(square, n * n));
+    detail::ScaleByPower(square, exponent, n * n);
+    return exponent;
+}
+
 /// A square matrix factored with full pivoting.
 class FullFactors {
 public:
@@ -52,6 +65,7 @@ public:
     FullFactors(KxMatrix const& matrix, double* lu)
         : m_n(matrix.Height()), m_work(Square(m_n)), m_rows(m_n), m_columns(m_n), m_lu(lu) {
         std::copy_n(matrix.Data(), Square(m_n), m_work.Data());
+        m_exponent = MakeSafe(m_work.Data(), m_n);
         Places order(Offset(m_n, 2));
         m_isRegular = detail::FactorFully(detail::Kernels(), m_work.Data(), m_n, m_rows.Data(), m_columns.Data(),
                                           order.Data(), lu);
@@ -66,12 +80,14 @@ public:
         detail::SolveTriangle(detail::Kernels(), false, false, m_lu, m_n, inverse, m_n, m_n, m_n);
         for (int k = 0; k < m_n; ++k)
             for (int c = 0; c < m_n; ++c) m_lu[Offset(m_columns[k], m_n) + m_rows[c]] = inverse[Offset(k, m_n) + c];
+        detail::ScaleByPower(m_lu, m_exponent, m_n * m_n);
     }
 
     KxMatrix Solve(KxMatrix const& right) {
         int const width = right.Width();
         KxMatrix permuted(width, m_n), result(width, m_n);
         for (int k = 0; k < m_n; ++k) std::copy_n(right[m_rows[k]], width, permuted[k]);
+        detail::ScaleByPower(permuted.Data(), m_exponent, m_n * width);
         detail::SolveTriangle(detail::Kernels(), true, true, m_lu, m_n, permuted.Data(), width, m_n, width);
         detail::SolveTriangle(detail::Kernels(), false, false, m_lu, m_n, permuted.Data(), width, m_n, width);
         for (int k = 0; k < m_n; ++k) std::copy_n(permuted[k], width, result[m_columns[k]]);
@@ -83,6 +99,7 @@ private:
     Work m_work;
     Scratch<int, few> m_rows, m_columns;
     double* m_lu;
+    int m_exponent = 0;  // of what the matrix was multiplied by
     bool m_isRegular = false;
 };
 
@@ -106,8 +123,9 @@ void InvertByLU(KxMatrix const& matrix, double* inverse, double* largest) {
     Scratch<int, few> permutation(n);
     CopySquare(matrix, lu.Data());
     if (largest) *largest = LargestSize(lu.Data(), n * n);
+    int const exponent = MakeSafe(lu.Data(), n);
     Factor(lu.Data(), n, permutation.Data(), nullptr);
-    if (largest) *largest = KxMath::Max(*largest, LargestSize(lu.Data(), n * n));
+    if (largest) *largest = KxMath::Max(*largest, std::ldexp(LargestSize(lu.Data(), n * n), -exponent));
     detail::InvertLower(detail::Kernels(), false, lu.Data(), inverse, n);
     detail::SolveTriangle(detail::Kernels(), false, true, lu.Data(), n, inverse, n, n, n);
     for (int r = 0; r < n; ++r) {
@@ -115,6 +133,7 @@ void InvertByLU(KxMatrix const& matrix, double* inverse, double* largest) {
         std::copy_n(target, n, row.Data());
         for (int c = 0; c < n; ++c) target[permutation[c]] = row[c];
     }
+    detail::ScaleByPower(inverse, exponent, n * n);
 }
 
 /// Whether full pivoting cannot find a pivot of zero. It works exactly on a matrix that differs by less than n^3 roundings
@@ -175,7 +194,9 @@ KxMatrix KxMatrix::GaussJordanInverse() const {
     if (m_width != m_height) return {};
     if (m_height <= detail::smallSize) {
         KxMatrix inverse(*this);
+        int const exponent = MakeSafe(inverse.Data(), m_height);
         if (!detail::InvertSmall(inverse.Data(), m_height, nullptr, 0)) return {};
+        detail::ScaleByPower(inverse.Data(), exponent, m_height * m_height);
         return inverse;
     }
     KxMatrix inverse(m_width, m_height);
@@ -219,6 +240,7 @@ bool KxMatrix::SolveEquationSystemGaussJordan(KxMatrix const& A, KxMatrix& X, Kx
     if (n <= detail::smallSize) {
         KxMatrix result(B);
         std::copy_n(A.Data(), n * n, lu.Data());
+        detail::ScaleByPower(result.Data(), MakeSafe(lu.Data(), n), n * B.m_width);
         if (!detail::InvertSmall(lu.Data(), n, result.Data(), B.m_width)) return false;
         X = std::move(result);
         return true;

@@ -34,6 +34,11 @@ inline int SafeExponent(double largest) {
     return (largest > 1.0 ? 300 : 0) - std::ilogb(largest);
 }
 
+/// The same for elimination, which adds numbers and does not multiply two large ones: 0 but near the end of their range.
+inline int SafeSumExponent(double largest) {
+    return largest > 0x1p+960 && largest < std::numeric_limits<double>::infinity() ? -64 : 0;
+}
+
 /// The numbers times 2 to the power of `exponent`.
 inline void ScaleByPower(double* values, int exponent, int count) {
     if (exponent == 0) return;

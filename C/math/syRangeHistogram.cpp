@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <immintrin.h>
 
 namespace KxN {
 
 namespace {
+
+constexpr long long largestShown = std::numeric_limits<int>::max();
 
 /// Four columns at a time. Each comparison has its operands in the order that gives NaN and the borders the column of
 /// the single value: the smaller, or the larger, instruction takes its second operand where it cannot compare.
@@ -42,11 +45,28 @@ int KxRangeHistogram::Column(double value) const {
     return position >= m_columns ? KxMath::Max(m_columns - 1, 0) : static_cast<int>(position);
 }
 
-void KxRangeHistogram::AddValue(double value, int count) {
-    if (m_columns > 0) {
-        int& counted = m_counts[Column(KxMath::Clamp(value, m_low, m_high))];
-        counted = static_cast<int>(static_cast<unsigned int>(counted) + static_cast<unsigned int>(count));
+long long KxRangeHistogram::Total(int column) const {
+    int const count = m_counts[column];
+    return count < largestShown || m_surplus.Size() == 0 ? count : count + m_surplus[column];
+}
+
+void KxRangeHistogram::Add(int column, long long count) {
+    long long const total = Total(column) + count;
+    if (total > largestShown || m_surplus.Size() > 0) {
+        if (m_surplus.Size() == 0) m_surplus.Resize(m_columns);
+        m_surplus[column] = std::max(total - largestShown, 0LL);
     }
+    m_counts[column] = static_cast<int>(std::clamp<long long>(total, std::numeric_limits<int>::min(), largestShown));
+}
+
+void KxRangeHistogram::AddValue(double value, int count) {
+    if (m_columns <= 0) return;
+    int const column = Column(KxMath::Clamp(value, m_low, m_high));
+    int total = 0;
+    if (m_surplus.Size() == 0 && !__builtin_add_overflow(m_counts[column], count, &total)) [[likely]]
+        m_counts[column] = total;
+    else
+        Add(column, count);
 }
 
 void KxRangeHistogram::AddValues(double const* values, int count) {
@@ -62,9 +82,9 @@ void KxRangeHistogram::AddValues(double const* values, int count) {
                 for (int k = 0; k < tables; ++k) ++counts[k * m_columns + columns[i + k]];
         }
         for (int column = 0; column < m_columns; ++column) {
-            auto sum = static_cast<unsigned int>(m_counts[column]);
+            long long sum = 0;
             for (int k = 0; k < tables; ++k) sum += counts[k * m_columns + column];
-            m_counts[column] = static_cast<int>(sum);
+            Add(column, sum);
         }
     }
     for (; count > 0; --count, ++values) AddValue(*values, 1);
@@ -72,13 +92,12 @@ void KxRangeHistogram::AddValues(double const* values, int count) {
 
 void KxRangeHistogram::ClearValues() {
     std::fill(m_counts.begin(), m_counts.end(), 0);
+    m_surplus.Resize(0);
 }
 
 long long KxRangeHistogram::NumValues() const {
     long long sum = 0;
-    for (int const count : m_counts) {
-        sum += count;
-    }
+    for (int column = 0; column < m_columns; ++column) sum += Total(column);
     return sum;
 }
 
@@ -106,7 +125,7 @@ double KxRangeHistogram::RunningMean(Function function) const {
     double mean = 0;
     double weight = 0;
     for (int column = 0; column < m_columns; ++column) {
-        if (double const count = m_counts[column]; count > 0) {
+        if (auto const count = static_cast<double>(Total(column)); count > 0) {
             weight += count;
             mean += (function(ColumnCenter(column)) - mean) * (count / weight);
         }
@@ -130,7 +149,7 @@ double KxRangeHistogram::SquareSum() const {
     double sum = 0;
     bool isEmpty = true;
     for (int column = 0; column < m_columns; ++column) {
-        if (int const count = m_counts[column]; count > 0) {
+        if (auto const count = static_cast<double>(Total(column)); count > 0) {
             sum += KxMath::Sqr(ColumnCenter(column)) * count;
             isEmpty = false;
         }
@@ -156,13 +175,11 @@ double KxRangeHistogram::StdDev(double mean) const {
 }
 
 KxTList<double> KxRangeHistogram::Maxima() const {
-    int largest = 0;
-    for (int const count : m_counts) {
-        largest = KxMath::Max(largest, count);
-    }
+    long long largest = 0;
+    for (int column = 0; column < m_columns; ++column) largest = std::max(largest, Total(column));
     KxTList<double> centers;
     for (int column = 0; column < m_columns; ++column) {
-        if (m_counts[column] == largest) {
+        if (Total(column) == largest) {
             centers.AddTail(ColumnCenter(column));
         }
     }

@@ -5,6 +5,7 @@
 #include "Operators/Operators.h"
 #include "Operators/Settings.h"
 #include "Operators/TextIds.h"
+#include "Print.h"
 
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
@@ -72,7 +73,7 @@ KxString LanguageOf(KxString const& path) {
 void PrintError(KxString text) {
     text.SearchAndReplace(L"\r\n", L" ", 0);  // of the heads that say where a command failed
     for (int i = 0; i < text.Len(); ++i)
-        if (text[i] < 0x20 || (text[i] >= 0x7f && text[i] < 0xa0)) text[i] = text[i] == L'\n' ? L' ' : L'?';
+        if (IsControl(text[i])) text[i] = text[i] == L'\n' ? L' ' : L'?';
     std::fprintf(stderr, "scanlab: %s\n", KxxToUtf8(text.View()).c_str());
 }
 

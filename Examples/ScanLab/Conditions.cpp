@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "Conditions.h"
 
+#include "Print.h"
+
 #include <hbtools/base/syDirEntry.h>
 
 #include <algorithm>
@@ -94,7 +96,7 @@ KxString ConditionsText(Scan const& scan) {
         text.append(4 * std::min(open.size(), deepestIndented), L' ');
         KxString const line = property.GetMessageW();
         for (wchar_t const c : line.View())  // a file name must not steer the terminal
-            text += c < 0x20 || (c >= 0x7f && c < 0xa0) ? L'?' : c;
+            text += IsControl(c) ? L'?' : c;
         text += L'\n';
         if (auto const* const list = dynamic_cast<KxPropertyList const*>(&property))
             open.emplace_back(list->begin(), list->end());

@@ -6,11 +6,10 @@ namespace ScanLab {
 
 using namespace KxN;
 
-namespace {
 bool IsControl(wchar_t c) {
-    return c < 0x20 || (c >= 0x7f && c < 0xa0);
+    return c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x61c || c == 0x200e || c == 0x200f ||
+           (c >= 0x2028 && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069) || c == 0xfeff;
 }
-}  // namespace
 
 std::wstring Printable(std::wstring text) {
     for (wchar_t& c : text)

@@ -14,6 +14,8 @@
 
 namespace ScanLab {
 
+/// Control characters, and those that turn the direction of writing.
+bool IsControl(wchar_t c);
 /// The text without control characters but line ends: names from files must not steer a terminal.
 std::wstring Printable(std::wstring text);
 /// For SVG and HTML, between tags and within double quotes.

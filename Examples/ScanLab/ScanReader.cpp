@@ -3,6 +3,7 @@
 #include "ScanReader.h"
 
 #include "Conditions.h"
+#include "Print.h"
 
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
@@ -135,7 +136,7 @@ KxString Excerpt(std::string_view text) {
     constexpr std::size_t shown = 40;
     std::wstring wide = KxxWidenUtf8(text.substr(0, shown));
     for (wchar_t& c : wide)
-        if (c < 0x20 || (c >= 0x7f && c < 0xa0)) c = L'?';
+        if (IsControl(c)) c = L'?';
     if (text.size() > shown) wide += L"...";
     return KxString(std::move(wide));
 }

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "ScanWriter.h"
 
+#include "Print.h"
+
 #include <hbtools/base/syEncoding.h>
 #include <hbtools/base/sySafeFile.h>
 
@@ -56,7 +58,7 @@ void WritePoints(KxString const& path, StoredScan const& stored, std::string con
 std::string Comment(wchar_t const* what, KxString const& text) {
     std::wstring line(text.View());
     for (wchar_t& c : line)
-        if (c < 0x20 || (c >= 0x7f && c < 0xa0)) c = L'?';
+        if (IsControl(c)) c = L'?';
     return line.empty() ? std::string() : KxxToUtf8(KxxFormat(L"comment %s %s\n", what, line));
 }
 

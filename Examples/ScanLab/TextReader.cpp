@@ -3,7 +3,8 @@
 //
 // Points as text, one in a line: the first three columns, or those that a header line calls x, y and z. Blanks,
 // commas or semicolons separate; between semicolons a comma is a decimal point. Lines that begin with # or // are
-// remarks. A first line that is one whole number is the count that some writers put there.
+// remarks. A first line that is one whole number is the count that some writers put there. Every line has as many columns as
+// the first: where one has more or fewer, it is unknown what its numbers are.
 #include "ScanReader.h"
 
 #include <algorithm>
@@ -38,6 +39,11 @@ void Split(std::string_view line, Separator separator, std::vector<std::string_v
 
 bool IsRemark(std::string_view line) {
     return line.empty() || line.starts_with('#') || line.starts_with("//");
+}
+
+// A separator at the end of a line is none.
+std::size_t WidthOf(std::vector<std::string_view> const& fields) {
+    return fields.size() - (fields.back().empty() ? 1 : 0);
 }
 
 // A line with one number among its first fields is a point, even if the others cannot be read.
@@ -75,6 +81,7 @@ void ReadText(ScanSource& source, Scan& scan) {
     std::vector<std::string_view> fields;
     std::array<std::size_t, 3> columns = {0, 1, 2};
     std::size_t needed = 3;
+    std::size_t width = 0;  // of every line; 0 as long as none has told it
     Separator separator = Separator::blank;
     bool isFirst = true;
     double promised = -1;
@@ -92,11 +99,14 @@ void ReadText(ScanSource& source, Scan& scan) {
             if (fields.size() >= 3 && AreNames(fields, decimalComma)) {
                 columns = ColumnsOf(source, fields);
                 needed = *std::max_element(columns.begin(), columns.end()) + 1;
+                if (separator != Separator::blank) width = WidthOf(fields);  // names may have blanks in them
                 continue;
             }
         }
         knowsSeparator = true;
-        if (fields.size() < needed) source.FailInLine(Text::FewColumns, ULONGLONG{needed}, Excerpt(line));
+        if (width == 0) width = std::max(WidthOf(fields), needed);
+        if (fields.size() != width && (fields.size() != width + 1 || !fields.back().empty()))
+            source.FailInLine(Text::OtherColumns, ULONGLONG{width}, Excerpt(line));
         KxVec3d point;
         for (int i = 0; i < 3; ++i) {
             std::string_view const field = fields[columns[static_cast<std::size_t>(i)]];

@@ -5,6 +5,8 @@
 #include "Support.h"
 
 #include <cmath>
+#include <cstdlib>
+#include <ctime>
 
 namespace {
 
@@ -96,7 +98,29 @@ TEST(DateTime, OrderAndDays) {
     EXPECT_FALSE(late.AddDays(-2147483647 - 1).IsValid());
     EXPECT_EQ(late.AddDays(364).GetDate(), 99991231u);
     EXPECT_TRUE(KxDateTime::Now().IsValid());
-    EXPECT_LE(KxDateTime::FromUnixTime(0).GetDate(), 19700101u);
+    // Wherever this is, and whatever is said about that: within a day of the time in Greenwich.
+    for (char const* zone : {"", "UTC", "Pacific/Kiritimati", "ABC-24", "../../../../etc/passwd", ":/dev/zero",
+                             "X99:99:99Y,M13.9.9", "\x1b%s%n"}) {
+        EXPECT_EXIT(
+            {
+                ::setenv("TZ", zone, 1);
+                ::tzset();
+                bool isRight = KxDateTime::Now().IsValid();
+                for (auto const& [seconds, date] : {std::pair{-2208988800LL + 86400, 19000102u},
+                                                    {0, 19700101u},
+                                                    {2147483648LL, 20380119u},
+                                                    {4294967296LL, 21060207u},
+                                                    {253402300799LL - 86400, 99991230u}}) {
+                    KxDateTime const greenwich(static_cast<int>(date / 10000), static_cast<int>(date / 100 % 100),
+                                               static_cast<int>(date % 100), 12, 0, 0);
+                    KxDateTime const here = KxDateTime::FromUnixTime(seconds);
+                    isRight = isRight && std::abs(here.GetValue() - greenwich.GetValue()) < 2.5;
+                }
+                std::_Exit(isRight ? 7 : 1);
+            },
+            testing::ExitedWithCode(7), "")
+            << zone;
+    }
     EXPECT_FALSE(KxDateTime::FromUnixTime(9223372036854775807).IsValid());
 }
 

@@ -2,12 +2,26 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/base/sySync.h"
 
+#include "hbtools/base/syTimer.h"
+#include "hbtools/base/syWinApp.h"
+
 #include "Support.h"
 
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <thread>
 #include <vector>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+static std::atomic<int> g_numJumps = 0;  // of the clock that can be set, as long as that is not 0
+
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    auto const result = static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+    if (clock == CLOCK_REALTIME && g_numJumps > 0) time->tv_sec += ++g_numJumps % 2 ? 86400 : -86400;
+    return result;
+}
 
 namespace {
 
@@ -99,6 +113,37 @@ TEST(Sync, SemaphoresCount) {
     EXPECT_EQ(previous + semaphore.Unlock(), 0);
     test::Thrown<CInvalidArgException>([] { CSemaphore(2, 1); });
     test::Thrown<CInvalidArgException>([] { CSemaphore(0, 0); });
+}
+
+TEST(Sync, WaitsAndTimersIgnoreThatTheClockIsSet) {
+    KxWinApp app;
+    CEvent never, neither;
+    CSemaphore none(0, 1);
+    CMutex mutex(1);
+    CCriticalSection section;
+    CSingleLock const held(&section, 1);
+    CSyncObject* const objects[] = {&never, &neither};
+    auto const tick = [](void* ticks, void*) -> long long { return ++*static_cast<int*>(ticks); };
+    int ticks = 0;
+    KxTimer timer;
+    timer.SetTimeoutHdl(KxTools::Link(&ticks, tick));
+    timer.SetTimeout(20);
+    g_numJumps = 1;
+    auto const start = Clock::now();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(never.Lock(20) + none.Lock(20), 0);
+        EXPECT_EQ(OnAnotherThread([&] { return mutex.Lock(20) + CSingleLock(&section).Lock(20); }), 0);
+        EXPECT_LT(static_cast<int>(KxxWaitForAny(objects, 2, 20)), 0);
+        KxN::Sleep(20);
+        timer.Start();
+        while (ticks <= i) app.PumpMessage();
+    }
+    auto const time = Clock::now() - start;
+    bool const hasJumped = KxDateTime::Now().IsValid() && g_numJumps > 1;
+    g_numJumps = 0;
+    EXPECT_TRUE(hasJumped);
+    EXPECT_GE(time, std::chrono::milliseconds(2 * 7 * 20));
+    EXPECT_LT(time, std::chrono::seconds(60));
 }
 
 TEST(Sync, WaitingForSeveral) {

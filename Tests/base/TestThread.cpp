@@ -3,6 +3,7 @@
 #include "hbtools/base/syThread.h"
 
 #include "hbtools/base/syEncryption.h"
+#include "hbtools/base/sySafeFile.h"
 #include "hbtools/base/syWnd.h"
 
 #include "Support.h"
@@ -258,6 +259,39 @@ TEST(Thread, KilledThreadsLeaveTheProcessHealthy) {
     }
     ::close(shared.pipe[0]);
     ::close(shared.pipe[1]);
+}
+
+class KilledSave : public test::TempFolder {};
+
+// The new file that it was about stays its thread's, locked, as long as the process is there; the next save behind that
+// removes it.
+TEST_F(KilledSave, LeavesAWholeFile) {
+    if (isThreadSanitized) GTEST_SKIP() << "signals come late";
+    auto const content = [](int number) { return std::string(300000, static_cast<char>('a' + number % 26)); };
+    KxxSaveFile(Path("scan"), content(0));
+    auto const kill = [&] {
+        test::Leaking const leaking;
+        for (int round = 0; round < 6; ++round) {
+            std::atomic<int> saves = 0;
+            auto save = [&] {
+                for (;; ++saves) KxxSaveFile(Path("scan"), content(saves));
+            };
+            {
+                Running saver(save);
+                Await([&] { return saves > 0; });
+                std::this_thread::sleep_for(std::chrono::microseconds(370 * round));
+                if (saver.thread->TerminateThread(0) != 1) std::_Exit(1);
+            }
+            std::string const found = Get("scan");
+            if (found != content(found[0] - 'a')) std::_Exit(2);
+            KxxSaveFile(Path("scan"), content(0));
+        }
+        std::_Exit(7);
+    };
+    EXPECT_EXIT(kill(), testing::ExitedWithCode(7), "");
+    KxxSaveFile(Path("scan"), content(7));
+    EXPECT_TRUE(Get("scan") == content(7));
+    EXPECT_EQ(CountFiles(), 1u);
 }
 
 TEST(Thread, AMutexIsAbandonedByEveryEnd) {

@@ -9,10 +9,12 @@
 #include "Support.h"
 
 #include <atomic>
+#include <csignal>
 #include <optional>
 #include <thread>
 #include <vector>
 #include <poll.h>
+#include <unistd.h>
 
 #ifdef HBTOOLS_TEST_GLIB
 #include <glib-unix.h>
@@ -202,6 +204,17 @@ TEST(Wnd, MessageBoxesGoToTheHandler) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(AfxMessageBox(L"Größe"), IDOK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Größe\n");
+    EXPECT_EXIT(  // where nobody reads it
+        {
+            int ends[2];
+            if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
+            std::signal(SIGPIPE, SIG_DFL);
+            AfxMessageBox(L"Größe");
+            sigset_t waiting;
+            ::sigpending(&waiting);
+            std::_Exit(::sigismember(&waiting, SIGPIPE) ? 2 : 7);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 struct Ticks {

@@ -2,9 +2,13 @@
 // SPDX-License-Identifier: MIT
 //
 // The manager's settings, its filters and its queues.
+#include "FaultTest.h"
 #include "ManagerTest.h"
 #include "diagnostics/syGroupQueues.h"
 
+#include <new>
+#include <thread>
+#include <utility>
 #include <sys/stat.h>
 
 namespace {
@@ -137,6 +141,44 @@ TEST_F(ExceptionMgr, WriteFilters) {
     manager.ChangeWriteMinLevel(EXCEPT_FATAL);
     manager.PurgeExceptionsByLevel();
     EXPECT_EQ(manager.GetTotalCount(), 1u);
+}
+
+/// Its text fails at first, in whatever way.
+class Failing : public KxException {
+public:
+    void (*fail)() = nullptr;
+
+protected:
+    void BuildMessage() override {
+        if (auto const now = std::exchange(fail, nullptr)) now();
+        m_message = L"told";
+    }
+};
+
+// What fails while a failure is reported leaves the log as it was, unlocked, and the exception can be reported again.
+TEST_F(ExceptionMgr, ReportsMayFail) {
+    KxSEHandler const guard(FLOAT_ALL);
+    KxExceptionManager manager;
+    Initialize(manager, "ErrorCount=10\n");
+    manager.DelayedWritingToDebugFile(false);
+    for (void (*const fail)() : {+[] { throw 7; }, +[] { throw std::bad_alloc(); },
+                                 +[] { throw new KxException(L"inner"); }, test::ReadNull}) {
+        Failing exception;
+        exception.fail = fail;
+        bool isFailed = false;
+        try {
+            manager.AddExceptionToLog(exception);
+        } catch (CException* inner) {
+            inner->Delete();
+            isFailed = true;
+        } catch (...) {
+            isFailed = true;
+        }
+        EXPECT_TRUE(isFailed);
+        std::thread([&] { Add(manager, L"G", EXCEPT_USER, L"other"); }).join();
+        manager.AddExceptionToLog(exception);
+    }
+    EXPECT_EQ(manager.GetTotalCount(), 8u);
 }
 
 TEST_F(ExceptionMgr, TheOldestGoFirst) {

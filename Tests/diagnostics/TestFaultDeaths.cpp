@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -55,6 +56,20 @@ void OnThread(Body body) {
     std::thread([body] { EXPECT_EQ(ClassThrown(body), "none"); }).join();
 }
 
+void OverflowSmallStack() {
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstacksize(&attributes, 65536);
+    pthread_t thread{};
+    auto const body = [](void*) -> void* {
+        KxSEHandler const guard;
+        Overflow(0);
+        return nullptr;
+    };
+    ::pthread_create(&thread, &attributes, body, nullptr);
+    ::pthread_join(thread, nullptr);
+}
+
 struct {
     char const* name;
     int signal;
@@ -72,6 +87,9 @@ struct {
      [] { asm volatile("lea 1f(%%rip), %%rax; push %%rax; push $64; 1: ret" ::: "rax", "memory"); }},
     {"stack overflow", SIGSEGV, [] { Overflow(0); }},
     {"stack overflow of a thread", SIGSEGV, [] { OnThread([] { KxSEHandler const guard; Overflow(0); }); }},
+    {"stack overflow of a thread with a small one", SIGSEGV, OverflowSmallStack},
+    {"stack overflow in the translator", SIGSEGV,
+     [] { KxSEHandler const guard([](unsigned int, EXCEPTION_POINTERS*) { Overflow(0); }, 0); ReadNull(); }},
     {"in the translator", SIGILL,
      [] { KxSEHandler const guard([](unsigned int, EXCEPTION_POINTERS*) { asm volatile("ud2"); }, 0); ReadNull(); }},
     {"in a destructor", SIGABRT, [] { FaultsAtTheEnd const end; }},
@@ -94,6 +112,16 @@ TEST(FaultDeathTest, Table) {
             std::_Exit(0);  // nothing happened, or it was translated
         };
         EXPECT_EXIT(body(), DiedOf{c.signal}, "");
+    }
+}
+
+// When nothing of the library is there yet, or any more. See program/faultends.cpp.
+TEST(FaultDeathTest, BeforeMainAndBehindIt) {
+    for (char const* when : {"before the library", "before main", "behind main", "behind the library"}) {
+        int const status = std::system(("ulimit -c 0; HBTOOLS_FAULT='" + std::string(when) +
+                                        "' exec '" HBTOOLS_BINARY_DIR "/bin/faultends' 2> /dev/null")
+                                           .c_str());
+        EXPECT_TRUE(DiedOf{SIGSEGV}(status)) << when << ' ' << status;
     }
 }
 

@@ -183,6 +183,21 @@ TEST_F(Drag, EndsWithoutEffectWhereItMust) {
     KxDragSession nowhere(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
     EXPECT_EQ(nowhere.MoveTo(&target, 0, {1, 1}), DROPEFFECT_NONE);
     EXPECT_EQ(nowhere.Drop(0, {1, 1}), DROPEFFECT_NONE);
+    KxDragSession itself(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
+    itself.MoveTo(&source, 0, {1, 1});
+    EXPECT_EQ(itself.Drop(0, {1, 1}), DROPEFFECT_COPY);  // the window's own affair; nothing is lost
+    EXPECT_EQ(source.points.Size(), 3);
+    target.dragDrop.EnableDrop(&target);
+    for (std::string const& bytes :
+         {std::string("abc"), std::string("\1\0\0\0\x64\0\xff\xff\xff\x7f\x12\0\0\0\0\0\0\0", 18)}) {
+        COleDataSource lying;
+        lying.CacheData(ScanFormat(), bytes.data(), static_cast<unsigned long>(bytes.size()));
+        KxDragSession session(lying, source.dragDrop, &source, DROPEFFECT_COPY);
+        session.MoveTo(&target, 0, {1, 1});
+        EXPECT_EQ(session.Drop(0, {1, 1}), DROPEFFECT_NONE);
+        EXPECT_NE(test::U(session.GetFailure()), "");
+        EXPECT_EQ(target.points.Size(), 0);
+    }
     source.points.Resize(0);
     EXPECT_FALSE(KxDragSession(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY).IsActive());
 }

@@ -9,7 +9,9 @@
 #include "../base/Allocations.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <ctime>
 #include <set>
 #include <utility>
 #include <dirent.h>
@@ -158,6 +160,61 @@ TEST_F(HostileZip, NamesStayInTheFolder) {
     }
 }
 
+// What other systems write beside the bytes: links, modes, another name in front of them, times that are none.
+TEST_F(HostileZip, OnlyBytesNamesAndTimesComeOut) {
+    auto const onUnix = [](std::string archive, unsigned mode) {  // every entry
+        for (std::size_t at = 0; (at = archive.find("PK\1\2", at)) != archive.npos; ++at)
+            archive.replace(at + 5, 1, "\3").replace(at + 38, 4, Little(mode << 16, 4));
+        return archive;
+    };
+    std::filesystem::create_directories(File("elsewhere"));
+    std::string const target = "../elsewhere", endless(5000, 'x');
+    Put("z.zip", onUnix(Archive({{"link", target}, {"endless", endless}}), 0120777));
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"link", target}, {"endless", endless}}));
+    EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(File("out/link"))));
+    std::filesystem::remove_all(File("out"));
+    Put("z.zip", onUnix(Archive({{"link", target}, {"link/x", "bad"}}), 0120777));
+    std::string failure;
+    EXPECT_TRUE(Unpacked("z.zip", &failure).empty() && CountOut() == 0 && failure.find("link\\x") != failure.npos);
+    EXPECT_TRUE(std::filesystem::is_empty(File("elsewhere")));
+    Put("z.zip", onUnix(Archive({{"tool", "x"}}), 0107777));
+    EXPECT_EQ(Unpacked("z.zip").size(), 1u);
+    auto const special = static_cast<std::filesystem::perms>(07111);
+    EXPECT_EQ(std::filesystem::status(File("out/tool")).permissions() & special, std::filesystem::perms::none);
+    std::string renamed = Archive({{"one", "first"}});
+    Put("z.zip", renamed.replace(30, 3, "two"));  // the directory counts
+    EXPECT_EQ(Unpacked("z.zip"), (std::map<std::string, std::string>{{"one", "first"}}));
+    EXPECT_FALSE(std::filesystem::exists(File("out/two")));
+    auto const secondsOf = [&](char const* name) {
+        return std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::system_clock::duration>(
+            std::chrono::file_clock::to_sys(std::filesystem::last_write_time(File(name)))));
+    };
+    struct Case {
+        unsigned stored;
+        int year, month, day, hour, minute, second;
+    };
+    for (Case const& c : {Case{0, 1980, 1, 1, 0, 0, 0}, Case{~0U, 2107, 12, 31, 23, 59, 59},
+                          Case{0x74320000, 2038, 1, 18, 0, 0, 0}, Case{0x7433bf7d, 2038, 1, 19, 23, 59, 58}}) {
+        std::string archive = Archive({{"one", "first"}});
+        Put("z.zip", archive.replace(archive.find("PK\1\2") + 12, 4, Little(c.stored, 4)));
+        EXPECT_EQ(Unpacked("z.zip").size(), 1u);
+        std::time_t const seconds = secondsOf("out/one");
+        std::tm const* const local = std::localtime(&seconds);
+        EXPECT_TRUE(local->tm_year == c.year - 1900 && local->tm_mon == c.month - 1 && local->tm_mday == c.day &&
+                    local->tm_hour == c.hour && local->tm_min == c.minute && local->tm_sec == c.second)
+            << std::asctime(local);
+    }
+    for (auto const& [seconds, stored] : {std::pair{-2208988800LL, 0x00210000U}, {7258118400LL, 0xff9fbf7dU}}) {
+        Put("old", "old");
+        auto const time = std::chrono::file_clock::from_sys(std::chrono::sys_seconds(std::chrono::seconds(seconds)));
+        std::filesystem::last_write_time(File("old"), time);
+        if (std::filesystem::last_write_time(File("old")) != time) continue;  // this file system has no such years
+        KxZipHelper::CompressFile(Path("old"), Path("old.zip"), L"", L"");
+        EXPECT_EQ(Get("old.zip").substr(10, 4), Little(stored, 4));
+        std::filesystem::remove(File("old.zip"));
+    }
+}
+
 TEST_F(HostileZip, DamagedArchivesBringNothingWrong) {
     std::string const good = Archive({{"one.txt", "first"}, {"two.txt", "second"}}, "comment");
     Put("z.zip", good);
@@ -244,6 +301,8 @@ TEST_F(HostileZip, DirectoriesThatLieAreRefused) {
         {"a long large end", large("more than we know", 0), nullptr},
         {"the same, and something in front", "#!/bin/sh\n" + large("", 0), nullptr},
         {"a large end of another length", large("more", 1), "no directory"},
+        {"a count beyond all numbers",
+         large("", 0).replace(end + 24, 16, Little(1ULL << 63, 8) + Little(1ULL << 63, 8)), "file no. 3 in zip"},
         {"two large ends", large(large("", 0).substr(end, 56), 0), "contradict"},
         {"too much behind", good + std::string(65537, 'x'), "no zip file"},
         {"behind it the end of another comment", with(end + 20, Little(good.size() + 3, 2)) + good + "xyz",

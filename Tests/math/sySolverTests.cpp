@@ -3,7 +3,9 @@
 #include "DenseMatrices.h"
 #include "hbtools/base/syObject.h"
 
+#include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <new>
 #include <tuple>
 
@@ -177,6 +179,7 @@ TEST(Solvers, NoSolutionAndOddSizes) {
                        {"NaN beside", Matrix(2, {1, noNumber, 0, 1}), true},
                        {"infinite", Matrix(2, {infinity, 1, 1, 1}), false},
                        {"denormal", Matrix(2, {5e-324, 0, 0, 1}), false},
+                       {"huge", Matrix(2, {1e308, 1e308, 1e308, -1e308}), false},
                        {"twenty zeros", KxMatrix(20, 20), true},
                        {"twenty NaN", Random(20, 20) * noNumber, true}};
     for (auto const& [name, matrix, isSingular] : cases) {
@@ -208,6 +211,31 @@ TEST(Solvers, NoSolutionAndOddSizes) {
         EXPECT_EQ(U.Height() * 1000 + W.Size(), matrix.Height() * 1000 + matrix.Width()) << name;
         (void)matrix.EigenVectors(&W);
         (void)KxMatrix::SolveEquationSystem(matrix, x, b);
+    }
+}
+
+// The sums of elimination would be infinite, or its differences NaN, and small numbers come out that are wrong.
+TEST(Solvers, NumbersNearTheEndOfTheirRange) {
+    for (int const n : {2, 12}) {
+        KxMatrix a(n, n), scaled(n, n), right(1, n);
+        for (int r = 0; r < n; ++r)
+            for (int c = 0; c < n; ++c) a[r][c] = c <= r ? 1 : -1;  // grows at each step
+        for (int i = 0; i < n * n; ++i) scaled.Data()[i] = std::ldexp(a.Data()[i], 1023);
+        for (int i = 0; i < n; ++i) right.Data()[i] = std::ldexp(i % 3, 1000);
+        KxMatrix expected = a.Inverse();
+        for (KxMatrix const& inverse : {scaled.Inverse(), scaled.LUInverse()})
+            for (int i = 0; i < n * n; ++i)
+                EXPECT_NEAR(std::ldexp(inverse.Data()[i], 1023), expected.Data()[i], 1e-14) << n << ' ' << i;
+        expected = a.Inverse() * right;
+        for (auto const& solve : {std::function<bool(KxMatrix const&, KxMatrix&, KxMatrix const&)>(
+                                      [](auto&&... of) { return KxMatrix::SolveEquationSystemGaussJordan(of...); }),
+                                  {[](auto&&... of) { return KxMatrix::SolveEquationSystemLU(of...); }},
+                                  {[](auto&&... of) { return KxMatrix::SolveEquationSystem(of...); }}}) {
+            KxMatrix x;
+            ASSERT_TRUE(solve(scaled, x, right));
+            for (int i = 0; i < n; ++i)
+                EXPECT_NEAR(std::ldexp(x.Data()[i], 23), std::ldexp(expected.Data()[i], -1000), 1e-14) << n << ' ' << i;
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 #include "hbtools/base/syLimits.h"
 
 #include <functional>
+#include <sys/stat.h>
 
 using namespace test;
 
@@ -232,6 +233,10 @@ TEST_F(Commands, MacroFailuresSayWhere) {
     std::filesystem::remove(File("macro"));
     message = Thrown<KxException>([&] { KxMacro(nullptr).Start(Path("macro")); });
     EXPECT_EQ(message.find(MacroPrefix(1) + "Fehler beim Öffnen der Datei"), 0U) << message;
+    ASSERT_EQ(::mkfifo(File("macro").c_str(), 0600), 0);  // nobody writes into it
+    message = Thrown<KxException>([&] { KxMacro(nullptr).Start(Path("macro")); });
+    EXPECT_EQ(message.find(MacroPrefix(1) + "Fehler beim Öffnen der Datei"), 0U) << message;
+    EXPECT_NE(Thrown<KxException>([&] { KxMacro(nullptr).Start(L"/dev/zero"); }).find("/dev/zero"), std::string::npos);
 }
 
 TEST_F(Commands, MacrosWithinMacros) {
@@ -251,8 +256,22 @@ TEST_F(Commands, MacrosWithinMacros) {
     std::string const tail = "Die Makros sind tiefer als 32-mal ineinander verschachtelt";
     EXPECT_TRUE(message.starts_with(MacroPrefix(2) + "Kommandozeileninterpretation:\r\n" + MacroPrefix(2)));
     EXPECT_TRUE(message.ends_with(MacroPrefix(1) + tail)) << message;
-    m_command->body = [] { return 0; };  // what comes later has all the depth again
-    EXPECT_EQ(macro.Start(Path("macro")), 0);
+    Put("other", "\nFilter;\n");
+    m_command->body = [&] { return static_cast<int>(macro.Start(Path(++depth % 2 ? "other" : "macro"))); };
+    std::string const both = Thrown<KxException>([&] { macro.Start(Path("macro")); });
+    std::size_t names = 0;
+    for (char const* name : {"macro", "other"})
+        for (std::size_t at = 0; (at = both.find(File(name).string() + "\", Zeile 2", at)) != both.npos; ++at) ++names;
+    EXPECT_EQ(names, static_cast<std::size_t>(KxxLimits().macroDepth));  // each names its line
+    EXPECT_TRUE(both.ends_with(tail)) << both;
+    depth = 0;
+    m_command->body = [&] {  // what comes later has all the depth again; what runs is read to its end
+        ++depth;
+        std::filesystem::remove(File("macro"));
+        return 0;
+    };
+    Put("macro", "Filter;\n" + std::string(100000, '\n') + "Filter;\n");
+    EXPECT_EQ(macro.Start(Path("macro")) * 10 + depth, 2);
 }
 
 TEST_F(Commands, ASlotMayStartTheMacroThatRuns) {

@@ -57,6 +57,12 @@ struct Case {
     char const* expected;
 };
 
+std::string Times(int count, std::string const& line) {
+    std::string lines;
+    for (; count > 0; --count) lines += line;
+    return lines;
+}
+
 void Check(std::vector<Case> const& cases) {
     for (Case const& c : cases) EXPECT_EQ(Outcome(c.bytes), c.expected) << c.what;
 }
@@ -104,8 +110,21 @@ TEST(ScanReader, Text) {
          {"hexadecimal", "1 2 3\n4 0x5 6\n", "Zeile 2: \"0x5\" ist keine Zahl"},
          {"too large, and no header", "1 2 1e999\n1 2 3\n", "Zeile 1: \"1e999\" ist keine Zahl"},
          {"a column missing", "1 2 3\n4 5\n", "Zeile 2: 3 Spalten werden erwartet, hier steht \"4 5\""},
+         {"a column too many", "1 2 3\n4 5 6 7\n", "Zeile 2: 3 Spalten werden erwartet, hier steht \"4 5 6 7\""},
+         {"decimal commas between commas", "x,y,z\n1,5,2,5,3,5\n",
+          "Zeile 2: 3 Spalten werden erwartet, hier steht \"1,5,2,5,3,5\""},
+         {"a column without a name", "x,y,z\n0,1,2,3\n", "Zeile 2: 3 Spalten werden erwartet, hier steht \"0,1,2,3\""},
+         {"a line that was cut", "x,y,z,i\n1,2,3,4\n5,6,7", "Zeile 3: 4 Spalten werden erwartet, hier steht \"5,6,7\""},
+         {"commas at the end", "x,y,z,\n1,2,3,\n4,5,6\n", "2,0: 4 5 6"},
+         {"no last value", "x,y,z,i\n1,2,3,4\n4,5,6,\n", "2,0: 4 5 6"},
+         {"a grid with sides and places", "2\n2\n0 0 0\n1 0 0\n",
+          "Zeile 2: 3 Spalten werden erwartet, hier steht \"2\""},
          {"empty field", "1,2,3\n4,,6\n", "Zeile 2: \"\" ist keine Zahl"},
          {"control characters", "1 2 3\n4 \x1b[31m 6\n", "Zeile 2: \"?[31m\" ist keine Zahl"},
+         {"writing that is turned",
+          "1 2 3\n4 \xe2\x80\xae"
+          "5 6\n",
+          "Zeile 2: \"?5\" ist keine Zahl"},
          {"empty", "", "es ist kein Punkt darin"},
          {"only a header", "x,y,z\n", "es ist kein Punkt darin"},
          {"a very long line", std::string(1 << 20, '7'), "Zeile 1: die Zeile ist zu lang für eine Liste von Punkten"}});
@@ -161,6 +180,8 @@ TEST(ScanReader, Pcd) {
          {"binary", PcdHeader("2", "binary") + point + point, "2,0: 1.5 2.5 -3"},
          {"more than promised", PcdHeader("1", "binary") + point + point,
           "hinter dem letzten angekündigten Punkt steht noch mehr"},
+         {"most are not finite", PcdHeader("68126", "ascii") + Times(68125, "0 0 nan nan nan\n") + "1 1 1.5 2.5 -3\n",
+          "1,68125: 1.5 2.5 -3"},
          {"sides that contradict", "VERSION 0.7\nFIELDS x y z\nWIDTH 3\nHEIGHT 1\nPOINTS 2\nDATA ascii\n",
           "POINTS im Kopf der PCD-Datei ist nicht WIDTH mal HEIGHT"},
          {"binary cut", PcdHeader("2", "binary") + point, "2 Punkte sind angekündigt und 16 Byte sind da"},

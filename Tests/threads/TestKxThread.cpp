@@ -7,9 +7,13 @@
 
 #include "../base/Allocations.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <pthread.h>
@@ -178,6 +182,30 @@ TEST(KxThread, RequestsAndWaitsAnswerAsTold) {
     std::string const id = text.substr(text.find('=') + 1, text.find('|') - text.find('=') - 1);
     EXPECT_EQ(text, "Messkopf, ID=" + id + "|" + id + "|ends");
     EXPECT_EQ(test::Thrown<KxThreadFinalizeException2>([&] { idle.EndThread(); }), "(no text)");
+}
+
+TEST(KxThread, TenThousandRunsLeaveNothing) {
+    auto const count = [](char const* what) {  // threads, open files, pieces of memory
+        std::ifstream maps("/proc/self/maps");
+        return *what ? std::distance(std::filesystem::directory_iterator(what), {})
+                     : std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+    };
+    std::atomic<int> done = 0;
+    auto work = [&](void*) { ++done; };
+    int const runs = isSanitized ? 1000 : 10000;
+    long before[3] = {};
+    for (int run = 0; run < runs; ++run) {
+        KxThread thread;
+        ASSERT_EQ(thread.Run(LinkTo(work)), 1);
+        if (run % 2) thread.AttemptTermination(60000);
+        if (run == 100)
+            for (char const* what : {"/proc/self/task", "/proc/self/fd", ""})
+                before[*what ? what[11] == 't' : 2] = count(what);
+    }
+    EXPECT_EQ(done, runs);
+    Await([&] { return count("/proc/self/task") <= before[1]; });
+    EXPECT_LE(count("/proc/self/fd"), before[0]);
+    EXPECT_LE(count(""), before[2] + 20);
 }
 
 TEST(KxThread, SuspensionsAreUndoneByTheEnd) {

@@ -100,6 +100,9 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
                              "3\n[0]\nDate=20241231\nTime=1\nLevel=EXCEPT_USER\nMessage=a\n[1]\nDate=20241231\n"
                              "Time=0\nGroup=G\nLevel=EXCEPT_USER\nMessage=b\n[2]\nDate=20241301\nTime=1\nGroup=G\n"
                              "Level=EXCEPT_USER\nMessage=c\n");
+    Write("turned.log", head +
+                            "1\n[0]\nDate=20241231\nTime=1\nGroup=G\nLevel=EXCEPT_USER\nMessage=a\xE2\x80\xAE"
+                            "b\n");
     Write("foreign", "[General]\nTotalCount=1\n[0]\nMessage=a\n");
     std::string const line = std::string(70, '_') + "\r\n";
     std::string const profile =
@@ -141,6 +144,7 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"profile " + Path("interleaved"), 0, "B            0x0         1           900         900.0           900\n"},
         {"profile " + Path("interleaved"), 0, "A            0x0         2           817         408.5           812\n"},
         {"profile " + Path("open"), 0, "total ms"},
+        {"log " + Path("turned.log"), 0, "G  a\\u202eb\n"},
         {"log " + Path("foreign"), 3, "is not an exception log"},
         {"log " + Path("missing"), 1, "existiert nicht"},
         {"log " + Path("."), 1, "hblog: "},

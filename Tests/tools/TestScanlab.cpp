@@ -126,6 +126,12 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
     EXPECT_NE(reference.output.find("\n## LoadSettings: "), std::string::npos);
     EXPECT_NE(Call("./scanlab --help-operators > /dev/full").code, 0);
 
+    for (char const* folders : {"env -u HOME -u XDG_CONFIG_HOME", "env HOME=relative XDG_CONFIG_HOME=.."}) {
+        Outcome const without = Call(std::string(folders) + " ./scanlab do 'List;'");
+        EXPECT_TRUE(without.code == 0 && without.output.find("XDG_CONFIG_HOME") != without.output.npos)
+            << without.output;
+    }
+
     // What one run saves is what the next begins with.
     EXPECT_EQ(Call("./scanlab do 'Synthesize sphere FALSE 321;' 'SaveSettings;'").code, 0);
     EXPECT_NE(Call("./scanlab do 'Synthesize;'").output.find("Points      321,"), std::string::npos);

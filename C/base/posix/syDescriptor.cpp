@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -410,10 +411,19 @@ int CheckReplaceable(std::string const& target) {
     return ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-void WriteToStandardError(std::string const& text) noexcept {
+void WriteToStandardError(std::string_view text) noexcept {
+    // That nobody reads it any more is no reason to end: the signal that says so is held back and taken away.
+    sigset_t pipe, former, waiting;
+    ::sigemptyset(&pipe);
+    ::sigaddset(&pipe, SIGPIPE);
+    ::sigpending(&waiting);
+    ::pthread_sigmask(SIG_BLOCK, &pipe, &former);
     Descriptor error(STDERR_FILENO);
-    error.Write(text.data(), text.size());
+    int const failure = error.Write(text.data(), text.size());
     error.Release();
+    constexpr timespec now{};
+    if (failure == EPIPE && ::sigismember(&waiting, SIGPIPE) == 0) ::sigtimedwait(&pipe, nullptr, &now);
+    ::pthread_sigmask(SIG_SETMASK, &former, nullptr);
 }
 
 int SyncDirectory(std::string const& path) {

@@ -124,7 +124,7 @@ int ResolveLinks(std::string const& path, std::string& target);
 /// 0 if the file may be replaced or is not there. A file without any write permission is protected, for root too.
 int CheckReplaceable(std::string const& target);
 /// Writes to the standard error of the process, behind the back of streams; what fails is dropped.
-void WriteToStandardError(std::string const& text) noexcept;
+void WriteToStandardError(std::string_view text) noexcept;
 /// Flushes the names in a directory, as far as it can be done.
 int SyncDirectory(std::string const& path);
 /// The directory part: "." where there is none.

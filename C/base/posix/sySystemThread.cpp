@@ -248,13 +248,14 @@ SystemThread::~SystemThread() {
     }
     // What is left are steps of the C library, and perhaps other libraries' data of the thread, for which nobody waits.
     timespec until{};
-    ::clock_gettime(CLOCK_REALTIME, &until);
+    ::clock_gettime(CLOCK_MONOTONIC, &until);
     until.tv_nsec += joinTime;
     if (until.tv_nsec >= 1000000000) {
         ++until.tv_sec;
         until.tv_nsec -= 1000000000;
     }
-    if (::pthread_equal(m_handle, ::pthread_self()) || ::pthread_timedjoin_np(m_handle, nullptr, &until) != 0)
+    if (::pthread_equal(m_handle, ::pthread_self()) ||
+        ::pthread_clockjoin_np(m_handle, nullptr, CLOCK_MONOTONIC, &until) != 0)
         ::pthread_detach(m_handle);
 }
 

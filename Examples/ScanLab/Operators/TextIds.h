@@ -128,7 +128,7 @@ enum class Text : unsigned short {
     NoPointInLine = 3127,
     NoNumber = 3128,
     NoColumn = 3129,
-    FewColumns = 3130,
+    OtherColumns = 3130,
     NoCount = 3131,
     HeaderOpen = 3132,
     NoPlyFormat = 3133,

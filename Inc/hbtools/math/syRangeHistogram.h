@@ -4,8 +4,9 @@
 // KxRangeHistogram counts values into columns of equal width over a fixed range and computes statistics from the
 // centres of the columns, weighted by their counts. No value is lost: what lies outside the range counts in the
 // first or last column, NaN in the last. Without counts every statistic is the marker KxMath::Infinity.
-// Columns with a count below 1 are skipped. Counts wrap at 32 bits. Nothing throws but what `new` throws. Column
-// indices are not checked. A value: copies are deep; const operations may run on several threads at a time.
+// Columns with a count below 1 are skipped. A count shows as 2147483647 if it is larger, but is kept, and weighs, in 64 bits.
+// Nothing throws but what `new` throws. Column indices are not checked. A value: copies are
+// deep; const operations may run on several threads at a time.
 #pragma once
 
 #include "hbtools/core/syArray.h"
@@ -25,7 +26,7 @@ public:
     virtual ~KxRangeHistogram();
 
     int NumColumns() const { return m_columns; }
-    /// One count per column.
+    /// One count per column. Whoever lowers one that shows as 2147483647 sets the whole of it.
     KxTArray<int>& Data() { return m_counts; }
     KxTArray<int> const& Data() const { return m_counts; }
 
@@ -41,7 +42,7 @@ public:
     /// Sets all counts to zero; the range stays.
     void ClearValues();
 
-    /// Sum of all counts.
+    /// Sum of all counts, whole ones.
     long long NumValues() const;
     /// Centre of the first and of the last column with a count above 0.
     double SmallestValue() const;
@@ -64,12 +65,15 @@ public:
 private:
     template <class Function>
     double RunningMean(Function function) const;
+    long long Total(int column) const;
+    void Add(int column, long long count);
 
     int m_columns = 0;
     double m_low = 0;
     double m_high = 0;
     KxTArray<int> m_counts;
     double m_width = 0;
+    KxTArray<long long> m_surplus;  // of counts that show as the largest int; none until there is one
 };
 
 }  // namespace KxN
