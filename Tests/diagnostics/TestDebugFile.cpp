@@ -115,6 +115,9 @@ TEST_F(DebugFile, HoldsTheLastEntries) {
         EXPECT_EQ(Debug(), numbers(c.written - 9, c.written));
         m_manager.DelayedWritingToDebugFile(0);
     }
+    for (int i = 0; i < 10; ++i) m_manager.CheckQueueAndFileSize();  // each call lets one entry go
+    m_manager.Flush();
+    EXPECT_EQ(Debug(), numbers(91, 100));
     Initialize(m_manager, base + "MaxEntries=0\n");
     m_manager.WriteToDebugFile(L"gone", 0, 0);
     EXPECT_EQ(Debug() + U(m_manager.GetDebugInfo()), "");
