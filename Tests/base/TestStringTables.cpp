@@ -126,10 +126,6 @@ TEST_F(StringTables, TranslationsAreChecked) {
         EXPECT_TRUE(m_errors.starts_with(File("1").string() + ": error: " + message)) << m_errors;
         EXPECT_EQ(Get("1"), "former");
     }
-    std::string much;
-    for (int i = 1; i <= 66; ++i) much += std::to_string(i) + " \"" + std::string(1 << 20, 'x') + "\"\n";
-    EXPECT_EQ(Run("--pack ENU %1 %2", {much, ""}), 1);
-    EXPECT_EQ(m_errors, File("1").string() + ": error: a pack of more than 67108864 bytes, which no program loads\n");
     EXPECT_EQ(Run("--check %1", {base}), 1);
     EXPECT_TRUE(m_errors.starts_with("usage: "));
 }

@@ -134,7 +134,8 @@ TYPED_TEST(ConfigFast, ChangesLeaveTheRestAlone) {
         {"[G]\nA=1\0\xFF\n;\x81\xE4\n"s, write(L"G", L"B", L"ö"), "[G]\nA=1\0\xFF\n;\x81\xE4\nB=\xF6\n"s},
         {";\xE4\n", write(L"", L"B", L"\u0142"), ";ä\nB=\u0142\n"},
         {"\xE4=1\n\xC3\xA4=2\n", deleteKey(L"", L"ä"), "\xC3\x83\xC2\xA4=2\n"},  // else it would read as another name
-        {"a=1\n\xC3\n", [](Config& c) { c.WriteKey(L"a", L"\u00A4"); }, "a=\xA4\n\xC3\n"},
+        // What would begin with a mark once the line in front of it is gone gets another one.
+        {"a=1\n\uFEFFb=2\n", deleteKey(L"", L"a"), "\uFEFF\uFEFFb=2\n"},
         {"\xFF\xFE[\0G\0]\0?"s, write(L"G", L"A", L"ä"), "\xFF\xFE[\0G\0]\0\n\0A\0=\0\xE4\0\n\0?"s},
         // Nothing but a new group, or an equal value, is no change; Flush writes what there is.
         {"a=1", [](Config& c) { c.SetGroup(L"new"); }, "a=1"},
@@ -257,7 +258,7 @@ TYPED_TEST(ConfigFast, WhatNoLineCanHoldIsRefused) {
               "");
     std::string const many = this->After("", [](TypeParam& c) {  // names are found also where all of them came later
         for (int i = 0; i < 100; ++i) c.WriteKey(KxTools::String(i), KxTools::String(i * i));
-        for (int i = 0; i < 100; ++i) EXPECT_EQ(U(c.ReadKey(KxTools::String(i))), std::to_string(i * i));
+        for (int i = 0; i < 100; ++i) EXPECT_EQ(U(c.ReadKey(KxString(std::to_wstring(i)))), std::to_string(i * i));
     });
     EXPECT_EQ(std::count(many.begin(), many.end(), '\n'), 100);
     // Becoming UTF-8 would make another line too long.
