@@ -181,7 +181,7 @@ TEST_F(Xml, ChangesShow) {
               "<![CDATA[1]]><![CDATA[c]]]]><![CDATA[>d]]></last></a>");
     KxString text;
     EXPECT_TRUE(xml.Get_XML(text));  // of the one that was written last
-    EXPECT_EQ(U(text), "<![CDATA[-]]>");
+    EXPECT_EQ(test::U(text), "<![CDATA[-]]>");
     EXPECT_TRUE(xml.Go_to_Parent() && xml.Remove());
     EXPECT_EQ(At(), "<a>");
     EXPECT_TRUE(xml.RemoveChild(L"between") && !xml.RemoveChild(L"between"));

@@ -4,6 +4,7 @@
 // Satellites as hostile bytes, and as the sources of texts.
 #include "LocalisationTest.h"
 #include "SatelliteFile.h"
+#include "hbtools/base/syDelayLoad.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 #include "hbtools/localisation/syLocalizer.h"
 

@@ -159,7 +159,7 @@ TEST(ObjectGraph, TheMostDerivedKnownTypeIsMade) {
     }
     EXPECT_FALSE(Repository::UnregisterTypeInfo(10));
     KxSerializableTypeInfo::KxRepository own;  // of an application
-    for (Type<A>* type : {&ring, &other}) own.Append(&type->Info());
+    for (Type<A>* type : {&ring, &other}) own.AddTail(&type->Info());
     EXPECT_TRUE(own.GetTypeInfo(41) == &other.Info() && !own.GetTypeInfo(30));
     EXPECT_EQ(own.GetTypeInfo(ring.Info().GetClassHierarchy()), &ring.Info());
 }
