@@ -106,6 +106,9 @@ TEST(PerfCounter, EveryCounterGivesASensibleNumber) {
     int handle = -1;
     EXPECT_EQ(query.AddCounter(L"\\Process(" + OwnInstance() + L"#9999)\\Thread Count", handle), PERF_NO_INSTANCE);
     EXPECT_FALSE(!KxxPerfStatusText(PERF_INVALID_HANDLE));
+    char host[256] = {};
+    ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
+    EXPECT_EQ(query.AddCounter(KxString(L"\\\\") + KxString(host) + L"\\System\\Threads", handle), PERF_SUCCESS);
 }
 
 TEST(PerfCounter, ABusyThreadShowsInItsProcess) {
