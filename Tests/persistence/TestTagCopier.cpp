@@ -206,7 +206,7 @@ TEST(TagCopier, RepairsWhateverASingleFaultLeaves) {
 // Links that lead anywhere, sizes that claim what is not theirs, and noise, several at a time.
 TEST(TagCopier, WhatManyFaultsLeaveIsWholeInTheCopy) {
     std::mt19937 random(5);
-    auto const pick = [&](std::size_t count) { return random() % static_cast<unsigned>(count); };
+    auto const pick = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
     for (TagFormat const format : {TagFormat32, TagFormat64}) {
         Bytes const whole = Sample(format);
         auto const file = FileOf(whole);
@@ -216,9 +216,9 @@ TEST(TagCopier, WhatManyFaultsLeaveIsWholeInTheCopy) {
         std::size_t const width = format == TagFormat64 ? 8 : 4;
         for (int round = 0; round < 400; ++round) {
             Bytes bytes = whole;
-            for (unsigned faults = 1 + pick(5); faults > 0; --faults) {
+            for (std::size_t faults = 1 + pick(5); faults > 0; --faults) {
                 auto const record = [&] {
-                    return records[static_cast<int>(pick(static_cast<unsigned>(records.Size())))];
+                    return records[static_cast<int>(pick(static_cast<std::size_t>(records.Size())))];
                 };
                 std::size_t const field = 6 + width * pick(3);  // size, address or link
                 ULONGLONG const value = pick(4) ? record().position : random() % (2 * whole.size());

@@ -56,7 +56,7 @@ protected:
         KxVec2d pair(1.5, 2.5);
         KxVec3f triple(3, 4, 5);
         KxTArray<int> numbers(count);
-        numbers.Fill(7);
+        for (int& number : numbers) number = 7;
         KxTagArchive archive(&file, 0);
         archive << KxVec2dTag(1, pair) << KxVec3fTag(2, triple) << KxTBasicTypeArrayTag<int>(3, numbers);
         for (int i = 0; i < 6; ++i) archive << KxTTag<int>(4, i);
@@ -118,7 +118,7 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
         {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
         {"repair {ring.tag} {out}", 2, "5000 of 5000 records", true},
-        {"repair {behind.tag} {out}", 2, "lost: bytes 1266 to 1274", true},
+        {"repair {behind.tag} {out}", 2, "lost: bytes 1464 to 1472", true},
         {"repair {letter} {out}", 3, "is not a tag file"},
         {"repair {32.tag}", 1, "OUT is required"},
         {"export --csv {32.tag} 103 {out}", 0, "", true},
@@ -130,8 +130,7 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"export --npy {32.tag} @65 {out}", 1, "no record stands at 65"},
         {"export --npy {32.tag} 100/ {out}", 1, "neither a path of ids"},
         {"export --npy {32.tag} 100[0]/101 {out}", 1, "neither a path of ids"},
-        {"export --npy {32.tag} '' {out}", 1, "neither a path of ids"},
-        {"export --npy {mixed.tag} 4 {out}", 1, "6 records are 4: 4[1] (@"},
+        {"export --npy {mixed.tag} 4 {out}", 1, "6 records are 4: 4 (@"},
         {"export --npy {mixed.tag} 4 {out}", 1, "), ..."},
         {"ls {32.tag}", 0, "2-D array of KxVec3f, 3 x 2\n"},
         {"ls --json --id 102 {32.tag}", 0, "\"id\": 102,"},
