@@ -84,7 +84,10 @@ protected:
     }
     std::string Get(std::string const& name) const {
         std::ifstream in(File(name), std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
+        std::string bytes;
+        for (char block[1 << 16]; in.read(block, sizeof block), in.gcount() > 0;)
+            bytes.append(block, static_cast<std::size_t>(in.gcount()));
+        return bytes;
     }
     std::size_t CountFiles() const {
         return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_folder), {}));

@@ -85,6 +85,7 @@ TEST(Format, IntegersAsTheCLibraryPrintsThem) {
     }
     EXPECT_EQ(Ours("%lld %llu %I64d %d", LLONG_MIN, ULLONG_MAX, LLONG_MAX, LLONG_MIN),
               "-9223372036854775808 18446744073709551615 9223372036854775807 -9223372036854775808");
+    EXPECT_EQ(Ours("%jx %zx %tx %qx", -1LL, -1LL, -1LL, -1LL), Ours("%llx %llx %llx %llx", -1LL, -1LL, -1LL, -1LL));
     EXPECT_EQ(Ours("%lx %llx %x", -1L, -1LL, -4294967297LL), "ffffffff ffffffffffffffff fffffffeffffffff");
 }
 

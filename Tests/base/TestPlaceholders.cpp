@@ -21,6 +21,8 @@ TEST(Placeholders, SameArguments) {
         {true, "100 %%", "%%100%%%%"},
         {true, "%*d", "%*i"},
         {true, "to 100 %.", "auf 100 %!"},
+        {true, "%p", "%20p"},
+        {false, "%p", "%d"},
         {false, "%s %d", "%d %s"},
         {false, "%s", ""},
         {false, "", "%s"},

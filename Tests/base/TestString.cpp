@@ -207,7 +207,9 @@ TEST(String, FrameworkStringsOfBothWidths) {
     CheckFrameworkString<wchar_t>();
     CheckFrameworkString<char>();
     EXPECT_EQ(U(KxString(L"a") + KxTools::String(L"b") + L"c" + static_cast<wchar_t const*>(nullptr)), "abc");
-    EXPECT_EQ(U(KxString(KxTools::String(L"a") + KxTools::String(L"b"))), "ab");
+    KxTools::String const plain(L"a");
+    EXPECT_EQ(U(KxString(plain + KxTools::String(L"b"))) + U(plain + L"c") + U(plain + KxString(L"d")), "abacad");
+    EXPECT_EQ(U(plain + static_cast<wchar_t const*>(nullptr)), "a");
 }
 
 TEST(Resources, TextsByNumber) {

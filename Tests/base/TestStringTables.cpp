@@ -118,6 +118,14 @@ TEST_F(StringTables, TranslationsAreChecked) {
     EXPECT_EQ(Run("--pseudo %1 %2", {base, ""}), 0);
     EXPECT_NE(Get("2").find("\n1 \"[%s: %d~]\"\n2 \"[\xC3\xA1~]\"\n3 \"Import\"  # fix\n"), std::string::npos)
         << Get("2");
+    for (auto [settings, message] : {std::pair{"FileVersion=1.2 Language=407", "no such setting: Language=407"},
+                                     {"FileVersion=1.2.3.4.5", "FileVersion is no version of up to four numbers"},
+                                     {"FileVersion=1 ProductVersion=x", "ProductVersion is no version"},
+                                     {"FileVersion=1 CompanyName=\xE4", "a text is no UTF-8"}}) {
+        EXPECT_EQ(Run(std::string("--version %1 ") + settings, {"former"}), 1);
+        EXPECT_TRUE(m_errors.starts_with(File("1").string() + ": error: " + message)) << m_errors;
+        EXPECT_EQ(Get("1"), "former");
+    }
     EXPECT_EQ(Run("--check %1", {base}), 1);
     EXPECT_TRUE(m_errors.starts_with("usage: "));
 }

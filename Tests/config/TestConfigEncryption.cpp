@@ -189,6 +189,8 @@ TEST_F(ConfigEncryption, TheStateOfReadingCounts) {
         if (c.isPlain && c.write != Off) {  // from its first encrypted line on the file has that password
             enter(c.write == Pass ? Other : Pass);
             test::Thrown<KxEncryptionException>([&] { config.WriteKey(L"C", L"3"); });
+            config.SetGroup(L"new");  // is empty, and no line of the file
+            EXPECT_EQ(config.GetGroupCount() * 10 + config.GetKeyCount(), 10);
         }
     }
 }

@@ -134,6 +134,8 @@ TYPED_TEST(ConfigFast, ChangesLeaveTheRestAlone) {
         {"[G]\nA=1\0\xFF\n;\x81\xE4\n"s, write(L"G", L"B", L"ö"), "[G]\nA=1\0\xFF\n;\x81\xE4\nB=\xF6\n"s},
         {";\xE4\n", write(L"", L"B", L"\u0142"), ";ä\nB=\u0142\n"},
         {"\xE4=1\n\xC3\xA4=2\n", deleteKey(L"", L"ä"), "\xC3\x83\xC2\xA4=2\n"},  // else it would read as another name
+        // What would begin with a mark once the line in front of it is gone gets another one.
+        {"a=1\n\uFEFFb=2\n", deleteKey(L"", L"a"), "\uFEFF\uFEFFb=2\n"},
         {"\xFF\xFE[\0G\0]\0?"s, write(L"G", L"A", L"ä"), "\xFF\xFE[\0G\0]\0\n\0A\0=\0\xE4\0\n\0?"s},
         // Nothing but a new group, or an equal value, is no change; Flush writes what there is.
         {"a=1", [](Config& c) { c.SetGroup(L"new"); }, "a=1"},
@@ -246,6 +248,11 @@ TYPED_TEST(ConfigFast, WhatNoLineCanHoldIsRefused) {
         again.SetGroup(c.group);
         EXPECT_EQ(U(again.ReadKey(c.key)), U(c.value));
     }
+    std::string const many = this->After("", [](TypeParam& c) {  // names are found also where all of them came later
+        for (int i = 0; i < 100; ++i) c.WriteKey(KxTools::String(i), KxTools::String(i * i));
+        for (int i = 0; i < 100; ++i) EXPECT_EQ(U(c.ReadKey(KxString(std::to_wstring(i)))), std::to_string(i * i));
+    });
+    EXPECT_EQ(std::count(many.begin(), many.end(), '\n'), 100);
     // Becoming UTF-8 would make another line too long.
     std::string const umlauts = "\xE4=" + std::string(3000, '\xE4') + "\n";
     EXPECT_EQ(
@@ -310,6 +317,15 @@ TYPED_TEST(ConfigFast, LinesBeyondTheLimitStay) {
                               c.WriteKey(L"d", L"6");
                           }),
               "a=5\nd=6\nc=3");
+    EXPECT_EQ(this->After("a=1\n",
+                          [](TypeParam& c) {  // a group that is made for a key goes with it
+                              KxxLimits().configLines = 1;
+                              c.SetGroup(L"G");
+                              KxxLimits().configLines = 2;
+                              test::Thrown<KxFileException>([&] { c.WriteKey(L"b", L"2"); });
+                              EXPECT_EQ(c.GetGroupCount(), 0);
+                          }),
+              "a=1\n");
     KxxLimits().configLines = former;
 }
 

@@ -198,6 +198,10 @@ TEST(PList, KeepsSortsAndFinds) {
     EXPECT_EQ(list.FindBinary(&numbers[0], &index, &entry), 0);
     list.Clear();
     EXPECT_EQ(list.NumEntries(), 0u);
+    EXPECT_EQ(list.AddEntry(&numbers[1]) + list.RemoveEntry(0), 2);
+    EXPECT_EQ(list.Compact(0, 0), 1);  // an empty list keeps no memory, and takes entries again
+    EXPECT_EQ(list.AddEntry(&numbers[0]), 1);
+    EXPECT_EQ(list.Values(), (std::vector<int>{3}));
 }
 
 /// Settles the order of its entries while they are compared, so that every range is halved as badly as can be. Throws when

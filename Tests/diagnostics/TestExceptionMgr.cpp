@@ -141,6 +141,10 @@ TEST_F(ExceptionMgr, WriteFilters) {
     manager.ChangeWriteMinLevel(EXCEPT_FATAL);
     manager.PurgeExceptionsByLevel();
     EXPECT_EQ(manager.GetTotalCount(), 1u);
+    KxExceptionManagerException copy(undated), assigned(KxDateTime(2024, 1, 1, 0, 0, 0), L"", EXCEPT_USER, L"");
+    assigned = copy;
+    EXPECT_EQ(U(assigned.GetMessage() + assigned.GetExceptionGroup()), "undatedG");
+    EXPECT_TRUE(!assigned.GetDateTime().IsValid() && assigned.GetErrorLevel() == EXCEPT_NONFATAL);
 }
 
 /// Its text fails at first, in whatever way.
@@ -195,6 +199,11 @@ TEST_F(ExceptionMgr, TheOldestGoFirst) {
     Add(manager, L"even", EXCEPT_USER, L"gone", 10);
     manager.RemoveOldestException();
     EXPECT_EQ(manager.GetTotalCount(), 0u);
+    manager.SetMaxErrorCount(2);
+    Add(manager, L"odd", EXCEPT_USER, L"1", 1);
+    KxExceptionManager::Queue foreign;
+    manager.RemoveLastOfQueue(&foreign);
+    EXPECT_EQ(Messages(manager.ExtractAllExceptions()), "1");
 }
 
 TEST_F(ExceptionMgr, SortedAndFilteredExtracts) {

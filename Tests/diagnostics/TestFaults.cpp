@@ -98,6 +98,7 @@ struct {
     {"divl stack", ASM("movl $0, -16(%%rsp); divl -16(%%rsp)"), 0xC0000094},
     {"divl index", ASM("lea -400(%%rsp), %%rcx; mov $3, %%eax; mov $1, %%edx; movl $1, 300(%%rcx,%%rax,8);"
                        "divl 300(%%rcx,%%rax,8)"), 0xC0000095},
+    {"divl narrow address", ASM("xor %%ecx, %%ecx; .byte 0x67; divl %%ecx"), 0xC0000094},
     {"divl thread", ASM("mov $-1, %%edx; divl %%fs:0"), 0xC0000095},
     {"float zero", [] { Divide(1, 0); }, 0xC000008E},
     {"float invalid", [] { Divide(0, 0); }, 0xC0000090},

@@ -102,6 +102,13 @@ TEST(PerfCounter, EveryCounterGivesASensibleNumber) {
             EXPECT_EQ(query.GetValue(handle + 1, value), PERF_INVALID_HANDLE);
         }
     }
+    KxPerfQuery query;
+    int handle = -1;
+    EXPECT_EQ(query.AddCounter(L"\\Process(" + OwnInstance() + L"#9999)\\Thread Count", handle), PERF_NO_INSTANCE);
+    EXPECT_FALSE(!KxxPerfStatusText(PERF_INVALID_HANDLE));
+    char host[256] = {};
+    ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
+    EXPECT_EQ(query.AddCounter(KxString(L"\\\\") + KxString(host) + L"\\System\\Threads", handle), PERF_SUCCESS);
 }
 
 TEST(PerfCounter, ABusyThreadShowsInItsProcess) {
@@ -183,8 +190,11 @@ TEST(PerfCounter, FailuresNameTheCounter) {
     EXPECT_EQ(test::Thrown<KxException>([&] { empty.Begin(); }),
               "Error 0x800007d5 in 'PdhCollectQueryData': Für den Leistungsindikator liegen keine Daten vor");
     struct Open : KxPerfCheckPoint {
-        using KxPerfCheckPoint::PDHCheckError;
+        using KxPerfCheckPoint::PDHCheckError, KxPerfCheckPoint::PDHClose;
     } open;
+    open.CreateCounter(L"x", L"\\Memory\\Available Bytes");
+    open.PDHClose();  // with all counters
+    EXPECT_NE(test::Thrown<KxException>([&] { open.Begin(); }).find("0x800007d5"), std::string::npos);
     EXPECT_EQ(test::Thrown<KxException>([&] { open.PDHCheckError(L"call", 5); }), "Error 0x5 in 'call'");
 }
 

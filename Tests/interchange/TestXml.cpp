@@ -170,6 +170,7 @@ TEST_F(Xml, ChangesShow) {
     EXPECT_EQ(Error(), "XML_PARSER::Add_CDataAfter(LPCTSTR)   : Can't add node at same level that the root node");
     EXPECT_TRUE(xml.Add_FirstChildNode(L"first") && xml.Add_NodeAfter(L"second") && xml.Add_NodeBefore(L"between"));
     EXPECT_EQ(At(), "<a><between>");
+    EXPECT_TRUE(xml.Set_Attribute(L"gone", L"1") && xml.Remove_Attribute(L"gone"));
     EXPECT_TRUE(xml.Set_Attribute(L"k", L"1 < 2") && xml.Set_Attribute(L"k", L"\"3\"") && xml.Set_TextValue(L"x & y"));
     EXPECT_TRUE(xml.Go_to_Root() && xml.Add_LastChildNode(L"last") && xml.Add_LastChildCData(L"c]]>d"));
     EXPECT_TRUE(xml.Is_CDataSection());
@@ -179,6 +180,9 @@ TEST_F(Xml, ChangesShow) {
     EXPECT_EQ(Whole(),
               "<a><first/><between k=\"&quot;3&quot;\">x &amp; y</between><second/><b/><last><![CDATA[-]]><![CDATA[0]]>"
               "<![CDATA[1]]><![CDATA[c]]]]><![CDATA[>d]]></last></a>");
+    KxString text;
+    EXPECT_TRUE(xml.Get_XML(text));  // of the one that was written last
+    EXPECT_EQ(test::U(text), "<![CDATA[-]]>");
     EXPECT_TRUE(xml.Go_to_Parent() && xml.Remove());
     EXPECT_EQ(At(), "<a>");
     EXPECT_TRUE(xml.RemoveChild(L"between") && !xml.RemoveChild(L"between"));
@@ -192,6 +196,8 @@ TEST_F(Xml, ChangesShow) {
     EXPECT_TRUE(xml.Remove());
     EXPECT_FALSE(xml.Remove_Attribute(L"a"));
     EXPECT_EQ(Error(), "XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
+    EXPECT_FALSE(xml.Get_XML(text));
+    EXPECT_EQ(Error(), "XML_PARSER::Get_XML() : There is no node");
     EXPECT_FALSE(xml.Set_TextValue(L"a"));
     EXPECT_EQ(Error(), "XML_PARSER::Set_TextValue(LPCTSTR)   : Can't set a Text on a NULL Node");
     xml.Get_TextValue();

@@ -4,6 +4,7 @@
 // Satellites as hostile bytes, and as the sources of texts.
 #include "LocalisationTest.h"
 #include "SatelliteFile.h"
+#include "hbtools/base/syDelayLoad.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 #include "hbtools/localisation/syLocalizer.h"
 
@@ -36,6 +37,17 @@ protected:
         return module;
     }
 };
+
+TEST_F(Satellites, AreNoModulesToCallInto) {
+    KxString const path = Path(Satellite("ENU"));
+    KxDelayLoadedModule module(path);
+    EXPECT_NE(Thrown<KxDllLoadException>([&] { module.GetFunction<void()>("Library"); }).find(U(path)),
+              std::string::npos);
+    EXPECT_EQ(KxxGetModuleError().code, unsigned(ENOEXEC));
+    std::ifstream maps("/proc/self/maps");
+    std::string const loaded(std::istreambuf_iterator<char>(maps), {});
+    EXPECT_EQ(loaded.find(File(Satellite("ENU")).string()), std::string::npos);
+}
 
 TEST_F(Satellites, HostileTables) {
     ASSERT_TRUE(Load(SatelliteFile(Table()))) << U(KxxGetModuleError().text);

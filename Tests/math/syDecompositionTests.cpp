@@ -143,6 +143,12 @@ TEST(EigenVectors, ByHandAndWithoutEnd) {
     EXPECT_TRUE(q.QLAlgorithm(d, e));
     EXPECT_NEAR(d[0] * d[1] + 100 * d[2], 503, 1e-12);
     for (int c = 0; c < 3; ++c) EXPECT_NEAR(q[3][c], q[0][c] + 2 * q[1][c] + 3 * q[2][c], 1e-14);
+    // A rotation by so little that its product with the smallest number is zero, where the shift cancels the rest.
+    q = Identity(3);
+    d = Vector({0, 0, 1});
+    e = Vector({0, 4.9406564584124654e-324, 1e-8});
+    EXPECT_TRUE(q.QLAlgorithm(d, e));
+    EXPECT_TRUE(d[0] == 0 && d[1] == -1e-8 * 1e-8 && d[2] == 1) << d[0] << ' ' << d[1] << ' ' << d[2];
     EXPECT_TRUE(KxMatrix().QLAlgorithm(d, e) && KxMatrix(0, 3).QLAlgorithm(d, e));
     for (double const bad : {noNumber, infinity}) {
         q = Identity(3);

@@ -128,6 +128,9 @@ TEST(Matrix, WidthFirstForSizesRowFirstForElements) {
         KxMatrix copy(big), assigned, moved(KxMatrix(static_cast<KxMatrix const&>(big)));
         assigned = copy;
         copy = 0.0;
+        assigned = copy;  // of the same size
+        EXPECT_TRUE(assigned == copy);
+        assigned = big;
         EXPECT_TRUE(big == assigned && moved == big) << height;
         EXPECT_TRUE(height == 0 || &moved[height - 1][4] == moved.Data() + 5 * height - 1) << height;
     }

@@ -362,6 +362,8 @@ TEST(Transform, LoadsFloats) {
     EXPECT_EQ(m[0][1] * 100 + m[3][3], 165.5);
     KxMathMatrixNoSolutionException none;
     EXPECT_EQ(KxxToUtf8(none.GetMessage().View()), "Matrix Inversion ist nicht lösbar");
+    KxMathMatrixNoSolutionException located(L"solver.cpp", 7);
+    EXPECT_TRUE(located.GetMessage() == none.GetMessage() && located.GetSrcLine() == 7);
 }
 
 }  // namespace

@@ -257,6 +257,16 @@ TEST(CompactArray, InsertsInOrderOfTheIndex) {
     array.Resize(64);
     EXPECT_FALSE(array.Has(33));
     EXPECT_EQ(array[31][0], 4.0F);
+
+    KxCompactArray<KxVec3f> wide(200);  // between blocks that are there, with empty ones among them
+    for (int const index : {150, 5, 199, 70, 6, 40, 0, 71}) wide[index] = KxVec3f(static_cast<float>(index), 0, 0);
+    int rank = 0;
+    for (int i = 0; i < 200; ++i) {
+        if (!wide.Has(i)) continue;
+        EXPECT_EQ(wide.DenseIndex(i), rank++);
+        EXPECT_EQ(wide[i][0], static_cast<float>(i));
+    }
+    EXPECT_EQ(rank, 8);
 }
 
 TEST(CompactArray, WritingFillsTheGapsWithTheMarker) {

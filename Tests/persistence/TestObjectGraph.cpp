@@ -181,6 +181,10 @@ TEST(ObjectGraph, TheMostDerivedKnownTypeIsMade) {
         EXPECT_EQ(repository.GetTypeInfo(10), &second.Info());
     }
     EXPECT_FALSE(Repository::UnregisterTypeInfo(10));
+    KxSerializableTypeInfo::KxRepository own;  // of an application
+    for (Type<A>* type : {&ring, &other}) own.AddTail(&type->Info());
+    EXPECT_TRUE(own.GetTypeInfo(41) == &other.Info() && !own.GetTypeInfo(30));
+    EXPECT_EQ(own.GetTypeInfo(ring.Info().GetClassHierarchy()), &ring.Info());
 }
 
 TEST(ObjectGraph, ReferencesLeadToTheNewObjects) {

@@ -259,6 +259,22 @@ TEST_F(PersistentObject, NamesAndVersionsOfOtherWriters) {
     }
 }
 
+// The factory that made the last object of a class need not make the next one.
+TEST_F(PersistentObject, AnotherFactoryStandsInForOneThatMakesNoMore) {
+    struct Once final : KxAbstractFactory {
+        KxDynamicObject* Create(KxString const&) override { return left-- > 0 ? new Node : nullptr; }
+        int left = 1;
+        KxFactoryListElement element{this, L"class store::Node"};
+    } once;
+    std::string const node = "\0\0\0\0"s + nodeName + "\3\0\7\0\0\0\0"s;
+    Loading loading(node + node + node);
+    for (int i = 0; i < 3; ++i) {
+        std::unique_ptr<KxPersistentObject> const object(loading.Next());
+        EXPECT_TRUE(dynamic_cast<Node*>(object.get()));
+    }
+    EXPECT_LT(once.left, 0);  // it was asked in vain
+}
+
 TEST_F(PersistentObject, RefusesWhatIsDamagedAndLeavesNothing) {
     std::string const wrong =
         "Beim Lesen der Datei \"\" ist ein Fehler aufgetreten: Der erwartete Objekttyp entspricht nicht dem "

@@ -302,6 +302,18 @@ TEST(TagArchive, DamagedChainsEndAtOnce) {
         EXPECT_EQ(Thrown([&] { archive >> KxTTag<int>(1, value); }), c.expected) << c.what;
         EXPECT_EQ(Thrown([&] { archive >> KxTTag<int>(1, value); }), c.expected) << c.what << ", again";
     }
+    // A tag that reads by itself walks along the links, whether there is an end or none.
+    for (auto [bytes, expected] :
+         {std::pair{"02000000 6400 00000000 12000000 12000000", "file 14"},
+          {"02000000 6400 00000000 12000000 12000000 03000000 6400 00000000 24000000", "file 14"},
+          {"02000000 6400 00000000 12000000 12000000 03000000 6400 00000000 24000000 12000000", "file 14"},
+          {"02000000 6400 00000000 12000000 12000000 03000000 6400 00000000 24000000 00000000", ""}}) {
+        auto const file = FileOf(FromHex(bytes));
+        int value = 7;
+        KxTTag<int> tag(1, value);
+        EXPECT_EQ(Thrown([&] { EXPECT_EQ(tag.Read(file.get(), 0), 0); }), expected) << bytes;
+        EXPECT_EQ(value, 7);
+    }
     // A text of 4 GiB and one of 2^64-1 bytes in files of a few bytes.
     for (char const* bytes : {"01000000 6400 ffffffff 12000000 00000000 61",
                               "01000000 6480 ffffffffffffffff 1e00000000000000 0000000000000000 61"}) {

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <map>
+#include <random>
 #include <unistd.h>
 
 using namespace KxN;
@@ -98,11 +99,12 @@ std::string Lost(Repaired const& repaired) {
 }
 
 /// The output is whole, and holds what was whole. Returns why not.
-std::string Judge(Bytes const& bytes) {
+std::string Judge(Bytes const& bytes, bool isSingleFault = true) {
     Repaired const repaired = Repair(bytes);
     TagFileState state = TagFileWhole;
     auto const before = Whole(bytes, &state);
-    if (repaired.state == TagFileForeign) return state == TagFileForeign || before.empty() ? "" : "refused";
+    if (repaired.state == TagFileForeign)
+        return state == TagFileForeign || before.empty() || !isSingleFault ? "" : "refused";
     TagFileState after = TagFileForeign;
     auto const copied = Whole(repaired.bytes, &after);
     bool const isEmpty = repaired.bytes.empty() || repaired.bytes.size() == 512;
@@ -111,7 +113,7 @@ std::string Judge(Bytes const& bytes) {
         unsigned long const id = entry.first;
         Content const& content = entry.second;
         auto const [first, last] = copied.equal_range(id);
-        if (std::none_of(first, last, [&](auto const& other) { return content.IsIn(other.second); }))
+        if (isSingleFault && std::none_of(first, last, [&](auto const& other) { return content.IsIn(other.second); }))
             return "lost " + std::to_string(id) + " of kind " + std::to_string(content.kind);
     }
     if (state == TagFileWhole && (repaired.bytes.size() != bytes.size() || copied.size() != before.size()))
@@ -141,6 +143,14 @@ TEST(TagCopier, ThereAndBackIsTheSameAndBothAreWhatAnArchiveWrites) {
         EXPECT_TRUE(Converted(short32, TagFormat32) == short32) << start;
         EXPECT_EQ(Judge(short32) + Judge(long64), "") << start;
     }
+    // Vectors of one tag for each component are a tree of their own.
+    CMemFile vectors;
+    KxVec2d pair(1, 2);
+    KxVec3f triple(3, 4, 5);
+    KxTagArchive(&vectors, 0) << KxVec2dTag(1, pair) << KxVec3fTag(2, triple);
+    Bytes const long64 = Converted(BytesOf(vectors), TagFormat64);
+    EXPECT_TRUE(Converted(long64, TagFormat32) == BytesOf(vectors));
+    EXPECT_EQ(Judge(long64), "");
     // By hand: id 1, version 100, 2 bytes; then the 30 bytes of the other form.
     EXPECT_EQ(ToHex(Converted(FromHex("01000000 6400 02000000 12000000 00000000 0500"), TagFormat64)),
               Plain("01000000 6480 0200000000000000 1E00000000000000 0000000000000000 0500"));
@@ -190,6 +200,71 @@ TEST(TagCopier, RepairsWhateverASingleFaultLeaves) {
             ADD_FAILURE() << format << " byte " << bit / 8 << " bit " << bit % 8 << ": " << verdict;
             ++failures;
         }
+    }
+}
+
+// Links that lead anywhere, sizes that claim what is not theirs, and noise, several at a time.
+TEST(TagCopier, WhatManyFaultsLeaveIsWholeInTheCopy) {
+    std::mt19937 random(5);
+    auto const pick = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
+    for (TagFormat const format : {TagFormat32, TagFormat64}) {
+        Bytes const whole = Sample(format);
+        auto const file = FileOf(whole);
+        KxTagInspector inspector(file.get());
+        inspector.Inspect();
+        auto const& records = inspector.Records();
+        std::size_t const width = format == TagFormat64 ? 8 : 4;
+        for (int round = 0; round < 400; ++round) {
+            Bytes bytes = whole;
+            for (std::size_t faults = 1 + pick(5); faults > 0; --faults) {
+                auto const record = [&] {
+                    return records[static_cast<int>(pick(static_cast<std::size_t>(records.Size())))];
+                };
+                std::size_t const field = 6 + width * pick(3);  // size, address or link
+                ULONGLONG const value = pick(4) ? record().position : random() % (2 * whole.size());
+                std::size_t const at = static_cast<std::size_t>(record().position) + field;
+                for (std::size_t i = 0; i < width; ++i) bytes[at + i] = static_cast<BYTE>(value >> (8 * i));
+                if (pick(3) == 0) bytes[pick(bytes.size())] ^= static_cast<BYTE>(1 << pick(8));
+            }
+            ASSERT_EQ(Judge(bytes, false), "") << format << ' ' << round << ' ' << ToHex(bytes);
+        }
+    }
+}
+
+// By hand: what a reader cannot come to any more.
+TEST(TagCopier, FindsRecordsThatNoChainLeadsTo) {
+    struct {
+        char const* what;
+        char const* bytes;
+        int copied;
+    } const cases[] = {
+        {"a chain that goes back",
+         "01000000 6400 02000000 12000000 27000000 0100 ff 02000000 6400 00000000 27000000 00000000"
+         "03000000 6400 00000000 39000000 15000000",
+         3},
+        {"a link out of its level, behind all others",
+         "01000000 6400 00000000 12000000 24000000 02000000 6400 00000000 24000000 3a000000"
+         "03000000 6400 04000000 36000000 00000000 01020304 04000000 6400 04000000 4c000000 00000000 05060708",
+         4},
+    };
+    for (auto const& c : cases) {
+        Bytes const bytes = FromHex(c.bytes);
+        EXPECT_EQ(Judge(bytes), "") << c.what;
+        EXPECT_EQ(Whole(Repair(bytes).bytes).size(), static_cast<std::size_t>(c.copied)) << c.what;
+    }
+    // Behind a link to nowhere and a mebibyte of noise, which is looked through by blocks of that size.
+    for (std::size_t const less : {0U, 1U, 17U, 18U, 19U, 29U, 30U, 31U}) {
+        Bytes bytes = FromHex("01000000 6400 02000000 12000000 ffffff7f 0100");
+        std::size_t const begin = bytes.size() + (1 << 20) - less;
+        bytes.resize(begin, 0xff);
+        for (std::size_t const number : {begin + 18, std::size_t(0)})
+            for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<BYTE>(number >> (8 * i)));
+        Bytes const head = FromHex("02000000 6400 02000000");
+        bytes.insert(bytes.begin() + static_cast<long>(begin), head.begin(), head.end());
+        bytes.insert(bytes.end(), {5, 0});
+        Repaired const repaired = Repair(bytes);
+        EXPECT_EQ(Whole(repaired.bytes).count(2), 1U) << less;
+        EXPECT_EQ(repaired.losses.size(), 1U) << less;
     }
 }
 

@@ -152,6 +152,10 @@ TEST(TagInspector, NamesEachKindOfDamage) {
         EXPECT_EQ(findings.state, c.state) << c.what;
         EXPECT_EQ(findings.faults, c.faults) << c.what;
     }
+    std::vector<BYTE> header = FromHex("4949 6400 0002");  // of a file that goes on otherwise
+    header.resize(512);
+    header.insert(header.end(), 40, BYTE{'a'});
+    EXPECT_EQ(Inspect(header).state, TagFileForeign);
 }
 
 TEST(TagInspector, WhatStandsBehindAFileHeader) {

@@ -100,6 +100,7 @@ TEST(ObjectInspector, TellsWhatAnImageHolds) {
         {list + "\1\0\0\0\0\0\0\0\xFF\xFE\xFF\xFF\xFF\xFF\xFE\xFF\xFF\xFF"s + "c\0l\0a\0s\0s\0 \0x\0"s,
          "|0 list n=", at("short payload@", child + 4)},
         {"\0\0\0\0\x05hello"s, "", "refused object@4"},
+        {"\0\0\0\0\xFF\xFE\xFF\xFF\xFE\xFF\x01"s, "", "refused object@4"},  // wide twice
         {Head("KxTBuf1DProperty<double>") + plain + "\xFF\xFF\xFF\xFF"s + body, "",
          at("short payload@", Head("KxTBuf1DProperty<double>").size() + plain.size() + 4)},
     };

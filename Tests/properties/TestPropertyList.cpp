@@ -81,6 +81,9 @@ TEST(PropertyList, NamesAreUniqueAndFoundExactly) {
     Owner const second(Int(L"a", 9));
     EXPECT_EQ(Thrown<KxPropertyException>([&] { list.Insert(second.get()); }),
               "Die Eigenschaft \"a\" ist in der Liste schon vorhanden");
+    KxPropertyList const& fixed = list;
+    EXPECT_EQ(Thrown<KxPropertyException>([&] { fixed.GetProperty(L"x"); }), missing);
+    EXPECT_EQ(fixed.GetProperty(L"b"), list.GetProperty(L"b"));
     list.Remove(L"a");
     list.Insert(Int(L"a", 7));
     EXPECT_EQ(Lines(list), "m|*b=2|*sub|**c=3|**d=4|*a=7|");
@@ -214,6 +217,16 @@ TEST(PropertyList, LoadsIntoWhatItHoldsAndRefusesEveryCut) {
     list.GetProperty(L"s")->SetName(L"old");
     load();
     EXPECT_EQ(Lines(list), "m|*|**x|*1|*|**x|");
+
+    // A member that loads is found by the name that it takes.
+    KxProperty* const member = list.GetProperty(L"old");
+    std::string const stored = StoredBytes(KxPropertyList(L"new", L"", 0));
+    CMemFile one(4096);
+    Append(one, stored.substr(Head("KxPropertyList").size()));
+    one.Seek(0, CFile::begin);
+    CArchive archive(&one, CArchive::load);
+    member->Serialize(archive);
+    EXPECT_TRUE(list.GetProperty(L"new") == member && !list.Exists(L"old"));
 }
 
 TEST(PropertyList, RefusesForeignChildrenOwnedReferencesAndDepth) {
@@ -390,6 +403,19 @@ TEST(PropertyTag, ReplacesWithinTheOldImageOrNothing) {
         reading >> KxPropertyTag(5, read);
         EXPECT_EQ(Owner(read)->GetName(), c.now->GetName());
     }
+    CMemFile file(4096);
+    auto const former = list(1), now = list(2);
+    for (KxPropertyList* written : {former.get(), now.get()}) {
+        file.Seek(0, CFile::begin);
+        KxTagArchive archive(&file, 0);
+        if (written == now.get()) archive.SetReplaceMode();
+        archive << KxPropertyListTag(2, written);
+    }
+    file.Seek(0, CFile::begin);
+    KxPropertyList* read = nullptr;
+    KxTagArchive(&file, 1) >> KxPropertyListTag(2, read);
+    Owner const owner(read);
+    EXPECT_EQ(Lines(*read), Lines(*now));
 }
 
 TEST(PropertyTag, RefusesOtherClassesAndOwnedReferences) {

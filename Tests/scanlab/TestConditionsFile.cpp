@@ -114,6 +114,7 @@ TEST_F(ConditionsFile, RefusesWithElementAndLine) {
         {"<number name='T' value='-1' type='uint'/>", "number\": \"-1\" ist kein Wert vom Typ uint"},
         {"<number name='T' value='4294967296' type='ulong'/>", "number\": \"4294967296\" ist kein Wert vom Typ ulong"},
         {"<number name='T' value='1' type='real'/>", "number\": \"real\" ist kein Wert vom Typ type"},
+        {"<text name='C' value='c'><![CDATA[<a>]]></text>", "text\": Hier steht etwas anderes als ein Wert"},
         {"<numbers name='T' value='1 2 x'/>", "numbers\": \"1 2 x\" ist kein Wert vom Typ double"},
         {"<numbers name='T' value='1' unit='mm'/>", "numbers\": Das Attribut \"unit\" gibt es hier nicht"},
         {"<number name='T' value='1' unit='m' format='%g mm'/>",

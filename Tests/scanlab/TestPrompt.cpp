@@ -18,6 +18,7 @@ class Prompt : public Lab {};
 TEST_F(Prompt, CompletesNamesEntriesScansAndFiles) {
     Put("a scan.ply", "");
     Put("b.txt", "");
+    Put(".hidden.txt", "");
     std::filesystem::create_directory(File("deep"));
     Add(L"plate one", {});
     Add(L"plain", {});

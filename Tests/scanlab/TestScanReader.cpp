@@ -144,33 +144,51 @@ TEST(ScanReader, Ply) {
         "ply\nformat binary_little_endian 1.0\nelement vertex 1\nproperty char x\nproperty char y\n"
         "property char z\nend_header\n";
     std::replace(carriage.begin(), carriage.end(), '\n', '\r');
-    Check({{"text", PlyHeader("ascii", "2") + values, "2,0: 4 5 6"},
-           {"CR and a line feed", carriage + "\n\1\2", "1,0: 10 1 2"},
-           {"surplus bytes", carriage + "\n\1\2\3", "hinter dem letzten angekündigten Punkt steht noch mehr"},
-           {"little-endian", PlyHeader("binary_little_endian", "2") + binary(false), "1,1: 1.5 2.5 -3"},
-           {"big-endian", PlyHeader("binary_big_endian", "2") + binary(true), "1,1: 1.5 2.5 -3"},
-           {"more than promised", PlyHeader("ascii", "1") + "255 1.5 2.5 -3\n3 0 1 2\n", "1,0: 1.5 2.5 -3"},
-           {"elements in front",
-            skipped + std::string("\x01\x07\x07\x00", 4) + Bytes(1.0F, false) + Bytes(2.0F, false) + Bytes(3.0F, false),
-            "1,0: 1 2 3"},
-           {"text cut", PlyHeader("ascii", "4") + "0 1 2 3\n0 4 5 6\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n",
-            "4 Punkte sind angekündigt und 2 sind da"},
-           {"a count that lies", PlyHeader("ascii", "4000000000") + values,
-            "4000000000 Punkte sind angekündigt und 31 Byte sind da"},
-           {"binary cut", PlyHeader("binary_little_endian", "3") + binary(false),
-            "3 Punkte sind angekündigt und 30 Byte sind da"},
-           {"a count of 2^64-1", PlyHeader("binary_little_endian", "18446744073709551615") + binary(false),
-            "18446744073709551615 Punkte sind angekündigt und 30 Byte sind da"},
-           {"a list longer than the file", skipped + "\xff\x01", "eine Liste ist länger als die PLY-Datei"},
-           {"no format", "ply\nelement vertex 1\nend_header\n", "der Kopf der PLY-Datei nennt kein Format"},
-           {"unknown format", "ply\nformat zip 1.0\n", "Zeile 2: unbekanntes PLY-Format \"zip\""},
-           {"unknown type", "ply\nformat ascii 1.0\nelement vertex 1\nproperty half x\n",
-            "Zeile 4: unbekannte PLY-Eigenschaft \"property half x\""},
-           {"no z", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nend_header\n1 2\n",
-            "die Punkte der PLY-Datei haben keine Eigenschaft z"},
-           {"no vertices", "ply\nformat ascii 1.0\nend_header\n", "die PLY-Datei hat keine Punkte"},
-           {"no end", "ply\nformat ascii 1.0\n", "der Kopf der PLY-Datei hat kein Ende"},
-           {"a negative count", PlyHeader("ascii", "-1") + values, "Zeile 4: \"-1\" ist keine Anzahl"}});
+    Check(
+        {{"text", PlyHeader("ascii", "2") + values, "2,0: 4 5 6"},
+         {"CR and a line feed", carriage + "\n\1\2", "1,0: 10 1 2"},
+         {"surplus bytes", carriage + "\n\1\2\3", "hinter dem letzten angekündigten Punkt steht noch mehr"},
+         {"little-endian", PlyHeader("binary_little_endian", "2") + binary(false), "1,1: 1.5 2.5 -3"},
+         {"big-endian", PlyHeader("binary_big_endian", "2") + binary(true), "1,1: 1.5 2.5 -3"},
+         {"wider integers",
+          "ply\nformat binary_big_endian 1.0\nelement vertex 1\nproperty ushort x\nproperty int y\nproperty uint z\n"
+          "end_header\n" +
+              Bytes<std::uint16_t>(0x1234, true) + Bytes<std::int32_t>(-5, true) + Bytes<std::uint32_t>(~0U, true),
+          "1,0: 4660 -5 4.29497e+09"},
+         {"text in front, with blank lines",
+          "ply\nformat ascii 1.0\nelement camera 2\nproperty int a\nelement vertex 1\nproperty int x\nproperty int y\n"
+          "property int z\nend_header\n7\n\n8\n1 2 3\n",
+          "1,0: 1 2 3"},
+         {"text that ends in front",
+          "ply\nformat ascii 1.0\nelement camera 2\nproperty int a\nelement vertex 1\nproperty int x\nproperty int y\n"
+          "property int z\nend_header\n7\n",
+          "die PLY-Datei endet vor ihren Punkten"},
+         {"behind CR LF",
+          "ply\r\nformat binary_little_endian 1.0\r\nelement vertex 1\r\nproperty char x\r\n"
+          "property char y\r\nproperty char z\r\nend_header\r\n\1\2\3",
+          "1,0: 1 2 3"},
+         {"more than promised", PlyHeader("ascii", "1") + "255 1.5 2.5 -3\n3 0 1 2\n", "1,0: 1.5 2.5 -3"},
+         {"elements in front",
+          skipped + std::string("\x01\x07\x07\x00", 4) + Bytes(1.0F, false) + Bytes(2.0F, false) + Bytes(3.0F, false),
+          "1,0: 1 2 3"},
+         {"text cut", PlyHeader("ascii", "4") + "0 1 2 3\n0 4 5 6\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n",
+          "4 Punkte sind angekündigt und 2 sind da"},
+         {"a count that lies", PlyHeader("ascii", "4000000000") + values,
+          "4000000000 Punkte sind angekündigt und 31 Byte sind da"},
+         {"binary cut", PlyHeader("binary_little_endian", "3") + binary(false),
+          "3 Punkte sind angekündigt und 30 Byte sind da"},
+         {"a count of 2^64-1", PlyHeader("binary_little_endian", "18446744073709551615") + binary(false),
+          "18446744073709551615 Punkte sind angekündigt und 30 Byte sind da"},
+         {"a list longer than the file", skipped + "\xff\x01", "eine Liste ist länger als die PLY-Datei"},
+         {"no format", "ply\nelement vertex 1\nend_header\n", "der Kopf der PLY-Datei nennt kein Format"},
+         {"unknown format", "ply\nformat zip 1.0\n", "Zeile 2: unbekanntes PLY-Format \"zip\""},
+         {"unknown type", "ply\nformat ascii 1.0\nelement vertex 1\nproperty half x\n",
+          "Zeile 4: unbekannte PLY-Eigenschaft \"property half x\""},
+         {"no z", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nend_header\n1 2\n",
+          "die Punkte der PLY-Datei haben keine Eigenschaft z"},
+         {"no vertices", "ply\nformat ascii 1.0\nend_header\n", "die PLY-Datei hat keine Punkte"},
+         {"no end", "ply\nformat ascii 1.0\n", "der Kopf der PLY-Datei hat kein Ende"},
+         {"a negative count", PlyHeader("ascii", "-1") + values, "Zeile 4: \"-1\" ist keine Anzahl"}});
 }
 
 TEST(ScanReader, Pcd) {

@@ -35,6 +35,7 @@ protected:
         Write("32.tag", sample32);
         Write("64.tag", sample64);
         Write("cut.tag", sample32.substr(0, 350));  // in the third of the four points of record 108
+        Write("behind.tag", sample32 + "\xff\xff\xff\xff\xff\xff\xff\xff");
         Write("letter", "This is a letter, and no tag file at all.");
         Write("huge.tag", "\1\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0\xff\xff\xff\x7f\1\2\3\4"s);
         std::string ring;  // links from everywhere to everywhere
@@ -49,9 +50,22 @@ protected:
             deep += "\1\0\0\0\x64\0\0\0\0\0"s + std::string(reinterpret_cast<char const*>(heads), 8);
         }
         Write("deep.tag", deep);
+        WriteMixed("mixed.tag", 2);
+        WriteMixed("longer.tag", 3);
         fs::create_symlink(folder / "32.tag", folder / "link.tag");
         fs::create_hard_link(folder / "32.tag", folder / "hard.tag");
         fs::create_directory(folder / "folder");
+    }
+    /// Vectors, an array of so many numbers, and several records of one id.
+    void WriteMixed(char const* name, int count) const {
+        CFile file(KxString((folder / name).wstring()), CFile::modeCreate | CFile::modeReadWrite);
+        KxVec2d pair(1.5, 2.5);
+        KxVec3f triple(3, 4, 5);
+        KxTArray<int> numbers(count);
+        for (int& number : numbers) number = 7;
+        KxTagArchive archive(&file, 0);
+        archive << KxVec2dTag(1, pair) << KxVec3fTag(2, triple) << KxTBasicTypeArrayTag<int>(3, numbers);
+        for (int i = 0; i < 6; ++i) archive << KxTTag<int>(4, i);
     }
     std::string Read(char const* name) const {
         std::ifstream in(folder / name, std::ios::binary);
@@ -113,6 +127,7 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"ls {deep.tag}", 2, "(level 4095) marker\nnested too deep: "},
         {"tree --html {deep.tag}", 2, "</html>"},
         {"repair {deep.tag} {out}", 2, "4096 of 4096 records", true},
+        {"repair {behind.tag} {out}", 2, "lost: bytes 1464 to 1472", true},
         {"repair {letter} {out}", 3, "is not a tag file"},
         {"repair {32.tag}", 1, "OUT is required"},
         {"export --csv {32.tag} 103 {out}", 0, "", true},
@@ -123,6 +138,11 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"export --npy {32.tag} 999 {out}", 1, "there is no record 999"},
         {"export --npy {32.tag} @65 {out}", 1, "no record stands at 65"},
         {"export --npy {32.tag} 100/ {out}", 1, "neither a path of ids"},
+        {"export --npy {32.tag} 100[0]/101 {out}", 1, "neither a path of ids"},
+        {"export --npy {mixed.tag} 4 {out}", 1, "6 records are 4: 4 (@"},
+        {"export --npy {mixed.tag} 4 {out}", 1, "), ..."},
+        {"ls {32.tag}", 0, "2-D array of KxVec3f, 3 x 2\n"},
+        {"ls --json --id 102 {32.tag}", 0, "\"id\": 102,"},
         {"export --npy {cut.tag} 108 {out}", 2, "hbtag repair keeps what is whole"},
         {"export --npy --csv {32.tag} 103 {out}", 1, "[--ply,--csv,--npy] is required"},
         {"export {32.tag} 103 {out}", 1, "[--ply,--csv,--npy] is required"},
@@ -176,6 +196,9 @@ TEST_F(HbtagFiles, ExportWhatOthersRead) {
     std::string const ply =
         "ply\nformat binary_little_endian 1.0\ncomment record 103 at 64\nelement vertex 5\n"
         "property float x\nproperty float y\nproperty float z\nend_header\n";
+    std::string const gridPly =
+        "ply\nformat binary_little_endian 1.0\ncomment record 116 at 844\nobj_info num_cols 3\nobj_info num_rows 2\n"
+        "element vertex 6\nproperty float x\nproperty float y\nproperty float z\nend_header\n";
     std::string const ints = "{'descr': '<i4', 'fortran_order': False, 'shape': (3,), }";
     std::string const grid = "{'descr': '<f4', 'fortran_order': False, 'shape': (2, 3, 3), }";
     auto const npy = [](std::string const& text, std::string const& numbers) {
@@ -191,6 +214,11 @@ TEST_F(HbtagFiles, ExportWhatOthersRead) {
         {"--csv {64.tag} 117 {out}", "x,y\n0,-700\n1,-701\n2,-702\n"},
         {"--csv {64.tag} 112 {out}", "value\n0\n1.5\n3\n"},
         {"--csv {64.tag} 113 {out}", "x,y,z\n1,2,3\n"},
+        {"--csv {mixed.tag} 1 {out}", "x,y\n1.5,2.5\n"},
+        {"--csv {mixed.tag} 2 {out}", "x,y,z\n3,4,5\n"},
+        {"--npy {mixed.tag} 2 {out}",
+         npy("{'descr': '<f4', 'fortran_order': False, 'shape': (3,), }", "\0\0\x40\x40\0\0\x80\x40\0\0\xa0\x40"s)},
+        {"--ply {32.tag} 116 {out}", gridPly + sample32.substr(844 + 18 + 8, 72)},
         {"--npy {64.tag} 110 {out}", npy(ints, "\7\0\0\0\6\0\0\0\5\0\0\0"s)},
         {"--npy {32.tag} 116 {out}", npy(grid, sample32.substr(844 + 18 + 8, 72))},
         {"--ply {32.tag} @64 {out}", ply + sample32.substr(64 + 18 + 4, 60)},
@@ -219,6 +247,20 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
     std::string tree = sample32;
     tree[1322 - 4] = 6;  // the number in the list
     Write("tree.tag", tree);
+    std::string other = sample32, headed;
+    other[42 + 4] = 101;                              // the version of record 102
+    std::swap(other[844 + 18], other[844 + 18 + 4]);  // width and height of record 116
+    Write("other.tag", other);
+    {
+        CMemFile file;
+        WriteSample(file, 512);
+        std::vector<BYTE> const bytes = BytesOf(file);
+        headed.assign(bytes.begin(), bytes.end());
+    }
+    headed.replace(0, 6, "II\x64\0\0\2"s);
+    Write("headed.tag", headed);
+    headed[100] = 1;
+    Write("headed2.tag", headed);
     Write("less.tag", "\x64\0\0\0\x64\0\0\0\0\0\x12\0\0\0\x12\0\0\0\x65\0\0\0\x64\0\2\0\0\0\x24\0\0\0\0\0\0\0\7\0"s);
     Case const cases[] = {
         {"{32.tag} {64.tag}", 0, ""},
@@ -230,6 +272,12 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
         {"{32.tag} {moved.tag}", 1, "changed 130: bytes instead of text\n"},
         {"--json {64.tag} {moved.tag}", 1,
          "\"path\": \"100/103\", \"a\": 100, \"b\": 64, \"first\": 2, \"differing\": 2, \"counts\": [5, 5]"},
+        {"{32.tag} {other.tag}", 1, "changed 100/102: version 101 instead of 100\n"},
+        {"{32.tag} {other.tag}", 1, "changed 116: 2 x 3 points instead of 3 x 2\n"},
+        {"{mixed.tag} {longer.tag}", 1, "changed 3: 0 of 2 elements differ; 3 elements instead of 2\n"},
+        {"{32.tag} {headed.tag}", 1, "added header\n"},
+        {"{headed.tag} {32.tag}", 1, "removed header\n"},
+        {"{headed.tag} {headed2.tag}", 1, "changed header: first at byte 100\n"},
         {"{32.tag} {tree.tag}", 1, "changed 120: object 2: n: int 6"},
         {"{32.tag} {less.tag}", 1, "removed 208001: object of a graph, with 3 records within\n"},
         {"{less.tag} {32.tag}", 1, "added 100/101: text\nadded 100/102: scalar\n"},

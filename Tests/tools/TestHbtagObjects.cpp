@@ -6,6 +6,8 @@
 
 #include "../persistence/FormatExamples.h"
 
+#include "hbtools/properties/syPropertyList.h"
+
 namespace {
 
 using namespace std::string_literals;
@@ -57,6 +59,20 @@ TEST_F(Programs, HbtagListsObjects) {
     Write("lost.tag", Listed(Example(1), "\x83\x2c\3\0"s, "\x84\x2c\3\0"s));
     Write("stream", list + probe);
     Write("cut", list.substr(0, 100));
+    {
+        using namespace KxN;
+        KxPropertyList tree(L"tree", L"", 0);
+        KxTBuf1D<short> numbers(12);
+        for (unsigned i = 0; i < 12; ++i) numbers[i] = static_cast<short>(i);
+        tree.Insert(new KxTBuf1DProperty<short>(L"buffer", L"", numbers, 0));
+        CFile file(KxString((folder / "twice").wstring()), CFile::modeCreate | CFile::modeReadWrite);
+        CArchive archive(&file, CArchive::store);
+        KxPersistentObject::SupportCyclicReferences(1);
+        tree.Store(archive);
+        tree.Store(archive);
+        KxPersistentObject::SupportCyclicReferences(0);
+        KxPersistentObject::InitializeReferenceMap();
+    }
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += list.substr(0, 0x4e);
     Write("deep.tag", RecordOf(deep));
@@ -81,6 +97,9 @@ TEST_F(Programs, HbtagListsObjects) {
         {"verify " + Path("lost.tag"), 2, "refused object: at 0: the object in the record at 0 has no address"},
         {"dump " + Path("stream"), 0, "no records but a stream of 3 objects, whole\n"},
         {"dump " + Path("stream"), 0, "         164  Lab::Probe\n"},
+        {"dump " + Path("twice"), 0, "reference to object 1\n"},
+        {"dump " + Path("twice"), 0, "buffer: short[12] 0 1 2 3"},
+        {"dump --values 2 " + Path("twice"), 0, "buffer: short[12] 0 1 ... 10 more"},
         {"verify " + Path("cut"), 2,
          "a stream of 1 object, damaged\nshort payload: at 82: a class name at 82 promises"},
     };

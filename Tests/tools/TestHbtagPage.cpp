@@ -68,6 +68,25 @@ protected:
         KxTagArchive archive(&file, 0);
         for (int i = 0; i < count; ++i) archive << KxTTag<int>(2, i);
     }
+
+    /// Points of each kind, more than are drawn; arrays of a version that nobody reads, more than are named.
+    void WriteKinds(char const* name) const {
+        CFile file(FileName(name), CFile::modeCreate | CFile::modeReadWrite);
+        KxTArray<KxVec3i> ints(2);
+        KxT2dArray<KxVec3f> floats(2, 3);
+        KxT2dArray<KxVec3d> doubles(3, 3);
+        for (KxVec3i& point : ints) point = KxVec3i(1, 2, 3);
+        for (KxVec3f& point : floats) point = KxVec3f(1, 2, 3);
+        for (KxVec3d& point : doubles) point = KxVec3d(1, 2, 3);
+        KxTagArchive archive(&file, 0);
+        for (int i = 0; i < 101; ++i) {
+            KxVec3iArrayTag newer(9, ints);
+            newer.SetVersion(200);
+            archive << newer;
+        }
+        for (int i = 0; i < 11; ++i)
+            archive << KxVec3iArrayTag(1, ints) << KxVec3f2dArrayTag(2, floats) << KxVec3d2dArrayTag(3, doubles);
+    }
 };
 
 TEST_F(HbtagPages, OpenWithoutAnErrorWhateverIsInTheFile) {
@@ -75,6 +94,7 @@ TEST_F(HbtagPages, OpenWithoutAnErrorWhateverIsInTheFile) {
     WriteDeep("deep.tag", 1000);
     WriteMany("many.tag", 50003);
     WriteMany("none.tag", 1);
+    WriteKinds("kinds.tag");
     struct Case {
         char const* file;
         char const* option;              // of the browser; none: only the text of the page is looked at
@@ -89,6 +109,9 @@ TEST_F(HbtagPages, OpenWithoutAnErrorWhateverIsInTheFile) {
         {"scan.tag", plain, scan},
         {"deep.tag", drawn, {"level 999: <span class=\"id\">", "no points in this file"}},
         {"many.tag", nullptr, {"<div class=\"fault\">3 records more are left out</div>", "\"recordCount\": 50003,"}},
+        {"kinds.tag",
+         nullptr,
+         {"\"count\": 2,", "\"count\": 6,", "\"count\": 9,", "1 further records cannot be shown", "left out"}},
         {"none.tag", drawn, {"<td>whole</td>", "no points in this file"}},
     };
     std::string const page = (folder / "page.html").string();

@@ -112,6 +112,7 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
     Write("debug", line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n" + profile + "DATEI: x.cpp, ZEILE: 7\r\n");
     Write("cut.debug", line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n\x1b]0;cut");
     Write("empty", "");
+    Write("odd.log", head + "1\n[0]\nDate=20241231\nTime=1\nGroup=G\nLevel=EXCEPT_USER\nMessage=a\"\xE2\x80\xAE\n");
     // Calls under one number that are not nested, and one of the same name within another; then many that stay open.
     std::string interleaved, open;
     for (char const* call : {"enter;A;;;", "enter;B;;;", "enter;A;;;", "leave;A;12:00:00;5;5",
@@ -145,6 +146,10 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"profile " + Path("interleaved"), 0, "A            0x0         2           817         408.5           812\n"},
         {"profile " + Path("open"), 0, "total ms"},
         {"log " + Path("turned.log"), 0, "G  a\\u202eb\n"},
+        {"log " + Path("odd.log"), 0, "  a\"\\u202e\n"},
+        {"log --json " + Path("odd.log"), 0, "\"message\":\"a\\\"\\u202e\"}"},
+        {"debug --json " + Path("debug"), 0, "\"sourceFile\":\"x.cpp\",\"sourceLine\":7}"},
+        {"debug " + Path("interleaved"), 0, "PROFILE;0x0;12:00:00;enter;A;;;;\n"},
         {"log " + Path("foreign"), 3, "is not an exception log"},
         {"log " + Path("missing"), 1, "existiert nicht"},
         {"log " + Path("."), 1, "hblog: "},

@@ -135,6 +135,17 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
     // What one run saves is what the next begins with.
     EXPECT_EQ(Call("./scanlab do 'Synthesize sphere FALSE 321;' 'SaveSettings;'").code, 0);
     EXPECT_NE(Call("./scanlab do 'Synthesize;'").output.find("Points      321,"), std::string::npos);
+    EXPECT_EQ(Call("env -u XDG_CONFIG_HOME HOME=" + Path("home") + " ./scanlab do 'SaveSettings;'").code, 0);
+    EXPECT_TRUE(fs::exists(folder / "home/.config/scanlab/scanlab.ini"));
+    Outcome const homeless = Call("env -u XDG_CONFIG_HOME -u HOME ./scanlab do 'SaveSettings;'");
+    EXPECT_NE(homeless.output.find("Es gibt keine Konfigurationsdatei"), std::string::npos) << homeless.output;
+
+    EXPECT_EQ(Call("./scanlab --out " + Path("out") + " do 'Synthesize plate FALSE 3000;' 'Export plate.ply;'").code,
+              0);
+    std::string const scan = Path("out/plate.ply");
+    Outcome const aligned = Call("./scanlab align --out " + Path("out") + " " + scan + " " + scan);
+    EXPECT_TRUE(aligned.code == 0 && fs::exists(folder / "out/alignment.svg")) << aligned.output;
+    EXPECT_EQ(Call("./scanlab align --out " + Path("out") + " " + scan + " " + Path("missing.ply")).code, 1);
 }
 
 TEST_F(Programs, ScanlabAsksAtATerminal) {

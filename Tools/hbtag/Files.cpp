@@ -92,7 +92,7 @@ bool TakeNumber(std::string_view& text, T& value) {
 
 std::optional<std::vector<Step>> StepsOf(std::string_view text) {
     std::vector<Step> steps;
-    while (!text.empty()) {
+    for (;;) {
         Step step{0, 0};
         if (!TakeNumber(text, step.id)) return std::nullopt;
         if (text.starts_with('[')) {
@@ -105,7 +105,6 @@ std::optional<std::vector<Step>> StepsOf(std::string_view text) {
         if (!text.starts_with('/') || text.size() == 1) return std::nullopt;
         text.remove_prefix(1);
     }
-    return std::nullopt;
 }
 
 }  // namespace
