@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/base/syConfig.h"
 
+#include "Clock.h"
 #include "Support.h"
 #include "hbtools/base/syLimits.h"
 
@@ -11,23 +12,7 @@
 #include <ctime>
 #include <thread>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
-
-namespace {
-
-/// Seconds by which the clock of this process is behind that of the file system.
-std::time_t g_behind = 0;
-
-}  // namespace
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which have a clock of their own
-extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    int const result = static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
-    if (result == 0 && clock == CLOCK_REALTIME) time->tv_sec -= g_behind;
-    return result;
-}
-#endif
 
 namespace {
 
@@ -288,7 +273,7 @@ TEST_F(ConfigFile, OnlyChangesAreParsedAgain) {
         return test::g_allocatedBytes - before > bytes.size();
     };
     for (std::time_t const behind : {0, 3600}) {
-        g_behind = behind;
+        test::g_clockBehind = behind;
         bytes[bytes.size() - 2] = '4';
         Put("f", bytes);
         EXPECT_TRUE(reads());
@@ -296,7 +281,7 @@ TEST_F(ConfigFile, OnlyChangesAreParsedAgain) {
         reads();
         EXPECT_EQ(reads(), behind > 0);
     }
-    g_behind = 0;
+    test::g_clockBehind = 0;
 }
 
 TEST_F(ConfigFile, AnUpdateIsOneWrite) {

@@ -5,23 +5,13 @@
 #include "hbtools/base/syTimer.h"
 #include "hbtools/base/syWinApp.h"
 
+#include "Clock.h"
 #include "Support.h"
 
 #include <atomic>
 #include <chrono>
-#include <ctime>
 #include <thread>
 #include <vector>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-static std::atomic<int> g_numJumps = 0;  // of the clock that can be set, as long as that is not 0
-
-extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    auto const result = static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
-    if (clock == CLOCK_REALTIME && g_numJumps > 0) time->tv_sec += ++g_numJumps % 2 ? 86400 : -86400;
-    return result;
-}
 
 namespace {
 
@@ -128,7 +118,7 @@ TEST(Sync, WaitsAndTimersIgnoreThatTheClockIsSet) {
     KxTimer timer;
     timer.SetTimeoutHdl(KxTools::Link(&ticks, tick));
     timer.SetTimeout(20);
-    g_numJumps = 1;
+    test::g_clockJumps = 1;
     auto const start = Clock::now();
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(never.Lock(20) + none.Lock(20), 0);
@@ -139,8 +129,8 @@ TEST(Sync, WaitsAndTimersIgnoreThatTheClockIsSet) {
         while (ticks <= i) app.PumpMessage();
     }
     auto const time = Clock::now() - start;
-    bool const hasJumped = KxDateTime::Now().IsValid() && g_numJumps > 1;
-    g_numJumps = 0;
+    bool const hasJumped = KxDateTime::Now().IsValid() && test::g_clockJumps > 1;
+    test::g_clockJumps = 0;
     EXPECT_TRUE(hasJumped);
     EXPECT_GE(time, std::chrono::milliseconds(2 * 7 * 20));
     EXPECT_LT(time, std::chrono::seconds(60));
