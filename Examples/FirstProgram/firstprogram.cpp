@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
         Store(path, scan);
 
         Scan const loaded = Load(path);
-        std::printf("%d points, the last at %.17g, %.17g, %.17g\n", loaded.points.Size(), loaded.points[4][0],
+        std::printf("%d points, the last at %g, %g, %g\n", loaded.points.Size(), loaded.points[4][0],
                     loaded.points[4][1], loaded.points[4][2]);
         std::printf("deviations from %.3f to %.3f mm\n", loaded.deviations.Min(), loaded.deviations.Max());
         for (KxProperty const& condition : *loaded.conditions) std::printf("%ls\n", condition.GetMessageW().GetStr());
