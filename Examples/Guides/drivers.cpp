@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: MIT
 //
 // The code of Doc/drivers.md: an application that knows the family of devices and loads the driver that it is told.
-//   drivers MODULE
+//   guide_drivers [MODULE]   without one: the sample driver, where the build puts it
 #include "../ScanLab/Devices/Scanner.h"
 #include <cstdio>
+#include <filesystem>
 #include <hbtools/hbtools.h>
 
 using namespace KxN;
@@ -28,7 +29,8 @@ public:
 
 int main(int argc, char** argv) {
     try {
-        KxString const name(argc > 1 ? argv[1] : "LaserScanner");
+        std::filesystem::path const bin = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+        KxString const name = KxxFromSystemPath(argc > 1 ? argv[1] : (bin / "Drivers/LaserScanner.so").string());
         Counter sink;
         {
             ScannerDriver driver(name);

@@ -32,15 +32,15 @@ void MeasureAndReport() {
 }  // namespace
 
 int main() {
+    std::remove("syexcmgr.bas");  // the log of an earlier start
     std::ofstream("failures.ini") << "[Initialization]\nErrorCount=100\nBackupTiming=SAVE_ALL_CHANGES\n";
     for (int run = 1; run <= 2; ++run) {
         auto const manager = std::make_unique<KxExceptionManager>();
         pExceptionMgr = manager.get();
-        manager->Initialize(L"failures.ini");  // reads what an earlier run kept
+        manager->Initialize(L"failures.ini");  // reads what the run before it kept
         MeasureAndReport();
         std::unique_ptr<KxExceptionManager::Queue> const entries(manager->ExtractAllExceptions());
         std::printf("run %d: %d kept\n", run, entries->Count());
         for (KxException* entry : *entries) std::printf("  %ls\n", entry->GetMessage().GetStr());
     }
-    std::remove("syexcmgr.bas");
 }

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Lists the records of a tag file with nothing but the standard library, as Doc/formats/tags.md has them.
-//   plainreader FILE
+//   guide_plainreader [FILE]   without one: first.tag, which the first program leaves in its folder
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -63,6 +63,6 @@ int main(int argc, char** argv) {
         if (record.next == 0) return 0;
         position = record.next;
     }
-    std::fprintf(stderr, "the chain breaks off\n");
+    std::fputs(length > 0 ? "the chain breaks off\n" : "nothing to read: guide_plainreader FILE\n", stderr);
     return 1;
 }

@@ -37,7 +37,8 @@ int main() {
         CMemFile file;
         Choose(planned);
         Store(file, points);
-        std::printf("for %llu points: %s records, %llu bytes\n", planned, FormOf(file), file.GetLength());
+        std::printf("planned for %llu points: %s records; these two points take %llu bytes\n", planned, FormOf(file),
+                    file.GetLength());
         KxTArray<KxVec3d> read;
         file.Seek(0, CFile::begin);
         KxTagArchive(&file, 1) >> KxVec3dArrayTag(pointsId, read);  // either form, without a word
