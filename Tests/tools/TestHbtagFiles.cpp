@@ -121,14 +121,12 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {cut.tag} {out}", 2, "9 of 9 records, 10 of 12 points of their arrays, 14 bytes lost\n", true},
         {"repair {cut.tag} {out}", 2,
          "cut: record 108 at 266, array of KxVec3d, bytes 336 to 350, 2 of 4 elements kept: the record at 266: the "
-         "array "
-         "of KxVec3d promises 4 elements in 100 bytes, and 66 bytes are there\ndangling link: at 0: ",
+         "array of KxVec3d promises 4 elements in 100 bytes, and 66 bytes are there\ndangling link: at 0: ",
          true},
         {"repair --json {cut.tag} {out}", 2,
          "{\"begin\": 336, \"end\": 350, \"position\": 266, \"id\": 108, \"kind\": \"array of KxVec3d\", \"kept\": 2, "
          "\"promised\": 4, \"text\": \"the record at 266: the array of KxVec3d promises 4 elements in 100 bytes, and "
-         "66 "
-         "bytes are there\"}\n  ],\n  \"faults\": [\n    {\"kind\": \"dangling link\", \"position\": 0, ",
+         "66 bytes are there\"}\n  ],\n  \"faults\": [\n    {\"kind\": \"dangling link\", \"position\": 0, ",
          true},
         {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
         {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
@@ -154,6 +152,9 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"export --npy {mixed.tag} 4 {out}", 1, "), ..."},
         {"ls {32.tag}", 0, "2-D array of KxVec3f, 3 x 2\n"},
         {"ls --json --id 102 {32.tag}", 0, "\"id\": 102,"},
+        {"ls --json " HBTOOLS_SOURCE_DIR "/Tests/data/golden/3.01/header.tag", 0,
+         "\"time\": \"2026-11-21T19:30:59\", "},
+        {"ls " HBTOOLS_SOURCE_DIR "/Tests/data/golden/3.01/header.tag", 0, "  2026-11-21 19:30:59, mask"},
         {"export --npy {cut.tag} 108 {out}", 2, "hbtag repair keeps what is whole"},
         {"export --npy --csv {32.tag} 103 {out}", 1, "[--ply,--csv,--npy] is required"},
         {"export {32.tag} 103 {out}", 1, "[--ply,--csv,--npy] is required"},
