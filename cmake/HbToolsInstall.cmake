@@ -72,7 +72,15 @@ install(FILES ${PROJECT_BINARY_DIR}/hbtools.pc DESTINATION ${CMAKE_INSTALL_LIBDI
 foreach(component lib dev tools)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}-${component} COMPONENT ${component})
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/README.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}-dev COMPONENT dev)
+# The pages, and all that they link to, in the folders in which they stand here.
+set(doc_dir ${CMAKE_INSTALL_DOCDIR}-dev)
+foreach(page CHANGELOG CONTRIBUTING README SECURITY)
+  install(FILES ${PROJECT_SOURCE_DIR}/${page}.md DESTINATION ${doc_dir} COMPONENT dev)
+endforeach()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Doc DESTINATION ${doc_dir} COMPONENT dev
+  FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Examples/FirstProgram ${PROJECT_SOURCE_DIR}/Examples/Guides
+  DESTINATION ${doc_dir}/Examples COMPONENT dev)
+install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/demo.mac DESTINATION ${doc_dir}/Examples/ScanLab COMPONENT dev)
 
 include(HbToolsPackages)

@@ -45,7 +45,7 @@ PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONG
 
 /// What is left of a collection of points between `address` and `end` whose count and bytes do not agree: which kind it
 /// was, by where its end must have been (`promisedEnd`, 0 if nothing tells), by a count of which one bit tipped, or else
-/// by its numbers. `kept` is 0 if nothing tells its kind.
+/// by its numbers. `kept` is 0 if nothing tells its kind; else `fault` says what is missing of that kind.
 PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, ULONGLONG promisedEnd);
 
 /// True if a collection that begins at `address` would end at `promisedEnd`, by its count and one of the kinds.

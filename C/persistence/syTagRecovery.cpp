@@ -260,7 +260,14 @@ void KxTagInspector::Walk::TakeLeft(int number, ULONGLONG end, detail::PayloadFi
     }
     if (record.isDamaged && finding.kind == PayloadUnknown) {
         left = detail::SalvageCollection(m_file, record.image.dataAddress, end, PromisedEnd(record));
-        if (left.kept > 0) record.kind = left.kind;
+        if (left.kept > 0) {
+            // What was said before the kind was found would contradict it.
+            SxTagFault& fault = m_faults[m_faults.Size() - 1];
+            fault.kind = left.faultKind;
+            fault.lostBytes = left.lostBytes;
+            fault.text.SPrintf(L"the record at %llu: %s", record.position, left.fault);
+            record.kind = left.kind;
+        }
         record.width = left.width;
         // What has the shape of no kind may be the application's own: up to a sound link nothing of it is lost. With its size
         // declared any reader sees where it ends.

@@ -146,6 +146,14 @@ PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, 
     left.keptSize = shape.head + static_cast<ULONGLONG>(left.kept) * shape.each;
     left.promised = shape.head == 8 ? shape.count : std::max(shape.count, left.promised);
     if (shape.head == 8) left.width = heads[0];
+    KxString const kind(KxxPayloadKindName(left.kind));
+    if (shape.head == 4 && shape.count != width)
+        left.fault.SPrintf(L"the %s has the count %lld, and %lld elements are there", kind, width, left.kept);
+    else
+        left.fault.SPrintf(L"the %s promises %lld elements in %llu bytes, and %llu bytes are there", kind, shape.count,
+                           shape.Size(), there);
+    left.faultKind = shape.Size() > there ? FaultShortPayload : FaultCount;
+    left.lostBytes = there - std::min(there, left.keptSize);
     return left;
 }
 

@@ -46,6 +46,35 @@ if(NOT EXISTS ${work}/program/bin/LanguagePacks/ENU/consumer.ENU
   message(FATAL_ERROR "the language packs of the program are missing")
 endif()
 
+# Building all of the library again would take minutes; what would be built is seen without.
+run("configure as a part" ${CMAKE_COMMAND} -S ${work}/source -B ${work}/part -G ${GENERATOR}
+  -DCMAKE_CXX_COMPILER=${COMPILER} -DHBTOOLS_SOURCE=${CMAKE_CURRENT_LIST_DIR}/../.. -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON)
+
+# What the installed pages link to was installed too.
+file(GLOB_RECURSE pages ${work}/prefix/share/doc/hbtools-dev/*.md)
+set(num_links 0)
+foreach(page IN LISTS pages)
+  cmake_path(GET page PARENT_PATH folder)
+  file(READ ${page} text)
+  # Brackets would join the elements of a list, so the links are told by another mark; code has captures.
+  string(REGEX REPLACE "(^|\n)(```[^`]*```|    [^\n]*)" "" text "${text}")
+  string(REPLACE "](" "@(" text "${text}")
+  string(REGEX MATCHALL "@\\([^ )#:]+[#)]" links "${text}")
+  foreach(link IN LISTS links)
+    string(REGEX REPLACE "^@\\((.*)[#)]$" "\\1" link "${link}")
+    math(EXPR num_links "${num_links} + 1")
+    if(NOT EXISTS ${folder}/${link})
+      file(REMOVE_RECURSE ${work})
+      message(FATAL_ERROR "${page} links to ${link}, which is not installed")
+    endif()
+  endforeach()
+endforeach()
+message(STATUS "links of the installed pages: ${num_links}")
+if(num_links LESS 20)
+  file(REMOVE_RECURSE ${work})
+  message(FATAL_ERROR "the pages are not installed")
+endif()
+
 file(GLOB_RECURSE pc ${work}/prefix/hbtools.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
 set(ENV{PKG_CONFIG_PATH} ${pc_dir})

@@ -50,6 +50,10 @@ protected:
             deep += "\1\0\0\0\x64\0\0\0\0\0"s + std::string(reinterpret_cast<char const*>(heads), 8);
         }
         Write("deep.tag", deep);
+        // 5 with another 5 and two 6 within.
+        Write("within.tag",
+              "\5\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0"s + "\5\0\0\0\x64\0\0\0\0\0\x24\0\0\0\x24\0\0\0"s +
+                  "\6\0\0\0\x64\0\0\0\0\0\x36\0\0\0\x36\0\0\0"s + "\6\0\0\0\x64\0\0\0\0\0\x48\0\0\0\0\0\0\0"s);
         WriteMixed("mixed.tag", 2);
         WriteMixed("longer.tag", 3);
         fs::create_symlink(folder / "32.tag", folder / "link.tag");
@@ -116,10 +120,13 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {32.tag} {out}", 0, "24 of 24 records, 25 of 25 points of their arrays, 0 bytes lost\n", true},
         {"repair {cut.tag} {out}", 2, "9 of 9 records, 10 of 12 points of their arrays, 14 bytes lost\n", true},
         {"repair {cut.tag} {out}", 2,
-         "cut: record 108 at 266, array of KxVec3d, bytes 336 to 350, 2 of 4 elements kept: ", true},
+         "cut: record 108 at 266, array of KxVec3d, bytes 336 to 350, 2 of 4 elements kept: the record at 266: the "
+         "array of KxVec3d promises 4 elements in 100 bytes, and 66 bytes are there\ndangling link: at 0: ",
+         true},
         {"repair --json {cut.tag} {out}", 2,
          "{\"begin\": 336, \"end\": 350, \"position\": 266, \"id\": 108, \"kind\": \"array of KxVec3d\", \"kept\": 2, "
-         "\"promised\": 4, ",
+         "\"promised\": 4, \"text\": \"the record at 266: the array of KxVec3d promises 4 elements in 100 bytes, and "
+         "66 bytes are there\"}\n  ],\n  \"faults\": [\n    {\"kind\": \"dangling link\", \"position\": 0, ",
          true},
         {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
         {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
@@ -139,7 +146,9 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"export --npy {32.tag} @65 {out}", 1, "no record stands at 65"},
         {"export --npy {32.tag} 100/ {out}", 1, "neither a path of ids"},
         {"export --npy {32.tag} 100[0]/101 {out}", 1, "neither a path of ids"},
-        {"export --npy {mixed.tag} 4 {out}", 1, "6 records are 4: 4 (@"},
+        {"export --npy {mixed.tag} 4 {out}", 1, "6 records are 4: 4[1] (@"},
+        {"export --npy {within.tag} 5 {out}", 1, "2 records are 5: @0, 5/5 (@18)\n"},
+        {"export --npy {within.tag} 5/6 {out}", 1, "2 records are 5/6: 5/6[1] (@36), 5/6[2] (@54)\n"},
         {"export --npy {mixed.tag} 4 {out}", 1, "), ..."},
         {"ls {32.tag}", 0, "2-D array of KxVec3f, 3 x 2\n"},
         {"ls --json --id 102 {32.tag}", 0, "\"id\": 102,"},

@@ -73,7 +73,7 @@ TEST_F(Programs, HbtagShowsTheHeader) {
     EXPECT_EQ(text.code, 0);
     EXPECT_NE(
         text.output.find("header: version 100, company \"TQ\", data type 1, element size 2, blocks 3, size -2 x 5\n"
-                         "        31.12.2024 23:59:58, mask 1.5, tags of 64 bits, matrix 1, -0.0, 0, 0; 0, 0, 0, 0; "),
+                         "        2024-12-31 23:59:58, mask 1.5, tags of 64 bits, matrix 1, -0.0, 0, 0; 0, 0, 0, 0; "),
         std::string::npos)
         << text.output;
     header[30] = 64;  // a number that means nothing
@@ -85,7 +85,7 @@ TEST_F(Programs, HbtagShowsTheHeader) {
         Outcome const json = Call("./hbtag ls --json " + Path(name) +
                                   " | python3 -c 'import json, sys; h = json.load(sys.stdin)[\"header\"]; "
                                   "print(h[\"time\"], h[\"width\"], h[\"matrix\"][0], h[\"form\"])'");
-        EXPECT_EQ(json.output, std::string("31.12.2024 23:59:58 -2 [1, -0.0, 0, 0] ") + form + "\n");
+        EXPECT_EQ(json.output, std::string("2024-12-31T23:59:58 -2 [1, -0.0, 0, 0] ") + form + "\n");
     }
 }
 

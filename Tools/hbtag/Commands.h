@@ -68,13 +68,16 @@ struct Levels {
     std::vector<int> const& Of(int parent) const { return m_children[static_cast<std::size_t>(parent) + 1]; }
     /// Records nested in one, on all levels.
     int NumBelow(int record) const;
-    /// "100/104[2]/105": ids from the first level on, with a number from the second of an id on.
+    /// "100/104[2]/105": ids from the first level on, with a number where a level has several of an id.
     std::string PathTo(int record) const;
+    /// What ParseRecord takes for this record and no other: "4[2] (@224)"; "@224" alone where no path does that.
+    std::string NameOf(int record) const;
 
 private:
     KxN::KxTagInspector const& m_inspector;
     std::vector<std::vector<int>> m_children;
     std::vector<int> m_numbers;
+    std::vector<bool> m_isOneOfSeveral;
 };
 
 /// The record that a text means: a path as PathTo gives it, "@64" for the one at a position, or an id that one record

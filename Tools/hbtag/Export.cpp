@@ -133,7 +133,7 @@ int ChooseRecord(Levels const& levels, KxTagInspector const& inspector, std::str
     if (fitting.empty()) throw UsageError("no record holds an array that this form takes");
     std::string names;
     for (std::size_t i = 0; i < std::min<std::size_t>(fitting.size(), 8); ++i)
-        names += fmt::format("{}{} (@{})", i > 0 ? ", " : "", levels.PathTo(fitting[i]), records[fitting[i]].position);
+        names += (i > 0 ? ", " : "") + levels.NameOf(fitting[i]);
     throw UsageError(fmt::format("{} records hold arrays, name one of them: {}{}", fitting.size(), names,
                                  fitting.size() > 8 ? ", ..." : ""));
 }

@@ -40,13 +40,16 @@ void OutFile::Commit() {
 Levels::Levels(KxTagInspector const& inspector)
     : m_inspector(inspector),
       m_children(static_cast<std::size_t>(inspector.Records().Size()) + 1),
-      m_numbers(static_cast<std::size_t>(inspector.Records().Size())) {
+      m_numbers(static_cast<std::size_t>(inspector.Records().Size())),
+      m_isOneOfSeveral(m_numbers.size()) {
     auto const& records = inspector.Records();
-    std::map<std::pair<int, unsigned long>, int> numbers;  // by level and id
+    std::map<std::pair<int, unsigned long>, int> numbers;  // by level and id; in the end how many there are
     for (int i = 0; i < records.Size(); ++i) {
         m_children[static_cast<std::size_t>(records[i].parent) + 1].push_back(i);
         m_numbers[static_cast<std::size_t>(i)] = ++numbers[{records[i].parent, records[i].image.id}];
     }
+    for (int i = 0; i < records.Size(); ++i)
+        m_isOneOfSeveral[static_cast<std::size_t>(i)] = numbers[{records[i].parent, records[i].image.id}] > 1;
 }
 
 int Levels::NumBelow(int record) const {
@@ -69,10 +72,21 @@ std::string Levels::PathTo(int record) const {
     std::string path = record >= 0 ? ".../" : "";
     for (std::size_t i = steps.size(); i-- > 0;) {
         path += std::to_string(m_inspector.Records()[steps[i]].image.id);
-        if (NumberOf(steps[i]) > 1) path += fmt::format("[{}]", NumberOf(steps[i]));
+        if (m_isOneOfSeveral[static_cast<std::size_t>(steps[i])]) path += fmt::format("[{}]", NumberOf(steps[i]));
         if (i > 0) path += '/';
     }
     return path;
+}
+
+std::string Levels::NameOf(int record) const {
+    auto const& records = m_inspector.Records();
+    std::string const place = fmt::format("@{}", records[record].position), path = PathTo(record);
+    bool isUnique = !path.starts_with('.');
+    // A path of one step means records of any level.
+    for (int i = 0; i < records.Size() && isUnique && records[record].parent < 0; ++i)
+        isUnique = i == record || records[i].image.id != records[record].image.id ||
+                   (m_isOneOfSeveral[static_cast<std::size_t>(record)] && NumberOf(i) != NumberOf(record));
+    return isUnique ? fmt::format("{} ({})", path, place) : place;
 }
 
 namespace {
@@ -142,7 +156,7 @@ int ParseRecord(Levels const& levels, KxTagInspector const& inspector, std::stri
     if (found.size() == 1) return found.front();
     std::string paths;
     for (std::size_t i = 0; i < std::min<std::size_t>(found.size(), 5); ++i)
-        paths += fmt::format("{}{} (@{})", i > 0 ? ", " : "", levels.PathTo(found[i]), records[found[i]].position);
+        paths += (i > 0 ? ", " : "") + levels.NameOf(found[i]);
     throw UsageError(
         fmt::format("{} records are {}: {}{}", found.size(), name, paths, found.size() > 5 ? ", ..." : ""));
 }

@@ -195,7 +195,10 @@ void PrintHeader(Output& output, Options const& options, KxString const& name) {
     header.Read(name);
     KxTSize<short> const size = header.GetSize();
     KxDateTime const time = header.GetDateTime();
-    KxString const moment = time.IsValid() ? time.GetDateText() + L" " + time.GetTimeText() : KxString();
+    std::string const moment = time.IsValid()
+                                   ? fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", time.GetYear(), time.GetMonth(),
+                                                 time.GetDay(), time.GetHour(), time.GetMinute(), time.GetSecond())
+                                   : std::string();
     KxTMatrix4x4<double> const matrix = header.GetTrafoMatrix();
     TagFormat const format = header.GetTagFormat();
     bool const isKnown = format == TagFormat32 || format == TagFormat64;
@@ -207,16 +210,16 @@ void PrintHeader(Output& output, Options const& options, KxString const& name) {
             "{}, "
             "\"width\": {}, \"height\": {}, \"time\": {}, \"mask\": {}, \"form\": {}, \"matrix\": [[{}]]}},\n",
             header.GetVersion(), Quoted(header.GetCompanyID()), header.GetDataType(), header.GetElementSize(),
-            header.GetMaxBlocks(), size.width, size.height, Quoted(moment),
+            header.GetMaxBlocks(), size.width, size.height, '"' + moment + '"',
             JsonNumber(fmt::format("{}", header.GetMaskValue())), JsonNumber(form), MatrixText(matrix, "], ["));
         return;
     }
     output.Print("header: version {}, company {}, data type {}, element size {}, blocks {}, size {} x {}\n",
                  header.GetVersion(), Quoted(header.GetCompanyID()), header.GetDataType(), header.GetElementSize(),
                  header.GetMaxBlocks(), size.width, size.height);
-    output.Print("        {}, mask {}, tags of {}, matrix {}\n", !moment ? "no time" : Escaped(moment),
-                 header.GetMaskValue(), isKnown ? form + " bits" : form,
-                 IsIdentity(matrix) ? "identity" : MatrixText(matrix, "; "));
+    output.Print("        {}, mask {}, tags of {}, matrix {}\n",
+                 moment.empty() ? "no time" : std::string(moment).replace(10, 1, " "), header.GetMaskValue(),
+                 isKnown ? form + " bits" : form, IsIdentity(matrix) ? "identity" : MatrixText(matrix, "; "));
 }
 
 }  // namespace

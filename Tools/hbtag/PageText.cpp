@@ -64,7 +64,7 @@ const rows = [['size', file.size + ' bytes'], ['state', file.state], ['records',
 if (file.header) {
   const h = file.header;
   rows.push(['header', 'version ' + h.version + ', ' + h.company + ', data type ' + h.dataType + ', element size ' +
-    h.elementSize + ', size ' + h.width + ' x ' + h.height], ['written', h.time || 'no time'],
+    h.elementSize + ', size ' + h.width + ' x ' + h.height], ['written', h.time.replace('T', ' ') || 'no time'],
     ['record form', h.form + ' bits'], ['matrix', h.matrix.map(r => r.join(' ')).join('; ')]);
 }
 const table = make('table');

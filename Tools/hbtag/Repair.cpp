@@ -6,6 +6,10 @@
 #include <hbtools/persistence/syTagCopier.h>
 
 #include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace hbtag {
 
@@ -46,6 +50,17 @@ struct Account {
     }
 };
 
+/// The faults but for those that a loss tells already.
+std::vector<SxTagFault> OtherFaults(KxTagCopier& copier) {
+    std::set<std::pair<unsigned long long, std::wstring_view>> told;
+    for (SxTagLoss const& loss : copier.Losses())
+        if (loss.isRecord) told.emplace(loss.position, loss.text.View());
+    std::vector<SxTagFault> others;
+    for (SxTagFault const& fault : copier.Faults())
+        if (!told.contains({fault.position, fault.text.View()})) others.push_back(fault);
+    return others;
+}
+
 void PrintText(tool::Output& output, KxTagCopier& copier, Account const& account) {
     output.Print("{} of {} records, {} of {} points of their arrays, {} bytes lost\n", copier.NumCopied(),
                  account.records, account.points, account.allPoints, account.lostBytes);
@@ -61,7 +76,7 @@ void PrintText(tool::Output& output, KxTagCopier& copier, Account const& account
         if (loss.promised > 0) output.Print(", {} of {} elements kept", loss.kept, loss.promised);
         output.Print(": {}\n", tool::Escaped(loss.text));
     }
-    for (SxTagFault const& fault : copier.Faults())
+    for (SxTagFault const& fault : OtherFaults(copier))
         output.Print("{}: at {}: {}\n", KxxToUtf8(KxxTagFaultName(fault.kind)), fault.position,
                      tool::Escaped(fault.text));
 }
@@ -85,7 +100,7 @@ void PrintJson(tool::Output& output, FileArguments const& arguments, KxTagCopier
     }
     output.Print("{}],\n  \"faults\": [", *separator ? "\n  " : "");
     separator = "";
-    for (SxTagFault const& fault : copier.Faults()) {
+    for (SxTagFault const& fault : OtherFaults(copier)) {
         output.Print("{}\n    {{\"kind\": {}, \"position\": {}, \"target\": {}, \"text\": {}}}", separator,
                      tool::Quoted(KxxTagFaultName(fault.kind)), fault.position, fault.target, tool::Quoted(fault.text));
         separator = ",";

@@ -19,6 +19,12 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   file(REMOVE ${doc}/LICENSE ${doc}/CHANGELOG.md)  # under the names below
   file(WRITE ${doc}/copyright "All of ${package} is under this licence.\n\n${licence}")
   file(COPY_FILE ${CPACK_HBTOOLS_SOURCE_DIR}/CHANGELOG.md ${doc}/changelog)
+  if(EXISTS ${doc}/README.md)
+    file(READ ${doc}/README.md readme)
+    string(REPLACE "](LICENSE)" "](copyright)" readme "${readme}")
+    string(REPLACE "](CHANGELOG.md)" "](changelog.gz)" readme "${readme}")
+    file(WRITE ${doc}/README.md "${readme}")
+  endif()
   file(WRITE ${doc}/changelog.Debian
 "hbtools (${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 
