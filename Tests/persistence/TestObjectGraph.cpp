@@ -132,9 +132,7 @@ TEST(ObjectGraph, WithoutMemoryNoKnownTypeIsTakenForUnknown) {
             b.emplace(20, 10);  // types are looked up anew
             stored();
         },
-        [&] {
-            EXPECT_TRUE(!b || stored() == expected);
-        });
+        [&] { EXPECT_TRUE(!b || stored() == expected); });
     EXPECT_GT(failures, 5);
 }
 
