@@ -86,8 +86,9 @@ ssize_t Move(Call name, int descriptor, std::size_t count, Function call) {
     return call(count);
 }
 
-mode_t ModeOf(int flags, va_list arguments) {
-    return (flags & (O_CREAT | O_TMPFILE)) ? va_arg(arguments, mode_t) : 0;
+template <class Call>
+int Opened(int, char const* path, int, Call call) {
+    return IsHit(Open, path) ? -1 : call();
 }
 
 }  // namespace
@@ -113,22 +114,6 @@ using namespace iofaults;
 
 extern "C" {
 
-#define DEFINE_OPEN(name)                                              \
-    int name(char const* path, int flags, ...) {                       \
-        va_list arguments;                                             \
-        va_start(arguments, flags);                                    \
-        mode_t const mode = ModeOf(flags, arguments);                  \
-        va_end(arguments);                                             \
-        return IsHit(Open, path) ? -1 : REAL(name)(path, flags, mode); \
-    }
-#define DEFINE_OPENAT(name)                                                    \
-    int name(int folder, char const* path, int flags, ...) {                   \
-        va_list arguments;                                                     \
-        va_start(arguments, flags);                                            \
-        mode_t const mode = ModeOf(flags, arguments);                          \
-        va_end(arguments);                                                     \
-        return IsHit(Open, path) ? -1 : REAL(name)(folder, path, flags, mode); \
-    }
 DEFINE_OPEN(open)
 DEFINE_OPEN(open64)
 DEFINE_OPENAT(openat)

@@ -12,6 +12,7 @@
 //
 // A step that fails has thrown std::bad_alloc, a memory exception, or what its scenario documents; what else must be stands
 // in scenarios/Runner.h. Nothing has leaked.
+#include "../Program.h"
 #include "Memory.h"
 #include "Runner.h"
 
@@ -237,46 +238,41 @@ std::vector<Kind> FaultyKinds() {
 int main(int argc, char** argv) {
     using namespace proof;
     if (argc == 3 && std::strcmp(argv[1], "--start") == 0) return StartAndStop(argv[2]);
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
-    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
-    std::vector<Kind> const kinds = isSelfCheck ? FaultyKinds() : Kinds();
-    std::string const only = arguments.empty() ? "" : arguments[0];
+    Options const options(argc, argv);
+    std::vector<Kind> const kinds = options.isSelfCheck ? FaultyKinds() : Kinds();
 
     std::error_code none;
-    std::string pattern =
-        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
-    if (!::mkdtemp(pattern.data())) return 2;
-    fs::path const folder = pattern;
+    fs::path const folder = MakeFolder();
+    if (folder.empty()) return 2;
     KxTools::SetEncryptionPassword("the password of the scenarios");
     int findings = 0;
-    if (arguments.size() == 4) {
+    if (options.arguments.size() == 4) {
         g_isTalking = true;
         for (Kind const& kind : kinds) {
-            if (kind.name != only) continue;
+            if (kind.name != options.only) continue;
             States states;
             Outcome outcome;
-            bool const isCold = arguments[2] == "cold";
+            bool const isCold = options.arguments[2] == "cold";
             g_isTalking = false;
             for (int i = 0; i < 2 && !isCold; ++i) RunPlain(kind, folder / "data", failures, nullptr);
             InChild(states, [&](States& result) { RunPlain(kind, folder / "data", failures, &result); });
             g_isTalking = true;
-            RunChild(kind, folder / "data", std::atoi(arguments[3].c_str()), arguments[1] == "lasting", isCold, states,
-                     outcome);
+            RunChild(kind, folder / "data", std::atoi(options.arguments[3].c_str()), options.arguments[1] == "lasting",
+                     isCold, states, outcome);
             std::printf("%s; %s\n", outcome.error.bytes.data(), outcome.finding.bytes.data());
         }
     } else {
-        Proof run(folder, isLong);
+        Proof run(folder, options.isLong);
         for (bool const isCold : {true, false}) {
             for (Kind const& kind : kinds) {
-                if (!only.empty() && only != kind.name) continue;
+                if (!options.only.empty() && options.only != kind.name) continue;
                 // Children inherit what a process keeps for ever; with threads they make it themselves.
                 if (!isCold && !kind.hasThreads)
                     for (int i = 0; i < 2; ++i) RunPlain(kind, folder / "data", failures, nullptr);
                 for (bool const isLasting : {false, true}) run.RunSeries(kind, isCold, isLasting);
             }
         }
-        if (only.empty() && !isSelfCheck)
+        if (options.only.empty() && !options.isSelfCheck)
             for (bool const isLasting : {false, true}) run.RunStarts(isLasting);
         findings = run.CountFindings();
         std::printf("%d findings\n", findings);

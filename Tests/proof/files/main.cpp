@@ -13,6 +13,7 @@
 //
 // A step that fails has thrown an exception of the library that names the file or its folder, or ended with a result that
 // its scenario documents; what else must be stands in scenarios/Runner.h. No descriptor stays open.
+#include "../Program.h"
 #include "Faults.h"
 #include "Runner.h"
 
@@ -238,32 +239,28 @@ std::vector<Kind> FaultyKinds() {
 
 int main(int argc, char** argv) {
     using namespace proof;
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
-    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
-    std::string const only = arguments.empty() ? "" : arguments[0];
+    Options const options(argc, argv);
 
     std::error_code none;
-    std::string pattern =
-        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
-    if (!::mkdtemp(pattern.data())) return 2;
+    fs::path const folder = MakeFolder();
+    if (folder.empty()) return 2;
     KxTools::SetEncryptionPassword("the password of the scenarios");
-    Proof proof(fs::path(pattern) / "data", isLong);
-    for (Kind const& kind : isSelfCheck ? FaultyKinds() : Kinds()) {
-        if (!only.empty() && only != kind.name) continue;
-        if (arguments.size() == 5) {
+    Proof proof(folder / "data", options.isLong);
+    for (Kind const& kind : options.isSelfCheck ? FaultyKinds() : Kinds()) {
+        if (!options.only.empty() && options.only != kind.name) continue;
+        if (options.arguments.size() == 5) {
             Plain const plain = proof.MakePlain(kind);
-            auto const call = std::find(std::begin(iofaults::names), std::end(iofaults::names), arguments[1]);
+            auto const call = std::find(std::begin(iofaults::names), std::end(iofaults::names), options.arguments[1]);
             g_isTalking = true;
             Outcome const outcome = proof.Run(kind, static_cast<iofaults::Call>(call - std::begin(iofaults::names)),
-                                              {std::atoi(arguments[2].c_str()), arguments[3].c_str()},
-                                              std::atoi(arguments[4].c_str()), plain.states);
+                                              {std::atoi(options.arguments[2].c_str()), options.arguments[3].c_str()},
+                                              std::atoi(options.arguments[4].c_str()), plain.states);
             std::printf("%s; %s\n", outcome.error.bytes.data(), outcome.finding.bytes.data());
         } else {
             proof.RunAll(kind);
         }
     }
     std::printf("%d findings\nM = %d\n", proof.CountFindings(), proof.CountFailures());
-    fs::remove_all(pattern, none);
+    fs::remove_all(folder, none);
     return proof.CountFindings() > 0 ? 1 : 0;
 }

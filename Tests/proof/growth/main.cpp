@@ -9,6 +9,7 @@
 // Steps are allocations, bytes through files, and calls of functions that the library is given; where valgrind is installed,
 // instructions besides, of n / 4. One line for each case tells them; a line "finding" follows where one of them grows too
 // fast. --long takes ten times as many elements. Exit code 1 if there are findings. With a number the case is run once.
+#include "../Program.h"
 #include "../allocations/Memory.h"
 #include "Case.h"
 
@@ -143,28 +144,23 @@ KxN::KxString WriteFile(fs::path const& path, std::string const& bytes) {
 
 int main(int argc, char** argv) {
     using namespace proof;
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
-    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
+    Options const options(argc, argv);
     std::vector<Case> const faulty = FaultyCases();
     std::vector<Case> cases = ContainerCases();
     for (Case& test : FileCases()) cases.push_back(std::move(test));
-    std::string pattern =
-        (fs::is_directory("/dev/shm") ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-growth-XXXXXX";
-    if (!::mkdtemp(pattern.data())) return 2;
-    g_folder = pattern;
-    std::string const only = arguments.empty() ? "" : arguments[0];
+    g_folder = MakeFolder();
+    if (g_folder.empty()) return 2;
     int numRun = 0, findings = 0;
     try {
-        Proof proof(argv[0], isLong ? 8000 : 800);
-        bool const isOne = arguments.size() == 2;
-        if (isSelfCheck) cases = faulty;
+        Proof proof(argv[0], options.isLong ? 8000 : 800);
+        bool const isOne = options.arguments.size() == 2;
+        if (options.isSelfCheck) cases = faulty;
         if (isOne) cases.insert(cases.end(), faulty.begin(), faulty.end());
         for (Case const& test : cases) {
-            if (!only.empty() && only != test.name) continue;
+            if (!options.only.empty() && options.only != test.name) continue;
             ++numRun;
             if (isOne)
-                Run(test, std::atoi(arguments[1].c_str()));
+                Run(test, std::atoi(options.arguments[1].c_str()));
             else
                 proof.Judge(test);
         }
@@ -175,6 +171,6 @@ int main(int argc, char** argv) {
         ++findings;
     }
     std::printf("%d cases, %d findings\n", numRun, findings);
-    fs::remove_all(pattern);
+    fs::remove_all(g_folder);
     return findings > 0 || numRun == 0 ? 1 : 0;
 }

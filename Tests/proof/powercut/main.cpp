@@ -9,6 +9,7 @@
 // name as left over, and the next save removes it; and once the saver has returned only the new one can be there. One line
 // for each scenario tells the calls, the states, how many of them differ, and in how many the file was the old one and the
 // new one; a line "finding" follows for whatever must not be. Exit code 1 if there are findings.
+#include "../Program.h"
 #include "Disk.h"
 #include "Scenarios.h"
 
@@ -329,28 +330,24 @@ private:
 
 int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "--save") == 0) return RunFaulty(argv[2], argv[3]);
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
-    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
-    std::string const only = arguments.empty() ? "" : arguments[0];
+    proof::Options const options(argc, argv);
     std::error_code none;
-    std::string pattern =
-        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
-    if (!::mkdtemp(pattern.data())) return 2;
+    fs::path const folder = proof::MakeFolder();
+    if (folder.empty()) return 2;
     int findings = 0;
     {
-        Proof proof(pattern, isLong);
+        Proof proof(folder, options.isLong);
         auto const run = [&](auto const& all) {
             for (Saver const& saver : all)
-                if (only.empty() || only == saver.scenario) proof.Run(saver, isSelfCheck);
+                if (options.only.empty() || options.only == saver.scenario) proof.Run(saver, options.isSelfCheck);
         };
-        if (isSelfCheck)
+        if (options.isSelfCheck)
             run(faultySavers);
         else
             run(savers);
         findings = proof.CountFindings();
     }
     std::printf("%d findings\n", findings);
-    fs::remove_all(pattern, none);
+    fs::remove_all(folder, none);
     return findings > 0 ? 1 : 0;
 }

@@ -13,6 +13,7 @@
 //
 // No input may end the process, take longer than seconds, take memory beyond a constant and a small multiple of its size, or
 // leak; no cut tag file may pass for whole, but for what its format cannot tell; no tool may end by a signal or with a code that it does not document.
+#include "../Program.h"
 #include "../allocations/Memory.h"
 #include "Readers.h"
 
@@ -377,9 +378,8 @@ void RunTools(Proof& proof, fs::path const& golden) {
 
 int main(int argc, char** argv) {
     using namespace proof;
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    auto const takes = [&](char const* option) { return std::erase(arguments, option) > 0; };
-    bool const isLong = takes("--long"), isSelfCheck = takes("--self-check");
+    Options const options(argc, argv);
+    auto const& arguments = options.arguments;
     fs::path const data = HBTOOLS_TEST_DATA;
     if (arguments.size() == 4) {
         Reader const* const reader = FindReader(arguments[1]);
@@ -391,8 +391,8 @@ int main(int argc, char** argv) {
         std::printf("%lld bytes of memory\n", memory::PeakBytes());
         return 0;
     }
-    Proof proof(isLong);
-    if (isSelfCheck) {
+    Proof proof(options.isLong);
+    if (options.isSelfCheck) {
         g_hangAfter = 1;
         for (Reader const& reader : FaultyReaders()) proof.Faulty(reader);
         return proof.TellAll() > 0 ? 1 : 0;

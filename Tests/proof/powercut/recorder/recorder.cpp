@@ -115,8 +115,9 @@ int NotedOpen(std::string const& path, int flags, Open open) {
     return descriptor;
 }
 
-mode_t ModeOf(int flags, va_list arguments) {
-    return (flags & (O_CREAT | O_TMPFILE)) ? va_arg(arguments, mode_t) : 0;
+template <class Call>
+int Opened(int folder, char const* path, int flags, Call call) {
+    return NotedOpen(PathOf(folder, path), flags, call);
 }
 
 ssize_t NotedWrite(int descriptor, void const* buffer, off_t offset, ssize_t written) {
@@ -137,22 +138,6 @@ off_t PositionOf(int descriptor) {
 
 extern "C" {
 
-#define DEFINE_OPEN(name)                                                                               \
-    int name(char const* path, int flags, ...) {                                                        \
-        va_list arguments;                                                                              \
-        va_start(arguments, flags);                                                                     \
-        mode_t const mode = ModeOf(flags, arguments);                                                   \
-        va_end(arguments);                                                                              \
-        return NotedOpen(PathOf(AT_FDCWD, path), flags, [&] { return REAL(name)(path, flags, mode); }); \
-    }
-#define DEFINE_OPENAT(name)                                                                                   \
-    int name(int folder, char const* path, int flags, ...) {                                                  \
-        va_list arguments;                                                                                    \
-        va_start(arguments, flags);                                                                           \
-        mode_t const mode = ModeOf(flags, arguments);                                                         \
-        va_end(arguments);                                                                                    \
-        return NotedOpen(PathOf(folder, path), flags, [&] { return REAL(name)(folder, path, flags, mode); }); \
-    }
 DEFINE_OPEN(open)
 DEFINE_OPEN(open64)
 DEFINE_OPENAT(openat)
