@@ -3,6 +3,7 @@
 #include "base/posix/syDescriptor.h"
 
 #include "base/posix/sySizeSignal.h"
+#include "base/posix/syStopPoint.h"
 
 #include <algorithm>
 #include <array>
@@ -38,6 +39,15 @@ auto Repeat(Call call) {
     return result;
 }
 
+/// Where a thread that only writes can be stopped and ended: between two calls it has nothing that others wait for.
+void StopIfAwaited() noexcept {
+    if (!t_isAwaited) [[likely]]
+        return;
+    int const error = errno;
+    StopNow();
+    errno = error;
+}
+
 /// Writes all of it; `put` is the system call for one part: it gets the part's begin and its length.
 template <class Put>
 int WriteParts(void const* data, std::size_t count, Put put) {
@@ -45,6 +55,7 @@ int WriteParts(void const* data, std::size_t count, Put put) {
     for (std::size_t done = 0; done < count;) {
         ssize_t const part =
             Repeat([&] { return put(static_cast<char const*>(data) + done, std::min(count - done, callLimit)); });
+        StopIfAwaited();
         if (part < 0) return errno;
         if (part == 0) return EIO;
         done += static_cast<std::size_t>(part);
@@ -78,14 +89,23 @@ bool Lock(int number) {
 
 /// Removes a part file that nobody holds any more. Anything but a regular file of that user or our own stays.
 void RemoveIfLeft(std::string const& path, uid_t owner) {
-    Descriptor const left(
-        Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    Descriptor const left(AboveStandard(
+        Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); })));
     struct stat status;
     if (!left.IsOpen() || ::fstat(left.GetNumber(), &status) != 0 || !S_ISREG(status.st_mode)) return;
     if ((status.st_uid == owner || status.st_uid == ::geteuid()) && Lock(left.GetNumber())) ::unlink(path.c_str());
 }
 
 }  // namespace
+
+int AboveStandard(int number) noexcept {
+    if (number < 0 || number > STDERR_FILENO) return number;
+    int const moved = ::fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    int const error = errno;
+    ::close(number);
+    errno = error;
+    return moved;
+}
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
     if (this != &other) {
@@ -113,7 +133,7 @@ int Descriptor::Open(std::string const& path, unsigned flags) {
     system |= (flags & write) == 0 ? O_RDONLY : (flags & read) != 0 ? O_RDWR : O_WRONLY;
     if (flags & create) system |= O_CREAT;
     if (flags & append) system |= O_APPEND;
-    Descriptor opened(Repeat([&] { return ::open(path.c_str(), system, 0666); }));
+    Descriptor opened(AboveStandard(Repeat([&] { return ::open(path.c_str(), system, 0666); })));
     if (!opened.IsOpen()) return errno;
     struct stat status;
     if (::fstat(opened.m_number, &status) != 0) return errno;
@@ -206,7 +226,9 @@ int Descriptor::SetLength(unsigned long long length) {
 
 int Descriptor::Sync() {
     // Never again after a failure: the system reports a lost page once only.
-    return Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
+    int const error = Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
+    StopIfAwaited();
+    return error;
 }
 
 namespace {
@@ -334,13 +356,18 @@ int PartFile::Create(std::string const& target, LeftParts& left) {
             Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
         if (number < 0 && errno != EEXIST) return errno;
         if (number < 0) continue;
-        m_file = Descriptor(number);
+        m_file = Descriptor(AboveStandard(number));
         m_path = std::move(path);  // without memory, or the file would stay
+        if (!m_file.IsOpen()) {
+            int const error = errno;
+            Discard();
+            return error;
+        }
         // Before it was locked, another save of this target may have taken it for one that was left. Where the file system
         // knows no locks, nobody gets one.
-        bool const isLocked = Lock(number) || errno != EWOULDBLOCK;
+        bool const isLocked = Lock(m_file.GetNumber()) || errno != EWOULDBLOCK;
         struct stat status;
-        if (isLocked && ::fstat(number, &status) == 0 && status.st_nlink > 0) {
+        if (isLocked && ::fstat(m_file.GetNumber(), &status) == 0 && status.st_nlink > 0) {
             m_target = target;
             return 0;
         }
@@ -360,7 +387,7 @@ int PartFile::PutInPlace(bool replace) {
 }
 
 int PartFile::Place(bool replace) {
-    Descriptor const lock(::fcntl(m_file.GetNumber(), F_DUPFD_CLOEXEC, 0));  // until it is in place
+    Descriptor const lock(::fcntl(m_file.GetNumber(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));  // until it is in place
     int error = m_file.Close();
     if (error == 0) {
         error = !replace ? RenameNew(m_path, m_target) : ::rename(m_path.c_str(), m_target.c_str()) == 0 ? 0 : errno;
@@ -427,7 +454,7 @@ void WriteToStandardError(std::string_view text) noexcept {
 }
 
 int SyncDirectory(std::string const& path) {
-    int const number = Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    int const number = AboveStandard(Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (number < 0) return errno == EACCES ? 0 : errno;  // one that may be written but not read cannot be flushed
     Descriptor directory(number);
     int const error = directory.Sync();

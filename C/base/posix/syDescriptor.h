@@ -12,6 +12,10 @@
 
 namespace KxN::detail {
 
+/// The same file under a number above those of standard input, output and error: a program may have been started without
+/// them, and what is meant for them must not go into a file. Closes the given one; -1 and errno if there is no number left.
+int AboveStandard(int number) noexcept;
+
 class Descriptor {
 public:
     /// How to open; the sum of what applies.
