@@ -12,6 +12,7 @@
 #include <ctime>
 #include <thread>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -332,6 +333,35 @@ TEST_F(ConfigFile, AnUpdateLeavesWhatOthersWriteMeanwhile) {
     std::filesystem::remove(File("f"));
     config.WriteKey(L"A", L"5");  // nothing is left of the update
     EXPECT_EQ(Get("f"), "[G]\nA=5\n");
+}
+
+// Each of them reads the file, changes it and puts another one in its place.
+TEST_F(ConfigFile, ProcessesThatWriteOneFileKeepEachOthersKeys) {
+    constexpr int processes = 3, rounds = 40;
+    std::filesystem::create_symlink("f", File("link"));
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            KxConfig config(Path(i == 0 ? "link" : "f"));
+            config.SetGroup(L"G");
+            for (int round = 0; round < rounds; ++round) {
+                if (i == 1) config.BeginUpdate();
+                config.WriteKey(KxString(std::to_wstring(i * rounds + round)), L"measured");
+                if (i == 1) config.EndUpdate();
+            }
+            ::_exit(0);
+        }
+        children.push_back(child);
+    }
+    for (pid_t const child : children) {
+        int status = 1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    KxConfig config(Path("f"));
+    config.SetGroup(L"G");
+    EXPECT_EQ(config.GetKeyCount(), processes * rounds);
 }
 
 // Each allocation of a change fails once: the file and what is read are as before, then the change goes through.

@@ -406,6 +406,17 @@ void PartFile::Discard() noexcept {
     m_path.clear();
 }
 
+UpdateLock::UpdateLock(std::string const& target) {
+    std::string file;
+    std::string const folder = DirectoryOf(ResolveLinks(target, file) == 0 ? file : target);
+    m_folder =
+        Descriptor(AboveStandard(Repeat([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })));
+    constexpr int numTries = 1000;
+    constexpr timespec pause{0, 2000000};
+    for (int i = 1; m_folder.IsOpen() && !Lock(m_folder.GetNumber()) && errno == EWOULDBLOCK && i < numTries; ++i)
+        ::nanosleep(&pause, nullptr);
+}
+
 int RenameNew(std::string const& from, std::string const& to) {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP) return errno;

@@ -121,6 +121,17 @@ private:
     Descriptor m_file;
 };
 
+/// While one lives, no other thread or process that asks for one too changes a file of that folder: for those that read a
+/// file, change what they read and replace the file. Nobody is kept for ever: who gets no lock within two seconds, may not
+/// read the folder, or is on a file system without locks goes on without.
+class UpdateLock {
+public:
+    explicit UpdateLock(std::string const& target);
+
+private:
+    Descriptor m_folder;  // the lock ends with it
+};
+
 /// Renames a file unless the new name is taken: EEXIST.
 int RenameNew(std::string const& from, std::string const& to);
 /// The file that the path stands for once its last component is no symbolic link any more; it need not exist.
