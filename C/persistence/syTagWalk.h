@@ -6,6 +6,7 @@
 // are looked at first (syTagLinks.cpp).
 #pragma once
 
+#include "base/syNameHash.h"
 #include "hbtools/persistence/syTagInspector.h"
 #include "persistence/syTagPayload.h"
 
@@ -81,7 +82,8 @@ private:
     void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
 
     std::vector<Level> m_levels;
-    std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
+    std::unordered_map<ULONGLONG, int, detail::NumberHash>
+        m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
     bool m_isBroken = false;  // a chain ended before its end
     // Levels that have grown: no range of bytes holds them.
