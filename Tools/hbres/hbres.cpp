@@ -22,9 +22,13 @@
 #include "hbtools/base/syPlaceholders.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <vector>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -38,13 +42,26 @@ bool IsLanguage(std::string_view text) {
     return text.size() == 3 && IsSymbol(text) && text.find('_') == text.npos;
 }
 
+/// Puts a new file in the place of the old one, and of what a link stands for; nothing but a file is replaced.
 int Write(std::string const& outName, std::string const& content) {
-    std::string const partName = outName + ".part";
-    std::ofstream out(partName, std::ios::binary | std::ios::trunc);
-    out << content;
-    out.close();
-    if (out && std::rename(partName.c_str(), outName.c_str()) == 0) return 0;
-    std::remove(partName.c_str());
+    namespace fs = std::filesystem;
+    std::error_code error, ignored;
+    fs::path const target = fs::is_symlink(outName, ignored) ? fs::weakly_canonical(outName, error) : fs::path(outName);
+    fs::file_status const old = fs::status(target, ignored);
+    std::string partName = target.string() + ".XXXXXX";  // nobody else's
+    int const part = !error && (!fs::exists(old) || fs::is_regular_file(old)) ? ::mkstemp(partName.data()) : -1;
+    if (part >= 0) {
+        ::close(part);
+        mode_t const mask = ::umask(0);
+        ::umask(mask);
+        std::ofstream out(partName, std::ios::binary | std::ios::trunc);
+        out << content;
+        out.close();
+        fs::permissions(partName, fs::exists(old) ? old.permissions() : fs::perms(0666 & ~mask), error);
+        if (out && !error) fs::rename(partName, target, error);
+        if (out && !error) return 0;
+        std::remove(partName.c_str());
+    }
     std::cerr << outName << ": error: cannot be written\n";
     return 1;
 }

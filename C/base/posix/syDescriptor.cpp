@@ -275,19 +275,20 @@ FileStamp StampOf(std::string const& path) {
     FileStamp stamp;
     struct stat status;
     if (::stat(path.c_str(), &status) != 0) return stamp;
-    auto const nanoseconds = [](timespec const& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; };
     stamp.exists = true;
     stamp.device = status.st_dev;
     stamp.number = status.st_ino;
     stamp.size = status.st_size;
-    stamp.modified = nanoseconds(status.st_mtim);
-    stamp.changed = nanoseconds(status.st_ctim);
+    stamp.modified = {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    stamp.changed = {status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
     // File times move in steps of some milliseconds; where they have no fractions, of one or two seconds. A time that is
     // still to come, by another clock or by ours before it was set back, tells no age: reading again costs little.
-    long long const step = stamp.changed % 1'000'000'000 == 0 ? 2'000'000'000 : 50'000'000;
-    stamp.isYoung = nanoseconds(now) - stamp.changed < step;
+    double const step = stamp.changed.nanoseconds == 0 ? 2 : 0.05;
+    double const age = static_cast<double>(now.tv_sec) - static_cast<double>(stamp.changed.seconds) +
+                       static_cast<double>(now.tv_nsec - stamp.changed.nanoseconds) / 1e9;
+    stamp.isYoung = age < step;
     return stamp;
 }
 

@@ -61,21 +61,26 @@ private:
     int m_number = -1;
 };
 
-/// What tells one state of a file from the next.
+/// What tells one state of a file from the next. Times may be any: who may change a file may set them.
 struct FileStamp {
+    struct Moment {
+        long long seconds = 0;  // since 1970
+        long nanoseconds = 0;
+        bool operator==(Moment const&) const = default;
+    };
     bool exists = false;
     unsigned long long device = 0;
     unsigned long long number = 0;
     long long size = 0;
-    long long modified = 0;  // nanoseconds
-    long long changed = 0;
+    Moment modified;
+    Moment changed;
     /// So young that another write may leave the very same stamp.
     bool isYoung = false;
 
     bool operator==(FileStamp const&) const = default;
 };
 
-/// The stamp of what is there; one that does not exist if nothing is.
+/// The stamp of what is there; one that does not exist if nothing is, with the reason in errno.
 FileStamp StampOf(std::string const& path);
 
 /// Reads a whole file. EFBIG if it is longer than `most` bytes.
