@@ -11,6 +11,7 @@
 #include <chrono>
 #include <ctime>
 #include <thread>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -362,6 +363,21 @@ TEST_F(ConfigFile, ProcessesThatWriteOneFileKeepEachOthersKeys) {
     KxConfig config(Path("f"));
     config.SetGroup(L"G");
     EXPECT_EQ(config.GetKeyCount(), processes * rounds);
+}
+
+TEST_F(ConfigFile, TimesOfItsFileMayBeAny) {
+    Put("f", "[G]\nA=1\n");
+    bool const hasMemory = std::filesystem::is_directory("/dev/shm");  // where files have all times
+    std::filesystem::path const file = hasMemory ? "/dev/shm" / m_folder.filename() : File("f");
+    std::filesystem::copy_file(File("f"), file, std::filesystem::copy_options::overwrite_existing);
+    KxConfig config(KxxFromSystemPath(file.string()));
+    config.SetGroup(L"G");
+    for (std::int64_t const seconds : {std::int64_t{-99999999999}, std::int64_t{1} << 62, -(std::int64_t{1} << 62)}) {
+        timespec const times[2] = {{seconds, 999999999}, {seconds, 999999999}};
+        ::utimensat(AT_FDCWD, file.c_str(), times, 0);
+        EXPECT_EQ(U(config.ReadKey(L"A")), "1");
+    }
+    std::filesystem::remove(file);
 }
 
 // Each allocation of a change fails once: the file and what is read are as before, then the change goes through.
