@@ -15,11 +15,11 @@
 #include <fstream>
 #include <set>
 #include <utility>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {

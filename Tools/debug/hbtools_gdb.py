@@ -132,8 +132,8 @@ def text_of(value):
 
 
 def date_of(value, owner):
-    """Days since 1899-12-30 as a date and a time; the fraction counts away from zero."""
-    days, time = int(float(value)), abs(float(value)) % 1
+    """Days since 1899-12-30 as a date and a time, in hundredths of a second."""
+    days, hundredths = divmod(round(float(value) * 8640000), 8640000)
     parts = []
     try:
         if owner["m_hasDate"]:
@@ -141,7 +141,6 @@ def date_of(value, owner):
     except OverflowError:
         return "<no date>"
     if int(owner["m_time"]) == 1:
-        hundredths = round(time * 8640000)
         parts.append("%02d:%02d:%05.2f" % (hundredths // 360000, hundredths // 6000 % 60, hundredths % 6000 / 100))
     return " ".join(parts) or "<not set>"
 
