@@ -22,13 +22,10 @@
 #include "hbtools/base/syPlaceholders.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
+#include <random>
 #include <vector>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -48,18 +45,16 @@ int Write(std::string const& outName, std::string const& content) {
     std::error_code error, ignored;
     fs::path const target = fs::is_symlink(outName, ignored) ? fs::weakly_canonical(outName, error) : fs::path(outName);
     fs::file_status const old = fs::status(target, ignored);
-    std::string partName = target.string() + ".XXXXXX";  // nobody else's
-    int const part = !error && (!fs::exists(old) || fs::is_regular_file(old)) ? ::mkstemp(partName.data()) : -1;
-    if (part >= 0) {
-        ::close(part);
-        mode_t const mask = ::umask(0);
-        ::umask(mask);
-        std::ofstream out(partName, std::ios::binary | std::ios::trunc);
-        out << content;
-        out.close();
-        fs::permissions(partName, fs::exists(old) ? old.permissions() : fs::perms(0666 & ~mask), error);
-        if (out && !error) fs::rename(partName, target, error);
-        if (out && !error) return 0;
+    std::string const partName = target.string() + '.' + std::to_string(std::random_device()()) + ".part";
+    // Nobody else's: it must be new.
+    std::FILE* const out =
+        !error && (!fs::exists(old) || fs::is_regular_file(old)) ? std::fopen(partName.c_str(), "wbx") : nullptr;
+    if (out) {
+        bool isWhole = std::fwrite(content.data(), 1, content.size(), out) == content.size();
+        isWhole = std::fclose(out) == 0 && isWhole;
+        if (fs::exists(old)) fs::permissions(partName, old.permissions(), error);
+        if (isWhole && !error) fs::rename(partName, target, error);
+        if (isWhole && !error) return 0;
         std::remove(partName.c_str());
     }
     std::cerr << outName << ": error: cannot be written\n";
