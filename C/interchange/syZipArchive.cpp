@@ -3,6 +3,7 @@
 #include "interchange/syZipArchive.h"
 
 #include "base/posix/syDescriptor.h"
+#include "base/syFoldedName.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syObject.h"
@@ -83,9 +84,9 @@ KxString ZipNames::PathOf(KxString const& name, std::size_t folder) {
 
 // No name has such a character, and it stands before all others: in order, a folder is followed by what it holds.
 void ZipNames::Add(KxString const& path, bool isFolder) {
-    std::string key = KxxToUtf8(path.Upper().View());
-    std::replace(key.begin(), key.end(), '/', '\1');
-    m_names.push_back({std::move(key), KxxToUtf8(path.View()), m_count++, isFolder});
+    std::wstring name(path.View());
+    std::replace(name.begin(), name.end(), L'/', L'\1');
+    m_names.push_back({FoldedName(name), KxxToUtf8(path.View()), m_count++, isFolder});
 }
 
 std::size_t ZipNames::Clash(std::size_t first, std::size_t once) {

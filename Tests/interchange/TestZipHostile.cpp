@@ -132,9 +132,16 @@ TEST_F(HostileZip, NamesStayInTheFolder) {
         EXPECT_TRUE(failure.starts_with("Failed to accept name of current file ")) << failure;
         EXPECT_EQ(CountOut(), 0u) << name;
     }
-    std::vector<Entry> const clashes[] = {{{"a.txt", "1"}, {"A.TXT", "2"}}, {{"a", "1"}, {"a/b", "2"}},
-                                          {{"a/b", "1"}, {"a", "2"}},       {{"a", "1"}, {"A/", ""}},
-                                          {{"a", "1"}, {"a/", ""}},         {{"a", "1"}, {"A", "2"}, {"a", "3"}}};
+    std::vector<Entry> const clashes[] = {{{"a.txt", "1"}, {"A.TXT", "2"}},
+                                          {{"a", "1"}, {"a/b", "2"}},
+                                          {{"a/b", "1"}, {"a", "2"}},
+                                          {{"a", "1"}, {"A/", ""}},
+                                          {{"a", "1"}, {"a/", ""}},
+                                          {{"a", "1"}, {"A", "2"}, {"a", "3"}},
+                                          // as file systems that heed neither case nor composition compare them
+                                          {{"\xe2\x84\xaa", "1", 0x800}, {"k", "2"}},
+                                          {{"stra\xc3\x9f\x65", "1", 0x800}, {"STRASSE", "2"}},
+                                          {{"\xc3\xa9", "1", 0x800}, {"e\xcc\x81", "2", 0x800}}};
     for (auto const& entries : clashes) {
         Put("z.zip", Archive(entries));
         std::string failure;
