@@ -28,6 +28,8 @@ libcli11-dev command lines of the tools
 libedit-dev editing of lines at the prompt of scanlab'
 packages_test='
 libgtest-dev the tests
+locales numbers where the decimal point is a comma'
+packages_programs='
 python3 the tests of JSON output, and of the reader in Python
 python3-numpy the same reader with arrays of numpy
 chromium the test of the page that hbtag makes
@@ -36,7 +38,6 @@ doxygen the reference, whose warnings are failures
 man-db the test of the manual pages
 groff the same
 zsh the test of completion in it
-locales numbers where the decimal point is a comma
 valgrind counting instructions, for what must not grow faster than its input
 zip archives by another program
 unzip the same
