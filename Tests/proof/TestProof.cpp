@@ -118,7 +118,11 @@ TEST(Proof, WhatIsWrongIsFound) {
     for (char const* const text :
          {"careless, write 1 once 5: another result without an error",
           "in place, write 1 once 5: step 1 ended with proof::Refused not written: files changed",
-          "open, open 1 once 5: ended by Aborted", "open, mkdir 1 once 5: a descriptor stays open"})
+          "open, open 1 once 5: ended by Aborted", "open, mkdir 1 once 5: another result",
+          "held, open 1 once 4: a descriptor stays open", "modeless: without failures: step 1: ",
+          "listless: without failures: step 1: ", "unchecked, chmod 1 once 1: another result",
+          "unchecked, setattr 1 once 28: another result",
+          "foldering, open 1 once 24: step 1 ended with proof::Refused not written: files changed"})
         EXPECT_GE(files.Count(text), 1) << text << "\n" << files.printed;
     Result const power = RunProgram(HBTOOLS_PROOF_POWERCUT, "--self-check");
     EXPECT_EQ(power.code, 1);
