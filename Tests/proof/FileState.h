@@ -30,6 +30,7 @@ struct FileState {
     std::string Text() const;
     /// All of it, for sums.
     std::string All() const;
+    std::size_t Hash() const;
 };
 using FileStates = std::map<std::string, FileState>;  // by path
 
@@ -42,6 +43,8 @@ FileStates StatesBelow(std::filesystem::path const& folder);
 /// Gives the file what no new one gets by itself: a mode, an access list, another attribute, an owner. What the file system
 /// or our rights do not allow is left out.
 void MakeOdd(std::filesystem::path const& path);
+/// Whether that gave it an access list; if not, says so: what loses one cannot be found then.
+bool TellWhetherListsAreKnown(std::filesystem::path const& folder);
 /// Brings the mode in line with the access list, whose mask stands in the place of the group's rights.
 void SettleMode(FileState& state);
 

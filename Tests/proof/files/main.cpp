@@ -17,6 +17,7 @@
 //
 // A step that fails has thrown an exception of the library that names the file or its folder, or ended with a result that
 // its scenario documents; what else must be stands in scenarios/Runner.h. No descriptor stays open.
+#include "../FileState.h"
 #include "../Program.h"
 #include "Faults.h"
 #include "Faulty.h"
@@ -292,6 +293,7 @@ int main(int argc, char** argv) {
         }
     }
     if (options.only.empty() && !options.isSelfCheck) proof.RunRest();
+    TellWhetherListsAreKnown(folder);
     std::printf("%d findings\nM = %d\n", proof.CountFindings(), proof.CountFailures());
     fs::remove_all(folder, none);
     return proof.CountFindings() > 0 ? 1 : 0;

@@ -219,29 +219,27 @@ Scenario Copies(fs::path const& folder) {
     WriteFile(folder / "cut.dat", "longer");
     KxDirEntry const scan(PathOf(folder / "scan.dat")), other(PathOf(folder / "other.dat"));
     KxDirEntry const fresh(PathOf(folder / "fresh.dat")), deep(PathOf(folder / "a" / "b"));
-    return {{
-                [=] { Require(scan.CopyTo(fresh, 0) == 0, "not copied"); },
-                [=] { Require(scan.CopyTo(other, 1) == 0, "not copied"); },
-                [path = PathOf(folder / "scan.dat")] { KxBackupFile(path).Create(); },
-                [=] { Require(deep.MakeDir(1) != 0, "no folder"); },
-                [=] { Require(scan.CopyTo(KxDirEntry(deep + KxDirEntry(L"scan.dat")), 0) == 0, "not copied"); },
-                [=] { Require(fresh.Kill() == 0, "not removed"); },
-                [] { Require(KxDirEntry(L"scan.dat").ToAbs() != 0, "no folder"); },
-                [path = PathOf(folder / "cut.dat")] {
-                    CFile file(path, CFile::modeReadWrite);
-                    file.SetLength(3);
-                    file.Close();
-                },
+    return {
+        {
+            [=] { Require(scan.CopyTo(fresh, 0) == 0, "not copied"); },
+            [=] { Require(scan.CopyTo(other, 1) == 0, "not copied"); },
+            [path = PathOf(folder / "scan.dat")] { KxBackupFile(path).Create(); },
+            [=] { Require(deep.MakeDir(1) != 0, "no folder"); },
+            [=] { Require(scan.CopyTo(KxDirEntry(deep + KxDirEntry(L"scan.dat")), 0) == 0, "not copied"); },
+            [=] { Require(fresh.Kill() == 0, "not removed"); },
+            [] { Require(KxDirEntry(L"scan.dat").ToAbs() != 0, "no folder"); },
+            [path = PathOf(folder / "cut.dat")] {
+                CFile file(path, CFile::modeReadWrite);
+                file.SetLength(3);
+                file.Close();
             },
-            [] { return ""; },
-            {},
-            {4},
-            "nothing else",
-            {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"},
-            {{"fresh.dat", "scan.dat"},
-             {"other.dat", "scan.dat"},
-             {"scan.BAK", "scan.dat"},
-             {"a/b/scan.dat", "scan.dat"}}};
+        },
+        [] { return ""; },
+        {},
+        {4},
+        "nothing else",
+        {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"},
+        {{"fresh.dat", "scan.dat"}, {"other.dat", "scan.dat"}, {"scan.BAK", "scan.dat"}, {"a/b/scan.dat", "scan.dat"}}};
 }
 
 Scenario Threads(fs::path const&) {
