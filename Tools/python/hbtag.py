@@ -1041,8 +1041,10 @@ def main(arguments=None):
         parser.error("array needs the id of a record, ls and dump take none")
     try:
         with builtins.open(options.file, "rb") as opened:
-            is_module = opened.read(4) == b"\x7fELF"
-        if is_module:
+            head = opened.read(4)
+        if not head:
+            raise TagError("the file ends after 0 bytes", 0)
+        if head == b"\x7fELF":
             _print_module(options.file, options.json)
             return 0
         with open(options.file) as file:
