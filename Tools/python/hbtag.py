@@ -757,6 +757,7 @@ def _section(source, wanted):
         size, count, names = data.unpack(58, "HHH", "a head")
         if size < 64 or names >= count:
             raise TagError("a table of sections that makes no sense", 58)
+        data.read(table, count * size, "the table of sections")  # all of it, or the file was cut
         _, _, _, _, names_at, names_size = data.unpack(table + names * size, "IIQQQQ", "the table of sections")
         for index in range(count):
             name, type, _, _, begin, length = data.unpack(table + index * size, "IIQQQQ", "the table of sections")
