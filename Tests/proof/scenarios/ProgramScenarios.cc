@@ -235,7 +235,7 @@ Scenario Copies(fs::path const& folder) {
             },
         },
         [] { return ""; },
-        {},
+        {"proof::Refused no folder"},  // without memory for the current one
         {4},
         "nothing else",
         {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"},

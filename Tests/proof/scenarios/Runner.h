@@ -75,7 +75,7 @@ struct Failures {
     bool needsText = false;
 };
 
-extern bool g_isTalking;          // for one run
+extern bool g_isTalking;           // for one run
 extern bool g_areLeftPartsNoted;   // what stays of a save that could not remove its temporary file counts as a file
 extern bool g_areAttributesNoted;  // those other than access lists, which a save leaves out where it may not set them
 
