@@ -79,12 +79,12 @@ TEST(Proof, NoCutAndNoFlippedBitDoesHarm) {
 #if !defined(__SANITIZE_THREAD__)
     Result const result = Proof(HBTOOLS_PROOF_SWEEPS, "sweeps");
     EXPECT_EQ(result.code, 0) << result.printed;
-    EXPECT_GE(result.Count(" cuts, "), 80) << "files and readers, seeds, files and tools";
+    EXPECT_GE(result.Count(" cuts, "), 140) << "files and readers, seeds, files and tools";
     Result const faulty = RunProgram(HBTOOLS_PROOF_SWEEPS, "--self-check 2>/dev/null");
     EXPECT_EQ(faulty.code, 1);
     for (char const* const text : {
-             "dying, flip 27: ended by Aborted", "greedy, cut 5: ", "endless, cut 3: no end",
-                 "throwing, cut 0: ended by Abort",
+             "dying, flip 27: ended by Aborted", "believing, cut 0: passes for whole",
+                 "greedy, cut 5: ", "endless, cut 3: no end", "throwing, cut 0: ended by Abort",
 #if defined(__SANITIZE_ADDRESS__)
                  "leaking, at the end: ended with code"
 #endif
@@ -110,7 +110,8 @@ TEST(Proof, WhatIsWrongIsFound) {
     SKIP_SANITIZED();
     Result const memory = RunProgram(HBTOOLS_PROOF_ALLOCATIONS, "--self-check");
     EXPECT_EQ(memory.code, 1);
-    for (char const* const text : {"leaking, warm, once, allocation 2: leak of 1 blocks", ": objects changed",
+    for (char const* const text : {"leaking, warm, once, allocation 2: leak of 1 blocks",
+                                   "leaking at first, cold, once, allocation 2: leak of 1 blocks", ": objects changed",
                                    ": files changed", "dying, warm, once, allocation 1: ended by Aborted"})
         EXPECT_GE(memory.Count(text), 1) << text << "\n" << memory.printed;
     Result const files = RunProgram(HBTOOLS_PROOF_FILES, "--self-check");
@@ -118,14 +119,27 @@ TEST(Proof, WhatIsWrongIsFound) {
     for (char const* const text :
          {"careless, write 1 once 5: another result without an error",
           "in place, write 1 once 5: step 1 ended with proof::Refused not written: files changed",
-          "open, open 1 once 5: ended by Aborted", "open, mkdir 1 once 5: a descriptor stays open"})
+          "open, open 1 once 5: ended by Aborted", "open, mkdir 1 once 5: another result",
+          "held, open 1 once 4: a descriptor stays open",
+          "modeless: without failures: step 1: ", "unchecked, chmod 1 once 1: another result",
+          "foldering, open 1 once 24: step 1 ended with proof::Refused not written: files changed"})
         EXPECT_GE(files.Count(text), 1) << text << "\n" << files.printed;
+    if (files.Count("no access lists") == 0) {
+        for (char const* const text :
+             {"listless: without failures: step 1: ", "unchecked, setattr 2 once 28: another result"})
+            EXPECT_GE(files.Count(text), 1) << text << "\n" << files.printed;
+    }
     Result const power = RunProgram(HBTOOLS_PROOF_POWERCUT, "--self-check");
     EXPECT_EQ(power.code, 1);
     for (char const* const text :
          {"overwriting, cut after call 1: scan.dat is neither", "unsynced, cut after call 3: scan.dat is neither",
-          "unnamed, cut after call 4: the save has ended, and the new file may be lost"})
+          "unnamed, cut after call 4: the save has ended, and the new file may be lost",
+          "nor the new one: 1000 bytes, mode 100640", "finding: modeless, cut", "finding: laggard, cut",
+          "parts is neither"})
         EXPECT_GE(power.Count(text), 1) << text << "\n" << power.printed;
+    if (power.Count("no access lists") == 0) {
+        EXPECT_GE(power.Count("finding: listless, cut"), 1) << power.printed;
+    }
 }
 
 }  // namespace

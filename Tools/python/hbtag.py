@@ -757,6 +757,7 @@ def _section(source, wanted):
         size, count, names = data.unpack(58, "HHH", "a head")
         if size < 64 or names >= count:
             raise TagError("a table of sections that makes no sense", 58)
+        data.read(table, count * size, "the table of sections")  # all of it, or the file was cut
         _, _, _, _, names_at, names_size = data.unpack(table + names * size, "IIQQQQ", "the table of sections")
         for index in range(count):
             name, type, _, _, begin, length = data.unpack(table + index * size, "IIQQQQ", "the table of sections")
@@ -1041,8 +1042,10 @@ def main(arguments=None):
         parser.error("array needs the id of a record, ls and dump take none")
     try:
         with builtins.open(options.file, "rb") as opened:
-            is_module = opened.read(4) == b"\x7fELF"
-        if is_module:
+            head = opened.read(4)
+        if not head:
+            raise TagError("the file ends after 0 bytes", 0)
+        if head == b"\x7fELF":
             _print_module(options.file, options.json)
             return 0
         with open(options.file) as file:

@@ -20,7 +20,12 @@ namespace KxN {
 
 namespace {
 
-/// Access lists and the like. What the file system does not know or we may not set is left out, but never a list.
+bool IsOfTheMedium(int error) {
+    return error == ENOSPC || error == EDQUOT || error == EIO || error == EROFS || error == ENOMEM;
+}
+
+/// Access lists and the like. What the file system does not know or we may not set is left out, but never a list, and
+/// nothing that only a disk at its end keeps from being copied.
 int CopyAttributes(std::string const& from, int to) {
     std::vector<char> names(64 * 1024);
     ssize_t const length = ::listxattr(from.c_str(), names.data(), names.size());
@@ -29,7 +34,7 @@ int CopyAttributes(std::string const& from, int to) {
     for (char const* name = names.data(); name < names.data() + length; name += std::string_view(name).size() + 1) {
         ssize_t const size = ::getxattr(from.c_str(), name, value.data(), value.size());
         bool const copied = size >= 0 && ::fsetxattr(to, name, value.data(), static_cast<std::size_t>(size), 0) == 0;
-        if (!copied && std::string_view(name) == "system.posix_acl_access") return errno;
+        if (!copied && (IsOfTheMedium(errno) || std::string_view(name) == "system.posix_acl_access")) return errno;
     }
     return 0;
 }

@@ -33,7 +33,8 @@ public:
     /// 1 if the path is not empty and holds nothing that no path can hold.
     unsigned char IsValid() const;
     unsigned char IsAbs() const;
-    /// Makes the directory, with `parents` also those above it, and flushes the names of new ones. 1 if it is there afterwards.
+    /// Makes the directory, with `parents` also those above it, and flushes the names of new ones. 1 if it is there afterwards;
+    /// otherwise those above it that were made stay.
     unsigned char MakeDir(unsigned char parents = 1) const;
     /// Puts the current directory in front of a relative path and drops components ".". 0, and no change, if it cannot.
     unsigned char ToAbs();

@@ -26,14 +26,22 @@ enum Call {
     List,
     Lock,
     Dup,
-    Times
+    Times,
+    GetAttribute,
+    SetAttribute,
+    Seek,
+    FileSystem,
+    EndList,
+    Random,
+    Current
 };
-constexpr std::string_view names[] = {"open",     "read",   "write", "copy",  "fsync",  "close",
-                                      "truncate", "rename", "mkdir", "chmod", "unlink", "link",
-                                      "stat",     "list",   "lock",  "dup",   "times"};
+constexpr std::string_view names[] = {"open",  "read",    "write",   "copy", "fsync",  "close",   "truncate", "rename",
+                                      "mkdir", "chmod",   "unlink",  "link", "stat",   "list",    "lock",     "dup",
+                                      "times", "getattr", "setattr", "seek", "statfs", "endlist", "random",   "getcwd"};
 constexpr int numCalls = sizeof names / sizeof *names;
 
-/// A call that fails has done nothing, but for close, which has closed, as the system does it.
+/// A call that fails has done nothing, but for those that close, which have closed, as the system does it. Those that are of
+/// no file, for random numbers and the current folder, count as being below each folder.
 struct Plan {
     std::string_view under;  // only files below this folder, and the folder itself, are touched; none if empty
     std::string_view call;   // one of the names

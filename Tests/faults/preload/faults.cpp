@@ -12,8 +12,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace iofaults {
@@ -45,6 +48,11 @@ bool IsOurs(int descriptor) {
     if (length < 0) return false;
     path[static_cast<std::size_t>(length)] = 0;
     return IsOurs(path.data());
+}
+
+struct OfNoFile {};
+bool IsOurs(OfNoFile) {
+    return true;
 }
 
 /// Where a debugger stops to see whose call it is.
@@ -215,6 +223,39 @@ int fcntl(int descriptor, int command, ...) {
     va_end(arguments);
     bool const isDup = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
     return isDup && IsHit(Dup, descriptor) ? -1 : REAL(fcntl)(descriptor, command, argument);
+}
+int closedir(DIR* folder) {
+    if (!IsHit(EndList, ::dirfd(folder))) return REAL(closedir)(folder);
+    REAL(closedir)(folder);
+    errno = g_plan.error;
+    return -1;
+}
+off_t lseek(int descriptor, off_t offset, int from) noexcept {
+    return IsHit(Seek, descriptor) ? -1 : REAL(lseek)(descriptor, offset, from);
+}
+off_t lseek64(int descriptor, off_t offset, int from) noexcept {
+    return IsHit(Seek, descriptor) ? -1 : REAL(lseek64)(descriptor, offset, from);
+}
+#define DEFINE_ATTRIBUTE(name, call, file, parameters, arguments) \
+    ssize_t name parameters noexcept {                            \
+        return IsHit(call, file) ? -1 : REAL(name) arguments;     \
+    }
+DEFINE_ATTRIBUTE(getxattr, GetAttribute, path, (char const* path, char const* key, void* value, std::size_t size),
+                 (path, key, value, size))
+DEFINE_ATTRIBUTE(fgetxattr, GetAttribute, number, (int number, char const* key, void* value, std::size_t size),
+                 (number, key, value, size))
+DEFINE_ATTRIBUTE(listxattr, GetAttribute, path, (char const* path, char* keys, std::size_t size), (path, keys, size))
+DEFINE_ATTRIBUTE(flistxattr, GetAttribute, number, (int number, char* keys, std::size_t size), (number, keys, size))
+DEFINE_PATH(setxattr, SetAttribute, (char const* path, char const* key, void const* value, std::size_t size, int flags),
+            (path, key, value, size, flags))
+DEFINE_NUMBER(fsetxattr, SetAttribute, (int number, char const* key, void const* value, std::size_t size, int flags),
+              (number, key, value, size, flags))
+DEFINE_NUMBER(fstatfs, FileSystem, (int number, struct statfs* status), (number, status))
+ssize_t getrandom(void* bytes, std::size_t count, unsigned flags) {
+    return IsHit(Random, OfNoFile()) ? -1 : REAL(getrandom)(bytes, count, flags);
+}
+char* getcwd(char* path, std::size_t size) noexcept {
+    return IsHit(Current, OfNoFile()) ? nullptr : REAL(getcwd)(path, size);
 }
 int mkdirat(int folder, char const* path, mode_t mode) noexcept {
     return IsHit(Mkdir, path) ? -1 : REAL(mkdirat)(folder, path, mode);

@@ -171,14 +171,14 @@ int RunScenario(std::string const& scenario, KxString const& path) {
         if (!xml.Save_XML_Document(path.GetStr())) return Refused();
     } else if (scenario == "backup") {
         KxBackupFile(path).Create();
-    } else if (scenario == "log") {  // loads a log, which saves it, and adds to it
+    } else if (scenario == "log" || scenario == "log loaded") {  // loads a log, which saves it, and adds to it
         KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();
         KxxSaveFile(ini, "[Initialization]\nErrorCount=200\nBackupTiming=SAVE_ALL_CHANGES\nFileName=" +
                              KxxToUtf8(path.View()) + "\n");
         KxExceptionManager manager;
         manager.Initialize(ini);
         KxExceptionManagerException entry(KxDateTime(2024, 12, 31, 23, 59, 58), L"Scanner", EXCEPT_FATAL, name);
-        manager.AddExceptionToLog(entry);
+        if (scenario == "log") manager.AddExceptionToLog(entry);
         manager.ChangeBackupTiming(static_cast<BackupTiming>(3));  // the destructor has nobody to tell
     } else if (scenario == "debug") {                              // the disk is full within the second entry
         KxString const ini = (KxDirEntry(path).GetPath().GetPath() + KxDirEntry(L"app.ini")).GetFull();

@@ -1,10 +1,14 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// The functions of the C library, replaced for the whole process: a program's own come before those of its libraries.
+// The functions of the C library, replaced for the whole process: a program's own come before those of its libraries. Stacks
+// of threads and of signals are memory too, so starting a thread and mapping fail like an allocation; they are not counted
+// as blocks.
 // Failing from the first instruction on is asked for by HBTOOLS_FAIL_FROM_START=<number>[+] in the environment, "+" for
 // lasting; nothing of the run-time library can be used to read it.
 #include "Memory.h"
+
+#include "../../faults/preload/Real.h"
 
 #include <atomic>
 #include <cerrno>
@@ -14,6 +18,8 @@
 #include <new>
 #include <fcntl.h>
 #include <malloc.h>
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -162,6 +168,16 @@ void free(void* block) noexcept {
     Uncount(block);
     UNDER(free)(block);
     errno = keep;
+}
+
+int pthread_create(pthread_t* thread, pthread_attr_t const* attributes, void* (*action)(void*),
+                   void* argument) noexcept {
+    static auto* const real = Real("pthread_create", &::pthread_create);
+    return Fails() ? EAGAIN : real(thread, attributes, action, argument);
+}
+void* mmap(void* at, std::size_t size, int access, int flags, int file, off_t offset) noexcept {
+    static auto* const real = Real("mmap", &::mmap);
+    return Fails() ? MAP_FAILED : real(at, size, access, flags, file, offset);
 }
 
 }  // extern "C"

@@ -48,22 +48,39 @@ Live Settled(Kind const& kind, Live const& wanted) {
     return memory::CountLive();
 }
 
-/// What a child does: its own result, beside what leaked.
+/// The C library may keep the stack of one thread more, which grows once; what leaks grows each time.
+int RepeatsOf(Kind const& kind) {
+    return kind.hasThreads ? 3 : 1;
+}
+
+/// Runs what brings all that is kept for ever, behind whatever the first run was.
+void RunBehind(Kind const& kind, fs::path const& folder) {
+    RunPlain(kind, folder, failures, nullptr);
+    if (kind.hasThreads) ::usleep(20000);
+    for (int i = 0; i < RepeatsOf(kind); ++i) RunPlain(kind, folder, failures, nullptr);
+}
+
+/// What stays in a cold process in which nothing fails, beyond what it began with.
+Live KeptOf(Kind const& kind, fs::path const& folder) {
+    Live const from = memory::CountLive();
+    RunPlain(kind, folder, failures, nullptr);
+    RunBehind(kind, folder);
+    if (kind.hasThreads) ::usleep(100000);
+    Live const after = memory::CountLive();
+    return {after.blocks - from.blocks, after.bytes - from.bytes};
+}
+
+/// What a child does: its own result, beside what leaked. A cold one may keep as much as one in which nothing fails.
 void RunChild(Kind const& kind, fs::path const& folder, int number, bool isLasting, bool isCold, States const& states,
-              Outcome& outcome) {
+              Live const& kept, Outcome& outcome) {
     if (!isCold && kind.hasThreads)
         for (int i = 0; i < 2; ++i) RunPlain(kind, folder, failures, nullptr), ::usleep(20000);
-    // The C library may keep the stack of one thread more, which grows once; what leaks grows each time.
-    int const repeats = kind.hasThreads ? 3 : 1;
+    int const repeats = RepeatsOf(kind);
     Live from = memory::CountLive();
+    if (isCold) from = {from.blocks + kept.blocks, from.bytes + kept.bytes};
     for (int i = 0; i < (isCold ? 1 : repeats); ++i)
         RunFailing(kind, folder, failures, number, isLasting, states, outcome);
-    if (isCold) {  // what is kept for ever has come by now
-        RunPlain(kind, folder, failures, nullptr);
-        if (kind.hasThreads) ::usleep(20000);
-        from = memory::CountLive();
-        for (int i = 0; i < repeats; ++i) RunPlain(kind, folder, failures, nullptr);
-    }
+    if (isCold) RunBehind(kind, folder);
     Live const after = Settled(kind, from);
     long long const allowed = repeats - 1;
     // A block's usable bytes may vary with what is free beside it.
@@ -84,6 +101,8 @@ public:
                 for (int i = 0; i < 2; ++i) RunPlain(kind, folder, failures, nullptr);
             RunPlain(kind, folder, failures, &result);
         });
+        Live kept;
+        if (isCold && dead.empty()) dead = InChild(kept, [&](Live& result) { result = KeptOf(kind, folder); });
         std::string const title =
             std::string(kind.name) + (isCold ? ", cold" : ", warm") + (isLasting ? ", lasting" : ", once");
         if (dead.empty()) dead = states.failure.bytes.data();
@@ -92,8 +111,9 @@ public:
         std::vector<int> const numbers = NumbersOf(states.calls, m_isLong, isCold ? 30 : 40, isCold ? 30 : 60);
         for (int const number : numbers) {
             Outcome outcome;
-            dead = InChild(outcome,
-                           [&](Outcome& result) { RunChild(kind, folder, number, isLasting, isCold, states, result); });
+            dead = InChild(outcome, [&](Outcome& result) {
+                RunChild(kind, folder, number, isLasting, isCold, states, kept, result);
+            });
             if (dead.empty()) dead = outcome.finding.bytes.data();
             if (!dead.empty()) Find(title, number, dead);
             if (outcome.isReached) ++ends[outcome.error.IsEmpty() ? "got over" : outcome.error.bytes.data()];
@@ -205,6 +225,18 @@ std::vector<Kind> FaultyKinds() {
                     }},
                     [] { return ""; }};
         }
+        static Scenario LeakingAtFirst(fs::path const&) {
+            return {{[] {
+                        static bool isFirst = true;
+                        bool const wasFirst = isFirst;
+                        isFirst = false;
+                        static char* volatile block = nullptr;
+                        if (wasFirst) block = new char[100];
+                        std::string const text(100, 'x');
+                        if (wasFirst) delete[] block;
+                    }},
+                    [] { return ""; }};
+        }
         static Scenario Changing(fs::path const&) {
             auto const list = std::make_shared<std::vector<std::string>>();
             return {{[list] {
@@ -226,6 +258,7 @@ std::vector<Kind> FaultyKinds() {
         }
     };
     return {{"leaking", Local::Leaking},
+            {"leaking at first", Local::LeakingAtFirst},
             {"changing", Local::Changing},
             {"half-written", Local::HalfWritten},
             {"dying", Local::Dying}};
@@ -256,9 +289,11 @@ int main(int argc, char** argv) {
             g_isTalking = false;
             for (int i = 0; i < 2 && !isCold; ++i) RunPlain(kind, folder / "data", failures, nullptr);
             InChild(states, [&](States& result) { RunPlain(kind, folder / "data", failures, &result); });
+            Live kept;
+            InChild(kept, [&](Live& result) { result = KeptOf(kind, folder / "data"); });
             g_isTalking = true;
             RunChild(kind, folder / "data", std::atoi(options.arguments[3].c_str()), options.arguments[1] == "lasting",
-                     isCold, states, outcome);
+                     isCold, states, kept, outcome);
             std::printf("%s; %s\n", outcome.error.bytes.data(), outcome.finding.bytes.data());
         }
     } else {

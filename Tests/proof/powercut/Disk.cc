@@ -3,6 +3,7 @@
 #include "Disk.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <set>
@@ -23,6 +24,24 @@ bool IsBytes(Call call) {
     return call == Call::write || call == Call::truncate;
 }
 
+/// What an inode holds besides bytes.
+bool IsTrait(Call call) {
+    return call == Call::mode || call == Call::owner || call == Call::attribute || call == Call::time;
+}
+
+void Set(proof::FileState& file, Call call, std::string const& name, std::size_t value, std::string const& bytes) {
+    if (call == Call::mode) file.mode = static_cast<mode_t>(value);
+    if (call == Call::owner) file.user = static_cast<uid_t>(value >> 32), file.group = static_cast<gid_t>(value);
+    if (call == Call::time) file.time = static_cast<long long>(value);
+    if (call == Call::attribute) file.attributes[name] = bytes;
+}
+
+proof::FileState MadeWith(std::string const& bytes) {
+    Made made{};
+    std::memcpy(&made, bytes.data(), sizeof made);
+    return {"", made.mode, made.user, made.group, {}, 0};
+}
+
 bool IsName(Call call) {
     return call == Call::create || call == Call::rename || call == Call::link || call == Call::unlink ||
            call == Call::makeFolder || call == Call::removeFolder;
@@ -33,13 +52,18 @@ bool IsName(Call call) {
 History::History(std::filesystem::path const& record, Files const& files,
                  std::map<std::uint64_t, std::string> const& numbers) {
     std::map<std::string, int> nodeOf;
-    for (auto const& [path, bytes] : files) {
+    for (auto const& [path, file] : files) {
+        if (file.IsFolder()) {
+            m_folders[path] = file;
+            continue;
+        }
         m_names[path] = static_cast<int>(m_nodes.size());
         nodeOf[path] = static_cast<int>(m_nodes.size());
-        m_nodes.push_back(bytes);
+        m_nodes.push_back(file);
     }
     std::map<std::uint64_t, int> current;  // the system uses a number again
-    for (auto const& [number, path] : numbers) current[number] = nodeOf.at(path);
+    for (auto const& [number, path] : numbers)
+        if (nodeOf.contains(path)) current[number] = nodeOf.at(path);
     std::ifstream in(record, std::ios::binary);
     Head head{};
     while (in.read(reinterpret_cast<char*>(&head), sizeof head)) {
@@ -51,9 +75,10 @@ History::History(std::filesystem::path const& record, Files const& files,
         if (!in) throw std::runtime_error("the record is cut");
         if (head.call == Call::create) {
             current[head.file] = static_cast<int>(m_nodes.size());
-            m_nodes.emplace_back();
+            m_nodes.push_back(MadeWith(change.bytes));
         }
-        if (head.call == Call::create || IsBytes(head.call) || head.call == Call::sync) {
+        if (head.call == Call::create || IsBytes(head.call) || IsTrait(head.call) || head.call == Call::sync ||
+            head.call == Call::syncBytes) {
             auto const found = current.find(head.file);
             if (found == current.end()) throw std::runtime_error("a file that nobody made: " + change.path);
             change.node = found->second;
@@ -64,7 +89,9 @@ History::History(std::filesystem::path const& record, Files const& files,
 
 bool History::IsSafeBy(Change const& change, Change const& sync) const {
     if (sync.call == Call::syncAll) return true;
-    if (IsBytes(change.call)) return sync.call == Call::sync && sync.node == change.node;
+    if (IsTrait(change.call)) return sync.call == Call::sync && sync.node == change.node;
+    if (IsBytes(change.call))
+        return (sync.call == Call::sync || sync.call == Call::syncBytes) && sync.node == change.node;
     if (sync.call != Call::syncFolder) return false;
     // A name that moves between folders is safe with the one that it came to.
     return FolderOf(change.other.empty() ? change.path : change.other) == sync.path;
@@ -73,7 +100,7 @@ bool History::IsSafeBy(Change const& change, Change const& sync) const {
 std::vector<std::size_t> History::PendingAfter(std::size_t count) const {
     std::vector<std::size_t> pending;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!IsBytes(m_changes[i].call) && !IsName(m_changes[i].call)) continue;
+        if (!IsBytes(m_changes[i].call) && !IsName(m_changes[i].call) && !IsTrait(m_changes[i].call)) continue;
         bool isSafe = false;
         for (std::size_t k = i + 1; k < count && !isSafe; ++k) isSafe = IsSafeBy(m_changes[i], m_changes[k]);
         if (!isSafe) pending.push_back(i);
@@ -82,12 +109,14 @@ std::vector<std::size_t> History::PendingAfter(std::size_t count) const {
 }
 
 Files History::Apply(Choice const& choice, std::size_t count) const {
-    std::vector<std::string> nodes = m_nodes;
+    std::vector<proof::FileState> nodes = m_nodes;
     std::map<std::string, int> names = m_names;
+    Files folders = m_folders;
     std::set<std::string> gone;  // folders whose names did not arrive
     for (std::size_t i = 0; i < count; ++i) {
         Change const& change = m_changes[i];
-        std::string& bytes = nodes[static_cast<std::size_t>(change.node)];
+        proof::FileState none, &file = nodes.empty() ? none : nodes[static_cast<std::size_t>(change.node)];
+        std::string& bytes = file.bytes;
         bool const isApplied = choice.isApplied[i];
         if (change.call == Call::write) {
             std::size_t const length = choice.torn == i ? choice.tornLength : change.bytes.size();
@@ -96,12 +125,16 @@ Files History::Apply(Choice const& choice, std::size_t count) const {
                 (!isApplied && choice.hasHoles && bytes.size() < change.offset + change.bytes.size()))
                 bytes.resize(isApplied ? end : change.offset + change.bytes.size());
             if (isApplied) bytes.replace(change.offset, length, change.bytes, 0, length);
+            if (isApplied) file.time = 0;  // now
             continue;
         }
         if (change.call == Call::makeFolder && !isApplied) gone.insert(change.path);
         if (!isApplied) continue;
         switch (change.call) {
-            case Call::truncate: bytes.resize(change.offset); break;
+            case Call::truncate:
+                bytes.resize(change.offset);
+                file.time = 0;
+                break;
             case Call::create: names[change.path] = change.node; break;
             case Call::rename:
             case Call::link: {
@@ -115,17 +148,20 @@ Files History::Apply(Choice const& choice, std::size_t count) const {
                 break;
             }
             case Call::unlink: names.erase(change.path); break;
-            case Call::makeFolder: gone.erase(change.path); break;
-            default: break;
+            case Call::makeFolder:
+                gone.erase(change.path);
+                folders[change.path] = MadeWith(change.bytes);
+                break;
+            case Call::removeFolder: folders.erase(change.path); break;
+            default: Set(file, change.call, change.other, change.offset, change.bytes); break;
         }
     }
-    Files files;
-    for (auto const& [path, node] : names) {
-        bool const isLost = std::ranges::any_of(
-            gone, [&, &inside = path](std::string const& folder) { return inside.starts_with(folder + "/"); });
-        if (!isLost) files[path] = nodes[static_cast<std::size_t>(node)];
-    }
-    return files;
+    for (proof::FileState& node : nodes) proof::SettleMode(node);
+    for (auto const& [path, node] : names) folders[path] = nodes[static_cast<std::size_t>(node)];
+    std::erase_if(folders, [&](auto const& one) {
+        return std::ranges::any_of(gone, [&](auto const& folder) { return one.first.starts_with(folder + "/"); });
+    });
+    return folders;
 }
 
 Files History::SeenAfter(std::size_t count) const {
@@ -133,22 +169,35 @@ Files History::SeenAfter(std::size_t count) const {
 }
 
 std::size_t History::CutAfter(std::size_t count, bool isLong, std::function<void(Files const&)> const& visit) const {
-    std::vector<std::size_t> const pending = PendingAfter(count);
-    std::size_t const p = pending.size();
+    // What is on its way, in units that arrive or do not. What stands in an inode besides bytes arrives with what was set
+    // before it without anything between, but in the long form.
+    std::vector<std::vector<std::size_t>> units;
+    for (std::size_t const i : PendingAfter(count)) {
+        Change const& change = m_changes[i];
+        bool const isOfLast = !isLong && !units.empty() && IsTrait(change.call) &&
+                              IsTrait(m_changes[units.back().back()].call) &&
+                              m_changes[units.back().back()].node == change.node && units.back().back() + 1 == i;
+        if (isOfLast)
+            units.back().push_back(i);
+        else
+            units.push_back({i});
+    }
+    std::size_t const p = units.size();
     std::set<std::size_t> seen;
     std::size_t built = 0;
     auto const look = [&](Choice const& choice) {
         ++built;
         Files const files = Apply(choice, count);
         std::size_t sum = 0;
-        for (auto const& [path, bytes] : files)
-            sum = (sum * 1099511628211u) ^ std::hash<std::string>()(path) ^ (std::hash<std::string>()(bytes) * 31);
+        for (auto const& [path, file] : files)
+            sum = (sum * 1099511628211u) ^ std::hash<std::string>()(path) ^ (file.Hash() * 31);
         if (seen.insert(sum).second) visit(files);
     };
     /// One selection, with holes for what is missing, and with each write that arrives last in its file torn.
     auto const take = [&](std::vector<bool> const& arrives, bool isTearing) {
         Choice choice{std::vector<bool>(m_changes.size(), true), {}, 0, false};
-        for (std::size_t i = 0; i < p; ++i) choice.isApplied[pending[i]] = arrives[i];
+        for (std::size_t i = 0; i < p; ++i)
+            for (std::size_t const one : units[i]) choice.isApplied[one] = arrives[i];
         look(choice);
         choice.hasHoles = true;
         look(choice);
@@ -156,9 +205,9 @@ std::size_t History::CutAfter(std::size_t count, bool isLong, std::function<void
         if (!isTearing) return;
         std::set<int> torn;
         for (std::size_t i = p; i-- > 0;) {
-            Change const& change = m_changes[pending[i]];
+            Change const& change = m_changes[units[i].front()];
             if (!arrives[i] || change.call != Call::write || !torn.insert(change.node).second) continue;
-            choice.torn = pending[i];
+            choice.torn = units[i].front();
             std::size_t const blocks = change.bytes.size() / block;
             // All of a short one; of a long one those at both ends and some between.
             std::size_t const step = isLong || blocks < 16 ? 1 : blocks / 8;
@@ -194,7 +243,7 @@ std::size_t History::CutAfter(std::size_t count, bool isLong, std::function<void
     // The names without any bytes, and the bytes without any names.
     for (bool const isOfNames : {true, false}) {
         std::vector<bool> some(p);
-        for (std::size_t i = 0; i < p; ++i) some[i] = IsName(m_changes[pending[i]].call) == isOfNames;
+        for (std::size_t i = 0; i < p; ++i) some[i] = IsName(m_changes[units[i].front()].call) == isOfNames;
         take(some, false);
     }
     return built;

@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 //
 // What a disk may hold when the power goes. Bytes reach it in any order, or not at all, until their file is synced; names
-// until their folder is. Nothing is granted that the system does not promise: a synced file may still be without its name.
+// until their folder is; modes, owners, attributes and times until their file is synced, by more than a sync of its bytes.
+// Nothing is granted that the system does not promise: a synced file may still be without its name.
 #pragma once
 
+#include "../FileState.h"
 #include "Record.h"
 
 #include <cstddef>
@@ -12,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,8 +28,8 @@ struct Change {
     std::string bytes;
 };
 
-/// The files of a folder, by their paths.
-using Files = std::map<std::string, std::string>;
+/// What is in a folder, by paths.
+using Files = proof::FileStates;
 
 class History {
 public:
@@ -35,10 +38,6 @@ public:
             std::map<std::uint64_t, std::string> const& numbers);
 
     std::size_t CountChanges() const { return m_changes.size(); }
-    /// The name that the call gave to another file, if it did.
-    std::optional<std::string> RenamedBy(std::size_t call) const {
-        return m_changes[call].call == Call::rename ? std::optional(m_changes[call].other) : std::nullopt;
-    }
     /// What the program itself sees after so many calls.
     Files SeenAfter(std::size_t count) const;
     /// Visits what the disk may hold if the power goes after so many calls, each state once. Returns the number of states
@@ -57,8 +56,9 @@ private:
     bool IsSafeBy(Change const& change, Change const& sync) const;
 
     std::vector<Change> m_changes;
-    std::vector<std::string> m_nodes;    // contents before
-    std::map<std::string, int> m_names;  // before
+    std::vector<proof::FileState> m_nodes;  // before; those that are made later are empty
+    Files m_folders;                        // before
+    std::map<std::string, int> m_names;     // before
 };
 
 }  // namespace powercut

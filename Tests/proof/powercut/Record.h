@@ -10,17 +10,27 @@
 namespace powercut {
 
 enum class Call : std::uint32_t {
-    create,    ///< A new file of that name.
-    write,     ///< Bytes at an offset.
-    truncate,  ///< The length is in the offset.
-    sync,      ///< Of the file.
+    create,     ///< A new file of that name: its bytes are a Made.
+    write,      ///< Bytes at an offset.
+    truncate,   ///< The length is in the offset.
+    sync,       ///< Of the file.
+    syncBytes,  ///< Of its bytes alone.
     syncFolder,
     syncAll,
     rename,  ///< Of the first path to the second.
     link,
     unlink,
-    makeFolder,
-    removeFolder
+    makeFolder,  ///< Its bytes are a Made too.
+    removeFolder,
+    mode,       ///< The offset.
+    owner,      ///< User and group as the halves of the offset.
+    attribute,  ///< The second path is its name, the bytes are its value.
+    time        ///< Of the last change, in nanoseconds: the offset.
+};
+
+/// What a new file is created with, as its bytes.
+struct Made {
+    std::uint32_t mode, user, group;
 };
 
 struct Head {

@@ -5,12 +5,14 @@
 //
 //     proof_powercut [--long] [--self-check] [SCENARIO]
 //
-// In each state the file is the old one or the new one, whole, which the library opens; what else is there is known by its
-// name as left over, and the next save removes it; and once the saver has returned only the new one can be there. One line
-// for each scenario tells the calls, the states, how many of them differ, and in how many the file was the old one and the
-// new one; a line "finding" follows for whatever must not be. Exit code 1 if there are findings.
+// In each state the file is the old one or the new one, whole, with mode, owner and attributes, which the library opens; a
+// saver that saves several times names what else it may leave meanwhile. What else is there is known by its name as left
+// over, and the next save removes it; once the saver has returned only the new one can be there. One line for each scenario
+// tells the calls, the states, how many of them differ, and in how many the file was the old one and the new one; a line
+// "finding" follows for whatever must not be. Exit code 1 if there are findings.
 #include "../Program.h"
 #include "Disk.h"
+#include "Faulty.h"
 #include "Scenarios.h"
 
 #include "hbtools/base/syConfig.h"
@@ -21,12 +23,14 @@
 #include "hbtools/interchange/syXmlParser.h"
 #include "hbtools/interchange/syZipHelper.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <set>
+#include <vector>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -38,11 +42,6 @@ namespace fs = std::filesystem;
 using namespace KxN;
 using powercut::Files;
 using powercut::History;
-
-std::string Bytes(fs::path const& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 KxString PathOf(fs::path const& path) {
     return KxxFromSystemPath(path.string());
@@ -100,6 +99,8 @@ struct Saver {
     char const* old;  // null: none; "@x": what scenario x makes of nothing
     bool (*opens)(KxString const&);
     char const* target = "scan.dat";  // below the folder; null: every file is one
+    char const* between = nullptr;    // the scenario that leaves what this one may leave meanwhile
+    char const* copied = nullptr;     // whose mode and time the target gets, below the folder or elsewhere
 };
 
 constexpr char ini[] = "[Scanner]\nPort = COM1\n; kept\n";
@@ -111,7 +112,7 @@ Saver const savers[] = {
     {"safe", nullptr, OpensAny},
     {"whole", "@whole", OpensScan},
     {"whole", nullptr, OpensScan},
-    {"copy", "old content", OpensAny},
+    {"copy", "old content", OpensAny, "scan.dat", nullptr, HBTOOLS_SCENARIOS},
     {"config", ini, OpensConfig},
     {"config", nullptr, OpensConfig},
     {"update", ini, OpensConfig},
@@ -120,31 +121,20 @@ Saver const savers[] = {
     {"settings", nullptr, OpensSettings},
     {"xml", "<?xml version=\"1.0\"?><conditions/>", OpensXml},
     {"xml", nullptr, OpensXml},
-    {"log", log, OpensLog},
-    {"log", nullptr, OpensLog},
+    {"log", log, OpensLog, "scan.dat", "log loaded"},
+    {"log", nullptr, OpensLog, "scan.dat", "log loaded"},
     {"zip", "@zip", OpensZip},
     {"zip", nullptr, OpensZip},
     {"unzip", "@zip", OpensAny, nullptr},
-    {"backup", "content", OpensAny, "scan.BAK"},
+    {"backup", "content", OpensAny, "scan.BAK", nullptr, "scan.dat"},
 };
-// What must be found, or nothing is proved.
-Saver const faultySavers[] = {{"overwriting", "old content", OpensAny},
-                              {"unsynced", "old content", OpensAny},
-                              {"unnamed", "old content", OpensAny}};
 
-/// Savers as they should not be.
-int RunFaulty(std::string const& scenario, char const* target) {
-    std::string const bytes(2000, 'n'),
-        part = scenario == "overwriting" ? target : fs::path(target).parent_path() / ".scan.dat.hbtmp-aaaaaaaa";
-    int const file = ::open(part.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (::write(file, bytes.data(), bytes.size()) < 0) return 1;
-    if (scenario != "unsynced") ::fsync(file);
-    ::close(file);
-    if (scenario != "overwriting") ::rename(part.c_str(), target);
-    if (scenario == "unnamed") return 0;
-    int const folder = ::open(fs::path(target).parent_path().c_str(), O_RDONLY);
-    ::fsync(folder);
-    return ::close(folder);
+/// But for the moment in which a log was saved.
+std::string WithoutMoment(std::string bytes) {
+    std::size_t const entries = bytes.find("[0]"), moment = bytes.find("Date=");
+    if (bytes.starts_with("[General]") && moment < entries && entries != std::string::npos)
+        bytes.erase(moment, entries - moment);
+    return bytes;
 }
 
 class Proof {
@@ -202,56 +192,87 @@ private:
         return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
     }
 
-    Files Read() const {
-        Files files;
-        for (auto const& entry : fs::recursive_directory_iterator(Data()))
-            if (entry.is_regular_file()) files[entry.path()] = Bytes(entry.path());
-        return files;
-    }
     void Write(Files const& files) const {
         fs::remove_all(Data());
         fs::create_directories(Data());
-        for (auto const& [path, bytes] : files) {
-            fs::create_directories(fs::path(path).parent_path());
-            std::ofstream(path, std::ios::binary) << bytes;
+        for (auto const& [path, file] : files) {
+            fs::create_directories(file.IsFolder() ? fs::path(path) : fs::path(path).parent_path());
+            if (file.IsFile()) std::ofstream(path, std::ios::binary) << file.bytes;
         }
     }
 
-    void RunSaver(Saver const& saver, bool isFaulty, std::string const& title) {
+    /// The files from which the saver starts. Empty if they could not be made.
+    bool MakeOld(Saver const& saver) {
         fs::path const target = Data() / "scan.dat";
         Write({});
         if (saver.old && saver.old[0] == '@') {
-            if (RunProgram(saver.old + 1, false, false) != 0) return Find(title, 0, "no old file");
+            if (RunProgram(saver.old + 1, false, false) != 0) return false;
             if (saver.opens == OpensScan) std::ofstream(target, std::ios::binary | std::ios::app) << "of old";
         } else if (saver.old) {
             std::ofstream(target, std::ios::binary) << saver.old;
         }
-        fs::path const watched = saver.target ? Data() / saver.target : fs::path();
         if (saver.target && std::strcmp(saver.target, "scan.BAK") == 0)
-            std::ofstream(watched, std::ios::binary) << "former copy";
-        Files const before = Read();
+            std::ofstream(Data() / saver.target, std::ios::binary) << "former copy";
+        for (auto const& entry : fs::recursive_directory_iterator(Data()))
+            if (entry.is_regular_file()) proof::MakeOdd(entry.path());
+        return true;
+    }
+
+    /// As it is compared: times count for copies alone.
+    static proof::FileState Compared(Saver const& saver, proof::FileState file) {
+        if (!saver.copied) file.time = 0;
+        file.bytes = WithoutMoment(std::move(file.bytes));
+        return file;
+    }
+
+    /// What the saver has lost of what was there besides bytes.
+    std::string LostOf(Saver const& saver, Files const& before, Files const& after) const {
+        for (auto const& [path, file] : after) {
+            auto const old = before.find(path);
+            if (saver.copied && fs::path(path).filename() == saver.target) {
+                proof::FileState const source = proof::StateOf(Data() / saver.copied, true);
+                if ((file.mode & 0777) != (source.mode & 0777) || file.time != source.time)
+                    return "not mode and time of what it was copied from: " + file.Text();
+            } else if (old != before.end() && !Compared(saver, file).IsLike(Compared(saver, old->second))) {
+                return fs::path(path).filename().string() + " has not what it had: " + file.Text();
+            }
+        }
+        return "";
+    }
+
+    void RunSaver(Saver const& saver, bool isFaulty, std::string const& title) {
+        using Wholes = std::map<std::string, std::vector<proof::FileState>>;  // by path; no mode stands for none
+        Wholes whole;
+        auto const add = [&](Files const& files) {
+            for (auto const& [path, file] : files) whole[path].push_back(Compared(saver, file));
+        };
+        if (saver.between) {
+            if (!MakeOld(saver) || RunProgram(saver.between, false, false) != 0) return Find(title, 0, "none between");
+            add(proof::StatesBelow(Data()));
+        }
+        if (!MakeOld(saver)) return Find(title, 0, "no old file");
+        Files before = proof::StatesBelow(Data());
         std::map<std::uint64_t, std::string> numbers;
-        for (auto const& [path, bytes] : before) {
+        for (auto& [path, file] : before) {
             struct stat status {};
             if (::stat(path.c_str(), &status) == 0) numbers[status.st_ino] = path;
+            if (file.IsFile()) file = proof::StateOf(path, true);
         }
         if (int const code = RunProgram(saver.scenario, isFaulty, true))
             return Find(title, 0, "exit code " + std::to_string(code));
-        Files const after = Read();
         History const history(Record(), before, numbers);
         std::size_t const calls = history.CountChanges();
-        if (history.SeenAfter(calls) != after) return Find(title, 0, "the record does not tell all that happened");
-
-        // The old file, the new one, and those between of a saver that saves several times: what the program itself saw
-        // under the name when that was given.
-        std::map<std::string, std::set<std::string>> whole;  // by path; the empty text stands for none
-        std::string const none;
-        for (auto const& [path, bytes] : before) whole[path].insert(bytes);
-        for (auto const& [path, bytes] : after) whole[path].insert(bytes);
-        for (std::size_t k = 1; k <= calls; ++k)
-            if (auto const path = history.RenamedBy(k - 1)) whole[*path].insert(history.SeenAfter(k).at(*path));
-        for (auto const& [path, bytes] : whole)
-            if (!before.contains(path)) whole[path].insert(none);
+        Files const after = history.SeenAfter(calls);
+        Files real = proof::StatesBelow(Data());
+        for (auto& [path, file] : real)
+            if (auto const seen = after.find(path); seen != after.end() && seen->second.time != 0)
+                file = proof::StateOf(path, true);
+        if (after != real) return Find(title, 0, "the record does not tell all that happened");
+        if (std::string const lost = LostOf(saver, before, after); !lost.empty()) Find(title, calls, lost);
+        add(before);
+        add(after);
+        for (auto& [path, states] : whole)
+            if (!before.contains(path)) states.emplace_back();
 
         std::size_t built = 0, numOld = 0, numNew = 0, numLeft = 0, numNexts = 0;
         std::set<std::string> shapes;  // of states from which the next save was made
@@ -260,27 +281,28 @@ private:
             built += history.CutAfter(k, m_isLong, [&](Files const& files) {
                 std::string shape, sum;
                 bool hasLeft = false;
-                for (auto const& [path, bytes] : files) {
-                    sum += path + std::to_string(std::hash<std::string>()(bytes)) + " ";
+                for (auto const& [path, file] : files) {
+                    sum += path + std::to_string(file.Hash()) + " ";
                     if (KxxIsTemporaryName(PathOf(fs::path(path).filename()))) {
                         hasLeft = true;
                         shape += "left ";
                         continue;
                     }
                     auto const found = whole.find(path);
-                    if (found == whole.end() || !found->second.contains(bytes)) {
+                    if (found == whole.end() ||
+                        std::ranges::find(found->second, Compared(saver, file)) == found->second.end()) {
                         return Find(title, k,
-                                    fs::path(path).filename().string() + " is neither the old file nor the new one, " +
-                                        std::to_string(bytes.size()) + " bytes");
+                                    fs::path(path).filename().string() +
+                                        " is neither the old file nor the new one: " + file.Text());
                     }
-                    shape += path + std::to_string(std::hash<std::string>()(bytes)) + " ";
+                    shape += path + std::to_string(std::hash<std::string>()(file.bytes)) + " ";
                 }
-                for (auto const& [path, bytes] : before)
+                for (auto const& [path, file] : before)
                     if (!files.contains(path)) return Find(title, k, fs::path(path).filename().string() + " is gone");
                 bool isNew = true;
-                for (auto const& [path, bytes] : after) {
+                for (auto const& [path, file] : after) {
                     auto const found = files.find(path);
-                    isNew = isNew && found != files.end() && found->second == bytes;
+                    isNew = isNew && found != files.end() && Compared(saver, found->second) == Compared(saver, file);
                 }
                 if (k == calls && !isNew) return Find(title, k, "the save has ended, and the new file may be lost");
                 if (!states.insert(sum).second) return;
@@ -302,18 +324,19 @@ private:
 
     /// The library opens what is there, and the next save leaves nothing else behind.
     void CheckOpen(Saver const& saver, std::string const& title, std::size_t calls,
-                   std::map<std::string, std::set<std::string>> const& whole) {
-        for (auto const& [path, bytes] : Read()) {
+                   std::map<std::string, std::vector<proof::FileState>> const& whole) {
+        for (auto const& [path, file] : proof::StatesBelow(Data())) {
             fs::path const name = fs::path(path).filename();
-            bool const isTarget = saver.target ? name == saver.target : whole.contains(path);
+            bool const isTarget = file.IsFile() && (saver.target ? name == saver.target : whole.contains(path));
             if (isTarget && !saver.opens(PathOf(path))) Find(title, calls, name.string() + " does not open");
         }
         // A folder that did not arrive is made by whoever saves there.
         for (auto const& [path, contents] : whole) {
             if (saver.target && fs::path(path).filename() != saver.target) continue;
+            if (std::ranges::any_of(contents, &proof::FileState::IsFolder)) continue;
             fs::create_directories(fs::path(path).parent_path());
             KxxSaveFile(PathOf(path), "the next");
-            if (Bytes(path) != "the next") Find(title, calls, "the next save did not come through");
+            if (proof::StateOf(path).bytes != "the next") Find(title, calls, "the next save did not come through");
         }
         for (auto const& entry : fs::recursive_directory_iterator(Data()))
             if (KxxIsTemporaryName(PathOf(entry.path().filename())))
@@ -329,7 +352,7 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 4 && std::strcmp(argv[1], "--save") == 0) return RunFaulty(argv[2], argv[3]);
+    if (argc == 4 && std::strcmp(argv[1], "--save") == 0) return powercut::SaveFaultily(argv[2], argv[3]);
     proof::Options const options(argc, argv);
     std::error_code none;
     fs::path const folder = proof::MakeFolder();
@@ -342,11 +365,12 @@ int main(int argc, char** argv) {
                 if (options.only.empty() || options.only == saver.scenario) proof.Run(saver, options.isSelfCheck);
         };
         if (options.isSelfCheck)
-            run(faultySavers);
+            for (char const* const name : powercut::faultySavers) run(std::array{Saver{name, "old content", OpensAny}});
         else
             run(savers);
         findings = proof.CountFindings();
     }
+    proof::TellWhetherListsAreKnown(folder);
     std::printf("%d findings\n", findings);
     fs::remove_all(folder, none);
     return findings > 0 ? 1 : 0;

@@ -35,7 +35,8 @@ KxString const& ScanName() {
 }
 
 Scenario StoreScan(fs::path const& folder) {
-    WriteFile(folder / "scan.tag", "old");
+    WriteFile(folder / "stored.tag", "old");
+    fs::create_symlink("stored.tag", folder / "scan.tag");
     auto const store = [path = PathOf(folder / "scan.tag")] {
         KxSafeFile safe(path);
         CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
@@ -282,7 +283,7 @@ Scenario WriteConfig(fs::path const& folder) {
             },
             [s] { return U(s->GetGroup()) + U(s->ReadKey(L"two")); },
             {},
-            false,
+            {},
             "A new group"};  // an update that cannot be stored is over
 }
 
@@ -366,7 +367,7 @@ Scenario Xml(fs::path const& folder) {
                 return U(now) + "|" + U(s->xml.Get_CurrentTag()) + "|" + U(s->xml.Get_Chain()) + "|" + U(s->text);
             },
             {},
-            false,
+            {},
             "nothing else",
             {"proof::Refused not loaded", "proof::Refused not saved"}};
 }
@@ -404,7 +405,7 @@ Scenario Unpack(fs::path const& folder) {
             }},
             [files] { return std::to_string(files->Count()); },
             {"KxN::KxException"},
-            true};
+            {1}};
 }
 
 }  // namespace

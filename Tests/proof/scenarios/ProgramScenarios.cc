@@ -5,6 +5,7 @@
 #include "Scenario.h"
 
 #include "hbtools/base/syDirEntry.h"
+#include "hbtools/base/syFile.h"
 #include "hbtools/base/syModule.h"
 #include "hbtools/base/syWinApp.h"
 #include "hbtools/core/syBackupFile.h"
@@ -71,7 +72,7 @@ Scenario Log(fs::path const& folder) {
                 return text + U(s->manager->GetDebugInfo());
             },
             {},
-            false,
+            {},
             "not initialised"};
 }
 
@@ -215,21 +216,30 @@ Scenario Language(fs::path const& folder) {
 Scenario Copies(fs::path const& folder) {
     WriteFile(folder / "scan.dat", std::string(300'000, 's'));
     WriteFile(folder / "other.dat", "old");
+    WriteFile(folder / "cut.dat", "longer");
     KxDirEntry const scan(PathOf(folder / "scan.dat")), other(PathOf(folder / "other.dat"));
     KxDirEntry const fresh(PathOf(folder / "fresh.dat")), deep(PathOf(folder / "a" / "b"));
-    return {{
-                [=] { Require(scan.CopyTo(fresh, 0) == 0, "not copied"); },
-                [=] { Require(scan.CopyTo(other, 1) == 0, "not copied"); },
-                [path = PathOf(folder / "scan.dat")] { KxBackupFile(path).Create(); },
-                [=] { Require(deep.MakeDir(1) != 0, "no folder"); },
-                [=] { Require(scan.CopyTo(KxDirEntry(deep + KxDirEntry(L"scan.dat")), 0) == 0, "not copied"); },
-                [=] { Require(fresh.Kill() == 0, "not removed"); },
+    return {
+        {
+            [=] { Require(scan.CopyTo(fresh, 0) == 0, "not copied"); },
+            [=] { Require(scan.CopyTo(other, 1) == 0, "not copied"); },
+            [path = PathOf(folder / "scan.dat")] { KxBackupFile(path).Create(); },
+            [=] { Require(deep.MakeDir(1) != 0, "no folder"); },
+            [=] { Require(scan.CopyTo(KxDirEntry(deep + KxDirEntry(L"scan.dat")), 0) == 0, "not copied"); },
+            [=] { Require(fresh.Kill() == 0, "not removed"); },
+            [] { Require(KxDirEntry(L"scan.dat").ToAbs() != 0, "no folder"); },
+            [path = PathOf(folder / "cut.dat")] {
+                CFile file(path, CFile::modeReadWrite);
+                file.SetLength(3);
+                file.Close();
             },
-            [] { return ""; },
-            {},
-            false,
-            "nothing else",
-            {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"}};
+        },
+        [] { return ""; },
+        {"proof::Refused no folder"},  // without memory for the current one
+        {4},
+        "nothing else",
+        {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"},
+        {{"fresh.dat", "scan.dat"}, {"other.dat", "scan.dat"}, {"scan.BAK", "scan.dat"}, {"a/b/scan.dat", "scan.dat"}}};
 }
 
 Scenario Threads(fs::path const&) {

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "Runner.h"
 
+#include "../FileState.h"
+
 #include "hbtools/base/syException.h"
 
 #include <algorithm>
@@ -42,6 +44,7 @@ std::vector<Kind> const& Kinds() {
 
 bool g_isTalking = false;
 bool g_areLeftPartsNoted = true;
+bool g_areAttributesNoted = true;
 
 std::uint64_t SumOf(std::string const& text) {
     std::uint64_t sum = 14695981039346656037u;
@@ -51,20 +54,21 @@ std::uint64_t SumOf(std::string const& text) {
 
 namespace {
 
-std::map<std::string, std::string> FilesIn(fs::path const& folder) {
-    std::map<std::string, std::string> files;
-    for (auto const& entry : fs::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file()) continue;
-        if (!g_areLeftPartsNoted && entry.path().filename().string().find(".hbtmp-") != std::string::npos) continue;
-        std::string bytes = ReadFile(entry.path());
-        if (entry.path().filename() == "log.txt") {  // but for the moment of saving
+FileStates FilesIn(fs::path const& folder) {
+    FileStates files = StatesBelow(folder);
+    std::erase_if(files, [](auto const& file) {
+        return !g_areLeftPartsNoted && fs::path(file.first).filename().string().find(".hbtmp-") != std::string::npos;
+    });
+    for (auto& [path, file] : files) {
+        if (!g_areAttributesNoted) std::erase_if(file.attributes, [](auto& one) { return one.first != accessList; });
+        std::string& bytes = file.bytes;
+        if (fs::path(path).filename() == "log.txt") {  // but for the moment of saving
             std::size_t const entries = bytes.find("[0]"), moment = bytes.find("Date=");
             if (moment < entries && entries != std::string::npos) bytes.erase(moment, entries - moment);
         }
-        if (entry.path().filename() == "debug.txt")  // the same of each entry
+        if (fs::path(path).filename() == "debug.txt")  // the same of each entry
             for (char& c : bytes)
                 if (c >= '0' && c <= '9') c = '0';
-        files[entry.path().string()] = bytes;
     }
     return files;
 }
@@ -80,9 +84,10 @@ Seen Look(Scenario const& scenario, fs::path const& folder) {
     Seen seen{SumOf(objects), 0, {}};
     std::string all;
     std::size_t number = 0;
-    for (auto const& [name, bytes] : FilesIn(folder)) {
-        std::string const file = name + ":" + std::to_string(bytes.size()) + ":" + bytes + "\n";
-        if (number < seen.each.size()) seen.each[number++] = SumOf(file);
+    for (auto const& [name, state] : FilesIn(folder)) {
+        std::string const file = name + ": " + state.All() + "\n";
+        if (number == seen.each.size()) throw std::length_error("more files than can be looked at");
+        seen.each[number++] = SumOf(file);
         all += file;
     }
     seen.files = SumOf(all);
@@ -121,7 +126,27 @@ Thrown Run(std::function<void()> const& step, Failures const& failures) {
 Scenario MakeIn(Kind const& kind, fs::path const& folder) {
     fs::remove_all(folder);
     fs::create_directories(folder);
-    return kind.make(folder);
+    Scenario scenario = kind.make(folder);
+    for (auto const& entry : fs::recursive_directory_iterator(folder))
+        if (!entry.is_symlink() && entry.is_regular_file() && entry.hard_link_count() == 1) MakeOdd(entry.path());
+    return scenario;
+}
+
+/// What a save has not kept; empty if all is as it was, or as that which it was copied from.
+std::string LostOf(Scenario const& scenario, fs::path const& folder, FileStates const& before) {
+    for (auto const& [path, now] : StatesBelow(folder)) {
+        auto const old = before.find(path);
+        bool const isSame = old != before.end() && old->second == now;
+        if (auto const copied = scenario.copies.find(path.substr(folder.string().size() + 1));
+            copied != scenario.copies.end()) {
+            FileState const copy = StateOf(path, true), source = StateOf(folder / copied->second, true);
+            if (!isSame && (copy.mode != source.mode || copy.time != source.time))
+                return path + " has not mode and time of what it was copied from: " + copy.Text();
+        } else if (old != before.end() && !now.IsLike(old->second)) {
+            return path + " has not what it had: " + now.Text() + "; it had " + old->second.Text();
+        }
+    }
+    return "";
 }
 
 /// Whether each file is one of those before or behind.
@@ -136,6 +161,7 @@ bool AreSome(Seen const& now, Seen const& before, Seen const& behind) {
 
 void RunPlain(Kind const& kind, fs::path const& folder, Failures const& failures, States* states) {
     Scenario const scenario = MakeIn(kind, folder);
+    FileStates const before = StatesBelow(folder);
     if (states) states->seen[0] = Look(scenario, folder);
     int number = 0;
     for (auto const& step : scenario.steps) {
@@ -145,6 +171,8 @@ void RunPlain(Kind const& kind, fs::path const& folder, Failures const& failures
         if (states) states->calls += failures.disarm();
         if (!thrown.name.empty() && states)
             states->failure.Set("step " + std::to_string(number) + ": " + thrown.name + " " + thrown.text);
+        else if (std::string const lost = states ? LostOf(scenario, folder, before) : ""; !lost.empty())
+            states->failure.Set("step " + std::to_string(number) + ": " + lost);
         if (states) states->seen[static_cast<std::size_t>(number)] = Look(scenario, folder);
     }
     if (states) states->count = number;
@@ -175,7 +203,7 @@ void RunFailing(Kind const& kind, fs::path const& folder, Failures const& failur
         if (now.objects != before.objects && now.objects != behind.objects && !isDocumented)
             finding = where + ": objects changed";
         if (now.files != before.files && now.files != behind.files &&
-            !(scenario.isOfManyFiles && AreSome(now, before, behind)))
+            !(scenario.ofManyFiles.contains(static_cast<int>(k + 1)) && AreSome(now, before, behind)))
             finding = where + ": files changed";
         if (!finding.empty()) break;
         bool const isDone = before.objects != behind.objects

@@ -4,8 +4,9 @@
 // Runs a scenario in a child process and lets something fail in it, memory or files.
 //
 // A step that fails has thrown what the failures allow, or what its scenario documents; objects are as before the step, or
-// as behind it if it was done but for telling so; each file is the old one or the new one, and there is no other; the step
-// and those behind it can then be made, with the same result as ever.
+// as behind it if it was done but for telling so; each file is the old one or the new one, with its mode, owner and
+// attributes, and there is no other, and no folder; the step and those behind it can then be made, with the same result as
+// ever. Without failures too, what was there keeps mode, owner and attributes.
 #pragma once
 
 #include "Scenario.h"
@@ -24,12 +25,13 @@
 namespace proof {
 
 constexpr int maximumSteps = 32;
+constexpr std::size_t maximumFiles = 64;
 constexpr unsigned hangAfter = 60;  // seconds
 
 /// What can be seen, as a sum of it: it must take no memory while that is counted.
 struct Seen {
     std::uint64_t objects = 0, files = 0;
-    std::array<std::uint64_t, 8> each{};  // of these files
+    std::array<std::uint64_t, maximumFiles> each{};  // of these files and folders
     bool operator==(Seen const&) const = default;
 };
 
@@ -73,8 +75,9 @@ struct Failures {
     bool needsText = false;
 };
 
-extern bool g_isTalking;          // for one run
-extern bool g_areLeftPartsNoted;  // what stays of a save that could not remove its temporary file counts as a file
+extern bool g_isTalking;           // for one run
+extern bool g_areLeftPartsNoted;   // what stays of a save that could not remove its temporary file counts as a file
+extern bool g_areAttributesNoted;  // those other than access lists, which a save leaves out where it may not set them
 
 std::uint64_t SumOf(std::string const& text);
 /// A run without failures; calls are counted if there are states to put that into.

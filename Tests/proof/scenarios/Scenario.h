@@ -9,6 +9,8 @@
 
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,12 +23,14 @@ struct Scenario {
     std::function<std::string()> observe;
     /// Errors other than those for lack of memory that the documentation promises, by the names of their classes.
     std::vector<std::string> documented = {};
-    /// A step makes several files, of which those that are whole may stay.
-    bool isOfManyFiles = false;
+    /// Steps, counted from 1, that make several files or folders, of which those that are whole may stay.
+    std::set<int> ofManyFiles = {};
     /// What `observe` tells in a state between that the documentation promises for a failure.
     std::string documentedState = "nothing else";
     /// Results, named as in `documented`, by which the documentation tells what the system has refused.
     std::vector<std::string> refusals = {};
+    /// Files that become copies of others, with mode and time, both by their paths below the folder.
+    std::map<std::string, std::string> copies = {};
 };
 
 struct Kind {

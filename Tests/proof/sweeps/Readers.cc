@@ -11,6 +11,8 @@
 
 #include "hbtools/base/syEncryption.h"
 #include "hbtools/config/syConfigFast.h"
+#include "hbtools/interchange/syXmlParser.h"
+#include "hbtools/interchange/syZipHelper.h"
 #include "hbtools/persistence/syBinFileHeader.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/syObjectGraph.h"
@@ -186,6 +188,40 @@ int ReadScan(std::uint8_t const* bytes, std::size_t size) {
     return 0;
 }
 
+template <class Action>
+bool Succeeds(Action action) {
+    bool isDone = false;
+    Survive([&] { isDone = action(); });
+    return isDone;
+}
+void WriteInput(std::string const& bytes) {
+    ConfigFolder().Write("f", bytes);
+}
+bool OpensTag(std::string const& bytes) {
+    FuzzInput file(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());
+    KxTagInspector inspector(&file);
+    return inspector.Inspect() == TagFileWhole;
+}
+bool OpensConditions(std::string const& bytes) {
+    WriteInput(bytes);
+    return Succeeds([] { return ScanLab::LoadConditions(FuzzPath()), true; });
+}
+bool OpensScan(std::string const& bytes) {
+    WriteInput(bytes);
+    return Succeeds([] { return ScanLab::ReadScan(FuzzPath()), true; });
+}
+bool OpensXml(std::string const& bytes) {
+    WriteInput(bytes);
+    return Succeeds([] { return XML_PARSER().Load_XML_Document(FuzzPath().GetStr()) != 0; });
+}
+bool OpensZip(std::string const& bytes) {
+    WriteInput(bytes);
+    return Succeeds([] {
+        KxTMap<KxString, KxString> files;
+        return KxZipHelper::UncompressFiles(FuzzPath(), ConfigFolder().File("out"), files) != 0;
+    });
+}
+
 }  // namespace
 
 std::vector<Reader> const& Readers() {
@@ -193,24 +229,15 @@ std::vector<Reader> const& Readers() {
 #define SWEPT_TARGET(NAME) {#NAME, Sweep_##NAME},
 #include "targets.inc"
 #undef SWEPT_TARGET
-        {"tag_values", ReadTagFile},    {"graph_values", ReadGraph}, {"encrypted_values", ReadEncrypted},
-        {"conditions", ReadConditions}, {"scans", ReadScan},
+        {"tag_values", ReadTagFile, OpensTag},
+        {"graph_values", ReadGraph},
+        {"encrypted_values", ReadEncrypted},
+        {"conditions", ReadConditions, OpensConditions},
+        {"scans", ReadScan, OpensScan},
+        {"xml_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensXml},
+        {"zip_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensZip},
     };
     return readers;
-}
-
-CutTagFile LookAtCut(std::string const& whole, std::size_t length) {
-    auto const* const bytes = reinterpret_cast<std::uint8_t const*>(whole.data());
-    FuzzInput cut(bytes, length), file(bytes, whole.size());
-    KxTagInspector inspector(&cut), original(&file);
-    if (inspector.Inspect() != TagFileWhole) return CutTagFile::seen;
-    original.Inspect();
-    SxTagRecord last{};
-    for (SxTagRecord const& record : original.Records())
-        if (record.position >= last.position) last = record;
-    // A level of its own may have gone as a whole, and so may all records behind a header.
-    bool const isPayload = length == last.position || length >= last.image.dataAddress;
-    return isPayload || inspector.Records().Size() == 0 ? CutTagFile::cannotBeSeen : CutTagFile::missed;
 }
 
 }  // namespace proof

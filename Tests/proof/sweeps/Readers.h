@@ -16,13 +16,9 @@ namespace proof {
 struct Reader {
     char const* name;
     int (*read)(std::uint8_t const* bytes, std::size_t size);
+    bool (*opens)(std::string const& bytes) = nullptr;  // whether it takes them for a whole file
 };
 
 std::vector<Reader> const& Readers();
-
-/// Whether what is left of a tag file when it is cut passes for whole although records in front of the last one are gone, or
-/// a part of the last one's head: that must be seen. What a shape does not tell cannot: the format has no checksum.
-enum class CutTagFile { seen, cannotBeSeen, missed };
-CutTagFile LookAtCut(std::string const& whole, std::size_t length);
 
 }  // namespace proof

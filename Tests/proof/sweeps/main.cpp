@@ -6,15 +6,18 @@
 //
 //     proof_sweeps [--long] [--self-check] [FILE READER cut|flip NUMBER]
 //
-// Without --long there are bounds for each file, the cuts and flips are taken in strides, and the tools see few of them. With
-// a number that one input is read in this process, for a debugger. One line for each file and reader tells how many there
-// were and how much memory the worst took; a line "finding" follows for whatever must not be. Exit code 1 if there are
-// findings.
+// Without --long there are bounds for each file, the cuts and flips are taken in strides, and the tools see few of them, at
+// both ends, in the middle and at borders of records and lines. Of files beyond 16 KiB windows are swept: the first, the last
+// and some between. With a number that one input is read in this process, for a debugger. One line for each file and reader
+// tells how many there were and how much memory the worst took; a line "finding" follows for whatever must not be. Exit code
+// 1 if there are findings.
 //
 // No input may end the process, take longer than seconds, take memory beyond a constant and a small multiple of its size, or
-// leak; no cut tag file may pass for whole, but for what its format cannot tell; no tool may end by a signal or with a code that it does not document.
+// leak; a tool has its own size besides, and must not end by a signal or with a code that it does not document. No cut file
+// may pass for whole, but for what its format cannot tell: Cuts.cc has the list. No file may be left out.
 #include "../Program.h"
 #include "../allocations/Memory.h"
+#include "Cuts.h"
 #include "Readers.h"
 
 #include <algorithm>
@@ -50,18 +53,28 @@ constexpr bool isSanitized = false;
 
 constexpr long long memoryConstant = 4 << 20;  // bytes
 constexpr long long memoryFactor = 256;
-constexpr long toolMemory = 256 << 10;     // KiB
-constexpr std::size_t largestSeed = 4096;  // bytes
-constexpr int deathsBeforeGivingUp = 5;    // of one file and reader
-unsigned g_hangAfter = 20;                 // seconds, of one input
+constexpr std::size_t largestSwept = 16 << 10;  // bytes, without gaps
+constexpr std::size_t window = 1 << 10;         // of a larger one
+constexpr std::size_t numWindows = 6;
+constexpr int deathsBeforeGivingUp = 5;  // of one file and reader
+unsigned g_hangAfter = 20;               // seconds, of one input
 
-/// What a file is swept with: numbers below `cuts` are cuts, those behind are bits.
+/// What a file is swept with: lengths that it is cut to, and bits.
 struct Plan {
-    std::size_t size, cutStride, flipStride;
-    std::size_t Cuts() const { return (size + cutStride - 1) / cutStride; }
-    std::size_t Flips() const { return (size * 8 + flipStride - 1) / flipStride; }
-    std::size_t Count() const { return Cuts() + Flips(); }
+    std::vector<std::size_t> cuts, flips;
+    std::size_t Count() const { return cuts.size() + flips.size(); }
 };
+
+/// The bytes that are swept: all, or windows at both ends and between.
+std::vector<std::size_t> SweptOf(std::size_t size) {
+    std::vector<std::size_t> bytes;
+    if (size <= largestSwept)
+        for (std::size_t i = 0; i < size; ++i) bytes.push_back(i);
+    else
+        for (std::size_t w = 0; w < numWindows; ++w)
+            for (std::size_t i = 0; i < window; ++i) bytes.push_back((size - window) * w / (numWindows - 1) + i);
+    return bytes;
+}
 
 std::string Input(std::string const& bytes, bool isCut, std::size_t number) {
     std::string input = isCut ? bytes.substr(0, number) : bytes;
@@ -74,7 +87,7 @@ struct Progress {
     std::size_t next;       // input, by its place in the plan
     long long peak;         // bytes
     std::size_t greediest;  // input
-    std::size_t numUnseen;  // cuts that pass for whole
+    std::size_t numUnseen;  // cuts that pass for whole, and may
     std::size_t numMissed, firstMissed;
 };
 
@@ -82,15 +95,15 @@ struct Sweep {
     std::string file, bytes;
     Reader reader;
     Plan plan;
-    bool isTagFile = false;
+    Format const& format;
 
     std::string InputAt(std::size_t place) const {
-        bool const isCut = place < plan.Cuts();
-        return Input(bytes, isCut, isCut ? place * plan.cutStride : (place - plan.Cuts()) * plan.flipStride);
+        bool const isCut = place < plan.cuts.size();
+        return Input(bytes, isCut, isCut ? plan.cuts[place] : plan.flips[place - plan.cuts.size()]);
     }
     std::string NameOf(std::size_t place) const {
-        if (place < plan.Cuts()) return "cut " + std::to_string(place * plan.cutStride);
-        return "flip " + std::to_string((place - plan.Cuts()) * plan.flipStride);
+        if (place < plan.cuts.size()) return "cut " + std::to_string(plan.cuts[place]);
+        return "flip " + std::to_string(plan.flips[place - plan.cuts.size()]);
     }
     long long Allowed() const { return memoryConstant + memoryFactor * static_cast<long long>(bytes.size()); }
 };
@@ -106,10 +119,11 @@ void Run(Sweep const& sweep, Progress& progress) {
             progress.peak = peak;
             progress.greediest = progress.next;
         }
-        if (!sweep.isTagFile || progress.next >= sweep.plan.Cuts()) continue;
-        CutTagFile const cut = LookAtCut(sweep.bytes, input.size());
-        if (cut == CutTagFile::cannotBeSeen) ++progress.numUnseen;
-        if (cut == CutTagFile::missed && progress.numMissed++ == 0) progress.firstMissed = progress.next;
+        if (!sweep.reader.opens || progress.next >= sweep.plan.cuts.size() || !sweep.reader.opens(input)) continue;
+        if (sweep.format.MayPass(sweep.bytes, input.size()))
+            ++progress.numUnseen;
+        else if (progress.numMissed++ == 0)
+            progress.firstMissed = progress.next;
     }
     ::alarm(0);
 }
@@ -132,6 +146,14 @@ std::vector<fs::path> FilesIn(fs::path const& folder) {
     return files;
 }
 
+/// What stands in a file, or in all files of a folder.
+std::string Written(fs::path const& path) {
+    if (!fs::is_directory(path)) return path.empty() ? "" : ReadFile(path);
+    std::string all;
+    for (fs::path const& file : FilesIn(path)) all += Written(file);
+    return all;
+}
+
 /// The readers of a golden file.
 std::vector<std::string> ReadersOf(fs::path const& file) {
     std::map<std::string, std::vector<std::string>> const byExtension = {
@@ -141,8 +163,8 @@ std::vector<std::string> ReadersOf(fs::path const& file) {
         {".ENU", {"language_pack", "version_info"}},
         {".bas", {"exception_log"}},
         {".macro", {"command_lines"}},
-        {".xml", {"conditions", "xml"}},
-        {".zip", {"zip"}},
+        {".xml", {"conditions", "xml", "xml_whole"}},
+        {".zip", {"zip", "zip_whole"}},
     };
     auto const known = byExtension.find(file.extension());
     std::vector<std::string> readers = known == byExtension.end() ? std::vector<std::string>{} : known->second;
@@ -170,10 +192,17 @@ public:
     ~Proof() { ::munmap(m_progress, sizeof(Progress)); }
 
     Plan PlanOf(std::size_t size, std::size_t cuts, std::size_t flips) const {
-        if (m_isLong) return {size, 1, 1};
         if (isSanitized) cuts /= 2, flips /= 2;
+        std::vector<std::size_t> const swept = SweptOf(size);
+        std::size_t const count = swept.size();
+        std::size_t const cutStride = m_isLong ? 1 : std::max<std::size_t>(1, (count + cuts - 1) / cuts);
         // An odd stride comes to each of the eight bits.
-        return {size, std::max<std::size_t>(1, (size + cuts - 1) / cuts), ((size * 8 + flips - 1) / flips) | 1};
+        std::size_t const flipStride = m_isLong ? 1 : ((count * 8 + flips - 1) / flips) | 1;
+        Plan plan;
+        for (std::size_t i = 0; i < count; i += cutStride) plan.cuts.push_back(swept[i]);
+        if (count > 0 && plan.cuts.back() + 1 != size) plan.cuts.push_back(size - 1);
+        for (std::size_t i = 0; i < count * 8; i += flipStride) plan.flips.push_back(swept[i / 8] * 8 + i % 8);
+        return plan;
     }
 
     void Golden(fs::path const& file) {
@@ -183,24 +212,22 @@ public:
         std::string const bytes = ReadFile(file);
         for (std::string const& reader : readers) {
             Total total;
-            RunSweep({name, bytes, *FindReader(reader), PlanOf(bytes.size(), 250, 500),
-                      reader == readers.front() && file.extension() == ".tag"},
-                     total);
+            RunSweep({name, bytes, *FindReader(reader), PlanOf(bytes.size(), 250, 500), FormatOf(file)}, total);
             Tell(name + " by " + reader, total);
         }
     }
 
-    /// All small files of a folder with the reader of its name, in one line.
+    /// All files of a folder with the reader of its name, in one line.
     void Seeds(fs::path const& folder) {
         std::string const name = folder.filename();
         Reader const* const reader = FindReader(name);
-        if (!reader) return;
+        if (!reader) return Find(name + ": no reader is known");
         Total total;
         for (fs::path const& file : FilesIn(folder)) {
             std::string const bytes = ReadFile(file);
-            if (bytes.size() > largestSeed) continue;
-            RunSweep({name + "/" + file.filename().string(), bytes, *reader, PlanOf(bytes.size(), 30, 60), false},
-                     total);
+            RunSweep(
+                {name + "/" + file.filename().string(), bytes, *reader, PlanOf(bytes.size(), 30, 60), FormatOf(file)},
+                total);
         }
         Tell("seeds of " + name, total);
     }
@@ -208,33 +235,72 @@ public:
     /// One reader that may be at fault, over a few bytes.
     void Faulty(Reader const& reader) {
         Total total;
-        RunSweep({reader.name, "abcdefgh", reader, {8, 1, 1}, false}, total);
+        m_isLong = true;
+        RunSweep({reader.name, "abcdefgh", reader, PlanOf(8, 8, 64), FormatOf("")}, total);
         Tell(reader.name, total);
     }
 
     /// The inputs as files for a tool; `arguments` has a % where their path stands.
-    void Tool(fs::path const& file, std::vector<std::string> const& arguments, fs::path const& folder) {
+    /// What it writes goes to `out`, and with exit code 0 is what it writes of the whole file.
+    void Tool(fs::path const& file, std::vector<std::string> const& arguments, fs::path const& folder,
+              fs::path const& out = {}) {
         std::string const bytes = ReadFile(file);
         std::string name = file.filename().string() + " by";
         for (std::string const& argument : arguments)
-            if (argument.find('/') == std::string::npos) name += " " + argument;
-        std::size_t const few = isSanitized ? 6 : 12;
-        Sweep const sweep{name, bytes, {}, PlanOf(bytes.size(), few, few), false};
+            if (argument.find('/') == std::string::npos || argument == arguments.front())
+                name += " " + fs::path(argument).filename().string();
+        std::size_t const few = isSanitized ? 4 : 6;
+        Sweep sweep{name, bytes, {}, PlanOf(bytes.size(), few, few), FormatOf(file)};
+        if (std::vector<std::size_t> const borders = BordersOf(bytes); !m_isLong) sweep.plan.cuts = borders;
+        if (!m_isLong && isSanitized) sweep.plan.flips.resize(2);
         fs::path const input = folder / ("input" + file.extension().string());
         std::vector<std::string> words = arguments;
         for (std::string& word : words)
             if (std::size_t const at = word.find('%'); at != std::string::npos) word.replace(at, 1, input.string());
-        long most = 0;
+        Total total{sweep.plan.cuts.size(), sweep.plan.flips.size(), bytes.size(), 0, 0};
+        struct rusage used {};
+        auto const run = [&](std::string const& content) {
+            std::ofstream(input, std::ios::binary | std::ios::trunc) << content;
+            if (!out.empty()) fs::remove_all(out);
+            return RunTool(words, used);
+        };
+        run("");
+        long const least = used.ru_maxrss;  // KiB, of the program itself
+        if (int const status = run(bytes)) Find(name + ", whole: " + EndOf(status));
+        std::string const written = Written(out);
         for (std::size_t place = 0; place < sweep.plan.Count(); ++place) {
-            std::ofstream(input, std::ios::binary | std::ios::trunc) << sweep.InputAt(place);
-            struct rusage used {};
-            int const status = RunTool(words, used);
-            most = std::max(most, used.ru_maxrss);
+            int const status = run(sweep.InputAt(place));
+            long const memory = used.ru_maxrss - least;
+            total.peak = std::max(total.peak, static_cast<long long>(memory) << 10);
             if (!WIFEXITED(status) || WEXITSTATUS(status) > 3)
                 Find(name + ", " + sweep.NameOf(place) + ": " + EndOf(status));
+            if (!isSanitized && static_cast<long long>(memory) << 10 > sweep.Allowed())
+                Find(name + ", " + sweep.NameOf(place) + ": " + std::to_string(memory) + " KiB of memory");
+            if (place >= sweep.plan.cuts.size() || status != 0) continue;
+            std::size_t const length = sweep.plan.cuts[place];
+            if (!sweep.format.MayPass(bytes, length) && (out.empty() || Written(out) != written))
+                Find(name + ", " + sweep.NameOf(place) + ": passes for whole");
+            ++total.unseen;
         }
-        if (!isSanitized && most > toolMemory) Find(name + ": " + std::to_string(most) + " KiB");
-        Tell(name, {sweep.plan.Cuts(), sweep.plan.Flips(), bytes.size(), most << 10, 0});
+        Tell(name, total);
+    }
+
+    static int RunTool(std::vector<std::string> const& words, struct rusage& used) {
+        std::vector<char*> arguments;
+        for (std::string const& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+        arguments.push_back(nullptr);
+        pid_t const child = ::fork();
+        if (child == 0) {
+            int const null = ::open("/dev/null", O_RDWR);
+            for (int i = 0; i < 3; ++i) ::dup2(null, i);
+            ::alarm(g_hangAfter);
+            std::string const program = words[0].starts_with('/') ? words[0] : HBTOOLS_TOOLS "/" + words[0];
+            ::execv(program.c_str(), arguments.data());
+            ::_exit(127);
+        }
+        int status = 0;
+        while (::wait4(child, &status, 0, &used) < 0 && errno == EINTR) {}
+        return status;
     }
 
     int TellAll() const {
@@ -274,29 +340,14 @@ private:
             Find(sweep.file + " by " + sweep.reader.name + ", " + sweep.NameOf(m_progress->greediest) + ": " +
                  std::to_string(m_progress->peak) + " bytes of memory");
         if (m_progress->numMissed > 0)
-            Find(sweep.file + ", " + sweep.NameOf(m_progress->firstMissed) + ": passes for whole");
-        total.cuts += sweep.plan.Cuts();
-        total.flips += sweep.plan.Flips();
+            Find(sweep.file + " by " + sweep.reader.name + ", " + sweep.NameOf(m_progress->firstMissed) +
+                 ": passes for whole");
+        if (sweep.plan.cuts.empty() && !sweep.bytes.empty()) Find(sweep.file + ": is not swept");
+        total.cuts += sweep.plan.cuts.size();
+        total.flips += sweep.plan.flips.size();
         total.bytes += sweep.bytes.size();
         total.peak = std::max(total.peak, m_progress->peak);
         total.unseen += m_progress->numUnseen;
-    }
-
-    static int RunTool(std::vector<std::string> const& words, struct rusage& used) {
-        std::vector<char*> arguments;
-        for (std::string const& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-        arguments.push_back(nullptr);
-        pid_t const child = ::fork();
-        if (child == 0) {
-            int const null = ::open("/dev/null", O_RDWR);
-            for (int i = 0; i < 3; ++i) ::dup2(null, i);
-            ::alarm(g_hangAfter);
-            ::execv((std::string(HBTOOLS_TOOLS) + "/" + words[0]).c_str(), arguments.data());
-            ::_exit(127);
-        }
-        int status = 0;
-        while (::wait4(child, &status, 0, &used) < 0 && errno == EINTR) {}
-        return status;
     }
 
     void Find(std::string const& what) {
@@ -344,12 +395,11 @@ std::vector<Reader> FaultyReaders() {
             if (size == 0) throw 1;
             return 0;
         }
+        static int Reading(std::uint8_t const*, std::size_t) { return 0; }
+        static bool IsShort(std::string const& bytes) { return bytes.size() < 3; }
     };
-    return {{"dying", Local::Dying},
-            {"greedy", Local::Greedy},
-            {"endless", Local::Endless},
-            {"leaking", Local::Leaking},
-            {"throwing", Local::Throwing}};
+    return {{"dying", Local::Dying},     {"greedy", Local::Greedy},     {"endless", Local::Endless},
+            {"leaking", Local::Leaking}, {"throwing", Local::Throwing}, {"believing", Local::Reading, Local::IsShort}};
 }
 
 void RunTools(Proof& proof, fs::path const& golden) {
@@ -359,16 +409,55 @@ void RunTools(Proof& proof, fs::path const& golden) {
     ::setenv("XDG_CONFIG_HOME", pattern.c_str(), 1);
     ::setenv("ASAN_OPTIONS", "exitcode=99:allocator_may_return_null=1", 1);
     ::setenv("UBSAN_OPTIONS", "halt_on_error=1:exitcode=99", 1);
+    fs::path const out = folder / "out", made = folder / "made";
+    fs::create_directory(made);
+    auto const scanlab = [&](fs::path const& file, std::vector<std::string> const& lines,
+                             fs::path const& written = {}) {
+        std::vector<std::string> words = {"scanlab", "--out", pattern, "do"};
+        words.insert(words.end(), lines.begin(), lines.end());
+        proof.Tool(file, words, folder, written);
+    };
     for (fs::path const& file : FilesIn(golden)) {
-        if (file.extension() == ".tag")
-            for (char const* const verb : {"ls", "dump", "verify"}) proof.Tool(file, {"hbtag", verb, "%"}, folder);
-        if (file.extension() == ".stream") proof.Tool(file, {"hbtag", "dump", "%"}, folder);
-        if (file.extension() == ".bas") proof.Tool(file, {"hblog", "log", "%"}, folder);
-        if (file.extension() == ".ENU") proof.Tool(file, {"hbres", "--check", HBTOOLS_GOLDEN_TEXTS, "%"}, folder);
+        std::string const extension = file.extension();
+        if (extension == ".tag") {
+            for (char const* const verb : {"ls", "dump", "verify", "tree"})
+                proof.Tool(file, {"hbtag", verb, "%"}, folder);
+            proof.Tool(file, {"hbtag", "tree", "--html", "%"}, folder);
+            proof.Tool(file, {"hbtag", "repair", "%", out}, folder, out);
+            proof.Tool(file, {"hbtag", "convert", "--form", "64", "%", out}, folder, out);
+            proof.Tool(file, {"hbtag", "diff", file, "%"}, folder);
+            if (file.filename() == "composite-64.tag") {
+                for (char const* const form : {"--csv", "--npy", "--ply"})
+                    proof.Tool(file, {"hbtag", "export", form, "%", "233", out}, folder, out);
+                proof.Tool(file, {HBTAG_PY, "dump", "%"}, folder);
+            }
+        }
+        if (extension == ".stream") proof.Tool(file, {"hbtag", "dump", "%"}, folder);
+        if (extension == ".stream") proof.Tool(file, {HBTAG_PY, "dump", "%"}, folder);
+        if (extension == ".bas") proof.Tool(file, {"hblog", "log", "%"}, folder);
+        if (extension == ".ENU") proof.Tool(file, {HBTAG_PY, "dump", "%"}, folder);
+        if (extension == ".zip") scanlab(file, {"Unpack % out;"}, out);
+        if (extension == ".xml") scanlab(file, {"Synthesize plate FALSE 50;", "ImportConditions %;"});
     }
-    proof.Tool(HBTOOLS_GOLDEN_TEXTS, {"hbres", "--pack", "ENU", "%", (folder / "out.cpp").string()}, folder);
-    for (fs::path const& file : FilesIn(golden.parent_path().parent_path() / "scans"))
-        proof.Tool(file, {"scanlab", "--out", pattern, "do", "Import %;"}, folder);
+    fs::copy_file(HBTOOLS_GOLDEN_TEXTS, made / "golden.texts");
+    proof.Tool(made / "golden.texts", {"hbres", "--check", "--strict", HBTOOLS_GOLDEN_TEXTS, "%"}, folder);
+    fs::copy_file(HBTOOLS_GOLDEN_TEXTS, made / "golden.txt");
+    proof.Tool(made / "golden.txt", {"hbres", "--pack", "ENU", "%", out}, folder);
+    for (fs::path const& file : FilesIn(golden.parent_path().parent_path() / "scans")) scanlab(file, {"Import %;"});
+
+    std::ofstream(made / "lines.debug")
+        << "DATE: 31.12.2024, TIME: 12:00:00\r\nPROFILE;0x1A2B;12:00:00;enter;Load;;;;\r\n"
+           "DATE: 31.12.2024, TIME: 12:00:02\r\n"
+           "PROFILE;0x1A2B;12:00:02;leave;Load;12:00:00;1650;838;\r\n";
+    for (char const* const verb : {"debug", "profile"}) proof.Tool(made / "lines.debug", {"hblog", verb, "%"}, folder);
+    struct rusage used {};
+    std::ofstream(made / "a.macro") << "Synthesize plate FALSE 40 plate;\nList;\n";
+    Proof::RunTool({"scanlab", "--out", made, "do", "Synthesize plate FALSE 40;", "FitPlane;", "Deviations;",
+                    "Save c.tag;", "SaveSettings c.ini;"},
+                   used);
+    scanlab(made / "c.tag", {"Load %;"});
+    scanlab(made / "c.ini", {"LoadSettings %;"});
+    proof.Tool(made / "a.macro", {"scanlab", "--out", pattern, "run", "%"}, folder);
     fs::remove_all(folder);
 }
 
@@ -400,7 +489,7 @@ int main(int argc, char** argv) {
     for (fs::path const& version : FilesIn(data / "golden"))
         for (fs::path const& file : FilesIn(version)) proof.Golden(file);
     for (fs::path const& folder : FilesIn(data))
-        if (fs::is_directory(folder)) proof.Seeds(folder);
+        if (fs::is_directory(folder) && folder.filename() != "golden") proof.Seeds(folder);
     for (fs::path const& version : FilesIn(data / "golden")) RunTools(proof, version);
     return proof.TellAll() > 0 ? 1 : 0;
 }

@@ -17,12 +17,14 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace {
 
 using powercut::Call;
 using powercut::Head;
+using powercut::Made;
 
 struct KeepError {
     int error = errno;
@@ -94,12 +96,51 @@ void NotePath(Call call, std::string const& path, std::string const& other = std
     if (IsOurs(path) || IsOurs(other)) Note(call, path, other, 0, 0, nullptr, 0);
 }
 
-void NoteSync(int descriptor) {
+Made MadeOf(struct stat const& status) {
+    return {status.st_mode, status.st_uid, status.st_gid};
+}
+
+void NoteCreated(int descriptor) {
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    Made const made = MadeOf(status);
+    NoteFile(Call::create, descriptor, 0, &made, sizeof made);
+}
+
+/// Mode, owner and time as they are now, of what the call has changed.
+void NoteTraits(Call call, std::string const& path, struct stat const& status) {
+    if (!IsOurs(path)) return;
+    std::uint64_t const value =
+        call == Call::mode ? status.st_mode
+        : call == Call::owner
+            ? std::uint64_t{status.st_uid} << 32 | status.st_gid
+            : static_cast<std::uint64_t>(status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec);
+    Note(call, path, "", status.st_ino, value, nullptr, 0);
+}
+int NoteTraits(Call call, int descriptor, int result) {
+    KeepError const keep;
+    struct stat status {};
+    if (result == 0 && ::fstat(descriptor, &status) == 0) NoteTraits(call, PathOf(descriptor), status);
+    return result;
+}
+int NoteTraitsAt(Call call, std::string const& path, int result) {
+    KeepError const keep;
+    struct stat status {};
+    if (result == 0 && ::stat(path.c_str(), &status) == 0) NoteTraits(call, path, status);
+    return result;
+}
+
+void NoteAttribute(std::string const& path, std::uint64_t file, char const* name, void const* value, std::size_t size) {
+    KeepError const keep;
+    if (IsOurs(path)) Note(Call::attribute, path, name, file, 0, value, size);
+}
+
+void NoteSync(int descriptor, Call ofFile) {
     KeepError const keep;
     bool isFolder = false;
     std::uint64_t const file = FileOf(descriptor, &isFolder);
     std::string const path = PathOf(descriptor);
-    if (IsOurs(path)) Note(isFolder ? Call::syncFolder : Call::sync, path, "", file, 0, nullptr, 0);
+    if (IsOurs(path)) Note(isFolder ? Call::syncFolder : ofFile, path, "", file, 0, nullptr, 0);
 }
 
 template <class Open>
@@ -109,7 +150,7 @@ int NotedOpen(std::string const& path, int flags, Open open) {
     int const descriptor = open();
     if (descriptor < 0) return descriptor;
     if (isNew || (flags & O_TMPFILE) == O_TMPFILE)
-        NoteFile(Call::create, descriptor);
+        NoteCreated(descriptor);
     else if (flags & O_TRUNC)
         NoteFile(Call::truncate, descriptor);
     return descriptor;
@@ -175,12 +216,12 @@ int ftruncate64(int descriptor, off_t length) noexcept {
 }
 int fsync(int descriptor) {
     int const result = REAL(fsync)(descriptor);
-    if (result == 0) NoteSync(descriptor);
+    if (result == 0) NoteSync(descriptor, Call::sync);
     return result;
 }
 int fdatasync(int descriptor) {
     int const result = REAL(fdatasync)(descriptor);
-    if (result == 0) NoteSync(descriptor);
+    if (result == 0) NoteSync(descriptor, Call::syncBytes);
     return result;
 }
 int syncfs(int descriptor) noexcept {
@@ -223,11 +264,44 @@ int remove(char const* path) noexcept {
 }
 int mkdirat(int folder, char const* path, mode_t mode) noexcept {
     int const result = REAL(mkdirat)(folder, path, mode);
-    if (result == 0) NotePath(Call::makeFolder, PathOf(folder, path));
+    KeepError const keep;
+    std::string const made = PathOf(folder, path);
+    struct stat status {};
+    if (result != 0 || ::stat(made.c_str(), &status) != 0 || !IsOurs(made)) return result;
+    Made const with = MadeOf(status);
+    Note(Call::makeFolder, made, "", 0, 0, &with, sizeof with);
     return result;
 }
 int mkdir(char const* path, mode_t mode) noexcept {
     return mkdirat(AT_FDCWD, path, mode);
+}
+
+int fchmod(int descriptor, mode_t mode) noexcept {
+    return NoteTraits(Call::mode, descriptor, REAL(fchmod)(descriptor, mode));
+}
+int chmod(char const* path, mode_t mode) noexcept {
+    return NoteTraitsAt(Call::mode, PathOf(AT_FDCWD, path), REAL(chmod)(path, mode));
+}
+int fchown(int descriptor, uid_t user, gid_t group) noexcept {
+    return NoteTraits(Call::owner, descriptor, REAL(fchown)(descriptor, user, group));
+}
+int futimens(int descriptor, timespec const times[2]) noexcept {
+    return NoteTraits(Call::time, descriptor, REAL(futimens)(descriptor, times));
+}
+int utimensat(int folder, char const* path, timespec const times[2], int flags) noexcept {
+    return NoteTraitsAt(Call::time, PathOf(folder, path), REAL(utimensat)(folder, path, times, flags));
+}
+int fsetxattr(int descriptor, char const* name, void const* value, std::size_t size, int flags) noexcept {
+    int const result = REAL(fsetxattr)(descriptor, name, value, size, flags);
+    if (result == 0) NoteAttribute(PathOf(descriptor), FileOf(descriptor), name, value, size);
+    return result;
+}
+int setxattr(char const* path, char const* name, void const* value, std::size_t size, int flags) noexcept {
+    int const result = REAL(setxattr)(path, name, value, size, flags);
+    struct stat status {};
+    if (result == 0 && ::stat(path, &status) == 0)
+        NoteAttribute(PathOf(AT_FDCWD, path), status.st_ino, name, value, size);
+    return result;
 }
 
 }  // extern "C"
