@@ -247,6 +247,7 @@ public:
         if (isSanitized && arguments.front() == HBTAG_PY) return;  // whose interpreter is not
         std::string const bytes = ReadFile(file);
         std::string name = file.filename().string() + " by";
+        if (bytes.empty()) return Find(name + " " + arguments.front() + ": there is nothing to sweep");
         for (std::string const& argument : arguments)
             if (argument.find('/') == std::string::npos || argument == arguments.front())
                 name += " " + fs::path(argument).filename().string();
@@ -457,7 +458,7 @@ void RunTools(Proof& proof, fs::path const& golden) {
     struct rusage used {};
     std::ofstream(made / "a.macro") << "Synthesize plate FALSE 40 plate;\nList;\n";
     Proof::RunTool({"scanlab", "--out", made, "do", "Synthesize plate FALSE 40;", "FitPlane;", "Deviations;",
-                    "Save c.tag;", "SaveSettings c.ini;"},
+                    "Save " + (made / "c.tag").string() + ";", "SaveSettings " + (made / "c.ini").string() + ";"},
                    used);
     scanlab(made / "c.tag", {"Load %;"});
     scanlab(made / "c.ini", {"LoadSettings %;"});
