@@ -4,6 +4,7 @@
 
 #include "AnyNumbers.h"
 #include "Operators/TextIds.h"
+#include "TemporaryName.h"
 
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
@@ -217,7 +218,8 @@ bool Store(KxString const& path, StoredScan const& original, TagFormat format, P
     }
     archive.LevelUp();
     file.Close();
-    if (check && !check(whole.GetTemporaryPath(), progress.Part(0.5, 1))) return false;
+    KxString const written = whole.GetTemporaryPath();
+    if (check && !UnderName(path, written, [&] { return check(written, progress.Part(0.5, 1)); })) return false;
     progress.Done();
     whole.Commit();
     return true;
