@@ -8,14 +8,45 @@
 
 #include <pugixml.hpp>
 
+#include <map>
 #include <string>
 #include <string_view>
+#include <vector>
+
+namespace KxN::detail {
+
+/// The attributes of one node by their names, in an index if there are many. A cache: whoever changes them tells it.
+class XmlAttributes {
+public:
+    /// The place of that name among them; -1 if there is none.
+    int PlaceOf(pugi::xml_node node, std::string_view name);
+    std::size_t Count(pugi::xml_node node) const;
+    pugi::xml_attribute At(pugi::xml_node node, int place) const;
+    /// One that came to the node, the last of them. Does nothing as long as there is no index.
+    void Added(pugi::xml_attribute attribute) {
+        if (!m_all.empty()) Append(attribute);
+    }
+    void Forget() noexcept {
+        if (m_all.empty()) return;
+        m_all.clear();
+        m_places.clear();
+    }
+
+private:
+    void Append(pugi::xml_attribute attribute);
+
+    std::vector<pugi::xml_attribute> m_all;    // empty without an index
+    std::map<std::string_view, int> m_places;  // no names can be made that are slow in it; they lie in the document
+};
+
+}  // namespace KxN::detail
 
 namespace KxN {
 
 struct XML_PARSER::SDocument {
     pugi::xml_document tree;
-    pugi::xml_node current;  // null in an empty document
+    pugi::xml_node current;            // null in an empty document
+    detail::XmlAttributes attributes;  // of the current node
 };
 
 }  // namespace KxN

@@ -218,6 +218,7 @@ int XML_PARSER::Get_XML(KxString& text) {
 
 void XML_PARSER::SetCurrent(pugi::xml_node node) {
     m_document->current = node;
+    m_document->attributes.Forget();
     m_isGrabbed = m_hasChain = m_hasAttributes = false;
     m_attributeIndex = -1;
 }
@@ -241,17 +242,6 @@ std::string XML_PARSER::ChainOf(pugi::xml_node node, std::size_t atLeast) {
     std::string chain;
     for (; !names.empty(); names.pop_back()) ((chain += '<') += names.back()) += '>';
     return chain;
-}
-
-void XML_PARSER::GrabAttributes() const {
-    if (m_hasAttributes) return;
-    m_attributeNames.clear();
-    m_attributeValues.clear();
-    for (pugi::xml_attribute const attribute : m_document->current.attributes()) {
-        m_attributeNames.push_back(Wide(attribute.name()));
-        m_attributeValues.emplace_back(Wide(attribute.value()));
-    }
-    m_hasAttributes = true;
 }
 
 KxString const& XML_PARSER::Get_CurrentTag() const {
@@ -377,43 +367,6 @@ int XML_PARSER::HasChildren() const {
     return IsFound(node, forward);
 }
 
-long long XML_PARSER::Get_Attribute_Count() {
-    GrabAttributes();
-    return static_cast<long long>(m_attributeNames.size());
-}
-
-KxString const& XML_PARSER::Get_Attribute_Name(int index) {
-    static KxString const none;
-    if (index >= 0 && index < Get_Attribute_Count()) return m_attributeNames[static_cast<std::size_t>(index)];
-    Fail(L"XML_PARSER::Get_Attribute_Name(int) failed");
-    return none;
-}
-
-namespace {
-CComVariant const g_noValue;
-}
-
-CComVariant const& XML_PARSER::Get_Attribute_Value(int index) {
-    if (index >= 0 && index < Get_Attribute_Count()) return m_attributeValues[static_cast<std::size_t>(index)];
-    Fail(L"XML_PARSER::Get_Attribute_Value(int) failed");
-    return g_noValue;
-}
-
-int XML_PARSER::Is_Having_Attribute(wchar_t const* name) {
-    for (int i = 0; i < Get_Attribute_Count(); ++i) {
-        if (!(m_attributeNames[static_cast<std::size_t>(i)] == name)) continue;
-        m_attributeIndex = i;
-        return 1;
-    }
-    return Fail(L"XML_PARSER::Is_Having_Attribute(LPCTSTR)   : There is no such attribute");
-}
-
-CComVariant const& XML_PARSER::Get_Attribute_Value() {
-    if (m_attributeIndex >= 0) return Get_Attribute_Value(m_attributeIndex);
-    Fail(L"XML_PARSER::Get_Attribute_Value()  : Can't Retrieve an Attribute");
-    return g_noValue;
-}
-
 // ---- changes ----
 
 int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot) {
@@ -478,32 +431,6 @@ int XML_PARSER::Add_CDataBefore(wchar_t const* text) {
 int XML_PARSER::Add_CDataAfter(wchar_t const* text) {
     return Add(text, true, Place::after,
                L"XML_PARSER::Add_CDataAfter(LPCTSTR)   : Can't add node at same level that the root node");
-}
-
-int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
-    pugi::xml_node node = m_document->current;
-    if (node.type() != pugi::node_element || !IsXmlName(name) || !IsXmlText(value))
-        return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : Can't set this attribute");
-    std::string const key = KxxToUtf8(name), text = KxxToUtf8(value);
-    std::size_t count = 0;
-    pugi::xml_attribute attribute = node.first_attribute();
-    for (; attribute && key != attribute.name(); attribute = attribute.next_attribute()) ++count;
-    if (!attribute && count >= KxxLimits().xmlAttributes)
-        return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : too many attributes");
-    if (!(attribute ? attribute.set_value(text.c_str()) : AppendXmlAttribute(node, key.c_str(), text.c_str())))
-        throw std::bad_alloc();
-    m_hasAttributes = false;
-    return 1;
-}
-
-int XML_PARSER::Remove_Attribute(wchar_t const* name) {
-    if (!m_document->current)
-        return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
-    if (!m_document->current.remove_attribute(KxxToUtf8(name).c_str()))
-        return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : There is no such attribute");
-    m_hasAttributes = false;
-    m_attributeIndex = -1;
-    return 1;
 }
 
 int XML_PARSER::Set_TextValue(wchar_t const* text) {

@@ -46,7 +46,8 @@ public:
 
 private:
     KxN::KxWinApp m_app;
-    KxN::KxSEHandler m_faults;
+    // Numbers next to nothing are numbers, and results that become such are right to the last bit: neither is a fault.
+    KxN::KxSEHandler m_faults{KxN::FLOAT_INEXACT | KxN::FLOAT_UNDERFLOW | KxN::FLOAT_DENORMAL};
     KxN::KxNewHandler m_memory;
     KxN::KxTerminateHandler m_end;
     KxN::KxUnexpectedHandler m_unexpected;

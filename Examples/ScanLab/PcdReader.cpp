@@ -82,14 +82,14 @@ Header ReadHeader(ScanSource& source) {
 
 double NumberOf(ScanSource const& source, char const* bytes, Field const& field) {
     double doubleValue = 0;
-    float floatValue = 0;
+    std::uint32_t floatBits = 0;
     if (field.type == 'F' && field.size == 8) {
         std::memcpy(&doubleValue, bytes, 8);
         return doubleValue;
     }
     if (field.type == 'F' && field.size == 4) {
-        std::memcpy(&floatValue, bytes, 4);
-        return floatValue;
+        std::memcpy(&floatBits, bytes, 4);
+        return Widened(floatBits);
     }
     if (field.type != 'I' && field.type != 'U') source.Fail(Text::PcdType);
     std::uint64_t raw = 0;
@@ -128,6 +128,8 @@ void ReadPcd(ScanSource& source, Scan& scan) {
                                          PlaceOf(source, header, "z")};
     scan.source = KxString(L"PCD, ") + KxString(header.data.c_str());
     if (header.data == "ascii") {
+        std::size_t width = 0;
+        for (Field const& field : header.fields) width += field.count;
         CheckCount(source, header.points, 6);
         std::string_view line;
         std::vector<std::string_view> words;
@@ -136,10 +138,10 @@ void ReadPcd(ScanSource& source, Scan& scan) {
                 source.Fail(Text::PointsMissing, static_cast<double>(header.points), static_cast<double>(i));
             SplitAtBlanks(line, words);
             if (words.empty()) continue;
+            if (words.size() != width) source.FailInLine(Text::OtherColumns, ULONGLONG{width}, Excerpt(line));
             KxVec3d point;
             for (std::size_t k = 0; k < 3; ++k)
-                if (places[k].column >= words.size() ||
-                    !ParseNumber(words[places[k].column], false, point[static_cast<int>(k)]))
+                if (!ParseNumber(words[places[k].column], false, point[static_cast<int>(k)]))
                     source.FailInLine(Text::NoPointInLine, Excerpt(line));
             scan.Add(point);
             ++i;

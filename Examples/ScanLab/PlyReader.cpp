@@ -37,11 +37,11 @@ std::size_t SizeOf(Type type) {
 }
 
 template <class T>
-double As(unsigned char const* bytes, bool swap) {
+T As(unsigned char const* bytes, bool swap) {
     std::array<unsigned char, sizeof(T)> raw;
     std::memcpy(raw.data(), bytes, sizeof(T));
     if (swap) std::reverse(raw.begin(), raw.end());
-    return static_cast<double>(std::bit_cast<T>(raw));
+    return std::bit_cast<T>(raw);
 }
 
 double NumberOf(unsigned char const* bytes, Type type, bool swap) {
@@ -52,7 +52,7 @@ double NumberOf(unsigned char const* bytes, Type type, bool swap) {
         case Type::uint16: return As<std::uint16_t>(bytes, swap);
         case Type::int32: return As<std::int32_t>(bytes, swap);
         case Type::uint32: return As<std::uint32_t>(bytes, swap);
-        case Type::float32: return As<float>(bytes, swap);
+        case Type::float32: return Widened(As<std::uint32_t>(bytes, swap));
         default: return As<double>(bytes, swap);
     }
 }
@@ -175,11 +175,12 @@ void ReadTextVertices(ScanSource& source, Element const& vertex, std::array<std:
             source.Fail(Text::PointsMissing, static_cast<double>(vertex.count), static_cast<double>(i));
         SplitAtBlanks(line, fields);
         if (fields.empty()) continue;
+        if (fields.size() != vertex.properties.size())
+            source.FailInLine(Text::OtherColumns, ULONGLONG{vertex.properties.size()}, Excerpt(line));
         KxVec3d point;
         for (int k = 0; k < 3; ++k) {
             std::size_t const column = columns[static_cast<std::size_t>(k)];
-            if (column >= fields.size() || !ParseNumber(fields[column], false, point[k]))
-                source.FailInLine(Text::NoPointInLine, Excerpt(line));
+            if (!ParseNumber(fields[column], false, point[k])) source.FailInLine(Text::NoPointInLine, Excerpt(line));
         }
         scan.Add(point);
         ++i;

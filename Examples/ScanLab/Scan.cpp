@@ -5,14 +5,25 @@
 #include <hbtools/math/syMath.h>
 
 #include <algorithm>
-#include <cmath>
+#include <bit>
+#include <cstdint>
 
 namespace ScanLab {
 
 using namespace KxN;
 
+namespace {
+
+/// By its bits: a comparison of a signalling NaN traps.
+bool IsFinite(double value) {
+    constexpr std::uint64_t exponent = 0x7ff0000000000000;
+    return (std::bit_cast<std::uint64_t>(value) & exponent) != exponent;
+}
+
+}  // namespace
+
 void Scan::Add(KxVec3d const& point) {
-    if (std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]))
+    if (IsFinite(point[0]) && IsFinite(point[1]) && IsFinite(point[2]))
         points.Edit().Add(point);
     else
         notFinite.Edit().Add(point);

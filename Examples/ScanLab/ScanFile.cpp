@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "ScanFile.h"
 
+#include "AnyNumbers.h"
 #include "Operators/TextIds.h"
+#include "TemporaryName.h"
 
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syEncoding.h>
@@ -59,8 +61,13 @@ private:
 /// A file that tells how much of it was read or written, of about `size` bytes.
 class WatchedFile : public CFile {
 public:
-    WatchedFile(KxString const& path, UINT flags, double size, Progress const& progress)
-        : CFile(path, flags), m_progress(progress), m_size(size) {}
+    /// Failures tell the file that the user knows.
+    WatchedFile(KxString const& path, KxString const& known, UINT flags, double size, Progress const& progress)
+        : m_progress(progress), m_size(size) {
+        CFileException error;
+        if (!Open(path, flags, &error)) throw new CFileException(error.GetCause(), error.GetOsError(), known);
+        SetFilePath(known);
+    }
 
     UINT Read(void* buffer, UINT count) override {
         if (count <= few) {
@@ -172,13 +179,14 @@ void StoredScan::DropFit() {
 
 bool Store(KxString const& path, StoredScan const& original, TagFormat format, Progress progress,
            std::function<bool(KxString const&, Progress)> const& check) {
+    AnyNumbers const anyNumbers;
     FormatScope const scope(format);
     KxSafeFile whole(path);
     StoredScan stored(original);
     Scan& scan = stored.scan;
     double const size =
         24.0 * (scan.points->Size() + scan.notFinite->Size()) + 8.0 * stored.deviations->Count() + headerLen;
-    WatchedFile file(whole.GetTemporaryPath(), CFile::modeReadWrite, size,
+    WatchedFile file(whole.GetTemporaryPath(), path, CFile::modeReadWrite, size,
                      progress.Stage(L"writing", 0, check ? 0.5 : 1));
     KxTArray<KxVec3d> points = ArrayOf(scan.points);
     KxTArray<KxVec3d> notFinite = ArrayOf(scan.notFinite);
@@ -210,15 +218,17 @@ bool Store(KxString const& path, StoredScan const& original, TagFormat format, P
     }
     archive.LevelUp();
     file.Close();
-    if (check && !check(whole.GetTemporaryPath(), progress.Part(0.5, 1))) return false;
+    KxString const written = whole.GetTemporaryPath();
+    if (check && !UnderName(path, written, [&] { return check(written, progress.Part(0.5, 1)); })) return false;
     progress.Done();
     whole.Commit();
     return true;
 }
 
 StoredScan Load(KxString const& path, Progress progress) {
+    AnyNumbers const anyNumbers;
     progress = progress.Stage(L"reading", 0, 1);
-    WatchedFile file(path, CFile::modeRead, static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()),
+    WatchedFile file(path, path, CFile::modeRead, static_cast<double>(KxTools::FileStat(KxDirEntry(path)).GetSize()),
                      progress);
     StoredScan stored;
     KxTArray<KxVec3d> points;
@@ -250,6 +260,7 @@ StoredScan Load(KxString const& path, Progress progress) {
 }
 
 bool IsSame(StoredScan const& a, StoredScan const& b) {
+    AnyNumbers const anyNumbers;
     // Names are narrow text in the file: a character that the code page lacks became '?'.
     if (KxxToNarrow(a.scan.name.View()) != KxxToNarrow(b.scan.name.View())) return false;
     if (KxxToNarrow(a.scan.unit.View()) != KxxToNarrow(b.scan.unit.View())) return false;

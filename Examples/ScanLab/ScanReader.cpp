@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "ScanReader.h"
 
+#include "AnyNumbers.h"
 #include "Conditions.h"
 #include "Print.h"
 
@@ -10,6 +11,7 @@
 #include <hbtools/base/syException.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -154,15 +156,28 @@ bool ParseNumber(std::string_view field, bool decimalComma, double& value) {
     auto const result = std::from_chars(field.data(), end, value);
     if (result.ec == std::errc() && result.ptr == end) return true;
     // Some writers spell what is no number as 1.#IND, -1.#QNAN or 1.#INF.
-    std::size_t const mark = field.find(".#");
-    if (mark == std::string_view::npos) return false;
-    bool const isInfinity = field.substr(mark).starts_with(".#INF");
+    std::string_view rest = field.substr(field.starts_with('-') ? 1 : 0);
+    std::size_t const mark = rest.find_first_not_of("0123456789");
+    if (mark == 0 || mark == std::string_view::npos || !rest.substr(mark).starts_with(".#")) return false;
+    rest.remove_prefix(mark + 2);
+    // Few digits round the letters too: 1.#J stands for an infinity with two of them.
+    std::size_t const letters = std::min(rest.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), rest.size());
+    if (letters == 0 || rest.find_first_not_of("0123456789", letters) != std::string_view::npos) return false;
+    bool const isInfinity = rest.starts_with("INF");
     value = isInfinity ? std::numeric_limits<double>::infinity() : std::numeric_limits<double>::quiet_NaN();
     if (field.starts_with('-')) value = -value;
     return true;
 }
 
+double Widened(std::uint32_t bits) {
+    constexpr std::uint32_t exponent = 0x7f800000, mantissa = 0x007fffff, sign = 0x80000000;
+    if ((bits & exponent) != exponent) return std::bit_cast<float>(bits);
+    return std::bit_cast<double>(std::uint64_t{bits & sign} << 32 | 0x7ff0000000000000 |
+                                 std::uint64_t{bits & mantissa} << 29);
+}
+
 Scan ReadScan(KxString const& path, Progress progress) {
+    AnyNumbers const scope;
     ScanSource source(path, progress.Stage(L"reading", 0, 1));
     Scan scan;
     scan.name = KxString(KxDirEntry(path).GetBase());

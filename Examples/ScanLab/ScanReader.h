@@ -11,6 +11,7 @@
 
 #include <hbtools/base/syFile.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -69,6 +70,8 @@ private:
 /// The number at the front of a field, which must be one whole: blanks around it, a sign, nan and inf are taken, also
 /// "1.#IND" and its like. With `decimalComma` a comma is the point.
 bool ParseNumber(std::string_view field, bool decimalComma, double& value);
+/// The float with these bits as a double. What is no number keeps its sign, the bits that tell why, and whether it signals.
+double Widened(std::uint32_t bits);
 /// The text without blanks and tabs around it.
 std::string_view Trimmed(std::string_view text);
 /// Splits at blanks and tabs.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "ScanWriter.h"
 
+#include "AnyNumbers.h"
 #include "Print.h"
 
 #include <hbtools/base/syEncoding.h>
@@ -28,6 +29,7 @@ bool HasDeviations(StoredScan const& stored) {
 template <class Put>
 void WritePoints(KxString const& path, StoredScan const& stored, std::string const& head, Progress progress, Put put) {
     constexpr std::size_t block = 1 << 20;
+    AnyNumbers const scope;
     KxSafeFile file(path);
     progress = progress.Stage(L"writing", 0, 1);
     std::string bytes = head;

@@ -3,12 +3,15 @@
 //
 // Points as text, one in a line: the first three columns, or those that a header line calls x, y and z. Blanks,
 // commas or semicolons separate; between semicolons a comma is a decimal point. Lines that begin with # or // are
-// remarks. A first line that is one whole number is the count that some writers put there. Every line has as many columns as
-// the first: where one has more or fewer, it is unknown what its numbers are.
+// remarks. A first line that is one whole number is the count that some writers put there. One whose first three fields differ
+// and cannot begin a number is a line of names. Every line has as many columns as the first: where one has more or fewer, it
+// is unknown what its numbers are.
 #include "ScanReader.h"
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <optional>
 
 namespace ScanLab {
 
@@ -46,12 +49,26 @@ std::size_t WidthOf(std::vector<std::string_view> const& fields) {
     return fields.size() - (fields.back().empty() ? 1 : 0);
 }
 
-// A line with one number among its first fields is a point, even if the others cannot be read.
-bool AreNames(std::vector<std::string_view> const& fields, bool decimalComma) {
+// What begins like a number is one, though it may be damaged or out of range: its line is a point.
+bool MayBeNumber(std::string_view field, bool decimalComma) {
     double value = 0;
+    return ParseNumber(field, decimalComma, value) || field.find_first_of("0123456789+-.,") == 0;
+}
+
+// Columns have names of their own: "NA NA NA" is a point that somebody did not measure.
+bool AreNames(std::vector<std::string_view> const& fields, bool decimalComma) {
     for (std::size_t i = 0; i < 3; ++i)
-        if (ParseNumber(fields[i], decimalComma, value)) return false;
+        if (MayBeNumber(fields[i], decimalComma) || fields[i] == fields[(i + 1) % 3]) return false;
     return true;
+}
+
+// What the only field of a first line promises.
+unsigned long long CountOf(ScanSource const& source, std::string_view field) {
+    unsigned long long count = 0;
+    char const* const end = field.data() + field.size();
+    auto const result = std::from_chars(field.data(), end, count);
+    if (result.ec != std::errc() || result.ptr != end) source.FailInLine(Text::NoCount, Excerpt(field));
+    return count;
 }
 
 // The columns of x, y and z by the names of a header line, the first three if it names none of them.
@@ -84,7 +101,7 @@ void ReadText(ScanSource& source, Scan& scan) {
     std::size_t width = 0;  // of every line; 0 as long as none has told it
     Separator separator = Separator::blank;
     bool isFirst = true;
-    double promised = -1;
+    std::optional<unsigned long long> promised;
     bool knowsSeparator = false;
     while (source.ReadLine(line)) {
         if (source.LineNumber() == 1 && line.starts_with("\xef\xbb\xbf")) line.remove_prefix(3);
@@ -95,7 +112,10 @@ void ReadText(ScanSource& source, Scan& scan) {
         bool const decimalComma = separator == Separator::semicolon;
         if (isFirst) {
             isFirst = false;
-            if (fields.size() == 1 && ParseNumber(fields[0], false, promised)) continue;
+            if (fields.size() == 1 && MayBeNumber(fields[0], false)) {
+                promised = CountOf(source, fields[0]);
+                continue;
+            }
             if (fields.size() >= 3 && AreNames(fields, decimalComma)) {
                 columns = ColumnsOf(source, fields);
                 needed = *std::max_element(columns.begin(), columns.end()) + 1;
@@ -114,8 +134,10 @@ void ReadText(ScanSource& source, Scan& scan) {
         }
         scan.Add(point);
     }
-    double const present = static_cast<double>(scan.points->Size()) + scan.notFinite->Size();
-    if (promised >= 0 && promised != present) source.Fail(Text::PointsMissing, promised, present);
+    unsigned long long const present =
+        static_cast<unsigned long long>(scan.points->Size()) + static_cast<unsigned long long>(scan.notFinite->Size());
+    if (promised && *promised != present)
+        source.Fail(Text::PointsMissing, static_cast<double>(*promised), static_cast<double>(present));
 }
 
 }  // namespace ScanLab

@@ -129,8 +129,8 @@ int main(int argc, char** argv) {
         sub->add_option("--out", arguments.folder, "Folder for the files that are written")->capture_default_str();
         sub->add_option("--language", arguments.language, "Of all texts, such as ENU or GERMAN; AUTO is the user's");
         sub->add_flag("--progress", arguments.hasProgressLines, "A line on standard error for each stage of long work");
+        sub->add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
     }
-    app.add_option("--ini", arguments.ini, "Settings; log, debug file and history stand beside it");
     app.add_flag("--help-operators", arguments.isReference, "Prints all operators and their parameters as Markdown");
     app.add_option("--check-driver", arguments.checkedDriver, "Tries a driver out and says what is wrong with it");
     app.add_option("--seconds", arguments.seconds, "How long --check-driver waits")->check(CLI::Range(1, 3600));

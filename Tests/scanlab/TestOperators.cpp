@@ -28,6 +28,34 @@ protected:
     }
 };
 
+// Not the one that a file has while it is written.
+TEST_F(Operators, AFailureTellsTheNameThatTheUserKnows) {
+    Put("data.bin", std::string(20000, '\1') + std::string(20000, '\2'));
+    std::filesystem::create_directories(File("out"));
+    session.settingsFile = Path("out/set.ini");
+    Run("Synthesize plate FALSE 3000;");
+    Run("Pack whole \"" + File("data.bin").string() + "\";");
+    std::string const zip = File("out/whole.zip").string();
+    struct Case {
+        std::string line;
+        char const* name;
+        rlim_t bytes = 1000;
+    };
+    for (Case const& c :
+         {Case{"Save a;", "out/a.tag"}, Case{"Save a * 64 TRUE;", "out/a.tag"}, Case{"Export a.ply;", "out/a.ply"},
+          Case{"Export a.csv;", "out/a.csv"}, Case{"Pack a \"" + File("data.bin").string() + "\";", "out/a.zip", 50},
+          Case{"Unpack \"" + zip + "\" b;", "out/b/data.bin"}, Case{"SaveSettings;", "out/set.ini"}}) {
+        std::string outcome;
+        {
+            test::SizeLimit const full(c.bytes);
+            outcome = Run(c.line);
+        }
+        EXPECT_NE(outcome.find(c.name), std::string::npos) << c.line << '\n' << outcome;
+        EXPECT_EQ(outcome.find("hbtmp"), std::string::npos) << outcome;
+        EXPECT_NE(outcome.find("File too large"), std::string::npos) << outcome;
+    }
+}
+
 TEST_F(Operators, AMeasuredPlateFromTheScanToTheFiles) {
     Check({{"List;", "="},
            {"Synthesize plate FALSE 40000;", "Points      40000, in "},

@@ -2,9 +2,16 @@
 // SPDX-License-Identifier: MIT
 #include "Conditions.h"
 #include "ScanFile.h"
+#include "ScanReader.h"
+#include "ScanWriter.h"
 #include "SyntheticPlate.h"
 
 #include "hbtools/base/syException.h"
+#include "hbtools/base/syFault.h"
+#include "hbtools/base/sySafeFile.h"
+#include "hbtools/diagnostics/syHandlers.h"
+
+#include "../base/Support.h"
 
 #include <gtest/gtest.h>
 
@@ -53,6 +60,65 @@ TEST(ScanFile, EveryBitComesBackInBothForms) {
         EXPECT_EQ(ConditionsText(loaded.scan).View().find(L"Neighbours"), std::wstring_view::npos);
     }
     std::filesystem::remove(path);
+}
+
+// A thread that traps all but inexact results reads and writes them as any other.
+class OddNumbers : public test::TempFolder {};
+TEST_F(OddNumbers, ComeAndGoBitForBit) {
+    struct Format {
+        char const* what;
+        std::string head;
+        std::vector<std::string> numbers;         // three for each point
+        std::vector<std::uint64_t> doubles = {};  // that are read of them, where they are others
+    };
+    auto const bytes = [](auto value) { return std::string(reinterpret_cast<char const*>(&value), sizeof value); };
+    auto const ply = [](char const* form, int count, std::string const& type) {
+        std::string head = "ply\nformat " + std::string(form) + " 1.0\nelement vertex " + std::to_string(count) + "\n";
+        for (char const axis : {'x', 'y', 'z'}) head += "property " + type + " " + axis + "\n";
+        return head + "end_header\n";
+    };
+    std::vector<std::uint64_t> const odd = {0x0000000000000001, 0x8000000000000000, 0x000fffffffffffff,   // least, -0
+                                            0x7ff0000000000abc, 0x3ff0000000000000, 0xfff8000000000001,   // no numbers
+                                            0x7fefffffffffffff, 0x8000000000000001, 0x0010000000000000};  // largest
+    std::vector<std::string> doubles, floats;
+    for (std::uint64_t const number : odd) doubles.push_back(bytes(number));
+    for (std::uint32_t const number : {0x00000001U, 0x80000000U, 0x807fffffU, 0x7f800abcU, 0xffc00001U, 0x3f800000U})
+        floats.push_back(bytes(number));
+    std::vector<std::uint64_t> const widened = {0x36a0000000000000, 0x8000000000000000, 0xb80fffffc0000000,
+                                                0x7ff0015780000000, 0xfff8000020000000, 0x3ff0000000000000};
+    std::vector<std::string> const texts = {"5e-324 ", "-0 ", "1e-310\n", "1 ", "-nan ", "inf\n"};
+    std::vector<std::uint64_t> const fromTexts = {0x0000000000000001, 0x8000000000000000, 0x000012688b70e62b,
+                                                  0x3ff0000000000000, 0xfff8000000000000, 0x7ff0000000000000};
+    std::string const pcd = "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nCOUNT 1 1 1\nPOINTS 2\nDATA binary\n";
+    KxSEHandler const traps;
+    for (Format const& format : {Format{"PLY of doubles", ply("binary_little_endian", 3, "double"), doubles, odd},
+                                 Format{"PLY of floats", ply("binary_little_endian", 2, "float"), floats, widened},
+                                 Format{"PLY text", ply("ascii", 2, "double"), texts, fromTexts},
+                                 Format{"PCD", pcd, floats, widened}, Format{"XYZ", "", texts, fromTexts}}) {
+        SCOPED_TRACE(format.what);
+        KxString const path = Path("scan"), tags = Path("scan.tag"), out = Path("out.ply");
+        std::string content = format.head;
+        for (std::string const& number : format.numbers) content += number;
+        KxxSaveFile(path, content);
+        StoredScan stored;
+        stored.scan = ReadScan(path);
+        EXPECT_GE(stored.scan.notFinite->Size(), 1);
+        Store(tags, stored, TagFormat64);
+        StoredScan const loaded = Load(tags);
+        EXPECT_TRUE(IsSame(stored, loaded));
+        WritePly(out, loaded);
+        std::string expected;  // the finite ones first
+        for (bool const isFinite : {true, false})
+            for (std::size_t i = 0; i < format.doubles.size(); i += 3) {
+                bool all = true;
+                for (std::size_t k = i; k < i + 3; ++k) all = all && (~format.doubles[k] & 0x7ff0000000000000) != 0;
+                for (std::size_t k = i; k < i + 3 && all == isFinite; ++k) expected += bytes(format.doubles[k]);
+            }
+        EXPECT_TRUE(Get("out.ply").ends_with("end_header\n" + expected));
+        WriteCsv(out, loaded);
+        EXPECT_EQ(KxxControlFloat(0, 0), FLOAT_INEXACT);  // as it was
+    }
+    KxxControlFloat(FLOAT_ALL, FLOAT_ALL);
 }
 
 TEST(ScanFile, AScanMayHaveNoConditions) {

@@ -106,6 +106,19 @@ TEST(ScanReader, Text) {
          {"a header without z", "x,y,i\n1,2,3\n", "Zeile 1: es gibt keine Spalte z"},
          {"a count that lies", "999999\n1 2 3\n", "999999 Punkte sind angekündigt und 1 sind da"},
          {"a damaged first line", "12a 2 3\n4 5 6\n", "Zeile 1: \"12a\" ist keine Zahl"},
+         {"a first point next to nothing", "1e-400 1e-400 1e-401\n4 5 6\n", "Zeile 1: \"1e-400\" ist keine Zahl"},
+         {"one beyond all numbers", "1e400 2e400 3e400\n4 5 6\n", "Zeile 1: \"1e400\" ist keine Zahl"},
+         {"one that is damaged", ".x -y +z\n4 5 6\n", "Zeile 1: \".x\" ist keine Zahl"},
+         {"one that was not measured", "NA NA NA\n4 5 6\n", "Zeile 1: \"NA\" ist keine Zahl"},
+         {"names with digits behind", "x1 y1 z1\n1 2 3\n", "1,0: 1 2 3"},
+         {"a count below 0", "-1\n1 2 3\n", "Zeile 1: \"-1\" ist keine Anzahl"},
+         {"a count that is not whole", "1.0\n1 2 3\n", "Zeile 1: \"1.0\" ist keine Anzahl"},
+         {"a count that is no number", "nan\n1 2 3\n", "Zeile 1: \"nan\" ist keine Anzahl"},
+         {"a count beyond all counts", "1e400\n1 2 3\n", "Zeile 1: \"1e400\" ist keine Anzahl"},
+         {"no numbers as others write them", "1.#QNAN0 -1.#IND 1.#J\n1 2 3\n", "1,1: 1 2 3"},
+         {"what looks like them", "1 2 3\nx.#IND 5 6\n", "Zeile 2: \"x.#IND\" ist keine Zahl"},
+         {"half of one", "1 2 3\n4 1.# 6\n", "Zeile 2: \"1.#\" ist keine Zahl"},
+         {"one with a tail", "1 2 3\n4 5 1.#INF;\n", "Zeile 2: \"1.#INF;\" ist keine Zahl"},
          {"a word", "1 2 3\n4 five 6\n", "Zeile 2: \"five\" ist keine Zahl"},
          {"hexadecimal", "1 2 3\n4 0x5 6\n", "Zeile 2: \"0x5\" ist keine Zahl"},
          {"too large, and no header", "1 2 1e999\n1 2 3\n", "Zeile 1: \"1e999\" ist keine Zahl"},
@@ -146,6 +159,12 @@ TEST(ScanReader, Ply) {
     std::replace(carriage.begin(), carriage.end(), '\n', '\r');
     Check(
         {{"text", PlyHeader("ascii", "2") + values, "2,0: 4 5 6"},
+         {"a column too many", PlyHeader("ascii", "2") + "255 1.5 2.5 -3 9\n" + values,
+          "Zeile 12: 4 Spalten werden erwartet, hier steht \"255 1.5 2.5 -3 9\""},
+         {"a column missing behind z",
+          "ply\nformat ascii 1.0\nelement vertex 1\nproperty int x\nproperty int y\nproperty int z\n"
+          "property int i\nend_header\n1 2 3  \n",
+          "Zeile 9: 4 Spalten werden erwartet, hier steht \"1 2 3  \""},
          {"CR and a line feed", carriage + "\n\1\2", "1,0: 10 1 2"},
          {"surplus bytes", carriage + "\n\1\2\3", "hinter dem letzten angekündigten Punkt steht noch mehr"},
          {"little-endian", PlyHeader("binary_little_endian", "2") + binary(false), "1,1: 1.5 2.5 -3"},
@@ -195,6 +214,8 @@ TEST(ScanReader, Pcd) {
     std::string const point = std::string(2, '\1') + Bytes(1.5F, false) + Bytes(2.5, false) + Bytes<short>(-3, false);
     Check(
         {{"text", PcdHeader("2", "ascii") + "1 1 1.5 2.5 -3\n0 0 nan 5 6\n", "1,1: 1.5 2.5 -3"},
+         {"a column too many", PcdHeader("1", "ascii") + "1 1 1.5 2.5 -3 7\n",
+          "Zeile 12: 5 Spalten werden erwartet, hier steht \"1 1 1.5 2.5 -3 7\""},
          {"binary", PcdHeader("2", "binary") + point + point, "2,0: 1.5 2.5 -3"},
          {"more than promised", PcdHeader("1", "binary") + point + point,
           "hinter dem letzten angekündigten Punkt steht noch mehr"},

@@ -4,6 +4,7 @@
 // Manual pages and completion name the commands and options that --help names, and no others.
 #include "Programs.h"
 
+#include <algorithm>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -72,6 +73,13 @@ void ExpectOffered(char const* shell, fs::path const& folder, std::vector<Line> 
 
 }  // namespace
 
+TEST_F(Programs, TheDemoTellsWhatItTakesAndDoesNothing) {
+    Outcome const outcome = Call("cd " HBTOOLS_SOURCE_DIR " && ./demo SCAN --help");
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.output.find("Builds the library"), 0U) << outcome.output;
+    EXPECT_LT(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 10);
+}
+
 TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
     bool const hasMan = std::system("man --version >/dev/null 2>&1 && groff --version > /dev/null 2>&1") == 0;
     std::vector<Line> lines;
@@ -108,10 +116,11 @@ TEST_F(Programs, ManualsAndCompletionNameWhatHelpNames) {
     commandsAndOptions.insert(commands.begin(), commands.end());
     lines.push_back({"hbtag convert --form ", {"32", "64"}});
     std::vector<Line> inBash = lines;  // which goes on with files where nothing is offered
-    for (char const* line : {"hbres ", "hbtag repair "}) {
+    for (char const* line : {"hbres ", "hbtag repair ", "scanlab --ini ", "scanlab run --ini "}) {
         lines.push_back({line, files});
         inBash.push_back({line, {}});
     }
+    inBash.push_back({"scanlab --check-driver ", {}});
     lines.push_back({"/usr/bin/hbtag ", commands});
     inBash.push_back({"/usr/bin/hbtag ", commandsAndOptions});
     ExpectOffered("zsh", folder, lines);

@@ -30,7 +30,7 @@ TEST_F(Programs, ScanlabKeepsItsFailuresInALog) {
         EXPECT_NE(bad.output.find(part), std::string::npos) << bad.output;
 
     Write("prof.ini", "[ScanLab]\nProfiling=TRUE\n[Synthesize]\nPoints=2000\n[Initialization]\nErrorCount=5\n");
-    EXPECT_EQ(Call("./scanlab --ini " + Path("prof.ini") + " demo --out " + Path("out")).code, 0);
+    EXPECT_EQ(Call("./scanlab demo --ini " + Path("prof.ini") + " --out " + Path("out")).code, 0);
     Outcome const profile = Call("./hblog profile " + Path("Debug.log"));
     EXPECT_NE(profile.output.find("FitPlane"), std::string::npos) << profile.output;
 }
@@ -44,6 +44,37 @@ TEST_F(Programs, ScanlabDemoStoresAndCompares) {
     EXPECT_EQ(outcome.output.find("NOT THE SAME"), std::string::npos) << outcome.output;
     for (char const* name : {"out/scan-32.tag", "out/scan-64.tag"})
         EXPECT_EQ(Call("./hbtag verify " + Path(name)).code, 0) << name;
+}
+
+// Every operator takes a scan with coordinates that are hardly numbers; what is beyond all numbers names scan and operator.
+TEST_F(Programs, ScanlabComputesWithNumbersNextToNothing) {
+    std::string points;
+    for (int i = 0; i < 2500; ++i) {
+        double const x = i % 50, y = i / 50, z = (x * x + y * y) / 200;
+        points += std::to_string(x) + ',' + std::to_string(y) + ',' + std::to_string(z) + '\n';
+    }
+    Write("small.csv", "5e-324,1e-310,-5e-324\n" + points);
+    Write("large.csv", "1e300,0,0\n" + points);
+    struct Case {
+        char const* lines;
+        char const* failure = nullptr;  // of the large one
+    };
+    for (Case const& c :
+         {Case{"'FitPlane;' 'Deviations;' 'Histogram;' 'Report;'", "FitPlane"},
+          Case{"'FitSphere;' 'Deviations;'", "FitSphere"}, Case{"'Filter * thinning 1 3;'"},
+          Case{"'Filter * strays 3 2;' 'Filter * box 1 1 -1 -1 -1 9 9 9;'"},
+          Case{"'Transform * absolute 1 2 3 0 0 1 30;'", "Transform"},
+          Case{"'Split * a b;' 'Transform b absolute 0.1 0 0 0 0 1 0.1;' 'Align b a;'"},
+          Case{"'Save s * 64 TRUE;' 'Export e.ply;' 'Export e.csv;' 'ExportConditions c;' 'List TRUE;'"}}) {
+        std::string const out = " --out " + Path("out") + " do 'Import " + Path("small.csv") + ";' ";
+        Outcome const small = Call("./scanlab" + out + c.lines);
+        EXPECT_EQ(small.code, 0) << c.lines << '\n' << small.output;
+        if (!c.failure) continue;
+        Outcome const large = Call("./scanlab do 'Import " + Path("large.csv") + ";' " + c.lines);
+        EXPECT_EQ(large.code, 1) << c.lines;
+        std::string const expected = std::string("Operator \"") + c.failure + "\": Datensatz \"large\": ";
+        EXPECT_NE(large.output.find(expected), std::string::npos) << large.output;
+    }
 }
 
 TEST_F(Programs, ScanlabSaysInOneLineWhatIsWrongAndLeavesNothing) {

@@ -24,8 +24,8 @@ _hbtools_words() {
     scanlab)
         echo "-h --help --version --out --language --progress --ini --help-operators --check-driver --seconds demo align run do"
         ;;
-    "scanlab demo") echo "-h --help --out --language --progress --points" ;;
-    "scanlab align" | "scanlab run" | "scanlab do") echo "-h --help --out --language --progress" ;;
+    "scanlab demo") echo "-h --help --out --language --progress --ini --points" ;;
+    "scanlab align" | "scanlab run" | "scanlab do") echo "-h --help --out --language --progress --ini" ;;
     esac
 }
 
@@ -38,15 +38,25 @@ _hbtools_values() {
     esac
 }
 
+# Whether an option takes a word that nobody can foresee, such as the name of a file.
+_hbtools_takes_word() {
+    case $1 in
+    --out | --ini | --check-driver | --seconds | --points | --id | --values | --group | --since | --until | --last | -o) ;;
+    *) return 1 ;;
+    esac
+}
+
 _hbtools() {
     local program=${COMP_WORDS[0]##*/} current=${COMP_WORDS[COMP_CWORD]} former=${COMP_WORDS[COMP_CWORD - 1]}
     local words i
     COMPREPLY=()
+    if _hbtools_takes_word "$former"; then return; fi
     words=$(_hbtools_values "$former")
     if [ -z "$words" ]; then
         # The command is the first word that is one.
         local place=$program
         for ((i = 1; i < COMP_CWORD; i++)); do
+            if _hbtools_takes_word "${COMP_WORDS[i - 1]}"; then continue; fi
             if [ -n "$(_hbtools_words "$program ${COMP_WORDS[i]}")" ]; then
                 place="$program ${COMP_WORDS[i]}"
                 break

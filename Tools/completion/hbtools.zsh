@@ -22,6 +22,7 @@ local -a run=(
     '--out[folder for the files that are written]:folder:_files -/'
     '--language[of all texts]:language:(AUTO DEU ENU)'
     '--progress[a line for each stage of long work]'
+    '--ini[settings]:settings:_files'
 )
 local -a commands of
 local title
@@ -55,7 +56,6 @@ scanlab)
     )
     of=(
         $run
-        '--ini[settings]:settings:_files'
         '--help-operators[all operators and their parameters as Markdown]'
         '--check-driver[try a driver out]:driver:_files -g "*.so"'
         '--seconds[how long --check-driver waits]:seconds'

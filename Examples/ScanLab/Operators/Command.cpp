@@ -99,7 +99,9 @@ auto Command::About(unsigned short parameter, Call call) {
 }
 
 Entry const& Command::ScanOf(unsigned short parameter) {
-    return *About(parameter, [&] { return &m_session.Find(GetParameterString(parameter)); });
+    Entry const& entry = *About(parameter, [&] { return &m_session.Find(GetParameterString(parameter)); });
+    m_scans += (m_scans.Len() > 0 ? L"\", \"" : L"") + entry.name;
+    return entry;
 }
 
 KxString Command::OutputOf(unsigned short parameter) {
@@ -125,6 +127,7 @@ void Command::Refuse(unsigned short parameter, KxString const& reason) {
 OperatorReturnCode Command::DoExecute() {
     KxProfileLogger const profile(GetFixName());
     Interrupts const interrupts;
+    m_scans = L"";
     try {
         if (Interrupts::IsPending()) throw Cancelled();
         return Run();
@@ -134,6 +137,8 @@ OperatorReturnCode Command::DoExecute() {
     } catch (CException* exception) {
         KxString prefix;
         prefix.Assign(KxxFormat(KxString(KxResId(operatorPrefix)).View(), GetFixName()));
+        if (m_scans.Len() > 0 && dynamic_cast<KxFloatMathException*>(exception))
+            prefix += FormatOf(Text::OfScan, m_scans);
         throw WithPrefix(prefix, exception);
     }
 }

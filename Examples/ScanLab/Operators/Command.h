@@ -9,7 +9,7 @@
 // it returns goes into a new content of the session behind it, see Change. Work that is cancelled or fails so leaves the
 // session as it was, and no step in its history.
 //
-// A failure names the operator, and the parameter where one is to blame. A cancelled operator says so on standard error and
+// A failure names the operator, the parameter where one is to blame, and the scans if it is one of numbers. A cancelled operator says so on standard error and
 // returns OPERATOR_CANCELLED; it does not begin if there is a wish to end already.
 #pragma once
 
@@ -87,6 +87,7 @@ protected:
     Session& m_session;
 
 private:
+    KxN::KxString m_scans;  // that this run has asked for, as a message names them
     KxN::OperatorReturnCode DoExecute() final;
     KxN::KxResId TextsOf(unsigned short parameter) const;
     template <class Call>

@@ -3,6 +3,7 @@
 //
 // Files into archives and out of them: Pack, Unpack.
 #include "../Print.h"
+#include "../TemporaryName.h"
 #include "../UnpackedFolder.h"
 #include "Command.h"
 #include "Operators.h"
@@ -116,8 +117,10 @@ protected:
         InWorker([&](Progress progress) {
             progress = progress.Stage(L"unpacking", 0, 1);
             UnpackedFolder folder(target);
-            KxZipHelper::UncompressFiles(path, folder.Path(), files,
-                                         [&](ULONGLONG done, ULONGLONG all) { progress.Show(done, all); });
+            UnderName(target, folder.Path(), [&] {
+                KxZipHelper::UncompressFiles(path, folder.Path(), files,
+                                             [&](ULONGLONG done, ULONGLONG all) { progress.Show(done, all); });
+            });
             progress.Done();
             folder.Commit();
         });

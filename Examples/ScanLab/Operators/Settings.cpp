@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "Settings.h"
 
+#include "../TemporaryName.h"
+
 #include <hbtools/base/syDirEntry.h>
 #include <hbtools/base/syException.h>
 #include <hbtools/base/sySafeFile.h>
@@ -46,7 +48,7 @@ void SaveSettings(KxOperatorMgr const& manager, KxString const& path) {
     if (KxDirEntry(path).Exists())
         if (unsigned long const code = KxDirEntry(path).CopyTo(draft.Path(), 1)) ThrowFailed(path, code);
     KxString const draftPath(draft.Path().GetFull());
-    ForEachOperator(manager, [&](KxOperator& found) { found.Save(draftPath); });
+    UnderName(path, draftPath, [&] { ForEachOperator(manager, [&](KxOperator& found) { found.Save(draftPath); }); });
     if (unsigned long const code = draft.Path().CopyTo(KxDirEntry(path), 1)) ThrowFailed(path, code);
 }
 

@@ -107,6 +107,7 @@ enum class Text : unsigned short {
     WithoutSettings = 3080,
     NoSemicolon = 3081,
     NotPrinted = 3082,
+    OfScan = 3083,
     Operators = 3100,
     Parameter = 3101,
     Type = 3102,

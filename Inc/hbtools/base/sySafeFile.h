@@ -34,7 +34,7 @@ public:
     /// Removes the new file unless it was committed.
     ~KxSafeFile();
 
-    /// The new file, for those that write by path; it must not be renamed.
+    /// The new file, for those that write by path; it must not be renamed. CFile::SetFilePath lets failures tell the target.
     KxString GetTemporaryPath() const;
     /// Appends bytes. @throws KxDirEntryException, after which the new file is gone
     void Write(void const* data, std::size_t count);

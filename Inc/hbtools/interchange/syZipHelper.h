@@ -47,7 +47,8 @@ public:
     /// `globalComment` takes the place of the archive's own; it has at most 65535 bytes. Time and date are those of the file's
     /// last change, to two seconds. Files of any size. The archive must have room once more beside itself meanwhile. A name
     /// that is there already gets a second entry, and the first one is kept: to renew an archive, make it anew. Nothing is
-    /// added to one with other bytes behind its end.
+    /// added to one with other bytes behind its end. Each call writes the whole archive anew: many files one by one cost as
+    /// much as the square of their bytes, and CompressFiles takes them all at once.
     static bool CompressFile(KxString const& sourceFile, KxString const& zipFile, KxString const& folderInZip,
                              KxString const& globalComment);
 

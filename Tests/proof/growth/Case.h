@@ -24,6 +24,7 @@ struct Case {
 
 std::vector<Case> ContainerCases();
 std::vector<Case> FileCases();
+std::vector<Case> ScanCases();
 
 /// Calls of functions that the library is given: hashes, comparisons, slots, hooks.
 inline long long g_calls = 0;

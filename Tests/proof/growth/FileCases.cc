@@ -353,6 +353,22 @@ std::function<void()> EditXml(int n) {
         for (int i = 0; i < n; ++i) xml.RemoveChild(L"n");
     };
 }
+std::function<void()> Attributes(int n) {
+    return [n] {
+        CountedXml xml;
+        xml.Add_FirstChildNode(L"r");
+        for (int round = 0; round < 2; ++round)  // new ones, then those that are there
+            for (int i = 0; i < n; ++i)
+                if (!xml.Set_Attribute(Name(L"a", i).GetStr(), Name(L"v", round).GetStr())) std::abort();
+        for (int i = n; i-- > 0;) {
+            if (!xml.Is_Having_Attribute(Name(L"a", i).GetStr())) std::abort();
+            if (KxString(xml.Get_Attribute_Value()) != Name(L"v", 1)) std::abort();
+            xml.Set_Attribute(Name(L"a", i).GetStr(), L"");
+            if (xml.Is_Having_Attribute(L"absent")) std::abort();
+        }
+        if (xml.Get_Attribute_Count() != n) std::abort();
+    };
+}
 
 // Archives
 
@@ -385,6 +401,15 @@ std::function<void()> Unpack(int n) {
         } const hash;
         KxTMap<KxString, KxString> files(&hash, n);
         if (!KxZipHelper::UncompressFiles(from, to, files) || files.Count() != n) std::abort();
+    };
+}
+std::function<void()> Pack(int n) {
+    std::filesystem::path const folder = EmptyFolder();
+    auto sources = std::make_shared<KxTDynArray<SxZipSource>>();
+    for (int i = 0; i < n; ++i) sources->Add({WriteFile(folder / Digits(i), "points"), L"scans"});
+    return [sources, to = KxxFromSystemPath((folder / "a.zip").string())] {
+        KxZipHelper::CompressFiles(*sources, to, L"", KxZipHelper::Mode::add);
+        KxZipHelper::CompressFile((*sources)[0].file, to, L"once more", L"");
     };
 }
 
@@ -439,10 +464,12 @@ std::vector<Case> FileCases() {
         {"languages: look up", Languages},
         {"xml: siblings", [siblings](int n) { return Xml(n, siblings); }},
         {"xml: attributes", [attributes](int n) { return Xml(n, attributes); }},
+        {"xml: attributes that are set", Attributes, true},
         {"xml: texts", [texts](int n) { return Xml(n, texts); }},
         {"xml: levels", [nested](int n) { return Xml(n / 2, nested); }},
         {"xml: edit", EditXml},
         {"zip: unpack", Unpack},
+        {"zip: pack", Pack},
     };
 }
 

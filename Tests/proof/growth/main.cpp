@@ -147,7 +147,8 @@ int main(int argc, char** argv) {
     Options const options(argc, argv);
     std::vector<Case> const faulty = FaultyCases();
     std::vector<Case> cases = ContainerCases();
-    for (Case& test : FileCases()) cases.push_back(std::move(test));
+    for (std::vector<Case> more : {FileCases(), ScanCases()})
+        for (Case& test : more) cases.push_back(std::move(test));
     g_folder = MakeFolder();
     if (g_folder.empty()) return 2;
     int numRun = 0, findings = 0;
