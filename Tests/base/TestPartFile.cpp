@@ -11,7 +11,6 @@
 #include <utility>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -21,7 +20,7 @@ int g_foreseen = 0;  // of the next random names so many are "aaaaaaaa"
 }
 
 /// In place of that of the C library, also for the library of the house.
-extern "C" [[gnu::visibility("default")]] ssize_t getrandom(void* buffer, size_t count, unsigned flags) noexcept {
+extern "C" [[gnu::visibility("default")]] ssize_t getrandom(void* buffer, size_t count, unsigned flags) {
     if (g_foreseen == 0) return ::syscall(SYS_getrandom, buffer, count, flags);
     --g_foreseen;
     std::memset(buffer, 0, count);

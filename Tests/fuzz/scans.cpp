@@ -37,7 +37,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     if (hasTexts) Survive([&] { scan = ScanLab::ReadScan(folder.File("scan")); });
     if (!scan) return 0;
     // Three coordinates of at least one byte each.
-    if (static_cast<std::size_t>(scan->points->Size() + scan->notFinite->Size()) > size / 3) std::abort();
+    auto const count =
+        static_cast<std::size_t>(scan->points->Size()) + static_cast<std::size_t>(scan->notFinite->Size());
+    if (count > size / 3) std::abort();
     ScanLab::StoredScan stored;
     stored.scan = *scan;
     ScanLab::Store(folder.File("scan.tag"), stored, TagFormat64);

@@ -47,7 +47,7 @@ std::string Pcd(int n, char const* data) {
 }
 
 /// Scans are large, and a reader's buffer alone takes a million steps.
-constexpr int pointsOfOne = 20;
+constexpr int pointsOfOne = 10;
 
 Case Reading(char const* name, std::string (*bytes)(int n)) {
     return {name, [bytes](int n) -> std::function<void()> {
