@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
@@ -51,6 +52,7 @@ constinit std::atomic<int> g_count = 0;
 constinit std::atomic<int> g_number = 0;
 constinit std::atomic<bool> g_isLasting = false;
 constinit std::atomic<bool> g_isStarted = false;
+constinit std::atomic<void*> g_refused = nullptr;  // who asked for the first that failed
 
 /// By system calls alone: this may run before the C library is ready.
 void Start() {
@@ -71,18 +73,18 @@ void Start() {
 }
 
 /// Where a debugger stops to see whose allocation it is.
-[[gnu::noinline]] bool Failing() {
-    g_hasFailed = true;
+[[gnu::noinline]] bool Failing(void* caller) {
+    if (!g_hasFailed.exchange(true)) g_refused = caller;
     errno = ENOMEM;
     return true;
 }
 
-bool Fails() {
+bool Fails(void* caller = nullptr) {
     if (!g_isStarted.exchange(true)) Start();
     if (!g_isArmed) return false;
     int const count = ++g_count, number = g_number;
     if (number == 0 || count < number || (count > number && !g_isLasting)) return false;
-    return Failing();
+    return Failing(caller);
 }
 
 void* Counted(void* block) {
@@ -130,6 +132,11 @@ bool HasFailed() {
     return g_hasFailed;
 }
 
+bool HasFailedInLibC() {
+    Dl_info info{};
+    return g_hasFailed && ::dladdr(g_refused, &info) != 0 && info.dli_fname && std::strstr(info.dli_fname, "/libc.so");
+}
+
 }  // namespace memory
 
 using memory::Counted;
@@ -139,7 +146,7 @@ using memory::Uncount;
 extern "C" {
 
 [[gnu::noinline]] void* malloc(std::size_t size) noexcept {
-    return Fails() ? nullptr : Counted(UNDER(malloc)(size));
+    return Fails(__builtin_return_address(0)) ? nullptr : Counted(UNDER(malloc)(size));
 }
 void* calloc(std::size_t count, std::size_t size) noexcept {
     return Fails() ? nullptr : Counted(UNDER(calloc)(count, size));

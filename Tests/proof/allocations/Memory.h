@@ -25,5 +25,7 @@ void Arm(int number, bool isLasting);
 int Disarm();
 /// Whether an allocation has failed since Arm.
 bool HasFailed();
+/// Whether the first that failed was asked for by the C library, for itself.
+bool HasFailedInLibC();
 
 }  // namespace memory
