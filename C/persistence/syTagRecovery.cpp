@@ -61,7 +61,19 @@ ULONGLONG KxTagInspector::Walk::FindHead(ULONGLONG from, ULONGLONG end) {
     return end;
 }
 
-// The same, but chainEnd where it is none or another chain has it.
+// The same where the rest of the head makes sense too: among enough bytes of any kind four are right by chance.
+ULONGLONG KxTagInspector::Walk::FindSoundHead(ULONGLONG from, ULONGLONG end) {
+    for (ULONGLONG head = FindHead(from, end); head < end; head = FindHead(head + 1, end)) {
+        STag record;
+        detail::ReadRecord(m_file, head, record);
+        bool const isPlausible = record.dataSize <= m_size - record.dataAddress;
+        if (isPlausible && (record.nextTag == 0 || (record.nextTag > head && IsHeadAt(record.nextTag, m_size))))
+            return head;
+    }
+    return end;
+}
+
+// As FindHead, but chainEnd where it is none or another chain has it.
 ULONGLONG KxTagInspector::Walk::UnvisitedHead(ULONGLONG from, ULONGLONG end) {
     ULONGLONG const head = FindHead(from, end);
     return head < end && !m_visited.contains(head) ? head : chainEnd;
@@ -121,14 +133,7 @@ void KxTagInspector::Walk::BeginAtFirstRecord() {
     m_file.Seek(0, CFile::begin);
     m_file.Read(bytes, sizeof bytes);
     bool const isHeader = Load<std::uint16_t>(bytes) == 0x4949 || Load<std::uint16_t>(bytes + 4) == headerSize;
-    ULONGLONG head = FindHead(m_start, m_size);
-    // Among enough bytes of any kind four are right by chance: the link must be sound, too.
-    for (; head < m_size; head = FindHead(head + 1, m_size)) {
-        STag record;
-        detail::ReadRecord(m_file, head, record);
-        bool const isPlausible = record.dataSize <= m_size - record.dataAddress;
-        if (isPlausible && (record.nextTag == 0 || (record.nextTag > head && IsHeadAt(record.nextTag, m_size)))) break;
-    }
+    ULONGLONG const head = FindSoundHead(m_start, m_size);
     if (head >= m_size) return;
     if (isHeader && head >= headerSize) m_start = headerSize;
     m_faults.Clear();
@@ -172,7 +177,8 @@ ULONGLONG KxTagInspector::Walk::CollectionEnd(Level const& level, SxTagRecord co
     for (ULONGLONG const hint : {record.image.nextTag, level.promisedEnd}) {
         if (hint < record.image.dataAddress || hint >= end) continue;
         detail::PayloadFinding const finding = detail::FindPayload(m_file, record.image, hint, m_budget, m_objects);
-        if (finding.kind != PayloadUnknown && finding.fault.Len() == 0) return hint;
+        if (finding.kind != PayloadUnknown && finding.size == hint - record.image.dataAddress && finding.fault.Len() == 0)
+            return hint;
     }
     return FindHead(record.image.dataAddress, end);
 }

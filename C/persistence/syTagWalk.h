@@ -33,6 +33,7 @@ public:
     ULONGLONG m_start = 0;
     KxTDynArray<SxTagRecord> m_records;
     KxTDynArray<SxTagFault> m_faults;
+    KxTDynArray<SxTagFault> m_remarks;
     detail::ElementCursor m_elements;
     KxObjectInspector m_objects;
 
@@ -53,11 +54,12 @@ private:
     };
 
     bool FindStart();
-    bool IsCutRecord(ULONGLONG position) const;
     void Step(Level& level);
     bool TakeRecord(Level& level, SxTagRecord& record);
     void FollowLink(Level& level, int number);
     void TakePayload(int number, ULONGLONG end);
+    bool MayHaveLevel(SxTagRecord const& record);
+    void GoOnUnlinked(int number, ULONGLONG position);
     void FaultCycleAt(ULONGLONG position, ULONGLONG target, ULONGLONG rest) {
         Fault(
             FaultCycle, position, target, rest,
@@ -81,6 +83,7 @@ private:
     void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
 
     std::vector<Level> m_levels;
+    std::set<unsigned long> m_levelIds;  // of records with a payload and a link that have a level below them
     std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
     bool m_isBroken = false;  // a chain ended before its end
@@ -107,6 +110,7 @@ private:
     bool IsWithinHead(ULONGLONG position, ULONGLONG from);
     bool IsHeadAt(ULONGLONG position, ULONGLONG end);
     ULONGLONG FindHead(ULONGLONG from, ULONGLONG end);
+    ULONGLONG FindSoundHead(ULONGLONG from, ULONGLONG end);
     ULONGLONG UnvisitedHead(ULONGLONG from, ULONGLONG end);
     ULONGLONG OneBitOff(ULONGLONG link, bool isLong, ULONGLONG from, ULONGLONG end);
     ULONGLONG CollectionEnd(Level const& level, SxTagRecord const& record, ULONGLONG end);

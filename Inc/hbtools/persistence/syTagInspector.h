@@ -85,7 +85,8 @@ enum TagFaultKind {
     FaultOverlap,       ///< A record that belongs to two chains.
     FaultTrailing,      ///< Bytes at the end that belong to no record.
     FaultDepth,         ///< Nested deeper than KxLimits allows.
-    FaultObject         ///< An object that readers refuse.
+    FaultObject,        ///< An object that readers refuse.
+    FaultUnlinked       ///< A record to which no link leads, right behind the last one of a level.
 };
 
 /// "truncated", "dangling link", ...
@@ -121,6 +122,9 @@ public:
     /// the components of vectors are part of their payload and not listed.
     KxTDynArray<SxTagRecord> const& Records() const;
     KxTDynArray<SxTagFault> const& Faults() const;
+    /// What is as an archive writes it and yet may be damage that nothing tells: a level below a number, where a neighbour
+    /// stands whose link was lost. A file with remarks is whole.
+    KxTDynArray<SxTagFault> const& Remarks() const;
     /// Where the first chain begins: 0, or behind a file header.
     ULONGLONG GetStartPosition() const;
     ULONGLONG GetFileSize() const;
