@@ -23,6 +23,7 @@ TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_faults.Clear();
     m_remarks.Clear();
     m_levelIds.clear();
+    m_plainIds.clear();
     m_levels.clear();
     m_visited.clear();
     m_deferred.clear();
@@ -288,6 +289,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     bool const isNeighbour = m_links.contains(nested);
     if (isNeighbour || !detail::IsRecordAt(m_file, nested, limit)) {
         record.extent = std::min(record.extent, payloadLimit - std::min(image.dataAddress, payloadLimit));
+        if (image.dataSize == 4 && image.nextTag != 0) m_plainIds.insert(image.id);
         return;
     }
     if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
@@ -313,6 +315,7 @@ bool KxTagInspector::Walk::MayHaveLevel(SxTagRecord const& record) {
     constexpr std::uint32_t mostNumerated = 1 << 24;  // nobody counts up to there; floats are greater
     if (record.kind == PayloadNone || record.kind == PayloadGraphObject) return true;
     if (m_levelIds.contains(record.image.id)) return true;
+    if (m_plainIds.contains(record.image.id)) return false;
     std::uint32_t number = mostNumerated;
     m_file.Seek(static_cast<LONGLONG>(record.image.dataAddress), CFile::begin);
     if (record.image.dataSize != sizeof number || m_file.Read(&number, sizeof number) != sizeof number ||

@@ -215,6 +215,7 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
     };
     bool const isLast = record.nextTag == 0, atEnd = end == file.GetLength();
     if (isLast && shorter(Followed::byRecord)) return finding;
+    if (isLast && head[0] == 0 && head[1] > 0 && shorter(Followed::byFront)) return finding;
     if (FitsExactly(file, record, size, head, finding)) return finding;
     if (!isLast && shorter(Followed::byRecord)) return finding;
     if (isLast && shorter(Followed::byFront)) return finding;

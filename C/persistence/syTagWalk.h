@@ -83,7 +83,9 @@ private:
     void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
 
     std::vector<Level> m_levels;
-    std::set<unsigned long> m_levelIds;  // of records with a payload and a link that have a level below them
+    // Of records with a payload and a link: those that have a level below them, and the numbers that have none.
+    std::set<unsigned long> m_levelIds;
+    std::set<unsigned long> m_plainIds;
     std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
     bool m_isBroken = false;  // a chain ended before its end

@@ -3,14 +3,12 @@
 //
 // Links that are lost: in each file of the released versions, one link at a time is set to 0, as if what stands behind had
 // been appended and the link to it never been written.
-#include "hbtools/base/syEncoding.h"
 #include "hbtools/persistence/syTagCopier.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <vector>
 
 namespace {
@@ -18,14 +16,8 @@ namespace {
 using namespace KxN;
 using Bytes = std::vector<char>;
 
-struct Tag {
-    int depth;
-    ULONGLONG position;
-    TagPayloadKind kind;
-};
-
 TEST(GoldenLinks, OfRecordsBehindALostLinkNoneIsOutOfSight) {
-    int numCases = 0, numRestored = 0;
+    int numCases = 0;
     for (auto const& entry : std::filesystem::recursive_directory_iterator(HBTOOLS_TEST_DATA "/golden")) {
         if (entry.path().extension() != ".tag") continue;
         std::ifstream in(entry.path(), std::ios::binary);
@@ -51,7 +43,7 @@ TEST(GoldenLinks, OfRecordsBehindALostLinkNoneIsOutOfSight) {
                     isListed |= now.position == other.position && now.kind == other.kind;
                 EXPECT_TRUE(isListed) << "record " << other.image.id << " at " << other.position;
             }
-            if (state == TagFileWhole && inspector.Remarks().Size() == 0) ADD_FAILURE() << "not told " << record.kind;
+            EXPECT_TRUE(state == TagFileDamaged || inspector.Remarks().Size() > 0);
             CMemFile copy;
             KxTagCopier copier(&file);
             copier.Repair(copy);
@@ -60,14 +52,13 @@ TEST(GoldenLinks, OfRecordsBehindALostLinkNoneIsOutOfSight) {
             Bytes bytes(copy.GetLength());
             copy.Seek(0, CFile::begin);
             copy.Read(bytes.data(), static_cast<UINT>(bytes.size()));
-            numRestored += bytes == whole;
-            if (bytes != whole) printf("%s %lu at %llu kind %d not restored, depth %d, state %d\n", entry.path().filename().c_str(),
-                static_cast<unsigned long>(record.image.id), record.position, record.kind, record.depth, state);
+            // Further within, nothing tells which of the levels that end there the record belongs to.
+            EXPECT_TRUE(bytes == whole || state == TagFileWhole || record.depth > 1);
             file.Seek(static_cast<LONGLONG>(link), CFile::begin);
             file.Write(whole.data() + link, width);
         }
     }
-    printf("%d cases, %d restored\n", numCases, numRestored);
+    EXPECT_GE(numCases, 66);
 }
 
 }  // namespace
