@@ -86,7 +86,8 @@ ULONGLONG KxTagCopier::Plan::RestOf(int record) const {
     ULONGLONG const end = source.image.dataAddress + source.extent;
     bool const isLeaf = m_firstChild[static_cast<std::size_t>(record) + 1] < 0;
     if (!isLeaf || source.isDamaged || m_hasNoRest[static_cast<std::size_t>(record)]) return 0;
-    return end < m_inspector.GetFileSize() ? end - EndOf(source) : 0;
+    bool const isCollection = source.kind >= PayloadVec2sArray && source.kind <= PayloadEmptyArray;
+    return isCollection || end < m_inspector.GetFileSize() ? end - EndOf(source) : 0;
 }
 
 // An object whose types are there and whose address is not.

@@ -278,7 +278,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         record.payloadSize = finding.size;
     }
     ULONGLONG const nested = image.dataAddress + finding.size;
-    Reached(nested);
+    Reached(finding.hasLeftOver ? limit : nested);
     if (m_isRecovering) {
         m_taken[position] = nested;
         m_levels.back().reached = std::max(m_levels.back().reached, std::min(nested, m_size));
@@ -289,6 +289,8 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     bool const isNeighbour = m_links.contains(nested);
     if (isNeighbour || !detail::IsRecordAt(m_file, nested, limit)) {
         record.extent = std::min(record.extent, payloadLimit - std::min(image.dataAddress, payloadLimit));
+        bool const isCollection = finding.kind >= PayloadVec2sArray && finding.kind <= PayloadEmptyArray;
+        if (isCollection && limit == m_size && !finding.hasLeftOver) record.extent = finding.size;  // the rest is a trail
         if (image.dataSize == 4 && image.nextTag != 0) m_plainIds.insert(image.id);
         return;
     }

@@ -25,7 +25,8 @@ struct PayloadFinding {
     LONGLONG promised = 0;
     LONGLONG kept = 0;
     ULONGLONG keptSize = 0;
-    ULONGLONG bodyBegin = 0;  // of an image's body that only its class can read, which was taken up to the end
+    bool hasLeftOver = false;  // elements of a longer collection stand behind it
+    ULONGLONG bodyBegin = 0;   // of an image's body that only its class can read, which was taken up to the end
 };
 
 /// The number with as many digits as it needs.

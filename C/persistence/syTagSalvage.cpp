@@ -160,6 +160,7 @@ PayloadFinding ShorterCollection(CFile& file, ULONGLONG address, ULONGLONG end, 
     auto const largest = std::max_element(shapes.begin(), shapes.end(),
                                           [](Shape const& a, Shape const& b) { return a.Size() < b.Size(); });
     finding = FindingOf(*largest);
+    finding.hasLeftOver = followed == Followed::byElements;
     if (finding.kind == PayloadVec3fArray && LookAt(file, address + 4, address + finding.size).ints > 0.5)
         finding.kind = PayloadVec3iArray;
     return finding;

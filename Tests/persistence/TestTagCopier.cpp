@@ -345,6 +345,14 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
         EXPECT_EQ(repaired.bytes.size(), c.size) << c.name;
         EXPECT_EQ(Judge(c.bytes), "") << c.name;
     }
+    // Whichever bit of a count tips, the link tells that it is not right, and the bytes which one it was.
+    Bytes const linked = file([&](KxTagArchive& archive) { archive << KxVec3f2dArrayTag(1, grid) << KxNullTag(2); });
+    for (auto const& [sound, numBits] : {std::pair{&followed, 32}, {&linked, 64}})
+        for (int bit = 0; bit < numBits; ++bit) {
+            std::size_t const at = 18 + static_cast<std::size_t>(bit) / 8;
+            Repaired const repaired = Repair(with(*sound, at, static_cast<BYTE>((*sound)[at] ^ 1 << bit % 8)));
+            EXPECT_TRUE(repaired.state == TagFileDamaged && repaired.bytes == *sound) << numBits << ' ' << bit;
+        }
     // The row that is cut is filled with points that are none; by hand, 10 x 5 points and the first gap.
     Bytes const gaps = Repair(cut(rows, 18 + 8 + 12 * 41)).bytes;
     EXPECT_EQ(ToHex(Bytes(gaps.begin() + 18, gaps.begin() + 26)), Plain("0A000000 05000000"));

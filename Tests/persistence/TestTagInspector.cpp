@@ -307,6 +307,28 @@ TEST(TagInspector, CollectionsEndByTheirCountWhereNoLinkTells) {
     }
 }
 
+TEST(TagInspector, ShorterCollectionsInThePlaceOfLongerOnesAreWhole) {
+    CMemFile file;
+    auto const write = [&](int count, bool isReplaced) {
+        KxTArray<KxVec3d> points(count);
+        for (int i = 0; i < count; ++i) points[i] = KxVec3d(i + 0.1, -2.5 * i, 20.7);
+        KxTArray<KxVec3f> floats(count);
+        for (KxVec3f& point : floats) point = KxVec3f(1.5F, 2.7F, -3.1F);
+        file.Seek(0, CFile::begin);
+        KxTagArchive archive(&file, 0);
+        if (isReplaced) archive.SetReplaceMode();
+        archive << KxVec3dArrayTag(1, points) << KxVec3fArrayTag(2, floats);
+    };
+    write(9, false);
+    write(4, true);
+    auto const copy = FileOf(BytesOf(file));
+    KxTagInspector inspector(copy.get());
+    EXPECT_EQ(inspector.Inspect(), TagFileWhole);
+    SxTagRecord const &first = inspector.Records()[0], &last = inspector.Records()[1];
+    EXPECT_TRUE(first.kind == PayloadVec3dArray && first.count == 4 && first.extent == 4 + 9 * 24U);
+    EXPECT_TRUE(last.kind == PayloadVec3fArray && last.count == 4);
+}
+
 // By hand. Records behind others that end their level, in a level and behind it; a level below a number is one.
 TEST(TagInspector, ARecordWithoutALinkIsToldFromALevel) {
     std::string const text = "02000000 6400 03000000 12000000 00000000 416200 ", marker = "01000000 6400 00000000 ";

@@ -32,9 +32,10 @@ bool IsNumeric(TagPayloadKind kind) {
 
 constexpr unsigned long objectId = 208001;  // of an object, unless the application gives another
 
-/// Bytes behind an image, as a shorter one leaves them that replaced it.
+/// Bytes behind an image or an array, as a shorter one leaves them that replaced it.
 ULONGLONG LeftOver(SxTagRecord const& record) {
-    return record.kind != PayloadImage || record.hasLevel ? 0 : record.extent - record.payloadSize;
+    bool const isArray = record.kind >= PayloadVec2sArray && record.kind <= PayloadVec3d2dArray;
+    return (record.kind != PayloadImage && !isArray) || record.hasLevel ? 0 : record.extent - record.payloadSize;
 }
 
 std::string Describe(KxTagInspector& inspector, Graph const& graph, int number) {
@@ -53,6 +54,7 @@ std::string Describe(KxTagInspector& inspector, Graph const& graph, int number) 
         what += fmt::format(", {} x {}", record.width, record.width > 0 ? record.count / record.width : 0);
     else if (record.kind > PayloadVec3f && record.kind < PayloadEmptyArray)
         what += fmt::format(", {} {}", record.count, record.count == 1 ? "element" : "elements");
+    if (LeftOver(record) > 0) what += fmt::format(", {} bytes left over behind it", LeftOver(record));
     return what + graph.Remark(number);
 }
 
