@@ -111,7 +111,9 @@ void KxTagCopier::Plan::FindLosses() {
         SxTagLoss loss;
         loss.begin = range.begin;
         loss.end = range.end;
-        loss.text.SPrintf(L"%llu bytes belong to no record that can be told", range.end - range.begin);
+        loss.text.SPrintf(
+            L"%llu bytes belong to no record that can be told; how many records and points stood there is not known",
+            range.end - range.begin);
         losses.push_back(loss);
     }
     std::stable_sort(losses.begin(), losses.end(),

@@ -152,6 +152,20 @@ void PrintJson(Output& output, Options const& options, KxTagInspector& inspector
     output.Print("}}");
 }
 
+void PrintRemarks(Output& output, Options const& options, KxTagInspector const& inspector) {
+    char const* separator = "";
+    if (options.json) output.Print("  \"remarks\": [");
+    for (SxTagFault const& remark : inspector.Remarks()) {
+        if (options.json)
+            output.Print("{}\n    {{\"position\": {}, \"target\": {}, \"text\": {}}}", separator, remark.position,
+                         remark.target, Quoted(remark.text));
+        else
+            output.Print("remark: at {}: {}\n", remark.position, Escaped(remark.text));
+        separator = ",";
+    }
+    if (options.json) output.Print("{}],\n", *separator ? "\n  " : "");
+}
+
 template <class Faults>
 void PrintFaults(Output& output, Options const& options, Faults const& faults) {
     if (options.json) {
@@ -249,6 +263,7 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
             }
             output.Print("{}],\n", first ? "" : "\n  ");
         }
+        PrintRemarks(output, options, inspector);
         PrintFaults(output, options, inspector.Faults());
         output.Print("}}\n");
         return;
@@ -263,6 +278,7 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
             if (wanted(records[i])) PrintText(output, options, inspector, graph, i);
     }
     PrintFaults(output, options, inspector.Faults());
+    PrintRemarks(output, options, inspector);
 }
 
 void PrintStream(Output& output, Options const& options, KxString const& name, KxTagInspector& inspector,
