@@ -5,6 +5,7 @@
 #include "hbtools/base/syLimits.h"
 #include "persistence/syInnerTags.h"
 #include "persistence/syTagRecord.h"
+#include "persistence/syTagShift.h"
 #include "persistence/syTagWalk.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr ULONGLONG fileHeaderSize = 512;
 constexpr std::uint16_t fileHeaderMark = 0x4949;
+constexpr std::size_t mostIds = 1 << 16;  // that are remembered
 
 }  // namespace
 
@@ -33,6 +35,7 @@ TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_hasVisited = m_hasVisited || m_growth == Growth::followed;
     m_emptyFrom = m_emptyTo = 0;
     m_size = m_file.GetLength();
+    m_shifted = dynamic_cast<detail::ShiftedFile const*>(&m_file);
     m_budget = detail::MostRecords(m_file);
     m_steps = 4 * m_budget;
     m_start = m_reached = 0;
@@ -259,6 +262,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     ULONGLONG const payloadLimit = PayloadLimit(image.dataAddress, limit);
     detail::PayloadFinding finding = detail::FindPayload(m_file, image, payloadLimit, m_budget, m_objects);
     RejectCut(m_records[number], finding);
+    RejectShifted(image, finding);
     if (finding.fault.Len() > 0)
         Fault(finding.faultKind, position, finding.target, finding.lostBytes, L"the record at %llu: %s", position,
               finding.fault);
@@ -290,8 +294,9 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     if (isNeighbour || !detail::IsRecordAt(m_file, nested, limit)) {
         record.extent = std::min(record.extent, payloadLimit - std::min(image.dataAddress, payloadLimit));
         bool const isCollection = finding.kind >= PayloadVec2sArray && finding.kind <= PayloadEmptyArray;
-        if (isCollection && limit == m_size && !finding.hasLeftOver) record.extent = finding.size;  // the rest is a trail
-        if (image.dataSize == 4 && image.nextTag != 0) m_plainIds.insert(image.id);
+        if (isCollection && limit == m_size && !finding.hasLeftOver)
+            record.extent = finding.size;  // the rest is a trail
+        if (image.dataSize == 4 && image.nextTag != 0 && m_plainIds.size() < mostIds) m_plainIds.insert(image.id);
         return;
     }
     if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
@@ -306,7 +311,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         return;
     }
     record.hasLevel = true;
-    if (finding.kind != PayloadNone && image.nextTag != 0) m_levelIds.insert(image.id);
+    if (finding.kind != PayloadNone && image.nextTag != 0 && m_levelIds.size() < mostIds) m_levelIds.insert(image.id);
     m_levels.push_back({nested, limit, number, record.depth + 1, -1, nested, PromisedEnd(record), m_isMended});
 }
 
@@ -346,10 +351,11 @@ void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
     record.extent = record.payloadSize;
     m_levels[open].next = position;
     m_levels[open].source = number;
-    Fault(FaultUnlinked, position, record.position, m_levels[open].end - position,
-          L"no link leads to the record at %llu, which stands right behind the one at %llu; readers of its level do not "
-          L"come to it",
-          position, record.position);
+    Fault(
+        FaultUnlinked, position, record.position, m_levels[open].end - position,
+        L"no link leads to the record at %llu, which stands right behind the one at %llu; readers of its level do not "
+        L"come to it",
+        position, record.position);
 }
 
 // Backward links can lead two chains to the same bytes.
@@ -465,9 +471,9 @@ wchar_t const* KxxPayloadKindName(TagPayloadKind kind) {
 
 wchar_t const* KxxTagFaultName(TagFaultKind kind) {
     static wchar_t const* const names[] = {
-        L"truncated",         L"dangling link",   L"cycle",         L"backward link",    L"link into a record",
-        L"link to no record", L"wrong address",   L"short payload", L"impossible count", L"overlap",
-        L"trailing bytes",    L"nested too deep", L"refused object",    L"record without a link"};
+        L"truncated",         L"dangling link",   L"cycle",          L"backward link",        L"link into a record",
+        L"link to no record", L"wrong address",   L"short payload",  L"impossible count",     L"overlap",
+        L"trailing bytes",    L"nested too deep", L"refused object", L"record without a link"};
     return names[kind];
 }
 

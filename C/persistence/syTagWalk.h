@@ -17,6 +17,10 @@
 
 namespace KxN {
 
+namespace detail {
+class ShiftedFile;
+}
+
 constexpr ULONGLONG chainEnd = ~0ULL;
 constexpr ULONGLONG chainLost = ~1ULL;  // the chain goes on at the next record behind
 
@@ -119,11 +123,13 @@ private:
     void FollowOrMend(Level& level, int number);
     void FaultMended(SxTagRecord const& record, ULONGLONG end);
     void RejectCut(SxTagRecord const& record, detail::PayloadFinding& finding) const;
+    void RejectShifted(STag const& image, detail::PayloadFinding& finding) const;
     void TakeLeft(int number, ULONGLONG end, detail::PayloadFinding const& finding);
     ULONGLONG PromisedEnd(SxTagRecord const& record) const;
     void FindNextOf(Level& level);
     bool TakeDeferred();
 
+    detail::ShiftedFile const* m_shifted = nullptr;  // the file, if it is one
     bool m_isRecovering = false;
     bool m_isMended = false;   // the record in hand has no link of its own that leads on
     bool m_tookTrail = false;  // what stands at the end without a link

@@ -281,8 +281,8 @@ TEST(TagInspector, CollectionsEndByTheirCountWhereNoLinkTells) {
             TagPayloadKind kind;
             std::size_t behind;
             std::vector<BYTE> bytes;
-        } cases[] = {{PayloadVec2sArray, 0, {}},   {PayloadVec3iArray, 0, {}},   {PayloadVec3fArray, 0, {}},
-                     {PayloadVec3dArray, 0, {}},   {PayloadVec3f2dArray, 0, {}}, {PayloadVec3d2dArray, 0, {}},
+        } cases[] = {{PayloadVec2sArray, 0, {}}, {PayloadVec3iArray, 0, {}},   {PayloadVec3fArray, 0, {}},
+                     {PayloadVec3dArray, 0, {}}, {PayloadVec3f2dArray, 0, {}}, {PayloadVec3d2dArray, 0, {}},
                      {PayloadEmptyArray, 0, {}}};
         cases[0].bytes = Unlinked<KxVec2sArrayTag>(pixels, cases[0].behind);
         cases[1].bytes = Unlinked<KxVec3iArrayTag>(ints, cases[1].behind);
@@ -298,7 +298,8 @@ TEST(TagInspector, CollectionsEndByTheirCountWhereNoLinkTells) {
                 EXPECT_EQ(inspector.Inspect(), TagFileDamaged);
                 SxTagRecord const& record = inspector.Records()[0];
                 EXPECT_TRUE(record.kind == c.kind && record.count == (c.kind == PayloadEmptyArray ? 0 : 9))
-                    << format << ' ' << c.kind << " cut to " << length << " of " << c.bytes.size() << ": " << record.kind;
+                    << format << ' ' << c.kind << " cut to " << length << " of " << c.bytes.size() << ": "
+                    << record.kind;
                 EXPECT_FALSE(record.isDamaged);
                 if (length < c.bytes.size()) continue;
                 EXPECT_EQ(inspector.Records().Size(), 2);

@@ -142,9 +142,11 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {behind.tag} {out}", 2, "8 bytes lost; what stood in 8 of them is not known, and not counted\n", true},
         {"repair {64.tag} {out} > /dev/full", 1, "", true},
         {"convert --form 64 {64.tag} {out} > /dev/full", 1, "", true},
-        {"verify {float.tag}", 2, "record without a link: at 22: no link leads to the record at 22, which stands right "
-                                  "behind the one at 0; readers of its level do not come to it (18 bytes lost)\n"},
-        {"repair {float.tag} {out}", 2, "2 of 2 records, 0 of 0 points of their arrays, 0 bytes lost\nrecord without", true},
+        {"verify {float.tag}", 2,
+         "record without a link: at 22: no link leads to the record at 22, which stands right "
+         "behind the one at 0; readers of its level do not come to it (18 bytes lost)\n"},
+        {"repair {float.tag} {out}", 2, "2 of 2 records, 0 of 0 points of their arrays, 0 bytes lost\nrecord without",
+         true},
         {"verify {number.tag}", 0, "whole\nremark: at 22: the record at 22 is taken for the first of a level below"},
         {"ls --json {number.tag}", 0, "\"remarks\": [\n    {\"position\": 22, \"target\": 0, \"text\": "},
         {"repair --json {number.tag} {out}", 0, "\"remarks\": [\n    {\"position\": 22, ", true},
