@@ -321,12 +321,13 @@ TagFileState KxTagCopier::Plan::Convert(CFile& target, TagFormat format) {
 }
 
 // Where bytes are missing within the file, or too many, the heads behind them are off by one number. It is worth a try where
-// that brings back more whole records.
+// that brings back more records.
 TagFileState KxTagCopier::Plan::Recover() {
     constexpr int mostTries = 4;  // each is a pass through the file
-    auto const numWhole = [&] {
+    auto const numKept = [&] {
         auto const& records = m_inspector.Records();
-        return std::count_if(records.begin(), records.end(), [](SxTagRecord const& r) { return !r.isDamaged; });
+        return std::count_if(records.begin(), records.end(),
+                             [](SxTagRecord const& r) { return !r.isDamaged || r.count > 0; });
     };
     ULONGLONG seam = ~0ULL;
     LONGLONG shift = 0;
@@ -346,10 +347,10 @@ TagFileState KxTagCopier::Plan::Recover() {
     if (m_inspector.Records().Size() == 0) detail::FindShift(m_source, 0, chainNowhere, seam, shift);
     TagFileState const state = m_inspector.Recover();
     if (shift == 0) return state;
-    auto const whole = numWhole();
+    auto const kept = numKept();
     m_source.SetShift(seam, shift);
     TagFileState const shifted = m_inspector.Recover();
-    if (numWhole() > whole) return shifted;
+    if (numKept() > kept) return shifted;
     m_source.SetShift(0, 0);
     return m_inspector.Recover();
 }
