@@ -213,7 +213,7 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
         if (found.kind != PayloadUnknown) finding = found;
         return found.kind != PayloadUnknown;
     };
-    bool const isLast = record.nextTag == 0, atEnd = end == file.GetLength();
+    bool const isLast = record.nextTag == 0;
     if (isLast && shorter(Followed::byRecord)) return finding;
     if (isLast && head[0] == 0 && head[1] > 0 && shorter(Followed::byFront)) return finding;
     if (FitsExactly(file, record, size, head, finding)) return finding;
@@ -222,6 +222,7 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
     LONGLONG const count = head[0];
     ULONGLONG const room = size - 4;
     finding.lostBytes = size;
+    bool const atEnd = end == file.GetLength();
     bool const isCutGrid = atEnd && size >= 8 && head[0] >= 0 && head[1] >= 0 &&
                            static_cast<ULONGLONG>(head[0]) * static_cast<ULONGLONG>(head[1]) > size / 12 &&
                            LooksLikeGrid(file, record.dataAddress, end);

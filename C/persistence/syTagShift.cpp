@@ -10,6 +10,7 @@
 namespace KxN::detail {
 
 void ShiftedFile::SetShift(ULONGLONG seam, LONGLONG shift) {
+    m_length = m_file.GetLength() + static_cast<ULONGLONG>(shift);
     m_seam = seam;
     m_shift = shift;
 }
@@ -30,6 +31,12 @@ ULONGLONG ShiftedFile::Seek(LONGLONG offset, UINT from) {
 }
 
 UINT ShiftedFile::Read(void* buffer, UINT count) {
+    if (m_shift == 0) {
+        m_file.Seek(static_cast<LONGLONG>(m_position), begin);
+        UINT const got = m_file.Read(buffer, count);
+        m_position += got;
+        return got;
+    }
     auto* const bytes = static_cast<BYTE*>(buffer);
     ULONGLONG const length = GetLength();
     count = static_cast<UINT>(std::min<ULONGLONG>(count, length - std::min(m_position, length)));

@@ -25,7 +25,7 @@ public:
 
     ULONGLONG GetPosition() const override { return m_position; }
     ULONGLONG Seek(LONGLONG offset, UINT from) override;
-    ULONGLONG GetLength() const override { return m_file.GetLength() + static_cast<ULONGLONG>(m_shift); }
+    ULONGLONG GetLength() const override { return m_shift == 0 ? m_file.GetLength() : m_length; }
     UINT Read(void* buffer, UINT count) override;
     BYTE const* Peek(ULONGLONG position, UINT count) override;
     CString GetFileName() const override { return m_file.GetFileName(); }
@@ -35,6 +35,7 @@ private:
     CFile& m_file;
     ULONGLONG m_seam = 0;
     LONGLONG m_shift = 0;
+    ULONGLONG m_length = 0;  // while shifted
     ULONGLONG m_position = 0;
 };
 
