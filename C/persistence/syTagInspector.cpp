@@ -340,13 +340,24 @@ bool KxTagInspector::Walk::MayHaveLevel(SxTagRecord const& record) {
     return true;
 }
 
-// A record that no link leads to becomes the next of the outermost level that ends in front of it: a level whose parent has a
-// link ends where that leads.
+// A record that no link leads to becomes the next of a level that ends in front of it: a level whose parent has a link ends
+// where that leads. Within a level there are more links that can be lost than at its end; but one that is what a parent is,
+// by its id or as a marker, rather is that one's neighbour.
 void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
+    auto const isMarker = [](TagPayloadKind kind) { return kind == PayloadNone || kind == PayloadGraphObject; };
+    STag next;
+    detail::ReadRecord(m_file, position, next);
+    bool const isNextMarker =
+        next.dataSize == 0 && (next.dataAddress >= m_size ||
+                               (!IsInnerAt(next.dataAddress) && detail::IsRecordAt(m_file, next.dataAddress, m_size)));
     std::size_t open = m_levels.size() - 1;
-    while (open > 0 && m_levels[open].parent >= 0 && m_records[m_levels[open].parent].image.nextTag == 0 &&
-           m_levels[open - 1].next == chainEnd)
-        --open;
+    for (std::size_t i = open; i > 0 && m_levels[i].parent >= 0 && m_levels[i - 1].next == chainEnd; --i) {
+        SxTagRecord const& parent = m_records[m_levels[i].parent];
+        if (parent.image.nextTag != 0 || next.id == m_records[number].image.id) break;
+        if (next.id != parent.image.id && !(isNextMarker && isMarker(parent.kind))) continue;
+        open = i - 1;
+        break;
+    }
     SxTagRecord& record = m_records[number];
     record.extent = record.payloadSize;
     m_levels[open].next = position;
