@@ -141,6 +141,7 @@ private:
     ULONGLONG m_end = 0;
     bool m_isDone = true;
     bool m_hasRoot = false;
+    ULONGLONG m_scanned = 0;  // bytes of bodies that were looked through
     std::vector<Level> m_open;
     std::set<std::uint32_t> m_numbers;     // of all images
     std::set<std::uint32_t> m_ownNumbers;  // of this one
@@ -397,10 +398,13 @@ bool KxObjectInspector::Walk::CheckUnknown(SxObject const& object) {
     constexpr std::string_view wide("c\0l\0a\0s\0s\0 \0", 12), narrow("class ");
     std::uint64_t found = 0;
     std::string block(1 << 16, '\0');
+    constexpr ULONGLONG mostPasses = 16;  // through the file, of all images together
+    if (m_scanned / mostPasses >= m_file.GetLength()) return true;
     for (ULONGLONG position = m_position; position < m_end && found < promised;) {
         block.resize(static_cast<std::size_t>(std::min<ULONGLONG>(1 << 16, m_end - position)));
         block.resize(ReadAt(position, block.data(), block.size()));
         if (block.empty()) break;
+        m_scanned += block.size();
         for (std::string_view const front : {wide, narrow})
             for (std::size_t at = block.find(front); at != std::string::npos; at = block.find(front, at + front.size()))
                 ++found;

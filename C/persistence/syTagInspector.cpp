@@ -350,8 +350,10 @@ void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
     bool const isNextMarker =
         next.dataSize == 0 && (next.dataAddress >= m_size ||
                                (!IsInnerAt(next.dataAddress) && detail::IsRecordAt(m_file, next.dataAddress, m_size)));
+    constexpr std::size_t mostParents = 64;  // that are looked at; a file may have thousands around each record
     std::size_t open = m_levels.size() - 1;
-    for (std::size_t i = open; i > 0 && m_levels[i].parent >= 0 && m_levels[i - 1].next == chainEnd; --i) {
+    std::size_t const outermost = open - std::min(open, mostParents);
+    for (std::size_t i = open; i > outermost && m_levels[i].parent >= 0 && m_levels[i - 1].next == chainEnd; --i) {
         SxTagRecord const& parent = m_records[m_levels[i].parent];
         if (parent.image.nextTag != 0 || next.id == m_records[number].image.id) break;
         if (next.id != parent.image.id && !(isNextMarker && isMarker(parent.kind))) continue;

@@ -109,10 +109,11 @@ public:
     KxTagInspector& operator=(KxTagInspector const&) = delete;
     ~KxTagInspector();
 
-    /// Looks through the file anew. @throws CFileException if the medium fails
+    /// Looks through the file anew. A record right behind the last one of a level, to which no link leads, is a fault and is
+    /// listed as the next of that level, or of one around it. @throws CFileException if the medium fails
     TagFileState Inspect();
     /// Looks through the file anew as Inspect does, but goes on behind damage: where a link leads nowhere, the next
-    /// record behind the payload is taken for the next of its level; records at the end that no link leads to become
+    /// record behind the payload is taken for the next of its level; records at the end, behind bytes of no record, become
     /// the last of the first level; arrays that are cut have as many elements as are there whole; a payload in front of
     /// a sound link that has the shape of no kind becomes bytes. Extents end where such a record begins. Foreign is
     /// what has no record at all. @throws CFileException if the medium fails
