@@ -41,8 +41,9 @@ install(FILES ${PROJECT_SOURCE_DIR}/Tools/completion/hbtools.zsh RENAME _hbtools
   DESTINATION ${CMAKE_INSTALL_DATADIR}/${zsh_dir} COMPONENT tools)
 # A module that programs in Python take with them, and a program.
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/Tools/python/hbtag.py DESTINATION ${CMAKE_INSTALL_DATADIR}/hbtools COMPONENT tools)
-# The debugger reads the first by itself where the package of the library stands; the folder names its place.
-if(TARGET hbtools)
+# The debugger reads the first by itself where the package of the library stands; the folder names its place, so another
+# prefix has none.
+if(TARGET hbtools AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   install(FILES ${PROJECT_SOURCE_DIR}/Tools/debug/hbtools_gdb.py RENAME $<TARGET_FILE_NAME:hbtools>-gdb.py COMPONENT dev
     DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/usr/${CMAKE_INSTALL_LIBDIR})
 endif()
@@ -80,7 +81,11 @@ endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Doc DESTINATION ${doc_dir} COMPONENT dev
   FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Examples/FirstProgram ${PROJECT_SOURCE_DIR}/Examples/Guides
-  DESTINATION ${doc_dir}/Examples COMPONENT dev)
+  DESTINATION ${doc_dir}/Examples COMPONENT dev PATTERN CMakeLists.txt EXCLUDE)
+# A project of its own, to begin a driver with.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Examples/SampleDriver DESTINATION ${doc_dir}/Examples COMPONENT dev)
+install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/Devices/Scanner.h DESTINATION ${doc_dir}/Examples/SampleDriver
+  COMPONENT dev)
 install(FILES ${PROJECT_SOURCE_DIR}/Examples/ScanLab/demo.mac DESTINATION ${doc_dir}/Examples/ScanLab COMPONENT dev)
 
 include(HbToolsPackages)

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -46,6 +47,8 @@ public:
     int TakeReadError() { return std::exchange(m_readError, 0); }
 
     int Write(KxN::KxString const& path, KxN::KxString const& group, String const& key, String const& value) {
+        std::optional<KxN::detail::UpdateLock> lock;
+        if (updates == 0) lock.emplace(m_systemPath);
         Refresh();
         Note const note{group, key, value};
         if (int const error = Check(note)) return error;
@@ -65,8 +68,10 @@ public:
     int End(KxN::KxString const& path, Note& last) {
         if (updates == 0 || --updates > 0 || m_notes.empty()) return 0;
         int error = 0;
+        std::optional<KxN::detail::UpdateLock> lock;
         try {
             last = m_notes.back();
+            lock.emplace(m_systemPath);
             Look();
             error = m_error != 0 ? m_error : m_noteError;
         } catch (...) {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Names without regard to case as keys of hash tables, without a copy in capitals. The hash starts from another number
-// in each process, so that no file can be made whose names all collide.
+// Hashes of names without regard to case, without a copy in capitals, and of numbers that files hold. They start from another
+// number in each process, so that no file can be made whose keys all collide.
 #pragma once
 
 #include "hbtools/base/syEncoding.h"
@@ -19,17 +19,30 @@ inline wchar_t UpperOfName(wchar_t c) {
     return KxxToUpper(c);
 }
 
+inline std::size_t HashSeed() {
+    static std::size_t const seed = (std::size_t{std::random_device()()} << 32) ^ std::random_device()();
+    return seed;
+}
+
 struct NameHash {
     static constexpr std::size_t multiplier = 0x9E3779B97F4A7C15u;
 
     std::size_t operator()(std::wstring_view name) const {
-        static std::size_t const seed = (std::size_t{std::random_device()()} << 32) ^ std::random_device()();
-        std::size_t hash = seed;
+        std::size_t hash = HashSeed();
         for (wchar_t const c : name) {
             hash = (hash ^ static_cast<std::uint32_t>(UpperOfName(c))) * multiplier;
             hash ^= hash >> 32;
         }
         return hash;
+    }
+};
+
+struct NumberHash {
+    std::size_t operator()(std::uint64_t number) const {
+        // Twice, so that every bit of the seed and of the number has a say in the lowest ones.
+        std::size_t hash = (number ^ HashSeed()) * NameHash::multiplier;
+        hash = (hash ^ hash >> 32) * NameHash::multiplier;
+        return hash ^ hash >> 32;
     }
 };
 

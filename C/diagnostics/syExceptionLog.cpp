@@ -16,9 +16,11 @@
 //     Message=first line<U+FFFF>second line
 #include "diagnostics/syGroupQueues.h"
 #include "diagnostics/syLogText.h"
+#include "diagnostics/syTextIds.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
@@ -32,6 +34,7 @@ namespace KxN {
 namespace {
 
 constexpr wchar_t lineMark = 0xFFFF;  // stands for a line end within a value
+constexpr wchar_t logKind[] = L"Quandelmeter Exceptions Log";
 
 /// The text as one line.
 std::string Encoded(KxString text) {
@@ -50,6 +53,12 @@ void AppendLine(std::string& bytes, char const* key, std::string_view value) {
     bytes.append(key).append(1, '=').append(value).append(1, '\n');
 }
 
+/// A field of an entry, which would be skipped at the next load if one were empty.
+void AppendField(std::string& bytes, char const* key, KxString const& text) {
+    std::string const value = Encoded(text);
+    AppendLine(bytes, key, value.find_first_not_of(" \t\r") == value.npos ? "-" : value);
+}
+
 void AppendMoment(std::string& bytes, KxDateTime const& moment, bool isEntry) {
     AppendLine(bytes, "Date", std::to_string(moment.GetDate()));
     long time = moment.GetTime();
@@ -61,16 +70,16 @@ void AppendMoment(std::string& bytes, KxDateTime const& moment, bool isEntry) {
 
 std::string KxExceptionManager::ComposeLog() const {
     std::string bytes = "[General]\n";
-    AppendLine(bytes, "File", "Quandelmeter Exceptions Log");
+    AppendLine(bytes, "File", Encoded(logKind));
     AppendLine(bytes, "TotalCount", std::to_string(GetTotalCount()));
     AppendMoment(bytes, KxDateTime::Now(), false);
     unsigned long number = 0;
     m_queues->ForEach([&](KxException* entry) {
         bytes.append(1, '[').append(std::to_string(number++)).append("]\n");
-        AppendMoment(bytes, entry->GetDateTime(), true);
-        AppendLine(bytes, "Group", Encoded(entry->GetExceptionGroup()));
+        AppendMoment(bytes, entry->GetDateTime().IsValid() ? entry->GetDateTime() : KxDateTime::Now(), true);
+        AppendField(bytes, "Group", entry->GetExceptionGroup());
         AppendLine(bytes, "Level", KxxToUtf8(detail::LevelName(entry->GetErrorLevel())));
-        AppendLine(bytes, "Message", Encoded(entry->GetMessage()));
+        AppendField(bytes, "Message", entry->GetMessage());
     });
     return bytes;
 }
@@ -92,6 +101,11 @@ void KxExceptionManager::LoadExcGrpLst() {
     if (!file.Exists() && config.GetGroupCount() > 0)  // it is there, and must not pass for empty
         throw new KxDirEntryException(L"syExceptionLog", __LINE__, m_logFileName, EIO);
     unsigned long long const size = file.GetSize();
+    if (size > 0 && config.ReadKey(L"File") != KxString(logKind) && !config.ReadKey(L"TotalCount")) {
+        KxString message;
+        message.SPrintf(KxString(KxResId(text::NoLog)), m_logFileName);
+        throw new KxFileException(L"syExceptionLog", __LINE__, message);
+    }
     unsigned long long const count = std::min<unsigned long long>(
         std::min<unsigned long>(config.ReadKey(L"TotalCount"), m_maxErrorCount), size / sizeof "[0]");
 

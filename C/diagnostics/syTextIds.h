@@ -17,6 +17,7 @@ enum DiagnosticsId : unsigned short {
     TerminatedGroup = 2308,
     BadKey = 2309,
     FileInUse = 2310,
+    NoLog = 2311,
     DatePrefix = 6040,
     TimePrefix = 6041,
     FilePrefix = 6042,

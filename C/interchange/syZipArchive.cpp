@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "interchange/syZipArchive.h"
 
+#include "base/posix/syDescriptor.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syObject.h"
 #include "hbtools/base/sySafeFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <filesystem>
@@ -115,16 +117,15 @@ KxString CommentOf(std::string const& bytes) {
 }
 
 unsigned long DosTime(KxString const& path) {
-    std::error_code error;
-    auto const changed = std::filesystem::last_write_time(KxxToSystemPath(path.View()), error);
-    if (error)
-        throw new KxDirEntryException(L"syZipArchive", __LINE__, path, static_cast<unsigned long>(error.value()));
-    auto const system = std::chrono::file_clock::to_sys(changed);
-    std::time_t const seconds =
-        std::chrono::system_clock::to_time_t(std::chrono::time_point_cast<std::chrono::system_clock::duration>(system));
+    detail::FileStamp const stamp = detail::StampOf(KxxToSystemPath(path.View()));
+    if (!stamp.exists)
+        throw new KxDirEntryException(L"syZipArchive", __LINE__, path, static_cast<unsigned long>(errno));
+    constexpr unsigned long first = 0x00210000, last = 0xff9fbf7d;
+    std::time_t const seconds = stamp.modified.seconds;
     std::tm local{};
-    if (!::localtime_r(&seconds, &local) || local.tm_year < 80) return 0x00210000;
-    if (local.tm_year > 80 + 127) return 0xff9fbf7d;  // the last
+    if (!::localtime_r(&seconds, &local)) return seconds < 0 ? first : last;
+    if (local.tm_year < 80) return first;
+    if (local.tm_year > 80 + 127) return last;
     auto const part = [](int value, int shift) { return static_cast<unsigned long>(value) << shift; };
     return part(local.tm_year - 80, 25) | part(local.tm_mon + 1, 21) | part(local.tm_mday, 16) |
            part(local.tm_hour, 11) | part(local.tm_min, 5) | part(std::min(local.tm_sec, 59) / 2, 0);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/persistence/syObjectGraph.h"
 
+#include "base/syNameHash.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTagArchive.h"
@@ -29,7 +30,7 @@ struct NewAddress {
 
 /// The map of the guards alive. `numGuards` is their number.
 struct Addresses {
-    std::unordered_map<long long, NewAddress> map;
+    std::unordered_map<long long, NewAddress, detail::NumberHash> map;
     int numGuards = 0;
 };
 Addresses& TheAddresses() {

@@ -3,6 +3,7 @@
 #include "hbtools/persistence/syPersistentObject.h"
 
 #include "base/posix/syMutex.h"
+#include "base/syNameHash.h"
 #include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/persistence/syTagArchive.h"
@@ -112,7 +113,7 @@ private:
     };
 
     mutable detail::Mutex m_mutex;
-    std::unordered_map<int, Loaded> m_loaded;
+    std::unordered_map<int, Loaded, detail::NumberHash> m_loaded;
     std::unordered_map<KxPersistentObject const*, int> m_numbers;
     std::unordered_map<KxPersistentObject const*, int> m_stored;
 };

@@ -6,6 +6,7 @@
 // are looked at first (syTagLinks.cpp).
 #pragma once
 
+#include "base/syNameHash.h"
 #include "hbtools/persistence/syTagInspector.h"
 #include "persistence/syTagPayload.h"
 
@@ -90,7 +91,8 @@ private:
     // Of records with a payload and a link: those that have a level below them, and the numbers that have none.
     std::set<unsigned long> m_levelIds;
     std::set<unsigned long> m_plainIds;
-    std::unordered_map<ULONGLONG, int> m_visited;  // records and their parents, filled from the first backward link on
+    std::unordered_map<ULONGLONG, int, detail::NumberHash>
+        m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
     bool m_isBroken = false;  // a chain ended before its end
     // Levels that have grown: no range of bytes holds them.

@@ -8,6 +8,8 @@
 #include <hbtools/base/syException.h>
 
 #include <cmath>
+#include <cstdint>
+#include <random>
 #include <unordered_set>
 
 namespace ScanLab {
@@ -32,6 +34,18 @@ Marks NotAlone(Scan const& scan, double distance, int neighbours, Progress progr
     return marks;
 }
 
+/// Of cubes. Mixed with a number of this process, so that no scan can be made whose cubes all collide.
+struct CubeHash {
+    std::uint64_t seed = (std::uint64_t{std::random_device()()} << 32) ^ std::random_device()();
+
+    std::size_t operator()(std::uint64_t cube) const noexcept {
+        constexpr std::uint64_t multiplier = 0x9E3779B97F4A7C15u;
+        cube = (cube ^ seed) * multiplier;
+        cube = (cube ^ cube >> 32) * multiplier;
+        return cube ^ cube >> 32;
+    }
+};
+
 Marks OnePerCube(Scan const& scan, double edge, Progress progress) {
     constexpr int bits = 21;  // of a key for each axis
     Marks marks(scan.points->Size());
@@ -40,7 +54,7 @@ Marks OnePerCube(Scan const& scan, double edge, Progress progress) {
     for (int axis = 0; axis < 3; ++axis)
         if (!((box.high[axis] - box.low[axis]) / edge < (1 << bits)))
             throw new KxException(L"ScanFilter", __LINE__, TextOf(Text::CellsTooSmall));
-    std::unordered_set<std::uint64_t> taken;
+    std::unordered_set<std::uint64_t, CubeHash> taken;
     taken.reserve(static_cast<std::size_t>(marks.Size()));
     InBlocks(progress.Stage(L"cubes", 0, 1), marks.Size(), [&](int begin, int end) {
         for (int i = begin; i < end; ++i) {

@@ -11,7 +11,9 @@
 #include <chrono>
 #include <ctime>
 #include <thread>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -332,6 +334,50 @@ TEST_F(ConfigFile, AnUpdateLeavesWhatOthersWriteMeanwhile) {
     std::filesystem::remove(File("f"));
     config.WriteKey(L"A", L"5");  // nothing is left of the update
     EXPECT_EQ(Get("f"), "[G]\nA=5\n");
+}
+
+// Each of them reads the file, changes it and puts another one in its place.
+TEST_F(ConfigFile, ProcessesThatWriteOneFileKeepEachOthersKeys) {
+    constexpr int processes = 3, rounds = 40;
+    std::filesystem::create_symlink("f", File("link"));
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            KxConfig config(Path(i == 0 ? "link" : "f"));
+            config.SetGroup(L"G");
+            for (int round = 0; round < rounds; ++round) {
+                if (i == 1) config.BeginUpdate();
+                config.WriteKey(KxString(std::to_wstring(i * rounds + round)), L"measured");
+                if (i == 1) config.EndUpdate();
+            }
+            ::_exit(0);
+        }
+        children.push_back(child);
+    }
+    for (pid_t const child : children) {
+        int status = 1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    KxConfig config(Path("f"));
+    config.SetGroup(L"G");
+    EXPECT_EQ(config.GetKeyCount(), processes * rounds);
+}
+
+TEST_F(ConfigFile, TimesOfItsFileMayBeAny) {
+    Put("f", "[G]\nA=1\n");
+    bool const hasMemory = std::filesystem::is_directory("/dev/shm");  // where files have all times
+    std::filesystem::path const file = hasMemory ? "/dev/shm" / m_folder.filename() : File("f");
+    std::filesystem::copy_file(File("f"), file, std::filesystem::copy_options::overwrite_existing);
+    KxConfig config(KxxFromSystemPath(file.string()));
+    config.SetGroup(L"G");
+    for (std::int64_t const seconds : {std::int64_t{-99999999999}, std::int64_t{1} << 62, -(std::int64_t{1} << 62)}) {
+        timespec const times[2] = {{seconds, 999999999}, {seconds, 999999999}};
+        ::utimensat(AT_FDCWD, file.c_str(), times, 0);
+        EXPECT_EQ(U(config.ReadKey(L"A")), "1");
+    }
+    std::filesystem::remove(file);
 }
 
 // Each allocation of a change fails once: the file and what is read are as before, then the change goes through.

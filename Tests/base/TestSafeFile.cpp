@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/base/sySafeFile.h"
 
+#include "hbtools/base/syFile.h"
+#include "hbtools/base/syWnd.h"
+
 #include "Support.h"
 
 #include <cerrno>
@@ -176,6 +179,28 @@ TEST_F(SafeFile, WhoMayNotKeepWhatBelongsToTheFileIsRefused) {
     EXPECT_EQ(open, static_cast<unsigned long>(EPERM)) << "the new file would have another owner";
     EXPECT_EQ(Get("shut/file") + Get("open/file"), "oldold");
     EXPECT_EQ(std::distance(fs::recursive_directory_iterator(m_folder), {}), 4);
+}
+
+// What is meant for them would otherwise stand among the measurements.
+TEST_F(SafeFile, NoFileTakesThePlaceOfStandardOutput) {
+    for (int const closed : {0, 1, 2, 3}) {  // each alone, then all
+        auto const run = [&] {
+            for (int number = 0; number < 3; ++number)
+                if (closed == number || closed == 3) ::close(number);
+            CFile file(Path("file"), CFile::modeReadWrite | CFile::modeCreate);
+            KxSafeFile safe(Path("safe"));
+            test::Append(file, "measured ");
+            safe.Write("measured ", 9);
+            AfxMessageBox(L"text");
+            if (closed == 3 && (::write(0, "text", 4) != -1 || ::write(1, "text", 4) != -1)) std::_Exit(1);
+            test::Append(file, "whole");
+            safe.Write("whole", 5);
+            file.Close();
+            safe.Commit();
+            std::_Exit(Get("file") == "measured whole" && Get("safe") == "measured whole" ? 7 : 2);
+        };
+        EXPECT_EXIT(run(), testing::ExitedWithCode(7), "") << closed;
+    }
 }
 
 TEST_F(SafeFile, WithoutCommitNothingHappens) {

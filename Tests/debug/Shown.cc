@@ -22,7 +22,7 @@ void Show() {
     KxString const text = L"Gr\u00f6\u00dfe";
     CString const framework(L"a \"b\"");
     KxDirEntry const path(L"/tmp/scan.tag");
-    KxDateTime const moment(2024, 12, 31, 23, 59, 58), unset;
+    KxDateTime const moment(2024, 12, 31, 23, 59, 58), old(1899, 12, 28, 6, 30, 0), unset;
     [[maybe_unused]] KxVersion const version(301);
     KxAngle const angle(short(90));
 
@@ -61,13 +61,22 @@ void Show() {
     KxHistogram histogram;
     histogram.Add(1.5);
 
+    KxCompactArray<KxVec3f> compact(100);
+    compact[40] = KxVec3f(1, 2, 3);
+    [[maybe_unused]] KxGuid const guid(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
+
     KxPropertyList conditions(L"Conditions", L"", 1);
     conditions.Insert(new KxTProperty<double>(L"Temperature", L"%g", 20.5, 1));
     conditions.Insert(new KxStringProperty(L"Operator", L"%s", L"Meier", 1));
     double value = 12.5;
     KxTTag<double> tag(100, value);
+    KxTArray<KxVec3d> points(2);
+    KxVec3dArrayTag const arrayTag(101, points);
     KxVersionException const exception(L"x.cpp", 7, L"KxCircleTag", KxVersion(200), KxVersion(100));
     Defect const defect;
+    KxRangeException const plain(L"a.cpp", 1);
+    [[maybe_unused]] CMemoryException const noMemory;
+    [[maybe_unused]] COleException const ole(5);
     alignas(16) unsigned char noise[256];
     std::memset(noise, 0x7f, sizeof noise);
     [[maybe_unused]] auto const& damagedList = reinterpret_cast<KxTList<int> const&>(noise);

@@ -9,6 +9,7 @@ print text
 print framework
 print path
 print moment
+print old
 print unset
 print version
 print angle
@@ -29,10 +30,16 @@ print flat
 print matrix
 print wide
 print histogram
+print compact
+print guid
 print conditions
 print tag
+print arrayTag
 print exception
 print defect
+print plain
+print noMemory
+print ole
 print damagedList
 print damagedMap
 print damagedText

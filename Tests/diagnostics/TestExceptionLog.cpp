@@ -26,7 +26,7 @@ std::string const onDemand = "ErrorCount=200\nBackupTiming=SAVE_ON_DEMAND\n";
 
 TEST_F(ExceptionLog, Bytes) {
     KxExceptionManager manager;
-    Put("syexcmgr.bas", "[7]\nMessage=stale\n");
+    Put("syexcmgr.bas", "[General]\nTotalCount=0\n[7]\nMessage=stale\n");
     Initialize(manager, "ErrorCount=200\nBackupTiming=SAVE_ALL_CHANGES\n");
     KxException located(L"sensor.cpp", 42, L"Kein Signal\r\nKanal 3");
     located.SetExceptionGroup(L"Sensor");
@@ -68,7 +68,7 @@ TEST_F(ExceptionLog, MessagesComeBack) {
         {L"\xD800x", L"\xFFFDx"},  // no character
         {L"a\0b"s, L"a\0b"s},
         {megabyte, megabyte},
-        {L"   ", L""},  // nothing is left, so it is skipped
+        {L"   ", L"-"},  // nothing is left, and it would be skipped
     };
     for (auto const& c : cases) {
         KxExceptionManager saving, loading;
@@ -78,13 +78,25 @@ TEST_F(ExceptionLog, MessagesComeBack) {
         saving.SaveExcGrpLst();
         loading.Initialize(Path("app.ini"));
         EXPECT_EQ(Messages(loading.ExtractAllExceptions()), U(KxString(c.read)));
-        if (c.read.empty()) continue;
         std::unique_ptr<KxExceptionManager::Queue> const all(loading.ExtractAllExceptions());
         ASSERT_EQ(all->Count(), 1);
         EXPECT_EQ(U((*all)[0]->GetExceptionGroup()), "G\n[0]");
         EXPECT_EQ((*all)[0]->GetErrorLevel(), EXCEPT_USER);
         EXPECT_EQ((*all)[0]->GetDateTime(), KxDateTime(2024, 12, 1, 12, 0, 0));
     }
+}
+
+TEST_F(ExceptionLog, WhatAnEntryLacksIsMadeUp) {
+    KxExceptionManager saving, loading;
+    Initialize(saving, onDemand);
+    KxExceptionManagerException entry(KxDateTime(2024, 2, 30, 1, 2, 3), L"", EXCEPT_USER, L"a");
+    saving.AddExceptionToLog(entry);
+    saving.SaveExcGrpLst();
+    loading.Initialize(Path("app.ini"));
+    std::unique_ptr<KxExceptionManager::Queue> const all(loading.ExtractAllExceptions());
+    ASSERT_EQ(all->Count(), 1);
+    EXPECT_EQ(U((*all)[0]->GetExceptionGroup()), "-");
+    EXPECT_TRUE((*all)[0]->GetDateTime().IsValid());
 }
 
 TEST_F(ExceptionLog, DamagedFilesGiveWhatIsWhole) {
@@ -163,6 +175,20 @@ TEST_F(ExceptionLog, FailuresLeaveTheFormerLog) {
     EXPECT_EQ(CountFiles(), 3u);
     ::chmod(File("syexcmgr.bas").c_str(), 0644);
     EXPECT_EQ(Messages(manager.ExtractAllExceptions()), "kept new") << "what could not be saved is not lost";
+
+    // Neither is a file of something else.
+    for (std::string const data : {"1.5 2.5 3.5\n", "[General]\nTotal=3\n", "\n"}) {
+        Put("measured.txt", data);
+        KxExceptionManager typo;
+        EXPECT_NE(Thrown<KxFileException>([&] {
+                      Initialize(typo, onDemand + "FileName=measured.txt\n");
+                  }).find("measured.txt"),
+                  std::string::npos);
+        EXPECT_EQ(typo.GetBackupTiming(), 3);
+        Add(typo, L"G", EXCEPT_USER, L"new");
+        typo.SaveExcGrpLst();
+        EXPECT_EQ(Get("measured.txt"), data);
+    }
 
     // A log that is there and cannot be read is not taken for an empty one, and not written over at the end.
     std::filesystem::create_directory(File("folder"));

@@ -110,6 +110,10 @@ TEST(GeometryTags, TwoDimensionalArraysGoRowAfterRow) {
     EXPECT_EQ(Payload<KxVec3d2dArrayTag>(doubles),
               Plain("01000000 01000000 000000000000f03f 0000000000000040 00000000000000c0"));
     EXPECT_EQ(Reread<KxVec3f2dArrayTag>(floats)(2, 1), KxVec3f(2.0F, 1.0F, 0.0F));
+    for (auto const& [width, height] : {std::pair(65536, 65536), std::pair(70000, 70000), std::pair(-1, -1)}) {
+        EXPECT_THROW(floats.Resize(width, height), std::bad_array_new_length);
+        EXPECT_EQ(floats(2, 1), KxVec3f(2.0F, 1.0F, 0.0F));
+    }
 }
 
 TEST(GeometryTags, EveryBitOfACoordinateIsCarried) {

@@ -38,6 +38,7 @@ TABLE = [
     Row("KxN::KxVersion", "{m_number}"),
     Row("KxN::KxResId", "text {m_id}"),
     Row("KxN::KxAngle", "{m_degrees} degrees"),
+    Row("KxN::KxGuid", "{m_guid:guid}"),
     Row("KxN::KxColor", "{m_value:hex}"),
     Row("KxN::KxFileSpec", "{m_name}, {m_size} bytes"),
     Row("KxN::KxTSmartPointer<*>", "{m_object}"),
@@ -55,7 +56,7 @@ TABLE = [
     Row("KxN::KxTMap<*>", "{m_count} pairs",
         Buckets("m_buckets.m_data", "m_buckets.m_count", "next", "key", "value", "m_count")),
     Row("KxN::KxT2dArray<*>", "{m_height} rows of {m_width}", Grid("m_values.m_data", "m_height", "m_width")),
-    Row("KxN::KxCompactArray<*>", "{m_size} elements, {m_blocks.m_count} blocks"),
+    Row("KxN::KxCompactArray<*>", "{m_used} of {m_size} elements", Array("m_dense.m_data", "m_used")),
     # vectors, matrices, histograms
     *[Row("KxN::KxVec2" + kind, "({m_values[0]}, {m_values[1]})") for kind in "sifd"],
     *[Row("KxN::KxVec3" + kind, "({m_values[0]}, {m_values[1]}, {m_values[2]})") for kind in "ifd"],
@@ -79,6 +80,8 @@ TABLE = [
     Row("KxN::STag32", "id {id}, version {version}, {dataSize} bytes at {dataAddress}, next {nextTag}"),
     Row("KxN::KxTTag<*>", "id {m_image.id}, version {m_image.version}: {m_value}"),
     Row("KxN::KxStringTag", "id {m_image.id}, version {m_image.version}: {m_text}"),
+    *[Row("KxN::KxVec" + kind + "Tag", "id {m_image.id}, version {m_image.version}: {m_value}")
+      for kind in ("2s", "2d", "3f", "3d", "2sArray", "3iArray", "3fArray", "3dArray", "3dList", "3f2dArray", "3d2dArray")],
     Row("KxN::KxTag", "id {m_image.id}, version {m_image.version}"),
     # exceptions
     Row("KxN::CFileException", "cause {m_cause}, system error {m_osError}, {m_fileName}"),
@@ -86,7 +89,11 @@ TABLE = [
     Row("KxN::KxDirEntryException", "{m_path}, system error {m_code}"),
     Row("KxN::KxDllException", "{m_name}: {m_reason}, system error {m_code}"),
     Row("KxN::KxVersionException", "{m_name}: version {m_found}, needed {m_needed}"),
-    Row("KxN::KxException", "{m_message}"),
+    Row("KxN::KxException", "{m_message} from {m_srcFileName}, line {m_srcLine}"),
+    Row("KxN::COleException", "code {m_code}"),
+    Row("KxN::CMemoryException", "no memory"),
+    Row("KxN::CInvalidArgException", "an argument that cannot be"),
+    Row("KxN::CException", "an exception without a text"),
 ]
 
 
@@ -132,8 +139,8 @@ def text_of(value):
 
 
 def date_of(value, owner):
-    """Days since 1899-12-30 as a date and a time; the fraction counts away from zero."""
-    days, time = int(float(value)), abs(float(value)) % 1
+    """Days since 1899-12-30 as a date and a time, in hundredths of a second."""
+    days, hundredths = divmod(round(float(value) * 8640000), 8640000)
     parts = []
     try:
         if owner["m_hasDate"]:
@@ -141,7 +148,6 @@ def date_of(value, owner):
     except OverflowError:
         return "<no date>"
     if int(owner["m_time"]) == 1:
-        hundredths = round(time * 8640000)
         parts.append("%02d:%02d:%05.2f" % (hundredths // 360000, hundredths // 6000 % 60, hundredths % 6000 / 100))
     return " ".join(parts) or "<not set>"
 
@@ -150,6 +156,9 @@ def shown(value, form, owner):
     """A member within the text of its owner."""
     if form == "date":
         return date_of(value, owner)
+    if form == "guid":
+        last = "".join("%02x" % int(value["Data4"][i]) for i in range(8))
+        return "%08x-%04x-%04x-%s-%s" % (*(int(value["Data%d" % i]) for i in (1, 2, 3)), last[:4], last[4:])
     if form == "hex":
         return "0x%08x" % int(value)
     if str(value.type.strip_typedefs().unqualified()).startswith("std::__cxx11::basic_string<"):
@@ -281,7 +290,7 @@ def natvis():
              "<!-- Made from the table in hbtools_gdb.py: change it there. -->",
              '<AutoVisualizer xmlns="http://schemas.microsoft.com/vstudio/debugger/natvis/2010">']
     for row in TABLE:
-        text = row.text.replace(":date}", "} days since 1899-12-30").replace(":hex}", ",x}")
+        text = row.text.replace(":date}", "} days since 1899-12-30").replace(":hex}", ",x}").replace(":guid}", "}")
         lines.append('  <Type Name="%s">' % name(row))
         lines.append("    <DisplayString>%s</DisplayString>" % text)
         items = row.items

@@ -3,6 +3,7 @@
 #include "TextFile.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -48,10 +49,13 @@ bool IsUtf8(std::string_view bytes) {
 }  // namespace
 
 bool TextFile::Read() {
-    std::ifstream in(m_fileName, std::ios::binary);
+    std::error_code ignored;
+    std::ifstream in;
+    if (std::filesystem::is_regular_file(m_fileName, ignored))
+        in.open(m_fileName, std::ios::binary);  // a pipe would wait
     std::string content;
-    if (in) content.assign(std::istreambuf_iterator<char>(in), {});
-    if (in && !in.bad()) return Parse(content);
+    if (in.is_open()) content.assign(std::istreambuf_iterator<char>(in), {});
+    if (in.is_open() && !in.bad()) return Parse(content);
     std::cerr << m_fileName << ": error: cannot be read\n";
     return false;
 }

@@ -22,8 +22,9 @@
 #include "hbtools/base/syPlaceholders.h"
 
 #include <cstdio>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
+#include <random>
 #include <vector>
 
 namespace {
@@ -38,13 +39,24 @@ bool IsLanguage(std::string_view text) {
     return text.size() == 3 && IsSymbol(text) && text.find('_') == text.npos;
 }
 
+/// Puts a new file in the place of the old one, and of what a link stands for; nothing but a file is replaced.
 int Write(std::string const& outName, std::string const& content) {
-    std::string const partName = outName + ".part";
-    std::ofstream out(partName, std::ios::binary | std::ios::trunc);
-    out << content;
-    out.close();
-    if (out && std::rename(partName.c_str(), outName.c_str()) == 0) return 0;
-    std::remove(partName.c_str());
+    namespace fs = std::filesystem;
+    std::error_code error, ignored;
+    fs::path const target = fs::is_symlink(outName, ignored) ? fs::weakly_canonical(outName, error) : fs::path(outName);
+    fs::file_status const old = fs::status(target, ignored);
+    std::string const partName = target.string() + '.' + std::to_string(std::random_device()()) + ".part";
+    // Nobody else's: it must be new.
+    std::FILE* const out =
+        !error && (!fs::exists(old) || fs::is_regular_file(old)) ? std::fopen(partName.c_str(), "wbx") : nullptr;
+    if (out) {
+        bool isWhole = std::fwrite(content.data(), 1, content.size(), out) == content.size();
+        isWhole = std::fclose(out) == 0 && isWhole;
+        if (fs::exists(old)) fs::permissions(partName, old.permissions(), error);
+        if (isWhole && !error) fs::rename(partName, target, error);
+        if (isWhole && !error) return 0;
+        std::remove(partName.c_str());
+    }
     std::cerr << outName << ": error: cannot be written\n";
     return 1;
 }

@@ -3,6 +3,7 @@
 #include "base/posix/syDescriptor.h"
 
 #include "base/posix/sySizeSignal.h"
+#include "base/posix/syStopPoint.h"
 
 #include <algorithm>
 #include <array>
@@ -38,6 +39,15 @@ auto Repeat(Call call) {
     return result;
 }
 
+/// Where a thread that only writes can be stopped and ended: between two calls it has nothing that others wait for.
+void StopIfAwaited() noexcept {
+    if (!t_isAwaited) [[likely]]
+        return;
+    int const error = errno;
+    StopNow();
+    errno = error;
+}
+
 /// Writes all of it; `put` is the system call for one part: it gets the part's begin and its length.
 template <class Put>
 int WriteParts(void const* data, std::size_t count, Put put) {
@@ -45,6 +55,7 @@ int WriteParts(void const* data, std::size_t count, Put put) {
     for (std::size_t done = 0; done < count;) {
         ssize_t const part =
             Repeat([&] { return put(static_cast<char const*>(data) + done, std::min(count - done, callLimit)); });
+        StopIfAwaited();
         if (part < 0) return errno;
         if (part == 0) return EIO;
         done += static_cast<std::size_t>(part);
@@ -78,14 +89,23 @@ bool Lock(int number) {
 
 /// Removes a part file that nobody holds any more. Anything but a regular file of that user or our own stays.
 void RemoveIfLeft(std::string const& path, uid_t owner) {
-    Descriptor const left(
-        Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+    Descriptor const left(AboveStandard(
+        Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); })));
     struct stat status;
     if (!left.IsOpen() || ::fstat(left.GetNumber(), &status) != 0 || !S_ISREG(status.st_mode)) return;
     if ((status.st_uid == owner || status.st_uid == ::geteuid()) && Lock(left.GetNumber())) ::unlink(path.c_str());
 }
 
 }  // namespace
+
+int AboveStandard(int number) noexcept {
+    if (number < 0 || number > STDERR_FILENO) return number;
+    int const moved = ::fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    int const error = errno;
+    ::close(number);
+    errno = error;
+    return moved;
+}
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
     if (this != &other) {
@@ -113,7 +133,7 @@ int Descriptor::Open(std::string const& path, unsigned flags) {
     system |= (flags & write) == 0 ? O_RDONLY : (flags & read) != 0 ? O_RDWR : O_WRONLY;
     if (flags & create) system |= O_CREAT;
     if (flags & append) system |= O_APPEND;
-    Descriptor opened(Repeat([&] { return ::open(path.c_str(), system, 0666); }));
+    Descriptor opened(AboveStandard(Repeat([&] { return ::open(path.c_str(), system, 0666); })));
     if (!opened.IsOpen()) return errno;
     struct stat status;
     if (::fstat(opened.m_number, &status) != 0) return errno;
@@ -206,7 +226,9 @@ int Descriptor::SetLength(unsigned long long length) {
 
 int Descriptor::Sync() {
     // Never again after a failure: the system reports a lost page once only.
-    return Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
+    int const error = Repeat([&] { return ::fsync(m_number); }) == 0 ? 0 : errno;
+    StopIfAwaited();
+    return error;
 }
 
 namespace {
@@ -253,19 +275,20 @@ FileStamp StampOf(std::string const& path) {
     FileStamp stamp;
     struct stat status;
     if (::stat(path.c_str(), &status) != 0) return stamp;
-    auto const nanoseconds = [](timespec const& time) { return time.tv_sec * 1'000'000'000LL + time.tv_nsec; };
     stamp.exists = true;
     stamp.device = status.st_dev;
     stamp.number = status.st_ino;
     stamp.size = status.st_size;
-    stamp.modified = nanoseconds(status.st_mtim);
-    stamp.changed = nanoseconds(status.st_ctim);
+    stamp.modified = {status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+    stamp.changed = {status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
     // File times move in steps of some milliseconds; where they have no fractions, of one or two seconds. A time that is
     // still to come, by another clock or by ours before it was set back, tells no age: reading again costs little.
-    long long const step = stamp.changed % 1'000'000'000 == 0 ? 2'000'000'000 : 50'000'000;
-    stamp.isYoung = nanoseconds(now) - stamp.changed < step;
+    double const step = stamp.changed.nanoseconds == 0 ? 2 : 0.05;
+    double const age = static_cast<double>(now.tv_sec) - static_cast<double>(stamp.changed.seconds) +
+                       static_cast<double>(now.tv_nsec - stamp.changed.nanoseconds) / 1e9;
+    stamp.isYoung = age < step;
     return stamp;
 }
 
@@ -334,13 +357,18 @@ int PartFile::Create(std::string const& target, LeftParts& left) {
             Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
         if (number < 0 && errno != EEXIST) return errno;
         if (number < 0) continue;
-        m_file = Descriptor(number);
+        m_file = Descriptor(AboveStandard(number));
         m_path = std::move(path);  // without memory, or the file would stay
+        if (!m_file.IsOpen()) {
+            int const error = errno;
+            Discard();
+            return error;
+        }
         // Before it was locked, another save of this target may have taken it for one that was left. Where the file system
         // knows no locks, nobody gets one.
-        bool const isLocked = Lock(number) || errno != EWOULDBLOCK;
+        bool const isLocked = Lock(m_file.GetNumber()) || errno != EWOULDBLOCK;
         struct stat status;
-        if (isLocked && ::fstat(number, &status) == 0 && status.st_nlink > 0) {
+        if (isLocked && ::fstat(m_file.GetNumber(), &status) == 0 && status.st_nlink > 0) {
             m_target = target;
             return 0;
         }
@@ -360,7 +388,7 @@ int PartFile::PutInPlace(bool replace) {
 }
 
 int PartFile::Place(bool replace) {
-    Descriptor const lock(::fcntl(m_file.GetNumber(), F_DUPFD_CLOEXEC, 0));  // until it is in place
+    Descriptor const lock(::fcntl(m_file.GetNumber(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));  // until it is in place
     int error = m_file.Close();
     if (error == 0) {
         error = !replace ? RenameNew(m_path, m_target) : ::rename(m_path.c_str(), m_target.c_str()) == 0 ? 0 : errno;
@@ -377,6 +405,17 @@ void PartFile::Discard() noexcept {
     m_file.Close();
     if (!m_path.empty()) ::unlink(m_path.c_str());
     m_path.clear();
+}
+
+UpdateLock::UpdateLock(std::string const& target) {
+    std::string file;
+    std::string const folder = DirectoryOf(ResolveLinks(target, file) == 0 ? file : target);
+    m_folder =
+        Descriptor(AboveStandard(Repeat([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })));
+    constexpr int numTries = 1000;
+    constexpr timespec pause{0, 2000000};
+    for (int i = 1; m_folder.IsOpen() && !Lock(m_folder.GetNumber()) && errno == EWOULDBLOCK && i < numTries; ++i)
+        ::nanosleep(&pause, nullptr);
 }
 
 int RenameNew(std::string const& from, std::string const& to) {
@@ -427,7 +466,7 @@ void WriteToStandardError(std::string_view text) noexcept {
 }
 
 int SyncDirectory(std::string const& path) {
-    int const number = Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+    int const number = AboveStandard(Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (number < 0) return errno == EACCES ? 0 : errno;  // one that may be written but not read cannot be flushed
     Descriptor directory(number);
     int const error = directory.Sync();

@@ -12,6 +12,10 @@
 
 namespace KxN::detail {
 
+/// The same file under a number above those of standard input, output and error: a program may have been started without
+/// them, and what is meant for them must not go into a file. Closes the given one; -1 and errno if there is no number left.
+int AboveStandard(int number) noexcept;
+
 class Descriptor {
 public:
     /// How to open; the sum of what applies.
@@ -57,21 +61,26 @@ private:
     int m_number = -1;
 };
 
-/// What tells one state of a file from the next.
+/// What tells one state of a file from the next. Times may be any: who may change a file may set them.
 struct FileStamp {
+    struct Moment {
+        long long seconds = 0;  // since 1970
+        long nanoseconds = 0;
+        bool operator==(Moment const&) const = default;
+    };
     bool exists = false;
     unsigned long long device = 0;
     unsigned long long number = 0;
     long long size = 0;
-    long long modified = 0;  // nanoseconds
-    long long changed = 0;
+    Moment modified;
+    Moment changed;
     /// So young that another write may leave the very same stamp.
     bool isYoung = false;
 
     bool operator==(FileStamp const&) const = default;
 };
 
-/// The stamp of what is there; one that does not exist if nothing is.
+/// The stamp of what is there; one that does not exist if nothing is, with the reason in errno.
 FileStamp StampOf(std::string const& path);
 
 /// Reads a whole file. EFBIG if it is longer than `most` bytes.
@@ -115,6 +124,17 @@ private:
     std::string m_target;
     std::string m_path;
     Descriptor m_file;
+};
+
+/// While one lives, no other thread or process that asks for one too changes a file of that folder: for those that read a
+/// file, change what they read and replace the file. Nobody is kept for ever: who gets no lock within two seconds, may not
+/// read the folder, or is on a file system without locks goes on without.
+class UpdateLock {
+public:
+    explicit UpdateLock(std::string const& target);
+
+private:
+    Descriptor m_folder;  // the lock ends with it
 };
 
 /// Renames a file unless the new name is taken: EEXIST.

@@ -44,8 +44,7 @@ int CopyBytes(Descriptor& from, Descriptor& to) {
         if (copied < 0 && errno == EINTR) continue;
         if (copied < 0 && !begun) break;
         if (copied < 0) return errno;
-        if (copied == 0 && begun) return 0;
-        if (copied == 0) break;  // an empty file, or one whose size the system does not know
+        if (copied == 0) break;  // at the end, unless it is a file whose size the system does not know
         begun = true;
     }
     constexpr std::size_t size = 256 * 1024;

@@ -82,12 +82,14 @@ int NoteBusyCode(dl_phdr_info* info, std::size_t, void*) {
 
 /// On processors with wide registers these stand among their like, and none of those saves a register on the stack.
 void NoteLeafCode() {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // whose own ones do save registers
     if (!__builtin_cpu_supports("avx2")) return;
     constexpr std::uintptr_t length = 1024;
     std::uintptr_t const begins[] = {
         reinterpret_cast<std::uintptr_t>(&std::memset), reinterpret_cast<std::uintptr_t>(&std::memcpy),
         reinterpret_cast<std::uintptr_t>(&std::memmove), reinterpret_cast<std::uintptr_t>(&std::memcmp)};
     for (std::size_t i = 0; i < std::size(begins); ++i) g_leafCode[i] = {begins[i], begins[i] + length};
+#endif
 }
 
 int SignalNumber() {

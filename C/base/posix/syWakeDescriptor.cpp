@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "syWakeDescriptor.h"
 
+#include "base/posix/syDescriptor.h"
+
 #include "hbtools/base/syObject.h"
 
 #include <cerrno>
@@ -13,9 +15,9 @@
 namespace KxN::detail {
 
 WakeDescriptor::WakeDescriptor()
-    : m_all(::epoll_create1(EPOLL_CLOEXEC)),
-      m_event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
+    : m_all(AboveStandard(::epoll_create1(EPOLL_CLOEXEC))),
+      m_event(AboveStandard(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))),
+      m_timer(AboveStandard(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))) {
     bool isWhole = m_all >= 0 && m_event >= 0 && m_timer >= 0;
     for (int const part : {m_event, m_timer}) {
         epoll_event event{};

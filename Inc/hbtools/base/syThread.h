@@ -12,6 +12,7 @@
 //   blocks there in one call of the system for some 15 ms. One that never leaves that code is not suspended at all.
 // - It is killed there only if it blocks likewise, or did not leave that code while it ran for a second; a lock of the
 //   C library that it then has is lost.
+// - A thread that writes files by this library is stopped and killed between two writes.
 // - Locks of the application's and of other libraries a suspended thread keeps, a killed one leaves locked.
 // - Out of reach is a thread that keeps the signal SIGRTMIN + 3 from itself for a second, or gives no answer for ten
 //   (a call of the system that nothing interrupts), and every thread while RLIMIT_SIGPENDING leaves no room for a signal.

@@ -72,11 +72,12 @@ public:
     /// a line on standard error. Clears pExceptionMgr if it points here.
     virtual ~KxExceptionManager();
 
-    /// Saves the log in one step; nothing when the backup timing is 3. @throws KxFileException, the former log stays
+    /// Saves the log in one step; nothing when the backup timing is 3. So that loading skips nothing, an empty group or text
+    /// is saved as "-", and an impossible date as that of the moment. @throws KxFileException, the former log stays
     virtual void SaveExcGrpLst();
     /// Adds the entries of the log file that pass the filters, up to the max error count, and saves at most once, at
     /// the end. Entries that lack a field, have an impossible date, or no group or text are skipped.
-    /// @throws KxFileException if the log is there but cannot be read, or saving fails
+    /// @throws KxFileException if the log is there but cannot be read or is a file of something else, or saving fails
     virtual void LoadExcGrpLst();
     /// Removes all entries from memory.
     virtual void ClearExceptionGroupList();

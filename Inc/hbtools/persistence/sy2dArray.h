@@ -7,19 +7,25 @@
 
 #include "hbtools/core/syArray.h"
 
+#include <limits>
+#include <new>
+
 namespace KxN {
 
 template <class T>
 class KxT2dArray {
 public:
     KxT2dArray() = default;
-    /// @pre width and height are not negative and their product is an int
+    /// @throws std::bad_array_new_length if a side is negative or the product is no int
     KxT2dArray(int width, int height) { Resize(width, height); }
 
     int Width() const { return m_width; }
     int Height() const { return m_height; }
     /// Changes the shape. Elements keep their index, not their column and row; new ones are default-constructed.
+    /// @throws std::bad_array_new_length as above; nothing is changed
     void Resize(int width, int height) {
+        if (width < 0 || height < 0 || (height > 0 && width > std::numeric_limits<int>::max() / height))
+            throw std::bad_array_new_length();
         m_values.Resize(width * height);
         m_width = width;
         m_height = height;
