@@ -48,6 +48,29 @@ constexpr std::array<NumberType, 10> numberTypes = {
     TypeOf<std::int32_t>(L"long"), TypeOf<std::uint32_t>(L"unsigned long"),
     TypeOf<float>(L"float"),       TypeOf<double>(L"double")};
 
+/// True if the class cannot be somebody else's or of a later version: its name has characters that no name has, is of this
+/// library, which has none of this name, or differs by one character from one that it has; or the version is too low.
+bool IsDamagedClass(SxObject const& object) {
+    std::wstring_view const name = object.className.View();
+    auto const isControl = [](wchar_t c) { return c < 0x20 || (c >= 0x7f && c < 0xa0); };
+    if (std::any_of(name.begin(), name.end(), isControl)) return true;
+    bool isKnown = false, isNear = false;
+    auto const compare = [&](std::wstring const& known) {
+        isKnown = isKnown || name == known;
+        if (name.size() != known.size()) return;
+        int differing = 0;
+        for (std::size_t i = 0; i < name.size(); ++i) differing += name[i] != known[i];
+        isNear = isNear || differing == 1;
+    };
+    std::wstring const own(ownPrefix);
+    compare(own + L"KxPropertyList");
+    compare(own + L"KxStringProperty");
+    for (NumberType const& type : numberTypes)
+        for (wchar_t const* family : {L"KxTProperty<", L"KxTBuf1DProperty<"}) compare(own + family + type.name + L'>');
+    if (isKnown) return object.version < ownVersion;
+    return isNear || name.starts_with(ownPrefix);
+}
+
 // Fills in kind, element and short name by the class.
 void TellClass(SxObject& object) {
     std::wstring_view name = object.className.View();
@@ -112,11 +135,13 @@ private:
     bool TakeHead(SxObject& object);
     bool TakeBody(SxObject& object);
     bool CheckName(SxObject const& object);
+    bool CheckUnknown(SxObject const& object);
 
     CFile& m_file;
     ULONGLONG m_end = 0;
     bool m_isDone = true;
     bool m_hasRoot = false;
+    ULONGLONG m_scanned = 0;  // bytes of bodies that were looked through
     std::vector<Level> m_open;
     std::set<std::uint32_t> m_numbers;     // of all images
     std::set<std::uint32_t> m_ownNumbers;  // of this one
@@ -275,6 +300,12 @@ bool KxObjectInspector::Walk::TakeObject(SxObject& object) {
     if (object.kind == ValueReference) return true;
     TellClass(object);
     if (object.kind == ValueUnknown) {
+        if (IsDamagedClass(object)) {
+            m_position = object.position;
+            return Fault(FaultObject, L"the object at %llu is of a class that cannot be: \"%s\", version %u",
+                         object.position, object.className, object.version);
+        }
+        if (!CheckUnknown(object)) return false;
         object.valuePosition = m_position;
         object.count = Room();
         m_position = m_end;
@@ -355,6 +386,36 @@ bool KxObjectInspector::Walk::CheckName(SxObject const& object) {
     m_position = object.position;
     return Fault(FaultObject, L"the property at %llu has the name of one before it in its list; readers refuse it",
                  object.position);
+}
+
+// Where a body of an unknown class ends is not known, but as many objects as the lists around it promise must stand behind its
+// begin: each has a class name. Names are looked for in blocks; those of objects within such bodies count too.
+bool KxObjectInspector::Walk::CheckUnknown(SxObject const& object) {
+    std::uint64_t promised = 0;
+    for (Level const& level : m_open) promised += level.left;
+    if (promised > 0) --promised;  // this one
+    if (promised == 0) return true;
+    constexpr std::string_view wide("c\0l\0a\0s\0s\0 \0", 12), narrow("class ");
+    std::uint64_t found = 0;
+    std::string block(1 << 16, '\0');
+    constexpr ULONGLONG mostPasses = 16;  // through the file, of all images together
+    if (m_scanned / mostPasses >= m_file.GetLength()) return true;
+    for (ULONGLONG position = m_position; position < m_end && found < promised;) {
+        block.resize(static_cast<std::size_t>(std::min<ULONGLONG>(1 << 16, m_end - position)));
+        block.resize(ReadAt(position, block.data(), block.size()));
+        if (block.empty()) break;
+        m_scanned += block.size();
+        for (std::string_view const front : {wide, narrow})
+            for (std::size_t at = block.find(front); at != std::string::npos; at = block.find(front, at + front.size()))
+                ++found;
+        if (position + block.size() >= m_end) break;
+        position += block.size() - std::min(block.size() - 1, wide.size() - 1);  // one may stand across the end
+    }
+    if (found >= promised) return true;
+    m_position = object.position;
+    return Fault(FaultObject,
+                 L"behind the object at %llu, whose class \"%s\" is unknown, %llu more are promised and %llu are there",
+                 object.position, object.className, promised, found);
 }
 
 KxString KxObjectInspector::Walk::Text(SxObjectText const& text, ULONGLONG longest) {

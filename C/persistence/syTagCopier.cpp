@@ -18,6 +18,7 @@ namespace {
 
 constexpr ULONGLONG formPosition = 30;  // of the form that a file header tells
 constexpr int ownForms = -1;
+constexpr ULONGLONG chainNowhere = ~0ULL;  // a link that no head was made for
 
 ULONGLONG HeadSize(bool isLong) {
     return isLong ? STag::fileSize : STag32::fileSize;
@@ -86,7 +87,8 @@ ULONGLONG KxTagCopier::Plan::RestOf(int record) const {
     ULONGLONG const end = source.image.dataAddress + source.extent;
     bool const isLeaf = m_firstChild[static_cast<std::size_t>(record) + 1] < 0;
     if (!isLeaf || source.isDamaged || m_hasNoRest[static_cast<std::size_t>(record)]) return 0;
-    return end < m_inspector.GetFileSize() ? end - EndOf(source) : 0;
+    bool const isCollection = source.kind >= PayloadVec2sArray && source.kind <= PayloadEmptyArray;
+    return isCollection || end < m_inspector.GetFileSize() ? end - EndOf(source) : 0;
 }
 
 // An object whose types are there and whose address is not.
@@ -291,6 +293,7 @@ void KxTagCopier::Plan::Drop(std::size_t number) {
 }
 
 TagFileState KxTagCopier::Plan::Convert(CFile& target, TagFormat format) {
+    m_source.SetShift(0, 0);
     TagFileState const state = m_inspector.Inspect();
     Begin();
     if (state != TagFileWhole) return state;
@@ -317,9 +320,45 @@ TagFileState KxTagCopier::Plan::Convert(CFile& target, TagFormat format) {
     return state;
 }
 
+// Where bytes are missing within the file, or too many, the heads behind them are off by one number. It is worth a try where
+// that brings back more records.
+TagFileState KxTagCopier::Plan::Recover() {
+    constexpr int mostTries = 4;  // each is a pass through the file
+    auto const numKept = [&] {
+        auto const& records = m_inspector.Records();
+        return std::count_if(records.begin(), records.end(),
+                             [](SxTagRecord const& r) { return !r.isDamaged || r.count > 0; });
+    };
+    ULONGLONG seam = ~0ULL;
+    LONGLONG shift = 0;
+    int tries = 0;
+    for (SxTagFault const& fault : m_inspector.Faults()) {
+        bool const isLost =
+            fault.kind == FaultDanglingLink || fault.kind == FaultNoRecord || fault.kind == FaultIntoRecord;
+        ULONGLONG found = 0;
+        LONGLONG by = 0;
+        if (!isLost || tries++ == mostTries) continue;
+        if (!detail::FindShift(m_source, fault.position + STag32::fileSize, fault.target, found, by) || found >= seam)
+            continue;
+        seam = found;
+        shift = by;
+    }
+    // Of a file whose begin is lost no fault tells a link.
+    if (m_inspector.Records().Size() == 0) detail::FindShift(m_source, 0, chainNowhere, seam, shift);
+    TagFileState const state = m_inspector.Recover();
+    if (shift == 0) return state;
+    auto const kept = numKept();
+    m_source.SetShift(seam, shift);
+    TagFileState const shifted = m_inspector.Recover();
+    if (numKept() > kept) return shifted;
+    m_source.SetShift(0, 0);
+    return m_inspector.Recover();
+}
+
 TagFileState KxTagCopier::Plan::Repair(CFile& target) {
+    m_source.SetShift(0, 0);
     TagFileState state = m_inspector.Inspect();
-    if (state != TagFileWhole) state = m_inspector.Recover();
+    if (state != TagFileWhole) state = Recover();
     Begin();
     if (state == TagFileForeign || (m_inspector.Records().Size() == 0 && m_inspector.GetStartPosition() == 0))
         return TagFileForeign;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "hbtools/persistence/syTagCopier.h"
+#include "persistence/syTagShift.h"
 
 #include <map>
 #include <vector>
@@ -14,12 +15,12 @@ namespace KxN {
 
 class KxTagCopier::Plan {
 public:
-    explicit Plan(CFile& source) : m_source(source), m_inspector(&source) {}
+    explicit Plan(CFile& source) : m_source(source), m_inspector(&m_source) {}
 
     TagFileState Convert(CFile& target, TagFormat format);
     TagFileState Repair(CFile& target);
 
-    CFile& m_source;
+    detail::ShiftedFile m_source;
     KxTagInspector m_inspector;
     KxTDynArray<SxTagLoss> m_losses;
     int m_numCopied = 0;
@@ -40,6 +41,7 @@ private:
 
     SxTagRecord const& RecordOf(Item const& item) const { return m_inspector.Records()[item.record]; }
     bool IsKept(int record) const { return m_isKept[static_cast<std::size_t>(record)]; }
+    TagFileState Recover();
     void Begin();
     void DropDamaged();
     void DropOverlapping();
@@ -59,6 +61,7 @@ private:
     TagPayloadKind ExpectedKind(Item const& item) const;
     void Drop(std::size_t item);
     void FindLosses();
+    void TellShift(std::vector<SxTagLoss>& losses) const;
     KxString ReasonOf(int record, std::map<ULONGLONG, int> const& faults) const;
 
     std::vector<Item> m_items;

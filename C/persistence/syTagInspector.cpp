@@ -5,6 +5,7 @@
 #include "hbtools/base/syLimits.h"
 #include "persistence/syInnerTags.h"
 #include "persistence/syTagRecord.h"
+#include "persistence/syTagShift.h"
 #include "persistence/syTagWalk.h"
 
 #include <algorithm>
@@ -15,12 +16,16 @@ namespace {
 
 constexpr ULONGLONG fileHeaderSize = 512;
 constexpr std::uint16_t fileHeaderMark = 0x4949;
+constexpr std::size_t mostIds = 1 << 16;  // that are remembered
 
 }  // namespace
 
 TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_records.Clear();
     m_faults.Clear();
+    m_remarks.Clear();
+    m_levelIds.clear();
+    m_plainIds.clear();
     m_levels.clear();
     m_visited.clear();
     m_deferred.clear();
@@ -30,6 +35,7 @@ TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
     m_hasVisited = m_hasVisited || m_growth == Growth::followed;
     m_emptyFrom = m_emptyTo = 0;
     m_size = m_file.GetLength();
+    m_shifted = dynamic_cast<detail::ShiftedFile const*>(&m_file);
     m_budget = detail::MostRecords(m_file);
     m_steps = 4 * m_budget;
     m_start = m_reached = 0;
@@ -70,29 +76,14 @@ bool KxTagInspector::Walk::FindStart() {
         detail::Load<std::uint16_t>(bytes + 4) == fileHeaderSize) {
         m_start = m_reached = fileHeaderSize;
         if (m_size == fileHeaderSize || detail::IsRecordAt(m_file, m_start, m_size)) return true;
-        if (m_size > fileHeaderSize && !IsCutRecord(m_start)) return false;
-    } else if (!IsCutRecord(0)) {
+        if (m_size > fileHeaderSize && !detail::IsCutRecordAt(m_file, m_start)) return false;
+    } else if (!detail::IsCutRecordAt(m_file, 0)) {
         return false;
     }
     Fault(FaultTruncated, m_start, 0, m_size - std::min(m_start, m_size),
           L"the file ends after %llu bytes; a record of at least %u bytes was expected at %llu", m_size,
           STag32::fileSize, m_start < m_size ? m_start : m_size);
     return false;
-}
-
-// True if what stands at the position up to the end of the file can be the front of a record's head.
-bool KxTagInspector::Walk::IsCutRecord(ULONGLONG position) const {
-    BYTE bytes[STag::fileSize] = {};
-    m_file.Seek(static_cast<LONGLONG>(position), CFile::begin);
-    UINT const got = m_file.Read(bytes, sizeof bytes);
-    bool const isLong = got >= 6 && (bytes[5] & 0x80) != 0;
-    UINT const addressOffset = isLong ? 14 : 10;
-    UINT const headSize = isLong ? STag::fileSize : STag32::fileSize;
-    if (got >= headSize) return false;
-    std::uint64_t const expected = position + headSize;
-    for (UINT i = addressOffset; i < got && i < addressOffset + (isLong ? 8 : 4); ++i)
-        if (bytes[i] != static_cast<BYTE>(expected >> (8 * (i - addressOffset)))) return false;
-    return true;
 }
 
 // One record of a chain, its payload, and the link to the next.
@@ -127,7 +118,7 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
     --m_budget;
     if (detail::IsRecordAt(m_file, position, m_size)) {
         record.isLongForm = detail::ReadRecord(m_file, position, record.image) == STag::fileSize;
-    } else if (m_size - position < STag32::fileSize || IsCutRecord(position)) {
+    } else if (m_size - position < STag32::fileSize || detail::IsCutRecordAt(m_file, position)) {
         Fault(FaultTruncated, position, 0, m_size - position,
               L"the file ends inside the head of a record at %llu: %llu bytes are there", position, m_size - position);
         Reached(m_size);
@@ -147,8 +138,9 @@ bool KxTagInspector::Walk::TakeRecord(Level& level, SxTagRecord& record) {
         }
         record.isLongForm = isLong;
         ULONGLONG const behind = position + (isLong ? STag::fileSize : STag32::fileSize);
+        // Zeros in the place of a head look like the last record of a level.
         bool const linkIsSound =
-            record.image.nextTag == 0 ||
+            (record.image.nextTag == 0 && record.image.dataAddress != 0) ||
             (record.image.nextTag > position && detail::IsRecordAt(m_file, record.image.nextTag, m_size));
         if (!linkIsSound || behind > level.end) {
             Fault(FaultNoRecord, source, position, level.end - std::min(position, level.end),
@@ -270,6 +262,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     ULONGLONG const payloadLimit = PayloadLimit(image.dataAddress, limit);
     detail::PayloadFinding finding = detail::FindPayload(m_file, image, payloadLimit, m_budget, m_objects);
     RejectCut(m_records[number], finding);
+    RejectShifted(image, finding);
     if (finding.fault.Len() > 0)
         Fault(finding.faultKind, position, finding.target, finding.lostBytes, L"the record at %llu: %s", position,
               finding.fault);
@@ -283,8 +276,13 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         TakeLeft(number, limit, finding);
         return;
     }
+    if (finding.bodyBegin > 0 && image.nextTag == 0 && !m_isMended) {
+        // Only its class knows where the body ends; a record that stands there is none of it.
+        finding.size = FindSoundHead(finding.bodyBegin, limit) - image.dataAddress;
+        record.payloadSize = finding.size;
+    }
     ULONGLONG const nested = image.dataAddress + finding.size;
-    Reached(nested);
+    Reached(finding.hasLeftOver ? limit : nested);
     if (m_isRecovering) {
         m_taken[position] = nested;
         m_levels.back().reached = std::max(m_levels.back().reached, std::min(nested, m_size));
@@ -295,6 +293,10 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     bool const isNeighbour = m_links.contains(nested);
     if (isNeighbour || !detail::IsRecordAt(m_file, nested, limit)) {
         record.extent = std::min(record.extent, payloadLimit - std::min(image.dataAddress, payloadLimit));
+        bool const isCollection = finding.kind >= PayloadVec2sArray && finding.kind <= PayloadEmptyArray;
+        if (isCollection && limit == m_size && !finding.hasLeftOver)
+            record.extent = finding.size;  // the rest is a trail
+        if (image.dataSize == 4 && image.nextTag != 0 && m_plainIds.size() < mostIds) m_plainIds.insert(image.id);
         return;
     }
     if (m_hasVisited && m_visited.contains(nested)) return;  // a chain that runs backward ends where it came from
@@ -304,8 +306,69 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
         Reached(limit);
         return;
     }
+    if (image.nextTag == 0 && !m_isMended && !MayHaveLevel(record)) {
+        GoOnUnlinked(number, nested);
+        return;
+    }
     record.hasLevel = true;
+    if (finding.kind != PayloadNone && image.nextTag != 0 && m_levelIds.size() < mostIds) m_levelIds.insert(image.id);
     m_levels.push_back({nested, limit, number, record.depth + 1, -1, nested, PromisedEnd(record), m_isMended});
+}
+
+// Whether what stands behind the payload of the last record of a level is a level below it. Any record may have one, but as a
+// rule it is a marker, or a number that tells records of one id apart. Otherwise it is a neighbour: the link to it was
+// never written, or is lost.
+bool KxTagInspector::Walk::MayHaveLevel(SxTagRecord const& record) {
+    constexpr std::uint32_t mostNumerated = 1 << 24;  // nobody counts up to there; floats are greater
+    if (record.kind == PayloadNone || record.kind == PayloadGraphObject) return true;
+    if (m_levelIds.contains(record.image.id)) return true;
+    if (m_plainIds.contains(record.image.id)) return false;
+    std::uint32_t number = mostNumerated;
+    m_file.Seek(static_cast<LONGLONG>(record.image.dataAddress), CFile::begin);
+    if (record.image.dataSize != sizeof number || m_file.Read(&number, sizeof number) != sizeof number ||
+        number >= mostNumerated)
+        return false;
+    SxTagFault remark;
+    remark.kind = FaultUnlinked;
+    remark.position = record.image.dataAddress + record.payloadSize;
+    remark.target = record.position;
+    remark.text.SPrintf(
+        L"the record at %llu is taken for the first of a level below the number at %llu; if it is none, the link to it "
+        L"is lost",
+        remark.position, remark.target);
+    m_remarks.Add(remark);
+    return true;
+}
+
+// A record that no link leads to becomes the next of a level that ends in front of it: a level whose parent has a link ends
+// where that leads. Within a level there are more links that can be lost than at its end; but one that is what a parent is,
+// by its id or as a marker, rather is that one's neighbour.
+void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
+    auto const isMarker = [](TagPayloadKind kind) { return kind == PayloadNone || kind == PayloadGraphObject; };
+    STag next;
+    detail::ReadRecord(m_file, position, next);
+    bool const isNextMarker =
+        next.dataSize == 0 && (next.dataAddress >= m_size ||
+                               (!IsInnerAt(next.dataAddress) && detail::IsRecordAt(m_file, next.dataAddress, m_size)));
+    constexpr std::size_t mostParents = 64;  // that are looked at; a file may have thousands around each record
+    std::size_t open = m_levels.size() - 1;
+    std::size_t const outermost = open - std::min(open, mostParents);
+    for (std::size_t i = open; i > outermost && m_levels[i].parent >= 0 && m_levels[i - 1].next == chainEnd; --i) {
+        SxTagRecord const& parent = m_records[m_levels[i].parent];
+        if (parent.image.nextTag != 0 || next.id == m_records[number].image.id) break;
+        if (next.id != parent.image.id && !(isNextMarker && isMarker(parent.kind))) continue;
+        open = i - 1;
+        break;
+    }
+    SxTagRecord& record = m_records[number];
+    record.extent = record.payloadSize;
+    m_levels[open].next = position;
+    m_levels[open].source = number;
+    Fault(
+        FaultUnlinked, position, record.position, m_levels[open].end - position,
+        L"no link leads to the record at %llu, which stands right behind the one at %llu; readers of its level do not "
+        L"come to it",
+        position, record.position);
 }
 
 // Backward links can lead two chains to the same bytes.
@@ -354,6 +417,10 @@ KxTDynArray<SxTagRecord> const& KxTagInspector::Records() const {
 
 KxTDynArray<SxTagFault> const& KxTagInspector::Faults() const {
     return m_walk->m_faults;
+}
+
+KxTDynArray<SxTagFault> const& KxTagInspector::Remarks() const {
+    return m_walk->m_remarks;
 }
 
 ULONGLONG KxTagInspector::GetStartPosition() const {
@@ -417,9 +484,9 @@ wchar_t const* KxxPayloadKindName(TagPayloadKind kind) {
 
 wchar_t const* KxxTagFaultName(TagFaultKind kind) {
     static wchar_t const* const names[] = {
-        L"truncated",         L"dangling link",   L"cycle",         L"backward link",    L"link into a record",
-        L"link to no record", L"wrong address",   L"short payload", L"impossible count", L"overlap",
-        L"trailing bytes",    L"nested too deep", L"refused object"};
+        L"truncated",         L"dangling link",   L"cycle",          L"backward link",        L"link into a record",
+        L"link to no record", L"wrong address",   L"short payload",  L"impossible count",     L"overlap",
+        L"trailing bytes",    L"nested too deep", L"refused object", L"record without a link"};
     return names[kind];
 }
 

@@ -6,6 +6,7 @@
 #include "persistence/syTagCopyPlan.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 
 namespace KxN {
@@ -61,6 +62,25 @@ KxString KxTagCopier::Plan::ReasonOf(int number, std::map<ULONGLONG, int> const&
     return text;
 }
 
+// Ranges are told as they are in the source. What does not stand there is no range.
+void KxTagCopier::Plan::TellShift(std::vector<SxTagLoss>& losses) const {
+    LONGLONG const shift = m_source.Shift();
+    if (shift == 0) return;
+    for (SxTagLoss& loss : losses) {
+        loss.begin = m_source.ToSource(loss.begin);
+        loss.end = m_source.ToSource(loss.end);
+    }
+    std::erase_if(losses, [](SxTagLoss const& loss) { return !loss.isRecord && loss.begin == loss.end; });
+    SxTagLoss loss;
+    loss.end = m_source.ToSource(m_source.HoleEnd());
+    loss.begin = shift > 0 ? loss.end : loss.end - static_cast<ULONGLONG>(-shift);
+    loss.text.SPrintf(
+        L"%llu bytes %s in front of %llu, as all heads behind it say; records are told at the positions that "
+        L"their heads say",
+        static_cast<ULONGLONG>(std::abs(shift)), KxString(shift > 0 ? L"are missing" : L"are too many"), loss.end);
+    losses.push_back(loss);
+}
+
 void KxTagCopier::Plan::FindLosses() {
     auto const& records = m_inspector.Records();
     ULONGLONG const size = m_inspector.GetFileSize();
@@ -111,9 +131,12 @@ void KxTagCopier::Plan::FindLosses() {
         SxTagLoss loss;
         loss.begin = range.begin;
         loss.end = range.end;
-        loss.text.SPrintf(L"%llu bytes belong to no record that can be told", range.end - range.begin);
+        loss.text.SPrintf(
+            L"%llu bytes belong to no record that can be told; how many records and points stood there is not known",
+            range.end - range.begin);
         losses.push_back(loss);
     }
+    TellShift(losses);
     std::stable_sort(losses.begin(), losses.end(),
                      [](SxTagLoss const& a, SxTagLoss const& b) { return a.begin < b.begin; });
     for (SxTagLoss const& loss : losses) m_losses.Add(loss);

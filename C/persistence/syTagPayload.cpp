@@ -162,21 +162,15 @@ bool LooksLikeInts(CFile& file, ULONGLONG position, LONGLONG count) {
     return ints > floats;
 }
 
-// The plain collections: a count, or width and height, and as many elements as the bytes hold exactly.
-PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
-    PayloadFinding finding;
-    ULONGLONG const size = end - record.dataAddress;
-    finding.size = size;
-    finding.kind = PayloadUnknown;
-    std::array<std::int32_t, 2> head{};
-    if (ReadUpTo(file, record.dataAddress, head.data(), static_cast<UINT>(std::min<ULONGLONG>(size, 8))) < 4)
-        return finding;
+// The collection that fills the bytes exactly.
+bool FitsExactly(CFile& file, STag const& record, ULONGLONG size, std::array<std::int32_t, 2> const& head,
+                 PayloadFinding& finding) {
     LONGLONG const count = head[0];
     ULONGLONG const room = size - 4;
     finding.count = count;
     if (count == 0 && room == 0) {
         finding.kind = PayloadEmptyArray;
-        return finding;
+        return true;
     }
     if (count > 0) {
         ULONGLONG const each = room / static_cast<ULONGLONG>(count);
@@ -185,34 +179,66 @@ PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
                            : each == 24                                         ? PayloadVec3dArray
                            : LooksLikeInts(file, record.dataAddress + 4, count) ? PayloadVec3iArray
                                                                                 : PayloadVec3fArray;
-            return finding;
+            return true;
         }
     }
-    if (size >= 8 && head[0] >= 0 && head[1] >= 0) {
-        LONGLONG const cells = static_cast<LONGLONG>(head[0]) * head[1];
-        for (auto [kind, each] : {std::pair{PayloadVec3d2dArray, 24}, std::pair{PayloadVec3f2dArray, 12}}) {
-            if (static_cast<ULONGLONG>(cells) != (size - 8) / static_cast<ULONGLONG>(each)) continue;
-            if ((size - 8) % static_cast<ULONGLONG>(each) != 0) continue;
-            finding.kind = kind;
-            finding.count = cells;
-            finding.width = head[0];
-            return finding;
-        }
+    if (size < 8 || head[0] < 0 || head[1] < 0) return false;
+    LONGLONG const cells = static_cast<LONGLONG>(head[0]) * head[1];
+    for (auto [kind, each] : {std::pair{PayloadVec3d2dArray, 24}, std::pair{PayloadVec3f2dArray, 12}}) {
+        if (static_cast<ULONGLONG>(cells) != (size - 8) / static_cast<ULONGLONG>(each)) continue;
+        if ((size - 8) % static_cast<ULONGLONG>(each) != 0) continue;
+        finding.kind = kind;
+        finding.count = cells;
+        finding.width = head[0];
+        return true;
     }
+    return false;
+}
+
+// The plain collections: a count, or width and height, and as many elements as the bytes hold exactly. The link of a record
+// tells where its payload ends at the latest; behind the last one of a level records may stand that no link leads to.
+PayloadFinding FindCollection(CFile& file, STag const& record, ULONGLONG end) {
+    PayloadFinding finding;
+    ULONGLONG const size = end - record.dataAddress;
+    finding.size = size;
+    finding.kind = PayloadUnknown;
+    std::array<std::int32_t, 2> head{};
+    if (ReadUpTo(file, record.dataAddress, head.data(), static_cast<UINT>(std::min<ULONGLONG>(size, 8))) < 4) {
+        finding.fault.SPrintf(L"the payload of %llu bytes has the shape of no kind", size);
+        finding.lostBytes = size;
+        return finding;
+    }
+    auto const shorter = [&](Followed followed) {
+        PayloadFinding const found = ShorterCollection(file, record.dataAddress, end, followed);
+        if (found.kind != PayloadUnknown) finding = found;
+        return found.kind != PayloadUnknown;
+    };
+    bool const isLast = record.nextTag == 0;
+    if (isLast && shorter(Followed::byRecord)) return finding;
+    if (isLast && head[0] == 0 && head[1] > 0 && shorter(Followed::byFront)) return finding;
+    if (FitsExactly(file, record, size, head, finding)) return finding;
+    if (!isLast && shorter(Followed::byRecord)) return finding;
+    if (isLast && shorter(Followed::byFront)) return finding;
+    LONGLONG const count = head[0];
+    ULONGLONG const room = size - 4;
+    finding.lostBytes = size;
     bool const atEnd = end == file.GetLength();
-    ULONGLONG const most = atEnd ? 24 : 4;  // only at the end of the file can the rest have been cut off
-    if (count < 0 || static_cast<ULONGLONG>(count) > room / most) {
-        finding.faultKind = count < 0 || static_cast<ULONGLONG>(count) > room / 4 ? FaultCount : FaultShortPayload;
+    bool const isCutGrid = atEnd && size >= 8 && head[0] >= 0 && head[1] >= 0 &&
+                           static_cast<ULONGLONG>(head[0]) * static_cast<ULONGLONG>(head[1]) > size / 12 &&
+                           LooksLikeGrid(file, record.dataAddress, end);
+    if (isCutGrid && static_cast<ULONGLONG>(count) <= room / 24) {
+        finding.faultKind = FaultShortPayload;
+        finding.fault.SPrintf(L"the payload of %llu bytes is too short for %d x %d points", size, head[0], head[1]);
+    } else if (!isCutGrid && shorter(Followed::byElements)) {
+        return finding;
+    } else {
+        // Only at the end of the file can the rest have been cut off.
+        bool const isShort = atEnd && count > 0 && static_cast<ULONGLONG>(count) > room / 24;
+        finding.faultKind = isShort && static_cast<ULONGLONG>(count) <= room / 4 ? FaultShortPayload : FaultCount;
         finding.fault.SPrintf(
             L"the payload of %llu bytes has the shape of no kind; as an array it promises %lld elements, "
             L"which are at least %lld bytes",
             size, count, count < 0 ? 0LL : count * 4 + 4);
-        finding.lostBytes = size;
-    } else if (atEnd && size >= 8 && static_cast<ULONGLONG>(head[0]) * static_cast<ULONGLONG>(head[1]) > size / 12 &&
-               LooksLikeGrid(file, record.dataAddress, end)) {
-        finding.faultKind = FaultShortPayload;
-        finding.fault.SPrintf(L"the payload of %llu bytes is too short for %d x %d points", size, head[0], head[1]);
-        finding.lostBytes = size;
     }
     finding.count = 0;
     return finding;
@@ -224,7 +250,9 @@ PayloadFinding FindImage(STag const& record, ULONGLONG end, ULONGLONG& budget, K
     PayloadFinding finding;
     finding.kind = PayloadImage;
     objects.Begin(record.dataAddress, end);
+    ULONGLONG bodyBegin = 0;
     for (SxObject object; objects.Next(object); ++finding.count) {
+        if (objects.IsUnknownBehind()) bodyBegin = object.valuePosition;
         ULONGLONG const visits = 1 + object.name.length / bytesPerVisit;
         if (budget < visits) {
             finding =
@@ -235,6 +263,7 @@ PayloadFinding FindImage(STag const& record, ULONGLONG end, ULONGLONG& budget, K
         budget -= visits;
     }
     finding.size = objects.GetPosition() - record.dataAddress;
+    finding.bodyBegin = bodyBegin;
     if (!objects.HasFault()) return finding;
     SxTagFault const& fault = objects.Fault();
     finding.size = end - record.dataAddress;
@@ -274,6 +303,19 @@ bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end) {
     std::uint64_t const address = Load<std::uint32_t>(bytes + 10);
     return address == position + STag32::fileSize ||
            (address == position + STag::fileSize && end - position >= STag::fileSize);
+}
+
+bool IsCutRecordAt(CFile& file, ULONGLONG position, bool isSure) {
+    BYTE bytes[STag::fileSize] = {};
+    UINT const got = ReadUpTo(file, position, bytes, sizeof bytes);
+    bool const isLong = got >= 6 && (bytes[5] & 0x80) != 0;
+    UINT const addressOffset = isLong ? 14 : 10;
+    UINT const headSize = isLong ? STag::fileSize : STag32::fileSize;
+    if (got >= headSize || (isSure && got < addressOffset + 2)) return false;
+    std::uint64_t const expected = position + headSize;
+    for (UINT i = addressOffset; i < got && i < addressOffset + (isLong ? 8 : 4); ++i)
+        if (bytes[i] != static_cast<BYTE>(expected >> (8 * (i - addressOffset)))) return false;
+    return true;
 }
 
 PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget,

@@ -25,6 +25,8 @@ struct PayloadFinding {
     LONGLONG promised = 0;
     LONGLONG kept = 0;
     ULONGLONG keptSize = 0;
+    bool hasLeftOver = false;  // elements of a longer collection stand behind it
+    ULONGLONG bodyBegin = 0;   // of an image's body that only its class can read, which was taken up to the end
 };
 
 /// The number with as many digits as it needs.
@@ -38,6 +40,10 @@ void AppendNumber(std::wstring& text, T value) {
 /// True if a whole head stands at `position` in front of `end` and its dataAddress leads to where its payload must be.
 bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end);
 
+/// True if what stands at `position` up to the end of the file can be the front of a head that is cut. With `isSure` at
+/// least two bytes of its dataAddress must tell so.
+bool IsCutRecordAt(CFile& file, ULONGLONG position, bool isSure = false);
+
 /// Looks at the bytes from `record.dataAddress` up to `end`, which is not behind the end of the file. `budget` is the
 /// number of inner records and objects that may still be visited; `objects` knows those of the payloads before.
 PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONGLONG& budget,
@@ -47,6 +53,12 @@ PayloadFinding FindPayload(CFile& file, STag const& record, ULONGLONG end, ULONG
 /// was, by where its end must have been (`promisedEnd`, 0 if nothing tells), by a count of which one bit tipped, or else
 /// by its numbers. `kept` is 0 if nothing tells its kind; else `fault` says what is missing of that kind.
 PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, ULONGLONG promisedEnd);
+
+/// A collection of points that ends by its count in front of `end`. What follows tells its kind: a record (`Followed::byRecord`),
+/// the front of one that a failed append left at the end of the file, or elements of a longer collection in whose place it was
+/// written. The kind is PayloadUnknown if it is none.
+enum class Followed { byRecord, byFront, byElements };
+PayloadFinding ShorterCollection(CFile& file, ULONGLONG address, ULONGLONG end, Followed followed);
 
 /// True if a collection that begins at `address` would end at `promisedEnd`, by its count and one of the kinds.
 bool IsCollectionUpTo(CFile& file, ULONGLONG address, ULONGLONG promisedEnd);

@@ -5,9 +5,11 @@
 // size. So the next of a level can be found by its bytes where the link to it is lost.
 #include "persistence/syInnerTags.h"
 #include "persistence/syTagRecord.h"
+#include "persistence/syTagShift.h"
 #include "persistence/syTagWalk.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace KxN {
 
@@ -61,7 +63,19 @@ ULONGLONG KxTagInspector::Walk::FindHead(ULONGLONG from, ULONGLONG end) {
     return end;
 }
 
-// The same, but chainEnd where it is none or another chain has it.
+// The same where the rest of the head makes sense too: among enough bytes of any kind four are right by chance.
+ULONGLONG KxTagInspector::Walk::FindSoundHead(ULONGLONG from, ULONGLONG end) {
+    for (ULONGLONG head = FindHead(from, end); head < end; head = FindHead(head + 1, end)) {
+        STag record;
+        detail::ReadRecord(m_file, head, record);
+        bool const isPlausible = record.dataSize <= m_size - record.dataAddress;
+        if (isPlausible && (record.nextTag == 0 || (record.nextTag > head && IsHeadAt(record.nextTag, m_size))))
+            return head;
+    }
+    return end;
+}
+
+// As FindHead, but chainEnd where it is none or another chain has it.
 ULONGLONG KxTagInspector::Walk::UnvisitedHead(ULONGLONG from, ULONGLONG end) {
     ULONGLONG const head = FindHead(from, end);
     return head < end && !m_visited.contains(head) ? head : chainEnd;
@@ -121,14 +135,7 @@ void KxTagInspector::Walk::BeginAtFirstRecord() {
     m_file.Seek(0, CFile::begin);
     m_file.Read(bytes, sizeof bytes);
     bool const isHeader = Load<std::uint16_t>(bytes) == 0x4949 || Load<std::uint16_t>(bytes + 4) == headerSize;
-    ULONGLONG head = FindHead(m_start, m_size);
-    // Among enough bytes of any kind four are right by chance: the link must be sound, too.
-    for (; head < m_size; head = FindHead(head + 1, m_size)) {
-        STag record;
-        detail::ReadRecord(m_file, head, record);
-        bool const isPlausible = record.dataSize <= m_size - record.dataAddress;
-        if (isPlausible && (record.nextTag == 0 || (record.nextTag > head && IsHeadAt(record.nextTag, m_size)))) break;
-    }
+    ULONGLONG const head = FindSoundHead(m_start, m_size);
     if (head >= m_size) return;
     if (isHeader && head >= headerSize) m_start = headerSize;
     m_faults.Clear();
@@ -172,7 +179,9 @@ ULONGLONG KxTagInspector::Walk::CollectionEnd(Level const& level, SxTagRecord co
     for (ULONGLONG const hint : {record.image.nextTag, level.promisedEnd}) {
         if (hint < record.image.dataAddress || hint >= end) continue;
         detail::PayloadFinding const finding = detail::FindPayload(m_file, record.image, hint, m_budget, m_objects);
-        if (finding.kind != PayloadUnknown && finding.fault.Len() == 0) return hint;
+        if (finding.kind != PayloadUnknown && finding.size == hint - record.image.dataAddress &&
+            finding.fault.Len() == 0)
+            return hint;
     }
     return FindHead(record.image.dataAddress, end);
 }
@@ -238,6 +247,34 @@ void KxTagInspector::Walk::RejectCut(SxTagRecord const& record, detail::PayloadF
     finding.lostBytes = promised - m_size;
     finding.fault.SPrintf(L"the payload of %llu bytes is cut: by its count and the link it had %llu", there,
                           promised - address);
+}
+
+// The payload in which bytes are missing, or too many: at which place nothing tells. Of raw elements those in front of it are
+// right.
+void KxTagInspector::Walk::RejectShifted(STag const& image, detail::PayloadFinding& finding) const {
+    detail::ShiftedFile const* const file = m_shifted;
+    if (!file || file->Shift() == 0 || finding.fault.Len() > 0) return;
+    ULONGLONG const end = image.dataAddress + finding.size;
+    if (finding.size == 0 || file->HoleBegin() <= image.dataAddress || file->HoleEnd() > end) return;
+    SxTagRecord record{};
+    record.kind = finding.kind;
+    ULONGLONG const each = ElementSize(record);
+    bool const isArray =
+        finding.kind == PayloadIntArray || (finding.kind >= PayloadVec2sArray && finding.kind <= PayloadVec3d2dArray);
+    finding.promised = isArray ? finding.count : 0;
+    if (isArray) {
+        ULONGLONG const first = end - static_cast<ULONGLONG>(finding.count) * each;
+        ULONGLONG const behind = file->Shift() > 0 ? std::max(first, file->HoleBegin()) : end;
+        finding.kept = static_cast<LONGLONG>((behind - first) / each);
+        finding.keptSize = first - image.dataAddress + static_cast<ULONGLONG>(finding.kept) * each;
+    }
+    finding.faultKind = FaultShortPayload;
+    finding.lostBytes = file->HoleEnd() - file->HoleBegin();
+    finding.fault.SPrintf(
+        L"%llu bytes of the %s are %s, at a place that nothing tells; what stands behind that place is "
+        L"not right",
+        static_cast<ULONGLONG>(std::abs(file->Shift())), KxString(KxxPayloadKindName(finding.kind)),
+        KxString(file->Shift() > 0 ? L"missing" : L"too many"));
 }
 
 // What is whole of a damaged payload.

@@ -25,6 +25,7 @@ struct Shape {
     ULONGLONG head;  // bytes of the count, or of the two extents
     ULONGLONG each;
     LONGLONG count;
+    LONGLONG width = 0;  // of a 2-D array
 
     ULONGLONG Size() const { return head + static_cast<ULONGLONG>(count) * each; }
 };
@@ -78,10 +79,92 @@ void AllShapes(LONGLONG width, LONGLONG height, Take const& take) {
         take(Shape{kind, 4, static_cast<ULONGLONG>(each), width});
     if (height <= 0 || width * height > std::numeric_limits<std::int32_t>::max()) return;
     for (auto const& [kind, each] : {std::pair{PayloadVec3f2dArray, 12}, {PayloadVec3d2dArray, 24}})
-        take(Shape{kind, 8, static_cast<ULONGLONG>(each), width * height});
+        take(Shape{kind, 8, static_cast<ULONGLONG>(each), width * height, width});
+}
+
+/// The two numbers in front of the points. Where only one is there the other is 0.
+std::array<std::int32_t, 2> HeadsAt(CFile& file, ULONGLONG address, ULONGLONG end) {
+    std::array<std::int32_t, 2> heads{};
+    file.Seek(static_cast<LONGLONG>(address), CFile::begin);
+    file.Read(heads.data(), static_cast<UINT>(std::min<ULONGLONG>(sizeof heads, end - address)));
+    return heads;
+}
+
+/// The shapes that fill `size` bytes if one bit of a count has tipped.
+std::vector<Shape> OneBitOff(std::array<std::int32_t, 2> const& heads, ULONGLONG size) {
+    std::vector<Shape> shapes;
+    for (unsigned bit = 0; bit < 64; ++bit) {
+        std::array<std::int32_t, 2> other = heads;
+        std::int32_t& head = other[bit / 32];
+        head = std::bit_cast<std::int32_t>(std::bit_cast<std::uint32_t>(head) ^ (1U << bit % 32));
+        AllShapes(other[0], other[1], [&](Shape const& shape) {
+            if (shape.Size() == size && (bit < 32 || shape.head == 8)) shapes.push_back(shape);
+        });
+    }
+    return shapes;
+}
+
+/// True if nothing but zeros stands there, as far as a sample tells: room that was never written.
+bool IsEmpty(CFile& file, ULONGLONG position, ULONGLONG end) {
+    std::vector<BYTE> bytes(static_cast<std::size_t>(std::min<ULONGLONG>(sampleSize, end - position)));
+    file.Seek(static_cast<LONGLONG>(position), CFile::begin);
+    bytes.resize(file.Read(bytes.data(), static_cast<UINT>(bytes.size())));
+    return std::all_of(bytes.begin(), bytes.end(), [](BYTE byte) { return byte == 0; });
+}
+
+/// True if the numbers are such as an array of this shape has.
+bool LooksLike(Shape const& shape, Looks const& looks) {
+    if (shape.count == 0) return true;
+    ULONGLONG const width = GuessWidth(looks);
+    return shape.each == 4 ? width == 0 || looks.ints > 0.5 : shape.each == 3 * width;
+}
+
+PayloadFinding FindingOf(Shape const& shape) {
+    PayloadFinding finding;
+    finding.kind = shape.kind;
+    finding.size = shape.Size();
+    finding.count = shape.count;
+    finding.width = static_cast<int>(shape.width);
+    return finding;
 }
 
 }  // namespace
+
+PayloadFinding ShorterCollection(CFile& file, ULONGLONG address, ULONGLONG end, Followed followed) {
+    PayloadFinding finding;
+    finding.kind = PayloadUnknown;
+    ULONGLONG const size = end - address;
+    if (size < 5) return finding;
+    std::array<std::int32_t, 2> const heads = HeadsAt(file, address, end);
+    std::vector<Shape> shapes;
+    if (followed == Followed::byElements && !OneBitOff(heads, size).empty()) return finding;
+    auto const take = [&](Shape const& shape) {
+        if (shape.Size() >= size) return;
+        ULONGLONG const behind = address + shape.Size();
+        bool isOne = false;
+        if (followed == Followed::byRecord)
+            isOne = IsRecordAt(file, behind, end) || (end == file.GetLength() && IsCutRecordAt(file, behind, true));
+        else if (followed == Followed::byFront)
+            isOne = end == file.GetLength() && IsCutRecordAt(file, behind) && !IsEmpty(file, behind, end) &&
+                    LooksLike(shape, LookAt(file, address + shape.head, behind));
+        else if ((end - behind) % shape.each == 0 || IsEmpty(file, behind, end))
+            isOne = shape.each > 4 && LooksLike(shape, LookAt(file, address + shape.head, behind));
+        if (isOne) shapes.push_back(shape);
+    };
+    if (heads[0] == 0 && followed != Followed::byElements) take(Shape{PayloadEmptyArray, 4, 0, 0});
+    AllShapes(heads[0], heads[1], take);
+    if (heads[0] >= 0 && heads[1] == 0 && size >= 8 && followed != Followed::byElements)
+        take(Shape{PayloadVec3d2dArray, 8, 24, 0, heads[0]});
+    if (shapes.empty()) return finding;
+    // The less is left over, the better does the shape explain the bytes.
+    auto const largest = std::max_element(shapes.begin(), shapes.end(),
+                                          [](Shape const& a, Shape const& b) { return a.Size() < b.Size(); });
+    finding = FindingOf(*largest);
+    finding.hasLeftOver = followed == Followed::byElements;
+    if (finding.kind == PayloadVec3fArray && LookAt(file, address + 4, address + finding.size).ints > 0.5)
+        finding.kind = PayloadVec3iArray;
+    return finding;
+}
 
 bool LooksLikeGrid(CFile& file, ULONGLONG address, ULONGLONG end) {
     constexpr LONGLONG mostRows = 1 << 20;  // as a float or half a double they would be next to nothing
@@ -121,11 +204,7 @@ PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, 
     });
     if (shapes.empty() && (promised == 0 || promised == there)) {
         // All bytes are there and the count is not right: the right one is one bit away.
-        for (unsigned bit = 0; bit < 32; ++bit)
-            AllShapes(std::bit_cast<std::int32_t>(std::bit_cast<std::uint32_t>(heads[0]) ^ (1U << bit)), 0,
-                      [&](Shape const& shape) {
-                          if (shape.Size() == there) shapes.push_back(shape);
-                      });
+        shapes = OneBitOff(heads, there);
         if (shapes.size() != 1) shapes.clear();
     }
     if (shapes.empty()) {
@@ -134,7 +213,7 @@ PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, 
         if (each == 0) return left;
         bool const isFloat = each == 12;
         if (isGrid)
-            shapes.push_back({isFloat ? PayloadVec3f2dArray : PayloadVec3d2dArray, 8, each, width * height});
+            shapes.push_back({isFloat ? PayloadVec3f2dArray : PayloadVec3d2dArray, 8, each, width * height, width});
         else
             shapes.push_back({isFloat ? PayloadVec3fArray : PayloadVec3dArray, 4, each,
                               width > 0 ? width : static_cast<LONGLONG>((there - 4) / each)});
@@ -145,7 +224,7 @@ PayloadFinding SalvageCollection(CFile& file, ULONGLONG address, ULONGLONG end, 
     left.kept = std::min(shape.count, static_cast<LONGLONG>((there - shape.head) / shape.each));
     left.keptSize = shape.head + static_cast<ULONGLONG>(left.kept) * shape.each;
     left.promised = shape.head == 8 ? shape.count : std::max(shape.count, left.promised);
-    if (shape.head == 8) left.width = heads[0];
+    left.width = static_cast<int>(shape.width);
     KxString const kind(KxxPayloadKindName(left.kind));
     if (shape.head == 4 && shape.count != width)
         left.fault.SPrintf(L"the %s has the count %lld, and %lld elements are there", kind, width, left.kept);

@@ -18,6 +18,10 @@
 
 namespace KxN {
 
+namespace detail {
+class ShiftedFile;
+}
+
 constexpr ULONGLONG chainEnd = ~0ULL;
 constexpr ULONGLONG chainLost = ~1ULL;  // the chain goes on at the next record behind
 
@@ -34,6 +38,7 @@ public:
     ULONGLONG m_start = 0;
     KxTDynArray<SxTagRecord> m_records;
     KxTDynArray<SxTagFault> m_faults;
+    KxTDynArray<SxTagFault> m_remarks;
     detail::ElementCursor m_elements;
     KxObjectInspector m_objects;
 
@@ -54,11 +59,12 @@ private:
     };
 
     bool FindStart();
-    bool IsCutRecord(ULONGLONG position) const;
     void Step(Level& level);
     bool TakeRecord(Level& level, SxTagRecord& record);
     void FollowLink(Level& level, int number);
     void TakePayload(int number, ULONGLONG end);
+    bool MayHaveLevel(SxTagRecord const& record);
+    void GoOnUnlinked(int number, ULONGLONG position);
     void FaultCycleAt(ULONGLONG position, ULONGLONG target, ULONGLONG rest) {
         Fault(
             FaultCycle, position, target, rest,
@@ -82,6 +88,9 @@ private:
     void Reached(ULONGLONG position) { m_reached = std::max(m_reached, std::min(position, m_size)); }
 
     std::vector<Level> m_levels;
+    // Of records with a payload and a link: those that have a level below them, and the numbers that have none.
+    std::set<unsigned long> m_levelIds;
+    std::set<unsigned long> m_plainIds;
     std::unordered_map<ULONGLONG, int, detail::NumberHash>
         m_visited;  // records and their parents, filled from the first backward link on
     bool m_hasVisited = false;
@@ -109,17 +118,20 @@ private:
     bool IsWithinHead(ULONGLONG position, ULONGLONG from);
     bool IsHeadAt(ULONGLONG position, ULONGLONG end);
     ULONGLONG FindHead(ULONGLONG from, ULONGLONG end);
+    ULONGLONG FindSoundHead(ULONGLONG from, ULONGLONG end);
     ULONGLONG UnvisitedHead(ULONGLONG from, ULONGLONG end);
     ULONGLONG OneBitOff(ULONGLONG link, bool isLong, ULONGLONG from, ULONGLONG end);
     ULONGLONG CollectionEnd(Level const& level, SxTagRecord const& record, ULONGLONG end);
     void FollowOrMend(Level& level, int number);
     void FaultMended(SxTagRecord const& record, ULONGLONG end);
     void RejectCut(SxTagRecord const& record, detail::PayloadFinding& finding) const;
+    void RejectShifted(STag const& image, detail::PayloadFinding& finding) const;
     void TakeLeft(int number, ULONGLONG end, detail::PayloadFinding const& finding);
     ULONGLONG PromisedEnd(SxTagRecord const& record) const;
     void FindNextOf(Level& level);
     bool TakeDeferred();
 
+    detail::ShiftedFile const* m_shifted = nullptr;  // the file, if it is one
     bool m_isRecovering = false;
     bool m_isMended = false;   // the record in hand has no link of its own that leads on
     bool m_tookTrail = false;  // what stands at the end without a link

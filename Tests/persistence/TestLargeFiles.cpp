@@ -69,7 +69,8 @@ TEST_F(LargeTagFiles, TheLongFormReachesBeyond4GiB) {
 TEST_F(LargeTagFiles, TheShortFormReachesUpTo4GiB) {
     KxTagArchive archive(&file, 0);
     KxTArray<KxVec3f> points(1000);
-    points[999] = KxVec3f(1, 2, 3);
+    for (KxVec3f& point : points)
+        point = KxVec3f(1, 2, 3);  // what stands behind an array leaves its kind to its numbers
     int index = 0;
     // The payloads lie across 2^31, behind it, and end right before 2^32.
     for (ULONGLONG gap : {0ULL, (1ULL << 31) - 6000, (1ULL << 31) + 100000, (1ULL << 32) - 18 - 4 - 12000 - 1}) {

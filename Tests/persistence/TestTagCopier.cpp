@@ -203,6 +203,23 @@ TEST(TagCopier, RepairsWhateverASingleFaultLeaves) {
     }
 }
 
+// Bytes that are missing, or too many, anywhere: the copy is whole, and what it has is there once.
+TEST(TagCopier, WhatIsMissingWithinTheFile) {
+    for (TagFormat const format : {TagFormat32, TagFormat64}) {
+        Bytes const whole = Sample(format);
+        for (long const size : {1L, 20L, 97L})
+            for (long at = 0; at + size < static_cast<long>(whole.size()); at += 11) {
+                Bytes less = whole, more = whole;
+                less.erase(less.begin() + at, less.begin() + at + size);
+                more.insert(more.begin() + at, static_cast<std::size_t>(size), BYTE{7});
+                ASSERT_EQ(Judge(less, false), "") << format << ' ' << at << ' ' << size;
+                ASSERT_EQ(Judge(more, false), "") << format << ' ' << at << ' ' << size;
+                // Whatever is missing of one record, most others are there.
+                EXPECT_GE(Whole(Repair(less).bytes).size(), 9U) << format << ' ' << at << ' ' << size;
+            }
+    }
+}
+
 // Links that lead anywhere, sizes that claim what is not theirs, and noise, several at a time.
 TEST(TagCopier, WhatManyFaultsLeaveIsWholeInTheCopy) {
     std::mt19937 random(5);
@@ -311,6 +328,11 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
         bytes[position] = value;
         return bytes;
     };
+    auto const spliced = [](Bytes bytes, std::size_t position, long missing, std::size_t added) {
+        auto const place = bytes.begin() + static_cast<long>(position);
+        bytes.insert(bytes.erase(place, place + missing), added, BYTE{0x55});
+        return bytes;
+    };
     struct Case {
         char const* name;
         Bytes bytes;
@@ -336,6 +358,10 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
         {"scalar", cut(followed, followed.size() - 1), "0/0 2; ", 18 + 4 + 24 * 100},
         {"link to nowhere", with(nested, 17, 0x7f), "", nested.size()},
         {"no link", with(with(nested, 14, 0), 15, 0), "", nested.size()},
+        {"48 bytes missing", spliced(followed, 18 + 4 + 24 * 10, 48, 0), "98/100 1; ", followed.size() - 48},
+        {"50 bytes missing", spliced(followed, 18 + 4 + 24 * 10, 50, 0), "97/100 1; ", followed.size() - 72},
+        {"in a level", spliced(nested, 36 + 4 + 12 * 10, 24, 0), "98/100 1; ", nested.size() - 24},
+        {"50 bytes too many", spliced(followed, 18 + 4 + 24 * 10, 0, 50), "100/100 1; ", followed.size()},
         {"head of the first record", with(followed, 11, 0x55), "", 22},
     };
     for (Case const& c : cases) {
@@ -345,6 +371,14 @@ TEST(TagCopier, KeepsWholeElementsAndCountsThem) {
         EXPECT_EQ(repaired.bytes.size(), c.size) << c.name;
         EXPECT_EQ(Judge(c.bytes), "") << c.name;
     }
+    // Whichever bit of a count tips, the link tells that it is not right, and the bytes which one it was.
+    Bytes const linked = file([&](KxTagArchive& archive) { archive << KxVec3f2dArrayTag(1, grid) << KxNullTag(2); });
+    for (auto const& [sound, numBits] : {std::pair{&followed, 32}, {&linked, 64}})
+        for (int bit = 0; bit < numBits; ++bit) {
+            std::size_t const at = 18 + static_cast<std::size_t>(bit) / 8;
+            Repaired const repaired = Repair(with(*sound, at, static_cast<BYTE>((*sound)[at] ^ 1 << bit % 8)));
+            EXPECT_TRUE(repaired.state == TagFileDamaged && repaired.bytes == *sound) << numBits << ' ' << bit;
+        }
     // The row that is cut is filled with points that are none; by hand, 10 x 5 points and the first gap.
     Bytes const gaps = Repair(cut(rows, 18 + 8 + 12 * 41)).bytes;
     EXPECT_EQ(ToHex(Bytes(gaps.begin() + 18, gaps.begin() + 26)), Plain("0A000000 05000000"));

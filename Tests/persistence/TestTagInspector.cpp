@@ -16,12 +16,14 @@ struct Findings {
     TagFileState state;
     std::string faults;   // "kind@position>target-lost", separated by blanks
     std::string records;  // "id:kind:depth"
+    int numRemarks = 0;
 };
 
 Findings Inspect(std::vector<BYTE> const& bytes) {
     auto const file = FileOf(bytes);
     KxTagInspector inspector(file.get());
     Findings findings{inspector.Inspect(), "", ""};
+    findings.numRemarks = inspector.Remarks().Size();
     for (SxTagFault const& fault : inspector.Faults()) {
         KxString line;
         line.SPrintf(L"%s@%llu>%llu-%llu ", KxxTagFaultName(fault.kind), fault.position, fault.target, fault.lostBytes);
@@ -241,6 +243,141 @@ TEST(TagInspector, LevelsGrowBehindTheirNeighbours) {
         EXPECT_EQ(Inspect(BytesOf(copy)).records, levels);
         EXPECT_EQ(KxTagCopier(&file).Repair(copy), TagFileWhole);
         EXPECT_EQ(Inspect(BytesOf(copy)).records, levels);
+    }
+}
+
+/// Writes the collection and a text behind it, and loses the link between them.
+template <class Tag, class Collection>
+std::vector<BYTE> Unlinked(Collection& collection, std::size_t& behind) {
+    CMemFile file;
+    KxString text(L"plate");
+    KxTagArchive archive(&file, 0);
+    archive << Tag(230, collection);
+    behind = static_cast<std::size_t>(file.GetLength());
+    archive << KxStringTag(2, text);
+    std::vector<BYTE> bytes = BytesOf(file);
+    bool const isLong = GetGlobalTagFormat() == TagFormat64;
+    std::fill_n(bytes.begin() + (isLong ? 22 : 14), isLong ? 8 : 4, BYTE{0});
+    return bytes;
+}
+
+// What a failed append leaves behind a collection, from its first byte on, takes no element from it.
+TEST(TagInspector, CollectionsEndByTheirCountWhereNoLinkTells) {
+    for (TagFormat format : {TagFormat32, TagFormat64}) {
+        FormatScope const scope(format);
+        KxTArray<KxVec2s> pixels(9);
+        KxTArray<KxVec3f> floats(9), none;
+        KxTArray<KxVec3d> doubles(9);
+        KxTArray<KxVec3i> ints(9);
+        KxT2dArray<KxVec3f> grid(3, 3);
+        KxT2dArray<KxVec3d> wide(3, 3);
+        for (int i = 0; i < 9; ++i) {
+            pixels[i] = KxVec2s(static_cast<short>(i), static_cast<short>(-i));
+            ints[i] = KxVec3i(i, -i, 7);
+            doubles[i] = wide.Data()[i] = KxVec3d(i + 0.1, -2.5 * i, 20.7);
+            floats[i] = grid.Data()[i] = KxVec3f(static_cast<float>(i) + 0.1F, -2.5F, 20.7F);
+        }
+        struct {
+            TagPayloadKind kind;
+            std::size_t behind;
+            std::vector<BYTE> bytes;
+        } cases[] = {{PayloadVec2sArray, 0, {}}, {PayloadVec3iArray, 0, {}},   {PayloadVec3fArray, 0, {}},
+                     {PayloadVec3dArray, 0, {}}, {PayloadVec3f2dArray, 0, {}}, {PayloadVec3d2dArray, 0, {}},
+                     {PayloadEmptyArray, 0, {}}};
+        cases[0].bytes = Unlinked<KxVec2sArrayTag>(pixels, cases[0].behind);
+        cases[1].bytes = Unlinked<KxVec3iArrayTag>(ints, cases[1].behind);
+        cases[2].bytes = Unlinked<KxVec3fArrayTag>(floats, cases[2].behind);
+        cases[3].bytes = Unlinked<KxVec3dArrayTag>(doubles, cases[3].behind);
+        cases[4].bytes = Unlinked<KxVec3f2dArrayTag>(grid, cases[4].behind);
+        cases[5].bytes = Unlinked<KxVec3d2dArrayTag>(wide, cases[5].behind);
+        cases[6].bytes = Unlinked<KxVec3fArrayTag>(none, cases[6].behind);
+        for (auto const& c : cases)
+            for (std::size_t length = c.behind + 1; length <= c.bytes.size(); ++length) {
+                auto const file = FileOf({c.bytes.begin(), c.bytes.begin() + static_cast<std::ptrdiff_t>(length)});
+                KxTagInspector inspector(file.get());
+                EXPECT_EQ(inspector.Inspect(), TagFileDamaged);
+                SxTagRecord const& record = inspector.Records()[0];
+                EXPECT_TRUE(record.kind == c.kind && record.count == (c.kind == PayloadEmptyArray ? 0 : 9))
+                    << format << ' ' << c.kind << " cut to " << length << " of " << c.bytes.size() << ": "
+                    << record.kind;
+                EXPECT_FALSE(record.isDamaged);
+                if (length < c.bytes.size()) continue;
+                EXPECT_EQ(inspector.Records().Size(), 2);
+                EXPECT_EQ(inspector.Faults()[0].kind, FaultUnlinked);
+            }
+    }
+}
+
+TEST(TagInspector, ShorterCollectionsInThePlaceOfLongerOnesAreWhole) {
+    CMemFile file;
+    auto const write = [&](int count, bool isReplaced) {
+        KxTArray<KxVec3d> points(count);
+        for (int i = 0; i < count; ++i) points[i] = KxVec3d(i + 0.1, -2.5 * i, 20.7);
+        KxTArray<KxVec3f> floats(count);
+        for (KxVec3f& point : floats) point = KxVec3f(1.5F, 2.7F, -3.1F);
+        file.Seek(0, CFile::begin);
+        KxTagArchive archive(&file, 0);
+        if (isReplaced) archive.SetReplaceMode();
+        archive << KxVec3dArrayTag(1, points) << KxVec3fArrayTag(2, floats);
+    };
+    write(9, false);
+    write(4, true);
+    auto const copy = FileOf(BytesOf(file));
+    KxTagInspector inspector(copy.get());
+    EXPECT_EQ(inspector.Inspect(), TagFileWhole);
+    SxTagRecord const &first = inspector.Records()[0], &last = inspector.Records()[1];
+    EXPECT_TRUE(first.kind == PayloadVec3dArray && first.count == 4 && first.extent == 4 + 9 * 24U);
+    EXPECT_TRUE(last.kind == PayloadVec3fArray && last.count == 4);
+}
+
+// By hand. Records behind others that end their level, in a level and behind it; a level below a number is one.
+TEST(TagInspector, ARecordWithoutALinkIsToldFromALevel) {
+    std::string const text = "02000000 6400 03000000 12000000 00000000 416200 ", marker = "01000000 6400 00000000 ";
+    struct {
+        char const* what;
+        std::string bytes;
+        char const* faults;
+        int remarks;
+        char const* records;
+    } const cases[] = {
+        {"behind a text", text + "03000000 6400 00000000 27000000 00000000", "record without a link@21>0-18 ", 0,
+         "2:text:0 3:marker:0 "},
+        {"behind a level at the end",
+         marker + "12000000 00000000 02000000 6400 03000000 24000000 00000000 416200 03000000 6400 00000000 39000000 "
+                  "00000000",
+         "record without a link@39>18-18 ", 0, "1:marker:0 2:text:1 3:marker:0 "},
+        {"behind a text in a level at the end",
+         marker + "12000000 00000000 02000000 6400 03000000 24000000 00000000 416200 03000000 6400 02000000 39000000 "
+                  "00000000 0500",
+         "record without a link@39>18-20 ", 0, "1:marker:0 2:text:1 3:scalar:1 "},
+        {"the same, with the id of the marker",
+         marker + "12000000 00000000 02000000 6400 03000000 24000000 00000000 416200 01000000 6400 02000000 39000000 "
+                  "00000000 0500",
+         "record without a link@39>18-20 ", 0, "1:marker:0 2:text:1 1:scalar:0 "},
+        {"within a level",
+         marker + "12000000 39000000 02000000 6400 03000000 24000000 00000000 416200 03000000 6400 00000000 39000000 "
+                  "00000000 04000000 6400 00000000 4b000000 00000000",
+         "record without a link@39>18-18 ", 0, "1:marker:0 2:text:1 3:marker:1 4:marker:0 "},
+        {"below a number", "02000000 6400 04000000 12000000 00000000 07000000 03000000 6400 00000000 28000000 00000000",
+         "", 1, "2:scalar:0 3:marker:1 "},
+        {"behind a float", "02000000 6400 04000000 12000000 00000000 0000803f 03000000 6400 00000000 28000000 00000000",
+         "record without a link@22>0-18 ", 0, "2:scalar:0 3:marker:0 "},
+        {"below the second of two numbers, as below the first",
+         "02000000 6400 04000000 12000000 28000000 07000000 03000000 6400 00000000 28000000 00000000"
+         "02000000 6400 04000000 3a000000 00000000 08000000 03000000 6400 00000000 50000000 00000000",
+         "", 0, "2:scalar:0 3:marker:1 2:scalar:0 3:marker:1 "},
+        {"behind the second of two numbers, neither of which has a level",
+         "02000000 6400 04000000 12000000 16000000 07000000 02000000 6400 04000000 28000000 00000000 08000000"
+         "03000000 6400 00000000 3e000000 00000000",
+         "record without a link@44>22-18 ", 0, "2:scalar:0 2:scalar:0 3:marker:0 "},
+        {"zeros in the place of a head", text.substr(0, 31) + "15000000 416200" + std::string(60, '0'),
+         "link to no record@0>21-30 ", 0, "2:text:0 "},
+    };
+    for (auto const& c : cases) {
+        Findings const findings = Inspect(FromHex(c.bytes));
+        EXPECT_EQ(findings.faults, c.faults) << c.what;
+        EXPECT_EQ(findings.records, c.records) << c.what;
+        EXPECT_EQ(findings.numRemarks, c.remarks) << c.what;
     }
 }
 

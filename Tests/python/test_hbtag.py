@@ -334,6 +334,10 @@ class Hostile(unittest.TestCase):
                               ((1, 0), "vec3d")):
             self.assertRaisesRegex(hbtag.TagError, "count", hbtag.open(count(*numbers))[9].array, kind)
         self.assertEqual(list(hbtag.open(count(0, 2**31 - 1))[9].parts(1, "vec3f2d")), [])
+        text = lambda at: head(2, 3, at + 18, 0) + b"ab\0"  # noqa: E731
+        for kind, numbers in (("vec2s", (1, 65538)), ("vec3f", (1, 0x3F800000, 0, 0x40000000)), ("vec3d2d", (0, 3))):
+            unlinked = count(*numbers) + text(18 + 4 * len(numbers))
+            self.assertEqual(hbtag.open(unlinked)[9].array_kinds()[0], kind, "a record behind it has no link")
         everything(b"")
 
     def test_lists_within_lists(self):
@@ -372,6 +376,14 @@ class Program(unittest.TestCase):
             self.assertEqual((code, len(json.loads(out)["records"])), (2, 3))
             self.assertIn("at byte", errors)
             self.assertEqual(self.run_it("ls", os.path.join(folder, "missing"))[0], 1)
+            os.mkfifo(os.path.join(folder, "pipe"))
+            self.assertRegex("".join(map(str, self.run_it("ls", os.path.join(folder, "pipe")))), "^1.*pipe: not a regular")
+        for arguments, output, code in ((["ls", path], ">&-", 1), (["ls", path], ">/dev/full", 1), (["dig", path], "", 1),
+                                        (["array", path], "", 1), (["ls", path], "| true", 0), (["ls", path], "", 0)):
+            shell = subprocess.run(" ".join([sys.executable, TOOL, *arguments, output]), shell=True, text=True,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            self.assertEqual(shell.returncode, code, (arguments, output, shell.stderr))
+            self.assertNotIn(path, shell.stderr)
 
     def test_old_interpreters_can_read_it(self):
         ast.parse(content(TOOL), feature_version=(3, 9))

@@ -54,6 +54,10 @@ protected:
         Write("within.tag",
               "\5\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0"s + "\5\0\0\0\x64\0\0\0\0\0\x24\0\0\0\x24\0\0\0"s +
                   "\6\0\0\0\x64\0\0\0\0\0\x36\0\0\0\x36\0\0\0"s + "\6\0\0\0\x64\0\0\0\0\0\x48\0\0\0\0\0\0\0"s);
+        std::string const last = "\3\0\0\0\x64\0\0\0\0\0\x28\0\0\0\0\0\0\0"s,
+                          number = "\2\0\0\0\x64\0\4\0\0\0\x12\0\0\0\0\0\0\0"s;
+        Write("float.tag", number + "\0\0\x80\x3f"s + last);
+        Write("number.tag", number + "\7\0\0\0"s + last);
         WriteMixed("mixed.tag", 2);
         WriteMixed("longer.tag", 3);
         fs::create_symlink(folder / "32.tag", folder / "link.tag");
@@ -135,6 +139,17 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"tree --html {deep.tag}", 2, "</html>"},
         {"repair {deep.tag} {out}", 2, "4096 of 4096 records", true},
         {"repair {behind.tag} {out}", 2, "lost: bytes 1464 to 1472", true},
+        {"repair {behind.tag} {out}", 2, "8 bytes lost; what stood in 8 of them is not known, and not counted\n", true},
+        {"repair {64.tag} {out} > /dev/full", 1, "", true},
+        {"convert --form 64 {64.tag} {out} > /dev/full", 1, "", true},
+        {"verify {float.tag}", 2,
+         "record without a link: at 22: no link leads to the record at 22, which stands right "
+         "behind the one at 0; readers of its level do not come to it (18 bytes lost)\n"},
+        {"repair {float.tag} {out}", 2, "2 of 2 records, 0 of 0 points of their arrays, 0 bytes lost\nrecord without",
+         true},
+        {"verify {number.tag}", 0, "whole\nremark: at 22: the record at 22 is taken for the first of a level below"},
+        {"ls --json {number.tag}", 0, "\"remarks\": [\n    {\"position\": 22, \"target\": 0, \"text\": "},
+        {"repair --json {number.tag} {out}", 0, "\"remarks\": [\n    {\"position\": 22, ", true},
         {"repair {letter} {out}", 3, "is not a tag file"},
         {"repair {32.tag}", 1, "OUT is required"},
         {"export --csv {32.tag} 103 {out}", 0, "", true},

@@ -141,6 +141,17 @@ TEST_F(HbtagPages, ListingsGrowNoFasterThanFiles) {
     Outcome const listed = Call("./hbtag ls " + Path("deep.tag"));
     EXPECT_LT(listed.output.size(), 1000U * 200);
     EXPECT_NE(listed.output.find("  (level 1000) scalar\n"), std::string::npos);
+    // Arrays of which nothing is drawn are all looked at: time in proportion to them, and no more output than for a few.
+    {
+        CFile file(FileName("gaps.tag"), CFile::modeCreate | CFile::modeReadWrite);
+        KxTArray<KxVec3d> gap(1);
+        gap[0].Invalidate();
+        KxTagArchive archive(&file, 0);
+        for (int i = 0; i < 100000; ++i) archive << KxVec3dArrayTag(1, gap);
+    }
+    Outcome const page = Call("ulimit -t 10; ./hbtag tree --html " + Path("gaps.tag"));
+    EXPECT_EQ(page.code, 0);
+    EXPECT_NE(page.output.find("50000 records more are left out"), std::string::npos);
 }
 
 }  // namespace

@@ -32,9 +32,10 @@ bool IsNumeric(TagPayloadKind kind) {
 
 constexpr unsigned long objectId = 208001;  // of an object, unless the application gives another
 
-/// Bytes behind an image, as a shorter one leaves them that replaced it.
+/// Bytes behind an image or an array, as a shorter one leaves them that replaced it.
 ULONGLONG LeftOver(SxTagRecord const& record) {
-    return record.kind != PayloadImage || record.hasLevel ? 0 : record.extent - record.payloadSize;
+    bool const isArray = record.kind >= PayloadVec2sArray && record.kind <= PayloadVec3d2dArray;
+    return (record.kind != PayloadImage && !isArray) || record.hasLevel ? 0 : record.extent - record.payloadSize;
 }
 
 std::string Describe(KxTagInspector& inspector, Graph const& graph, int number) {
@@ -53,6 +54,7 @@ std::string Describe(KxTagInspector& inspector, Graph const& graph, int number) 
         what += fmt::format(", {} x {}", record.width, record.width > 0 ? record.count / record.width : 0);
     else if (record.kind > PayloadVec3f && record.kind < PayloadEmptyArray)
         what += fmt::format(", {} {}", record.count, record.count == 1 ? "element" : "elements");
+    if (LeftOver(record) > 0) what += fmt::format(", {} bytes left over behind it", LeftOver(record));
     return what + graph.Remark(number);
 }
 
@@ -148,6 +150,20 @@ void PrintJson(Output& output, Options const& options, KxTagInspector& inspector
     output.Print("{}", graph.Json(number));
     if (options.payloads) PrintJsonPayload(output, options, inspector, record);
     output.Print("}}");
+}
+
+void PrintRemarks(Output& output, Options const& options, KxTagInspector const& inspector) {
+    char const* separator = "";
+    if (options.json) output.Print("  \"remarks\": [");
+    for (SxTagFault const& remark : inspector.Remarks()) {
+        if (options.json)
+            output.Print("{}\n    {{\"position\": {}, \"target\": {}, \"text\": {}}}", separator, remark.position,
+                         remark.target, Quoted(remark.text));
+        else
+            output.Print("remark: at {}: {}\n", remark.position, Escaped(remark.text));
+        separator = ",";
+    }
+    if (options.json) output.Print("{}],\n", *separator ? "\n  " : "");
 }
 
 template <class Faults>
@@ -247,6 +263,7 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
             }
             output.Print("{}],\n", first ? "" : "\n  ");
         }
+        PrintRemarks(output, options, inspector);
         PrintFaults(output, options, inspector.Faults());
         output.Print("}}\n");
         return;
@@ -261,6 +278,7 @@ void Print(Output& output, Options const& options, KxString const& name, KxTagIn
             if (wanted(records[i])) PrintText(output, options, inspector, graph, i);
     }
     PrintFaults(output, options, inspector.Faults());
+    PrintRemarks(output, options, inspector);
 }
 
 void PrintStream(Output& output, Options const& options, KxString const& name, KxTagInspector& inspector,

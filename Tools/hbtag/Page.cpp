@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <vector>
 
 namespace hbtag {
@@ -95,12 +96,13 @@ Points ReadPoints(CFile& file, SxTagRecord const& record) {
     }
 }
 
-/// The record of a histogram with a value for each point; -1 if there is none.
-int FindDeviations(KxTagInspector const& inspector, LONGLONG count) {
+/// The first histogram of each count: the one with a value for each point of an array of so many.
+std::map<LONGLONG, int> FindDeviations(KxTagInspector const& inspector) {
+    std::map<LONGLONG, int> found;
     auto const& records = inspector.Records();
     for (int i = 0; i < records.Size(); ++i)
-        if (records[i].kind == PayloadHistogram && records[i].count == count) return i;
-    return -1;
+        if (records[i].kind == PayloadHistogram) found.emplace(records[i].count, i);
+    return found;
 }
 
 std::vector<double> ReadDeviations(CFile& file, SxTagRecord const& record) {
@@ -216,6 +218,7 @@ void PrintPage(tool::Output& output, KxString const& name, CFile& file, KxTagIns
     auto const& records = inspector.Records();
     std::string clouds;
     Notes notes;
+    std::map<LONGLONG, int> const allDeviations = FindDeviations(inspector);
     int numClouds = 0, numLeftOut = 0;
     for (int i = 0; i < records.Size(); ++i) {
         if (!IsPoints(records[i].kind)) continue;
@@ -226,9 +229,12 @@ void PrintPage(tool::Output& output, KxString const& name, CFile& file, KxTagIns
         Points points;
         notes.Try(records[i], [&] { points = ReadPoints(file, records[i]); });
         if (points.list.empty()) continue;
-        int const found = FindDeviations(inspector, static_cast<LONGLONG>(points.list.size()));
+        auto const found = allDeviations.find(static_cast<LONGLONG>(points.list.size()));
         std::vector<double> deviations;
-        if (found >= 0) notes.Try(records[found], [&] { deviations = ReadDeviations(file, records[found]); });
+        if (found != allDeviations.end()) {
+            SxTagRecord const& record = records[found->second];
+            notes.Try(record, [&] { deviations = ReadDeviations(file, record); });
+        }
         tool::Output cloud("hbtag", tool::Output::held);
         PrintCloud(cloud, i, records[i], points, deviations);
         std::string const text = cloud.Take();

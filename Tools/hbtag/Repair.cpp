@@ -31,11 +31,13 @@ struct Account {
     long long points = 0;  // that are in the copy
     long long allPoints = 0;
     unsigned long long lostBytes = 0;
+    unsigned long long unknownBytes = 0;  // of them: what stood there counts nowhere else
 
     explicit Account(KxTagCopier& copier) {
         std::map<unsigned long long, SxTagLoss const*> lost;  // records, by position
         for (SxTagLoss const& loss : copier.Losses()) {
             lostBytes += loss.end - loss.begin;
+            if (!loss.isRecord) unknownBytes += loss.end - loss.begin;
             if (loss.isRecord) lost[loss.position] = &loss;
             if (loss.isRecord && loss.kept == 0) ++lostRecords;
         }
@@ -61,9 +63,18 @@ std::vector<SxTagFault> OtherFaults(KxTagCopier& copier) {
     return others;
 }
 
+/// What a level below a number may be instead.
+void PrintRemarks(tool::Output& output, KxTagCopier& copier) {
+    for (SxTagFault const& remark : copier.Source().Remarks())
+        output.Print("remark: at {}: {}\n", remark.position, tool::Escaped(remark.text));
+}
+
 void PrintText(tool::Output& output, KxTagCopier& copier, Account const& account) {
-    output.Print("{} of {} records, {} of {} points of their arrays, {} bytes lost\n", copier.NumCopied(),
+    output.Print("{} of {} records, {} of {} points of their arrays, {} bytes lost", copier.NumCopied(),
                  account.records, account.points, account.allPoints, account.lostBytes);
+    if (account.unknownBytes > 0)
+        output.Print("; what stood in {} of them is not known, and not counted", account.unknownBytes);
+    output.Print("\n");
     for (SxTagLoss const& loss : copier.Losses()) {
         if (!loss.isRecord)
             output.Print("lost: bytes {} to {}", loss.begin, loss.end);
@@ -79,16 +90,18 @@ void PrintText(tool::Output& output, KxTagCopier& copier, Account const& account
     for (SxTagFault const& fault : OtherFaults(copier))
         output.Print("{}: at {}: {}\n", KxxToUtf8(KxxTagFaultName(fault.kind)), fault.position,
                      tool::Escaped(fault.text));
+    PrintRemarks(output, copier);
 }
 
 void PrintJson(tool::Output& output, FileArguments const& arguments, KxTagCopier& copier, Account const& account,
                TagFileState state) {
     output.Print(
         "{{\n  \"file\": {},\n  \"output\": {},\n  \"state\": \"{}\",\n  \"records\": {{\"found\": {}, \"copied\": {}, "
-        "\"lost\": {}}},\n  \"points\": {{\"kept\": {}, \"of\": {}}},\n  \"lostBytes\": {},\n  \"losses\": [",
+        "\"lost\": {}}},\n  \"points\": {{\"kept\": {}, \"of\": {}}},\n  \"lostBytes\": {},\n  "
+        "\"unknownBytes\": {},\n  \"losses\": [",
         tool::Quoted(PathOf(arguments.in)), tool::Quoted(PathOf(arguments.out)),
         state == TagFileWhole ? "whole" : "damaged", account.records, copier.NumCopied(), account.lostRecords,
-        account.points, account.allPoints, account.lostBytes);
+        account.points, account.allPoints, account.lostBytes, account.unknownBytes);
     char const* separator = "";
     for (SxTagLoss const& loss : copier.Losses()) {
         output.Print("{}\n    {{\"begin\": {}, \"end\": {}", separator, loss.begin, loss.end);
@@ -103,6 +116,13 @@ void PrintJson(tool::Output& output, FileArguments const& arguments, KxTagCopier
     for (SxTagFault const& fault : OtherFaults(copier)) {
         output.Print("{}\n    {{\"kind\": {}, \"position\": {}, \"target\": {}, \"text\": {}}}", separator,
                      tool::Quoted(KxxTagFaultName(fault.kind)), fault.position, fault.target, tool::Quoted(fault.text));
+        separator = ",";
+    }
+    output.Print("{}],\n  \"remarks\": [", *separator ? "\n  " : "");
+    separator = "";
+    for (SxTagFault const& remark : copier.Source().Remarks()) {
+        output.Print("{}\n    {{\"position\": {}, \"target\": {}, \"text\": {}}}", separator, remark.position,
+                     remark.target, tool::Quoted(remark.text));
         separator = ",";
     }
     output.Print("{}]\n}}\n", *separator ? "\n  " : "");

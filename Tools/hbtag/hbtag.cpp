@@ -143,11 +143,11 @@ public:
         m_repair->footer(
             "Exit codes: 0 IN is whole, 1 usage, unreadable or not written, 2 IN is damaged and OUT has what is whole "
             "of it, "
-            "3 not a tag file.");
+            "3 not a tag file. With 1 OUT is there and whole only if nothing but the report could not be printed.");
         m_convert->footer(
             "Exit codes: 0 written, 1 usage, unreadable, not written, or a form that does not hold it, 2 damaged, 3 "
             "not a tag "
-            "file. OUT is written with 0 only.");
+            "file. OUT is written with 0, and with 1 only if nothing but the report could not be printed.");
         m_export->footer(
             "Points that are gaps become nan. Exit codes: 0 written, 1 usage, unreadable or not written, 2 the record "
             "is "

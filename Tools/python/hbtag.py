@@ -27,10 +27,12 @@ As a program: hbtag.py ls|dump|array FILE [ID] [--json]
 import argparse
 import bisect
 import builtins
+import errno
 import io
 import json
 import math
 import os
+import stat
 import struct
 import sys
 
@@ -302,17 +304,21 @@ class Record:
         return tuple(part.number(type) for part in parts)
 
     def array_kinds(self):
-        """The kinds of raw arrays that fill the payload exactly, the likeliest first, as `array` takes them. A count of 0
+        """The kinds of raw arrays that fill the payload, or end in front of a record, the likeliest first, as `array` takes them. A count of 0
         fits them all. Three integers and three floats look alike: small integers are taken for integers."""
         if self.size or self._inner() is not None:
             return []
-        length, kinds = self.end - self.address, []
+        length, sizes = self.end - self.address, {}
         for kind in ("vec3d", "vec3f", "vec3i", "vec2s", "vec3d2d", "vec3f2d"):
             letter, components, extents = RAW_ARRAYS[kind]
             if length >= 4 * extents:
                 counts = self._unpack("i" * extents)
-                if min(counts) >= 0 and length == 4 * extents + math.prod(counts) * components * struct.calcsize(letter):
-                    kinds.append(kind)
+                if min(counts) >= 0:
+                    sizes[kind] = 4 * extents + math.prod(counts) * components * struct.calcsize(letter)
+        # No link tells where the last payload of a level ends; a record may stand behind it that was never linked.
+        kinds = [kind for kind, size in sizes.items() if self.next == 0 and size < length and
+                 self.file._is_record(self.address + size)] or [kind for kind, size in sizes.items() if size == length]
+        length = sizes[kinds[0]] if kinds else length
         if kinds[:2] == ["vec3f", "vec3i"] and length > 4:
             some = self._unpack("i" * (min(length - 4, 768) // 4), 4)
             if any(some) and all(abs(number) < 1 << 23 for number in some):
@@ -345,7 +351,8 @@ class Record:
         (n, 3)), "vec3f2d", "vec3d2d" (height, width, 3); left out, the likeliest. Numbers are as in the file: what a
         compact array never had has x with the bits 0x7F7FFFFF. Raises TagError for counts that the payload cannot hold.
 
-        Returns a numpy array; of raw elements one that maps the file, read only, and outlives it. Without numpy a
+        Returns a numpy array; of raw elements one that maps the file, read only, and outlives it: who cuts the file meanwhile
+        ends the process that looks there; `parts` reads instead. Without numpy a
         memoryview, of the same shape unless it is empty, and of a copy: for much data take `parts`."""
         doubles = self._doubles(kind)
         if doubles is not None:
@@ -742,14 +749,23 @@ def open(source):
         return File(io.BytesIO(source))
     if hasattr(source, "read"):
         return File(source)
-    return File(builtins.open(source, "rb"), maps=True)
+    return File(_open_regular(source), maps=True)
+
+
+def _open_regular(path):
+    """A file for reading. Raises OSError also for what is no regular file: a pipe would be waited for without end."""
+    file = os.open(path, os.O_RDONLY | getattr(os, "O_NONBLOCK", 0) | getattr(os, "O_BINARY", 0))
+    if not stat.S_ISREG(os.fstat(file).st_mode):
+        os.close(file)
+        raise OSError(errno.EINVAL, "not a regular file", path)
+    return os.fdopen(file, "rb")
 
 
 # Modules: what satellites and version blocks have in their sections
 
 def _section(source, wanted):
     """The bytes of a section of an ELF file (64 bit, little-endian) and their position, or None."""
-    with (io.BytesIO(source) if isinstance(source, builtins.bytes) else builtins.open(source, "rb")) as file:
+    with (io.BytesIO(source) if isinstance(source, builtins.bytes) else _open_regular(source)) as file:
         data = _Bytes(file)
         if data.read(0, min(6, data.size), "a head") != b"\x7fELF\x02\x01":
             raise TagError("no module of 64 bit, little-endian", 0)
@@ -969,47 +985,58 @@ def _list(file, deep, most):
         yield shown
 
 
+class _OutputError(Exception):
+    """Standard output cannot be written; nothing is wrong with the file that is read."""
+
+
+def _say(*values, end="\n"):
+    try:
+        print(*values, end=end)
+    except OSError as error:
+        raise _OutputError(error) from None
+
+
 def _print_module(path, as_json):
     found, block = texts(path), version_block(path)
     if as_json:
-        print(json.dumps({"language": found and found[0], "texts": found and found[1], "version": block}))
+        _say(json.dumps({"language": found and found[0], "texts": found and found[1], "version": block}))
         return
     if block is not None:
-        print("version", ".".join(map(str, block["file"])))
+        _say("version", ".".join(map(str, block["file"])))
         for table, entries in block["texts"].items():
             for key, text in entries.items():
-                print(f"  {table} {key}: {text}")
+                _say(f"  {table} {key}: {text}")
     if found is not None:
-        print("texts in", found[0])
+        _say("texts in", found[0])
         for id, text in found[1].items():
-            print(f"  {id}  {json.dumps(text, ensure_ascii=False)}")
+            _say(f"  {id}  {json.dumps(text, ensure_ascii=False)}")
 
 
 def _print_list(file, command, as_json, most):
     if as_json:
         header = file.header and _shown(file.header)
-        print('{"size": %d, "header": %s, "stream": %s, "records": [' % (
+        _say('{"size": %d, "header": %s, "stream": %s, "records": [' % (
             file.size, json.dumps(header), json.dumps(file.is_stream)))
         separator, fault = "", None
         try:
             for shown in _list(file, command == "dump", most):
-                print(separator + json.dumps(shown, allow_nan=False), end="")
+                _say(separator + json.dumps(shown, allow_nan=False), end="")
                 separator = ",\n"
         except TagError as error:
             fault = error
-        print('\n], "error": %s}' % json.dumps(fault and str(fault)))
+        _say('\n], "error": %s}' % json.dumps(fault and str(fault)))
         if fault is not None:
             raise fault
         return
     for key, value in (file.header or {}).items():
-        print(f"{key}: {value}")
+        _say(f"{key}: {value}")
     for shown in _list(file, command == "dump", most):
         if file.is_stream:
-            print(_object_line(shown, 0))
+            _say(_object_line(shown, 0))
             continue
-        print(_line(shown))
+        _say(_line(shown))
         for node in shown.get("objects", ()):
-            print(_object_line(node, shown["level"] + 1))
+            _say(_object_line(node, shown["level"] + 1))
 
 
 def _print_array(record, kind, as_json):
@@ -1017,19 +1044,41 @@ def _print_array(record, kind, as_json):
     for part in record.parts(1 << 14, kind):
         for element in part.tolist():
             if as_json:
-                print(separator + json.dumps(_shown(element), allow_nan=False), end="")
+                _say(separator + json.dumps(_shown(element), allow_nan=False), end="")
                 separator = ",\n"
             else:
                 rows = element if isinstance(element, list) and element and isinstance(element[0], list) else [element]
                 for row in rows:
-                    print(" ".join(map(repr, row)) if isinstance(row, list) else repr(row))
+                    _say(" ".join(map(repr, row)) if isinstance(row, list) else repr(row))
     if as_json:
-        print("[]" if separator == "[" else "]")
+        _say("[]" if separator == "[" else "]")
+
+
+def _finished(error=None):
+    """Writes what is left of the output: 0, or 1 if it, or what was before it, could not be written."""
+    try:
+        if error is None:
+            sys.stdout.flush()
+            return 0
+        error = error.args[0]
+    except OSError as failed:
+        error = failed
+    os.dup2(os.open(os.devnull, os.O_WRONLY), 1)  # so that nothing fails again at the end of the process
+    if error.errno != errno.EPIPE:
+        print(f"standard output: {error.strerror}", file=sys.stderr)
+    return 1
+
+
+class _Arguments(argparse.ArgumentParser):
+    def error(self, message):
+        self.print_usage(sys.stderr)
+        self.exit(1, f"{self.prog}: {message}\n")
 
 
 def main(arguments=None):
-    """Runs the program and returns its exit code: 0, 1 for a file that cannot be read, 2 for one that is damaged."""
-    parser = argparse.ArgumentParser(prog="hbtag.py", description="Shows what is in files of hbTools.")
+    """Runs the program and returns its exit code: 0, 1 for wrong usage, a file that cannot be read and output that cannot be
+    written, 2 for a file that is damaged."""
+    parser = _Arguments(prog="hbtag.py", description="Shows what is in files of hbTools.")
     parser.add_argument("command", choices=("ls", "dump", "array"),
                         help="the records; what they hold; all elements of an array")
     parser.add_argument("file", help="tag file, persistent stream, or module with texts or a version block")
@@ -1040,14 +1089,17 @@ def main(arguments=None):
     options = parser.parse_args(arguments)
     if (options.command == "array") != (options.id is not None):
         parser.error("array needs the id of a record, ls and dump take none")
+    if sys.stdout is None:
+        print("standard output is closed", file=sys.stderr)
+        return 1
     try:
-        with builtins.open(options.file, "rb") as opened:
+        with _open_regular(options.file) as opened:
             head = opened.read(4)
         if not head:
             raise TagError("the file ends after 0 bytes", 0)
         if head == b"\x7fELF":
             _print_module(options.file, options.json)
-            return 0
+            return _finished()
         with open(options.file) as file:
             if options.command == "array":
                 _print_array(file.find(options.id), options.kind, options.json)
@@ -1057,15 +1109,15 @@ def main(arguments=None):
         print(f"{options.file}: there is no record {options.id}", file=sys.stderr)
         return 1
     except ValueError as error:
+        code = _finished()
         print(f"{options.file}: {error}", file=sys.stderr)
-        return 2
-    except BrokenPipeError:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
-        return 1
+        return code or 2
+    except _OutputError as error:
+        return _finished(error)
     except OSError as error:
         print(f"{options.file}: {error.strerror}", file=sys.stderr)
         return 1
-    return 0
+    return _finished()
 
 
 if __name__ == "__main__":

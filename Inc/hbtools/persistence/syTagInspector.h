@@ -85,7 +85,8 @@ enum TagFaultKind {
     FaultOverlap,       ///< A record that belongs to two chains.
     FaultTrailing,      ///< Bytes at the end that belong to no record.
     FaultDepth,         ///< Nested deeper than KxLimits allows.
-    FaultObject         ///< An object that readers refuse.
+    FaultObject,        ///< An object that readers refuse.
+    FaultUnlinked       ///< A record to which no link leads, right behind the last one of a level.
 };
 
 /// "truncated", "dangling link", ...
@@ -108,10 +109,11 @@ public:
     KxTagInspector& operator=(KxTagInspector const&) = delete;
     ~KxTagInspector();
 
-    /// Looks through the file anew. @throws CFileException if the medium fails
+    /// Looks through the file anew. A record right behind the last one of a level, to which no link leads, is a fault and is
+    /// listed as the next of that level, or of one around it. @throws CFileException if the medium fails
     TagFileState Inspect();
     /// Looks through the file anew as Inspect does, but goes on behind damage: where a link leads nowhere, the next
-    /// record behind the payload is taken for the next of its level; records at the end that no link leads to become
+    /// record behind the payload is taken for the next of its level; records at the end, behind bytes of no record, become
     /// the last of the first level; arrays that are cut have as many elements as are there whole; a payload in front of
     /// a sound link that has the shape of no kind becomes bytes. Extents end where such a record begins. Foreign is
     /// what has no record at all. @throws CFileException if the medium fails
@@ -121,6 +123,9 @@ public:
     /// the components of vectors are part of their payload and not listed.
     KxTDynArray<SxTagRecord> const& Records() const;
     KxTDynArray<SxTagFault> const& Faults() const;
+    /// What is as an archive writes it and yet may be damage that nothing tells: a level below a number, where a neighbour
+    /// stands whose link was lost. A file with remarks is whole.
+    KxTDynArray<SxTagFault> const& Remarks() const;
     /// Where the first chain begins: 0, or behind a file header.
     ULONGLONG GetStartPosition() const;
     ULONGLONG GetFileSize() const;
