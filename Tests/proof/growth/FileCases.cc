@@ -22,6 +22,8 @@
 #include "hbtools/properties/syPropertyTag.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -193,6 +195,46 @@ std::function<void()> Graph(int n) {
         }
         for (auto const& node : read)
             if (!KxAddressesMap::GetCurrentDynamicObject(node->nextAddress)) std::abort();
+    };
+}
+
+/// Objects whose addresses in the file are the same modulo every prime that tables of so many have as their size.
+std::function<void()> AlikeAddresses(int n) {
+    constexpr long long step = 127LL * 257 * 541 * 1109 * 2357;
+    auto const file = std::make_shared<CountedFile>();
+    {
+        golden::Types const types;
+        std::vector<golden::Node> nodes(static_cast<std::size_t>(n));
+        KxTagArchive archive(file.get(), 0);
+        for (int i = 0; i < n; ++i)
+            archive << KxDynamicObjectTag(static_cast<unsigned long>(1 + i), &nodes[static_cast<std::size_t>(i)]);
+    }
+    std::string bytes(static_cast<std::size_t>(file->GetLength()), '\0');
+    file->Seek(0, CFile::begin);
+    file->Read(bytes.data(), static_cast<UINT>(bytes.size()));
+    std::string const head("\x83\x2c\x03\0\x64\0\x08\0\0\0", 10);  // of an address, 8 bytes, in either form
+    int found = 0;
+    for (std::size_t at = 0; (at = bytes.find(head, at)) != bytes.npos; ++at) {
+        std::uint32_t place = 0;
+        std::memcpy(&place, bytes.data() + at + 10, sizeof place);
+        std::size_t const payload = at + (place == at + 18 ? 18 : 30);
+        long long const address = ++found * step;
+        file->Seek(static_cast<LONGLONG>(payload), CFile::begin);
+        file->Write(&address, sizeof address);
+    }
+    if (found != n) std::abort();
+    return [file, n] {
+        golden::Types const types;
+        KxAddressesMap const map;
+        file->Seek(0, CFile::begin);
+        KxTagArchive archive(file.get(), 1);
+        std::vector<std::unique_ptr<golden::Node>> read;
+        for (int i = 1; i <= n; ++i) {
+            KxDynamicObjectTag tag(static_cast<unsigned long>(i), nullptr);
+            archive >> tag;
+            read.emplace_back(dynamic_cast<golden::Node*>(tag.DynamicObject()));
+            if (KxAddressesMap::GetCurrentDynamicObject(i * step) != read.back().get()) std::abort();
+        }
     };
 }
 
@@ -450,6 +492,7 @@ std::vector<Case> FileCases() {
         {"property list: load lists in lists", [](int n) { return LoadConditions(n / 4, StoreTree); }},
         {"objects: store, refer, load", References},
         {"graph: store and load", Graph},
+        {"graph: addresses of one bucket", AlikeAddresses},
         {"configuration: keys", [](int n) { return ReadConfig<KxConfig>(n, 'k'); }},
         {"configuration: groups", [](int n) { return ReadConfig<KxConfig>(n, 'g'); }},
         {"configuration: one key many times", [](int n) { return ReadConfig<KxConfig>(n, 'd'); }},
