@@ -37,6 +37,7 @@ TEST_F(Programs, HbtagExitCodesAreAContract) {
                           {"ls " + Path("."), 1, "Is a directory"},
                           {"ls /dev/zero", 1, "hbtag: "},
                           {"ls", 1, "FILE is required"},
+                          {"tree --html --json " + Path("whole.tag"), 1, "excludes"},
                           {"", 1, "subcommand"},
                           {"--help", 0, "Exit codes"}};
     for (Case const& c : cases) {

@@ -50,7 +50,8 @@ TEST_F(Programs, ScanlabDemoStoresAndCompares) {
 TEST_F(Programs, ScanlabComputesWithNumbersNextToNothing) {
     std::string points;
     for (int i = 0; i < 2500; ++i) {
-        double const x = i % 50, y = i / 50, z = (x * x + y * y) / 200;
+        int const row = i / 50;
+        double const x = i % 50, y = row, z = (x * x + y * y) / 200;
         points += std::to_string(x) + ',' + std::to_string(y) + ',' + std::to_string(z) + '\n';
     }
     Write("small.csv", "5e-324,1e-310,-5e-324\n" + points);

@@ -75,7 +75,8 @@ public:
         CLI::App* const tree = Add(app, "tree", "Lists the records as ls does, or writes a page for a browser");
         m_verify = Add(app, "verify", "Walks everything and names each fault with its place and cost");
         tree->add_flag("--html", arguments.options.page,
-                       "Write one page with the tree, the properties, and the points of all arrays in space");
+                       "Print one page with the tree, the properties, and the points of all arrays in space")
+            ->excludes("--json");
         for (CLI::App* command : {m_ls, m_dump})
             command->add_option("--id", arguments.id, "Only records of this id")->check(CLI::Range(0LL, 0xffffffffLL));
         m_dump->add_option("--values", arguments.options.values, "Values shown of each payload, -1 for all")
