@@ -6,6 +6,7 @@
 #include "hbtools/base/syResource.h"
 #include "persistence/syInnerTags.h"
 #include "persistence/syTagCopyPlan.h"
+#include "persistence/syTagPayload.h"
 #include "persistence/syTagRecord.h"
 #include "persistence/syTextIds.h"
 
@@ -87,8 +88,7 @@ ULONGLONG KxTagCopier::Plan::RestOf(int record) const {
     ULONGLONG const end = source.image.dataAddress + source.extent;
     bool const isLeaf = m_firstChild[static_cast<std::size_t>(record) + 1] < 0;
     if (!isLeaf || source.isDamaged || m_hasNoRest[static_cast<std::size_t>(record)]) return 0;
-    bool const isCollection = source.kind >= PayloadVec2sArray && source.kind <= PayloadEmptyArray;
-    return isCollection || end < m_inspector.GetFileSize() ? end - EndOf(source) : 0;
+    return detail::IsCollection(source.kind) || end < m_inspector.GetFileSize() ? end - EndOf(source) : 0;
 }
 
 // An object whose types are there and whose address is not.

@@ -18,6 +18,10 @@ constexpr ULONGLONG fileHeaderSize = 512;
 constexpr std::uint16_t fileHeaderMark = 0x4949;
 constexpr std::size_t mostIds = 1 << 16;  // that are remembered
 
+bool IsMarker(TagPayloadKind kind) {
+    return kind == PayloadNone || kind == PayloadGraphObject;
+}
+
 }  // namespace
 
 TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
@@ -293,8 +297,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
     bool const isNeighbour = m_links.contains(nested);
     if (isNeighbour || !detail::IsRecordAt(m_file, nested, limit)) {
         record.extent = std::min(record.extent, payloadLimit - std::min(image.dataAddress, payloadLimit));
-        bool const isCollection = finding.kind >= PayloadVec2sArray && finding.kind <= PayloadEmptyArray;
-        if (isCollection && limit == m_size && !finding.hasLeftOver)
+        if (detail::IsCollection(finding.kind) && limit == m_size && !finding.hasLeftOver)
             record.extent = finding.size;  // the rest is a trail
         if (image.dataSize == 4 && image.nextTag != 0 && m_plainIds.size() < mostIds) m_plainIds.insert(image.id);
         return;
@@ -320,7 +323,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
 // never written, or is lost.
 bool KxTagInspector::Walk::MayHaveLevel(SxTagRecord const& record) {
     constexpr std::uint32_t mostNumerated = 1 << 24;  // nobody counts up to there; floats are greater
-    if (record.kind == PayloadNone || record.kind == PayloadGraphObject) return true;
+    if (IsMarker(record.kind)) return true;
     if (m_levelIds.contains(record.image.id)) return true;
     if (m_plainIds.contains(record.image.id)) return false;
     std::uint32_t number = mostNumerated;
@@ -344,7 +347,6 @@ bool KxTagInspector::Walk::MayHaveLevel(SxTagRecord const& record) {
 // where that leads. Within a level there are more links that can be lost than at its end; but one that is what a parent is,
 // by its id or as a marker, rather is that one's neighbour.
 void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
-    auto const isMarker = [](TagPayloadKind kind) { return kind == PayloadNone || kind == PayloadGraphObject; };
     STag next;
     detail::ReadRecord(m_file, position, next);
     bool const isNextMarker =
@@ -356,7 +358,7 @@ void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
     for (std::size_t i = open; i > outermost && m_levels[i].parent >= 0 && m_levels[i - 1].next == chainEnd; --i) {
         SxTagRecord const& parent = m_records[m_levels[i].parent];
         if (parent.image.nextTag != 0 || next.id == m_records[number].image.id) break;
-        if (next.id != parent.image.id && !(isNextMarker && isMarker(parent.kind))) continue;
+        if (next.id != parent.image.id && !(isNextMarker && IsMarker(parent.kind))) continue;
         open = i - 1;
         break;
     }

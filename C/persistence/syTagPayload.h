@@ -37,6 +37,11 @@ void AppendNumber(std::wstring& text, T value) {
     text.append(digits, result.ptr);
 }
 
+/// A count, or two extents, and raw elements.
+inline bool IsCollection(TagPayloadKind kind) {
+    return kind >= PayloadVec2sArray && kind <= PayloadEmptyArray;
+}
+
 /// True if a whole head stands at `position` in front of `end` and its dataAddress leads to where its payload must be.
 bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end);
 

@@ -87,10 +87,18 @@ bool Lock(int number) {
     return Repeat([&] { return ::flock(number, LOCK_EX | LOCK_NB); }) == 0;
 }
 
+/// Opens a file, never in the place of a standard stream. -1 and errno if that fails.
+int OpenNumber(std::string const& path, int flags) {
+    return AboveStandard(Repeat([&] { return ::open(path.c_str(), flags | O_CLOEXEC, 0666); }));
+}
+
+int OpenFolder(std::string const& path) {
+    return OpenNumber(path, O_RDONLY | O_DIRECTORY);
+}
+
 /// Removes a part file that nobody holds any more. Anything but a regular file of that user or our own stays.
 void RemoveIfLeft(std::string const& path, uid_t owner) {
-    Descriptor const left(AboveStandard(
-        Repeat([&] { return ::open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); })));
+    Descriptor const left(OpenNumber(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     struct stat status;
     if (!left.IsOpen() || ::fstat(left.GetNumber(), &status) != 0 || !S_ISREG(status.st_mode)) return;
     if ((status.st_uid == owner || status.st_uid == ::geteuid()) && Lock(left.GetNumber())) ::unlink(path.c_str());
@@ -129,11 +137,11 @@ int Descriptor::Open(std::string const& path, unsigned flags) {
     Close();
     if (path.empty()) return ENOENT;
     if (path.find('\0') != std::string::npos) return EINVAL;
-    int system = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    int system = O_NONBLOCK | O_NOCTTY;
     system |= (flags & write) == 0 ? O_RDONLY : (flags & read) != 0 ? O_RDWR : O_WRONLY;
     if (flags & create) system |= O_CREAT;
     if (flags & append) system |= O_APPEND;
-    Descriptor opened(AboveStandard(Repeat([&] { return ::open(path.c_str(), system, 0666); })));
+    Descriptor opened(OpenNumber(path, system));
     if (!opened.IsOpen()) return errno;
     struct stat status;
     if (::fstat(opened.m_number, &status) != 0) return errno;
@@ -410,8 +418,7 @@ void PartFile::Discard() noexcept {
 UpdateLock::UpdateLock(std::string const& target) {
     std::string file;
     std::string const folder = DirectoryOf(ResolveLinks(target, file) == 0 ? file : target);
-    m_folder =
-        Descriptor(AboveStandard(Repeat([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })));
+    m_folder = Descriptor(OpenFolder(folder));
     constexpr int numTries = 1000;
     constexpr timespec pause{0, 2000000};
     for (int i = 1; m_folder.IsOpen() && !Lock(m_folder.GetNumber()) && errno == EWOULDBLOCK && i < numTries; ++i)
@@ -466,7 +473,7 @@ void WriteToStandardError(std::string_view text) noexcept {
 }
 
 int SyncDirectory(std::string const& path) {
-    int const number = AboveStandard(Repeat([&] { return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    int const number = OpenFolder(path);
     if (number < 0) return errno == EACCES ? 0 : errno;  // one that may be written but not read cannot be flushed
     Descriptor directory(number);
     int const error = directory.Sync();

@@ -92,6 +92,18 @@ void NoteLeafCode() {
 #endif
 }
 
+#ifdef __SANITIZE_THREAD__  // which does not see the other join
+constexpr clockid_t joinClock = CLOCK_REALTIME;
+int JoinUntil(pthread_t thread, timespec const& until) {
+    return ::pthread_timedjoin_np(thread, nullptr, &until);
+}
+#else
+constexpr clockid_t joinClock = CLOCK_MONOTONIC;
+int JoinUntil(pthread_t thread, timespec const& until) {
+    return ::pthread_clockjoin_np(thread, nullptr, joinClock, &until);
+}
+#endif
+
 int SignalNumber() {
     return SIGRTMIN + 3;
 }
@@ -249,26 +261,14 @@ SystemThread::~SystemThread() {
         return;
     }
     // What is left are steps of the C library, and perhaps other libraries' data of the thread, for which nobody waits.
-#ifdef __SANITIZE_THREAD__
-    constexpr clockid_t clock = CLOCK_REALTIME;  // it does not see the other join
-#else
-    constexpr clockid_t clock = CLOCK_MONOTONIC;
-#endif
     timespec until{};
-    ::clock_gettime(clock, &until);
+    ::clock_gettime(joinClock, &until);
     until.tv_nsec += joinTime;
     if (until.tv_nsec >= 1000000000) {
         ++until.tv_sec;
         until.tv_nsec -= 1000000000;
     }
-    auto const join = [&] {
-#ifdef __SANITIZE_THREAD__
-        return ::pthread_timedjoin_np(m_handle, nullptr, &until);
-#else
-        return ::pthread_clockjoin_np(m_handle, nullptr, clock, &until);
-#endif
-    };
-    if (::pthread_equal(m_handle, ::pthread_self()) || join() != 0) ::pthread_detach(m_handle);
+    if (::pthread_equal(m_handle, ::pthread_self()) || JoinUntil(m_handle, until) != 0) ::pthread_detach(m_handle);
 }
 
 bool SystemThread::IsCurrent() const {

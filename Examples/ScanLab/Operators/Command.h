@@ -9,8 +9,8 @@
 // it returns goes into a new content of the session behind it, see Change. Work that is cancelled or fails so leaves the
 // session as it was, and no step in its history.
 //
-// A failure names the operator, the parameter where one is to blame, and the scans if it is one of numbers. A cancelled operator says so on standard error and
-// returns OPERATOR_CANCELLED; it does not begin if there is a wish to end already.
+// A failure names the operator, the parameter where one is to blame, and the scans if it is one of numbers. A cancelled
+// operator says so on standard error and returns OPERATOR_CANCELLED; it does not begin if there is a wish to end already.
 #pragma once
 
 #include "../LongRun.h"
