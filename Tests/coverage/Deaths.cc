@@ -13,8 +13,13 @@
 
 extern "C" {
 
+#ifdef __clang__
+int __llvm_profile_write_file();
+void __llvm_profile_reset_counters();
+#else
 void __gcov_dump();
 void __gcov_reset();
+#endif
 
 static long Call(long number, long a = 0, long b = 0, long c = 0, long d = 0, long e = 0, long f = 0) {
     register long r10 __asm__("r10") = d;
@@ -39,8 +44,13 @@ static bool HasRoom() {
 static void LeaveCounts() {
     int const keep = errno;
     if (HasRoom()) {
+#ifdef __clang__
+        __llvm_profile_write_file();
+        __llvm_profile_reset_counters();
+#else
         __gcov_dump();
         __gcov_reset();
+#endif
     }
     errno = keep;
 }
