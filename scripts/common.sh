@@ -53,6 +53,8 @@ clang-tidy the checks of the sources
 python3 running them'
 packages_coverage='
 gcovr figures and pages from the counters'
+packages_conditions='
+llvm reading the counters of clang'
 packages_bench='
 libbenchmark-dev the benchmarks
 libminizip-dev a peer of the zip archives
