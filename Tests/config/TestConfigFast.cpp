@@ -229,10 +229,10 @@ TYPED_TEST(ConfigFast, WhatNoLineCanHoldIsRefused) {
         std::wstring group, key, value;
         bool isHeld = false;
     } const cases[] = {
-        {L"G", L"A", L"a\nb"},       {L"G", L"A", L"a\rb"},     {L"G", L"A", L"a\0b"s},  {L"G", L"A=", L""},
-        {L"G", L"[A", L""},          {L"G", L";A", L""},        {L"G", L" A", L""},      {L"G]", L"A", L""},
-        {L"G\n", L"A", L""},         {L"G", L"A", most + L"x"}, {L"G", L"A", L"\xDC80"}, {L"G", L"A", most, true},
-        {L"G", L"A]", L"=[;", true}, {L"", L"", L"1", true},
+        {L"G", L"A", L"a\nb"},       {L"G", L"A", L"a\rb"},     {L"G", L"A", L"a\0b"s},       {L"G", L"A=", L""},
+        {L"G", L"[A", L""},          {L"G", L";A", L""},        {L"G", L" A", L""},           {L"G]", L"A", L""},
+        {L"G\n", L"A", L""},         {L"G", L"A", most + L"x"}, {L"G", L"A", L"\xDC80"},      {L"G", L"A", most, true},
+        {L"G", L"A]", L"=[;", true}, {L"", L"", L"1", true},    {L"G", L"\xFEFF\x0041", L""},
     };
     for (auto const& c : cases) {
         std::string const after = this->After("[G]\nB=1\n", [&](TypeParam& config) {

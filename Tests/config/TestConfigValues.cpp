@@ -77,6 +77,8 @@ TYPED_TEST(ConfigValues, Numbers) {
         {"1,5", "-", "-", "-", "-", "1", "1"},
         {"12abc", "-", "-", "-", "-", "12", "12"},
         {"0x10", "-", "-", "-", "-", "-", "-"},
+        {"0X10", "-", "-", "-", "-", "-", "-"},
+        {"+", "-", "-", "-", "-", "-", "-"},
         {"-.5e1x", "-", "-", "-", "-", "-5", "-5"},
         {"nan", "-", "-", "-", "-", "-", "-"},
         {"-inf", "-", "-", "-", "-", "-", "-"},
@@ -103,6 +105,8 @@ TYPED_TEST(ConfigValues, Numbers) {
     EXPECT_EQ(this->template As<float>("0.5", KxTFloatRange<float>(0.5F, 1)), "0.5");
     EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0.1F, 1)), "0.10000000149011612");  // as a float
     EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0, std::nextafter(0.1F, 0.0F))), "-");
+    EXPECT_EQ(this->template As<unsigned long>("5", KxTRange<unsigned long>(~0UL, ~0UL)),
+              "-");  // beyond all signed ones
     // The finite range of the type is the widest: its largest number as printed, and the next power of ten.
     float const infinite = std::numeric_limits<float>::infinity();
     double const wide = infinite;
@@ -221,6 +225,8 @@ TYPED_TEST(ConfigValues, FailuresSayWhatIsWrong) {
              return c.Read(doubles, L"k", KxTFloatRange<double>(0, 2), {-1, 1}, 0);
          },
          range + "1.5;x'. Erlaubt ist der Bereich von -1 bis 2"},
+        {"1.5", [&](Config& c) { return c.Read(doubles, L"k", 1); },
+         tooFew + "2 mit Semikolon getrennte Zahlen erwartet"},
         {" 1.5; 2mm", [&](Config& c) { return c.Read(doubles, L"k", 1); }, "1"},
         {"1;2;3", readRectangle, tooFew + "4 mit Semikolon getrennte Zahlen erwartet"},
         {"1;2;3;x", readRectangle, refused},
@@ -236,6 +242,7 @@ TYPED_TEST(ConfigValues, FailuresSayWhatIsWrong) {
         {"../no/../such", readPath, key + "verweist auf '../no/../such'; Das Ziel existiert nicht"},
         {"/dev/null/x", readPath, key + "verweist auf '/dev/null/x'; Das Ziel existiert nicht"},
         {"/", readPath, "1"},
+        {"/no/such", [&](Config& c) { return c.Read(path, L"k", 0); }, "1"},
     };
     for (auto const& c : cases)
         EXPECT_EQ(this->Tell("[G]\nx=1\nk=" + c.value + "\n", c.action), this->WithPath(c.told, U(this->Path("f"))))
@@ -278,6 +285,36 @@ TYPED_TEST(ConfigValues, GroupsAndMissingFiles) {
         "Der Schlüssel 'k' konnte in der Gruppe [G] der Datei '" + U(this->Path("gone")) + "' nicht gelesen werden");
     EXPECT_EQ(test::Thrown<KxConfigurationException>([&] { unseen.Read(text, L"k"); }),
               "Die Datei \"" + U(this->Path("gone")) + "\" existiert nicht");
+    // A key that is not there is the same failure for values of every kind.
+    std::function<int(TypeParam&)> const kinds[] = {
+        [](TypeParam& c) {
+            int v;
+            return c.Read(v, L"k", KxTRange<int>(1, 9));
+        },
+        [](TypeParam& c) {
+            double v;
+            return c.Read(v, L"k");
+        },
+        [](TypeParam& c) {
+            KxTPair<int> v;
+            return c.Read(v, L"k", {0, 1}, {0, 1}, 0);
+        },
+        [](TypeParam& c) {
+            KxTPair<double> v;
+            return c.Read(v, L"k", 1);
+        },
+        [](TypeParam& c) {
+            KxTRectangle<int> v;
+            return c.Read(v, L"k");
+        },
+        [](TypeParam& c) {
+            KxDirEntry v;
+            return c.Read(v, L"k", 1);
+        },
+    };
+    for (auto const& read : kinds)
+        EXPECT_EQ(this->Tell("[G]\nx=1\n", read), "Der Schlüssel 'k' konnte in der Gruppe [G] der Datei '" +
+                                                      U(this->Path("f")) + "' nicht gelesen werden");
     ASSERT_EQ(::mkfifo(this->File("fifo").c_str(), 0600), 0);  // no waiting, and nothing in it
     TypeParam fifo(this->Path("fifo"), 0);
     EXPECT_EQ(fifo.SetGroup(L"G", 1) + fifo.Read(text, L"k"), 0);
@@ -309,6 +346,10 @@ TYPED_TEST(ConfigValues, Writing) {
         {[&](Config& c) { return c.Write(3, L"k", colours, 0); }, "3"},
         {[](Config& c) { return c.Write(4294967296, L"k"); }, "4294967296"},
         {[&](Config& c) { return c.Write(nan, L"k", 3); }, "nan"},
+        {[&](Config& c) { return c.Write(KxTPair<double>(nan, 1), L"k", 1); }, "nan;1.0"},
+        {[&](Config& c) { return c.Write(KxTPair<double>(1, nan), L"k", 1); }, "1.0;nan"},
+        {[](Config& c) { return c.Write(KxTPair<long>(-4294967296, 1), L"k"); }, "-4294967296;1"},
+        {[](Config& c) { return c.Write(KxTPair<long>(1, 4294967296), L"k"); }, "1;4294967296"},
         {[](Config& c) { return c.Write(L"a\nb", L"k"); }, "a\nb"},
     };
     for (auto const& c : cases) {

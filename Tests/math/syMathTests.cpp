@@ -71,6 +71,7 @@ TEST(KxMath, ComparisonsAndPowersAtTheirBorders) {
     EXPECT_TRUE(std::signbit(KxMath::Abs(NaN)));  // the sign bit flips
     EXPECT_EQ(KxMath::Abs(SmallestInt), SmallestInt);
     EXPECT_EQ(KxMath::Sign(-7) + KxMath::Min(3, 1, 2) + KxMath::Max(3, 1, 2), 3);
+    EXPECT_EQ(KxMath::Max(1, 2, 3) * KxMath::Abs(-4) + KxMath::Abs(5), 17);
 }
 
 TEST(KxMath, RoundsToIntOrTheSmallestInt) {

@@ -55,7 +55,26 @@ TEST(Vec, MarkerAndSizes) {
     EXPECT_EQ(KxVec3d(1, 2, 3).ToVector(), Vector({1, 2, 3}));
     KxVec3d from = Vector({4, 5, 6, 7});
     EXPECT_TRUE(from == KxVec3d(4, 5, 6));
-    EXPECT_FALSE(Vector({1, 2}) == Vector({1, 2, 3}));
+    EXPECT_FALSE(Vector({1, 2}) == Vector({1, 2, 3}) || Vector({1, 2}) == Vector({1, 3}) ||
+                 Vector({1, 2}) == Vector({1, 1}));
+    KxVec none;
+    none.Invalidate();
+    EXPECT_TRUE(none.Size() == 0 && none.MinDistance(none) == 0);
+}
+
+TEST(Matrix, EqualityLooksBothWaysAndItselfIsNoStranger) {
+    KxMatrix m = Matrix(2, {1, 2, 3, 4});
+    EXPECT_FALSE(m == Matrix(2, {1, 2, 3, 5}) || m == Matrix(2, {1, 2, 3, 3}));
+    EXPECT_FALSE(KxMatrix3::Identity == KxMatrix3(2, 0, 0, 0, 1, 0, 0, 0, 1) ||
+                 KxMatrix3(2, 0, 0, 0, 1, 0, 0, 0, 1) == KxMatrix3::Identity);
+    EXPECT_FALSE(KxMatrix4::Identity == KxMatrix4::ZeroMatrix || KxMatrix4::ZeroMatrix == KxMatrix4::Identity);
+    KxMatrix other(2, 3);  // as wide, not as high
+    other = m;
+    EXPECT_EQ(other, m);
+    m.TransferOwnershipTo(m);
+    EXPECT_EQ(m, other);
+    EXPECT_EQ(KxMatrix::BinomialMatrix(0, 3).Height(), 3);
+    EXPECT_EQ(KxTMathMatrix<double>().Width(), 0U);
 }
 
 TEST(Vec, Arithmetic) {

@@ -47,6 +47,7 @@ TEST(Solvers, LUByHand) {
     EXPECT_EQ(a.LUDecomposition(&permutation, &sign), Matrix(3, {4, 2, 0, 0, 2, 1, 0.5, 1, 1}));
     EXPECT_EQ(std::vector<int>(permutation.begin(), permutation.end()), (std::vector<int>{1, 0, 2}));
     EXPECT_EQ(sign, 1);
+    EXPECT_EQ(a.LUDecomposition(nullptr, nullptr), a.LUDecomposition(&permutation, &sign));
     struct {
         KxMatrix matrix;
         double determinant;
@@ -245,6 +246,8 @@ TEST(Solvers, RoutesOfTheDispatcher) {
     ASSERT_TRUE(KxMatrix::SolveEquationSystem(Matrix(2, {1, 0, 1, 1, 1, 2}), x, Vector({1, 3, 4})));
     EXPECT_LT(x.Distance(Vector({7.0 / 6, 1.5})), 1e-14);
     EXPECT_TRUE(!KxMatrix::SolveEquationSystem(KxMatrix(2, 2), x, Vector({1, 2})) && x.Size() == 2);  // as it was
+    ASSERT_TRUE(KxMatrix::SolveEquationSystem(Matrix(2, {1e-250, 0, 0, 2e-250}), x, Vector({1e-250, 1e-250})));
+    EXPECT_EQ(x, Vector({1, 0.5}));  // small numbers make no matrix singular
     for (int const n : {2, 8, 9, 40}) {
         KxMatrix a = Random(n, n), b = Random(2, n), expected, got;
         got = a;

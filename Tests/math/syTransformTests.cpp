@@ -152,6 +152,8 @@ TEST(Transform, InverseDeterminantAdjugate) {
     KxMatrix4 almost;
     almost[0][0] = 1e-300;
     EXPECT_FALSE(almost.IsSingular());
+    EXPECT_FALSE(KxMatrix3(2, 0, 0, 0, 3, 0, 1, 1, 4).IsSingular() ||
+                 KxMatrix3(0, 1, 0, 1, 0, 0, 0, 0, 1).IsSingular());
     EXPECT_FALSE(std::isfinite(KxMatrix4::ZeroMatrix.Inverse()[0][0]));
 }
 
@@ -296,6 +298,13 @@ TEST(Transform, UnpackedIntoSixteenNumbers) {
         for (int i = 0; i < 16; ++i) m[i / 4][i % 4] /= w;
         EXPECT_LT(Difference(Recomposed(v), m), 1e-12) << seed;
         EXPECT_EQ(v[15] == 0, seed % 2 == 0);
+    }
+    for (int i = 0; i < 3; ++i) {  // a perspective along one axis alone
+        KxMatrix4 m = RandomMatrix(7, false);
+        for (int k = 0; k < 3; ++k) m[3][k] = k == i ? 0.25 : 0;
+        m[3][3] = 1;
+        ASSERT_TRUE(!m.IsAffine() && m.Decompose(v)) << i;
+        EXPECT_LT(Difference(Recomposed(v), m), 1e-12) << i;
     }
     KxMatrix4 const simple =
         KxMatrix4::ATranslation({7, 8, 9}) * KxMatrix4::AZRotation(0.5) * KxMatrix4::AScale({2, 3, 4});

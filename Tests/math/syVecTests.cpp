@@ -182,6 +182,9 @@ TEST(Vectors, NullVectorsNormalizeByTheirSize) {
     f2.SetValues(3, -4);
     f2.Normalize();
     EXPECT_EQ(f2[1], static_cast<float>(-4 * (1.0 / 5)));
+    d2.SetValues(3, -4);
+    d2.Normalize();
+    EXPECT_EQ(d2[1], -4 * (1.0 / 5));
 }
 
 TEST(Vectors, Angles) {
@@ -191,6 +194,8 @@ TEST(Vectors, Angles) {
     EXPECT_EQ(KxVec2d::Zero.Angle(KxVec2d(0, 5), false), KxMath::Pi);
     EXPECT_EQ(KxVec2f::Zero.Angle(KxVec2f(0, 5), false), KxMath::Pi);
     EXPECT_DOUBLE_EQ(KxVec2f(1, 0).Angle(KxVec2f(0, 5), false), KxMath::PiHalf);
+    EXPECT_DOUBLE_EQ(KxVec2d(1, 0).Angle(KxVec2d(0.6, 0.8), true), std::acos(0.6));
+    EXPECT_DOUBLE_EQ(KxVec2f(1, 0).Angle(KxVec2f(0, -1), true), KxMath::PiHalf);
     // The guards stand on the product of the squared lengths; what reaches them counts as null.
     EXPECT_EQ(KxVec3d(1e-14, 0, 0).Angle(KxVec3d(0, 0.9, 0), false), 0.0);
     EXPECT_DOUBLE_EQ(KxVec3d(1e-14, 0, 0).Angle(KxVec3d(0, 1.1, 0), false), KxMath::PiHalf);
@@ -315,6 +320,10 @@ TEST(Vectors, Conversions) {
 TEST(Vectors, HomogeneousDivision) {
     KxVec3d const fromD = KxVec4d(1, 2, 3, 4);
     EXPECT_EQ(Text(fromD) + " " + Text(KxVec4d(1, 2, 3, 4).ToVector3f()), "0.25 0.5 0.75 0.25 0.5 0.75");
+    KxVec3d const behind = KxVec4d(1, 2, 3, -4);
+    KxVec3f const behindF = KxVec4f(1, 2, 3, -4);
+    EXPECT_EQ(Text(behind) + " " + Text(behindF), "-0.25 -0.5 -0.75 -0.25 -0.5 -0.75");
+    EXPECT_EQ(Text(KxVec4d(1, 2, 3, -4).ToVector3f()), "-0.25 -0.5 -0.75");
     KxVec4d const flat(1, 2, 3, 0);
     EXPECT_TRUE(static_cast<KxVec3d>(flat) == KxVec3d::Infinity);
     EXPECT_EQ(Text(flat.ToVector3f()), Text(KxVec3f::Infinity));

@@ -172,6 +172,11 @@ TEST(OperatorMgr, InsertFindRemove) {
         KxTMem<KxString> names(2);
         manager.GetAllOperatorNames(names);
         EXPECT_EQ(U(names[0]) + U(names[1]), "FilterFilter");
+        KxTMem<KxString> more(4);  // than there are
+        manager.GetAllOperatorNames(more);
+        EXPECT_EQ(U(more[2]) + "," + U(more[3]), U(manager.GetOperatorIndexed(2)->GetFixName()) + ",");
+        Thrown<CInvalidArgException>([&] { manager.Insert(nullptr); });
+        Thrown<CInvalidArgException>([&] { manager.Remove(static_cast<KxOperator*>(nullptr)); });
         manager.GetOperator(6)->SetId(8, Id(220));
         EXPECT_EQ(manager.GetOperator(L"Self"), manager.GetOperator(8));
         g_destroyed.clear();

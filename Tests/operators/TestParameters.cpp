@@ -143,6 +143,8 @@ TEST(Parameter, TextForms) {
         {Make::File, "x.PLy", "A:a.txt V:x.PLy ", ""},
         {Make::Color, "(255, 256,-1", "V:(255,0,255) ", ""},
         {Make::Color, "(1,2,99999999999999999999)", "V:(1,2,255) ", ""},
+        {Make::Color, "(+1,2,3)", "V:(1,2,3) ", ""},
+        {Make::Color, "(1,x,3)", "", WrongType("(1,x,3)", "long")},
         {Make::Color, "(1,2)", "", WrongType("(1,2)", "long")},
         {Make::Color, " (1,2,3)", "", WrongType(" (1,2,3)", "long")},
         {Make::Color, "(1 ,2,3)", "", WrongType("(1 ,2,3)", "long")},
@@ -205,6 +207,9 @@ TEST(Parameter, DefaultsAndAttributes) {
     EXPECT_EQ(U(list.GetSelectedDefaultEntry()), "y");
     KxParameterList const unknown(1, Id(100), two, L"b", L"y");
     EXPECT_EQ(unknown.GetSelectedEntry().Len(), 0);
+    KxParameterList const& itself = list;
+    list = itself;
+    EXPECT_EQ(U(list.GetSelectedDefaultEntry()), "y");
 }
 
 TEST(Parameter, Filters) {

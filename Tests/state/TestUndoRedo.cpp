@@ -137,6 +137,20 @@ TEST_F(UndoRedo, GoesBackAndForth) {
     EXPECT_FALSE(undo.CanRedo());
     undo.Redo();  // nothing there
     EXPECT_EQ(log.text, "cccucucrcr");
+    EXPECT_EQ(undo.GetSize(), 0U);
+    undo.Begin(L"large");
+    undo.SaveState(new NumberState(data, 'a', 1000));
+    EXPECT_EQ(undo.GetSize(), 1000U);  // of the open bracket too
+    EXPECT_NE(test::Thrown<CInvalidArgException>([&] { undo.SaveState(nullptr); }), "");
+    undo.End(L"");
+    KxUndoRedo const& itself = undo;
+    undo = itself;
+    undo.Undo();
+    EXPECT_EQ(Listed(undo.UndoNames()) + Listed(undo.RedoNames()), L"one two large ");
+    KxUndoRedo nothing;
+    nothing.Undo();
+    EXPECT_FALSE(nothing.CanUndo() || nothing.CanRedo());
+    log.text.clear();
 
     undo.Undo();
     undo.Begin(L"nothing");
@@ -146,7 +160,7 @@ TEST_F(UndoRedo, GoesBackAndForth) {
     EXPECT_FALSE(undo.CanRedo());
     EXPECT_EQ(undo.RedoStates().Count(), 0);
     EXPECT_EQ(Listed(undo.UndoNames()), L"one nine ");
-    EXPECT_EQ(log.text, "cccucucrcrcuc");
+    EXPECT_EQ(log.text, "cuc");
 }
 
 TEST_F(UndoRedo, BracketsMerge) {

@@ -489,6 +489,8 @@ TEST(KxThread, WithoutThreadsThereIsNone) {
     thread.SetStackSize(1ul << 46);
     EXPECT_FALSE(thread.Launch(LinkTo(work)));
     EXPECT_EQ(thread.Run(LinkTo(work)) + thread.IsRunning(), 0);
+    thread.SetPriority(THREAD_PRIORITY_LOWEST);  // of the next one
+    EXPECT_EQ(thread.GetPriority(), THREAD_PRIORITY_LOWEST);
     thread.SetStackSize(0);
     EXPECT_EQ(thread.Run(LinkTo(work)), 1);
     EXPECT_EQ(thread.AttemptTermination(60000), 1);
