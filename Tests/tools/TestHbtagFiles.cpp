@@ -121,8 +121,8 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair --force {32.tag} {link.tag}", 1, "is the file that is read; it is never written"},
         {"repair --force {link.tag} {32.tag}", 1, "is the file that is read; it is never written"},
         {"repair --force {32.tag} {hard.tag}", 1, "is the file that is read; it is never written"},
-        {"repair {32.tag} {out}", 0, "24 of 24 records, 25 of 25 points of their arrays, 0 bytes lost\n", true},
-        {"repair {cut.tag} {out}", 2, "9 of 9 records, 10 of 12 points of their arrays, 14 bytes lost\n", true},
+        {"repair {32.tag} {out}", 0, "24 of 24 records, 25 of 25 points and 11 of 11 values of their arrays, 0 bytes lost\n", true},
+        {"repair {cut.tag} {out}", 2, "9 of 9 records, 1 of them cut, 10 of 12 points of their arrays, 14 bytes lost\n", true},
         {"repair {cut.tag} {out}", 2,
          "cut: record 108 at 266, array of KxVec3d, bytes 336 to 350, 2 of 4 elements kept: the record at 266: the "
          "array of KxVec3d promises 4 elements in 100 bytes, and 66 bytes are there\ndangling link: at 0: ",
