@@ -96,19 +96,24 @@ TEST_F(Programs, HbtagGuideNamesTheKeysOfItsJson) {
         KxPersistentObject::InitializeReferenceMap();
     }
     // An object of a class that nobody knows.
-    std::ofstream(folder / "stream", std::ios::binary | std::ios::app) << "\0\0\0\0\x10"s << "class Lab::Probe\3\0"s << "12345";
+    std::ofstream(folder / "stream", std::ios::binary | std::ios::app) << "\0\0\0\0\x10"s
+                                                                       << "class Lab::Probe\3\0"s
+                                                                       << "12345";
     {
         CFile file(KxString((folder / "shorter.tag").wstring()), CFile::modeCreate | CFile::modeReadWrite);
         KxTArray<KxVec3d> two(2), one(1);
+        two[0] = two[1] = one[0] = KxVec3d(1.5, 2.5, 3.5);
         KxTagArchive archive(&file, 0);
         archive << KxVec3dArrayTag(1, two) << KxVec3dArrayTag(2, two);
         archive.SetReplaceMode();
         archive << KxVec3dArrayTag(1, one);
     }
     // A record right behind a number.
-    Write("number.tag", "\2\0\0\0\x64\0\4\0\0\0\x12\0\0\0\0\0\0\0\7\0\0\0"s + "\3\0\0\0\x64\0\0\0\0\0\x28\0\0\0\0\0\0\0"s);
+    Write("number.tag",
+          "\2\0\0\0\x64\0\4\0\0\0\x12\0\0\0\0\0\0\0\7\0\0\0"s + "\3\0\0\0\x64\0\0\0\0\0\x28\0\0\0\0\0\0\0"s);
     std::string const golden = HBTOOLS_SOURCE_DIR "/Tests/data/golden/3.01/";
-    for (char const* name : {"composite-32.tag", "header.tag", "graph.tag", "mixed.tag", "properties.tag", "simple-64.tag"})
+    for (char const* name :
+         {"composite-32.tag", "header.tag", "graph.tag", "mixed.tag", "properties.tag", "simple-64.tag"})
         fs::copy(golden + name, folder);
     fs::copy(golden + "composite-32.tag", folder / "cut.tag");
     fs::resize_file(folder / "cut.tag", fs::file_size(folder / "cut.tag") / 2);
@@ -127,8 +132,8 @@ TEST_F(Programs, HbtagGuideNamesTheKeysOfItsJson) {
     std::map<std::string, Keys> tables = Tables(HBTOOLS_SOURCE_DIR "/Doc/hbtag.md");
     tables[cases[1].heading].merge(Keys(tables[cases[0].heading]));
     for (Case const& c : cases) {
-        Outcome const outcome = Call("cd " + Path(".") + " && PATH=" HBTOOLS_BINARY_DIR "/bin:$PATH && for f in " + all +
-                                     "; do " + c.commands + "; done 2>/dev/null | python3 keys.py");
+        Outcome const outcome = Call("cd " + Path(".") + " && PATH=" HBTOOLS_BINARY_DIR "/bin:$PATH && for f in " +
+                                     all + "; do " + c.commands + "; done 2>/dev/null | python3 keys.py");
         Keys& named = tables[c.heading];
         std::istringstream lines(outcome.output);
         std::string unnamed;
