@@ -220,13 +220,17 @@ class Container(Text):
         limit = gdb.parameter("print elements") or 1 << 30
         if undescribed(self.value.type):
             return
+        count = 0
         try:
             for index, item in enumerate(WALKS[type(self.row.items)](self.value, self.row.items)):
                 if index > limit:  # gdb itself cuts at the limit, and tells so by what comes behind it
                     return
                 item.fetch_lazy()  # or its place is read where nobody catches what goes wrong
                 yield ("[%d]" % index, item)
+                count += 1
         except gdb.error:
+            if self.display_hint() and count % 2 == 0:
+                yield ("[...]", "...")  # in the place of a key
             yield ("[...]", "cannot be read")
 
 
