@@ -1,5 +1,5 @@
-# What Doxygen is given instead of a header: its head as the text of the file, and of its first class too, unless that has one
-# of its own.
+# What Doxygen is given instead of a header: its head as the text of the file, and of those of its classes too that have none of
+# their own: the head is about the family.
 FNR == 1 { print "/// @file"; next }
 FNR == 2 { print "///"; next }
 !isHeadOver {
@@ -10,13 +10,10 @@ FNR == 2 { print "///"; next }
 }
 /^template / { template = template $0 "\n"; next }
 {
-    if (!isTold && /^(class|struct) / && !/;$/) {
-        isTold = 1
-        if (former !~ /^\/\/\//) {
-            file = FILENAME
-            sub(/^.*Inc\//, "", file)
-            printf "/// @copydoc %s\n", file
-        }
+    if (/^(class|struct) / && !/;$/ && former !~ /^\/\/\//) {
+        file = FILENAME
+        sub(/^.*Inc\//, "", file)
+        printf "/// @copydoc %s\n", file
     }
     printf "%s", template
     if (template == "") former = $0

@@ -98,7 +98,7 @@ void TellClass(SxObject& object) {
 
 }  // namespace
 
-class KxObjectInspector::Walk {
+class __attribute__((visibility("hidden"))) KxObjectInspector::Walk {
 public:
     explicit Walk(CFile& file) : m_file(file) {}
 

@@ -13,7 +13,7 @@
 
 namespace KxN {
 
-class KxTagCopier::Plan {
+class __attribute__((visibility("hidden"))) KxTagCopier::Plan {
 public:
     explicit Plan(CFile& source) : m_source(source), m_inspector(&m_source) {}
 

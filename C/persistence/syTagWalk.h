@@ -25,7 +25,7 @@ class ShiftedFile;
 constexpr ULONGLONG chainEnd = ~0ULL;
 constexpr ULONGLONG chainLost = ~1ULL;  // the chain goes on at the next record behind
 
-class KxTagInspector::Walk {
+class __attribute__((visibility("hidden"))) KxTagInspector::Walk {
 public:
     explicit Walk(CFile& file) : m_file(file), m_objects(&file) {}
 

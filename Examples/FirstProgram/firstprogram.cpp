@@ -19,6 +19,7 @@ struct Scan {
 void Store(KxString const& path, Scan& scan) {
     KxSafeFile whole(path);  // the file appears whole or not at all
     CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
+    file.SetFilePath(path);  // the name that failures tell
     KxTagArchive archive(&file, 0);
     KxPropertyList* conditions = scan.conditions.get();
     KxPersistentObject::InitializeReferenceMap();
@@ -48,6 +49,8 @@ Scan Load(KxString const& path) {
 }
 
 int main(int argc, char** argv) {
+    KxGlobalLocalizer localizer;  // the library speaks the user's language, where its language pack is there
+    localizer.DoLocalization(1);
     try {
         Scan scan;
         scan.points = KxTArray<KxVec3d>(5);

@@ -1,7 +1,7 @@
-# Has GDB print the objects of PROGRAM with the printers PRINTERS, and compares with EXPECTED.
+# Has GDB print objects of PROGRAM by SCRIPT with the printers PRINTERS, and compares with EXPECTED.
 cmake_policy(VERSION 3.25)
 execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8
-  ${GDB} -batch -nx -ex "source ${PRINTERS}" -x ${CMAKE_CURRENT_LIST_DIR}/Shown.gdb ${PROGRAM}
+  ${GDB} -batch -nx -ex "source ${PRINTERS}" -x ${SCRIPT} ${PROGRAM}
   OUTPUT_VARIABLE printed ERROR_VARIABLE errors INPUT_FILE /dev/null)
 file(READ ${EXPECTED} expected)
 string(FIND "${printed}" "$1 = " begin)

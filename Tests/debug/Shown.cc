@@ -49,6 +49,10 @@ void Show() {
     KxT2dArray<float> grid(2, 3);
     for (int row = 0; row < 3; ++row)
         for (int column = 0; column < 2; ++column) grid(column, row) = static_cast<float>(10 * row + column);
+    KxTBlockHeap<int> heap(4);
+    int* const first = heap.Construct(1);
+    for (int i = 2; i < 6; ++i) heap.Construct(i);
+    heap.Free(first);
     CArray<int> frameworkArray;
     frameworkArray.Add(4);
     CList<int> frameworkList;
@@ -72,11 +76,20 @@ void Show() {
     KxTTag<double> tag(100, value);
     KxTArray<KxVec3d> points(2);
     KxVec3dArrayTag const arrayTag(101, points);
+    unsigned long number = 3;
+    KxNumeratedTag const numeratedTag(102, number);
+    KxTBasicTypeArrayTag<int> const numbersTag(103, array);
+    KxHistogramTag const histogramTag(104, histogram);
+    KxPropertyList *bound = &conditions, *unbound = nullptr;
+    KxPropertyListTag const listTag(105, bound), noListTag(106, unbound);
+    KxDynamicObjectTag const objectTag(107, nullptr);
     KxVersionException const exception(L"x.cpp", 7, L"KxCircleTag", KxVersion(200), KxVersion(100));
     Defect const defect;
     KxRangeException const plain(L"a.cpp", 1);
     [[maybe_unused]] CMemoryException const noMemory;
     [[maybe_unused]] COleException const ole(5);
+    KxTList<int> const whole;  // of a class that is only referred to nothing is known
+    KxTMap<int, int> const wholeMap;
     alignas(16) unsigned char noise[256];
     std::memset(noise, 0x7f, sizeof noise);
     [[maybe_unused]] auto const& damagedList = reinterpret_cast<KxTList<int> const&>(noise);

@@ -24,6 +24,7 @@ print blockList
 print queue
 print map
 print grid
+print heap
 print frameworkArray
 print frameworkList
 print flat
@@ -35,6 +36,12 @@ print guid
 print conditions
 print tag
 print arrayTag
+print numeratedTag
+print numbersTag
+print histogramTag
+print listTag
+print noListTag
+print objectTag
 print exception
 print defect
 print plain

@@ -34,7 +34,8 @@ protected:
         }
         Write("32.tag", sample32);
         Write("64.tag", sample64);
-        Write("cut.tag", sample32.substr(0, 350));  // in the third of the four points of record 108
+        Write("cut.tag", sample32.substr(0, 350));        // in the third of the four points of record 108
+        Write("histogram.tag", sample32.substr(0, 680));  // in the third value of record 112
         Write("behind.tag", sample32 + "\xff\xff\xff\xff\xff\xff\xff\xff");
         Write("letter", "This is a letter, and no tag file at all.");
         Write("huge.tag", "\1\0\0\0\x64\0\0\0\0\0\x12\0\0\0\0\0\0\0\xff\xff\xff\x7f\1\2\3\4"s);
@@ -121,8 +122,10 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair --force {32.tag} {link.tag}", 1, "is the file that is read; it is never written"},
         {"repair --force {link.tag} {32.tag}", 1, "is the file that is read; it is never written"},
         {"repair --force {32.tag} {hard.tag}", 1, "is the file that is read; it is never written"},
-        {"repair {32.tag} {out}", 0, "24 of 24 records, 25 of 25 points of their arrays, 0 bytes lost\n", true},
-        {"repair {cut.tag} {out}", 2, "9 of 9 records, 10 of 12 points of their arrays, 14 bytes lost\n", true},
+        {"repair {32.tag} {out}", 0,
+         "24 of 24 records, 25 of 25 points and 11 of 11 values of their arrays, 0 bytes lost\n", true},
+        {"repair {cut.tag} {out}", 2, "9 of 9 records, 1 of them cut, 10 of 12 points of their arrays, 14 bytes lost\n",
+         true},
         {"repair {cut.tag} {out}", 2,
          "cut: record 108 at 266, array of KxVec3d, bytes 336 to 350, 2 of 4 elements kept: the record at 266: the "
          "array of KxVec3d promises 4 elements in 100 bytes, and 66 bytes are there\ndangling link: at 0: ",
@@ -132,6 +135,7 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
          "\"promised\": 4, \"text\": \"the record at 266: the array of KxVec3d promises 4 elements in 100 bytes, and "
          "66 bytes are there\"}\n  ],\n  \"faults\": [\n    {\"kind\": \"dangling link\", \"position\": 0, ",
          true},
+        {"repair {histogram.tag} {out}", 2, "1 of them cut, 12 of 12 points and 8 of 9 values of their arrays, ", true},
         {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
         {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
         {"repair {ring.tag} {out}", 2, "5000 of 5000 records", true},
@@ -192,6 +196,9 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         Outcome const outcome = Call("trap '' XFSZ; ulimit -f " + limit + "; " + Command(arguments));
         EXPECT_EQ(outcome.code, 1) << arguments << '\n' << outcome.output;
         EXPECT_TRUE(Read("out") == "former" && NumFiles() == before) << arguments;
+        EXPECT_TRUE(outcome.output.find("/out") != std::string::npos &&
+                    outcome.output.find(".hbtmp") == std::string::npos)
+            << outcome.output;
     }
 }
 

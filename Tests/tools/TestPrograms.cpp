@@ -212,6 +212,18 @@ TEST_F(Programs, HbtagMakesAPageForABrowser) {
                                                               << shown.output.substr(shown.output.find("<body"), 6000);
 }
 
+TEST_F(Programs, TheFirstProgramTellsTheFileThatItsUserKnows) {
+    // Blocks of 512 bytes.
+    Outcome const outcome = Call("trap '' XFSZ; ulimit -f 1; LANG=en_US.UTF-8 ./firstprogram " + Path("first.tag"));
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_NE(
+        outcome.output.find("The disk is full; the file \"" + (folder / "first.tag").string() + "\" could not be"),
+        std::string::npos)
+        << outcome.output;
+    EXPECT_EQ(Call("LANG=de_DE.UTF-8 ./firstprogram /nowhere/x.tag").output.find("Der Zugriff auf \"/nowhere/x.tag\""),
+              0U);
+}
+
 TEST_F(Programs, AClosedPipeIsAFailure) {
     Write("whole.tag", wholeFile);
     Write("text", std::string(100000, 'x') + "\r\n");

@@ -19,11 +19,12 @@ except ImportError:  # run by Python, to write the other format
     gdb = None
 
 # One row: the class ("*" stands for the arguments of a template), the text, and what it holds. A text takes members in
-# braces, as paths such as m_image.id. The first row that fits counts; children of classes without a row look like their base.
+# braces, as paths such as m_image.id, or *m_list for what a pointer leads to. The first row that fits counts; children of classes without a row look like their base.
 Row = collections.namedtuple("Row", "name text items", defaults=[None])
 Array = collections.namedtuple("Array", "data count")
 Chain = collections.namedtuple("Chain", "head next value count")  # nodes
 Blocks = collections.namedtuple("Blocks", "head next elements used count")  # nodes with several elements each
+Slots = collections.namedtuple("Slots", "blocks count")  # pointers to heads of blocks, each with marks and elements
 Buckets = collections.namedtuple("Buckets", "heads size next key value count")  # arrays of chains of pairs
 Grid = collections.namedtuple("Grid", "data height width")  # row after row
 Rows = collections.namedtuple("Rows", "data height width")  # an array of rows
@@ -57,6 +58,8 @@ TABLE = [
         Buckets("m_buckets.m_data", "m_buckets.m_count", "next", "key", "value", "m_count")),
     Row("KxN::KxT2dArray<*>", "{m_height} rows of {m_width}", Grid("m_values.m_data", "m_height", "m_width")),
     Row("KxN::KxCompactArray<*>", "{m_used} of {m_size} elements", Array("m_dense.m_data", "m_used")),
+    Row("KxN::KxTBlockHeap<*>", "{m_blockCount} blocks of {m_capacity} elements, {m_freeCount} of them free",
+        Slots("m_blocks.m_data", "m_blocks.m_count")),
     # vectors, matrices, histograms
     *[Row("KxN::KxVec2" + kind, "({m_values[0]}, {m_values[1]})") for kind in "sifd"],
     *[Row("KxN::KxVec3" + kind, "({m_values[0]}, {m_values[1]}, {m_values[2]})") for kind in "ifd"],
@@ -80,8 +83,15 @@ TABLE = [
     Row("KxN::STag32", "id {id}, version {version}, {dataSize} bytes at {dataAddress}, next {nextTag}"),
     Row("KxN::KxTTag<*>", "id {m_image.id}, version {m_image.version}: {m_value}"),
     Row("KxN::KxStringTag", "id {m_image.id}, version {m_image.version}: {m_text}"),
-    *[Row("KxN::KxVec" + kind + "Tag", "id {m_image.id}, version {m_image.version}: {m_value}")
-      for kind in ("2s", "2d", "3f", "3d", "2sArray", "3iArray", "3fArray", "3dArray", "3dList", "3f2dArray", "3d2dArray")],
+    Row("KxN::KxNumeratedTag", "id {m_image.id}, version {m_image.version}: number {m_wanted}"),
+    Row("KxN::KxTBasicTypeArrayTag<*>", "id {m_image.id}, version {m_image.version}: {m_values}"),
+    Row("KxN::KxTTagArrayTag<*>", "id {m_image.id}, version {m_image.version}: {m_values}"),
+    Row("KxN::KxPropertyTag", "id {m_image.id}, version {m_image.version}: {*m_property}"),
+    Row("KxN::KxPropertyListTag", "id {m_image.id}, version {m_image.version}: {*m_list}"),
+    Row("KxN::KxDynamicObjectTag", "id {m_image.id}, version {m_image.version}: bound to {m_object}"),
+    *[Row("KxN::Kx" + kind + "Tag", "id {m_image.id}, version {m_image.version}: {m_value}")
+      for kind in ("Vec2s", "Vec2d", "Vec3f", "Vec3d", "Vec2sArray", "Vec3iArray", "Vec3fArray", "Vec3dArray", "Vec3dList",
+                   "Vec3f2dArray", "Vec3d2dArray", "Vec3fCompactArray", "Histogram")],
     Row("KxN::KxTag", "id {m_image.id}, version {m_image.version}"),
     # exceptions
     Row("KxN::CFileException", "cause {m_cause}, system error {m_osError}, {m_fileName}"),
@@ -116,6 +126,9 @@ def member(value, path):
     """The member that a path such as m_buckets.m_data or m_values[0] leads to; a number stands for itself."""
     if path.isdigit():
         return gdb.Value(int(path))
+    if path.startswith("*"):
+        pointer = member(value, path[1:])
+        return stripped(pointer.dereference().cast(pointer.dynamic_type.target())) if int(pointer) else pointer
     for name, index in re.findall(r"(\w+)(?:\[(\d+)\])?", path):
         value = stripped(value)
         value = value[name]
@@ -161,10 +174,23 @@ def shown(value, form, owner):
         return "%08x-%04x-%04x-%s-%s" % (*(int(value["Data%d" % i]) for i in (1, 2, 3)), last[:4], last[4:])
     if form == "hex":
         return "0x%08x" % int(value)
+    if value.type.strip_typedefs().code == gdb.TYPE_CODE_PTR and not int(value):
+        return "nothing"
     if str(value.type.strip_typedefs().unqualified()).startswith("std::__cxx11::basic_string<"):
         return text_of(value)
     printer = lookup(value)
     return printer.to_string() if printer else value.format_string(raw=False)
+
+
+def undescribed(kind):
+    """The class, or its base, whose members the program does not tell: the compiler describes one with virtual functions only
+    where its table is, which is in the library."""
+    kind = kind.strip_typedefs()
+    if kind.code != gdb.TYPE_CODE_STRUCT:
+        return None
+    if not kind.sizeof:
+        return kind.name
+    return next(filter(None, (undescribed(field.type) for field in kind.fields() if field.is_base_class)), None)
 
 
 class Text:
@@ -180,7 +206,10 @@ class Text:
             except gdb.error:
                 return "<cannot be read>"
 
-        return re.sub(r"\{([\w.\[\]]+)(?::(\w+))?\}", replace, self.row.text)
+        missing = undescribed(self.value.type)
+        if missing:
+            return "<nothing describes %s: compile with -femit-class-debug-always>" % missing
+        return re.sub(r"\{([\w.\[\]*]+)(?::(\w+))?\}", replace, self.row.text)
 
 
 class Container(Text):
@@ -189,12 +218,19 @@ class Container(Text):
 
     def children(self):
         limit = gdb.parameter("print elements") or 1 << 30
+        if undescribed(self.value.type):
+            return
+        count = 0
         try:
             for index, item in enumerate(WALKS[type(self.row.items)](self.value, self.row.items)):
                 if index > limit:  # gdb itself cuts at the limit, and tells so by what comes behind it
                     return
+                item.fetch_lazy()  # or its place is read where nobody catches what goes wrong
                 yield ("[%d]" % index, item)
+                count += 1
         except gdb.error:
+            if self.display_hint() and count % 2 == 0:
+                yield ("[...]", "...")  # in the place of a key
             yield ("[...]", "cannot be read")
 
 
@@ -219,6 +255,17 @@ def blocks(value, items):
         for index in range(min(int(there[items.used]), count)):
             yield there[items.elements][index]
         block, count = there[items.next], count - int(there[items.used])
+
+
+def slots(value, items):
+    for index in range(int(member(value, items.count))):
+        block = member(value, items.blocks)[index]
+        if not int(block):
+            continue
+        marks = (block + 1).cast(gdb.lookup_type("unsigned char").pointer())
+        for slot in range(int(block["capacity"])):
+            if int(marks[slot]):
+                yield block["elements"][slot]
 
 
 def buckets(value, items):
@@ -249,7 +296,7 @@ def rows(value, items):
         yield there
 
 
-WALKS = {Array: array, Chain: chain, Blocks: blocks, Buckets: buckets, Grid: grid, Rows: rows}
+WALKS = {Array: array, Chain: chain, Blocks: blocks, Slots: slots, Buckets: buckets, Grid: grid, Rows: rows}
 PATTERNS = [(pattern(row), row) for row in TABLE]
 
 
@@ -290,7 +337,9 @@ def natvis():
              "<!-- Made from the table in hbtools_gdb.py: change it there. -->",
              '<AutoVisualizer xmlns="http://schemas.microsoft.com/vstudio/debugger/natvis/2010">']
     for row in TABLE:
-        text = row.text.replace(":date}", "} days since 1899-12-30").replace(":hex}", ",x}").replace(":guid}", "}")
+        text = row.text.replace(":date}", "} days since 1899-12-30").replace(":hex}", ",x}")
+        text = re.sub(r"\{(\w+):guid\}", lambda match: "-".join("{%s.Data%d,xb}" % (match[1], i) for i in (1, 2, 3))
+                      + "-" + "".join(("-" if i == 2 else "") + "{%s.Data4[%d],xb}" % (match[1], i) for i in range(8)), text)
         lines.append('  <Type Name="%s">' % name(row))
         lines.append("    <DisplayString>%s</DisplayString>" % text)
         items = row.items
@@ -313,6 +362,15 @@ def natvis():
             lines += ["      <IndexListItems>", "        <Size>%s</Size>" % items.height,
                       "        <ValueNode>%s[$i]%s%s</ValueNode>"
                       % (items.data, element, "" if element else ",[%s]" % items.width), "      </IndexListItems>"]
+        elif isinstance(items, Slots):
+            block = items.blocks + "[block]"
+            lines += ["      <CustomListItems>", "        <Variable Name=\"block\" InitialValue=\"0\"/>",
+                      "        <Variable Name=\"slot\" InitialValue=\"0\"/>",
+                      "        <Loop Condition=\"block &lt; %s\">" % items.count, "          <Exec>slot = 0</Exec>",
+                      "          <Loop Condition=\"%s != nullptr &amp;&amp; slot &lt; %s-&gt;capacity\">" % (block, block),
+                      "            <Item Condition=\"((unsigned char*)(%s + 1))[slot] != 0\">%s-&gt;elements[slot]</Item>"
+                      % (block, block), "            <Exec>slot = slot + 1</Exec>", "          </Loop>",
+                      "          <Exec>block = block + 1</Exec>", "        </Loop>", "      </CustomListItems>"]
         elif isinstance(items, (Blocks, Buckets)):
             lines += ["      <CustomListItems>", "        <Variable Name=\"node\" InitialValue=\"%s\"/>"
                       % (items.head if isinstance(items, Blocks) else items.heads + "[0]"),

@@ -288,14 +288,16 @@ void PrintStream(Output& output, Options const& options, KxString const& name, K
     KxObjectInspector& objects = inspector.Objects();
     if (options.json) {
         output.Print(
-            "{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"recordCount\": 0,\n"
-            "  \"objectCount\": {},\n  \"records\": [],\n  \"images\": [",
+            "{{\n  \"file\": {},\n  \"size\": {},\n  \"state\": \"{}\",\n  \"start\": 0,\n  \"recordCount\": 0,\n"
+            "  \"objectCount\": {},\n",
             Quoted(name), inspector.GetFileSize(), StateName(stream.state), stream.numObjects);
+        if (!options.faultsOnly) output.Print("  \"records\": [],\n  \"images\": [");
         for (std::size_t i = 0; i < stream.images.size() && options.payloads && options.objects; ++i) {
             output.Print("{}\n    ", i > 0 ? "," : "");
             PrintJsonObjects(output, options, objects, stream.images[i]);
         }
-        output.Print("],\n");
+        if (!options.faultsOnly) output.Print("],\n");
+        PrintRemarks(output, options, inspector);
         PrintFaults(output, options, faults);
         output.Print("}}\n");
         return;

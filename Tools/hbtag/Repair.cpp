@@ -21,6 +21,10 @@ bool IsPoints(TagPayloadKind kind) {
     return kind >= PayloadVec2sArray && kind <= PayloadVec3d2dArray;
 }
 
+bool IsNumbers(TagPayloadKind kind) {
+    return kind == PayloadIntArray || kind == PayloadDoubleTags || kind == PayloadHistogram;
+}
+
 std::string KindName(TagPayloadKind kind) {
     return KxxToUtf8(KxxPayloadKindName(kind));
 }
@@ -28,8 +32,12 @@ std::string KindName(TagPayloadKind kind) {
 struct Account {
     long long records = 0;  // that were found
     long long lostRecords = 0;
-    long long points = 0;  // that are in the copy
-    long long allPoints = 0;
+    long long cutRecords = 0;
+    struct Elements {
+        long long kept = 0;  // that are in the copy
+        long long all = 0;
+    };
+    Elements points, values;  // of arrays of points, of arrays of numbers
     unsigned long long lostBytes = 0;
     unsigned long long unknownBytes = 0;  // of them: what stood there counts nowhere else
 
@@ -40,14 +48,16 @@ struct Account {
             if (!loss.isRecord) unknownBytes += loss.end - loss.begin;
             if (loss.isRecord) lost[loss.position] = &loss;
             if (loss.isRecord && loss.kept == 0) ++lostRecords;
+            if (loss.isRecord && loss.kept > 0 && loss.kept < loss.promised) ++cutRecords;
         }
         auto const& found = copier.Source().Records();
         records = found.Size();
         for (SxTagRecord const& record : found) {
-            if (!IsPoints(record.kind)) continue;
+            if (!IsPoints(record.kind) && !IsNumbers(record.kind)) continue;
+            Elements& elements = IsPoints(record.kind) ? points : values;
             auto const loss = lost.find(record.position);
-            points += loss == lost.end() ? record.count : loss->second->kept;
-            allPoints += loss == lost.end() ? record.count : loss->second->promised;
+            elements.kept += loss == lost.end() ? record.count : loss->second->kept;
+            elements.all += loss == lost.end() ? record.count : loss->second->promised;
         }
     }
 };
@@ -70,8 +80,11 @@ void PrintRemarks(tool::Output& output, KxTagCopier& copier) {
 }
 
 void PrintText(tool::Output& output, KxTagCopier& copier, Account const& account) {
-    output.Print("{} of {} records, {} of {} points of their arrays, {} bytes lost", copier.NumCopied(),
-                 account.records, account.points, account.allPoints, account.lostBytes);
+    output.Print("{} of {} records, ", copier.NumCopied(), account.records);
+    if (account.cutRecords > 0) output.Print("{} of them cut, ", account.cutRecords);
+    output.Print("{} of {} points", account.points.kept, account.points.all);
+    if (account.values.all > 0) output.Print(" and {} of {} values", account.values.kept, account.values.all);
+    output.Print(" of their arrays, {} bytes lost", account.lostBytes);
     if (account.unknownBytes > 0)
         output.Print("; what stood in {} of them is not known, and not counted", account.unknownBytes);
     output.Print("\n");
@@ -97,11 +110,12 @@ void PrintJson(tool::Output& output, FileArguments const& arguments, KxTagCopier
                TagFileState state) {
     output.Print(
         "{{\n  \"file\": {},\n  \"output\": {},\n  \"state\": \"{}\",\n  \"records\": {{\"found\": {}, \"copied\": {}, "
-        "\"lost\": {}}},\n  \"points\": {{\"kept\": {}, \"of\": {}}},\n  \"lostBytes\": {},\n  "
-        "\"unknownBytes\": {},\n  \"losses\": [",
+        "\"lost\": {}, \"cut\": {}}},\n  \"points\": {{\"kept\": {}, \"of\": {}}},\n  \"values\": {{\"kept\": {}, "
+        "\"of\": {}}},\n  \"lostBytes\": {},\n  \"unknownBytes\": {},\n  \"losses\": [",
         tool::Quoted(PathOf(arguments.in)), tool::Quoted(PathOf(arguments.out)),
         state == TagFileWhole ? "whole" : "damaged", account.records, copier.NumCopied(), account.lostRecords,
-        account.points, account.allPoints, account.lostBytes, account.unknownBytes);
+        account.cutRecords, account.points.kept, account.points.all, account.values.kept, account.values.all,
+        account.lostBytes, account.unknownBytes);
     char const* separator = "";
     for (SxTagLoss const& loss : copier.Losses()) {
         output.Print("{}\n    {{\"begin\": {}, \"end\": {}", separator, loss.begin, loss.end);

@@ -94,7 +94,7 @@ public:
 private:
     CLI::App* Add(CLI::App& app, char const* name, char const* text) {
         CLI::App* const command = app.add_subcommand(name, text);
-        command->add_option("FILE", m_arguments.path, "The tag file")->required();
+        command->add_option("FILE", m_arguments.path, "The tag file, or stream of objects")->required();
         command->add_flag("--json", m_arguments.options.json, "Print JSON");
         command->footer("Exit codes: 0 whole, 1 usage or unreadable, 2 damaged, 3 neither a tag file nor a stream.");
         return command;
@@ -188,16 +188,14 @@ int main(int argc, char** argv) {
     KxN::KxGlobalLocalizer localizer;  // what the library says is told in the user's language
     localizer.DoLocalization(1);
     CLI::App app(
-        "Looks into tag files and streams of persistent objects: lists their records, shows what they hold, finds and "
-        "repairs "
-        "what is damaged, converts, exports and compares them.");
+        "Looks into tag files: lists their records, shows what they hold, finds and repairs what is damaged, converts, "
+        "exports and compares them. ls, dump, tree and verify take streams of persistent objects too.");
     app.set_version_flag("--version", "hbtag " HBTOOLS_VERSION);
     app.require_subcommand(1);
     app.formatter(std::make_shared<Formatter>());
     app.footer(
-        "Exit codes: 0 whole, 1 usage, unreadable or not written, 2 damaged but readable in part, 3 neither a tag file "
-        "nor a "
-        "stream; diff: 0 the same, 1 different, 2 trouble. hbtag COMMAND --help tells more.");
+        "Exit codes: 0 whole, 1 usage, unreadable or not written, 2 damaged but readable in part, 3 no file that the "
+        "command takes; diff: 0 the same, 1 different, 2 trouble. hbtag COMMAND --help tells more.");
     Arguments arguments;
     Listings listings(app, arguments);
     FileCommands files(app, arguments);

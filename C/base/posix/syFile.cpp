@@ -88,7 +88,7 @@ inline void CopyBytes(BYTE* target, BYTE const* source, std::size_t count) {
 
 }  // namespace
 
-class CFile::Stream {
+class __attribute__((visibility("hidden"))) CFile::Stream {
 public:
     Stream(detail::Descriptor file, bool canRead, bool canWrite, CFile const& owner)
         : m_owner(owner), m_file(std::move(file)), m_canRead(canRead), m_canWrite(canWrite) {}
