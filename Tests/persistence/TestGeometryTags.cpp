@@ -110,7 +110,8 @@ TEST(GeometryTags, TwoDimensionalArraysGoRowAfterRow) {
     EXPECT_EQ(Payload<KxVec3d2dArrayTag>(doubles),
               Plain("01000000 01000000 000000000000f03f 0000000000000040 00000000000000c0"));
     EXPECT_EQ(Reread<KxVec3f2dArrayTag>(floats)(2, 1), KxVec3f(2.0F, 1.0F, 0.0F));
-    for (auto const& [width, height] : {std::pair(65536, 65536), std::pair(70000, 70000), std::pair(-1, -1)}) {
+    for (auto const& [width, height] :
+         {std::pair(65536, 65536), std::pair(70000, 70000), std::pair(-1, -1), std::pair(1, -1)}) {
         EXPECT_THROW(floats.Resize(width, height), std::bad_array_new_length);
         EXPECT_EQ(floats(2, 1), KxVec3f(2.0F, 1.0F, 0.0F));
     }
@@ -271,6 +272,13 @@ TEST(CompactArray, InsertsInOrderOfTheIndex) {
         EXPECT_EQ(wide[i][0], static_cast<float>(i));
     }
     EXPECT_EQ(rank, 8);
+    wide.Resize(71);  // within a block
+    EXPECT_TRUE(wide.NumElements() == 5 && wide.Has(70) && !wide.Has(71 - 32));
+    wide.Resize(200);
+    EXPECT_FALSE(wide.Has(71));
+    for (int i = 0; i < 200; ++i) wide[i][0] = static_cast<float>(i);  // all of them, in order
+    EXPECT_EQ(wide.NumElements(), 200);
+    for (int i = 0; i < 200; ++i) ASSERT_EQ(wide[i][0], static_cast<float>(i));
 }
 
 TEST(CompactArray, WritingFillsTheGapsWithTheMarker) {
@@ -282,6 +290,10 @@ TEST(CompactArray, WritingFillsTheGapsWithTheMarker) {
     KxCompactArray<KxVec3f> read = Reread<KxVec3fCompactArrayTag>(array);
     EXPECT_EQ(read.NumElements(), 3);
     EXPECT_EQ(read[1], KxVec3f(1.0F, 2.0F, 0.5F));
+    KxCompactArray<KxVec3f> blocks(70);
+    blocks[65] = KxVec3f(1.0F, 2.0F, 0.5F);
+    KxCompactArray<KxVec3f> const again = Reread<KxVec3fCompactArrayTag>(blocks);
+    EXPECT_TRUE(again.NumElements() == 70 && again.DenseIndex(65) == 65);
 }
 
 TEST(CompactArray, Masks) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "TagTest.h"
 
+#include "hbtools/base/syEncoding.h"
 #include "hbtools/persistence/syGeometryTags.h"
 #include "hbtools/persistence/syTagCopier.h"
 #include "hbtools/persistence/syTagInspector.h"
@@ -108,6 +109,33 @@ TEST(TagInspector, ShowsValues) {
     EXPECT_TRUE(text(10, 0, 1) == L"int 42, float 5.9e-44");
     EXPECT_EQ(records[4].width, 3);
     EXPECT_EQ(records[2].parent, 0);
+    LONGLONG number = 7;
+    EXPECT_TRUE(!inspector.ReadInteger(records[8], number) && number == 7);
+    EXPECT_EQ(inspector.ReadElements(records[2], -1, 1, &number), 0);
+}
+
+TEST(TagInspector, ShowsScalarsAndVectorsOfEveryWidth) {
+    short whole2 = -2;
+    int whole4 = -4;
+    long long whole8 = -8;
+    KxVec2s pixel(4, -5);
+    KxVec2d flat(0.5, -0.25);
+    KxVec3f point(1, -2, 0.5F);
+    CMemFile file;
+    KxTagArchive(&file, 0) << KxTTag<short>(1, whole2) << KxTTag<int>(2, whole4) << KxTTag<long long>(3, whole8)
+                           << KxVec2sTag(4, pixel) << KxVec2dTag(5, flat) << KxVec3fTag(6, point);
+    KxTagInspector inspector(&file);
+    inspector.Inspect();
+    char const* const shown[] = {"-2", "int -4, float -nan", "int -8, double -nan", "4 -5", "0.5 -0.25", "1 -2 0.5"};
+    ASSERT_EQ(inspector.Records().Size(), 6);
+    for (int i = 0; i < 6; ++i) {
+        SxTagRecord const& record = inspector.Records()[i];
+        KxString const text = inspector.PayloadText(record, 0, 1, L"; ");
+        EXPECT_EQ(KxxToUtf8(text.View()), shown[i]);
+        LONGLONG number = 0;
+        EXPECT_EQ(inspector.ReadInteger(record, number), i < 3);
+        EXPECT_EQ(number, i < 3 ? -2 * (1 << i) : 0);
+    }
 }
 
 TEST(TagInspector, NamesEachKindOfDamage) {

@@ -122,6 +122,9 @@ TEST(PropertyList, CopiesAreDeepAlsoOfPartsOfItself) {
     list = copy;
     list = *list.GetProperty(L"sub")->GetList();
     EXPECT_EQ(Lines(list), "sub|*c=3|*d=4|");
+    KxPropertyList const& itself = list;
+    list = itself;
+    EXPECT_EQ(Lines(list), "sub|*c=3|*d=4|");
     *copy.GetProperty(L"sub")->GetList() = copy;
     EXPECT_EQ(Lines(copy), "m|*a=1|*b=2|*m|**a=1|**b=2|**sub|***c=3|***d=4|");
     EXPECT_TRUE(copy.Exists(L"l") && !copy.Exists(L"sub"));  // the child has its new name
@@ -178,6 +181,10 @@ TEST(PropertyList, RefusesToStoreWhatNoReaderTakes) {
     KxPropertyList outer;
     outer.Insert(list.Clone());
     refused(outer);
+    KxPropertyList assigned;
+    assigned = list;
+    refused(assigned);
+    EXPECT_EQ(sub.GetProperty(L"d"), &c);  // the first one of a name
     c.SetName(L"c");
     EXPECT_EQ(StoredBytes(list), stored);
     d = c;
