@@ -71,6 +71,9 @@ TEST_F(DebugFile, Modes) {
     auto const write = [&](wchar_t const* text) { m_manager.WriteToDebugFile(text, 0, 0); };
     m_manager.SuppressWritingToDebugFile(1);
     write(L"lost");
+    m_manager.SuppressWritingToDebugFile(1);  // tells nothing twice
+    m_manager.DelayedWritingToDebugFile(1);
+    m_manager.DelayedWritingToDebugFile(0);
     m_manager.SuppressWritingToDebugFile(0);
     std::string const suppressed =
         dated + "Registrierung der Debug-Eintr\xC3\xA4ge deaktiviert. Alle Ausgaben gehen verloren.\r\n" + dated +

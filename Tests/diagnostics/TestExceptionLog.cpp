@@ -117,6 +117,8 @@ TEST_F(ExceptionLog, DamagedFilesGiveWhatIsWhole) {
         {"2", entry("0", "a", "20241301") + entry("1", "b", "0"), ""},
         {"2", entry("0", "a", "99999999999") + entry("1", "b", "-20241201"), ""},
         {"2", entry("0", "") + entry("1", "b"), "b"},
+        {"2", "[0]\nDate=20241201\nTime=0\nGroup=G\nLevel=EXCEPT_FATAL\nMessage=a\n" + entry("1", "b"), "b"},
+        {"2", "[0]\nDate=20241201\nTime=1\nLevel=EXCEPT_FATAL\nMessage=a\n" + entry("1", "b"), "b"},
         {"2", entry("0", "a") + "[1]\nDate=20241201\nTime=12", "a"},
         {"2", entry("0", "a") + entry("0", "twice"), "a"},
         {"2", "\xff=\n[\n" + entry("0", "a"), "a"},

@@ -214,28 +214,30 @@ TEST_F(ExceptionMgr, SortedAndFilteredExtracts) {
     Add(manager, L"b", EXCEPT_USER, L"b1", 1);
     Add(manager, L"a", EXCEPT_FATAL, L"a9", 9);
     Add(manager, L"c", EXCEPT_NONFATAL, L"c3", 3);
+    Add(manager, L"c", EXCEPT_NONFATAL, L"c1", 1);
     struct {
         SortOrder order;
         char const* all;
     } const cases[] = {
-        {SORT_GRP_TIM, "A2 a9 b1 b3 c3"}, {SORT_TIM, "b1 A2 b3 c3 a9"}, {SORT_LEV_GRP, "A2 b1 c3 a9 b3"}};
+        {SORT_GRP_TIM, "A2 a9 b1 b3 c1 c3"}, {SORT_TIM, "b1 c1 A2 b3 c3 a9"}, {SORT_LEV_GRP, "A2 b1 c3 c1 a9 b3"}};
     for (auto const& c : cases) {
         manager.ChangeSortOrder(c.order);
         EXPECT_EQ(Messages(manager.ExtractAllExceptions()), c.all);
     }
-    EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 b1 c3 a9 b3");
+    EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 b1 c3 c1 a9 b3");
     manager.SetOldestReadDateTime(KxDateTime(2024, 12, 2, 12, 0, 0));
     manager.ChangeReadMinLevel(EXCEPT_USER);
     manager.BlockGroupReading(L"C");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9 b3");
     manager.BlockGroupReading(L"b");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9");
+    manager.PassGroupReading(L"nobody");
     manager.PassGroupReading(L"B");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9 b3");
     manager.ChangeReadMinLevel(EXCEPT_NONFATAL);
     manager.PassAllGroupsReading();
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "c3 a9 b3");
-    EXPECT_EQ(manager.GetTotalCount(), 5u);
+    EXPECT_EQ(manager.GetTotalCount(), 6u);
 }
 
 struct CountingLess : std::less<> {

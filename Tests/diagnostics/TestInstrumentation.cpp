@@ -37,6 +37,13 @@ TEST(StopWatch, RunsStandsAndGoesBackToZero) {
     EXPECT_EQ(watch.GetSeconds(), stopped);
     watch.Reset();
     EXPECT_EQ(watch.GetSeconds(), 0);
+    watch.Start();
+    pass();
+    double const running = watch.GetSeconds();
+    watch.Reset();  // runs on, from zero
+    double const anew = watch.GetSeconds();
+    pass();
+    EXPECT_TRUE(anew < running && watch.GetSeconds() >= anew + 0.002);
     KxSystemTicks ticks;
     pass();
     KxSystemTicks copy(ticks);
@@ -215,7 +222,7 @@ protected:
 TEST_F(Instrumentation, CheckPointFromFileTellsDifferences) {
     std::string const own = "\\Process(" + U(OwnInstance()) + ")\\";
     Put("counters.ini", "[PerformanceCounter]\nCounter2=" + own + "ID Process\nName=\\Nonsense\\x\ncounter1=" + own +
-                            "ID Process\nCounterX=\\Nonsense\\x\nCounter3=\n");
+                            "ID Process\nCounterX=\\Nonsense\\x\nCounter=\\Nonsense\\x\nCounter3=\n");
     KxPerfCheckPoint point;
     point.CreateCounterFromINIFile(Path("counters.ini"));
     point.Begin();
@@ -257,6 +264,12 @@ TEST_F(Instrumentation, ProfileLoggerWritesTableLines) {
         logger.Mark(L"normals\n");
         logger.Mark(L"rest");
     }
+    {
+        KxProfileLogger stopped(L"stopped");
+        KxProfileLogger::SetProfilingState(false);
+        stopped.Mark(L"unheard");
+    }
+    KxProfileLogger::SetProfilingState(true);
     std::thread([] { KxProfileLogger elsewhere(L"other thread"); }).join();
 
     std::string lines;
@@ -276,6 +289,7 @@ TEST_F(Instrumentation, ProfileLoggerWritesTableLines) {
                           "PROFILE;" +
                           self +
                           ";T;leave;Fit,plane;T;[0-9]+;[0-9]+;\r\\|"
+                          "PROFILE;0x0;T;enter;stopped;;;;\r\\|"
                           "PROFILE;0x0;T;enter;other thread;;;;\r\\|PROFILE;0x0;T;leave;other thread;T;[0-9]+;;\r\\|")))
         << lines;
     pExceptionMgr = nullptr;
