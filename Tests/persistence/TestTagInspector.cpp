@@ -105,6 +105,7 @@ TEST(TagInspector, ShowsValues) {
     EXPECT_TRUE(text(5, 0, 1) == L"3 -4 5");
     EXPECT_TRUE(text(6, 0, 2) == L"7; -8");
     EXPECT_TRUE(text(7, 0, 2) == L"0.25; -1");
+    EXPECT_TRUE(text(7, 1, 1) == L"-1" && text(7, 0, 1) == L"0.25");  // back again
     EXPECT_TRUE(text(8, 0, 1) == L"0 0 1");
     EXPECT_TRUE(text(10, 0, 1) == L"int 42, float 5.9e-44");
     EXPECT_EQ(records[4].width, 3);
@@ -121,14 +122,17 @@ TEST(TagInspector, ShowsScalarsAndVectorsOfEveryWidth) {
     KxVec2s pixel(4, -5);
     KxVec2d flat(0.5, -0.25);
     KxVec3f point(1, -2, 0.5F);
+    KxString lines(L"a\tb\r\nc\x1b[0m");
     CMemFile file;
     KxTagArchive(&file, 0) << KxTTag<short>(1, whole2) << KxTTag<int>(2, whole4) << KxTTag<long long>(3, whole8)
-                           << KxVec2sTag(4, pixel) << KxVec2dTag(5, flat) << KxVec3fTag(6, point);
+                           << KxVec2sTag(4, pixel) << KxVec2dTag(5, flat) << KxVec3fTag(6, point)
+                           << KxStringTag(7, lines);
     KxTagInspector inspector(&file);
     inspector.Inspect();
-    char const* const shown[] = {"-2", "int -4, float -nan", "int -8, double -nan", "4 -5", "0.5 -0.25", "1 -2 0.5"};
-    ASSERT_EQ(inspector.Records().Size(), 6);
-    for (int i = 0; i < 6; ++i) {
+    char const* const shown[] = {"-2",        "int -4, float -nan", "int -8, double -nan", "4 -5",
+                                 "0.5 -0.25", "1 -2 0.5",           "a\tb\r\nc\x1b[0m"};
+    ASSERT_EQ(inspector.Records().Size(), 7);
+    for (int i = 0; i < 7; ++i) {
         SxTagRecord const& record = inspector.Records()[i];
         KxString const text = inspector.PayloadText(record, 0, 1, L"; ");
         EXPECT_EQ(KxxToUtf8(text.View()), shown[i]);
