@@ -273,6 +273,10 @@ TYPED_TEST(ConfigFast, FilesThatCannotBeReadAreNeverWritten) {
         config.WriteKey(L"A", L"2");
         EXPECT_NE(test::Thrown<KxFileException>([&] { config.Flush(); }).find(name), std::string::npos);
     }
+    TypeParam grows(this->Path("grows"));
+    grows.WriteKey(L"A", L"more than that");
+    EXPECT_NE(test::Thrown<KxFileException>([&] { grows.Flush(); }).find("grows"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(this->File("grows")));
     KxxLimits().textFileBytes = former;
     EXPECT_EQ(this->Get("large"), "[G]\nA=1\n; more");
     EXPECT_TRUE(std::filesystem::is_fifo(this->File("fifo")));

@@ -101,6 +101,7 @@ TYPED_TEST(ConfigValues, Numbers) {
     EXPECT_EQ(this->template As<int>("5", KxTRange<int>(5, 6)) + this->template As<int>("7", KxTRange<int>(5, 6)),
               "5-");
     EXPECT_EQ(this->template As<long>("3000000000", KxTRange<long>(0, 4000000000)), "-");
+    EXPECT_EQ(this->template As<long>("-3000000000", KxTRange<long>(-4000000000, 0)), "-");
     EXPECT_EQ(this->template As<unsigned long>("5", KxTRange<unsigned long>(6, ~0UL)), "-");
     EXPECT_EQ(this->template As<float>("0.5", KxTFloatRange<float>(0.5F, 1)), "0.5");
     EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0.1F, 1)), "0.10000000149011612");  // as a float

@@ -33,7 +33,8 @@ TEST(Enum, WaysToFillIt) {
     EXPECT_EQ(List(sum = labels), List(labels));
     sum.Clear();
     EXPECT_EQ(List(sum += Item(5, L"minus")), "5=minus ");
-    EXPECT_EQ(List(KxEnum(5, nullptr)), "");
+    EXPECT_EQ(List(KxEnum(5, nullptr)) + List(KxEnum(5, nullptr, "late")) + List(KxEnum(Item(3, L""), Item(1, L"a"))),
+              "");
     KxEnumBOOL more;
     more += Item(1, L"ja");
     EXPECT_EQ(List(KxEnumBOOL(more)), "1=TRUE 1=true 0=FALSE 0=false 1=ja ");

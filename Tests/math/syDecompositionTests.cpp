@@ -56,6 +56,7 @@ TEST(Svd, SignsAndOrderByHand) {
         ASSERT_TRUE(Matrix(1, {value}).SVD(U, W, V));
         EXPECT_TRUE(U[0][0] == -1 && W[0] == 2 && V[0][0] == (value > 0 ? -1 : 1)) << value;
     }
+    V.Resize(2, 5);  // as wide as it will be, not as high
     U = Matrix(2, {1, 0, 0, 3});
     ASSERT_TRUE(U.SVD(U, W, V));
     EXPECT_EQ(W, Vector({1, 3}));  // not sorted

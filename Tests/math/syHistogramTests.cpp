@@ -46,6 +46,8 @@ TEST(KxHistogram, StatisticsOfItsValues) {
     KxHistogram const copy(histogram);
     KxHistogram assigned(100);
     assigned = copy;
+    KxHistogram const& itself = assigned;
+    assigned = itself;
     histogram.Clear();
     EXPECT_FALSE(histogram.IsValid());
     EXPECT_EQ(histogram.Min(), Marker);

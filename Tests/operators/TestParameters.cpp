@@ -249,6 +249,9 @@ TEST(Parameter, Filters) {
             expected);
     }
     EXPECT_EQ(file.GetSelectedFilterIndex(), 2U);
+    file.SetFilterList(filters);  // as many: the choice stays
+    EXPECT_EQ(file.GetSelectedFilterIndex(), 2U);
+    listener.Take();
     file.SetFilterList(KxTMem<SxFileFilter>(&textFilter, 1));
     EXPECT_EQ(file.GetSelectedFilterIndex(), 0U);
     EXPECT_EQ(listener.Take(), "A:plain ");

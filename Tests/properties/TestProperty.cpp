@@ -101,6 +101,9 @@ TEST(Property, GroupsAndHiding) {
     unsigned long const wanted[] = {7, 0x10003};
     KxTMem<unsigned long> const groups(wanted, 2), none;
     EXPECT_EQ(Lines(property, 1, &groups) + Lines(property, 1, &none) + Lines(property, 0, &groups), "5|");
+    KxProperty& itself = property;
+    property.KxProperty::operator=(itself);
+    EXPECT_EQ(Lines(property, 1), "5|");
     property.SetNotHidden();
     EXPECT_EQ(Lines(property, 0, &groups), "5|");
     EXPECT_EQ(property.GetPropertyGroup(), 0x10003U);

@@ -108,6 +108,12 @@ TEST(PropertyList, FiltersAndHidesWholeSubtrees) {
         KxTMem<unsigned long> const groups(c.groups.data(), c.groups.size());
         EXPECT_EQ(Lines(list, c.showHidden, &groups), c.lines);
     }
+    list.Insert(new KxPropertyList(L"none", L"none", 7));  // an empty one is its own line
+    EXPECT_EQ(Lines(list), "m|*a=1|*b=2|*sub|**c=3|**d=4|*none|");
+    list.Remove(L"none");
+    list.SetHidden();
+    EXPECT_EQ(Lines(list), "");
+    list.SetNotHidden();
     list.GetProperty(L"sub")->SetHidden();
     EXPECT_EQ(Lines(list) + Lines(list, 1), "m|*a=1|*b=2|m|*a=1|*b=2|*sub|**c=3|**d=4|*e=5|");
 }
@@ -188,6 +194,7 @@ TEST(PropertyList, RefusesToStoreWhatNoReaderTakes) {
     c.SetName(L"c");
     EXPECT_EQ(StoredBytes(list), stored);
     d = c;
+    EXPECT_EQ(sub.GetProperty(L"c"), &c);
     refused(list);
     sub.Remove(L"c");
     StoredBytes(list);

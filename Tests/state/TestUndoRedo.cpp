@@ -163,6 +163,36 @@ TEST_F(UndoRedo, GoesBackAndForth) {
     EXPECT_EQ(log.text, "cuc");
 }
 
+TEST_F(UndoRedo, AStateMayChangeTheHistoryWhileItIsWritten) {
+    struct Clearing : NumberState {
+        Clearing(Data& data, KxUndoRedo& owner, bool& isOn)
+            : NumberState(data), own(data), history(owner), clears(isOn) {}
+        void Write() override {
+            NumberState::Write();
+            if (clears) history.Clear();
+        }
+        KxState* Clone() override { return new Clearing(own, history, clears); }
+        Data& own;
+        KxUndoRedo& history;
+        bool& clears;
+    };
+    for (bool const whenRedone : {false, true}) {
+        bool clears = !whenRedone;
+        Step(1);
+        undo.Begin(L"clears");
+        undo.SaveState(new Clearing(data, undo, clears));
+        data.value = 5;
+        undo.End(L"");
+        undo.Undo();
+        EXPECT_EQ(data.value, 1);
+        clears = true;
+        if (whenRedone) undo.Redo();
+        EXPECT_EQ(data.value, whenRedone ? 5 : 1);
+        EXPECT_FALSE(undo.CanUndo() || undo.CanRedo());
+    }
+    EXPECT_EQ(g_alive, 0);
+}
+
 TEST_F(UndoRedo, BracketsMerge) {
     undo.Begin(L"outer");
     undo.SaveState(new NumberState(data, 'a'));
