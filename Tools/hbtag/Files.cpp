@@ -29,7 +29,7 @@ OutFile::OutFile(std::string const& in, std::string const& out, bool isForced) {
     if (!isForced && fs::symlink_status(out, ignored).type() != fs::file_type::not_found)
         throw UsageError(fmt::format("{} is there already; --force replaces it", name));
     m_safe = std::make_unique<KxSafeFile>(PathOf(out));
-    m_file.Open(m_safe->GetTemporaryPath(), CFile::modeReadWrite);
+    m_safe->Open(m_file);
 }
 
 void OutFile::Commit() {
