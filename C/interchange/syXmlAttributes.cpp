@@ -41,7 +41,7 @@ bool XmlAttributes::HasIndex(pugi::xml_node node) {
     return true;
 }
 
-std::vector<XmlAttributes::Entry>::const_iterator XmlAttributes::EntryOf(int number) const {
+std::deque<XmlAttributes::Entry>::const_iterator XmlAttributes::EntryOf(int number) const {
     return std::ranges::lower_bound(m_all, number, {}, &Entry::number);
 }
 

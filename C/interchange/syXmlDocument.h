@@ -8,10 +8,10 @@
 
 #include <pugixml.hpp>
 
+#include <deque>
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace KxN::detail {
 
@@ -43,10 +43,10 @@ private:
     };
 
     bool HasIndex(pugi::xml_node node);
-    std::vector<Entry>::const_iterator EntryOf(int number) const;
+    std::deque<Entry>::const_iterator EntryOf(int number) const;
     void Append(pugi::xml_attribute attribute);
 
-    std::vector<Entry> m_all;                   // in order; empty without an index, when numbers are places
+    std::deque<Entry> m_all;                    // in order; empty without an index, when numbers are places
     std::map<std::string_view, int> m_numbers;  // no names can be made that are slow in it; they lie in the document
     std::map<int, KxString> m_names;            // by number
     std::map<int, CComVariant> m_values;

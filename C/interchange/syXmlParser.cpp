@@ -13,6 +13,7 @@
 #include <new>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 namespace KxN {
 

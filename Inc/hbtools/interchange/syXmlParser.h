@@ -72,6 +72,7 @@ public:
 
     // Moves. On 0 the cursor stays.
     int Go_to_Root();
+    // With a name each goes on from node to node until one has it.
     int Go_to_Child();
     int Go_to_Child(wchar_t const* name);
     int Go_to_Parent();
@@ -118,7 +119,8 @@ public:
     int Remove_Attribute(wchar_t const* name);
     int Set_TextValue(wchar_t const* text);  ///< In place of all that an element contains, comments included.
     int Remove();                            ///< The current node; the cursor moves to its parent.
-    int RemoveChild(wchar_t const* name);    ///< The first of that name; texts and CDATA have theirs too.
+    /// The first of that name, found by looking at each; texts and CDATA have theirs too.
+    int RemoveChild(wchar_t const* name);
 
 private:
     struct SDocument;
