@@ -253,8 +253,7 @@ std::function<void()> Factories(int n) {
     return [n] {
         Maker maker;
         std::vector<std::unique_ptr<KxFactoryListElement>> all;
-        for (int i = 0; i < n; ++i)
-            all.push_back(std::make_unique<KxFactoryListElement>(&maker, Name(L"Class", i)));
+        for (int i = 0; i < n; ++i) all.push_back(std::make_unique<KxFactoryListElement>(&maker, Name(L"Class", i)));
         for (int i = 0; i < n; ++i) Must(std::unique_ptr<KxDynamicObject>(CreateObject(Name(L"Class", i))) != nullptr);
         for (int i = n; i-- > 0;) all[static_cast<std::size_t>(i / 2 * 2 + 1 - i % 2)].reset();
     };
@@ -265,20 +264,22 @@ std::function<void()> Factories(int n) {
 std::vector<Case> LookUpCases() {
     char const* const fewSlots = "a signal has few slots; an index would cost memory and time at each connection";
     return {
-        {"signal: disconnect all, first to last", [](int n) { return Disconnect(n, false); }, false, fewSlots},
-        {"signal: disconnect all, last to first", [](int n) { return Disconnect(n, true); }, false, fewSlots},
+        {"signal: disconnect all, first to last", [](int n) { return Disconnect(n / 2, false); }, false, fewSlots},
+        {"signal: disconnect all, last to first", [](int n) { return Disconnect(n / 2, true); }, false, fewSlots},
         {"receivers: remove each", RemoveReceivers, false, "a sender has few receivers"},
         {"operators: find each", [](int n) { return Operators(n, false); }},
         {"operators: find and remove each", [](int n) { return Operators(n, true); }, false, fewOperators},
-        {"parameters: find each", Parameters, false, "an operator has few parameters"},
-        {"entries of a list: select each", Entries, false, "a list to choose from is short"},
+        {"parameters: find each", [](int n) { return Parameters(n / 2); }, false, "an operator has few parameters"},
+        {"entries of a list: select each", [](int n) { return Entries(n / 2); }, false,
+         "a list to choose from is short"},
         {"lists: find each value", FindValues, false, noOrder},
         {"arrays: insert in front", InsertInFront, false, "what stands behind moves"},
         {"list: by mixed index", ListByMixedIndex, false, "its cursor walks; a queue takes any order"},
         {"xml: remove attributes, first to last", [](int n) { return RemoveAttributes(n, false); }, true},
         {"xml: remove attributes, last to first", [](int n) { return RemoveAttributes(n, true); }, true,
          "the document walks to what it takes out; KxLimits bounds their number"},
-        {"xml: children by name", ChildrenByName, false, "names are looked for in the order of the document"},
+        {"xml: children by name", [](int n) { return ChildrenByName(n / 4); }, false,
+         "names are looked for in the order of the document"},
         {"fast configuration: delete each", DeleteFromConfig},
         {"log: remove the oldest", RemoveFromLog, true},
         {"factories: register, make, remove", Factories},
