@@ -8,35 +8,48 @@
 
 #include <pugixml.hpp>
 
+#include <deque>
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace KxN::detail {
 
-/// The attributes of one node by their names, in an index if there are many. A cache: whoever changes them tells it.
+/// The attributes of one node. Each has a number, which stays the same while others come and go; if there are many they
+/// stand in an index. A cache: who changes them tells it.
 class XmlAttributes {
 public:
-    /// The place of that name among them; -1 if there is none.
-    int PlaceOf(pugi::xml_node node, std::string_view name);
+    static constexpr int none = -1;
+
+    /// The number of the attribute of that name, or of that place among them; none if there is none.
+    int Find(pugi::xml_node node, std::string_view name);
+    int At(pugi::xml_node node, std::size_t place);
     std::size_t Count(pugi::xml_node node) const;
-    pugi::xml_attribute At(pugi::xml_node node, int place) const;
-    /// One that came to the node, the last of them. Does nothing as long as there is no index.
-    void Added(pugi::xml_attribute attribute) {
-        if (!m_all.empty()) Append(attribute);
-    }
-    void Forget() noexcept {
-        if (m_all.empty()) return;
-        m_all.clear();
-        m_places.clear();
-    }
+    pugi::xml_attribute Of(pugi::xml_node node, int number) const;
+    /// Name and value as they were shown; they stay until the attribute changes.
+    KxString const& NameOf(pugi::xml_node node, int number);
+    CComVariant const& ValueOf(pugi::xml_node node, int number);
+    /// One that came to the node, the last of them. Where there is no memory for its place in the index, that begins anew,
+    /// and so do the numbers: the attribute of `kept` has another, which is returned.
+    int Added(pugi::xml_attribute attribute, int kept);
+    void Changed(int number) { m_values.erase(number); }
+    void Remove(pugi::xml_node node, int number);
+    void Forget() noexcept;
 
 private:
+    struct Entry {
+        int number;
+        pugi::xml_attribute attribute;
+    };
+
+    bool HasIndex(pugi::xml_node node);
+    std::deque<Entry>::const_iterator EntryOf(int number) const;
     void Append(pugi::xml_attribute attribute);
 
-    std::vector<pugi::xml_attribute> m_all;    // empty without an index
-    std::map<std::string_view, int> m_places;  // no names can be made that are slow in it; they lie in the document
+    std::deque<Entry> m_all;                    // in order; empty without an index, when numbers are places
+    std::map<std::string_view, int> m_numbers;  // no names can be made that are slow in it; they lie in the document
+    std::map<int, KxString> m_names;            // by number
+    std::map<int, CComVariant> m_values;
 };
 
 }  // namespace KxN::detail

@@ -10,6 +10,7 @@
 #include <cwchar>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace KxN {
 

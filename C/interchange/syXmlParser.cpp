@@ -13,6 +13,7 @@
 #include <new>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 namespace KxN {
 
@@ -219,8 +220,8 @@ int XML_PARSER::Get_XML(KxString& text) {
 void XML_PARSER::SetCurrent(pugi::xml_node node) {
     m_document->current = node;
     m_document->attributes.Forget();
-    m_isGrabbed = m_hasChain = m_hasAttributes = false;
-    m_attributeIndex = -1;
+    m_isGrabbed = m_hasChain = false;
+    m_chosenAttribute = XmlAttributes::none;
 }
 
 /// Not the chain, which is as long as the document is deep: most callers ask for the name alone.

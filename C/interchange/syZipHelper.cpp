@@ -112,10 +112,7 @@ public:
         std::optional<ZipWriter> writer;
         OrThrow(__LINE__, L"Failed to create zip file: %s", m_zipFile, [&] {
             whole.emplace(m_zipFile);
-            CFileException failure;
-            if (!m_new.Open(whole->GetTemporaryPath(), CFile::modeReadWrite, &failure))
-                throw new CFileException(failure.GetCause(), failure.GetOsError(), m_zipFile);
-            m_new.SetFilePath(m_zipFile);  // which failures tell: nobody knows the other one
+            whole->Open(m_new);
             writer.emplace(m_new, m_directory ? m_directory->Front() : 0);
         });
         m_meter.Add(0);

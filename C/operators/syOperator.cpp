@@ -11,7 +11,17 @@
 #include "hbtools/operators/syParamString.h"
 #include "operators/syOperatorParts.h"
 
+#include <atomic>
+
 namespace KxN {
+
+namespace {
+constinit std::atomic<unsigned long long> g_numRenamings = 0;
+}
+
+unsigned long long detail::CountRenamings() {
+    return g_numRenamings;
+}
 
 KxOperator::~KxOperator() {
     while (!m_parameters.IsEmpty()) delete m_parameters.Remove(0);
@@ -33,6 +43,7 @@ void KxOperator::SetId(unsigned short id, KxResId const& resId) {
     detail::SetTexts(resId, m_fixName, m_uiName, m_helpText);
     m_id = id;
     m_resId = resId;
+    if (m_managers > 0) ++g_numRenamings;
 }
 
 OperatorReturnCode KxOperator::Execute(int interactive) {

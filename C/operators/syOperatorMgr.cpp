@@ -6,6 +6,11 @@
 #include "hbtools/operators/syOperator.h"
 #include "operators/syOperatorParts.h"
 
+#include <new>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
 namespace KxN {
 
 KxOperatorMgr* pOperatorMgr = nullptr;
@@ -18,6 +23,25 @@ namespace {
 
 }  // namespace
 
+struct KxOperatorMgr::Index {
+    std::unordered_map<unsigned short, KxOperator*> byId;
+    std::unordered_map<std::wstring, std::vector<KxOperator*>> byName;  // of one name in their order
+    unsigned long long renamings = detail::CountRenamings();            // when it was made
+
+    bool IsRight() const { return renamings == detail::CountRenamings(); }
+    void Add(KxOperator* listed) {
+        byId.emplace(listed->GetId(), listed);
+        byName[std::wstring(listed->GetFixName().View())].push_back(listed);
+    }
+    void Remove(KxOperator* listed) {
+        byId.erase(listed->GetId());
+        auto const found = byName.find(std::wstring(listed->GetFixName().View()));
+        if (std::erase(found->second, listed) > 0 && found->second.empty()) byName.erase(found);
+    }
+};
+
+KxOperatorMgr::KxOperatorMgr() = default;
+
 KxOperatorMgr::KxOperatorMgr(KxOperatorMgr const& other) : m_operators(other.m_operators) {
     for (KxOperator* listed : m_operators) ++listed->m_managers;
 }
@@ -25,25 +49,58 @@ KxOperatorMgr::KxOperatorMgr(KxOperatorMgr const& other) : m_operators(other.m_o
 KxOperatorMgr& KxOperatorMgr::operator=(KxOperatorMgr const& other) {
     KxOperatorMgr copy(other);
     m_operators.Swap(copy.m_operators);
+    m_index.swap(copy.m_index);
     return *this;
 }
 
 KxOperatorMgr::~KxOperatorMgr() {
+    m_index.reset();
     while (!m_operators.IsEmpty()) RemoveAt(0);
 }
 
 void KxOperatorMgr::RemoveAt(int index) {
     KxOperator* const removed = m_operators.Remove(index);
+    UpdateIndex([&] { m_index->Remove(removed); });
     if (--removed->m_managers == 0) delete removed;
 }
 
+/// Runs what brings the index, if there is one, up to date; without memory for that there is none any more.
+template <class Action>
+void KxOperatorMgr::UpdateIndex(Action action) const {
+    if (m_index && !m_index->IsRight()) m_index.reset();
+    if (!m_index) return;
+    try {
+        action();
+    } catch (std::bad_alloc const&) {
+        m_index.reset();
+    }
+}
+
+/// False where there is no memory for it: all are looked at then.
+bool KxOperatorMgr::HasIndex() const {
+    if (m_index && m_index->IsRight()) return true;
+    m_index.reset(new (std::nothrow) Index);
+    UpdateIndex([this] {
+        for (KxOperator* listed : m_operators) m_index->Add(listed);
+    });
+    return m_index != nullptr;
+}
+
 KxOperator* KxOperatorMgr::Find(unsigned short id) const {
+    if (HasIndex()) {
+        auto const found = m_index->byId.find(id);
+        return found == m_index->byId.end() ? nullptr : found->second;
+    }
     for (KxOperator* listed : m_operators)
         if (listed->GetId() == id) return listed;
     return nullptr;
 }
 
 KxOperator* KxOperatorMgr::Find(KxString const& fixName) const {
+    if (HasIndex()) {
+        auto const found = m_index->byName.find(std::wstring(fixName.View()));
+        return found == m_index->byName.end() ? nullptr : found->second.front();
+    }
     for (KxOperator* listed : m_operators)
         if (listed->GetFixName() == fixName) return listed;
     return nullptr;
@@ -54,6 +111,7 @@ void KxOperatorMgr::Insert(KxOperator* newOperator) {
     if (Find(newOperator->GetId())) Throw(__LINE__, newOperator->GetFixName(), text::OperatorKnown);
     m_operators.Append(newOperator);
     ++newOperator->m_managers;
+    UpdateIndex([&] { m_index->Add(newOperator); });
 }
 
 void KxOperatorMgr::Remove(KxOperator* oldOperator) {

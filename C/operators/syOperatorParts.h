@@ -30,6 +30,9 @@ KxString FormatOf(unsigned short id, Arguments const&... arguments) {
 /// number there is.
 void SetTexts(KxResId const& resId, KxString& fixName, KxString& uiName, KxString& helpText);
 
+/// How often an operator that some manager lists got another id or name, in this process.
+unsigned long long CountRenamings();
+
 /// The text does not have the form of the parameter's type.
 [[noreturn]] void ThrowWrongType(KxString const& value, KxString const& fixName, unsigned short typeWord);
 

@@ -18,8 +18,8 @@ struct Scan {
 
 void Store(KxString const& path, Scan& scan) {
     KxSafeFile whole(path);  // the file appears whole or not at all
-    CFile file(whole.GetTemporaryPath(), CFile::modeReadWrite);
-    file.SetFilePath(path);  // the name that failures tell
+    CFile file;
+    whole.Open(file);
     KxTagArchive archive(&file, 0);
     KxPropertyList* conditions = scan.conditions.get();
     KxPersistentObject::InitializeReferenceMap();

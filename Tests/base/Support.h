@@ -10,6 +10,8 @@
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syString.h"
 
+#include "OwnFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -67,9 +69,8 @@ inline std::string U(KxTools::String const& text) {
 class TempFolder : public testing::Test {
 protected:
     TempFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "hbtools-XXXXXX").string();
-        if (!::mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
-        m_folder = name;
+        m_folder = MakeOwnFolder();
+        if (m_folder.empty()) throw std::runtime_error("no temporary folder");
     }
     ~TempFolder() override {
         std::error_code ignored;

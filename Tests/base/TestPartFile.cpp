@@ -6,8 +6,10 @@
 
 #include "Support.h"
 
+#include <cerrno>
 #include <cstring>
 #include <functional>
+#include <set>
 #include <utility>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -16,11 +18,16 @@
 #include <unistd.h>
 
 namespace {
-int g_foreseen = 0;  // of the next random names so many are "aaaaaaaa"
-}
+int g_foreseen = 0;        // of the next random names so many are "aaaaaaaa"
+bool g_isRefused = false;  // there are no random names
+}  // namespace
 
 /// In place of that of the C library, also for the library of the house.
 extern "C" [[gnu::visibility("default")]] ssize_t getrandom(void* buffer, size_t count, unsigned flags) {
+    if (g_isRefused) {
+        errno = ENOSYS;
+        return -1;
+    }
     if (g_foreseen == 0) return ::syscall(SYS_getrandom, buffer, count, flags);
     --g_foreseen;
     std::memset(buffer, 0, count);
@@ -34,7 +41,10 @@ namespace fs = std::filesystem;
 
 class PartFile : public test::TempFolder {
 protected:
-    ~PartFile() override { g_foreseen = 0; }
+    ~PartFile() override {
+        g_foreseen = 0;
+        g_isRefused = false;
+    }
 
     fs::path const planted = File(".scan.dat.hbtmp-aaaaaaaa");
 };
@@ -79,6 +89,21 @@ TEST_F(PartFile, WhatStandsAtItsNameStaysUntouched) {
         EXPECT_TRUE(locked < 0 || Get(planted.filename()) == "of somebody else");
         if (locked >= 0) ::close(std::exchange(locked, -1));
     }
+}
+
+TEST_F(PartFile, NamesAreNewWithoutRandomNumbersToo) {
+    fs::create_symlink("else.dat", planted);  // what eight zeros would be
+    g_isRefused = true;
+    std::set<std::string> names;
+    for (int round = 0; round < 100; ++round) {
+        KxSafeFile one(Path("scan.dat")), other(Path("scan.dat"));
+        for (KxSafeFile const* file : {&one, &other}) names.insert(test::U(file->GetTemporaryPath()));
+        one.Write("one", 3);
+        one.Commit();
+    }
+    EXPECT_EQ(names.size(), 200u);
+    EXPECT_TRUE(fs::is_symlink(planted) && !fs::exists(File("else.dat")));
+    EXPECT_EQ(Get("scan.dat"), "one");
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 //
 // Every call of the system that a scenario makes fails once, in every way that matters, and each time the program
 // ends in order, says which file it was, and leaves the old file or the new one. See preload/Faults.h.
+#include "../base/OwnFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -51,9 +53,9 @@ std::string Bytes(fs::path const& path) {
 class Faults : public testing::Test {
 protected:
     Faults() {
-        std::string name = (fs::temp_directory_path() / "hbtools-XXXXXX").string();
-        if (!::mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
-        m_folder = fs::canonical(name);  // as the system names it for a descriptor
+        fs::path const made = test::MakeOwnFolder();
+        if (made.empty()) throw std::runtime_error("no temporary folder");
+        m_folder = fs::canonical(made);  // as the system names it for a descriptor
     }
     ~Faults() override {
         std::error_code ignored;

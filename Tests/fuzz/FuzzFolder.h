@@ -4,6 +4,8 @@
 // Files for targets that need some.
 #pragma once
 
+#include "../base/OwnFolder.h"
+
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syString.h"
 
@@ -18,11 +20,8 @@
 class FuzzFolder {
 public:
     FuzzFolder() {
-        std::filesystem::path root = "/dev/shm";
-        if (!std::filesystem::is_directory(root)) root = std::filesystem::temp_directory_path();
-        std::string name = (root / "hbfuzz-XXXXXX").string();
-        if (!::mkdtemp(name.data())) std::abort();
-        path = name;
+        path = test::MakeOwnFolderInMemory();
+        if (path.empty()) std::abort();
     }
     FuzzFolder(FuzzFolder const&) = delete;
     FuzzFolder& operator=(FuzzFolder const&) = delete;

@@ -4,7 +4,8 @@
 // What the programs that prove something have in common: their options, and a folder of their own.
 #pragma once
 
-#include <cstdlib>
+#include "../base/OwnFolder.h"
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -25,11 +26,7 @@ struct Options {
 
 /// A new folder, in memory where the system has that; empty if there is none. Whoever makes it removes it.
 inline std::filesystem::path MakeFolder() {
-    namespace fs = std::filesystem;
-    std::error_code none;
-    std::string pattern =
-        (fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path().string()) + "/hbtools-XXXXXX";
-    return ::mkdtemp(pattern.data()) ? fs::path(pattern) : fs::path();
+    return test::MakeOwnFolderInMemory();
 }
 
 }  // namespace proof

@@ -2,15 +2,20 @@
 // SPDX-License-Identifier: MIT
 //
 // The short forms of the proofs. Their tables stand in results/proof-*.txt; HBTOOLS_PROOF_LONG=1 asks for the long ones.
+#include "../base/OwnFolder.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <string_view>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -72,7 +77,7 @@ TEST(Proof, ThePowerMayGoAtAnyTime) {
     SKIP_SANITIZED();
     Result const result = Proof(HBTOOLS_PROOF_POWERCUT, "powercut");
     EXPECT_EQ(result.code, 0) << result.printed;
-    EXPECT_EQ(result.Count(" calls "), 19);
+    EXPECT_EQ(result.Count(" calls "), 21);
 }
 
 TEST(Proof, NoCutAndNoFlippedBitDoesHarm) {
@@ -97,13 +102,35 @@ TEST(Proof, StepsGrowAsWhatIsGiven) {
     SKIP_SANITIZED();
     Result const result = Proof(HBTOOLS_PROOF_GROWTH, "growth");
     EXPECT_EQ(result.code, 0) << result.printed;
-    EXPECT_GE(result.Count(" to "), 62);
+    EXPECT_GE(result.Count("\n"), 97);
     Result const faulty = RunProgram(HBTOOLS_PROOF_GROWTH, "--self-check");
     EXPECT_EQ(faulty.code, 1);
     EXPECT_EQ(faulty.Count("square of calls: calls grow 100.0"), 1) << faulty.printed;
     if (faulty.Count(" instructions") > 0) {
         EXPECT_GE(faulty.Count("square of instructions: instructions grow 9"), 1) << faulty.printed;
+        EXPECT_EQ(faulty.Count("listed in vain: its calls do not look at all"), 1) << faulty.printed;
     }
+}
+
+TEST(Proof, FoldersOfKilledRunsGo) {
+    std::filesystem::path const mine = test::MakeOwnFolderInMemory();
+    pid_t const child = ::fork();
+    if (child == 0) {
+        std::filesystem::create_directory(test::MakeOwnFolderInMemory() / "data");
+        ::_exit(0);
+    }
+    auto const countLeft = [&] {
+        return std::ranges::count_if(std::filesystem::directory_iterator(mine.parent_path()), [&](auto const& entry) {
+            return entry.path().string().find("-" + std::to_string(child) + "-") != std::string::npos;
+        });
+    };
+    siginfo_t ended{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(countLeft(), 1) << "it may not go before its owner has";
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    std::filesystem::path const next = test::MakeOwnFolderInMemory();
+    EXPECT_EQ(countLeft(), 0);
+    EXPECT_TRUE(std::filesystem::remove(mine) && std::filesystem::remove(next)) << "what has an owner stays";
 }
 
 TEST(Proof, WhatIsWrongIsFound) {
@@ -122,7 +149,10 @@ TEST(Proof, WhatIsWrongIsFound) {
           "open, open 1 once 5: ended by Aborted", "open, mkdir 1 once 5: another result",
           "held, open 1 once 4: a descriptor stays open",
           "modeless: without failures: step 1: ", "unchecked, chmod 1 once 1: another result",
-          "foldering, open 1 once 24: step 1 ended with proof::Refused not written: files changed"})
+          "foldering, open 1 once 24: step 1 ended with proof::Refused not written: files changed",
+          "misnaming, open 1 once 5: step 1 ended with KxN::KxDirEntryException, which does not tell ",
+          "telling temporary, open 1 once 5: step 1 ended with KxN::KxDirEntryException, which tells a file that "
+          "nobody"})
         EXPECT_GE(files.Count(text), 1) << text << "\n" << files.printed;
     if (files.Count("no access lists") == 0) {
         for (char const* const text :
@@ -131,15 +161,24 @@ TEST(Proof, WhatIsWrongIsFound) {
     }
     Result const power = RunProgram(HBTOOLS_PROOF_POWERCUT, "--self-check");
     EXPECT_EQ(power.code, 1);
-    for (char const* const text :
-         {"overwriting, cut after call 1: scan.dat is neither", "unsynced, cut after call 3: scan.dat is neither",
-          "unnamed, cut after call 4: the save has ended, and the new file may be lost",
-          "nor the new one: 1000 bytes, mode 100640", "finding: modeless, cut", "finding: laggard, cut",
-          "parts is neither"})
+    for (char const* const text : {"finding: overwriting, state 3, cut after call 1: scan.dat is neither",
+                                   ", cut after call 3: scan.dat is neither",
+                                   ", cut after call 4: the save has ended, and the new file may be lost",
+                                   "nor the new one: 1000 bytes, mode 100640", "finding: modeless: scan.dat has not",
+                                   "finding: laggard, state", "parts is neither"})
         EXPECT_GE(power.Count(text), 1) << text << "\n" << power.printed;
     if (power.Count("no access lists") == 0) {
-        EXPECT_GE(power.Count("finding: listless, cut"), 1) << power.printed;
+        EXPECT_GE(power.Count("finding: listless: scan.dat has not"), 1) << power.printed;
     }
+    // The number that a finding tells makes that state again, and no other.
+    std::size_t const at = power.printed.find("finding: unsynced, state ");
+    std::string const finding = power.printed.substr(at, power.printed.find('\n', at) - at);
+    std::string const number = std::to_string(std::atoi(finding.c_str() + std::strlen("finding: unsynced, state ")));
+    Result const again = RunProgram(HBTOOLS_PROOF_POWERCUT, "--self-check unsynced " + number);
+    EXPECT_EQ(again.code, 1);
+    EXPECT_EQ(again.Count(finding + "\n"), 1) << finding << "\n" << again.printed;
+    EXPECT_TRUE(again.Count(", state ") == 1 && again.Count("did not arrive\n") > 0 && again.Count("there is ") > 0)
+        << again.printed;
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 // Calling the programs as their users do, in a folder of its own for each test.
 #pragma once
 
+#include "../base/OwnFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -42,10 +44,9 @@ inline int const g_user = [] {
 class Programs : public testing::Test {
 protected:
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "hbtools-programs-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        folder = name;
-        ::setenv("XDG_CONFIG_HOME", name.c_str(), 1);  // settings and log of the application
+        folder = test::MakeOwnFolder();
+        ASSERT_FALSE(folder.empty());
+        ::setenv("XDG_CONFIG_HOME", folder.c_str(), 1);  // settings and log of the application
     }
     void TearDown() override { fs::remove_all(folder); }
     std::string Path(char const* name) const { return "'" + (folder / name).string() + "'"; }

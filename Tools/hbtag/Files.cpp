@@ -29,11 +29,7 @@ OutFile::OutFile(std::string const& in, std::string const& out, bool isForced) {
     if (!isForced && fs::symlink_status(out, ignored).type() != fs::file_type::not_found)
         throw UsageError(fmt::format("{} is there already; --force replaces it", name));
     m_safe = std::make_unique<KxSafeFile>(PathOf(out));
-    KxString const target = PathOf(out);  // which failures tell: nobody knows the other name
-    CFileException failure;
-    if (!m_file.Open(m_safe->GetTemporaryPath(), CFile::modeReadWrite, &failure))
-        throw new CFileException(failure.GetCause(), failure.GetOsError(), target);
-    m_file.SetFilePath(target);
+    m_safe->Open(m_file);
 }
 
 void OutFile::Commit() {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include <ctime>
 #include <limits>
 #include <memory>
+#include <span>
 #include <utility>
 #include <dirent.h>
 #include <fcntl.h>
@@ -72,10 +74,30 @@ std::string PartPrefix(std::string_view name) {
     return std::string(".").append(name.substr(0, nameLimit - 1 - partMark.size() - partRandoms)).append(partMark);
 }
 
-/// The prefix and eight characters that nobody can foresee.
+/// Bytes that differ from call to call and from process to process, though somebody might foresee them.
+void FillDistinctly(std::span<unsigned char> bytes) {
+    static std::atomic<std::uint64_t> count = 0;
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    auto const time = static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000u + static_cast<std::uint64_t>(now.tv_nsec);
+    auto const mix = [](std::uint64_t number) {
+        number = (number ^ number >> 30) * 0xBF58476D1CE4E5B9u;
+        number = (number ^ number >> 27) * 0x94D049BB133111EBu;
+        return number ^ number >> 31;
+    };
+    std::uint64_t mixed = mix(mix(mix(time) ^ static_cast<std::uint64_t>(::getpid())) ^ ++count);
+    for (unsigned char& byte : bytes) {
+        byte = static_cast<unsigned char>(mixed);
+        mixed >>= 8;
+    }
+}
+
+/// The prefix and eight characters that nobody can foresee. Where the system gives no random numbers they are new at least;
+/// that the file must be new, too, and is no link, is asked of the system when it is made.
 std::string PartName(std::string_view name) {
     std::array<unsigned char, partRandoms> random{};
-    Repeat([&] { return ::getrandom(random.data(), random.size(), 0); });
+    ssize_t const got = Repeat([&] { return ::getrandom(random.data(), random.size(), 0); });
+    if (got != static_cast<ssize_t>(random.size())) FillDistinctly(random);
     std::string part = PartPrefix(name);
     for (unsigned char const byte : random) part += partAlphabet[byte % partAlphabet.size()];
     return part;

@@ -6,6 +6,7 @@
 #include "base/sySafeFiles.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
+#include "hbtools/base/syFile.h"
 
 #include <cerrno>
 #include <deque>
@@ -86,6 +87,13 @@ KxSafeFile::KxSafeFile(KxString const& path) : m_state(std::make_unique<State>()
 }
 
 KxSafeFile::~KxSafeFile() = default;
+
+void KxSafeFile::Open(CFile& file) const {
+    CFileException failure;
+    if (!file.Open(GetTemporaryPath(), CFile::modeReadWrite, &failure))
+        throw new CFileException(failure.GetCause(), failure.GetOsError(), m_state->path);
+    file.SetFilePath(m_state->path);
+}
 
 KxString KxSafeFile::GetTemporaryPath() const {
     return KxxFromSystemPath(m_state->part.GetPath());

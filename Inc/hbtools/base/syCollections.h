@@ -83,7 +83,7 @@ public:
     /// Appends all of the other array; returns the index of the first.
     Index Append(CArray const& other);
     void Copy(CArray const& other);
-    /// Inserts `count` copies in front of the index; behind the end the gap is value-initialised.
+    /// Inserts `count` copies in front of the index; what stands behind moves. A gap is value-initialised.
     void InsertAt(Index index, ARG element, Index count = 1);
     void InsertAt(Index start, CArray const* other);
     void RemoveAt(Index index, Index count = 1);
@@ -312,7 +312,7 @@ public:
     TYPE const& GetAt(POSITION position) const { return NotNull(NodeOf(position))->value; }
     void SetAt(POSITION position, ARG element) { GetAt(position) = element; }
 
-    /// The first equal element behind `after`, or from the head on; null if there is none.
+    /// The first equal element behind `after`, or from the head on; null if there is none. Looks at each.
     POSITION Find(ARG element, POSITION after = nullptr) const {
         for (Node* node = after ? NodeOf(after)->next : m_head; node; node = node->next)
             if (node->value == element) return PositionOf(node);

@@ -10,7 +10,8 @@
 //
 // Texts are authenticated: a wrong password, a changed or a cut text raise KxEncryptionException, never garbage. The
 // key is made of the password by Argon2id, once for each password (64 MiB and about a tenth of a second).
-// All functions may run on any thread; state and password belong to the process.
+// All functions may run on any thread; state and password belong to the process. Where the system gives no random numbers
+// any more, encrypting a value ends the process: under a number that can be foreseen it would be open.
 #pragma once
 
 #include "hbtools/base/syException.h"

@@ -25,6 +25,8 @@
 
 namespace KxN {
 
+class CFile;
+
 class KX_API KxSafeFile {
 public:
     /// Makes the new file. @throws KxDirEntryException
@@ -34,7 +36,10 @@ public:
     /// Removes the new file unless it was committed.
     ~KxSafeFile();
 
-    /// The new file, for those that write by path; it must not be renamed. CFile::SetFilePath lets failures tell the target.
+    /// Opens the new file in `file`, for those that write through one: for reading and writing, with what was written already.
+    /// Close it before Commit. What it throws, here and later, tells the target. @throws CFileException
+    void Open(CFile& file) const;
+    /// The new file, for those that write by path; it must not be renamed.
     KxString GetTemporaryPath() const;
     /// Appends bytes. @throws KxDirEntryException, after which the new file is gone
     void Write(void const* data, std::size_t count);

@@ -4,7 +4,7 @@
 // KxTList, a doubly linked list, and KxTBlockList, the same with its nodes in a KxTBlockHeap, for lists of many
 // elements. Values: copies are deep. References to an element stay until it is removed. Indices are not checked.
 // Unless an operation says otherwise, whatever `new` or an element throws leaves the list as it was.
-// Access by index keeps a cursor, so that a walk by rising or falling index costs one step per element.
+// Access by index keeps a cursor: a walk by rising or falling index costs one step per element, any other the distance.
 // Threads: operator[] and Remove move the cursor even on a const list, so two threads may not index one list at a
 // time. Iterators leave the cursor alone: several threads may walk a list that nobody changes.
 #pragma once
@@ -145,7 +145,7 @@ public:
         }
     }
 
-    /// Index of the first element equal to the value, or -1.
+    /// Index of the first element equal to the value, or -1. Looks at all in front of it.
     int Find(T const& value) const {
         int index = 0;
         for (T const& element : *this) {

@@ -35,9 +35,9 @@ protected:
     unsigned long NumEntries() const { return m_count; }
 
     long AddEntry(void* entry) { return InsertEntry(m_count, entry); }
-    /// In front of the entry of that index, or at the end.
+    /// In front of the entry of that index, or at the end. Those behind it move.
     long InsertEntry(unsigned long index, void* entry);
-    /// Takes an entry out of the list and leaves it to the caller; the second the first entry with that pointer.
+    /// Takes an entry out and leaves it to the caller; the second looks at each for the first entry with that pointer.
     long RemoveEntry(unsigned long index);
     long RemoveByValue(void* entry);
     /// *entry is null if there is none of that index.

@@ -173,7 +173,7 @@ public:
         return removed;
     }
 
-    /// Index of the first element equal to the value, or -1.
+    /// Index of the first element equal to the value, or -1. Looks at all in front of it.
     int Find(T const& value) const {
         int index = 0;
         for (T const& element : *this) {

@@ -41,7 +41,7 @@ enum SortOrder {
     SORT_LEV_GRP = 2   ///< By level, then by group.
 };
 
-/// When the log is saved. 3, which has no name, is never. Do not renumber.
+/// When the log is saved, each time as a whole. 3, which has no name, is never. Do not renumber.
 enum BackupTiming { SAVE_ALL_CHANGES = 0, SAVE_AFTER_FATAL = 1, SAVE_ON_DEMAND = 2 };
 
 /// By what entries are removed. Do not renumber.

@@ -20,7 +20,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace pugi {
 class xml_node;
@@ -73,6 +72,7 @@ public:
 
     // Moves. On 0 the cursor stays.
     int Go_to_Root();
+    // With a name each goes on from node to node until one has it.
     int Go_to_Child();
     int Go_to_Child(wchar_t const* name);
     int Go_to_Parent();
@@ -115,10 +115,12 @@ public:
     int Add_CDataBefore(wchar_t const* text);
     int Add_CDataAfter(wchar_t const* text);
     int Set_Attribute(wchar_t const* name, wchar_t const* value);
+    /// Looks at those in front of it, of at most `KxLimits::xmlAttributes`.
     int Remove_Attribute(wchar_t const* name);
     int Set_TextValue(wchar_t const* text);  ///< In place of all that an element contains, comments included.
     int Remove();                            ///< The current node; the cursor moves to its parent.
-    int RemoveChild(wchar_t const* name);    ///< The first of that name; texts and CDATA have theirs too.
+    /// The first of that name, found by looking at each; texts and CDATA have theirs too.
+    int RemoveChild(wchar_t const* name);
 
 private:
     struct SDocument;
@@ -133,20 +135,16 @@ private:
     int MoveTo(pugi::xml_node node);
     int NotMoved();
     int Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot);
-    void GrabAttributes() const;
     static std::string ChainOf(pugi::xml_node node, std::size_t atLeast);
 
     std::unique_ptr<SDocument> m_document;
     KxString m_text, m_documentText, m_loadFailure;
     mutable KxString m_lastError;
     mutable wchar_t const* m_failure = nullptr;  // which becomes the last error when that is asked for
-    int m_attributeIndex = -1;
+    int m_chosenAttribute = -1;                  // its number
     // Copied from the current node when they are asked for: most moves only pass by.
     mutable bool m_isGrabbed = false, m_hasChain = false;
     mutable KxString m_tag, m_chain, m_name;
-    mutable bool m_hasAttributes = false;
-    mutable std::vector<KxString> m_attributeNames;
-    mutable std::vector<CComVariant> m_attributeValues;
 };
 
 }  // namespace KxN

@@ -59,7 +59,7 @@ public:
     void Init();
     /// The module's, only after Init.
     KxVersion GetVersion();
-    /// Deletes one of the driver's objects; any other pointer is left alone.
+    /// Deletes one of the driver's objects, for which it looks at each; any other pointer is left alone.
     void DeleteObject(KxDriverObject* object);
 
     KxString const& GetName() const { return m_name; }

@@ -86,7 +86,7 @@ public:
     unsigned long GetNumParameters() const { return static_cast<unsigned long>(m_parameters.Count()); }
     /// In the order of insertion; null when the index is not below the count. The operator keeps what it returns.
     KxParameter* GetParameterIndexed(unsigned long index) const;
-    /// The first parameter of that name, which is compared exactly, or the one of that id.
+    /// The first parameter of that name, compared exactly, or the one of that id; all are looked at, here and below.
     /// @throws KxException if there is none
     KxParameter* GetParameter(KxString const& fixName) const;
     KxParameter* GetParameter(unsigned short id) const;

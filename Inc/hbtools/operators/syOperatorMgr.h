@@ -13,13 +13,15 @@
 #include "hbtools/core/syMem.h"
 #include "hbtools/core/sySVQueue.h"
 
+#include <memory>
+
 namespace KxN {
 
 class KxOperator;
 
 class KX_API KxOperatorMgr {
 public:
-    KxOperatorMgr() = default;
+    KxOperatorMgr();
     KxOperatorMgr(KxOperatorMgr const& other);
     /// Lists the operators of the other, then lets go of those it had, first to last.
     KxOperatorMgr& operator=(KxOperatorMgr const& other);
@@ -29,12 +31,13 @@ public:
     /// Takes the operator over. Only ids are compared: of operators with one name the first is found.
     /// @throws KxOperatorMgrException if one of its id is there; it then remains the caller's
     void Insert(KxOperator* newOperator);
-    /// Takes an operator out and destroys it. @throws KxOperatorMgrException if it is not there; nothing is destroyed
+    /// Takes an operator out and destroys it. Looks at those in front of it, of at most 65,536.
+    /// @throws KxOperatorMgrException if it is not there; nothing is destroyed
     void Remove(KxOperator* oldOperator);
     void Remove(unsigned short id);
 
-    /// The operator of that id, or the first of that name, which is compared exactly. The manager keeps it. All are looked at
-    /// in their order: put the frequent ones first.
+    /// The operator of that id, or the first of that name, which is compared exactly. The manager keeps it. How many there are
+    /// makes no difference, but for the first call, and the first after an operator got another id.
     /// @throws KxOperatorMgrException if there is none
     KxOperator* GetOperator(unsigned short id) const;
     KxOperator* GetOperator(KxString const& fixName) const;
@@ -47,11 +50,17 @@ public:
     void GetAllOperatorNames(KxTMem<KxString>& names) const;
 
 private:
+    struct Index;
+
+    bool HasIndex() const;
+    template <class Action>
+    void UpdateIndex(Action action) const;
     KxOperator* Find(unsigned short id) const;
     KxOperator* Find(KxString const& fixName) const;
     void RemoveAt(int index);
 
     KxTSVQueue<KxOperator*> m_operators{1024, 16, 16};
+    mutable std::unique_ptr<Index> m_index;  // made when something is looked for
 };
 
 /// The manager that command lines use; null until the application sets it, and never owned by the library.

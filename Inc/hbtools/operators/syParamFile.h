@@ -67,7 +67,7 @@ public:
     SxFileFilter const& GetSelectedFilter() const { return FilterAt(m_selectedFilter); }
     unsigned long GetSelectedFilterIndex() const { return m_selectedFilter; }
     SxFileFilter const& GetSelectedDefaultFilter() const { return FilterAt(m_defaultFilter); }
-    /// Fires SignalAttributesChanged, not SignalValueChanged. @throws KxException if there is no such filter
+    /// Looks at each. Fires SignalAttributesChanged, not SignalValueChanged. @throws KxException if there is no such one
     void SelectFilter(KxString const& name);
     void SetDefaultFilter(KxString const& name);  ///< No signal. @throws KxException if there is no such filter
     int IsFileOpenDialog() const { return m_isFileOpenDialog; }

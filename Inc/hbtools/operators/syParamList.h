@@ -59,7 +59,7 @@ public:
     void Load(KxString const& fileName, KxString const& group) override;
 
     KxString const& GetSelectedEntry() const { return EntryAt(m_selected); }
-    void SelectEntry(KxString const& entry);  ///< Fires SignalValueChanged. @throws KxException if it is no entry
+    void SelectEntry(KxString const& entry);  ///< Looks at each. Fires SignalValueChanged. @throws KxException if none
     KxString const& GetSelectedDefaultEntry() const { return EntryAt(m_default); }
     void SetDefaultEntry(KxString const& entry);  ///< No signal. @throws KxException if it is no entry
     KxTMem<KxString> const& GetList() const { return m_entries; }

@@ -39,7 +39,7 @@ public:
 
     /// Adds it at the end; a receiver that stands in the list twice gets each message twice.
     void AddMsgReceiver(KxMsgCommunicator* receiver);
-    /// Takes the first entry of it out; none is fine too.
+    /// Takes the first entry of it out, for which it looks at each, as those below do; none is fine too.
     void RemoveMsgReceiver(KxMsgCommunicator* receiver);
     /// Puts the new one in the place of the first entry of the old one; without one nothing changes.
     void ReplaceMsgReceiver(KxMsgCommunicator* oldReceiver, KxMsgCommunicator* newReceiver);

@@ -56,5 +56,9 @@ void Follow(Plan const& plan);
 int CountCalls(Call call);
 /// Whether a call has failed, or moved less, since a plan for some folder is followed.
 bool HasFailed();
+/// The path of the file of such a call; empty for one of no file. Of many the first and the last are kept, without those that
+/// are the same as the one before: the number counts from 0 up to kept, and what is not there is null.
+constexpr int kept = 8;
+char const* FailedPath(int number);
 
 }  // namespace iofaults

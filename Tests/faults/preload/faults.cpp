@@ -28,9 +28,16 @@ constinit std::atomic<int> g_calls = 0;  // of the plan
 constinit std::atomic<bool> g_hasFailed = false;
 constinit std::array<std::atomic<int>, numCalls> g_counts = {};
 
+// Of the calls that failed.
+using Path = std::array<char, 1024>;
+constinit std::array<Path, kept> g_failed = {};
+constinit int g_numFailed = 0;
+constinit thread_local Path t_path = {};  // of the call that was looked at last
+
 bool IsOurs(char const* path) {
     std::string_view const under = g_plan.under;
     std::string_view const text = path ? path : "";
+    t_path[text.copy(t_path.data(), t_path.size() - 1)] = 0;
     return !under.empty() && text.starts_with(under) && (text.size() == under.size() || text[under.size()] == '/');
 }
 
@@ -52,12 +59,18 @@ bool IsOurs(int descriptor) {
 
 struct OfNoFile {};
 bool IsOurs(OfNoFile) {
+    t_path[0] = 0;
     return true;
 }
 
 /// Where a debugger stops to see whose call it is.
 [[gnu::noinline]] void NoteFailure() {
     g_hasFailed = true;
+    if (g_numFailed == 0 ||
+        std::strcmp(g_failed[static_cast<std::size_t>(g_numFailed - 1)].data(), t_path.data()) != 0) {
+        if (g_numFailed < kept) ++g_numFailed;
+        g_failed[static_cast<std::size_t>(g_numFailed - 1)] = t_path;
+    }
     if (g_plan.mark) {
         long const descriptor = ::syscall(SYS_openat, AT_FDCWD, g_plan.mark, O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         if (descriptor >= 0) ::syscall(SYS_close, descriptor);
@@ -106,6 +119,7 @@ void Follow(Plan const& plan) {
     if (plan.under.empty()) return;
     g_calls = 0;
     g_hasFailed = false;
+    g_numFailed = 0;
 }
 
 int CountCalls(Call call) {
@@ -114,6 +128,10 @@ int CountCalls(Call call) {
 
 bool HasFailed() {
     return g_hasFailed;
+}
+
+char const* FailedPath(int number) {
+    return number < g_numFailed ? g_failed[static_cast<std::size_t>(number)].data() : nullptr;
 }
 
 }  // namespace iofaults

@@ -5,6 +5,7 @@
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syEncryption.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/config/syConfigFast.h"
 #include "hbtools/core/syBackupFile.h"
@@ -135,7 +136,8 @@ int RunScenario(std::string const& scenario, KxString const& path) {
         file.Commit();
     } else if (scenario == "whole") {
         KxSafeFile safe(path);
-        CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
+        CFile file;
+        safe.Open(file);
         StoreScan(file, name);
         file.Close();
         safe.Commit();
@@ -159,6 +161,13 @@ int RunScenario(std::string const& scenario, KxString const& path) {
         KxConfigFast config(path);
         config.SetGroup(L"Scanner");
         config.WriteKey(L"Port", L"COM2");
+        config.Flush();
+    } else if (scenario == "encrypted") {
+        KxTools::SetEncryptionPassword("the password of the scenarios");
+        KxTools::EncryptionOn();
+        KxConfigFast config(path);
+        config.SetGroup(L"Scanner");
+        config.WriteKey(L"Port", config.ReadKey(L"Port") == KxString(L"COM1") ? L"COM2" : L"COM1");
         config.Flush();
     } else if (scenario == "settings") {  // of an operator
         Filter().Save(path);

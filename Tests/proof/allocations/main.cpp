@@ -34,7 +34,7 @@ namespace {
 
 using memory::Live;
 
-std::string WhyNot(Thrown const& thrown, Scenario const& scenario, fs::path const&) {
+std::string WhyNot(Thrown const& thrown, Scenario const& scenario, fs::path const&, int) {
     for (char const* const name : {"std::bad_alloc", "KxN::CMemoryException", "KxN::KxMemoryException"})
         if (thrown.name == name) return "";
     return std::ranges::find(scenario.documented, thrown.name) != scenario.documented.end()

@@ -4,7 +4,10 @@
 
 #include "../FileState.h"
 
+#include "hbtools/base/syException.h"
+
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -83,6 +86,23 @@ Scenario Foldering(fs::path const& folder) {
     });
 }
 
+/// Tells another file than the one that failed, or the new one that nobody knows.
+template <bool isTemporary>
+Scenario Misnaming(fs::path const& folder) {
+    WriteFile(folder / "file", "old");
+    WriteFile(folder / "file.old", "older");
+    Scenario scenario = Step([=] {
+        if (int const number = ::open((folder / "file").c_str(), O_RDONLY); number >= 0) {
+            ::close(number);
+            return;
+        }
+        std::string const named = (folder / (isTemporary ? ".file.hbtmp-aaaaaaaa" : "file.old")).string();
+        throw new KxN::KxDirEntryException(L"Faulty", 1, PathOf(named), EIO);
+    });
+    scenario.told = {{0, {"file"}}};
+    return scenario;
+}
+
 }  // namespace
 
 std::vector<Kind> FaultyKinds() {
@@ -93,7 +113,9 @@ std::vector<Kind> FaultyKinds() {
             {"modeless", Renaming<Kept{false, true}>},
             {"listless", Renaming<Kept{true, false}>},
             {"unchecked", Renaming<Kept{true, true}>},
-            {"foldering", Foldering}};
+            {"foldering", Foldering},
+            {"misnaming", Misnaming<false>},
+            {"telling temporary", Misnaming<true>}};
 }
 
 }  // namespace proof

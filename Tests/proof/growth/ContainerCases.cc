@@ -14,8 +14,6 @@
 #include "hbtools/core/sySignal.h"
 #include "hbtools/math/syHistogram.h"
 #include "hbtools/math/syVec3.h"
-#include "hbtools/operators/syOperator.h"
-#include "hbtools/operators/syOperatorMgr.h"
 #include "hbtools/persistence/syCompactArray.h"
 #include "hbtools/properties/syPropertyList.h"
 #include "hbtools/state/syUndoRedo.h"
@@ -140,18 +138,14 @@ std::function<void()> Compact(int n) {
 struct Slot {
     void Take(int) { ++g_calls; }
 };
-/// With `isLeaving` one of all slots is disconnected, which looks at each.
-std::function<void()> Slots(int n, bool isLeaving) {
+std::function<void()> Slots(int n) {
     struct State {
         std::vector<Slot> slots;
         KxTSignal<int> signal;
     };
     auto state = std::make_shared<State>();
     state->slots.resize(static_cast<std::size_t>(n));
-    for (Slot& slot : state->slots)
-        if (isLeaving) state->signal.Connect(&slot, &Slot::Take);
-    return [state, isLeaving] {
-        if (isLeaving) return state->signal.Disconnect(&state->slots.front(), &Slot::Take);
+    return [state] {
         for (Slot& slot : state->slots) state->signal.Connect(&slot, &Slot::Take);
         state->signal.Emit(1);
     };
@@ -187,11 +181,6 @@ std::shared_ptr<KxPropertyList> Conditions(int n) {
     return list;
 }
 
-struct Nothing : KxOperator {
-    Nothing(unsigned short number, CDynLinkLibrary& texts) : KxOperator(number, KxResId(number, &texts)) {}
-    KxOperator* Clone() const override { return nullptr; }
-    OperatorReturnCode DoExecute() override { return OPERATOR_OK; }
-};
 /// A module of n texts, from id 1 on.
 struct Texts {
     explicit Texts(int n) {
@@ -212,20 +201,6 @@ std::function<void()> LookUp(int n) {
             if (KxString(KxResId(static_cast<unsigned short>(i), state->module.get())).Len() != 16) std::abort();
     };
 }
-std::function<void()> Operators(int n) {
-    struct State : Texts {
-        using Texts::Texts;
-        KxOperatorMgr manager;
-    };
-    auto state = std::make_shared<State>(n);
-    for (int i = 1; i <= n; ++i) state->manager.Insert(new Nothing(static_cast<unsigned short>(i), *state->module));
-    return [n, state] {
-        if (!state->manager.GetOperator(static_cast<unsigned short>(n)) ||
-            !state->manager.GetOperator(Name(L"Operator", n - 1)))
-            std::abort();
-    };
-}
-
 }  // namespace
 
 std::vector<Case> ContainerCases() {
@@ -263,8 +238,7 @@ std::vector<Case> ContainerCases() {
         {"block heap: free falling", [](int n) { return Heap(n, Order::falling); }},
         {"block heap: free mixed", [](int n) { return Heap(n, Order::mixed); }},
         {"compact array: fill and look", Compact},
-        {"signal: connect and emit", [](int n) { return Slots(n, false); }},
-        {"signal: disconnect one of all", [](int n) { return Slots(n, true); }},
+        {"signal: connect and emit", Slots},
         {"undo: many steps", [](int n) { return Undoing(n, n); }},
         {"undo: many states", [](int n) { return Undoing(n, 1); }},
         {"text: append characters",
@@ -309,7 +283,6 @@ std::vector<Case> ContainerCases() {
                  std::unique_ptr<KxProperty> const copy(list->Clone());
              };
          }},
-        {"operators: find one of all", Operators},
         {"texts: look up", LookUp, true},
     };
 }

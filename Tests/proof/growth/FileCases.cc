@@ -6,6 +6,7 @@
 
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syEncryption.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/config/syConfigFast.h"
 #include "hbtools/core/syHashFunction.h"
@@ -279,12 +280,16 @@ std::function<void()> WriteConfig(int n) {
         config.EndUpdate();
     };
 }
-std::function<void()> WriteFast(int n) {
-    return [n, path = WriteFile(EmptyFolder() / "app.ini", Ini(n, 'k'))] {
+std::function<void()> WriteFast(int n, bool isEncrypted) {
+    // A key of zeros, which need not be derived.
+    if (isEncrypted) KxTools::SetEncryptionPassword(("{hbkey1}" + std::string(43, 'A')).c_str());
+    return [n, isEncrypted, path = WriteFile(EmptyFolder() / "app.ini", Ini(n, 'k'))] {
+        if (isEncrypted) KxTools::EncryptionOn();
         KxConfigFast config(path);
         config.SetGroup(L"group");
         for (int i = 0; i < 2 * n; ++i) config.WriteKey(Name(L"key ", i), L"new");
         config.Flush();
+        KxTools::EncryptionOff();
     };
 }
 
@@ -500,7 +505,8 @@ std::vector<Case> FileCases() {
         {"fast configuration: keys", [](int n) { return ReadConfig<KxConfigFast>(n, 'k'); }},
         {"fast configuration: groups", [](int n) { return ReadConfig<KxConfigFast>(n, 'g'); }},
         {"fast configuration: one key", [](int n) { return ReadConfig<KxConfigFast>(n, 'd'); }},
-        {"fast configuration: write", WriteFast},
+        {"fast configuration: write", [](int n) { return WriteFast(n, false); }},
+        {"fast configuration: write encrypted", [](int n) { return WriteFast(n / 10, true); }},
         {"macro: lines", Macro},
         {"log: add, save, load", Log},
         {"debug file: parse and add up", DebugFile},

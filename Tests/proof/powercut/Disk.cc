@@ -42,6 +42,13 @@ proof::FileState MadeWith(std::string const& bytes) {
     return {"", made.mode, made.user, made.group, {}, 0};
 }
 
+char const* NameOf(Call call) {
+    static constexpr char const* names[] = {"create",   "write",  "truncate",  "sync",   "sync bytes",  "sync folder",
+                                            "sync all", "rename", "link",      "unlink", "make folder", "remove folder",
+                                            "mode",     "owner",  "attribute", "time"};
+    return names[static_cast<std::size_t>(call)];
+}
+
 bool IsName(Call call) {
     return call == Call::create || call == Call::rename || call == Call::link || call == Call::unlink ||
            call == Call::makeFolder || call == Call::removeFolder;
@@ -168,7 +175,22 @@ Files History::SeenAfter(std::size_t count) const {
     return Apply({std::vector<bool>(m_changes.size(), true), {}, 0, false}, count);
 }
 
-std::size_t History::CutAfter(std::size_t count, bool isLong, std::function<void(Files const&)> const& visit) const {
+std::string History::TextOf(Choice const& choice, std::size_t count) const {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        Change const& change = m_changes[i];
+        text += std::to_string(i + 1) + " " + NameOf(change.call) + " " + change.path + " " + change.other;
+        if (change.call == Call::write)
+            text += std::to_string(change.bytes.size()) + " bytes at " + std::to_string(change.offset);
+        if (choice.torn == i) text += ", of which " + std::to_string(choice.tornLength) + " arrived";
+        if (!choice.isApplied[i]) text += choice.hasHoles ? ": at most its length arrived" : ": did not arrive";
+        text += "\n";
+    }
+    return text;
+}
+
+std::size_t History::CutAfter(std::size_t count, bool isLong,
+                              std::function<void(Files const&, Choice const&)> const& visit) const {
     // What is on its way, in units that arrive or do not. What stands in an inode besides bytes arrives with what was set
     // before it without anything between, but in the long form.
     std::vector<std::vector<std::size_t>> units;
@@ -191,7 +213,7 @@ std::size_t History::CutAfter(std::size_t count, bool isLong, std::function<void
         std::size_t sum = 0;
         for (auto const& [path, file] : files)
             sum = (sum * 1099511628211u) ^ std::hash<std::string>()(path) ^ (file.Hash() * 31);
-        if (seen.insert(sum).second) visit(files);
+        if (seen.insert(sum).second) visit(files, choice);
     };
     /// One selection, with holes for what is missing, and with each write that arrives last in its file torn.
     auto const take = [&](std::vector<bool> const& arrives, bool isTearing) {

@@ -33,6 +33,14 @@ using Files = proof::FileStates;
 
 class History {
 public:
+    /// What of the changes has arrived on the disk.
+    struct Choice {
+        std::vector<bool> isApplied;      // of all changes
+        std::optional<std::size_t> torn;  // a write of which only so many bytes arrive
+        std::size_t tornLength = 0;
+        bool hasHoles = false;  // lengths arrive without their bytes
+    };
+
     /// `files` is what was there before the recorded calls; `numbers` are the system's numbers of these.
     History(std::filesystem::path const& record, Files const& files,
             std::map<std::uint64_t, std::string> const& numbers);
@@ -42,15 +50,12 @@ public:
     Files SeenAfter(std::size_t count) const;
     /// Visits what the disk may hold if the power goes after so many calls, each state once. Returns the number of states
     /// that were built.
-    std::size_t CutAfter(std::size_t count, bool isLong, std::function<void(Files const&)> const& visit) const;
+    std::size_t CutAfter(std::size_t count, bool isLong,
+                         std::function<void(Files const&, Choice const&)> const& visit) const;
+    /// A line for each of so many changes: what it was, and whether it has arrived.
+    std::string TextOf(Choice const& choice, std::size_t count) const;
 
 private:
-    struct Choice {
-        std::vector<bool> isApplied;      // of all changes
-        std::optional<std::size_t> torn;  // a write of which only so many bytes arrive
-        std::size_t tornLength = 0;
-        bool hasHoles = false;  // lengths arrive without their bytes
-    };
     Files Apply(Choice const& choice, std::size_t count) const;
     std::vector<std::size_t> PendingAfter(std::size_t count) const;
     bool IsSafeBy(Change const& change, Change const& sync) const;

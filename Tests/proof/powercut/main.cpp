@@ -3,7 +3,11 @@
 //
 // Records what each saver does to its files, and looks at every state that the disk may hold if the power goes meanwhile.
 //
-//     proof_powercut [--long] [--self-check] [SCENARIO]
+//     proof_powercut [--long] [--self-check] [SCENARIO [NUMBER]]
+//
+// SCENARIO is the title of a line of the table, such as "safe, new". Its states are numbered; findings tell the number. With
+// it, and the same options, that state alone is made again in this process, for a debugger, after a list of what has arrived
+// on its disk and of what then stands there.
 //
 // In each state the file is the old one or the new one, whole, with mode, owner and attributes, which the library opens; a
 // saver that saves several times names what else it may leave meanwhile. What else is there is known by its name as left
@@ -17,8 +21,10 @@
 
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syEncryption.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/base/sySafeFile.h"
+#include "hbtools/config/syConfigFast.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 #include "hbtools/interchange/syXmlParser.h"
 #include "hbtools/interchange/syZipHelper.h"
@@ -29,6 +35,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <vector>
 #include <fcntl.h>
@@ -62,6 +69,19 @@ bool OpensConfig(KxString const& path) {
     config.SetGroup(L"Scanner");
     KxString const port = config.ReadKey(L"Port");
     return port == KxString(L"COM1") || port == KxString(L"COM2");
+}
+/// What it decrypts is one of both values.
+bool OpensEncrypted(KxString const& path) {
+    std::ifstream in(KxxToSystemPath(path.View()));
+    std::string const bytes(std::istreambuf_iterator<char>(in), {});
+    KxTools::SetEncryptionPassword("the password of the scenarios");
+    KxTools::EncryptionOn();
+    KxConfigFast config(path);
+    config.ProofRead();
+    config.SetGroup(L"Scanner");
+    KxString const port = config.ReadKey(L"Port");
+    KxTools::EncryptionOff();
+    return (port == KxString(L"COM1") || port == KxString(L"COM2")) && bytes.find("COM") == bytes.npos;
 }
 bool OpensSettings(KxString const& path) {
     KxConfig config(path);
@@ -117,6 +137,8 @@ Saver const savers[] = {
     {"config", nullptr, OpensConfig},
     {"update", ini, OpensConfig},
     {"fast", ini, OpensConfig},
+    {"encrypted", "@encrypted", OpensEncrypted},
+    {"encrypted", nullptr, OpensEncrypted},
     {"settings", "[Filter]\nRadius=1\nPasses=2\n", OpensSettings},
     {"settings", nullptr, OpensSettings},
     {"xml", "<?xml version=\"1.0\"?><conditions/>", OpensXml},
@@ -139,10 +161,13 @@ std::string WithoutMoment(std::string bytes) {
 
 class Proof {
 public:
-    Proof(fs::path folder, bool isLong) : m_folder(std::move(folder)), m_isLong(isLong) {}
+    /// `only` is the number of the state that is looked at, 0 for all.
+    Proof(fs::path folder, bool isLong, std::size_t only)
+        : m_folder(std::move(folder)), m_isLong(isLong), m_only(only) {}
 
     void Run(Saver const& saver, bool isFaulty) {
-        std::string const title = std::string(saver.scenario) + (saver.old ? "" : ", new");
+        std::string const title = TitleOf(saver);
+        m_state = 0;
         try {
             RunSaver(saver, isFaulty, title);
         } catch (std::exception const& exception) {
@@ -153,6 +178,7 @@ public:
         }
     }
     int CountFindings() const { return m_numFindings; }
+    static std::string TitleOf(Saver const& saver) { return std::string(saver.scenario) + (saver.old ? "" : ", new"); }
 
 private:
     fs::path Data() const { return m_folder / "data"; }
@@ -160,8 +186,12 @@ private:
 
     void Find(std::string const& title, std::size_t calls, std::string const& what) {
         ++m_numFindings;
-        if (m_told.insert(title + what).second)
-            std::printf("finding: %s, cut after call %zu: %s\n", title.c_str(), calls, what.c_str());
+        if (!m_told.insert(title + what).second) return;
+        if (m_state == 0)
+            std::printf("finding: %s: %s\n", title.c_str(), what.c_str());
+        else
+            std::printf("finding: %s, state %zu, cut after call %zu: %s\n", title.c_str(), m_state, calls,
+                        what.c_str());
     }
 
     /// Runs the scenario on what is there; recorded if `isRecorded`.
@@ -278,7 +308,10 @@ private:
         std::set<std::string> shapes;  // of states from which the next save was made
         std::set<std::string> states;
         for (std::size_t k = 0; k <= calls; ++k) {
-            built += history.CutAfter(k, m_isLong, [&](Files const& files) {
+            built += history.CutAfter(k, m_isLong, [&](Files const& files, History::Choice const& choice) {
+                ++m_state;
+                if (m_only != 0 && m_state != m_only) return;
+                if (m_only != 0) std::printf("%s", (history.TextOf(choice, k) + TextOf(files)).c_str());
                 std::string shape, sum;
                 bool hasLeft = false;
                 for (auto const& [path, file] : files) {
@@ -315,6 +348,9 @@ private:
                 }
             });
         }
+        if (m_only > m_state) std::printf("there are %zu states\n", m_state);
+        m_state = 0;
+        if (m_only != 0) return;
         std::printf(
             "%-14s calls %4zu, states %7zu, different %5zu: old or between %5zu, new %4zu; with left-over files %5zu; "
             "opened and saved again %zu\n",
@@ -343,8 +379,17 @@ private:
                 Find(title, calls, "the next save leaves " + entry.path().filename().string().substr(0, 12) + "...");
     }
 
+    std::string TextOf(Files const& files) const {
+        std::string text;
+        for (auto const& [path, file] : files)
+            text += "there is " + fs::path(path).lexically_relative(Data()).string() + ": " + file.Text() + "\n";
+        return text;
+    }
+
     fs::path m_folder;
     bool m_isLong;
+    std::size_t m_only;
+    std::size_t m_state = 0;  // its number; 0 before the first and behind the last
     int m_numFindings = 0;
     std::set<std::string> m_told;
 };
@@ -359,10 +404,14 @@ int main(int argc, char** argv) {
     if (folder.empty()) return 2;
     int findings = 0;
     {
-        Proof proof(folder, options.isLong);
+        std::size_t const number =
+            options.arguments.size() > 1 ? std::strtoul(options.arguments[1].c_str(), nullptr, 10) : 0;
+        Proof proof(folder, options.isLong, number);
         auto const run = [&](auto const& all) {
             for (Saver const& saver : all)
-                if (options.only.empty() || options.only == saver.scenario) proof.Run(saver, options.isSelfCheck);
+                if (options.only.empty() || options.only == Proof::TitleOf(saver) ||
+                    (number == 0 && options.only == saver.scenario))
+                    proof.Run(saver, options.isSelfCheck);
         };
         if (options.isSelfCheck)
             for (char const* const name : powercut::faultySavers) run(std::array{Saver{name, "old content", OpensAny}});

@@ -34,17 +34,24 @@ KxString const& ScanName() {
     return name;
 }
 
+/// One with a single file.
+Scenario Telling(Scenario scenario, char const* file) {
+    scenario.told = {{0, {file}}};
+    return scenario;
+}
+
 Scenario StoreScan(fs::path const& folder) {
     WriteFile(folder / "stored.tag", "old");
     fs::create_symlink("stored.tag", folder / "scan.tag");
     auto const store = [path = PathOf(folder / "scan.tag")] {
         KxSafeFile safe(path);
-        CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
+        CFile file;
+        safe.Open(file);
         faults::StoreScan(file, ScanName());
         file.Close();
         safe.Commit();
     };
-    return {{store}, [] { return ""; }};
+    return Telling({{store}, [] { return ""; }}, "scan.tag");
 }
 
 Scenario LoadScan(fs::path const& folder) {
@@ -63,14 +70,15 @@ Scenario LoadScan(fs::path const& folder) {
         KxTagInspector inspector(&file);
         Require(inspector.Inspect() == TagFileWhole, "a damaged file");
     };
-    return {{load, inspect}, [] { return ""; }};
+    return Telling({{load, inspect}, [] { return ""; }}, "scan.tag");
 }
 
 /// Stores what the function writes.
 template <class Write>
 void StoreTags(KxString const& path, Write write) {
     KxSafeFile safe(path);
-    CFile file(safe.GetTemporaryPath(), CFile::modeReadWrite);
+    CFile file;
+    safe.Open(file);
     KxTagArchive archive(&file, 0);
     write(archive);
     archive.Flush();
@@ -103,39 +111,40 @@ Scenario Properties(fs::path const& folder) {
         for (KxString* line : all) text += U(*line) + "\n";
         return text;
     };
-    return {{
-                [insert] { insert(new KxStringProperty(L"Operator", L"Operator: %s", ScanName(), 1)); },
-                [insert] { insert(new KxTProperty<double>(L"Temperature", L"Temperature: %.1f C", 20.5, 2)); },
-                [insert] {
-                    auto inner = std::make_unique<KxPropertyList>(L"Inner", L"Inner list of properties", 1);
-                    for (int i = 0; i < 12; ++i) {
-                        auto child = std::make_unique<KxTProperty<int>>(
-                            KxString(L"Number ") + KxString(std::to_wstring(i).c_str()), L"%d", i, 1);
-                        inner->Insert(child.get());
-                        static_cast<void>(child.release());
-                    }
-                    insert(inner.release());
-                },
-                [s, path] {
-                    KxPropertyList* list = &s->tree;
-                    KxPersistentObject::InitializeReferenceMap();
-                    StoreTags(path, [&](KxTagArchive& archive) { archive << KxPropertyListTag(300, list); });
-                },
-                [s, path] {
-                    CFile file(path, CFile::modeRead);
-                    KxTagArchive archive(&file, 1);
-                    KxPropertyList* list = nullptr;
-                    KxPersistentObject::InitializeReferenceMap();
-                    archive >> KxPropertyListTag(300, list);
-                    s->read.reset(list);
-                },
-                [s, lines] { lines(&s->tree); },
-                [s] { std::unique_ptr<KxProperty> const clone(s->tree.Clone()); },
-                [s] { s->read->Remove(L"Temperature"); },
-                [s] { *s->read = s->tree; },
-                [s] { s->tree.Remove(L"Operator"); },
-            },
-            [s, lines] { return lines(&s->tree) + "|" + lines(s->read.get()); }};
+    return Telling({{
+                        [insert] { insert(new KxStringProperty(L"Operator", L"Operator: %s", ScanName(), 1)); },
+                        [insert] { insert(new KxTProperty<double>(L"Temperature", L"Temperature: %.1f C", 20.5, 2)); },
+                        [insert] {
+                            auto inner = std::make_unique<KxPropertyList>(L"Inner", L"Inner list of properties", 1);
+                            for (int i = 0; i < 12; ++i) {
+                                auto child = std::make_unique<KxTProperty<int>>(
+                                    KxString(L"Number ") + KxString(std::to_wstring(i).c_str()), L"%d", i, 1);
+                                inner->Insert(child.get());
+                                static_cast<void>(child.release());
+                            }
+                            insert(inner.release());
+                        },
+                        [s, path] {
+                            KxPropertyList* list = &s->tree;
+                            KxPersistentObject::InitializeReferenceMap();
+                            StoreTags(path, [&](KxTagArchive& archive) { archive << KxPropertyListTag(300, list); });
+                        },
+                        [s, path] {
+                            CFile file(path, CFile::modeRead);
+                            KxTagArchive archive(&file, 1);
+                            KxPropertyList* list = nullptr;
+                            KxPersistentObject::InitializeReferenceMap();
+                            archive >> KxPropertyListTag(300, list);
+                            s->read.reset(list);
+                        },
+                        [s, lines] { lines(&s->tree); },
+                        [s] { std::unique_ptr<KxProperty> const clone(s->tree.Clone()); },
+                        [s] { s->read->Remove(L"Temperature"); },
+                        [s] { *s->read = s->tree; },
+                        [s] { s->tree.Remove(L"Operator"); },
+                    },
+                    [s, lines] { return lines(&s->tree) + "|" + lines(s->read.get()); }},
+                   "tree.tag");
 }
 
 struct Node : KxDynamicObject {
@@ -205,7 +214,7 @@ Scenario Graph(fs::path const& folder) {
         s->read.swap(read);
         s->ring.swap(ring);
     };
-    return {{store, load, load}, [s] { return s->ring; }};
+    return Telling({{store, load, load}, [s] { return s->ring; }}, "graph.tag");
 }
 
 constexpr char ini[] = "; kept\r\n[Scanner]\r\nPort = COM1\r\nSpeed = 1.25\r\nSize = 640;480\r\n\r\n[Other]\r\nx=1\r\n";
@@ -221,43 +230,45 @@ Scenario ReadConfig(fs::path const& folder) {
         std::string all;
     };
     auto const s = std::make_shared<State>();
-    return {{
-                [s, path = PathOf(folder / "app.ini")] {
-                    KxConfiguration made(path, 1);
-                    s->config.emplace(path, 1);
-                },
-                [s] { s->config->SetGroup(L"Scanner", 1); },
-                [s] { s->config->Read(s->speed, L"Speed", KxTFloatRange<double>(0.1, 40)); },
-                [s] { s->config->Read(s->size, L"Size", 0); },
-                [s] { s->config->Read(s->port, L"Port"); },
-                [s, path = PathOf(folder / "app.ini")] {
-                    KxConfig config(path);
-                    config.SetGroup(L"Scanner");
-                    std::string all;
-                    for (unsigned short g = 0; g < config.GetGroupCount(); ++g) all += U(config.GetGroup(g)) + " ";
-                    for (unsigned short k = 0; k < config.GetKeyCount(); ++k)
-                        all += U(config.GetKeyName(k)) + "=" + U(config.ReadKey(k)) + " ";
-                    config.ProofRead();
-                    s->all = all;
-                },
-                [s] {  // a bad value is told by an exception that names it
-                    try {
-                        s->config->ReadLONG(L"Port");
-                    } catch (KxReadKeywordException* exception) {
-                        struct Deleting {
-                            CException* exception;
-                            ~Deleting() { exception->Delete(); }
-                        } const deleting{exception};
-                        CException::TextOf(*exception);
-                        return;
-                    }
-                    throw Refused{"COM1 is a number"};
-                },
-            },
-            [s] {
-                return std::to_string(s->speed) + " " + std::to_string(s->size.first) + " " +
-                       std::to_string(s->size.second) + " " + U(s->port) + " " + s->all;
-            }};
+    return Telling({{
+                        [s, path = PathOf(folder / "app.ini")] {
+                            KxConfiguration made(path, 1);
+                            s->config.emplace(path, 1);
+                        },
+                        [s] { s->config->SetGroup(L"Scanner", 1); },
+                        [s] { s->config->Read(s->speed, L"Speed", KxTFloatRange<double>(0.1, 40)); },
+                        [s] { s->config->Read(s->size, L"Size", 0); },
+                        [s] { s->config->Read(s->port, L"Port"); },
+                        [s, path = PathOf(folder / "app.ini")] {
+                            KxConfig config(path);
+                            config.SetGroup(L"Scanner");
+                            std::string all;
+                            for (unsigned short g = 0; g < config.GetGroupCount(); ++g)
+                                all += U(config.GetGroup(g)) + " ";
+                            for (unsigned short k = 0; k < config.GetKeyCount(); ++k)
+                                all += U(config.GetKeyName(k)) + "=" + U(config.ReadKey(k)) + " ";
+                            config.ProofRead();
+                            s->all = all;
+                        },
+                        [s] {  // a bad value is told by an exception that names it
+                            try {
+                                s->config->ReadLONG(L"Port");
+                            } catch (KxReadKeywordException* exception) {
+                                struct Deleting {
+                                    CException* exception;
+                                    ~Deleting() { exception->Delete(); }
+                                } const deleting{exception};
+                                CException::TextOf(*exception);
+                                return;
+                            }
+                            throw Refused{"COM1 is a number"};
+                        },
+                    },
+                    [s] {
+                        return std::to_string(s->speed) + " " + std::to_string(s->size.first) + " " +
+                               std::to_string(s->size.second) + " " + U(s->port) + " " + s->all;
+                    }},
+                   "app.ini");
 }
 
 Scenario WriteConfig(fs::path const& folder) {
@@ -266,25 +277,65 @@ Scenario WriteConfig(fs::path const& folder) {
     auto const isOpen = std::make_shared<bool>();
     auto const one = [s] { s->Write(ScanName(), L"one"); };
     auto const two = [s] { s->Write(ScanName(), L"two"); };
-    return {{
-                [s] { s->SetGroup(L"Scanner", 1); },
-                [s] { s->Write(KxTPair<int>(800, 600), L"Size"); },
-                [s] { s->Write(2.5, L"Speed", 6); },
-                [s] { s->Write(ScanName(), L"A new key"); },
-                [s] { s->SetGroup(L"A new group"); },
-                [=] { s->BeginUpdate(), *isOpen = true; },
-                one,
-                two,
-                [=] {
-                    if (!*isOpen) s->BeginUpdate(), one(), two();
-                    *isOpen = false;
-                    s->EndUpdate();
-                },
-            },
-            [s] { return U(s->GetGroup()) + U(s->ReadKey(L"two")); },
-            {},
-            {},
-            "A new group"};  // an update that cannot be stored is over
+    return Telling({{
+                        [s] { s->SetGroup(L"Scanner", 1); },
+                        [s] { s->Write(KxTPair<int>(800, 600), L"Size"); },
+                        [s] { s->Write(2.5, L"Speed", 6); },
+                        [s] { s->Write(ScanName(), L"A new key"); },
+                        [s] { s->SetGroup(L"A new group"); },
+                        [=] { s->BeginUpdate(), *isOpen = true; },
+                        one,
+                        two,
+                        [=] {
+                            if (!*isOpen) s->BeginUpdate(), one(), two();
+                            *isOpen = false;
+                            s->EndUpdate();
+                        },
+                    },
+                    [s] { return U(s->GetGroup()) + U(s->ReadKey(L"two")); },
+                    {},
+                    {},
+                    "A new group"},  // an update that cannot be stored is over
+                   "app.ini");
+}
+
+struct Encrypting {
+    explicit Encrypting(bool isWanted) {
+        if (isWanted) KxTools::EncryptionOn();
+    }
+    Encrypting(Encrypting const&) = delete;
+    Encrypting& operator=(Encrypting const&) = delete;
+    ~Encrypting() { KxTools::EncryptionOff(); }
+};
+
+std::string AllOf(KxConfigFast& config) {
+    std::string text;
+    for (unsigned short k = 0; k < config.GetKeyCount(); ++k)
+        text += U(config.GetKeyName(k)) + "=" + U(config.ReadKey(k)) + " ";
+    return text;
+}
+
+/// The bytes of a file without what is encrypted, which differs each time, and what another reader makes of that.
+std::string Decrypted(fs::path const& path) {
+    constexpr std::string_view mark = "{hb1}",
+                               letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    std::string text = ReadFile(path);
+    for (std::size_t at = 0; (at = text.find(mark, at)) != text.npos; at += mark.size())
+        text.erase(at + mark.size(), text.find_first_not_of(letters, at + mark.size()) - at - mark.size());
+    try {
+        Encrypting const scope(true);
+        KxConfigFast config(PathOf(path));
+        config.ProofRead();
+        for (unsigned short g = 0; g < config.GetGroupCount(); ++g) {
+            KxString const group = config.GetGroup(g);
+            config.SetGroup(group);
+            text += "[" + U(group) + "] " + AllOf(config);
+        }
+    } catch (CException* exception) {
+        text += U(CException::TextOf(*exception)) + ReadFile(path);
+        exception->Delete();
+    }
+    return text;
 }
 
 /// The fast class, with and without encryption.
@@ -294,42 +345,46 @@ Scenario FastConfig(fs::path const& folder) {
     auto const s = std::make_shared<std::unique_ptr<KxConfigFast>>();
     auto const switched = [](auto action) {
         return [action] {
-            if (isEncrypted) KxTools::EncryptionOn();
-            struct Off {
-                ~Off() { KxTools::EncryptionOff(); }
-            } const off;
+            Encrypting const scope(isEncrypted);
             action();
         };
     };
-    return {
-        {
-            switched([s, path = PathOf(folder / "app.ini")] {
-                auto made = std::make_unique<KxConfigFast>(path);
-                made->ProofRead();
-                *s = std::move(made);
-            }),
-            switched([s] { (*s)->SetGroup(L"Scanner"); }), switched([s] { (*s)->WriteKey(L"Port", ScanName()); }),
-            switched([s] {
-                (*s)->FindKey(L"Port");  // moves the cursor, as looking at the keys does
-                (*s)->InsertKey(L"Key", L"value");
-            }),
-            switched([s] { (*s)->WriteKey(L"A new key", ScanName()); }), switched([s] { (*s)->DeleteGroup(L"Other"); }),
-            switched([s] { Require((*s)->ReadKey(L"Port") == ScanName(), "another value"); }), switched([s] {
-                if (!isEncrypted) (*s)->Flush();
-            }),  // whose bytes differ each time
-        },
-        [s, switched] {
-            std::string text;
-            switched([&] {
-                if (!*s) return;
-                KxString const group = (*s)->GetGroup();
-                text = U(group) + ":";
-                for (unsigned short k = 0; k < (*s)->GetKeyCount(); ++k)
-                    text += U((*s)->GetKeyName(k)) + "=" + U((*s)->ReadKey(k)) + " ";
-                for (unsigned short g = 0; g < (*s)->GetGroupCount(); ++g) text += U((*s)->GetGroup(g)) + " ";
-            })();
-            return text;
-        }};
+    Scenario scenario = {{
+                             switched([s, path = PathOf(folder / "app.ini")] {
+                                 auto made = std::make_unique<KxConfigFast>(path);
+                                 made->ProofRead();
+                                 *s = std::move(made);
+                             }),
+                             switched([s] { (*s)->SetGroup(L"Scanner"); }),
+                             switched([s] { (*s)->WriteKey(L"Port", ScanName()); }),
+                             switched([s] {
+                                 (*s)->FindKey(L"Port");  // moves the cursor, as looking at the keys does
+                                 (*s)->InsertKey(L"Key", L"value");
+                             }),
+                             switched([s] { (*s)->WriteKey(L"A new key", ScanName()); }),
+                             switched([s] { (*s)->DeleteGroup(L"Other"); }),
+                             switched([s] { Require((*s)->ReadKey(L"Port") == ScanName(), "another value"); }),
+                             switched([s] { (*s)->Flush(); }),
+                             switched([path = PathOf(folder / "app.ini")] {
+                                 KxConfigFast config(path);
+                                 config.ProofRead();
+                                 config.SetGroup(L"Scanner");
+                                 Require(config.ReadKey(L"Port") == ScanName(), "another value in the file");
+                             }),
+                         },
+                         [s, switched] {
+                             std::string text;
+                             switched([&] {
+                                 if (!*s) return;
+                                 KxString const group = (*s)->GetGroup();
+                                 text = U(group) + ":" + AllOf(**s);
+                                 for (unsigned short g = 0; g < (*s)->GetGroupCount(); ++g)
+                                     text += U((*s)->GetGroup(g)) + " ";
+                             })();
+                             return text;
+                         }};
+    if (isEncrypted) scenario.meaning = {{"app.ini", Decrypted}};
+    return Telling(std::move(scenario), "app.ini");
 }
 
 Scenario Xml(fs::path const& folder) {
@@ -342,34 +397,38 @@ Scenario Xml(fs::path const& folder) {
         KxString text;
     };
     auto const s = std::make_shared<State>();
-    return {{
-                [s, path = PathOf(folder / "conditions.xml")] {
-                    Require(s->xml.Load_XML_Document(path.GetStr()), "not loaded");
-                },
-                [s] { Require(s->xml.Go_to_Child(L"sensor"), "no sensor"); },
-                [s] { Require(s->xml.Set_Attribute(L"place", ScanName().GetStr()), "no attribute"); },
-                [s] { Require(s->xml.Set_TextValue(ScanName().GetStr()), "no text"); },
-                [s] { Require(s->xml.Add_NodeAfter(L"sensor"), "no node"); },
-                [s] { Require(s->xml.Add_FirstChildCData(ScanName().GetStr()), "no CDATA"); },
-                [s] { Require(s->xml.Go_to_Root(), "no root"); },
-                [s] { Require(s->xml.Go_to_Descendant(L"note"), "no note"); },
-                [s] { Require(s->xml.Remove(), "not removed"); },
-                [s] { Require(s->xml.Get_XML_Document(s->text), "no text"); },
-                [s, path = PathOf(folder / "conditions.xml")] {
-                    Require(s->xml.Save_XML_Document(path.GetStr()), "not saved");
-                },
-                [s] { s->xml.Reset_XML_Document(); },  // what a load that fails leaves
-                [s] { s->xml.Load_XML_From_Buffer(s->text.GetStr()); },
-            },
-            [s] {
-                KxString now;
-                s->xml.Get_XML_Document(now);
-                return U(now) + "|" + U(s->xml.Get_CurrentTag()) + "|" + U(s->xml.Get_Chain()) + "|" + U(s->text);
-            },
-            {},
-            {},
-            "nothing else",
-            {"proof::Refused not loaded", "proof::Refused not saved"}};
+    return Telling({{
+                        [s, path = PathOf(folder / "conditions.xml")] {
+                            if (!s->xml.Load_XML_Document(path.GetStr()))
+                                throw Refused{"not loaded", U(s->xml.Get_LoadFailure())};
+                        },
+                        [s] { Require(s->xml.Go_to_Child(L"sensor"), "no sensor"); },
+                        [s] { Require(s->xml.Set_Attribute(L"place", ScanName().GetStr()), "no attribute"); },
+                        [s] { Require(s->xml.Set_TextValue(ScanName().GetStr()), "no text"); },
+                        [s] { Require(s->xml.Add_NodeAfter(L"sensor"), "no node"); },
+                        [s] { Require(s->xml.Add_FirstChildCData(ScanName().GetStr()), "no CDATA"); },
+                        [s] { Require(s->xml.Go_to_Root(), "no root"); },
+                        [s] { Require(s->xml.Go_to_Descendant(L"note"), "no note"); },
+                        [s] { Require(s->xml.Remove(), "not removed"); },
+                        [s] { Require(s->xml.Get_XML_Document(s->text), "no text"); },
+                        [s, path = PathOf(folder / "conditions.xml")] {
+                            if (!s->xml.Save_XML_Document(path.GetStr()))
+                                throw Refused{"not saved", U(s->xml.Get_LastError())};
+                        },
+                        [s] { s->xml.Reset_XML_Document(); },  // what a load that fails leaves
+                        [s] { s->xml.Load_XML_From_Buffer(s->text.GetStr()); },
+                    },
+                    [s] {
+                        KxString now;
+                        s->xml.Get_XML_Document(now);
+                        return U(now) + "|" + U(s->xml.Get_CurrentTag()) + "|" + U(s->xml.Get_Chain()) + "|" +
+                               U(s->text);
+                    },
+                    {},
+                    {},
+                    "nothing else",
+                    {"proof::Refused not loaded", "proof::Refused not saved"}},
+                   "conditions.xml");
 }
 
 Scenario Pack(fs::path const& folder) {
@@ -390,7 +449,12 @@ Scenario Pack(fs::path const& folder) {
                 },
             },
             [] { return ""; },
-            {"KxN::KxException"}};
+            {"KxN::KxException"},
+            {},
+            "nothing else",
+            {},
+            {},
+            {{0, {"scans.zip"}}, {1, {"scans.zip", "one.txt"}}, {2, {"scans.zip", "two.txt"}}}};
 }
 
 Scenario Unpack(fs::path const& folder) {
@@ -405,7 +469,11 @@ Scenario Unpack(fs::path const& folder) {
             }},
             [files] { return std::to_string(files->Count()); },
             {"KxN::KxException"},
-            {1}};
+            {1},
+            "nothing else",
+            {},
+            {},
+            {{0, {"out", "out/scans", "out/scans/one.txt", "out/two.txt", "scans.zip", "."}}}};
 }
 
 }  // namespace
@@ -418,7 +486,7 @@ std::vector<Kind> DataKinds() {
             {"config read", ReadConfig},
             {"config write", WriteConfig},
             {"config fast", FastConfig<false>},
-            {"config encrypted", FastConfig<true>},
+            {"config encrypted", FastConfig<true>, false, true},
             {"xml", Xml},
             {"zip pack", Pack},
             {"zip unpack", Unpack}};

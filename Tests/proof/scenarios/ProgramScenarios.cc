@@ -73,7 +73,10 @@ Scenario Log(fs::path const& folder) {
             },
             {},
             {},
-            "not initialised"};
+            "not initialised",
+            {},
+            {},
+            {{0, {"log.txt", "debug.txt", "app.ini"}}, {6, {"debug.txt"}}}};
 }
 
 constexpr SxStringResource operatorTexts[] = {{100, "Filter"}, {110, "Radius"}, {120, "Comment"}};
@@ -129,7 +132,12 @@ Scenario Macro(fs::path const& folder) {
                 [s, path = PathOf(folder / "filter.ini")] { s->manager.GetOperator(L"Filter")->Load(path); },
             },
             [s] { return std::to_string(s->manager.GetNumOperators()) + s->done; },
-            {"KxN::KxException"}};  // a macro wraps whatever comes from its lines
+            {"KxN::KxException"},  // a macro wraps whatever comes from its lines
+            {},
+            "nothing else",
+            {},
+            {},
+            {{2, {"a.macro"}}, {0, {"filter.ini"}}}};
 }
 
 class NumberState : public KxState {
@@ -210,7 +218,13 @@ Scenario Language(fs::path const& folder) {
                 english,
                 [s] { (*s).reset(); },
             },
-            [] { return U(KxString(KxResId(2001))); }};
+            [] { return U(KxString(KxResId(2001))); },
+            {},
+            {},
+            "nothing else",
+            {},
+            {},
+            {{2, {"languages.ini"}}}};
 }
 
 Scenario Copies(fs::path const& folder) {
@@ -239,7 +253,8 @@ Scenario Copies(fs::path const& folder) {
         {4},
         "nothing else",
         {"proof::Refused not copied", "proof::Refused no folder", "proof::Refused not removed"},
-        {{"fresh.dat", "scan.dat"}, {"other.dat", "scan.dat"}, {"scan.BAK", "scan.dat"}, {"a/b/scan.dat", "scan.dat"}}};
+        {{"fresh.dat", "scan.dat"}, {"other.dat", "scan.dat"}, {"scan.BAK", "scan.dat"}, {"a/b/scan.dat", "scan.dat"}},
+        {{3, {"scan.dat"}}, {8, {"cut.dat"}}}};
 }
 
 Scenario Threads(fs::path const&) {
@@ -287,7 +302,13 @@ Scenario Start(fs::path const& folder) {
                     Require(KxString(KxResId(2001)).Len() > 0, "no text");
                 },
             },
-            [] { return ""; }};
+            [] { return ""; },
+            {},
+            {},
+            "nothing else",
+            {},
+            {},
+            {{0, {"app.ini", "log.txt"}}}};
 }
 
 }  // namespace

@@ -54,8 +54,11 @@ std::uint64_t SumOf(std::string const& text) {
 
 namespace {
 
-FileStates FilesIn(fs::path const& folder) {
+FileStates FilesIn(Scenario const& scenario, fs::path const& folder) {
     FileStates files = StatesBelow(folder);
+    for (auto const& [name, meaning] : scenario.meaning)
+        if (auto const file = files.find((folder / name).string()); file != files.end())
+            file->second.bytes = meaning(folder / name);
     std::erase_if(files, [](auto const& file) {
         return !g_areLeftPartsNoted && fs::path(file.first).filename().string().find(".hbtmp-") != std::string::npos;
     });
@@ -84,7 +87,7 @@ Seen Look(Scenario const& scenario, fs::path const& folder) {
     Seen seen{SumOf(objects), 0, {}};
     std::string all;
     std::size_t number = 0;
-    for (auto const& [name, state] : FilesIn(folder)) {
+    for (auto const& [name, state] : FilesIn(scenario, folder)) {
         std::string const file = name + ": " + state.All() + "\n";
         if (number == seen.each.size()) throw std::length_error("more files than can be looked at");
         seen.each[number++] = SumOf(file);
@@ -116,7 +119,8 @@ Thrown Run(std::function<void()> const& step, Failures const& failures) {
         return thrown;
     } catch (Refused const& refused) {
         failures.disarm();
-        return {"proof::Refused " + refused.why, "", false};
+        if (g_isTalking) std::printf("%s\n", refused.text.c_str());
+        return {"proof::Refused " + refused.why, refused.text, false};
     } catch (std::exception const& exception) {
         failures.disarm();
         return {NameOf(typeid(exception)), "", false};
@@ -195,7 +199,7 @@ void RunFailing(Kind const& kind, fs::path const& folder, Failures const& failur
         isBroken = true;
         outcome.isReached = failures.hasFailed();
         outcome.error.Set(thrown.name);
-        std::string const whyNot = failures.whyNot(thrown, scenario, folder);
+        std::string const whyNot = failures.whyNot(thrown, scenario, folder, static_cast<int>(k + 1));
         if (!whyNot.empty()) finding = where + whyNot;
         if (!outcome.isReached) finding = "without a failure " + where;
         Seen const now = Look(scenario, folder), before = states.seen[k], behind = states.seen[k + 1];

@@ -61,7 +61,7 @@ struct Outcome {
 /// What a step has ended with.
 struct Thrown {
     std::string name;             // of the class, with the text of a result that tells a failure
-    std::string text;             // of an exception of the library, if that is wanted
+    std::string text;             // of an exception of the library, if that is wanted, or of a result
     bool isOfTheLibrary = false;  // an exception
 };
 
@@ -71,7 +71,8 @@ struct Failures {
     int (*disarm)();  // returns how many calls there were
     bool (*hasFailed)();
     /// Why an error is none of those that the failure may lead to; empty if it is one.
-    std::string (*whyNot)(Thrown const& thrown, Scenario const& scenario, std::filesystem::path const& folder);
+    std::string (*whyNot)(Thrown const& thrown, Scenario const& scenario, std::filesystem::path const& folder,
+                          int step);
     bool needsText = false;
 };
 

@@ -31,12 +31,19 @@ struct Scenario {
     std::vector<std::string> refusals = {};
     /// Files that become copies of others, with mode and time, both by their paths below the folder.
     std::map<std::string, std::string> copies = {};
+    /// The files, by their paths below the folder, that the failures of a step tell; those of step 0 for all steps that are
+    /// not in it. What is told is the one that failed if it is among them, and otherwise, of a folder, a link or a file that
+    /// the caller does not know, the first. "." is the folder.
+    std::map<int, std::vector<std::string>> told = {};
+    /// Files whose bytes differ each time: what counts of them instead.
+    std::map<std::string, std::function<std::string(std::filesystem::path const&)>> meaning = {};
 };
 
 struct Kind {
     char const* name;
     Scenario (*make)(std::filesystem::path const& folder);
     bool hasThreads = false;
+    bool isEncrypting = false;
 };
 std::vector<Kind> const& Kinds();
 
@@ -46,6 +53,7 @@ std::vector<Kind> ProgramKinds();
 /// A result that tells a failure.
 struct Refused {
     std::string why;
+    std::string text = {};  // for the user, who must find the file in it as in an exception's; empty if there is none
 };
 inline void Require(bool result, char const* why) {
     if (!result) throw Refused{why};

@@ -178,16 +178,6 @@ int ReadConditions(std::uint8_t const* bytes, std::size_t size) {
     return 0;
 }
 
-int ReadScan(std::uint8_t const* bytes, std::size_t size) {
-    ConfigFolder().Write("f", std::string(reinterpret_cast<char const*>(bytes), size));
-    Survive([&] {
-        ScanLab::Scan const scan = ScanLab::ReadScan(FuzzPath());
-        // Each point takes bytes of the file: three coordinates of at least one byte.
-        if (static_cast<std::size_t>(scan.points->Size()) * 3 > size) std::abort();
-    });
-    return 0;
-}
-
 template <class Action>
 bool Succeeds(Action action) {
     bool isDone = false;
@@ -225,18 +215,22 @@ bool OpensZip(std::string const& bytes) {
 }  // namespace
 
 std::vector<Reader> const& Readers() {
-    static std::vector<Reader> const readers = {
+    static std::vector<Reader> const readers = [] {
+        std::vector<Reader> all = {
 #define SWEPT_TARGET(NAME) {#NAME, Sweep_##NAME},
 #include "targets.inc"
 #undef SWEPT_TARGET
-        {"tag_values", ReadTagFile, OpensTag},
-        {"graph_values", ReadGraph},
-        {"encrypted_values", ReadEncrypted},
-        {"conditions", ReadConditions, OpensConditions},
-        {"scans", ReadScan, OpensScan},
-        {"xml_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensXml},
-        {"zip_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensZip},
-    };
+            {"tag_values", ReadTagFile, OpensTag},
+            {"graph_values", ReadGraph},
+            {"encrypted_values", ReadEncrypted},
+            {"conditions", ReadConditions, OpensConditions},
+            {"xml_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensXml},
+            {"zip_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensZip},
+        };
+        for (Reader& reader : all)
+            if (std::string_view(reader.name) == "scans") reader.opens = OpensScan;
+        return all;
+    }();
     return readers;
 }
 

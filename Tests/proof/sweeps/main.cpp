@@ -408,17 +408,16 @@ std::vector<Reader> FaultyReaders() {
 }
 
 void RunTools(Proof& proof, fs::path const& golden) {
-    std::string pattern = (fs::temp_directory_path() / "hbtools-sweeps-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) throw std::bad_alloc();
-    fs::path const folder = pattern;
-    ::setenv("XDG_CONFIG_HOME", pattern.c_str(), 1);
+    fs::path const folder = test::MakeOwnFolder();
+    if (folder.empty()) throw std::bad_alloc();
+    ::setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
     ::setenv("ASAN_OPTIONS", "exitcode=99:allocator_may_return_null=1", 1);
     ::setenv("UBSAN_OPTIONS", "halt_on_error=1:exitcode=99", 1);
     fs::path const out = folder / "out", made = folder / "made";
     fs::create_directory(made);
     auto const scanlab = [&](fs::path const& file, std::vector<std::string> const& lines,
                              fs::path const& written = {}) {
-        std::vector<std::string> words = {"scanlab", "--out", pattern, "do"};
+        std::vector<std::string> words = {"scanlab", "--out", folder, "do"};
         words.insert(words.end(), lines.begin(), lines.end());
         proof.Tool(file, words, folder, written);
     };
@@ -462,7 +461,7 @@ void RunTools(Proof& proof, fs::path const& golden) {
                    used);
     scanlab(made / "c.tag", {"Load %;"});
     scanlab(made / "c.ini", {"LoadSettings %;"});
-    proof.Tool(made / "a.macro", {"scanlab", "--out", pattern, "run", "%"}, folder);
+    proof.Tool(made / "a.macro", {"scanlab", "--out", folder, "run", "%"}, folder);
     fs::remove_all(folder);
 }
 
