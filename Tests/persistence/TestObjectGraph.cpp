@@ -164,6 +164,13 @@ TEST(ObjectGraph, TheMostDerivedKnownTypeIsMade) {
     EXPECT_EQ(made(), "A");
     Type<C> c(30, 20);
     EXPECT_EQ(made(), "C");
+    {
+        C object;
+        object.value = 5;
+        file.SetLength(0);
+        KxTagArchive(&file, 0) << KxDynamicObjectTag(&object);  // an abstract type of it is no type to store
+        EXPECT_EQ(made(), "C");
+    }
 
     // Ids in a ring, a second type of one id, and one that is not there.
     Type<A> ring(40, 41), other(41, 40);

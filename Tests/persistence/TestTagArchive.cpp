@@ -263,6 +263,15 @@ TEST(TagArchive, TextsAreCutAndFilledToTheirDeclaredSize) {
     KxString a(L"?"), b, c;
     archive >> KxStringTag(1, a) >> KxStringTag(2, b) >> KxStringTag(3, c);
     EXPECT_TRUE(a == L"" && b == L"x" && c == L"wxy");
+    CMemFile large;  // read in several pieces, of which the first has it all
+    KxString text(std::wstring(3 << 19, L'x'));
+    KxStringTag declared(1, text);
+    text = KxString(L"y");
+    KxTagArchive(&large, 0) << declared;
+    EXPECT_EQ(large.GetLength(), 18U + (3U << 19) + 1U);
+    large.Seek(0, CFile::begin);
+    KxTagArchive(&large, 1) >> KxStringTag(1, a);
+    EXPECT_TRUE(a == L"y");
     // Other sizes than that of the kind: a surplus is stepped over, and a number is read as long as it is.
     auto const sizes =
         FileOf(FromHex("01000000 6400 08000000 12000000 1a000000 07000000 ffffffff"
