@@ -12,6 +12,7 @@
 #include <ctime>
 #include <thread>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -165,8 +166,19 @@ TEST_F(ConfigFile, WhatNoLineCanHoldIsRefused) {
         EXPECT_EQ(config.KxTools::Config::WriteKey(c.key, c.value), 0);
         test::Thrown<KxFileException>([&] { config.WriteKey(c.key, c.value); });
     }
-    KxxLimits().configLines = former;
     EXPECT_EQ(Get("f"), "[G]\nA=1\n");
+    // The one line more of another makes one of ours too many; the second of them stays out too.
+    config.SetGroup(L"G");
+    config.BeginUpdate();
+    config.WriteKey(L"B", L"1");
+    config.WriteKey(L"A", L"2");
+    Put("f", "[G]\nA=1\nC=3\n");
+    EXPECT_NE(test::Thrown<KxFileException>([&] { config.EndUpdate(); }), "");
+    EXPECT_EQ(Get("f"), "[G]\nA=1\nC=3\n");
+    Put("f", "[G]\nA=1\n\n\n");
+    EXPECT_EQ(U(config.ReadKey(L"A", L"none")), "none");
+    EXPECT_NE(test::Thrown<KxFileException>([&] { config.ProofRead(); }), "");
+    KxxLimits().configLines = former;
     // A mark within a file is a character like others.
     EXPECT_EQ(Written("", L"\xFEFF", L"a", L"\xFEFF"), "[\xEF\xBB\xBF]\na=\xEF\xBB\xBF\n");
 }
@@ -213,6 +225,11 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     config.SetGroup(L"G");
     EXPECT_EQ(U(config.ReadKey(L"A")), "");
     EXPECT_EQ(config.KxTools::Config::WriteKey(L"A", L"2"), 0);
+    KxConfig made(Path("made")), endless(L"/proc/self/status");  // whose length nobody tells
+    EXPECT_EQ(made.KxTools::Config::WriteKey(L"A", L"0123456789"), 0);
+    EXPECT_FALSE(std::filesystem::exists(File("made")));
+    EXPECT_EQ(endless.GetKeyCount(), 0);
+    EXPECT_NE(test::Thrown<KxFileException>([&] { endless.ProofRead(); }), "");
     config.BeginUpdate();
     KxxLimits().textFileBytes = former;
     EXPECT_EQ(Get("long"), "[G]\nA=1\n; more");
@@ -223,6 +240,12 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     config.WriteKey(L"A", L"2");
     config.EndUpdate();
     EXPECT_EQ(Get("long"), "[G]\nA=2\n; more");
+    // Whoever holds the folder for ever delays a write, and no more.
+    int const folderOfOthers = ::open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::flock(folderOfOthers, LOCK_EX), 0);
+    config.WriteKey(L"A", L"3");
+    ::close(folderOfOthers);
+    EXPECT_EQ(Get("long"), "[G]\nA=3\n; more");
 }
 
 TEST_F(ConfigFile, ChangesOfOthersAreSeen) {
@@ -289,6 +312,9 @@ TEST_F(ConfigFile, OnlyChangesAreParsedAgain) {
 TEST_F(ConfigFile, AnUpdateIsOneWrite) {
     Put("f", "[G]\nA=1\n");
     KxConfig config(Path("f"));
+    config.BeginUpdate();
+    config.EndUpdate();  // of nothing
+    EXPECT_EQ(U(config.GetKeyName(0)), "");  // of no group
     config.BeginUpdate();
     for (int i = 0; i < 3000; ++i) {
         config.SetGroup(KxString(KxTools::String(i)));

@@ -83,6 +83,16 @@ TEST(Wnd, PostedMessagesComeInOrder) {
     main.reset();
     main.emplace();  // where it stood
     EXPECT_EQ(app.GetMainWnd(), nullptr);
+    app.SetMainWnd(&*main);
+    CWinThread heir([](void*) -> UINT { return 0; }), other([](void*) -> UINT { return 0; });
+    other.SetMainWnd(&first);
+    for (CWinThread* const thread : {&heir, &other}) {
+        thread->SetAutoDelete(0);
+        EXPECT_TRUE(thread->CreateThread() && thread->WaitForEnd());
+    }
+    EXPECT_TRUE(heir.GetMainWnd() == &*main && other.GetMainWnd() == &first);
+    app.SetMainWnd(nullptr);
+    EXPECT_EQ(app.GetMainWnd(), nullptr);
 }
 
 class WindowThread : public CWinThread {
@@ -133,6 +143,23 @@ TEST(Wnd, SentMessagesCrossThreadsAndComeBack) {
     EXPECT_EQ(test::Thrown<KxException>([&] { app.PumpMessage(); }), "failed");
     sender.join();
     EXPECT_EQ(answer, 0);
+}
+
+TEST(Wnd, WhatNobodyTakesAnyMoreIsAnswered) {
+    LRESULT answer = -1;
+    std::thread sender;
+    KxTimer timer;
+    {
+        KxWinApp app;
+        Window here;
+        timer.SetTimeout(INFINITE);
+        timer.Start();
+        sender = std::thread([&] { answer = here.SendMessage(1); });
+        test::Await([&] { return app.HasMessage() != 0; });
+    }
+    sender.join();
+    EXPECT_EQ(answer, 0);
+    EXPECT_FALSE(timer.IsActive());
 }
 
 TEST(Wnd, SteadySendersDoNotKeepTheLoop) {
@@ -189,6 +216,16 @@ TEST(Wnd, NamesHaveNumbers) {
     EXPECT_EQ(RegisterWindowMessage(L"SIGNAL_ARRIVED"), arrived);
     EXPECT_NE(RegisterWindowMessage(L"SIGNAL_arrived"), arrived);
     EXPECT_EQ(RegisterWindowMessage(nullptr) + RegisterWindowMessage(L""), 0u);
+    EXPECT_EXIT(
+        {
+            UINT last = 1, highest = 0;
+            for (int i = 0; last != 0 && i < 20000; ++i) {
+                last = RegisterWindowMessage(std::to_wstring(i).c_str());
+                highest = std::max(highest, last);
+            }
+            std::_Exit(last == 0 && highest == 0xFFFF && RegisterWindowMessage(L"0") >= 0xC000 ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 TEST(Wnd, MessageBoxesGoToTheHandler) {
@@ -200,21 +237,27 @@ TEST(Wnd, MessageBoxesGoToTheHandler) {
     EXPECT_EQ(AfxSetMessageBoxHandler(handler), nullptr);
     EXPECT_EQ(AfxMessageBox(L"Größe", MB_ICONERROR, 3), 5);
     EXPECT_EQ(shown, L"Größe16,3");
+    AfxMessageBox(nullptr);
+    EXPECT_EQ(shown, L"0,0");
     EXPECT_EQ(AfxSetMessageBoxHandler(nullptr), handler);
     testing::internal::CaptureStderr();
     EXPECT_EQ(AfxMessageBox(L"Größe"), IDOK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Größe\n");
-    EXPECT_EXIT(  // where nobody reads it
-        {
-            int ends[2];
-            if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
-            std::signal(SIGPIPE, SIG_DFL);
-            AfxMessageBox(L"Größe");
-            sigset_t waiting;
-            ::sigpending(&waiting);
-            std::_Exit(::sigismember(&waiting, SIGPIPE) ? 2 : 7);
-        },
-        testing::ExitedWithCode(7), "");
+    for (bool const isWaiting : {false, true})  // where nobody reads it; a signal that was there before stays
+        EXPECT_EXIT(
+            {
+                int ends[2];
+                if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
+                std::signal(SIGPIPE, SIG_DFL);
+                sigset_t pipe, waiting;
+                ::sigemptyset(&pipe);
+                ::sigaddset(&pipe, SIGPIPE);
+                if (isWaiting && (::pthread_sigmask(SIG_BLOCK, &pipe, nullptr) != 0 || ::raise(SIGPIPE) != 0)) std::_Exit(1);
+                AfxMessageBox(L"Größe");
+                ::sigpending(&waiting);
+                std::_Exit(::sigismember(&waiting, SIGPIPE) == isWaiting ? 7 : 2);
+            },
+            testing::ExitedWithCode(7), "");
 }
 
 struct Ticks {
@@ -245,7 +288,10 @@ TEST(Timer, CallsOnceFromTheLoop) {
     EXPECT_FALSE(soon.IsActive());
     EXPECT_FALSE(app.HasMessage());
     soon.SetTimeout(0);
+    KxTimer const& same = soon;
     soon.Start();
+    soon = same;
+    EXPECT_TRUE(soon.IsActive() && app.HasMessage());
     later.SetTimeout(~0ul);
     later.Start();
     app.Reschedule();
@@ -256,6 +302,18 @@ TEST(WinApp, AHostsLoopDrivesIt) {
     KxWinApp app;
     Ticks ticks;
     app.PostCallLink(KxxMakeLink(&ticks, &Ticks::Tick), nullptr);
+    rlimit former;
+    ::getrlimit(RLIMIT_NOFILE, &former);
+    for (rlim_t const numLeft : {0, 1, 2}) {  // of the three that it takes
+        int const next = ::dup(0);
+        ::close(next);
+        rlimit little = former;
+        little.rlim_cur = static_cast<rlim_t>(next) + numLeft;
+        ::setrlimit(RLIMIT_NOFILE, &little);
+        int const cause = test::CauseOf<CFileException>([&] { app.GetLoopDescriptor(); });
+        ::setrlimit(RLIMIT_NOFILE, &former);
+        EXPECT_EQ(cause, CFileException::tooManyOpenFiles) << numLeft;
+    }
     pollfd loop{app.GetLoopDescriptor(), POLLIN, 0};
     auto const isDue = [&](int timeout) { return ::poll(&loop, 1, timeout) == 1; };
     EXPECT_TRUE(isDue(0));  // what was posted before
