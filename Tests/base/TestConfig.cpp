@@ -313,7 +313,7 @@ TEST_F(ConfigFile, AnUpdateIsOneWrite) {
     Put("f", "[G]\nA=1\n");
     KxConfig config(Path("f"));
     config.BeginUpdate();
-    config.EndUpdate();  // of nothing
+    config.EndUpdate();                      // of nothing
     EXPECT_EQ(U(config.GetKeyName(0)), "");  // of no group
     config.BeginUpdate();
     for (int i = 0; i < 3000; ++i) {

@@ -67,9 +67,9 @@ TEST(DateTime, NothingSetAndImpossible) {
         EXPECT_EQ(value.GetHour(), -1);
         EXPECT_EQ(value.GetDate(), 20240101u);
     }
-    for (KxDateTime const& value : {KxDateTime(0, 1, 1, 0, 0, 0), KxDateTime(10000, 1, 1, 0, 0, 0),
-                                    KxDateTime(2024, 0, 1, 0, 0, 0), KxDateTime(2024, 1, 1, 0, 60, 0),
-                                    KxDateTime(2024, 1, 1, 0, -1, 0), KxDateTime(2024, 1, 1, 0, 0, -1)})
+    for (KxDateTime const& value :
+         {KxDateTime(0, 1, 1, 0, 0, 0), KxDateTime(10000, 1, 1, 0, 0, 0), KxDateTime(2024, 0, 1, 0, 0, 0),
+          KxDateTime(2024, 1, 1, 0, 60, 0), KxDateTime(2024, 1, 1, 0, -1, 0), KxDateTime(2024, 1, 1, 0, 0, -1)})
         EXPECT_FALSE(value.IsValid());
     EXPECT_EQ(unset.GetYear() + unset.GetMonth() + unset.GetDay(), -3);
     EXPECT_EQ(unset.AddDays(1), unset);

@@ -66,7 +66,7 @@ TEST(DirEntry, WritingAndChanging) {
     } const cases[] = {
         {L"a/b.ini", L"BAK", "a/b.BAK"}, {L"a/b", L"BAK", "a/b.BAK"}, {L"a.d/b", L".x", "a.d/b.x"},
         {L"a.b.c", L"", "a.b"},          {L".rc", L"old", ".rc.old"}, {L"/", L"x", "/"},
-        {L"a/.", L"x", "a/."},     {L"..", L"x", ".."},
+        {L"a/.", L"x", "a/."},           {L"..", L"x", ".."},
     };
     for (auto const& c : cases) {
         KxDirEntry entry(c.path);

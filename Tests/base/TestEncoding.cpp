@@ -82,7 +82,8 @@ TEST(Encoding, CodePages) {
     EXPECT_EQ(KxxToNarrow(L"\u0142\u0158"), "\xB3\xD8");
     EXPECT_EQ(KxxSetThreadCodePage(1251), 1250u);
     EXPECT_EQ(KxxWidenNarrow("\xC6"), L"\u0416");
-    for (unsigned const unknown : {99u, 28590u, 28602u, 28607u}) EXPECT_EQ(KxxSetThreadCodePage(unknown), 0u) << unknown;
+    for (unsigned const unknown : {99u, 28590u, 28602u, 28607u})
+        EXPECT_EQ(KxxSetThreadCodePage(unknown), 0u) << unknown;
     EXPECT_EQ(KxxGetThreadCodePage(), 1251u);
     std::thread([] { EXPECT_EQ(KxxGetThreadCodePage(), 1252u); }).join();
     for (unsigned page : {1250u, 1253u, 1254u, 1255u, 1256u, 1257u, 1258u, 28591u, 28592u, 28605u, 437u, 850u})

@@ -155,7 +155,8 @@ TEST_F(FileStream, TheFirstFailureStays) {
     for (bool const isOpen : {false, true}) {
         if (isOpen) {
             ASSERT_TRUE(in.Open(Path("f"), KxFileModeIn) && out.Open(Path("out"), KxFileModeOut));
-            EXPECT_EQ(in.pubseekoff(1, std::ios_base::beg), std::streampos(-1));  // of a text there is but the beginning
+            EXPECT_EQ(in.pubseekoff(1, std::ios_base::beg),
+                      std::streampos(-1));  // of a text there is but the beginning
         }
         EXPECT_EQ(in.ReadBytes(&byte, 1) + out.ReadBytes(&byte, 1), 0u);
         EXPECT_TRUE(!in.WriteBytes("x", 1) && !in.WriteWhole("x", 1, isTorn) && !isTorn);

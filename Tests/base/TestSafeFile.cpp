@@ -248,7 +248,8 @@ TEST_F(SafeFile, WithoutCommitNothingHappens) {
     EXPECT_EQ(CountFiles(), 1u);
     KxString const name = temporary.Copy(temporary.Search(L"/.file.", 0) + 1, 999);
     EXPECT_TRUE(KxxIsTemporaryName(name));
-    for (wchar_t const* other : {L"file", L".file.hbtmp-", L".measured-abcdefgh", L".file.hbtmp-ABCDEFGH", L"file.hbtmp-abcdefgh", L""})
+    for (wchar_t const* other :
+         {L"file", L".file.hbtmp-", L".measured-abcdefgh", L".file.hbtmp-ABCDEFGH", L"file.hbtmp-abcdefgh", L""})
         EXPECT_FALSE(KxxIsTemporaryName(other));
 
     KxSafeFile file(Path("file"));

@@ -178,7 +178,8 @@ TEST(String, ConversionsBetweenTheKinds) {
     EXPECT_EQ(KxString(static_cast<wchar_t const*>(nullptr)).Len(), 0);
     EXPECT_STREQ(static_cast<wchar_t const*>(KxString()), L"");
     CString const abc(L"abc");
-    EXPECT_TRUE(abc.Right(2) == L"bc" && abc.Right(9) == L"abc" && abc.Mid(1, 1) == L"b" && abc.Left(9) == L"abc" && abc.ReverseFind(L'c') == 2);
+    EXPECT_TRUE(abc.Right(2) == L"bc" && abc.Right(9) == L"abc" && abc.Mid(1, 1) == L"b" && abc.Left(9) == L"abc" &&
+                abc.ReverseFind(L'c') == 2);
     EXPECT_TRUE(CString(L" \t x y\r\n").Trim() == L"x y");
     EXPECT_EQ(CStringA("\xE4").CompareNoCase(CStringA("\xC4")), 0);
     EXPECT_TRUE(CStringA("\xB5").MakeUpper() == "\xB5");  // the code page has no such letter

@@ -108,7 +108,7 @@ TEST(Thread, RunsItsFunctionAndEnds) {
     EXPECT_EQ(reached, 1);
     CWinThread unstarted;
     EXPECT_EQ(unstarted.SuspendThread() & unstarted.ResumeThread(), failure);
-    EXPECT_EQ(unstarted.GetSuspendCount() + unstarted.WaitForEnd(0) + unstarted.TerminateThread(0), 0u);
+    EXPECT_TRUE(unstarted.GetSuspendCount() == 0 && !unstarted.WaitForEnd(0) && !unstarted.TerminateThread(0));
 
     if (isThreadSanitized) return;  // to which it never ends
     Worker suicidal([](void*) -> UINT { return static_cast<UINT>(AfxGetThread()->TerminateThread(3)); });

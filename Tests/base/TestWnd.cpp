@@ -146,20 +146,26 @@ TEST(Wnd, SentMessagesCrossThreadsAndComeBack) {
 }
 
 TEST(Wnd, WhatNobodyTakesAnyMoreIsAnswered) {
-    LRESULT answer = -1;
-    std::thread sender;
-    KxTimer timer;
-    {
-        KxWinApp app;
+    struct Shared {
+        LRESULT answer = -1;
+        std::thread sender;
+        KxTimer timer;
+    } shared;
+    ThreadProc const leave = [](void* p) -> UINT {
+        auto& s = *static_cast<Shared*>(p);
         Window here;
-        timer.SetTimeout(INFINITE);
-        timer.Start();
-        sender = std::thread([&] { answer = here.SendMessage(1); });
-        test::Await([&] { return app.HasMessage() != 0; });
-    }
-    sender.join();
-    EXPECT_EQ(answer, 0);
-    EXPECT_FALSE(timer.IsActive());
+        s.timer.SetTimeout(INFINITE);
+        s.timer.Start();
+        s.sender = std::thread([&] { s.answer = here.SendMessage(1); });
+        test::Await([] { return AfxGetThread()->HasMessage() != 0; });
+        return 0;
+    };
+    CWinThread thread(leave, &shared);
+    thread.SetAutoDelete(0);
+    EXPECT_TRUE(thread.CreateThread() && thread.WaitForEnd());
+    shared.sender.join();
+    EXPECT_EQ(shared.answer, 0);
+    EXPECT_FALSE(shared.timer.IsActive());
 }
 
 TEST(Wnd, SteadySendersDoNotKeepTheLoop) {
@@ -216,16 +222,15 @@ TEST(Wnd, NamesHaveNumbers) {
     EXPECT_EQ(RegisterWindowMessage(L"SIGNAL_ARRIVED"), arrived);
     EXPECT_NE(RegisterWindowMessage(L"SIGNAL_arrived"), arrived);
     EXPECT_EQ(RegisterWindowMessage(nullptr) + RegisterWindowMessage(L""), 0u);
-    EXPECT_EXIT(
-        {
-            UINT last = 1, highest = 0;
-            for (int i = 0; last != 0 && i < 20000; ++i) {
-                last = RegisterWindowMessage(std::to_wstring(i).c_str());
-                highest = std::max(highest, last);
-            }
-            std::_Exit(last == 0 && highest == 0xFFFF && RegisterWindowMessage(L"0") >= 0xC000 ? 7 : 1);
-        },
-        testing::ExitedWithCode(7), "");
+    auto const useUp = [] {
+        UINT last = 1, highest = 0;
+        for (int i = 0; last != 0 && i < 20000; ++i) {
+            last = RegisterWindowMessage(std::to_wstring(i).c_str());
+            highest = std::max(highest, last);
+        }
+        std::_Exit(last == 0 && highest == 0xFFFF && RegisterWindowMessage(L"0") >= 0xC000 ? 7 : 1);
+    };
+    EXPECT_EXIT(useUp(), testing::ExitedWithCode(7), "");
 }
 
 TEST(Wnd, MessageBoxesGoToTheHandler) {
@@ -243,21 +248,19 @@ TEST(Wnd, MessageBoxesGoToTheHandler) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(AfxMessageBox(L"Größe"), IDOK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Größe\n");
-    for (bool const isWaiting : {false, true})  // where nobody reads it; a signal that was there before stays
-        EXPECT_EXIT(
-            {
-                int ends[2];
-                if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
-                std::signal(SIGPIPE, SIG_DFL);
-                sigset_t pipe, waiting;
-                ::sigemptyset(&pipe);
-                ::sigaddset(&pipe, SIGPIPE);
-                if (isWaiting && (::pthread_sigmask(SIG_BLOCK, &pipe, nullptr) != 0 || ::raise(SIGPIPE) != 0)) std::_Exit(1);
-                AfxMessageBox(L"Größe");
-                ::sigpending(&waiting);
-                std::_Exit(::sigismember(&waiting, SIGPIPE) == isWaiting ? 7 : 2);
-            },
-            testing::ExitedWithCode(7), "");
+    auto const show = [](bool isWaiting) {  // where nobody reads it; a signal that was there before stays
+        int ends[2];
+        if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
+        std::signal(SIGPIPE, SIG_DFL);
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGPIPE);
+        if (isWaiting) ::pthread_sigmask(SIG_BLOCK, &signals, nullptr), ::raise(SIGPIPE);
+        AfxMessageBox(L"Größe");
+        ::sigpending(&signals);
+        std::_Exit(::sigismember(&signals, SIGPIPE) == (isWaiting ? 1 : 0) ? 7 : 2);
+    };
+    for (bool const isWaiting : {false, true}) EXPECT_EXIT(show(isWaiting), testing::ExitedWithCode(7), "");
 }
 
 struct Ticks {
@@ -304,11 +307,11 @@ TEST(WinApp, AHostsLoopDrivesIt) {
     app.PostCallLink(KxxMakeLink(&ticks, &Ticks::Tick), nullptr);
     rlimit former;
     ::getrlimit(RLIMIT_NOFILE, &former);
-    for (rlim_t const numLeft : {0, 1, 2}) {  // of the three that it takes
+    for (int const numLeft : {0, 1, 2}) {  // of the three that it takes
         int const next = ::dup(0);
         ::close(next);
         rlimit little = former;
-        little.rlim_cur = static_cast<rlim_t>(next) + numLeft;
+        little.rlim_cur = static_cast<rlim_t>(next + numLeft);
         ::setrlimit(RLIMIT_NOFILE, &little);
         int const cause = test::CauseOf<CFileException>([&] { app.GetLoopDescriptor(); });
         ::setrlimit(RLIMIT_NOFILE, &former);

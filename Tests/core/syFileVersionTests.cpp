@@ -99,7 +99,7 @@ TEST_F(FileVersion, LibrariesOfWindowsAreRead) {
     std::string austrian = block;
     austrian.replace(austrian.find(Bytes(u"040704b0")), 16, Bytes(u"0c0704b0"));
     austrian.replace(austrian.size() - 4, 2, "\7\x0c");
-    for (unsigned short const wanted : {0x0407, 0x0409}) {
+    for (unsigned short const wanted : std::initializer_list<unsigned short>{0x0407, 0x0409}) {
         unsigned short const former = KxxSetThreadLanguage(wanted);
         EXPECT_EQ(Create(Pe(true, austrian)), 1);
         KxxSetThreadLanguage(former);
@@ -155,6 +155,14 @@ TEST_F(FileVersion, DamageIsNoBlock) {
         std::string damaged = pack;
         damaged[at] = static_cast<char>(~damaged[at]);
         ExpectNoMoreThanABlock(damaged, at);
+    }
+    // A section that is longer than a block can be.
+    std::string longer = pack + std::string(70000, '\0');
+    std::size_t const place = longer.rfind(Number(begin, 4) + Number(0, 4));
+    ASSERT_NE(place, longer.npos);
+    for (std::size_t const size : {pack.size() - begin, std::size_t{65536}}) {
+        longer.replace(place + 8, 8, Number(size, 4) + Number(0, 4));
+        EXPECT_EQ(Create(longer), size < 65536 ? 1 : 0);
     }
     // A table of resources that leads back to itself.
     std::string cycle = Pe(false);

@@ -78,6 +78,13 @@ TEST_F(Modules, WhatCannotBeLoaded) {
         std::string const words = Refused(Path(c.file), c.code);
         EXPECT_NE(words.find(c.words), std::string::npos) << words;
     }
+    for (auto const& [place, size] : {std::pair<std::size_t, std::size_t>{0x28, 8}, {0x3C, 2}}) {
+        std::string bytes = whole;  // without sections, which only tools need
+        Put("stripped.so", bytes.replace(place, size, size, '\0'));
+        HINSTANCE const module = AfxLoadLibrary(Path("stripped.so"));
+        EXPECT_NE(module, nullptr) << U(KxxGetModuleError().text);
+        EXPECT_EQ(AfxFreeLibrary(module), 1);
+    }
     for (wchar_t const* name : {L"", L"./libExtension.so", L"bin/libExtension.so", L"NoSuch.dll"})
         Refused(name, ENOENT);
     KxString const cutName(std::wstring(L"a\0b", 3));
@@ -145,7 +152,7 @@ TEST_F(Modules, FreedByOthersAnswerNothing) {
     ::dlclose(code);
     EXPECT_EQ(GetProcAddress(module, "Library"), nullptr);
     for (bool const isKnown : {false, true}) {  // or freed once too often
-        KxDll dll(m_module);
+        KxDll const dll(m_module, 205);
         isKnown ? AfxFreeLibrary(dll.GetModule()) : ::dlclose(::dlopen(File("libExtension.so").c_str(), RTLD_NOW));
         if (!isKnown) ::dlclose(::dlopen(File("libExtension.so").c_str(), RTLD_NOW | RTLD_NOLOAD));
         EXPECT_EQ(KxDll(dll).GetModule() == nullptr, isKnown);
@@ -186,6 +193,15 @@ TEST_F(Modules, NoneComesFromBelowTheWorkingDirectoryDeathTest) {
         ::setenv("LD_LIBRARY_PATH", path, 1);
         EXPECT_EXIT(load(), testing::ExitedWithCode(7), "") << path;
     }
+    // Of several that are there and cannot be loaded the first is the reason.
+    for (char const* name : {"libBroken.so", "Broken.so"}) Put(name, "no module");
+    auto const loadBroken = [] {
+        bool const isLoaded = AfxLoadLibrary(L"Broken.dll");
+        bool const isFirst = KxxGetModuleError().text.View().find(L"/libBroken.so") != std::wstring_view::npos;
+        std::_Exit(!isLoaded && isFirst && KxxGetModuleError().code == ENOEXEC ? 7 : 1);
+    };
+    ::setenv("LD_LIBRARY_PATH", m_folder.c_str(), 1);
+    EXPECT_EXIT(loadBroken(), testing::ExitedWithCode(7), "");
     former ? ::setenv("LD_LIBRARY_PATH", value.c_str(), 1) : ::unsetenv("LD_LIBRARY_PATH");
 }
 
@@ -204,7 +220,7 @@ TEST_F(Modules, DllOfAVersion) {
         EXPECT_NE(dll.GetFunction("Library"), nullptr);
         EXPECT_NE(Thrown<KxDllProcAddrException>([&] { dll.GetFunction("Nothing"); }), "");
         EXPECT_NE(Thrown<KxDllProcAddrException>([&] { dll.GetFunction(nullptr); }), "");
-        KxDll const texts(Path(Satellite("ENU"))), sameTexts(texts);  // of no version
+        KxDll const texts(Path(Satellite("ENU")), 0), sameTexts(texts);  // of no version
         EXPECT_TRUE(texts.GetVersion() == 0 && texts.GetModule() && sameTexts.GetModule() == texts.GetModule());
     }
     KxxFreeLibrary(KxxLoadLibrary(m_module));

@@ -82,7 +82,7 @@ TEST_F(Satellites, HostileTables) {
         EXPECT_FALSE(Load(SatelliteFile(table))) << c.what;
         EXPECT_NE(KxxGetModuleError().text.View().find(L"Texttabelle"), std::wstring_view::npos) << c.what;
     }
-    std::string longer = Table() + "d\0"s;
+    std::string longer = Table() + std::string("d\0", 2);
     longer.replace(16, 4, Number(longer.size()));
     EXPECT_FALSE(Load(SatelliteFile(longer))) << "a text without an entry";
     std::size_t const former = std::exchange(KxxLimits().satelliteBytes, Table().size() - 1);
