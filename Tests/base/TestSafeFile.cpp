@@ -198,10 +198,7 @@ TEST_F(SafeFile, AHandlerForFullFilesStaysDeathTest) {
         auto const run = [&] {
             struct sigaction own {};
             own.sa_flags = flags;
-            if (flags)
-                own.sa_sigaction = [](int, siginfo_t*, void*) { ++calls; };
-            else
-                own.sa_handler = [](int) { ++calls; };
+            own.sa_handler = [](int) { ++calls; };  // more arguments do no harm
             ::sigaction(SIGXFSZ, &own, nullptr);
             test::SizeLimit const limit(10);
             bool const isRefused = Save(Path("file"), std::string(50, 'x')) == EFBIG;

@@ -71,20 +71,16 @@ TEST_F(Zip, OtherToolsReadAndWriteThem) {
 
 // Not only at the end: the medium is to be busy meanwhile.
 TEST_F(Zip, WhatIsLargeStandsAtItsPlaceWhileTheRestIsUnpacked) {
-    Put("large", "");
-    std::filesystem::resize_file(File("large"), 64u << 20);
-    Put("small", "b");
     KxTDynArray<SxZipSource> sources;
-    for (char const* name : {"large", "small"}) sources.Add({Path(name), L""});
+    for (char const* name : {"large", "small"}) Put(name, "b"), sources.Add({Path(name), L""});
+    std::filesystem::resize_file(File("large"), 64u << 20);
     KxZipHelper::CompressFiles(sources, Path("z.zip"), L"", KxZipHelper::Mode::replace);
     KxTMap<KxString, KxString> out;
     bool isEarly = false;
     KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), out, [&](unsigned long long, unsigned long long) {
         isEarly |= std::filesystem::exists(File("out/large")) && !std::filesystem::exists(File("out/small"));
     });
-    EXPECT_TRUE(isEarly);
-    EXPECT_EQ(std::filesystem::file_size(File("out/large")), 64u << 20);
-    EXPECT_EQ(Get("out/small"), "b");
+    EXPECT_TRUE(isEarly && std::filesystem::file_size(File("out/large")) == 64u << 20 && Get("out/small") == "b");
 }
 
 TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
