@@ -366,7 +366,8 @@ TEST(Archive, RefusesTheOtherDirectionAndWorkAfterClose) {
     EXPECT_EQ(name, "scan.arc");
     loading >> byte;
     EXPECT_EQ(byte, 'a');
-    CArchive without(nullptr, CArchive::load);
+    CArchive without(nullptr, CArchive::load), nowhere(nullptr, CArchive::store);
+    expect(nowhere, stores, CArchiveException::genericException);
     for (CArchive* archive : {&loading, &storing, &without}) {
         archive->Close();
         expect(*archive, stores, CArchiveException::genericException);

@@ -3,6 +3,8 @@
 #include "hbtools/base/syCollections.h"
 
 #include "Support.h"
+#include "hbtools/base/syBitmap.h"
+#include "hbtools/base/syValues.h"
 
 #include <functional>
 #include <list>
@@ -185,6 +187,15 @@ TEST(Collections, ListAgainstList) {
         EXPECT_EQ(Counted::alive, list.GetCount());
     }
     EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(Values, AreEqualInAllTheirMembers) {
+    EXPECT_TRUE((KxTRange(1, 2) != KxTRange(1, 3) && KxTPair<int>(1, 2) != KxTPair<int>(2, 2)));
+    EXPECT_TRUE((KxTRectangle<int>(1, 2, 3, 4) != KxTRectangle<int>(1, 2, 3, 5)));
+    EXPECT_TRUE((KxTCoor<int>(1, 2, 3) != KxTCoor<int>(1, 0, 3)));
+    CBitmap dark(2, 1), light(2, 1);
+    light.GetBits()[1] = 0xFFFFFFFF;
+    EXPECT_TRUE(dark == CBitmap(2, 1) && dark != light && dark != CBitmap(1, 2));
 }
 
 TEST(Collections, CopiesThatThrowChangeNothing) {

@@ -202,6 +202,7 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     KxConfig folder(m_folder.wstring().c_str());
     EXPECT_EQ(U(folder.ReadKey(L"A", L"d")), "d");
     EXPECT_EQ(folder.KxTools::Config::WriteKey(L"A", L"2"), 0);
+    EXPECT_EQ(KxConfig(KxString(std::wstring(L"a\0b", 3))).KxTools::Config::WriteKey(L"A", L"2"), 0);
     EXPECT_EQ(KxConfig(Path("no/file")).KxTools::Config::WriteKey(L"A", L"2"), 0);
 
     // A line of one gigabyte costs no memory, and stays.
@@ -306,8 +307,9 @@ TEST_F(ConfigFile, AnUpdateIsOneWrite) {
     Put("f", "[G]\nA=1\n");
     KxConfig config(Path("f"));
     config.BeginUpdate();
-    config.EndUpdate();                      // of nothing
-    EXPECT_EQ(U(config.GetKeyName(0)), "");  // of no group
+    config.EndUpdate();  // of nothing
+    config.SetGroup(L"none");
+    EXPECT_EQ(U(config.GetKeyName(0)), "");
     config.BeginUpdate();
     for (int i = 0; i < 3000; ++i) {
         config.SetGroup(KxString(KxTools::String(i)));

@@ -167,6 +167,10 @@ TEST_F(FileStream, TheFirstFailureStays) {
         EXPECT_EQ(out.sgetc(), WEOF);
         EXPECT_EQ(out.pubseekoff(0, std::ios_base::beg), std::streampos(isOpen ? 0 : -1));
     }
+    ASSERT_TRUE(out.Open(Path("out"), KxFileModeOut | KxFileModeBinary));
+    out.sputc(L'€');
+    EXPECT_FALSE(out.WriteWhole("x", 1, isTorn));
+    EXPECT_EQ(out.GetError(), EILSEQ);
     test::SizeLimit const limit(10);
     out.ForgetError();
     EXPECT_FALSE(out.WriteBytes("0123456789abc", 13));

@@ -95,7 +95,7 @@ TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
         {"-a", "a1 b1 c1 f1 ", "b1 c1 f1 "},
         {"-c", "a1 b1 f1 ", "a1 b1 f1 "},
         {"-f", "a1 b1 c1 ", "a1 b1 c1 "},
-        {"-f!", "a1 b1 a9 b9 c9 ", "a1 b1 c1 "},
+        {"!-f", "a1 b1 a9 b9 c9 f9 ", "a1 b1 c1 "},
         {"+d", "a1 b1 c1 d1 f1 ", "a1 b1 c1 d1 f1 "},
         {"-a+d", "a1 b1 c1 d1 f1 ", "b1 c1 d1 f1 "},  // the count is as before
         {"-a-b-c-f", "a1 b1 ", ""},
