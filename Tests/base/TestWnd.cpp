@@ -223,8 +223,9 @@ TEST(Wnd, NamesHaveNumbers) {
     EXPECT_NE(RegisterWindowMessage(L"SIGNAL_arrived"), arrived);
     EXPECT_EQ(RegisterWindowMessage(nullptr) + RegisterWindowMessage(L""), 0u);
     auto const useUp = [] {
-        UINT highest = 0;
-        for (int i = 0; UINT const number = RegisterWindowMessage(std::to_wstring(i).c_str()); ++i) highest = number;
+        UINT last = 1, highest = 0;
+        for (int i = 0; last != 0; ++i, highest = std::max(highest, last))
+            last = RegisterWindowMessage(std::to_wstring(i).c_str());
         std::_Exit(highest == 0xFFFF && RegisterWindowMessage(L"0") >= 0xC000 ? 7 : 1);
     };
     EXPECT_EXIT(useUp(), testing::ExitedWithCode(7), "");
