@@ -30,7 +30,7 @@ CArchive::CArchive(CFile* file, UINT mode, int bufferSize, void* buffer)
         m_buffer = m_ownBuffer.get();
     }
     m_current = m_buffer;
-    m_limit = IsLoading() ? m_buffer : m_buffer + m_bufferSize;
+    m_limit = IsLoading() || !m_file ? m_buffer : m_buffer + m_bufferSize;  // without a file as after Close
 }
 
 CArchive::~CArchive() {
@@ -210,7 +210,7 @@ CArchive& CArchive::operator<<(unsigned long value) {
 CArchive& CArchive::operator<<(KxTools::String const& text) {
     std::wstring_view const characters = text.View();
     if (IsStoring() && characters.size() < 0xff &&
-        static_cast<std::size_t>(m_limit - m_current) >= 4 + 2 * characters.size() && m_file) {
+        static_cast<std::size_t>(m_limit - m_current) >= 4 + 2 * characters.size()) {
         // Straight into the buffer, as nearly all texts go.
         BYTE* out = m_current + 4;
         std::uint32_t all = 0;

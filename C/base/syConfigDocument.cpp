@@ -137,12 +137,9 @@ ConfigDocument::Table const& ConfigDocument::Section::Index() const {
     return keysByName;
 }
 
-/// Adds a line at the end of the section.
+/// Adds a line at the end of the section, which nobody has asked for a name yet.
 void ConfigDocument::Append(Section& section, Line line) {
-    if (line.kind == Key) {
-        if (section.isIndexed) section.keysByName.try_emplace(line.name, section.lines.size());
-        section.keys.push_back(section.lines.size());
-    }
+    if (line.kind == Key) section.keys.push_back(section.lines.size());
     section.lines.push_back(line);
     ++m_lineCount;
 }

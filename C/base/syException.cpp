@@ -7,6 +7,7 @@
 #include "hbtools/base/syResource.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -146,9 +147,9 @@ void* KxMemoryException::operator new(std::size_t size) {
 }
 
 void KxMemoryException::operator delete(void* memory) noexcept {
-    std::ptrdiff_t const offset = static_cast<unsigned char*>(memory) - g_reserve.memory[0];
-    if (memory && offset >= 0 && static_cast<std::size_t>(offset) < sizeof g_reserve.memory)
-        g_reserve.isTaken[static_cast<std::size_t>(offset) / sizeof(KxMemoryException)] = false;
+    auto const offset = reinterpret_cast<std::uintptr_t>(memory) - reinterpret_cast<std::uintptr_t>(g_reserve.memory);
+    if (offset < sizeof g_reserve.memory)
+        g_reserve.isTaken[offset / sizeof(KxMemoryException)] = false;
     else
         std::free(memory);
 }

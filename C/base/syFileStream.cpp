@@ -116,9 +116,9 @@ bool KxFileBuffer::Close() {
     return error == 0 ? written : Fail(error);
 }
 
-/// Hands what stands in the put area to the system. What fails to go out is dropped; the error stays.
+/// Hands what stands in the put area of an open file to the system. What fails to go out is dropped; the error stays.
 bool KxFileBuffer::WritePending() {
-    if (m_direction != Output || !m_file) return m_file != nullptr;
+    if (m_direction != Output) return true;
     std::wstring_view const text(pbase(), static_cast<std::size_t>(pptr() - pbase()));
     if (text.empty()) return true;
     std::string bytes;
@@ -253,7 +253,7 @@ std::size_t KxFileBuffer::ReadBytes(void* buffer, std::size_t count) {
 void KxFileBuffer::DropRead() {
     setg(nullptr, nullptr, nullptr);
     m_file->held.clear();
-    m_file->isEncodingKnown = m_file->isEncodingKnown && m_file->isBinary;
+    m_file->isEncodingKnown = false;
 }
 
 // Positions are bytes, so in text mode only the beginning of the file can be found again.

@@ -180,7 +180,7 @@ private:
             FiniteDigits(c, magnitude, precision, digits);
             if (upper)
                 for (char& digit : digits)
-                    if (digit >= 'a' && digit <= 'z') digit = static_cast<char>(digit - 'a' + 'A');
+                    if (digit >= 'a') digit = static_cast<char>(digit - 'a' + 'A');
             if (c.kind == L'a' || c.kind == L'A') prefix = upper ? "0X" : "0x";
         }
         Number(c, true, std::signbit(number), prefix, 0, digits, std::isfinite(number));

@@ -194,7 +194,7 @@ void AfxTermExtensionModule(AFX_EXTENSION_MODULE& state, int) {
     if (state.hModule)  // of a state on the heap nobody knows the module
         CDynLinkLibrary::ForEach([&](CDynLinkLibrary& library) {
             // Not by GetModule, which may ask the loader.
-            if (library.m_module == state.hModule && library.m_isListed) gone.push_back(&library);
+            if (library.m_module == state.hModule) gone.push_back(&library);
         });
     for (CDynLinkLibrary* const library : gone) library->Delist();
     state.bInitialized = 0;

@@ -20,7 +20,7 @@ namespace KxN {
 KxAngle::~KxAngle() = default;
 
 KxString KxValToString::Text(unsigned long value, int bits, int bitsOfDigit, ENotation notation) {
-    if (bits < 64 && value >> bits != 0) AfxThrowInvalidArgException();
+    if (value >> bits != 0) AfxThrowInvalidArgException();
     int const digits = bits / bitsOfDigit;
     m_buffer.Fill(digits, L'0');
     for (m_position = digits; m_position > 0; value >>= bitsOfDigit)

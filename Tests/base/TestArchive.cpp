@@ -121,6 +121,9 @@ TEST(Archive, RefusesNumbersThatTheirStoredFormCannotHold) {
     std::string name;
     EXPECT_EQ(CauseOf([&] { archive << 4294967296UL; }, &name), CArchiveException::badIndex);
     EXPECT_EQ(name, "scan.arc");
+    std::size_t ahead = 1;
+    archive.GetReadAhead(ahead);
+    EXPECT_EQ(ahead, 0u);
     archive.Close();
     EXPECT_EQ(file.GetLength(), 0u);
 }
@@ -363,7 +366,8 @@ TEST(Archive, RefusesTheOtherDirectionAndWorkAfterClose) {
     EXPECT_EQ(name, "scan.arc");
     loading >> byte;
     EXPECT_EQ(byte, 'a');
-    CArchive without(nullptr, CArchive::load);
+    CArchive without(nullptr, CArchive::load), nowhere(nullptr, CArchive::store);
+    expect(nowhere, stores, CArchiveException::genericException);
     for (CArchive* archive : {&loading, &storing, &without}) {
         archive->Close();
         expect(*archive, stores, CArchiveException::genericException);
@@ -410,7 +414,8 @@ TEST(Archive, ValuesComeBackThroughEveryBufferSize) {
     for (int const size : {-1, 0, 128, 129, 4096, 100'000}) {
         Source file;
         {
-            CArchive archive(&file, CArchive::store, size);
+            char tooSmall[16] = {};
+            CArchive archive(&file, CArchive::store, size, size < 128 ? tooSmall : nullptr);
             for (int i = 0; i < 2000; ++i)
                 archive << static_cast<BYTE>(i) << i * 1.5
                         << KxString(std::wstring(static_cast<std::size_t>(i % 300), L'z')) << static_cast<short>(-i);

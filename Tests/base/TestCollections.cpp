@@ -3,6 +3,8 @@
 #include "hbtools/base/syCollections.h"
 
 #include "Support.h"
+#include "hbtools/base/syBitmap.h"
+#include "hbtools/base/syValues.h"
 
 #include <functional>
 #include <list>
@@ -82,6 +84,21 @@ TEST(Collections, ArrayAgainstVector) {
         EXPECT_EQ(copy[1 + array.GetSize()], array[1]);
         copy.FreeExtra();
         EXPECT_EQ(Counted::alive, array.GetSize() + copy.GetSize());
+        CArray<Counted> const& same = copy;
+        copy.Copy(same);
+        copy.FreeExtra();  // there is none
+        EXPECT_EQ(Counted::alive, array.GetSize() + copy.GetSize());
+        copy.SetSize(0, 100);
+        copy.SetSize(2);
+        Counted const* const place = copy.GetData();
+        copy[0] = copy[1] = 7;
+        copy.InsertAt(4, Counted(5));  // beyond the end: what lies between is empty
+        array.RemoveAt(0, array.GetSize());
+        array.FreeExtra();
+        array.InsertAt(2, &copy);
+        EXPECT_EQ(Values(array), (std::vector<int>{0, 0, 7, 7, 0, 0, 5}));
+        while (copy.GetSize() < 100) copy.Add(Counted(1));
+        EXPECT_EQ(copy.GetData(), place);
     }
     EXPECT_EQ(Counted::alive, 0);
 }
@@ -99,6 +116,10 @@ TEST(Collections, RefuseWhatLiesOutside) {
         [&] { array.InsertAt(-1, 5); },
         [&] { array.RemoveAt(1, PTRDIFF_MAX); },
         [&] { array.InsertAt(0, 5, -1); },
+        [&] { array.RemoveAt(-1); },
+        [&] { array.RemoveAt(0, -1); },
+        [&] { array.RemoveAt(4, 0); },
+        [&] { array.InsertAt(0, nullptr); },
         [&] { list.GetHead(); },
         [&] { list.RemoveTail(); },
         [&] { list.RemoveAt(nullptr); },
@@ -118,6 +139,12 @@ TEST(Collections, RefuseWhatLiesOutside) {
     EXPECT_EQ(list.FindIndex(-1), nullptr);
     list.SetAt(position, 7);
     EXPECT_EQ(list.GetNext(position) + list.GetNext(position), 9);
+    list.InsertBefore(nullptr, 3);
+    list.InsertAfter(nullptr, 4);
+    EXPECT_EQ(list.GetHead() * 10 + list.GetTail(), 34);
+    CPlex* chain = nullptr;
+    EXPECT_THROW(CPlex::Create(chain, static_cast<std::size_t>(-1) / 8, 8), std::bad_array_new_length);
+    EXPECT_EQ(chain, nullptr);
 }
 
 TEST(Collections, ListAgainstList) {
@@ -160,6 +187,15 @@ TEST(Collections, ListAgainstList) {
         EXPECT_EQ(Counted::alive, list.GetCount());
     }
     EXPECT_EQ(Counted::alive, 0);
+}
+
+TEST(Values, AreEqualInAllTheirMembers) {
+    EXPECT_TRUE((KxTRange(1, 2) != KxTRange(1, 3) && KxTPair<int>(1, 2) != KxTPair<int>(2, 2)));
+    EXPECT_TRUE((KxTRectangle<int>(1, 2, 3, 4) != KxTRectangle<int>(1, 2, 3, 5)));
+    EXPECT_TRUE((KxTCoor<int>(1, 2, 3) != KxTCoor<int>(1, 0, 3)));
+    CBitmap dark(2, 1), light(2, 1);
+    light.GetBits()[1] = 0xFFFFFFFF;
+    EXPECT_TRUE(dark == CBitmap(2, 1) && dark != light && dark != CBitmap(1, 2));
 }
 
 TEST(Collections, CopiesThatThrowChangeNothing) {

@@ -165,8 +165,19 @@ TEST_F(ConfigFile, WhatNoLineCanHoldIsRefused) {
         EXPECT_EQ(config.KxTools::Config::WriteKey(c.key, c.value), 0);
         test::Thrown<KxFileException>([&] { config.WriteKey(c.key, c.value); });
     }
-    KxxLimits().configLines = former;
     EXPECT_EQ(Get("f"), "[G]\nA=1\n");
+    // The one line more of another makes one of ours too many; the second of them stays out too.
+    config.SetGroup(L"G");
+    config.BeginUpdate();
+    config.WriteKey(L"B", L"1");
+    config.WriteKey(L"A", L"2");
+    Put("f", "[G]\nA=1\nC=3\n");
+    EXPECT_NE(test::Thrown<KxFileException>([&] { config.EndUpdate(); }), "");
+    EXPECT_EQ(Get("f"), "[G]\nA=1\nC=3\n");
+    Put("f", "[G]\nA=1\n\n\n");
+    EXPECT_EQ(U(config.ReadKey(L"A", L"none")), "none");
+    EXPECT_NE(test::Thrown<KxFileException>([&] { config.ProofRead(); }), "");
+    KxxLimits().configLines = former;
     // A mark within a file is a character like others.
     EXPECT_EQ(Written("", L"\xFEFF", L"a", L"\xFEFF"), "[\xEF\xBB\xBF]\na=\xEF\xBB\xBF\n");
 }
@@ -191,6 +202,7 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     KxConfig folder(m_folder.wstring().c_str());
     EXPECT_EQ(U(folder.ReadKey(L"A", L"d")), "d");
     EXPECT_EQ(folder.KxTools::Config::WriteKey(L"A", L"2"), 0);
+    EXPECT_EQ(KxConfig(KxString(std::wstring(L"a\0b", 3))).KxTools::Config::WriteKey(L"A", L"2"), 0);
     EXPECT_EQ(KxConfig(Path("no/file")).KxTools::Config::WriteKey(L"A", L"2"), 0);
 
     // A line of one gigabyte costs no memory, and stays.
@@ -213,6 +225,11 @@ TEST_F(ConfigFile, FilesThatCannotBeReadOrWritten) {
     config.SetGroup(L"G");
     EXPECT_EQ(U(config.ReadKey(L"A")), "");
     EXPECT_EQ(config.KxTools::Config::WriteKey(L"A", L"2"), 0);
+    KxConfig made(Path("made")), endless(L"/proc/self/status");  // whose length nobody tells
+    EXPECT_EQ(made.KxTools::Config::WriteKey(L"A", L"0123456789"), 0);
+    EXPECT_FALSE(std::filesystem::exists(File("made")));
+    EXPECT_EQ(endless.GetKeyCount(), 0);
+    EXPECT_NE(test::Thrown<KxFileException>([&] { endless.ProofRead(); }), "");
     config.BeginUpdate();
     KxxLimits().textFileBytes = former;
     EXPECT_EQ(Get("long"), "[G]\nA=1\n; more");
@@ -289,6 +306,10 @@ TEST_F(ConfigFile, OnlyChangesAreParsedAgain) {
 TEST_F(ConfigFile, AnUpdateIsOneWrite) {
     Put("f", "[G]\nA=1\n");
     KxConfig config(Path("f"));
+    config.BeginUpdate();
+    config.EndUpdate();  // of nothing
+    config.SetGroup(L"none");
+    EXPECT_EQ(U(config.GetKeyName(0)), "");
     config.BeginUpdate();
     for (int i = 0; i < 3000; ++i) {
         config.SetGroup(KxString(KxTools::String(i)));

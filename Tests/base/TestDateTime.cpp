@@ -47,7 +47,7 @@ TEST(DateTime, NothingSetAndImpossible) {
     EXPECT_EQ(unset.GetHour() + unset.GetMinute() + unset.GetSecond(), -3);
     EXPECT_EQ(U(unset.GetDateText()) + U(unset.GetTimeText()), "");
     for (unsigned long const date :
-         {0ul, 1ul, 20230229ul, 20241301ul, 20240100ul, 20240132ul, 101ul, 100000101ul, ~0ul}) {
+         {0ul, 1ul, 20230229ul, 20241301ul, 20240001ul, 20240100ul, 20240132ul, 101ul, 100000101ul, ~0ul}) {
         KxDateTime value(2024, 1, 1, 12, 0, 0), both;
         value.SetDate(date);
         both.SetDateTime(date, 0);
@@ -67,7 +67,12 @@ TEST(DateTime, NothingSetAndImpossible) {
         EXPECT_EQ(value.GetHour(), -1);
         EXPECT_EQ(value.GetDate(), 20240101u);
     }
-    EXPECT_FALSE(KxDateTime(0, 1, 1, 0, 0, 0).IsValid() || KxDateTime(2024, 1, 1, 0, 60, 0).IsValid());
+    for (KxDateTime const& value :
+         {KxDateTime(0, 1, 1, 0, 0, 0), KxDateTime(10000, 1, 1, 0, 0, 0), KxDateTime(2024, 0, 1, 0, 0, 0),
+          KxDateTime(2024, 1, 1, 0, 60, 0), KxDateTime(2024, 1, 1, 0, -1, 0), KxDateTime(2024, 1, 1, 0, 0, -1)})
+        EXPECT_FALSE(value.IsValid());
+    EXPECT_EQ(unset.GetYear() + unset.GetMonth() + unset.GetDay(), -3);
+    EXPECT_EQ(unset.AddDays(1), unset);
 }
 
 TEST(DateTime, TimeAndDateApart) {
@@ -83,6 +88,7 @@ TEST(DateTime, TimeAndDateApart) {
     other.SetDate(18001231);
     EXPECT_EQ(other.GetDate(), 18001231u);
     EXPECT_EQ(other.GetSecond(), -1);
+    EXPECT_FALSE(other.IsValid());
     other.SetTime(1, 2, 3);
     EXPECT_TRUE(other.IsValid());
     KxDateTime dateOnly;
@@ -121,7 +127,8 @@ TEST(DateTime, OrderAndDays) {
             testing::ExitedWithCode(7), "")
             << zone;
     }
-    EXPECT_FALSE(KxDateTime::FromUnixTime(9223372036854775807).IsValid());
+    for (long long const seconds : {-62135596800LL - 3 * 86400, 253402300799LL + 3 * 86400, 9223372036854775807LL})
+        EXPECT_FALSE(KxDateTime::FromUnixTime(seconds).IsValid());
 }
 
 }  // namespace

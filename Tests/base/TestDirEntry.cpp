@@ -5,6 +5,7 @@
 #include "Support.h"
 
 #include <cerrno>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,6 +57,7 @@ TEST(DirEntry, WritingAndChanging) {
     EXPECT_EQ(U(dos.GetFull()), "data/scans/a.tag");
     EXPECT_EQ(U(dos.GetFull(KxTools::FSYS_STYLE_DOS, 1)), "data\\scans\\a.tag\\");
     EXPECT_EQ(U(KxDirEntry(L"/").GetFull(KxTools::FSYS_STYLE_HOST, 1, KxTools::WholeText)), "/");
+    EXPECT_EQ(U(KxDirEntry().GetFull(KxTools::FSYS_STYLE_HOST, 1)), "");
     EXPECT_EQ(U(KxDirEntry(L"/abcdef/x").GetFull(KxTools::FSYS_STYLE_HOST, 0, 6)), "...f/x");
     EXPECT_EQ(U(KxDirEntry(L"/abcdef/x").GetFull(KxTools::FSYS_STYLE_HOST, 0, 2)), "..");
     struct {
@@ -64,6 +66,7 @@ TEST(DirEntry, WritingAndChanging) {
     } const cases[] = {
         {L"a/b.ini", L"BAK", "a/b.BAK"}, {L"a/b", L"BAK", "a/b.BAK"}, {L"a.d/b", L".x", "a.d/b.x"},
         {L"a.b.c", L"", "a.b"},          {L".rc", L"old", ".rc.old"}, {L"/", L"x", "/"},
+        {L"a/.", L"x", "a/."},           {L"..", L"x", ".."},
     };
     for (auto const& c : cases) {
         KxDirEntry entry(c.path);
@@ -91,6 +94,12 @@ TEST_F(DirEntryFiles, WhatIsThere) {
     EXPECT_TRUE(KxDirEntry(Path("dangling")).Exists(0));
     EXPECT_FALSE(KxDirEntry(Path("file/x")).Exists(1));
     EXPECT_FALSE(KxDirEntry().Exists(1));
+    fs::create_symlink("loop", File("loop"));
+    EXPECT_FALSE(KxDirEntry(Path("loop")).Exists(1) || KxDirEntry(Path(std::string(300, 'n'))).Exists(1));
+    EXPECT_FALSE(KxTools::FileStat(KxDirEntry()).Exists() || KxDirEntry().MakeDir(1));
+    EXPECT_FALSE(KxDirEntry(Path("dangling")).MakeDir(0));
+    EXPECT_EQ(KxDirEntry().Kill(), static_cast<unsigned long>(ENOENT));
+    EXPECT_EQ(KxDirEntry(KxString(std::wstring(L"a\0b", 3))).Kill(), static_cast<unsigned long>(EINVAL));
     KxTools::FileStat const file(KxDirEntry(Path("file"))), folder{KxDirEntry(Path("."))}, none{KxDirEntry(Path("no"))};
     EXPECT_EQ(file.GetKind(), 0);
     EXPECT_EQ(file.GetSize(), 5u);
@@ -154,8 +163,24 @@ TEST_F(DirEntryFiles, CopiesAreWholeOrNotThere) {
     EXPECT_EQ(source.CopyTo(KxDirEntry(Path("link")), 1), static_cast<unsigned long>(EINVAL));
     ASSERT_EQ(::mkfifo(File("pipe").c_str(), 0600), 0);
     EXPECT_NE(KxDirEntry(Path("pipe")).CopyTo(KxDirEntry(Path("y")), 1), 0u);  // without waiting for a writer
+    EXPECT_EQ(source.CopyTo(KxDirEntry(L"/bin"), 1), static_cast<unsigned long>(EISDIR));  // a link, mostly
     EXPECT_EQ(Get("source"), bytes);
     EXPECT_EQ(CountFiles(), 5u);
+    // From another file system, where the kernel does not copy; and from one that fails.
+    int const memory = ::memfd_create("source", MFD_CLOEXEC);
+    ASSERT_EQ(::write(memory, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    KxDirEntry const outside(KxString(KxxFromSystemPath("/proc/self/fd/" + std::to_string(memory))));
+    Put("target", "old");
+    {
+        test::SizeLimit const limit(1000);
+        EXPECT_EQ(outside.CopyTo(KxDirEntry(Path("target")), 1), static_cast<unsigned long>(EFBIG));
+    }
+    EXPECT_EQ(KxDirEntry(L"/proc/self/mem").CopyTo(KxDirEntry(Path("target")), 1), static_cast<unsigned long>(EIO));
+    EXPECT_EQ(Get("target"), "old");
+    EXPECT_EQ(outside.CopyTo(KxDirEntry(Path("target")), 1), 0u);
+    EXPECT_EQ(Get("target"), bytes);
+    EXPECT_EQ(CountFiles(), 6u);
+    ::close(memory);
     // A name that is no valid text.
     std::ofstream(m_folder / "\xFFname") << "raw";
     KxDirEntry const raw(KxString(KxxFromSystemPath((m_folder / "\xFFname").string())));

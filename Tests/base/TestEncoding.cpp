@@ -56,6 +56,7 @@ TEST(Encoding, FileNamesSurvive) {
     EXPECT_EQ(KxxToSystemPath(L"a\0b"s).size(), 3u);
     // Two different texts never give one name.
     EXPECT_NE(KxxToSystemPath(std::wstring(1, wchar_t(0xD800))), KxxToSystemPath(std::wstring(1, wchar_t(0xD801))));
+    EXPECT_EQ(KxxToSystemPath(std::wstring(1, wchar_t(0x110000))), "\xEF\xBF\xBD");
 }
 
 TEST(Encoding, Utf16) {
@@ -64,21 +65,25 @@ TEST(Encoding, Utf16) {
     EXPECT_EQ(KxxToUtf16(text), units);
     EXPECT_EQ(KxxWidenUtf16(units), text);
     EXPECT_EQ(KxxWidenUtf16(u"\xDE00\xD83D"), (std::wstring{wchar_t(0xDE00), wchar_t(0xD83D)}));
+    EXPECT_EQ(KxxWidenUtf16(u"\xD83D\xFF01"), (std::wstring{wchar_t(0xD83D), wchar_t(0xFF01)}));
+    EXPECT_EQ(KxxToUtf16(std::wstring{wchar_t(0x110000), wchar_t(-1)}), u"\uFFFD\uFFFD");
 }
 
 TEST(Encoding, CodePages) {
     EXPECT_EQ(KxxWidenNarrow("\x80\x84\xE4\xDF\xFF"), L"€„äßÿ");
-    EXPECT_EQ(KxxToNarrow(L"€„äßÿ\u0142\U0001F600"), "\x80\x84\xE4\xDF\xFF??");
+    EXPECT_EQ(KxxToNarrow(L"€„äßÿ\u0142\U0001F600\xFFFFFFFF"), "\x80\x84\xE4\xDF\xFF???");
     std::string all;
     for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
     EXPECT_EQ(KxxToNarrow(KxxWidenNarrow(all)), all);  // the five open bytes as well
     EXPECT_EQ(KxxWidenNarrow("\x81\x9D"), L"\x81\x9D");
+    EXPECT_EQ(KxxWidenNarrow("\x80", 99), L"€");  // none is 1252
 
     EXPECT_EQ(KxxSetThreadCodePage(1250), 1252u);
     EXPECT_EQ(KxxToNarrow(L"\u0142\u0158"), "\xB3\xD8");
     EXPECT_EQ(KxxSetThreadCodePage(1251), 1250u);
     EXPECT_EQ(KxxWidenNarrow("\xC6"), L"\u0416");
-    EXPECT_EQ(KxxSetThreadCodePage(99), 0u);
+    for (unsigned const unknown : {99u, 28590u, 28602u, 28607u})
+        EXPECT_EQ(KxxSetThreadCodePage(unknown), 0u) << unknown;
     EXPECT_EQ(KxxGetThreadCodePage(), 1251u);
     std::thread([] { EXPECT_EQ(KxxGetThreadCodePage(), 1252u); }).join();
     for (unsigned page : {1250u, 1253u, 1254u, 1255u, 1256u, 1257u, 1258u, 28591u, 28592u, 28605u, 437u, 850u})
@@ -92,6 +97,7 @@ TEST(Encoding, CaseIsOneToOne) {
     std::wstring const upper = L"AÄÖÜßÉŸΜŽЖΑ1_\U00010400";
     for (std::size_t i = 0; i < lower.size(); ++i) EXPECT_EQ(KxxToUpper(lower[i]), upper[i]) << i;
     EXPECT_EQ(KxxToLower(L'Ä'), L'ä');
+    EXPECT_EQ(KxxToLower(L'Ж'), L'ж');
     EXPECT_EQ(KxxToUpper(wchar_t(-1)), wchar_t(-1));
 }
 

@@ -48,8 +48,14 @@ TEST_F(Encryption, TextsComeBack) {
         }
     }
     EXPECT_EQ(U(KxxDecryptString("pass", L"plain", 0)), "plain");
+    // What looks like a key and is too short is a password as any other; names are not bound to a place.
+    CStringA const password("{hbkey1}AAAA");
+    KxTools::String const secret = KxxEncryptString(password, L"text", 1, L"G\nK");
+    EXPECT_TRUE(secret == KxxEncryptString(password, L"text", 1));
+    EXPECT_EQ(U(KxxDecryptString(password, secret, 1)), "text");
     EncryptionOff();
     EXPECT_EQ(U(KxxEncryptString("", L"{hb1}x", 1)) + U(KxxDecryptString("", L"{hb1}x", 0)), "{hb1}x{hb1}x");
+    EXPECT_EQ(U(KxxEncryptString("", L"x", 0, L"G\nK")), "x");
 }
 
 // A text that was made by an earlier program: the form of the bytes must never change.

@@ -241,12 +241,15 @@ TEST(Exception, FrameworkExceptionsSpeak) {
               "Ein Fehler der Objektschnittstelle ist aufgetreten (Code -2147221040)");
     EXPECT_EQ(text(CFileException(CFileException::badSeek, -1, L"n")),
               "In der Datei \"n\" wurde auf eine unzulässige Position gesetzt");
-    EXPECT_EQ(text(CFileException(99, -1, L"n")), "Beim Zugriff auf die Datei \"n\" ist ein Fehler aufgetreten");
+    for (int const unknown : {99, -1})
+        EXPECT_EQ(text(CFileException(unknown, -1, L"n")),
+                  "Beim Zugriff auf die Datei \"n\" ist ein Fehler aufgetreten");
     EXPECT_EQ(text(CArchiveException(CArchiveException::readOnly, L"n")),
               "In das Archiv \"n\" kann nicht geschrieben werden: es ist zum Laden geöffnet");
     EXPECT_EQ(text(CArchiveException(CArchiveException::writeOnly, L"n")),
               "Aus dem Archiv \"n\" kann nicht gelesen werden: es ist zum Speichern geöffnet");
-    EXPECT_EQ(text(CArchiveException(8)), "Beim Zugriff auf das Archiv \"\" ist ein Fehler aufgetreten");
+    for (int const unknown : {8, -1})
+        EXPECT_EQ(text(CArchiveException(unknown)), "Beim Zugriff auf das Archiv \"\" ist ein Fehler aufgetreten");
     // Each cause has a text of its own.
     std::set<std::string> texts;
     for (int cause = 1; cause <= 14; ++cause) texts.insert(text(CFileException(cause)));
@@ -268,12 +271,12 @@ TEST(Exception, SystemErrorsHaveACause) {
         {CFileException::badPath, {ENOTDIR, ENAMETOOLONG, ELOOP, EILSEQ}},
         {CFileException::tooManyOpenFiles, {EMFILE, ENFILE}},
         {CFileException::accessDenied, {EACCES, EPERM, EROFS, EISDIR}},
-        {CFileException::invalidFile, {EBADF, ENXIO}},
+        {CFileException::invalidFile, {EBADF, ENXIO, ENODEV, ESPIPE}},
         {CFileException::directoryFull, {EMLINK}},
         {CFileException::badSeek, {EINVAL, EOVERFLOW}},
-        {CFileException::hardIO, {EIO, ESTALE}},
+        {CFileException::hardIO, {EIO, EREMOTEIO, ESTALE, ETIMEDOUT}},
         {CFileException::sharingViolation, {EBUSY, ETXTBSY}},
-        {CFileException::lockViolation, {EAGAIN, ENOLCK}},
+        {CFileException::lockViolation, {EAGAIN, EDEADLK, ENOLCK}},
         {CFileException::diskFull, {ENOSPC, EDQUOT, EFBIG}},
         {CFileException::genericException, {EXDEV, EEXIST, 123456, -1}},
     };

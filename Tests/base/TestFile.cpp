@@ -393,11 +393,13 @@ TEST_F(RealFile, RefusesWorkWhileClosed) {
     };
     for (CFile* file : {&never, &closed}) {
         for (auto const& work : works) EXPECT_EQ(CauseOf([&] { work(*file); }), CFileException::invalidFile);
+        EXPECT_TRUE(!file->Peek(0, 0) && !file->Touch(0, 0));
         file->Close();
         file->Abort();
     }
     CFile aborted(Path("closed"), CFile::modeWrite | CFile::modeCreate);
     Append(aborted, "lost");
+    EXPECT_TRUE(!aborted.Peek(0, 1) && !aborted.Touch(0, 1)) << "it cannot be read";
     aborted.Abort();
     EXPECT_EQ(Get("closed"), "");
 }

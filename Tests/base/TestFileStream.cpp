@@ -44,8 +44,9 @@ TEST_F(FileStream, TextIsUtf8InEveryLocale) {
 TEST_F(FileStream, InputTakesTheEncodingOfTheFile) {
     std::string const filler(16 * 1024 - 1, 'x');  // so that characters lie across the pieces that are read
     std::wstring const wide(filler.begin(), filler.end());
-    std::string utf16 = "\xFF\xFE";
+    std::string utf16 = "\xFF\xFE", big = "\xFE\xFF";
     for (char c : filler) utf16 += {c, '\0'};
+    for (char c : filler.substr(8 * 1024)) big += {'\0', c};
     struct {
         std::string bytes;
         std::wstring text;
@@ -57,8 +58,13 @@ TEST_F(FileStream, InputTakesTheEncodingOfTheFile) {
         {filler + "ä€\U0001F600", wide + L"ä€\U0001F600"},
         {filler + "x" + filler + "\xE4ä", wide + L"x" + wide + L"äÃ¤"},
         {filler + "\xEF\xBB\xBF\xE4", wide + L"ï»¿ä"},
+        {filler.substr(1) + "\U0001F600x", wide.substr(1) + L"\U0001F600x"},
+        {filler.substr(3) + "\U0001F600x", wide.substr(3) + L"\U0001F600x"},
         {utf16 + "\x3D\xD8\x00\xDE"s, wide + L"\U0001F600"},
+        {big + "\xD8\x3D\xDE\x00"s, wide.substr(8 * 1024) + L"\U0001F600"},
+        {big + "\xFF\x01\0y"s, wide.substr(8 * 1024) + L"\uFF01y"},
         {"\xFE\xFF\x00\xE4\x0D"s, L"ä"},
+        {"\xFF\xFEx", L""},
         {"a\r\nb\rc\0d"s, L"a\r\nb\rc\0d"s},
     };
     for (auto const& c : cases) {
@@ -122,9 +128,68 @@ TEST_F(FileStream, BytesGoAsTheyAre) {
     in.clear();
     in.seekg(-1, std::ios_base::end);
     EXPECT_EQ(in.get(), L'\n');
-    KxoFileStream out(Path("b"), 50);
-    out << L'€';  // no byte
-    test::Thrown<KxFileException>([&] { out.Proof(ProofWrite); });
+    in.seekg(0);
+    EXPECT_EQ(in.get(), 0xFF);
+    in.seekg(2, std::ios_base::cur);  // from what was taken, not from what was read ahead
+    EXPECT_EQ(in.get(), static_cast<unsigned char>(all[1]));
+    EXPECT_EQ(in.ReadBytes(bytes.data(), 3), 3u);
+    EXPECT_EQ(bytes.substr(0, 3), all.substr(2, 3));
+    EXPECT_TRUE(in.seekg(-1).fail());
+    EXPECT_EQ(in.ReadBytes(bytes.data(), 3), 0u);
+    void (*const works[])(KxoFileStream&) = {[](KxoFileStream& out) { out.Proof(ProofWrite); },
+                                             [](KxoFileStream& out) { out.WriteBytes("x", 1), out.WriteBytes("x", 1); },
+                                             [](KxoFileStream& out) { out.seekp(0); }};
+    for (auto const& work : works)
+        for (wchar_t const* noBytes : {L"€€", L"\x80000000"}) {
+            KxoFileStream out(Path("b"), 50);
+            out << noBytes;
+            test::Thrown<KxFileException>([&] { work(out), out.Proof(ProofWrite); });
+        }
+}
+
+TEST_F(FileStream, TheFirstFailureStays) {
+    KxFileBuffer in(KxFileBuffer::Input), out(KxFileBuffer::Output);
+    Put("f", "text");
+    char byte = 0;
+    bool isTorn = true;
+    for (bool const isOpen : {false, true}) {
+        if (isOpen) {
+            ASSERT_TRUE(in.Open(Path("f"), KxFileModeIn) && out.Open(Path("out"), KxFileModeOut));
+            EXPECT_EQ(in.pubseekoff(1, std::ios_base::beg),
+                      std::streampos(-1));  // of a text there is but the beginning
+        }
+        EXPECT_EQ(in.ReadBytes(&byte, 1) + out.ReadBytes(&byte, 1), 0u);
+        EXPECT_TRUE(!in.WriteBytes("x", 1) && !in.WriteWhole("x", 1, isTorn) && !isTorn);
+        EXPECT_EQ(out.WriteBytes("x", 1) + out.WriteWhole("x", 1, isTorn), isOpen ? 2 : 0);
+        EXPECT_EQ(in.GetError() * 1000 + out.GetError(), EBADF * 1001);
+        EXPECT_EQ(in.pubsync() + out.pubsync(), 0);
+        EXPECT_EQ(in.sgetc(), isOpen ? std::wint_t{L't'} : WEOF);
+        EXPECT_EQ(out.sgetc(), WEOF);
+        EXPECT_EQ(out.pubseekoff(0, std::ios_base::beg), std::streampos(isOpen ? 0 : -1));
+    }
+    ASSERT_TRUE(out.Open(Path("out"), KxFileModeOut | KxFileModeBinary));
+    out.sputc(L'€');
+    EXPECT_FALSE(out.WriteWhole("x", 1, isTorn));
+    EXPECT_EQ(out.GetError(), EILSEQ);
+    test::SizeLimit const limit(10);
+    out.ForgetError();
+    EXPECT_FALSE(out.WriteBytes("0123456789abc", 13));
+    EXPECT_FALSE(in.WriteBytes("x", 1));
+    EXPECT_EQ(out.GetError() * 1000 + in.GetError(), EFBIG * 1000 + EBADF);
+    KxoFileStream closed(Path("f"), KxFileModeOut | KxFileModeAppend);
+    closed.close();
+    closed.Proof(ProofWrite);
+    closed.setstate(std::ios_base::failbit);
+    EXPECT_NE(test::Thrown<KxFileException>([&] { closed.Proof(ProofWrite); }), "");
+    for (int const mode : {1, 33})
+        for (bool const takesBytes : {false, true}) {  // a file whose first bytes nobody can read
+            KxiFileStream memory(L"/proc/self/mem", mode);
+            if (!takesBytes) {
+                EXPECT_EQ(memory.get(), WEOF);
+            }
+            EXPECT_EQ(memory.ReadBytes(&byte, 1), 0u);
+            test::Thrown<KxFileException>([&] { memory.Proof(ProofRead); });
+        }
 }
 
 TEST_F(FileStream, FailuresNameTheFile) {

@@ -63,6 +63,7 @@ TEST(Format, FloatsAsTheCLibraryPrintsThem) {
     }
     EXPECT_EQ(Ours("%#g %#.3g %#.3g %#G %#.0e %#g", 1.0, 1234567.0, 0.0001, 999999.5, 3.0, 0.0),
               "1.00000 1.23e+06 0.000100 1.00000E+06 3.e+00 0.00000");
+    EXPECT_EQ(Ours("%#g", 1e-5), "1.00000e-05");
     for (double const value : {1.0, 0.1, -3.75, 1e300, 0.0})
         for (std::string const spec : {"%a", "%A", "%.3a", "%20a", "%-20.1a|", "%020a"})
             EXPECT_EQ(Ours(spec, value), Theirs(spec, value)) << spec << ' ' << value;
@@ -126,7 +127,13 @@ TEST(Format, TextsMisfitsAndHostileFormats) {
         {"%y1%", Ours("%y%d%", 1)},
         {"%", Ours("%", 1)},
         {"%%d", Ours("%%% %d", 1)},
-        {"%ll", Ours("%ll", 1)},
+        {"%ll|%l|%I|%I6|%I63d|%I3", Ours("%ll|%l|%I|%I6|%I63d|%I3", 1)},
+        {"%l", Ours("%l", 1)},
+        {"%*d", Ours("%*d")},
+        {"[7]", Ours("[%*d]", L"no number", 7)},
+        {"7 8 2.500000", Ours("%I32d %hd %Lf", 7, 8, 2.5)},
+        {"[ab|abc]", Ours("[%.2S|%.2C]", L"abc", L"abc")},
+        {"A|-1|1114112", Ours("%C|%c|%c", 65, -1, 0x110000)},
         {"7 surplus arguments are dropped", Ours("%d surplus arguments are dropped", 7, 8, L"9")},
     };
     for (auto const& c : cases) EXPECT_EQ(c.found, c.expected);

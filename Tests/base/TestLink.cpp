@@ -22,6 +22,7 @@ TEST(Link, CallsMethodsThroughTheirObject) {
     KxTools::Link const link = KxxMakeLink(static_cast<Base*>(&target), &Base::Add), copy = link;
     EXPECT_EQ(link.Call(&one) * 100 + copy.Call(&one), 1112);
     EXPECT_TRUE(copy == link && link.IsSet());
+    EXPECT_FALSE(link == KxxMakeLink(&target, &Derived::Reset) || link == KxTools::Link());
     EXPECT_EQ(KxxMakeLink(&target, &Derived::Reset).Call(nullptr), 0);
     EXPECT_EQ(target.m_sum, 0);
     KxTools::Link const empty(&target, nullptr);

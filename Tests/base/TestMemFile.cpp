@@ -16,7 +16,7 @@ using test::ReadAll;
 /// Shows the seams and lets the n-th request for memory fail.
 class WatchedFile : public CMemFile {
 public:
-    using CMemFile::CMemFile;
+    using CMemFile::CMemFile, CMemFile::GrowFile;
     ~WatchedFile() override { Close(); }
 
     ULONGLONG GetBufferSize() const { return m_bufferSize; }
@@ -50,6 +50,8 @@ TEST(MemFile, GrowsByItsValue) {
         EXPECT_EQ(file.GetPosition(), expected.size());
         EXPECT_EQ(file.GetBufferSize(), buffer);
     }
+    file.GrowFile(399);  // there is room
+    EXPECT_EQ(file.GetBufferSize(), 400u);
     EXPECT_EQ(ReadAll(file), expected);
     file.Close();
     EXPECT_EQ(file.blocks, 0);
@@ -134,6 +136,10 @@ TEST(MemFile, WorksInMemoryOfTheCaller) {
     Append(growing, "A");
     EXPECT_EQ(ReadAll(growing), "ABcde");
     EXPECT_EQ(memory[0], 'a') << "from its growth on the file works in a copy";
+    CMemFile emptied(memory, 4, 16);
+    emptied.SetLength(0);
+    emptied.SetLength(5);
+    EXPECT_EQ(ReadAll(emptied), std::string(5, '\0'));
     EXPECT_EQ(fixed.Detach(), memory);
     EXPECT_EQ(fixed.GetLength(), 0u);
 }
@@ -155,6 +161,7 @@ TEST(MemFile, HandsItsMemoryOn) {
     }
     EXPECT_TRUE(file.Open(L"/somewhere/other", CFile::modeRead));
     EXPECT_EQ(file.GetLength(), 0u) << "opening empties";
+    EXPECT_TRUE(file.Open(nullptr, CFile::modeRead));
     EXPECT_EQ(test::U(KxString(file.GetFileName())), "other");
 }
 

@@ -55,7 +55,7 @@ TEST_F(PartFile, WhatStandsAtItsNameStaysUntouched) {
         char const* what;
         std::function<void(fs::path const&)> plant;
     };
-    int locked = -1;
+    int locked = -1, reader = -1;
     Case const cases[] = {{"file that somebody writes",
                            [&](fs::path const& path) {
                                Put(path.filename(), "of somebody else");
@@ -65,8 +65,18 @@ TEST_F(PartFile, WhatStandsAtItsNameStaysUntouched) {
                           {"link", [&](fs::path const& path) { fs::create_symlink("else.dat", path); }},
                           {"link to nothing", [&](fs::path const& path) { fs::create_symlink("nothing", path); }},
                           {"folder", [&](fs::path const& path) { fs::create_directory(path); }},
-                          {"pipe", [&](fs::path const& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }}};
+                          {"pipe", [&](fs::path const& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
+                          {"pipe that somebody reads",
+                           [&](fs::path const& path) {
+                               ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+                               reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+                           }},
+                          {"file of another user", [&](fs::path const& path) {
+                               Put(path.filename(), "of somebody else");
+                               ASSERT_EQ(::chown(path.c_str(), 12345, 12345), 0);
+                           }}};
     for (Case const& c : cases) {
+        if (&c == std::end(cases) - 1 && ::geteuid() != 0) continue;  // only root makes it
         SCOPED_TRACE(c.what);
         Put("scan.dat", "old");
         fs::remove_all(planted);
@@ -87,7 +97,8 @@ TEST_F(PartFile, WhatStandsAtItsNameStaysUntouched) {
         EXPECT_EQ(Get("else.dat"), "of somebody else");
         EXPECT_EQ(CountFiles(), count);
         EXPECT_TRUE(locked < 0 || Get(planted.filename()) == "of somebody else");
-        if (locked >= 0) ::close(std::exchange(locked, -1));
+        for (int* const number : {&locked, &reader})
+            if (*number >= 0) ::close(std::exchange(*number, -1));
     }
 }
 

@@ -22,6 +22,7 @@ TEST(Placeholders, SameArguments) {
         {true, "%*d", "%*i"},
         {true, "to 100 %.", "auf 100 %!"},
         {true, "%p", "%20p"},
+        {true, "%s %c %x %o", "%S %C %X %i"},
         {false, "%p", "%d"},
         {false, "%s %d", "%d %s"},
         {false, "%s", ""},
@@ -42,6 +43,7 @@ TEST(Placeholders, SameArguments) {
     EXPECT_EQ(KxxListPlaceholders("a %2$-5.1lf %% %n%s%"), "%2$-5.1lf, %%, %, %s, %");
     EXPECT_EQ(KxxPseudoTranslate("Ab %5.2f mm\n%s, %d"), "[Áƀ %5.2f ɱɱ\n%s, %d~~~~]");
     EXPECT_EQ(KxxPseudoTranslate(""), "[]");
+    EXPECT_EQ(KxxPseudoTranslate("{@}"), "[{@}~~]");
     EXPECT_EQ(KxxPseudoTranslate("äöü"), "[äöü~~]");
 }
 

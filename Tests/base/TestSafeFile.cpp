@@ -7,6 +7,7 @@
 
 #include "Support.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <sys/stat.h>
@@ -58,6 +59,10 @@ TEST_F(SafeFile, ReplacesWholeAndKeepsWhatBelongsToTheFile) {
     if (isRoot) {
         EXPECT_EQ(status.st_uid, 12345u);
         EXPECT_EQ(status.st_gid, 12346u);
+        ASSERT_EQ(::chown(File("new").c_str(), 0, 12346), 0);  // the group alone
+        EXPECT_EQ(Save(Path("new"), "two"), 0u);
+        ASSERT_EQ(::stat(File("new").c_str(), &status), 0);
+        EXPECT_TRUE(status.st_uid == 0 && status.st_gid == 12346);
     }
     fs::create_symlink("target", File("dangling"));
     EXPECT_EQ(Save(Path("dangling"), "x"), 0u);
@@ -171,14 +176,36 @@ TEST_F(SafeFile, WhoMayNotKeepWhatBelongsToTheFileIsRefused) {
     fs::permissions(m_folder, fs::perms(0755));
     fs::permissions(File("shut"), fs::perms(0555));
     fs::permissions(File("open"), fs::perms(0777));
+    fs::create_directory(File("blind"));
+    fs::permissions(File("blind"), fs::perms(0333));
     ASSERT_EQ(::chown((File("shut") / "file").c_str(), 65534, 65534), 0);
     ASSERT_TRUE(::setegid(65534) == 0 && ::seteuid(65534) == 0);
-    unsigned long const shut = Save(Path("shut/file"), "new"), open = Save(Path("open/file"), "new");
+    unsigned long const shut = Save(Path("shut/file"), "new"), open = Save(Path("open/file"), "new"),
+                        blind = Save(Path("blind/file"), "new");
     ASSERT_TRUE(::seteuid(0) == 0 && ::setegid(0) == 0);
     EXPECT_EQ(shut, static_cast<unsigned long>(EACCES)) << "the folder takes no new file";
     EXPECT_EQ(open, static_cast<unsigned long>(EPERM)) << "the new file would have another owner";
-    EXPECT_EQ(Get("shut/file") + Get("open/file"), "oldold");
-    EXPECT_EQ(std::distance(fs::recursive_directory_iterator(m_folder), {}), 4);
+    EXPECT_EQ(blind, 0u) << "what may be written need not be read";
+    EXPECT_EQ(Get("shut/file") + Get("open/file") + Get("blind/file"), "oldoldnew");
+    EXPECT_EQ(std::distance(fs::recursive_directory_iterator(m_folder), {}), 6);
+}
+
+// Each case is a process of its own: saving looks at the signal once.
+TEST_F(SafeFile, AHandlerForFullFilesStaysDeathTest) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    static std::atomic<int> calls;
+    for (int const flags : {0, SA_SIGINFO}) {
+        auto const run = [&] {
+            struct sigaction own {};
+            own.sa_flags = flags;
+            own.sa_handler = [](int) { ++calls; };  // more arguments do no harm
+            ::sigaction(SIGXFSZ, &own, nullptr);
+            test::SizeLimit const limit(10);
+            bool const isRefused = Save(Path("file"), std::string(50, 'x')) == EFBIG;
+            std::_Exit(isRefused && calls > 0 && CountFiles() == 0 ? 7 : 1);
+        };
+        EXPECT_EXIT(run(), testing::ExitedWithCode(7), "") << flags;
+    }
 }
 
 // What is meant for them would otherwise stand among the measurements.
@@ -218,7 +245,8 @@ TEST_F(SafeFile, WithoutCommitNothingHappens) {
     EXPECT_EQ(CountFiles(), 1u);
     KxString const name = temporary.Copy(temporary.Search(L"/.file.", 0) + 1, 999);
     EXPECT_TRUE(KxxIsTemporaryName(name));
-    for (wchar_t const* other : {L"file", L".file.hbtmp-", L".file.hbtmp-ABCDEFGH", L"file.hbtmp-abcdefgh", L""})
+    for (wchar_t const* other :
+         {L"file", L".file.hbtmp-", L".measured-abcdefgh", L".file.hbtmp-ABCDEFGH", L"file.hbtmp-abcdefgh", L""})
         EXPECT_FALSE(KxxIsTemporaryName(other));
 
     KxSafeFile file(Path("file"));

@@ -3,6 +3,7 @@
 #include "hbtools/base/syString.h"
 
 #include "Support.h"
+#include "hbtools/base/syModule.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/syVersion.h"
 
@@ -28,6 +29,7 @@ TEST(String, NumbersFromText) {
         {L"+12", 12, 12, 12, 12, 1, 1},
         {L"-12", -12, 0, -12, -12, 1, 1},
         {L" 12", 12, 12, 12, 12, 0, 0},
+        {L"\t 12", 12, 12, 12, 12, 0, 0},
         {L"12 ", 12, 12, 12, 12, 0, 0},
         {L"12abc", 12, 12, 12, 12, 0, 0},
         {L"12.75", 12, 12, 12, 12.75, 0, 1},
@@ -38,6 +40,8 @@ TEST(String, NumbersFromText) {
         {L"-", 0, 0, 0, 0, 0, 0},
         {L"+-1", 0, 0, 0, 0, 0, 0},
         {L"1e3", 1, 1, 1, 1000, 0, 1},
+        {L"1e+3", 1, 1, 1, 1000, 0, 1},
+        {L"1e+999", 1, 1, 1, DBL_MAX, 0, 1},
         {L"-1.5E-2", -1, 0, -1, -0.015, 0, 1},
         {L"1e", 1, 1, 1, 1, 0, 0},
         {L"1e+", 1, 1, 1, 1, 0, 0},
@@ -118,7 +122,9 @@ TEST(String, ChangesInPlace) {
     EXPECT_EQ(U(text), "aabcabcaabcabc");
     EXPECT_EQ(text.SearchAndReplace(text.GetStr() + 12, KxString(L"-"), 3), 3);
     EXPECT_EQ(U(text), "aabca-aa-a-");
-    EXPECT_EQ(text.SearchAndReplace(L"", KxString(L"x"), 0), 0);
+    for (wchar_t const* none : {L"", L"z", static_cast<wchar_t const*>(nullptr)})
+        EXPECT_EQ(text.SearchAndReplace(none, KxString(L"x"), 0), 0);
+    EXPECT_EQ(U(text), "aabca-aa-a-");
     EXPECT_EQ(text.SearchAndReplace(L'-', L'+', 6), 2);
     EXPECT_EQ(U(text), "aabca-aa+a+");
     text = L"..a..";
@@ -133,6 +139,7 @@ TEST(String, ChangesInPlace) {
     EXPECT_EQ(U(text.Fill(-3, L'x')), "");
     text = L"a\r\nb\nc\rd\r\r\n";
     EXPECT_EQ(U(text.ConvertLineEnd(KxTools::LineEndLF)), "a\nb\nc\nd\n\n");
+    EXPECT_EQ(U(text.ConvertLineEnd(KxTools::LineEndCR)), "a\rb\rc\rd\r\r");
     EXPECT_EQ(U(text.ConvertLineEnd(KxTools::LineEndCRLF)), "a\r\nb\r\nc\r\nd\r\n\r\n");
     text = text.GetStr() + 3;  // a part of itself
     EXPECT_EQ(text[0u], L'b');
@@ -152,6 +159,7 @@ TEST(String, Comparison) {
     EXPECT_EQ(a.Compare(c, 3), 0);
     EXPECT_EQ(a.ICompare(L"ÄPF", 3), 0);
     EXPECT_EQ(a.Compare(c, 0), 0);
+    EXPECT_EQ(a.ICompare(L"x", 0) + a.ICompare(L"x", -3), 0);
     EXPECT_GT(a.ICompare(static_cast<wchar_t const*>(nullptr)), 0);
     EXPECT_TRUE(a == L"Äpfel" && L"Äpfel" == a && a != b && !(a < a) && a == KxTools::String(L"Äpfel"));
     EXPECT_TRUE(KxString(L"\U0001F600") > KxString(L"\uFFFD"));
@@ -170,9 +178,11 @@ TEST(String, ConversionsBetweenTheKinds) {
     EXPECT_EQ(KxString(static_cast<wchar_t const*>(nullptr)).Len(), 0);
     EXPECT_STREQ(static_cast<wchar_t const*>(KxString()), L"");
     CString const abc(L"abc");
-    EXPECT_TRUE(abc.Right(2) == L"bc" && abc.Mid(1, 1) == L"b" && abc.Left(9) == L"abc" && abc.ReverseFind(L'c') == 2);
+    EXPECT_TRUE(abc.Right(2) == L"bc" && abc.Right(9) == L"abc" && abc.Mid(1, 1) == L"b" && abc.Left(9) == L"abc" &&
+                abc.ReverseFind(L'c') == 2);
     EXPECT_TRUE(CString(L" \t x y\r\n").Trim() == L"x y");
     EXPECT_EQ(CStringA("\xE4").CompareNoCase(CStringA("\xC4")), 0);
+    EXPECT_TRUE(CStringA("\xB5").MakeUpper() == "\xB5");  // the code page has no such letter
 }
 
 template <class C>
@@ -200,7 +210,9 @@ void CheckFrameworkString() {
     text.Empty();
     text += C('x');
     text += static_cast<C const*>(nullptr);
-    EXPECT_TRUE(text + CStringT<C>(C('y'), 2) == Both<C>("xyy") && CStringT<C>(text.GetString(), -1).IsEmpty());
+    text += CStringT<C>(C('z'), 1).GetString();
+    EXPECT_FALSE(text == static_cast<C const*>(nullptr));
+    EXPECT_TRUE(text + CStringT<C>(C('y'), 2) == Both<C>("xzyy") && CStringT<C>(text.GetString(), -1).IsEmpty());
 }
 
 TEST(String, FrameworkStringsOfBothWidths) {
@@ -209,7 +221,13 @@ TEST(String, FrameworkStringsOfBothWidths) {
     EXPECT_EQ(U(KxString(L"a") + KxTools::String(L"b") + L"c" + static_cast<wchar_t const*>(nullptr)), "abc");
     KxTools::String const plain(L"a");
     EXPECT_EQ(U(KxString(plain + KxTools::String(L"b"))) + U(plain + L"c") + U(plain + KxString(L"d")), "abacad");
-    EXPECT_EQ(U(plain + static_cast<wchar_t const*>(nullptr)), "a");
+    wchar_t const* const none = nullptr;
+    EXPECT_EQ(U(plain + none) + U(none + plain) + U(none + KxString(plain)), "aaa");
+    KxTools::String text(L"x");
+    EXPECT_EQ(U(text.Insert(none, 0)), "x");
+    EXPECT_TRUE(text != none && text > none);
+    text = none;
+    EXPECT_TRUE(text == none && text.Len() == 0);
 }
 
 TEST(Resources, TextsByNumber) {
@@ -223,6 +241,21 @@ TEST(Resources, TextsByNumber) {
     static constexpr SxStringResource texts[] = {{1, "eins"}, {65535, "letzter"}};
     CDynLinkLibrary module(texts);
     EXPECT_EQ(U(KxString(KxResId(1, &module))) + U(KxString(KxResId(65535, &module))), "einsletzter");
+
+    // On the stack there is no module, and so no text.
+    AFX_EXTENSION_MODULE nowhere;
+    CDynLinkLibrary lost(nowhere);
+    EXPECT_EQ(lost.GetModule(), nullptr);
+    EXPECT_EQ(KxString(KxResId(1, &lost)).Len(), 0);
+    // The module and that of its texts may be given; the library itself stays in the list.
+    HINSTANCE const own = g_pHbToolsModule->GetModule();
+    AFX_EXTENSION_MODULE given;
+    EXPECT_EQ(AfxInitExtensionModule(given, own), 1);
+    given.hResource = KxxGetProgram();
+    CDynLinkLibrary const split(given);
+    EXPECT_TRUE(split.GetModule() == own && split.GetResourceHandle() == KxxGetProgram());
+    AfxTermExtensionModule(given);
+    EXPECT_GT(KxString(KxResId(6002)).Len(), 0);
 
     // What a module takes out of the list stays its owner's, and is not in the way when it goes.
     static AFX_EXTENSION_MODULE state, other;  // one on the stack has no module

@@ -36,7 +36,7 @@ TEST(Sync, LocksExcludeAndMayBeTakenAgain) {
                 for (int i = 0; i < 2000; ++i) {
                     CSingleLock outer(lock, 1);
                     CSingleLock inner(lock);
-                    EXPECT_TRUE(inner.Lock(10000) && inner.IsLocked());
+                    EXPECT_TRUE(!inner.IsLocked() && inner.Lock(10999) && inner.IsLocked());
                     ++counter;
                 }
             });
@@ -103,6 +103,15 @@ TEST(Sync, SemaphoresCount) {
     EXPECT_EQ(previous + semaphore.Unlock(), 0);
     test::Thrown<CInvalidArgException>([] { CSemaphore(2, 1); });
     test::Thrown<CInvalidArgException>([] { CSemaphore(0, 0); });
+    test::Thrown<CInvalidArgException>([] { CSemaphore(-1, 1); });
+    // Who gives up takes nothing from those in front of it.
+    CSemaphore none(0, 1);
+    std::atomic<int> got = 0;
+    std::jthread first([&] { got = none.Lock(); });
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(none.Lock(20), 0);
+    EXPECT_EQ(none.Unlock(), 1);
+    first.join();
+    EXPECT_EQ(got, 1);
 }
 
 TEST(Sync, WaitsAndTimersIgnoreThatTheClockIsSet) {
@@ -151,6 +160,13 @@ TEST(Sync, WaitingForSeveral) {
     CSyncObject* const mixed[] = {&first, &section};
     test::Thrown<CInvalidArgException>([&] { KxxWaitForAny(mixed, 2, 0); });
     test::Thrown<CInvalidArgException>([&] { KxxWaitForAny(mixed, 0); });
+    CSyncObject* const nothing[] = {&first, nullptr};
+    test::Thrown<CInvalidArgException>([&] { KxxWaitForAny(nothing, 2, 0); });
+    CEvent a, b, c;
+    CSyncObject* const five[] = {&a, &b, &c, &first, &second};
+    EXPECT_EQ(KxxWaitForAny(five, 5, 10), -1);
+    second.SetEvent();
+    EXPECT_EQ(KxxWaitForAny(five, 5, 10), 4);
 
     // No signal is lost or doubled while waiters come, give up and go.
     std::atomic<long> taken{0};

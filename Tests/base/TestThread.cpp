@@ -79,6 +79,8 @@ TEST(Thread, RunsItsFunctionAndEnds) {
     EXPECT_EQ(seen.id, worker.thread->GetThreadId());
     EXPECT_EQ(worker.thread->GetExitCode(), 7u);
     EXPECT_EQ(worker.thread->SuspendThread(), failure);
+    EXPECT_EQ(worker.thread->ResumeThread(), failure);
+    EXPECT_EQ(worker.thread->SetThreadPriority(THREAD_PRIORITY_NORMAL), 0);
     EXPECT_EQ(worker.thread->TerminateThread(1), 0);
     EXPECT_EQ(worker.thread->CreateThread(), 0);  // once
     EXPECT_EQ(worker.thread->PostThreadMessage(1, 0, 0), 0);
@@ -95,6 +97,18 @@ TEST(Thread, RunsItsFunctionAndEnds) {
     EXPECT_TRUE(ended.thread->WaitForEnd());
     EXPECT_EQ(ended.thread->GetExitCode(), 9u);
     EXPECT_EQ(seen.unwound, 1);
+    CWinThread kept([](void*) -> UINT { AfxEndThread(5, 0); });  // which would delete itself
+    EXPECT_TRUE(kept.CreateThread() && kept.WaitForEnd());
+    EXPECT_EQ(kept.GetExitCode(), 5u);
+    std::atomic<int> reached = 0;
+    std::thread([&] {
+        ++reached;
+        AfxEndThread(0);  // a thread without an object
+    }).join();
+    EXPECT_EQ(reached, 1);
+    CWinThread unstarted;
+    EXPECT_EQ(unstarted.SuspendThread() & unstarted.ResumeThread(), failure);
+    EXPECT_TRUE(unstarted.GetSuspendCount() == 0 && !unstarted.WaitForEnd(0) && !unstarted.TerminateThread(0));
 
     if (isThreadSanitized) return;  // to which it never ends
     Worker suicidal([](void*) -> UINT { return static_cast<UINT>(AfxGetThread()->TerminateThread(3)); });

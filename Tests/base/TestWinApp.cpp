@@ -44,6 +44,9 @@ TEST(WinApp, StandsForTheProcessAndItsMainThread) {
         EXPECT_EQ(GetpApp(), &app);
         EXPECT_EQ(AfxGetThread(), &app);
         EXPECT_EQ(app.GetThreadId(), static_cast<unsigned long>(::gettid()));
+        EXPECT_EQ(app.CreateThread() + app.WaitForEnd(0) + app.TerminateThread(0), 0);  // it runs already
+        EXPECT_TRUE(app.SetThreadPriority(THREAD_PRIORITY_NORMAL));
+        EXPECT_EQ(app.GetThreadPriority(), THREAD_PRIORITY_NORMAL);
         EXPECT_EQ(test::Thrown<KxException>([] { KxWinApp second; }), "Es gibt schon ein Anwendungsobjekt");
         EXPECT_EQ(AfxGetThread(), &app);
         std::thread([] { EXPECT_EQ(AfxGetThread(), nullptr); }).join();

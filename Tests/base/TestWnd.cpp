@@ -83,6 +83,16 @@ TEST(Wnd, PostedMessagesComeInOrder) {
     main.reset();
     main.emplace();  // where it stood
     EXPECT_EQ(app.GetMainWnd(), nullptr);
+    app.SetMainWnd(&*main);
+    CWinThread heir([](void*) -> UINT { return 0; }), other([](void*) -> UINT { return 0; });
+    other.SetMainWnd(&first);
+    for (CWinThread* const thread : {&heir, &other}) {
+        thread->SetAutoDelete(0);
+        EXPECT_TRUE(thread->CreateThread() && thread->WaitForEnd());
+    }
+    EXPECT_TRUE(heir.GetMainWnd() == &*main && other.GetMainWnd() == &first);
+    app.SetMainWnd(nullptr);
+    EXPECT_EQ(app.GetMainWnd(), nullptr);
 }
 
 class WindowThread : public CWinThread {
@@ -133,6 +143,29 @@ TEST(Wnd, SentMessagesCrossThreadsAndComeBack) {
     EXPECT_EQ(test::Thrown<KxException>([&] { app.PumpMessage(); }), "failed");
     sender.join();
     EXPECT_EQ(answer, 0);
+}
+
+TEST(Wnd, WhatNobodyTakesAnyMoreIsAnswered) {
+    struct Shared {
+        LRESULT answer = -1;
+        std::thread sender;
+        KxTimer timer;
+    } shared;
+    ThreadProc const leave = [](void* p) -> UINT {
+        auto& s = *static_cast<Shared*>(p);
+        Window here;
+        s.timer.SetTimeout(INFINITE);
+        s.timer.Start();
+        s.sender = std::thread([&] { s.answer = here.SendMessage(1); });
+        test::Await([] { return AfxGetThread()->HasMessage() != 0; });
+        return 0;
+    };
+    CWinThread thread(leave, &shared);
+    thread.SetAutoDelete(0);
+    EXPECT_TRUE(thread.CreateThread() && thread.WaitForEnd());
+    shared.sender.join();
+    EXPECT_EQ(shared.answer, 0);
+    EXPECT_FALSE(shared.timer.IsActive());
 }
 
 TEST(Wnd, SteadySendersDoNotKeepTheLoop) {
@@ -189,6 +222,13 @@ TEST(Wnd, NamesHaveNumbers) {
     EXPECT_EQ(RegisterWindowMessage(L"SIGNAL_ARRIVED"), arrived);
     EXPECT_NE(RegisterWindowMessage(L"SIGNAL_arrived"), arrived);
     EXPECT_EQ(RegisterWindowMessage(nullptr) + RegisterWindowMessage(L""), 0u);
+    auto const useUp = [] {
+        UINT last = 1, highest = 0;
+        for (int i = 0; last != 0; ++i, highest = std::max(highest, last))
+            last = RegisterWindowMessage(std::to_wstring(i).c_str());
+        std::_Exit(highest == 0xFFFF && RegisterWindowMessage(L"0") >= 0xC000 ? 7 : 1);
+    };
+    EXPECT_EXIT(useUp(), testing::ExitedWithCode(7), "");
 }
 
 TEST(Wnd, MessageBoxesGoToTheHandler) {
@@ -200,21 +240,25 @@ TEST(Wnd, MessageBoxesGoToTheHandler) {
     EXPECT_EQ(AfxSetMessageBoxHandler(handler), nullptr);
     EXPECT_EQ(AfxMessageBox(L"Größe", MB_ICONERROR, 3), 5);
     EXPECT_EQ(shown, L"Größe16,3");
+    AfxMessageBox(nullptr);
+    EXPECT_EQ(shown, L"0,0");
     EXPECT_EQ(AfxSetMessageBoxHandler(nullptr), handler);
     testing::internal::CaptureStderr();
     EXPECT_EQ(AfxMessageBox(L"Größe"), IDOK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Größe\n");
-    EXPECT_EXIT(  // where nobody reads it
-        {
-            int ends[2];
-            if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
-            std::signal(SIGPIPE, SIG_DFL);
-            AfxMessageBox(L"Größe");
-            sigset_t waiting;
-            ::sigpending(&waiting);
-            std::_Exit(::sigismember(&waiting, SIGPIPE) ? 2 : 7);
-        },
-        testing::ExitedWithCode(7), "");
+    auto const show = [](bool isWaiting) {  // where nobody reads it; a signal that was there before stays
+        int ends[2];
+        if (::pipe(ends) != 0 || ::dup2(ends[1], 2) != 2 || ::close(ends[0]) != 0) std::_Exit(1);
+        std::signal(SIGPIPE, SIG_DFL);
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGPIPE);
+        if (isWaiting) ::pthread_sigmask(SIG_BLOCK, &signals, nullptr), ::raise(SIGPIPE);
+        AfxMessageBox(L"Größe");
+        ::sigpending(&signals);
+        std::_Exit(::sigismember(&signals, SIGPIPE) == (isWaiting ? 1 : 0) ? 7 : 2);
+    };
+    for (bool const isWaiting : {false, true}) EXPECT_EXIT(show(isWaiting), testing::ExitedWithCode(7), "");
 }
 
 struct Ticks {
@@ -245,7 +289,10 @@ TEST(Timer, CallsOnceFromTheLoop) {
     EXPECT_FALSE(soon.IsActive());
     EXPECT_FALSE(app.HasMessage());
     soon.SetTimeout(0);
+    KxTimer const& same = soon;
     soon.Start();
+    soon = same;
+    EXPECT_TRUE(soon.IsActive() && app.HasMessage());
     later.SetTimeout(~0ul);
     later.Start();
     app.Reschedule();

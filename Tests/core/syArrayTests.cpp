@@ -99,6 +99,12 @@ TEST(KxTArray, AnImpossibleCountIsRefusedAndNoneIsNull) {
     EXPECT_EQ(array.Size() + grown.Size(), 4);
     array.Resize(0);
     EXPECT_EQ(array.Data(), nullptr);
+    int* const block = grown.Data();
+    KxTArray<int> owner;
+    owner.Attach(new int[3]{1, 2, 3}, 3);
+    owner.Attach(owner.Data(), 2);  // its own, of which fewer count
+    EXPECT_EQ(owner[0] * 100 + owner[1] * 10 + owner.Size(), 122);
+    EXPECT_EQ(grown.Data(), block);
     KxTMem<double> mem(5);
     EXPECT_EQ(std::accumulate(mem.begin(), mem.end(), 0.0), 0.0);
     mem.Resize(0);

@@ -62,10 +62,11 @@ TEST(DynMemFile, GrowsByItsFactor) {
         }
         int moves = 0;
         bool isPoor = false;
-        using KxDynMemFile::m_bufferSize;
+        using KxDynMemFile::GrowFile, KxDynMemFile::m_bufferSize;
     } file;
     EXPECT_EQ(file.GetBufferPtr(), nullptr);
     for (int i = 0; i < 10000; ++i) file.Write("x", 1);
+    file.GrowFile(1);  // there is room
     EXPECT_EQ(file.moves, 10);
     EXPECT_EQ(file.m_bufferSize, 16384u);
     EXPECT_EQ(file.GetBufferPtr()[9999], 'x');
@@ -115,6 +116,13 @@ TEST_F(FileUtilities, PatternsFindTheirFiles) {
     int count = 1;
     while (files.Next()) ++count;
     EXPECT_EQ(count, 9);
+    std::filesystem::create_symlink("nowhere", File("dangling.lnk"));
+    std::filesystem::path const former = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder);
+    EXPECT_TRUE(files.First(L"*.lnk"));  // here
+    std::filesystem::current_path(former);
+    EXPECT_EQ(test::U(files.GetName()), "dangling.lnk");
+    EXPECT_TRUE(files.GetSize() == 0 && !files.IsDirectory());
     EXPECT_EQ(files.First(Path("missing/*")), 0);
     EXPECT_EQ(files.Next(), 0);
     KxString stars(Path("") + L"/");

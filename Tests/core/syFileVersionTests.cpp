@@ -95,6 +95,20 @@ TEST_F(FileVersion, LibrariesOfWindowsAreRead) {
     dated.replace(dated.find("\xde\xb1\x9d\1"), 8, "\xde\xb1\x9d\1\x80\x16\xd7\xd5"s);
     ASSERT_EQ(Create(Pe(true, dated)), 1);
     EXPECT_EQ(info.GetFileDate().GetTime(), 1);
+    // Of a language spoken elsewhere, which is better than another one.
+    std::string austrian = block;
+    austrian.replace(austrian.find(Bytes(u"040704b0")), 16, Bytes(u"0c0704b0"));
+    austrian.replace(austrian.size() - 4, 2, "\7\x0c");
+    for (unsigned short const wanted : std::initializer_list<unsigned short>{0x0407, 0x0409}) {
+        unsigned short const former = KxxSetThreadLanguage(wanted);
+        EXPECT_EQ(Create(Pe(true, austrian)), 1);
+        KxxSetThreadLanguage(former);
+        EXPECT_EQ(Utf8(info.GetFileVersion()), "1.2.3") << wanted;
+    }
+    for (std::string const& size : {"\x14\0"s, "\x15\0"s}) {  // within the name, which has no end then
+        std::string cut = block;
+        EXPECT_EQ(Create(Pe(true, cut.replace(0, 2, size))), 0);
+    }
     EXPECT_EQ(Create("no module"), 0);
     EXPECT_EQ(info.GetFileVersion(0) + info.GetFileType(), 0u);
     EXPECT_EQ(Utf8(info.GetProductName()), "");
@@ -141,6 +155,14 @@ TEST_F(FileVersion, DamageIsNoBlock) {
         std::string damaged = pack;
         damaged[at] = static_cast<char>(~damaged[at]);
         ExpectNoMoreThanABlock(damaged, at);
+    }
+    // A section that is longer than a block can be.
+    std::string longer = pack + std::string(70000, '\0');
+    std::size_t const place = longer.rfind(Number(begin, 4) + Number(0, 4));
+    ASSERT_NE(place, longer.npos);
+    for (std::size_t const size : {pack.size() - begin, std::size_t{65536}}) {
+        longer.replace(place + 8, 8, Number(size, 4) + Number(0, 4));
+        EXPECT_EQ(Create(longer), size < 65536 ? 1 : 0);
     }
     // A table of resources that leads back to itself.
     std::string cycle = Pe(false);

@@ -155,6 +155,8 @@ TEST(KxTList, NewNodeAndDeleteNodeServeEveryElement) {
         base.AddHead(0);
         base.Remove(1);
         EXPECT_EQ(made * 10 + freed, 31);
+        plain = std::move(base);  // nodes of its own kind pass on by their values alone
+        EXPECT_EQ(made * 10 + plain.Count(), 32);
     }
     EXPECT_EQ(freed, 3);
 }
@@ -169,6 +171,8 @@ TEST(KxTBlockHeap, IgnoresStrangersAndKeepsItsBlockSizeUntilClear) {
     KxTBlockHeap<Slot> heap(0);
     EXPECT_EQ(heap.BlockCount(), 0);
     EXPECT_EQ(heap.BlockSize(), 1);
+    Slot foreign;
+    heap.Free(&foreign);
     EXPECT_EQ(heap.Alloc()->number, 7);
     heap.SetBlockSize(5);  // holds from the next Clear on
     heap.Alloc();
@@ -176,7 +180,6 @@ TEST(KxTBlockHeap, IgnoresStrangersAndKeepsItsBlockSizeUntilClear) {
     heap.Clear();
     EXPECT_EQ(heap.BlockCount() + heap.FreeCount(), 0);
     heap.Alloc();
-    Slot foreign;
     heap.Free(&foreign);
     heap.Free(nullptr);
     EXPECT_EQ(heap.FreeCount(), 4);

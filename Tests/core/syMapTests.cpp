@@ -127,6 +127,7 @@ TEST(HashFunctions, HaveTheirFixedValues) {
     };
     KxStringHashFunction const stringHash;
     for (auto const& c : texts) EXPECT_EQ(stringHash.Value(CString(c.text)), c.value);
+    EXPECT_EQ(stringHash.Value(CString(wchar_t(0x110000))), 5381U * 33 + 0x110000);  // no character
     EXPECT_EQ(KxTIntegerHashFunction<short>().Value(-2), 0xFFFFFFFEU);
     EXPECT_EQ(KxTIntegerHashFunction<int>().Value(-2), 0xFFFFFFFEU);
     EXPECT_EQ(KxTIntegerHashFunction<long>().Value(-2), 0xFFFFFFFEU);

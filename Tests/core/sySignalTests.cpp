@@ -78,6 +78,12 @@ TEST(Signals, ObjectsComeFirstInTheOrderOfConnection) {
     EXPECT_EQ(Emitted(signal), "b1 a-1 b1 o1 ");
     signal.Disconnect(&b, &Receiver::On);
     EXPECT_EQ(Emitted(signal), "a-1 o1 ");
+
+    copy.Connect(&b, &Receiver::On);
+    copy.ConnectAsIn(signal);
+    KxTSignal<int> const& same = copy;
+    copy.ConnectAsIn(same);
+    EXPECT_EQ(Emitted(copy) + Emitted(signal), "a-1 o1 a-1 o1 ");
 }
 
 TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
@@ -89,6 +95,7 @@ TEST(Signals, SlotsMayChangeTheSignalWhileTheyAreCalled) {
         {"-a", "a1 b1 c1 f1 ", "b1 c1 f1 "},
         {"-c", "a1 b1 f1 ", "a1 b1 f1 "},
         {"-f", "a1 b1 c1 ", "a1 b1 c1 "},
+        {"!-f", "a1 b1 a9 b9 c9 f9 ", "a1 b1 c1 "},
         {"+d", "a1 b1 c1 d1 f1 ", "a1 b1 c1 d1 f1 "},
         {"-a+d", "a1 b1 c1 d1 f1 ", "b1 c1 d1 f1 "},  // the count is as before
         {"-a-b-c-f", "a1 b1 ", ""},
@@ -189,7 +196,11 @@ TEST(Signals, AThrowingSlotKeepsNoOtherFromBeingCalled) {
         }
         EXPECT_EQ(g_calls, "a1 b1 c1 f1 ");
     }
-    slots[0].action = slots[1].action = slots[2].action = nullptr;
+    // The object of exhausted memory is the same each time.
+    slots[0].action = slots[1].action = [] { AfxThrowMemoryException(); };
+    slots[2].action = nullptr;
+    EXPECT_THROW(signal.Emit(1), CMemoryException*);  // which nobody need delete
+    slots[0].action = slots[1].action = nullptr;
     EXPECT_EQ(Emitted(signal), "a1 b1 c1 f1 ");
 }
 
@@ -201,17 +212,20 @@ TEST(Signals, TheEndOfAThreadIsNotKept) {
     KxTSignal<int> signal;
     Receiver slots[] = {Receiver('a'), Receiver('b'), Receiver('c')};
     for (Receiver& slot : slots) signal.Connect(&slot, &Receiver::On);
-    slots[0].action = [] { AfxThrowInvalidArgException(); };
+    std::function<void()> const firsts[] = {nullptr, [] { throw 7; }, [] { AfxThrowInvalidArgException(); }};
     slots[1].action = [] { throw new End; };
-    g_calls.clear();
-    try {
-        signal.Emit(1);
-        ADD_FAILURE();
-    } catch (CException* exception) {
-        EXPECT_TRUE(exception->EndsThread());
-        exception->Delete();
+    for (auto const& first : firsts) {
+        slots[0].action = first;
+        g_calls.clear();
+        try {
+            signal.Emit(1);
+            ADD_FAILURE();
+        } catch (CException* exception) {
+            EXPECT_TRUE(exception->EndsThread());
+            exception->Delete();
+        }
+        EXPECT_EQ(g_calls, "a1 b1 ");
     }
-    EXPECT_EQ(g_calls, "a1 b1 ");
     slots[1].action = [] { ::pthread_exit(nullptr); };
     bool returned = false;
     std::thread([&] {

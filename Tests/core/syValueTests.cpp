@@ -55,6 +55,7 @@ TEST(CRC64, HasThePublishedValues) {
     EXPECT_EQ((KxCRC64() << 1.0).GetCRC(), Sum(std::string("\0\0\0\0\0\0\xf0\x3f", 8)));
     KxCRC64 refusing;
     EXPECT_NE(test::Thrown<CInvalidArgException>([&] { refusing << 0x80000000L; }), "");
+    EXPECT_NE(test::Thrown<CInvalidArgException>([&] { refusing << -0x80000001L; }), "");
     EXPECT_NE(test::Thrown<CInvalidArgException>([&] { refusing << 0x100000000UL; }), "");
     EXPECT_EQ(refusing.GetCRC(), 0);
 }
@@ -94,6 +95,7 @@ TEST(Guid, ReadsAndWritesItsForms) {
                                 L"{0112233-4455-6677-8899-AABBCCDDEEFF}", L"0011223344556677-8899-AABBCCDDEEFF---",
                                 L"00112233-4455-6677-8899-AABBCCDDEEF\x0661"})
         EXPECT_NE(test::Thrown<KxException>([&] { KxGuid const refused{KxString(text)}; }), "") << test::U(text);
+    EXPECT_NE(test::Thrown<KxException>([&] { KxGuid const refused{guid.ToString() + L'\0'}; }), "");
     EXPECT_EQ(test::Thrown<KxException>([] { KxGuid const refused{KxTArray<unsigned char>(15)}; }),
               "Ein Bezeichner hat 16 Byte, nicht 15");
 }
@@ -142,7 +144,7 @@ public:
     List() : CPList(&CompareInts, [](void*) { ++g_cleared; }) {}
     using CPList::AddEntry, CPList::InsertEntry, CPList::RemoveEntry, CPList::RemoveByValue, CPList::GetEntryPtr;
     using CPList::FindBinary, CPList::Sort, CPList::Clear, CPList::DuplicateList, CPList::Compact;
-    using CPList::NumEntries, CPList::SetCmpFunc;
+    using CPList::NumEntries, CPList::SetCmpFunc, CPList::SetClrFunc;
 
     std::vector<int> Values() const {
         std::vector<int> values;
@@ -179,11 +181,25 @@ TEST(PList, KeepsSortsAndFinds) {
         EXPECT_EQ(list.DuplicateList(copy), 1);
         EXPECT_EQ(g_cleared, 1);
         EXPECT_EQ(copy.Values(), list.Values());
-        EXPECT_EQ(copy.Compact(0, 1000), 1);
+        EXPECT_EQ(list.DuplicateList(list) + copy.DuplicateList(copy), 2);
+        EXPECT_EQ(copy.Values(), list.Values());
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(copy.Compact(0, 1000), 1);
         EXPECT_EQ(copy.Compact(1, 0), 1);
         EXPECT_EQ(copy.Compact(~0UL, 0), 0);
         EXPECT_EQ(copy.Compact(1, ~0UL / 8), 0);
         EXPECT_EQ(copy.Values(), list.Values());
+    }
+    EXPECT_EQ(g_cleared, 6);
+    {
+        List keeping, empty;
+        for (int& number : numbers) keeping.AddEntry(&number);
+        keeping.SetCmpFunc(nullptr);
+        keeping.Sort();
+        empty.Sort();
+        EXPECT_EQ(keeping.Values(), (std::vector<int>{3, 1, 2, 1, 7}));
+        keeping.SetClrFunc(nullptr);  // the entries are somebody else's
+        EXPECT_EQ(empty.DuplicateList(keeping), 1);
+        EXPECT_EQ(keeping.NumEntries(), 0u);
     }
     EXPECT_EQ(g_cleared, 6);
     // The first of many equals takes no walk along them.

@@ -118,6 +118,22 @@ TEST(NewHandler, TellsTheSize) {
     }
     EXPECT_EQ(SizeThrown(plain), 1u);
     EXPECT_EQ(std::get_new_handler(), nullptr);
+    std::new_handler const later = [] { throw std::bad_alloc(); };
+    {
+        KxNewHandler const guard;
+        std::set_new_handler(later);
+    }
+    EXPECT_EQ(std::set_new_handler(nullptr), later);  // not ours to take away
+    auto const help = [] {
+        static rlimit former;
+        ::getrlimit(RLIMIT_AS, &former);
+        rlimit const little = {64 << 20, former.rlim_max};
+        ::setrlimit(RLIMIT_AS, &little);
+        KxNewHandler const guard([](unsigned long long) { return ::setrlimit(RLIMIT_AS, &former) == 0 ? 1 : 0; });
+        void* const memory = ::operator new(512 << 20);
+        std::_Exit(memory ? 7 : 1);
+    };
+    EXPECT_EXIT(help(), testing::ExitedWithCode(7), "");  // a handler that found some
     void* const aligned = ::operator new(1, wide);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(aligned) % 64, 0u);
     ::operator delete(aligned, wide);

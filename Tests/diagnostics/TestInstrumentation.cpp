@@ -51,7 +51,7 @@ TEST(StopWatch, RunsStandsAndGoesBackToZero) {
 }
 
 // The processes of this test by name: the one that runs, whichever of its kind it is.
-KxString OwnInstance() {
+KxString InstanceOf(pid_t process) {
     std::string const program = std::filesystem::read_symlink("/proc/self/exe").stem();
     for (int i = 0; i < 100; ++i) {
         KxString instance;
@@ -62,10 +62,13 @@ KxString OwnInstance() {
         KxString path;
         path.SPrintf(L"\\process(%s)\\id process", instance);
         if (query.AddCounter(path, handle) == PERF_SUCCESS && query.Collect() == PERF_SUCCESS &&
-            query.GetValue(handle, number) == PERF_SUCCESS && number == ::getpid())
+            query.GetValue(handle, number) == PERF_SUCCESS && number == process)
             return instance;
     }
     return KxString();
+}
+KxString OwnInstance() {
+    return InstanceOf(::getpid());
 }
 
 TEST(PerfCounter, EveryCounterGivesASensibleNumber) {
@@ -107,6 +110,7 @@ TEST(PerfCounter, EveryCounterGivesASensibleNumber) {
             EXPECT_EQ(query.GetValue(handle, value), PERF_SUCCESS);
             EXPECT_TRUE(value >= c.least && value <= c.most) << U(path) << " is " << value;
             EXPECT_EQ(query.GetValue(handle + 1, value), PERF_INVALID_HANDLE);
+            EXPECT_EQ(query.GetValue(-1, value), PERF_INVALID_HANDLE);
         }
     }
     KxPerfQuery query;
@@ -152,6 +156,8 @@ TEST(PerfCounter, ATotalOutlivesItsProcesses) {
     }
     int status = 0;
     ::waitpid(child, &status, WUNTRACED);
+    int one = -1;
+    ASSERT_EQ(query.AddCounter(L"\\Process(" + InstanceOf(child) + L")\\Thread Count", one), PERF_SUCCESS);
     double with = 0, without = 0, value = -1;
     query.Collect();
     EXPECT_EQ(query.GetValue(time, value), PERF_SUCCESS);
@@ -162,6 +168,7 @@ TEST(PerfCounter, ATotalOutlivesItsProcesses) {
     query.Collect();
     EXPECT_EQ(query.GetValue(time, value), PERF_SUCCESS);
     EXPECT_GE(value, 0);  // one that has gone takes nothing back
+    EXPECT_EQ(query.GetValue(one, value), PERF_NO_INSTANCE);
     query.GetValue(count, without);
     EXPECT_GT(with, 1);
     EXPECT_GT(without, 1);
@@ -172,19 +179,25 @@ TEST(PerfCounter, FailuresNameTheCounter) {
         wchar_t const* path;
         char const* reason;
     };
+    char const* const noInstance = "0x800007d1: Die Instanz des Leistungsobjektes gibt es nicht";
+    char const* const noForm = "0xc0000bc0: Der Pfad des Leistungsindikators hat nicht die richtige Form";
     for (Case const& c : {
              Case{L"\\Memory\\Nonsense", "0xc0000bb9: Das Leistungsobjekt hat keinen solchen Indikator"},
              Case{L"\\Nonsense\\Threads", "0xc0000bb8: Das Leistungsobjekt gibt es nicht"},
-             Case{L"\\Processor\\% User Time", "0x800007d1: Die Instanz des Leistungsobjektes gibt es nicht"},
-             Case{L"\\Processor(512)\\% User Time", "0x800007d1: Die Instanz des Leistungsobjektes gibt es nicht"},
-             Case{L"\\Process(no such program)\\Working Set",
-                  "0x800007d1: Die Instanz des Leistungsobjektes gibt es nicht"},
-             Case{L"\\Memory(0)\\Available Bytes",
-                  "0xc0000bc0: Der Pfad des Leistungsindikators hat nicht die richtige Form"},
-             Case{L"Memory", "0xc0000bc0: Der Pfad des Leistungsindikators hat nicht die richtige Form"},
-             Case{L"", "0xc0000bc0: Der Pfad des Leistungsindikators hat nicht die richtige Form"},
-             Case{L"\\Process()\\Working Set",
-                  "0xc0000bc0: Der Pfad des Leistungsindikators hat nicht die richtige Form"},
+             Case{L"\\Processor\\% User Time", noInstance},
+             Case{L"\\Processor(512)\\% User Time", noInstance},
+             Case{L"\\Process(no such program)\\Working Set", noInstance},
+             Case{L"\\Memory(0)\\Available Bytes", noForm},
+             Case{L"Memory", noForm},
+             Case{L"", noForm},
+             Case{L"\\\\machine", noForm},
+             Case{L"\\Memory", noForm},
+             Case{L"Memory\\Available Bytes", noForm},
+             Case{L"\\Memory\\", noForm},
+             Case{L"\\Process(a\\Working Set", noForm},
+             Case{L"\\Process(a#b)\\Working Set", noInstance},
+             Case{L"\\Processor(first)\\% User Time", noInstance},
+             Case{L"\\Process()\\Working Set", noForm},
              Case{L"\\\\elsewhere.invalid\\Memory\\Available Bytes",
                   "0x800007d0: Der Leistungsindikator gehört zu einem anderen Rechner"},
          }) {

@@ -69,6 +69,20 @@ TEST_F(Zip, OtherToolsReadAndWriteThem) {
     EXPECT_NE(failure.find("encrypted"), std::string::npos) << failure;
 }
 
+// Not only at the end: the medium is to be busy meanwhile.
+TEST_F(Zip, WhatIsLargeStandsAtItsPlaceWhileTheRestIsUnpacked) {
+    KxTDynArray<SxZipSource> sources;
+    for (char const* name : {"large", "small"}) Put(name, "b"), sources.Add({Path(name), L""});
+    std::filesystem::resize_file(File("large"), 64u << 20);
+    KxZipHelper::CompressFiles(sources, Path("z.zip"), L"", KxZipHelper::Mode::replace);
+    KxTMap<KxString, KxString> out;
+    bool isEarly = false;
+    KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), out, [&](unsigned long long, unsigned long long) {
+        isEarly |= std::filesystem::exists(File("out/large")) && !std::filesystem::exists(File("out/small"));
+    });
+    EXPECT_TRUE(isEarly && std::filesystem::file_size(File("out/large")) == 64u << 20 && Get("out/small") == "b");
+}
+
 TEST_F(Zip, WatchedCallsEndAtEveryStageAndLeaveNothing) {
     std::string noise(200000, '\0');
     std::mt19937 random(1);

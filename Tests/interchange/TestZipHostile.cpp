@@ -132,7 +132,10 @@ TEST_F(HostileZip, NamesStayInTheFolder) {
         EXPECT_TRUE(failure.starts_with("Failed to accept name of current file ")) << failure;
         EXPECT_EQ(CountOut(), 0u) << name;
     }
-    std::vector<Entry> const clashes[] = {{{"a.txt", "1"}, {"A.TXT", "2"}},
+    std::string sign, spelt;  // one character that stands for eighteen
+    for (int i = 0; i < 5; ++i) sign += "\uFDFA", spelt += "صلى الله عليه وسلم";
+    std::vector<Entry> const clashes[] = {{{sign, "1", 0x800}, {spelt, "2", 0x800}},
+                                          {{"a.txt", "1"}, {"A.TXT", "2"}},
                                           {{"a", "1"}, {"a/b", "2"}},
                                           {{"a/b", "1"}, {"a", "2"}},
                                           {{"a", "1"}, {"A/", ""}},

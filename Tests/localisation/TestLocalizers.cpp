@@ -44,6 +44,8 @@ TEST(Language, NumbersCodesAndNames) {
     std::string const endless(200, '1');
     for (char const* name : {"", "C", "xx_YY", "\xFF", "_", endless.c_str()})
         EXPECT_EQ(KxxFindLanguage(name), 0) << name;
+    for (std::size_t length = 100; length < 200; ++length)  // about the longest that is looked at
+        EXPECT_EQ(KxxFindLanguage("de_DE_" + std::string(length, 'X')) & ~1031, 0) << length;
     EXPECT_EQ(KxxFindLanguage("de"), 1031);
     EXPECT_EQ(KxxFindLanguage("de_CH.UTF-8@euro"), 0x0807);
 }
@@ -57,7 +59,8 @@ TEST(LanguageDeathTest, OfTheUser) {
     } const cases[] = {{"", "", "de_CH.UTF-8", "", 0x0807}, {"", "fr_FR", "de_DE", "", 0x040C},
                        {"de_DE", "fr_FR", "", "", 1031},    {"", "", "", "de", 1033},
                        {"C", "de_DE", "de_DE", "de", 1033}, {"", "", "de_DE", "it:de", 0x0410},
-                       {"", "", "nonsense", "", 1033}};
+                       {"", "", "nonsense", "", 1033},      {"POSIX", "", "de_DE", "de", 1033},
+                       {"", "", "de_DE", nullptr, 1031}};
     auto const body = [] {
         ::setenv("LANG", "ja_JP", 1);  // too late
         std::fprintf(stderr, "language %d", KxxGetUserLanguage());
@@ -69,7 +72,7 @@ TEST(LanguageDeathTest, OfTheUser) {
         std::optional<std::string> former[4];
         for (int i = 0; i < 4; ++i) {
             if (char const* const value = std::getenv(names[i])) former[i] = value;
-            ::setenv(names[i], values[i], 1);
+            values[i] ? ::setenv(names[i], values[i], 1) : ::unsetenv(names[i]);
         }
         EXPECT_EXIT(body(), testing::ExitedWithCode(7), "language " + std::to_string(c.id));
         for (int i = 0; i < 4; ++i) former[i] ? ::setenv(names[i], former[i]->c_str(), 1) : ::unsetenv(names[i]);

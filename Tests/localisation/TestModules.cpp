@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -70,14 +71,33 @@ TEST_F(Modules, WhatCannotBeLoaded) {
                        {"unresolved.so", ENOEXEC, "undefined symbol"},
                        {"lacking.so", ENOEXEC, "libxbtools.so"},
                        {"pipe.so", ENOEXEC, "keine gewöhnliche Datei"},
+                       {"none.so/x", ENOENT, "none.so/x"},
                        {"LanguagePacks", ENOEXEC, "keine gewöhnliche Datei"},
                        {"nothing.so", ENOENT, "nothing.so"}};
     for (auto const& c : cases) {
         std::string const words = Refused(Path(c.file), c.code);
         EXPECT_NE(words.find(c.words), std::string::npos) << words;
     }
+    for (auto const& [place, size] : {std::pair<std::size_t, std::size_t>{0x28, 8}, {0x3C, 2}}) {
+        std::string bytes = whole;  // without sections, which only tools need
+        Put("stripped.so", bytes.replace(place, size, size, '\0'));
+        HINSTANCE const module = AfxLoadLibrary(Path("stripped.so"));
+        EXPECT_NE(module, nullptr) << U(KxxGetModuleError().text);
+        EXPECT_EQ(AfxFreeLibrary(module), 1);
+    }
     for (wchar_t const* name : {L"", L"./libExtension.so", L"bin/libExtension.so", L"NoSuch.dll"})
         Refused(name, ENOENT);
+    KxString const cutName(std::wstring(L"a\0b", 3));
+    EXPECT_NE(Thrown<KxDllLoadException>([&] { KxxLoadLibrary(cutName); }), "");
+    EXPECT_TRUE(!KxxLoadSatellite(cutName) && KxxGetModuleError().code == ENOENT);
+    if (::geteuid() == 0) {  // who may become somebody that must not read it
+        std::filesystem::permissions(m_folder, std::filesystem::perms(0755));
+        std::filesystem::permissions(File("none.so"), std::filesystem::perms::none);
+        ASSERT_EQ(::seteuid(65534), 0);
+        std::string const words = Refused(Path("none.so"), EACCES);
+        ASSERT_EQ(::seteuid(0), 0);
+        EXPECT_NE(words.find("none.so"), std::string::npos) << words;
+    }
     EXPECT_EQ(AfxLoadLibrary(nullptr), nullptr);
     std::filesystem::path const former = std::filesystem::current_path();
     std::filesystem::current_path(m_folder);
@@ -90,6 +110,15 @@ TEST_F(Modules, AreCounted) {
     HINSTANCE const module = AfxLoadLibrary(m_module);
     ASSERT_TRUE(module) << U(KxxGetModuleError().text);
     EXPECT_EQ(AfxLoadLibrary(Path("link.so")), module);
+    EXPECT_EQ(AfxLoadLibrary(L"Extension.dll"), module);  // by its name, once it is there
+    EXPECT_EQ(AfxFreeLibrary(module), 1);
+    std::filesystem::rename(File("libExtension.so"), File("away.so"));
+    EXPECT_EQ(AfxLoadLibrary(L"Extension.dll"), nullptr);
+    EXPECT_EQ(KxxGetModuleError().code, static_cast<unsigned long>(ENOENT));
+    std::filesystem::rename(File("away.so"), File("libExtension.so"));
+    EXPECT_TRUE(!GetProcAddress(module, nullptr) && !GetProcAddress(nullptr, "no function of the program"));
+    int onStack = 0;
+    EXPECT_TRUE(!KxxGetModuleOf(nullptr) && !KxxGetModuleOf(&onStack) && !KxModuleHold(&onStack).GetModule());
     EXPECT_EQ(GetModuleFileName(module), m_module);
     EXPECT_EQ(KxxGetModuleOf(GetProcAddress(module, "Library")), module);
     EXPECT_EQ(GetProcAddress(module, "AfxLoadLibrary"), nullptr);
@@ -122,6 +151,9 @@ TEST_F(Modules, FreedByOthersAnswerNothing) {
     EXPECT_NE(GetProcAddress(module, "Library"), nullptr);
     ::dlclose(code);
     EXPECT_EQ(GetProcAddress(module, "Library"), nullptr);
+    KxDll const dll(m_module, 205);
+    EXPECT_EQ(AfxFreeLibrary(dll.GetModule()), 1);  // once too often
+    EXPECT_EQ(KxDll(dll).GetModule(), nullptr);
 }
 
 TEST_F(Modules, StayAsLongAsTheirThreads) {
@@ -158,6 +190,15 @@ TEST_F(Modules, NoneComesFromBelowTheWorkingDirectoryDeathTest) {
         ::setenv("LD_LIBRARY_PATH", path, 1);
         EXPECT_EXIT(load(), testing::ExitedWithCode(7), "") << path;
     }
+    // Of several that are there and cannot be loaded the first is the reason.
+    for (char const* name : {"libBroken.so", "Broken.so"}) Put(name, "no module");
+    auto const loadBroken = [] {
+        bool const isLoaded = AfxLoadLibrary(L"Broken.dll");
+        bool const isFirst = KxxGetModuleError().text.View().find(L"/libBroken.so") != std::wstring_view::npos;
+        std::_Exit(!isLoaded && isFirst && KxxGetModuleError().code == ENOEXEC ? 7 : 1);
+    };
+    ::setenv("LD_LIBRARY_PATH", m_folder.c_str(), 1);
+    EXPECT_EXIT(loadBroken(), testing::ExitedWithCode(7), "");
     former ? ::setenv("LD_LIBRARY_PATH", value.c_str(), 1) : ::unsetenv("LD_LIBRARY_PATH");
 }
 
@@ -175,7 +216,11 @@ TEST_F(Modules, DllOfAVersion) {
         EXPECT_EQ(other.GetModule(), dll.GetModule());
         EXPECT_NE(dll.GetFunction("Library"), nullptr);
         EXPECT_NE(Thrown<KxDllProcAddrException>([&] { dll.GetFunction("Nothing"); }), "");
+        EXPECT_NE(Thrown<KxDllProcAddrException>([&] { dll.GetFunction(nullptr); }), "");
+        KxDll const texts(Path(Satellite("ENU")), 0), sameTexts(texts);  // of no version
+        EXPECT_TRUE(texts.GetVersion() == 0 && texts.GetModule() && sameTexts.GetModule() == texts.GetModule());
     }
+    KxxFreeLibrary(KxxLoadLibrary(m_module));
     EXPECT_FALSE(IsLoaded());
     EXPECT_EQ(Thrown<KxVersionException>([&] { KxDll(m_module, 206); }).substr(0, 4), "Die ");
     EXPECT_FALSE(IsLoaded());

@@ -5,6 +5,7 @@
 #include "LocalisationTest.h"
 #include "SatelliteFile.h"
 #include "hbtools/base/syDelayLoad.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
 #include "hbtools/localisation/syLocalizer.h"
 
@@ -81,6 +82,13 @@ TEST_F(Satellites, HostileTables) {
         EXPECT_FALSE(Load(SatelliteFile(table))) << c.what;
         EXPECT_NE(KxxGetModuleError().text.View().find(L"Texttabelle"), std::wstring_view::npos) << c.what;
     }
+    std::string longer = Table() + std::string("d\0", 2);
+    longer.replace(16, 4, Number(longer.size()));
+    EXPECT_FALSE(Load(SatelliteFile(longer))) << "a text without an entry";
+    std::size_t const former = std::exchange(KxxLimits().satelliteBytes, Table().size() - 1);
+    EXPECT_FALSE(Load(SatelliteFile(Table())));
+    KxxLimits().satelliteBytes = former;
+    EXPECT_NE(KxxGetModuleError().text.View().find(L"groß"), std::wstring_view::npos);
     // Ten megabytes of one text, and a section that lies elsewhere.
     std::string huge = Table().substr(0, 24) + Number(7) + Number(32) + std::string(10 << 20, 'x') + '\0';
     huge.replace(12, 8, Number(1) + Number(huge.size()));
@@ -156,6 +164,12 @@ TEST_F(Satellites, TextsOfAModule) {
     ASSERT_EQ(g_lines.size(), 1u);
     EXPECT_TRUE(g_lines[0].starts_with("Text 30 aus \"" + File(Satellite("ENU")).string())) << g_lines[0];
     EXPECT_NE(g_lines[0].find("(%d, %d / %s, %d)"), std::string::npos) << g_lines[0];
+    KxTextReporter const debugFile = KxxSetTextReporter(nullptr);
+    for (int i = 0; i < 101; ++i) CDynLinkLibrary(g_otherTexts).SetResourceHandle(english);
+    g_lines.clear();
+    KxxSetTextReporter(collect);
+    KxxSetTextReporter(debugFile);
+    EXPECT_EQ(g_lines.size(), 100u);  // so many wait for somebody to be told
     EXPECT_EQ(U(KxString(KxxFormat(library->LoadText(10).View(), 2.5, L"Naht"))), "Naht: length 2.50 mm");
     EXPECT_EQ(Text(library, 20), "Points");
     EXPECT_EQ(Text(library, 30), "%d von %d");

@@ -138,10 +138,9 @@ int AboveStandard(int number) noexcept {
 }
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    if (this != &other) {
-        Close();
-        m_number = other.Release();
-    }
+    int const number = other.Release();  // before our own is closed: it may be the same
+    Close();
+    m_number = number;
     return *this;
 }
 
@@ -157,7 +156,6 @@ int Descriptor::Release() {
 
 int Descriptor::Open(std::string const& path, unsigned flags) {
     Close();
-    if (path.empty()) return ENOENT;
     if (path.find('\0') != std::string::npos) return EINVAL;
     int system = O_NONBLOCK | O_NOCTTY;
     system |= (flags & write) == 0 ? O_RDONLY : (flags & read) != 0 ? O_RDWR : O_WRONLY;

@@ -28,7 +28,7 @@ class KX_API CArchive {
 public:
     enum Mode : UINT { store = 0, load = 1, bNoFlushOnDelete = 2, bNoByteSwap = 4 };
 
-    /// `buffer` is used if it is given and stays the caller's; otherwise the archive makes one of `bufferSize` bytes.
+    /// A given `buffer` is used and stays the caller's, else one of `bufferSize` bytes is made. No file: as closed.
     CArchive(CFile* file, UINT mode, int bufferSize = 4096, void* buffer = nullptr);
     CArchive(CArchive const&) = delete;
     CArchive& operator=(CArchive const&) = delete;

@@ -234,7 +234,7 @@ private:
         if (m_freeCount == 0) {
             m_cursor = AppendBlock();
         } else {
-            m_cursor = m_blocks[NextWithRoom(m_cursor ? m_cursor->position : 0)];
+            m_cursor = m_blocks[NextWithRoom(m_cursor->position)];
         }
         return m_cursor;
     }

@@ -47,8 +47,8 @@ private:
         using reference = E&;
 
         Walker() = default;
-        Walker(Element* const* bucket, Element* const* end) : m_bucket(bucket), m_end(end) {
-            m_element = bucket == end ? nullptr : *bucket;
+        /// From a bucket on; there is at least one.
+        Walker(Element* const* bucket, Element* const* end) : m_element(*bucket), m_bucket(bucket), m_end(end) {
             SkipEmptyBuckets();
         }
         template <class Other>

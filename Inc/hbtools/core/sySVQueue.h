@@ -226,7 +226,7 @@ private:
     /// Brings the cursor to the block of the element, from the nearest of the first, the last and the cursor block.
     T* Seek(int index) const {
         int position = index - m_cursorIndex;
-        if (!m_cursor || static_cast<unsigned>(position) >= static_cast<unsigned>(m_cursor->used)) [[unlikely]] {
+        if (static_cast<unsigned>(position) >= static_cast<unsigned>(m_cursor->used)) [[unlikely]] {
             MoveCursor(index);
             position = index - m_cursorIndex;
         }
