@@ -75,7 +75,10 @@ void AddMapData(Page& page, DeviationSet const& set, double limit, ReportStyle c
                  ? set.unit
                  : KxString(),
              limit);
-    for (int i = 0; i < 3; ++i) page.Add(L"%.6g, ", (high[i] - low[i]) / diagonal);
+    for (int i = 0; i < 3; ++i) {
+        double const side = (high[i] - low[i]) / diagonal;
+        page.Add(L"%.6g, ", std::isfinite(side) ? side : 0.0);  // scripts read no other numbers
+    }
     page.Add(L"], axes: [[%.0f, %.0f, %.0f], [%.0f, %.0f, %.0f]], colors: [", axes[0][0], axes[0][1], axes[0][2],
              axes[1][0], axes[1][1], axes[1][2]);
     for (KxColor const& color : {style.low, style.middle, style.high})

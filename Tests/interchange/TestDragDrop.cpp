@@ -110,6 +110,16 @@ TEST(DragDrop, OneRegistrationServesBoth) {
     EXPECT_EQ(nobody.OnDragOver(&view, nullptr, DROPEFFECT_COPY, {}), DROPEFFECT_NONE);
     EXPECT_EQ(nobody.OnDrop(&view, nullptr, DROPEFFECT_COPY, {}), 0);
     nobody.OnDragLeave(&view);
+    EXPECT_FALSE(nobody.Register(nullptr));
+    CWnd window;
+    KxOleDragDrop alone;  // with nobody behind it who could take anything
+    alone.EnableDrop(&window);
+    EXPECT_TRUE(alone.IsEnabledDrop() && !alone.Register(&view));  // each has one window
+    for (unsigned long const effect :
+         {alone.OnDragEnter(&window, nullptr, 0, {}), alone.OnDragOver(&window, nullptr, 0, {})})
+        EXPECT_EQ(effect, DROPEFFECT_NONE);
+    alone.OnDragLeave(&window);
+    EXPECT_FALSE(alone.OnDrop(&window, nullptr, DROPEFFECT_COPY, {}) || alone.OnBeginDrag(&window));
 }
 
 class Drag : public testing::Test {
@@ -174,12 +184,24 @@ TEST_F(Drag, EndsWithoutEffectWhereItMust) {
     source.fails = target.fails = target.kind = "";
     target.log.clear();
     {
+        KxDragSession session(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
+        session.MoveTo(&target, 0, {1, 1});
+        EXPECT_EQ(session.Drop(4, {1, 1}), DROPEFFECT_NONE);  // the target has changed its mind
+        session.Cancel();
+        EXPECT_EQ(target.log, "enter over1 leave ");
+    }
+    target.log.clear();
+    {
         KxDragSession const cancelled(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
         KxDragSession session(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
         session.MoveTo(&target, 0, {1, 1});
     }
     EXPECT_EQ(target.log, "enter leave ");
+    KxDragSession leaving(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
+    leaving.MoveTo(&target, 0, {1, 1});
     target.dragDrop.EnableDrop(nullptr);
+    EXPECT_EQ(leaving.MoveTo(&source, 0, {1, 1}), DROPEFFECT_COPY);
+    EXPECT_EQ(target.log, "enter leave enter ");  // it takes no part any more
     KxDragSession nowhere(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
     EXPECT_EQ(nowhere.MoveTo(&target, 0, {1, 1}), DROPEFFECT_NONE);
     EXPECT_EQ(nowhere.Drop(0, {1, 1}), DROPEFFECT_NONE);
@@ -228,8 +250,9 @@ TEST(OleData, KeepsFormatsInTheirOrder) {
     KxTArray<unsigned char> const bytes = object.GetData(2);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "zwei");
     EXPECT_EQ(object.GetData(1).Size() + object.GetData(3).Size(), 0);  // nobody makes it; nobody offers it
+    EXPECT_THROW(source.CacheData(2, "", std::size_t{1} << 31), CInvalidArgException*);
     source.Empty();
-    EXPECT_FALSE(object.IsDataAvailable(2));
+    EXPECT_FALSE(object.IsDataAvailable(2) || COleDataObject().IsAlive());
 }
 
 }  // namespace

@@ -106,9 +106,13 @@ TEST_F(Xml, TextsAndAttributesAreRead) {
     EXPECT_EQ(Error(), "XML_PARSER::Is_Having_Attribute(LPCTSTR)   : There is no such attribute");
     EXPECT_EQ(test::U(KxString(xml.Get_Attribute_Value())), "Plate");
     EXPECT_EQ(xml.Get_Attribute_Name(2).Len(), 0);
+    EXPECT_EQ(xml.Get_Attribute_Name(-1).Len(), 0);
     EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Name(int) failed");
-    xml.Get_Attribute_Value(-1);
-    EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Value(int) failed");
+    for (int const index : {-1, 2}) {
+        xml.Get_Attribute_Value(index);
+        EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Value(int) failed");
+    }
+    EXPECT_FALSE(xml.Is_Having_Attribute(nullptr));
     xml.Go_to_Child(L"filter");
     xml.Get_Attribute_Value();
     EXPECT_EQ(Error(), "XML_PARSER::Get_Attribute_Value()  : Can't Retrieve an Attribute");
@@ -139,6 +143,28 @@ TEST_F(Xml, TextsAndAttributesAreRead) {
     } throwing;
     EXPECT_THROW(throwing.Load_XML_From_Buffer(L"<a/>"), int);
     EXPECT_FALSE(throwing.Go_to_Root());
+}
+
+// From some number on an index finds them.
+TEST_F(Xml, ManyAttributesAreReadAndChangedAsFew) {
+    for (int const count : {2, 15, 16, 17, 40}) {
+        KxString text = L"<a";
+        for (int i = 0; i < count; ++i) text += KxxFormat(L" n%d=\"%d\"", i, i);
+        xml.Load_XML_From_Buffer(text + L"/>");
+        auto const valueOf = [&](int i) {
+            return xml.Is_Having_Attribute(KxxFormat(L"n%d", i).c_str()) ? test::U(KxString(xml.Get_Attribute_Value()))
+                                                                         : "none";
+        };
+        for (int i = 0; i < count; ++i) EXPECT_EQ(valueOf(i), std::to_string(i)) << count;
+        EXPECT_EQ(valueOf(count), "none");
+        EXPECT_EQ(xml.Get_Attribute_Count(), count);
+        EXPECT_TRUE(xml.Set_Attribute(KxxFormat(L"n%d", count).c_str(), L"new") && xml.Set_Attribute(L"n1", L"other"));
+        EXPECT_EQ(valueOf(count) + valueOf(1) + valueOf(count + 1), "newothernone") << count;
+        EXPECT_EQ(xml.Get_Attribute_Count(), count + 1);
+        EXPECT_TRUE(xml.Remove_Attribute(L"n0"));
+        EXPECT_EQ(valueOf(0) + valueOf(1) + valueOf(count), "noneothernew") << count;
+        EXPECT_NE(Whole().find("<a n1=\"other\" "), std::string::npos);
+    }
 }
 
 TEST_F(Xml, CommentsAndInstructionsArePassedBy) {
@@ -190,10 +216,14 @@ TEST_F(Xml, ChangesShow) {
     EXPECT_EQ(Whole(), "<a><first/><second/><b/></a>");
     for (wchar_t const* name : {L"", L"1a", L"a b", L"a/><x", L"a=\"1\"", L"<", L"a\x1", L"a>b"})
         EXPECT_FALSE(xml.Add_LastChildNode(name) || xml.Set_Attribute(name, L"v")) << test::U(KxString(name));
-    EXPECT_FALSE(xml.Set_TextValue(L"\x1") || xml.Set_Attribute(L"a", L"\xffff") ||
+    EXPECT_TRUE(xml.Add_LastChildNode(L"_A-1.z") && xml.Set_TextValue(L"\xe000\xfffd") && xml.Remove());
+    EXPECT_FALSE(xml.Set_TextValue(L"\x1") || xml.Set_TextValue(L"\x110000") || xml.Set_Attribute(L"a", L"\xffff") ||
                  xml.Add_LastChildCData(L"\x8\xd800"));
     EXPECT_EQ(Whole(), "<a><first/><second/><b/></a>");
     EXPECT_TRUE(xml.Remove());
+    EXPECT_FALSE(xml.Remove());
+    EXPECT_EQ(Error(), "XML_PARSER::Remove() : There is no node");
+    EXPECT_FALSE(xml.Add_LastChildCData(L"c"));
     EXPECT_FALSE(xml.Remove_Attribute(L"a"));
     EXPECT_EQ(Error(), "XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
     EXPECT_FALSE(xml.Get_XML(text));
@@ -219,6 +249,7 @@ TEST_F(Xml, HeadersAreWritten) {
               "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><?style href=\"b\" type=\"text\" ?><a/>");
     for (auto const& [header, attribute, text] : {std::tuple{L"xml", L"standalone", L"perhaps"},
                                                   {L"style", L"a", L"?>"},
+                                                  {L"style", L"a", L"\x1"},
                                                   {L"style", L"a b", L"1"},
                                                   {L"style", L"", L"1"},
                                                   {L"xml", L"versions", L"1.0"},
@@ -244,11 +275,13 @@ TEST_F(Xml, HeadersAreWritten) {
     EXPECT_FALSE(xml.Set_Header(L"xml", L"version", L"2.0") || xml.Set_Header(L"b", L"c", L"\r"));
     EXPECT_FALSE(xml.Add_NodeBefore(L"a"));
     EXPECT_EQ(Error(), "XML_PARSER : There is no node");
-    xml.Load_XML_From_Buffer(L"<?odd a=1 \"?><a/>");
-    EXPECT_FALSE(xml.Get_Header(L"odd", L"a", value));
-    EXPECT_EQ(Error(), "XML_PARSER::Get_Header() : bad value structure");
-    for (wchar_t const* odd : {L"<?odd a=1 \"?><a/>", L"<?odd alone b=\"2\"?><a/>", L"<?odd a='1?><a/>",
-                               L"<?odd a?><a/>", L"<?odd =\"1\"?><a/>", L"<?odd a=b\"1\"?><a/>"}) {
+    for (wchar_t const* odd : {L"<?odd a=1 \"?><a/>", L"<?odd a=1?><a/>"}) {
+        xml.Load_XML_From_Buffer(odd);
+        EXPECT_FALSE(xml.Get_Header(L"odd", L"a", value));
+        EXPECT_EQ(Error(), "XML_PARSER::Get_Header() : bad value structure");
+    }
+    for (wchar_t const* odd : {L"<?odd a=1 \"?><a/>", L"<?odd a=1?><a/>", L"<?odd alone b=\"2\"?><a/>",
+                               L"<?odd a='1?><a/>", L"<?odd a?><a/>", L"<?odd =\"1\"?><a/>", L"<?odd a=b\"1\"?><a/>"}) {
         xml.Load_XML_From_Buffer(odd);
         EXPECT_FALSE(xml.Set_Header(L"odd", L"b", L"1"));
         EXPECT_EQ(Error(), "XML_PARSER::Set_Header() : bad value structure");
@@ -267,6 +300,7 @@ TEST_F(Xml, FilesKeepTheirEncoding) {
           {"\xef\xbb\xbf<a>\xc3\xa4\xce\xb1</a>", "<a>\xc3\xa4\xce\xb1</a>\n"},
           {head + "ISO-8859-1\"?><a>\xe4&#945;</a>", head + "ISO-8859-1\"?>\n<a>\xe4&#945;</a>\n"},
           {head + "windows-1252\"?><a>\xe4&#945;</a>", head + "windows-1252\"?>\n<a>\xe4&#945;</a>\n"},
+          {head + "Cp1252\"?><a>\xe4&#945;</a>", head + "Cp1252\"?>\n<a>\xe4&#945;</a>\n"},
           {head + "US-ASCII\"?><a>&#228;&#945;</a>", head + "US-ASCII\"?>\n<a>&#228;&#945;</a>\n"},
           {head + "utf-8\"?><a>\xc3\xa4\xce\xb1</a>", head + "utf-8\"?>\n<a>\xc3\xa4\xce\xb1</a>\n"},
           {utf16("\xff\xfe", "UTF-16", false), utf16("\xff\xfe", "UTF-16", false)},
@@ -290,6 +324,12 @@ TEST_F(Xml, FilesKeepTheirEncoding) {
     EXPECT_NE(Get("b.xml").find("UTF-8"), std::string::npos);
     ASSERT_TRUE(xml.Load_XML_Document(Path("b.xml")) && xml.Go_to_Child(L"\x3b1"));
     EXPECT_EQ(Text(), "a\r\nb");
+    xml.Load_XML_From_Buffer(L"<?xml version='1.0' encoding='windows-1252'?><!--\x3b1--><a k='1'>\x1f600</a>");
+    ASSERT_TRUE(xml.Save_XML_Document(Path("b.xml")));  // nor can a comment have a reference
+    EXPECT_EQ(Get("b.xml"), head + "UTF-8\"?>\n<!--\xce\xb1-->\n<a k=\"1\">\xf0\x9f\x98\x80</a>\n");
+    xml.Load_XML_From_Buffer(L"<?xml version='1.0' encoding='windows-1252'?><a>\x1f600</a>");
+    ASSERT_TRUE(xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_EQ(Get("b.xml"), head + "windows-1252\"?>\n<a>&#128512;</a>\n");
     // What cannot be written under its name is not written at all.
     std::string const kept = Get("b.xml");
     for (wchar_t const* name : {L"ISO-8859-15", L"ISO-8859-2", L"KOI8-R", L"latin1", L"ASCII", L"UCS-2", L"UTF-32"}) {
@@ -341,6 +381,7 @@ TEST_F(Xml, OnlyTheWellFormedIsRead) {
                                     "<1/>"s,
                                     "<a><![CDATA[x</a>"s,
                                     "<?xml version='1.0' encoding='EBCDIC-X'?><a/>"s,
+                                    "<?xml version='1.0' encoding='latin1'?><a/>"s,
                                     "<?xml version='1.0' encoding='UTF-16'?><a/>"s,
                                     "<?xml version='2.0'?><a/>"s,
                                     "<?xml version='1.'?><a/>"s,
@@ -433,6 +474,7 @@ TEST_F(Xml, AllEncodingsGiveTheSameTree) {
           "<a b='1\r\n2\t3\n' c=\"&#10;&#9;'&quot;&apos;\"/>",
           "<a>&lt;&gt;&amp;&#x20ac;\xe2\x82\xac\xf0\x9f\x98\x80</a>",
           "<?xml version='1.0'  standalone='yes' ?>\n<!-- before -->\n<?q?>\n<a/>\n<!-- after -->\n<?q r?>\n",
+          "<?xml version='1.0' standalone='no'?><a/>",
           "<\xc3\xa4 \xc3\xb6='\xc3\xbc'>]] &gt; ]&gt;</\xc3\xa4>",
           "<a:b xmlns:a='u' a:c='1'/>",
           "<a>\n one\n two \n</a>",
@@ -452,8 +494,8 @@ TEST_F(Xml, AllEncodingsGiveTheSameTree) {
 TEST_F(Xml, WhatIsSavedComesBack) {
     for (std::string const text :
          {"<a><b/>text</a>", "<a>text<b/><c/></a>", "<a><b><c/><d/></b>text</a>", "<a><b><![CDATA[x]]><c/></b><d/></a>",
-          "<a><b>&#13;\n x</b><c d='&#13;&#10;'/></a>", "<a><b> </b><c>t</c><!--e--><?f g?></a>", "<?x?><a/><!--e-->",
-          "<a><![CDATA[&#13;]]></a>", "<a>\xf0\x9f\x98\x80</a>"}) {
+          "<a><b>&#13;\n x</b><c d='&#13;&#10;'/></a>", "<a><b> </b><c>t</c><!--e--><?f g?></a>", "<a>\"q\"\t</a>",
+          "<?x?><a/><!--e-->", "<a><![CDATA[&#13;]]></a>", "<a>\xf0\x9f\x98\x80</a>"}) {
         Put("a.xml", text);
         ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << text;
         std::string const before = Whole();
@@ -553,7 +595,10 @@ TEST_F(Xml, BoundsHold) {
         for (int i = 0; i < levels; ++i) text += "<a>";
         for (int i = 0; i < levels; ++i) text += "</a>";
         Put("a.xml", text);
-        return xml.Load_XML_Document(Path("a.xml"));
+        Put("wide.xml", Utf16("\xff\xfe", text, false));  // which is read another way
+        int const isRead = xml.Load_XML_Document(Path("wide.xml"));
+        EXPECT_EQ(xml.Load_XML_Document(Path("a.xml")), isRead);
+        return isRead;
     };
     int const depth = KxxLimits().nestingDepth;
     EXPECT_FALSE(nested(200000));
@@ -566,9 +611,11 @@ TEST_F(Xml, BoundsHold) {
     EXPECT_TRUE(xml.Add_NodeAfter(L"b"));
     std::string many = "<a";
     for (std::size_t i = 0; i <= KxxLimits().xmlAttributes; ++i) many += " a" + std::to_string(i) + "='1'";
-    Put("a.xml", many + "/>");
-    EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml")));
-    EXPECT_NE(test::U(xml.Get_LoadFailure()).find("too many attributes"), std::string::npos);
+    for (std::string const& text : {many + "/>", Utf16("\xff\xfe", many + "/>", false)}) {
+        Put("a.xml", text);
+        EXPECT_FALSE(xml.Load_XML_Document(Path("a.xml")));
+        EXPECT_NE(test::U(xml.Get_LoadFailure()).find("too many attributes"), std::string::npos);
+    }
     auto const mostAttributes = std::exchange(KxxLimits().xmlAttributes, 2);
     xml.Load_XML_From_Buffer(L"<a b='1' c='2'/>");
     EXPECT_TRUE(xml.Set_Attribute(L"c", L"3") && !xml.Set_Attribute(L"d", L"4"));

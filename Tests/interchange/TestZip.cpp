@@ -237,6 +237,19 @@ TEST_F(Zip, MoreFilesThanSixteenBitsCount) {
     }
 }
 
+// As programs write them that know no larger count: it begins again.
+TEST_F(Zip, ACountThatBeganAgain) {
+    std::vector<test::Entry> entries(65537);
+    for (std::size_t i = 0; i < entries.size(); ++i) entries[i].name = std::to_string(i);
+    Put("z.zip", Archive(entries));
+    KxTMap<KxString, KxString> files;
+    EXPECT_EQ(test::Thrown<KxException>([&] {
+                  KxZipHelper::UncompressFiles(Path("z.zip"), Path("out"), files,
+                                               [](auto, auto) { throw new KxException(L"test", 1, L"accepted"); });
+              }),
+              "accepted");
+}
+
 TEST_F(Zip, FilesBeyondFourGigabytes) {
     if (!std::getenv("HBTOOLS_LONG_TESTS")) GTEST_SKIP() << "two minutes and 20 GB: set HBTOOLS_LONG_TESTS";
     unsigned long long const size = (1ULL << 32) + 5000000;
@@ -303,7 +316,8 @@ TEST_F(Zip, EmptyArchivesAndComments) {
 }
 
 TEST_F(Zip, WhatCannotComeOutDoesNotGoIn) {
-    Put("z.zip", Archive({{"a/b.txt", "first"}, {"../b", "of others"}}));  // that one stays as it is
+    // What of the old ones cannot come out stays as it is.
+    Put("z.zip", Archive({{"a/b.txt", "first"}, {"../b", "of others"}, {"x", "1"}, {"X", "2"}}));
     std::string const before = Get("z.zip");
     std::filesystem::create_directories(File("in"));
     for (char const* name : {"b.txt", "B.TXT", "a:b.txt", "x?.tag", "con.txt", "a", "c", ".c.hbtmp-aaaaaaaa"})
@@ -321,8 +335,7 @@ TEST_F(Zip, WhatCannotComeOutDoesNotGoIn) {
             << c.file;
         EXPECT_TRUE(Get("z.zip") == before) << c.file;
     }
-    for (wchar_t const* comment : {L"PK\5\6", L"too\1long"}) {
-        KxString const text = comment[0] == L'P' ? KxString(comment) : KxString(std::wstring(65536, L'x'));
+    for (std::wstring const& text : {L"PK\5\6"s, std::wstring(65536, L'x'), L"a\0b"s}) {
         EXPECT_NE(test::Thrown<KxException>([&] {
                       KxZipHelper::CompressFile(Path("in/c"), Path("z.zip"), L"", text);
                   }).find("comment too long"),
@@ -354,9 +367,10 @@ TEST_F(Zip, NoFolderIsTheCurrentOne) {
     std::filesystem::current_path(File("here"));
     KxTMap<KxString, KxString> files;
     KxZipHelper::UncompressFiles(Path("z.zip"), L"", files);
-    std::filesystem::current_path(former);
-    EXPECT_EQ(Get("here/a/b.txt"), "first");
     EXPECT_EQ(test::U(files[L"a\\b.txt"]), "a/b.txt");
+    KxZipHelper::UncompressFiles(Path("z.zip"), L"new", files);  // in a folder in it
+    std::filesystem::current_path(former);
+    EXPECT_EQ(Get("here/a/b.txt") + Get("here/new/a/b.txt"), "firstfirst");
 }
 
 TEST_F(Zip, AFailedUpdateLeavesTheOldArchive) {

@@ -265,6 +265,17 @@ TEST_F(Localizers, SingleModule) {
     localizer.SetFallbackLanguage(0x0411);
     localizer.DoLocalization(1);
     EXPECT_EQ(localizer.ResourceFound(), KxLanguage() == KxLanguage(1031));
+    localizer.SetFallbackLanguage(1031);  // the module's own, which needs no satellite
+    localizer.DoLocalization(2);
+    EXPECT_TRUE(localizer.ResourceFound() && !localizer.ResourceDLLInstance());
+    EXPECT_EQ(localizer.ResourceDLLLanguage().GetLangID(), 1031);
+    KxSingleDLLLocalizer alone;  // without a module there is no version to compare with
+    alone.SetResourceDLLPathConvention(Path("LanguagePacks"));
+    alone.SetResourceDLLNamingConvention(L"%L%/libExtension.%L%");
+    alone.Init(m_settings, L"Languages");
+    alone.SetActiveLanguage(0x040CUL);
+    alone.DoLocalization(2);
+    EXPECT_TRUE(KxxIsSatellite(alone.ResourceDLLInstance()));
 }
 
 class Global : public KxGlobalLocalizer {
@@ -351,6 +362,26 @@ TEST_F(Localizers, ProgramAndLibraries) {
     EXPECT_EQ(ownText(), "Messung");
     AfxSetResourceModule(nullptr);
     KxxSetTextReporter(nullptr);
+    KxxSetThreadLanguage(KxxGetUserLanguage());
+    std::setlocale(LC_CTYPE, "C");
+}
+
+// Whether the run-time library knows a language or not, what it takes for text stays UTF-8.
+TEST_F(Localizers, ManyLanguagesInOneProcess) {
+    std::string languages = "[Languages]\nNone=abc;\n";  // whose number is 0
+    for (int i = 1; i < 90; ++i) languages += "L" + std::to_string(i) + "=" + std::to_string(i) + ";1\n";
+    Put("languages.ini", languages);
+    HINSTANCE const program = AfxGetResourceHandle();
+    {
+        Global localizer;
+        localizer.Init(m_settings, L"Languages");
+        for (int i = 0; i < 90; ++i) {
+            ASSERT_TRUE(localizer.SetActiveLanguage(i ? KxString(KxxFormat(L"L%d", i)) : KxString(L"None")));
+            for (int again = 0; again < 2; ++again) localizer.DoLocalization(0);
+            EXPECT_TRUE(std::string_view(std::setlocale(LC_CTYPE, nullptr)).ends_with("UTF-8")) << i;
+        }
+    }
+    AfxSetResourceHandle(program);
     KxxSetThreadLanguage(KxxGetUserLanguage());
     std::setlocale(LC_CTYPE, "C");
 }

@@ -68,8 +68,9 @@ TEST(Alignment, FindsAKnownMotion) {
 TEST(Alignment, RefusesWhatCannotBeAligned) {
     UseTexts();
     Scan const plate = MakeSyntheticPlate(4000), few = MakeSyntheticPlate(fewestPoints - 1);
-    EXPECT_EQ(test::Thrown<KxException>([&] { Align(few, plate); }),
-              "Ausrichten braucht 200 Punkte von jedem Datensatz");
+    for (bool const isFixed : {false, true})
+        EXPECT_EQ(test::Thrown<KxException>([&] { Align(isFixed ? plate : few, isFixed ? few : plate); }),
+                  "Ausrichten braucht 200 Punkte von jedem Datensatz");
     Scan const away = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(1000, 0, 0)));
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(away, plate); }),
               "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
@@ -78,6 +79,11 @@ TEST(Alignment, RefusesWhatCannotBeAligned) {
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(spot, spot); }), "Der feste Datensatz hat keine Ausdehnung");
     Scan touching = HalfOf(plate, 0, KxMatrix4::ATranslation(KxVec3d(157, 0, 0)));  // a strip of 3 mm out of 160
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, plate); }),
+              "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
+    // Enough points in the strip to move by, and few of all.
+    Scan const dense = MakeSyntheticPlate(40000);
+    touching = HalfOf(dense, 0, KxMatrix4::ATranslation(KxVec3d(154, 0, 0)));
+    EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, dense); }),
               "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
     Scan flat;  // nothing holds it in its plane: it stays where it is
     for (int i = 0; i < 50; ++i)
@@ -136,6 +142,9 @@ TEST(PlaneFit, HoldsForEveryUnitAndShape) {
             EXPECT_NEAR(sums.Fit().normal.Dot(c.normal) / c.normal.Length(), 1, 1e-9) << &c - cases << " " << scale;
         }
     }
+    PlaneSums beyond;  // what overflows has no plane of its own
+    for (double const x : {1e200, -1e200}) beyond.Add(KxVec3d(x, 1, 0));
+    EXPECT_EQ(beyond.Fit().normal, KxVec3d::ZUnit);
 }
 
 class Picture : public test::TempFolder {
@@ -147,12 +156,12 @@ TEST_F(Picture, ShowsAxisUnitsMeanSigmaAndLimits) {
     KxHistogram deviations;
     for (int i = -50; i <= 50; ++i)
         for (int k = 0; k < 51 - std::abs(i); ++k) deviations.Add(i * 0.001 + 0.25);
-    SaveHistogramPicture(Path("a.svg"), deviations, L"A < B & \"C\"\x07", L"mm");
+    SaveHistogramPicture(Path("a.svg"), deviations, L"A < B & \"C\"\x07\xd800\xffff", L"mm");
     std::string const text = Get("a.svg");
     // Triangle of half width 51: sigma^2 = (51^2 - 1) / 6 = 433.3 steps
     for (char const* part :
-         {"A &lt; B &amp; &quot;C&quot;?", "2601 points; mean 0.25 mm, \u03c3 0.02082 mm", "deviation [mm]", ">mean<",
-          "limit 0.1876 mm", "limit 0.3124 mm", "from 0.2 to 0.3 mm", ">0.24<"})
+         {"A &lt; B &amp; &quot;C&quot;?\?\?<", "2601 points; mean 0.25 mm, \u03c3 0.02082 mm", "deviation [mm]",
+          ">mean<", "limit 0.1876 mm", "limit 0.3124 mm", "from 0.2 to 0.3 mm", ">0.24<"})
         EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
     EXPECT_EQ(text.find("#c0504d"), std::string::npos);  // nothing beyond the limits
     KxHistogram same, far;

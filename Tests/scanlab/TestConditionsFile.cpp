@@ -6,8 +6,11 @@
 #include "ConditionsFile.h"
 #include "Lab.h"
 
+#include "hbtools/base/syLimits.h"
+
 #include <cmath>
 #include <limits>
+#include <utility>
 
 using namespace KxN;
 using namespace ScanLab;
@@ -45,7 +48,9 @@ TEST_F(ConditionsFile, WhatIsWrittenComesBack) {
     add(std::nextafter(0.1, 1.0), L"double");
     for (double const odd : {-0.0, HUGE_VAL, -HUGE_VAL, std::nan(""), 5e-324})
         all.Insert(new KxTProperty<double>(KxxFormat(L"%g", odd), L"%.3f %%", odd, 7));
-    all.Insert(new KxTBuf1DProperty<int>(L"none", L"", KxTBuf1D<int>(), 7));
+    for (wchar_t const* format : {L"none", L"100 %% %g", L"%g mm per s"})
+        all.Insert(new KxTProperty<double>(format, format, 1.5, 7));
+    all.Insert(new KxTBuf1DProperty<int>(L"none at all", L"", KxTBuf1D<int>(), 7));
     for (wchar_t const* text : {L"", L" ", L" \t\r\n<&>\"' ", L"\u00b5m \U0001F4CF", L"]]>", L"--"})
         all.Insert(new KxStringProperty(KxString(text) + L"?", L"%s %s", text, 0));
     KxPropertyList* deepest = &all;
@@ -68,6 +73,18 @@ TEST_F(ConditionsFile, WhatIsWrittenComesBack) {
                     SaveConditions(Path("c.xml"), all);
                 }).starts_with("Die Messbedingung \"bell\" lässt sich nicht als XML schreiben"));
     EXPECT_LT(Get("c.xml").size(), 200u);  // that of the last one, as it was
+    class Strange : public KxProperty {
+        KxString GetMessageW() const override { return {}; }
+        KxProperty* Clone() const override { return new Strange(*this); }
+    };
+    KxPropertyList strange(L"", L"", 0);
+    strange.Insert(new Strange);
+    EXPECT_NE(test::Thrown<KxException>([&] { SaveConditions(Path("c.xml"), strange); }).find("Strange"),
+              std::string::npos);
+    int const depth = std::exchange(KxxLimits().nestingDepth, 3);
+    EXPECT_NE(test::Thrown<KxException>([&] { SaveConditions(Path("c.xml"), ConditionsOfPlate()); }).find("too deep"),
+              std::string::npos);
+    KxxLimits().nestingDepth = depth;
 }
 
 TEST_F(ConditionsFile, IsReadableForPeopleAndTakesTheirs) {
@@ -96,9 +113,11 @@ TEST_F(ConditionsFile, IsReadableForPeopleAndTakesTheirs) {
 }
 
 TEST_F(ConditionsFile, RefusesWithElementAndLine) {
-    std::string utf16 = "=";  // without a mark
-    for (char const c : std::string("<conditions version='1'>\n<!-- <list>\n --><list/></conditions>"))
+    std::string utf16 = "=", little = "=";  // without a mark
+    for (char const c : std::string("<conditions version='1'>\n<!-- <list>\n --><list/></conditions>")) {
         utf16 += {'\0', c};
+        little += {c, '\0'};
+    }
     struct Case {
         std::string element;  // on line 4 of a whole document; all of it if it begins with "="
         char const* reason;   // behind place; all if it begins with "="
@@ -107,6 +126,7 @@ TEST_F(ConditionsFile, RefusesWithElementAndLine) {
         {"<number name='T' value=''/>", "number\": \"\" ist kein Wert vom Typ double"},
         {"<number name='T' value=' 1'/>", "number\": \" 1\" ist kein Wert vom Typ double"},
         {"<number name='T' value='1e999'/>", "number\": \"1e999\" ist kein Wert"},
+        {"<number name='T' value='2\xc2\xb2'/>", "number\": \"2\xc2\xb2\" ist kein Wert"},
         {"<number name='T' value='0x10'/>", "number\": \"0x10\" ist kein Wert"},
         {"<number name='T' value='nan(1)'/>", "number\": \"nan(1)\" ist kein Wert"},
         {"<number name='T' value='1.0' type='int'/>", "number\": \"1.0\" ist kein Wert vom Typ int"},
@@ -127,12 +147,17 @@ TEST_F(ConditionsFile, RefusesWithElementAndLine) {
         {"<text name='T' value='1'><list name='x'/></text>", "text\": Hier steht etwas anderes als ein Wert"},
         {"<text name='A' value='1'/>", "text\": Der Name \"A\" kommt zweimal vor"},
         {"<list name='T' value='1'/>", "list\": Das Attribut \"value\" gibt es hier nicht"},
+        {"<list name='L'><![CDATA[x]]></list>", "#CDATA#\": Hier steht etwas anderes"},
+        {"<list name='L'> <![CDATA[x]]></list>", "#CDATA#\": Hier steht etwas anderes"},
         {"<temperature/>", "temperature\": Dieses Element gibt es hier nicht"},
         {"=<other version='1'/>", "Zeile 1, Element \"other\": Dies sind keine Messbedingungen der Version 1"},
         {"=\n<conditions version='2'/>", "Zeile 2, Element \"conditions\": Dies sind keine Messbedingungen"},
         {"=<conditions version='1'>\r\rfree text</conditions>",
          "Zeile 1, Element \"#TEXT#\": Hier steht etwas anderes"},
+        {"=<conditions version=\"1\">\r<list name=\"A>\">\r\n</list>\n<list/></conditions>",
+         "Zeile 4, Element \"list\": Das Attribut \"name\" fehlt"},
         {utf16, "Zeile 3, Element \"list\": Das Attribut \"name\" fehlt"},
+        {little, "Zeile 3, Element \"list\": Das Attribut \"name\" fehlt"},
         {"=<conditions>", "c.xml: line 1, column 13: no element found"},
         {"=<!DOCTYPE conditions [<!ENTITY a 'b'>]><conditions version='1'/>", "document type declaration"},
     };

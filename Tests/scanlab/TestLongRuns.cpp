@@ -5,8 +5,10 @@
 #include "Interrupts.h"
 #include "Lab.h"
 
+#include <chrono>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 using namespace KxN;
 using namespace ScanLab;
@@ -111,7 +113,10 @@ TEST_F(LongRuns, AreProcessesThatHandlersWatchAndAbort) {
     ProgressSettings const settings;
     LongRun run(L"test", settings);
     run.SetProgressHdl(KxxMakeLink(&watcher, &Watcher::OnProgress));
-    run.Do([](Progress progress) { progress.Part(0, 0.5).Part(0.2, 0.4).Show(1, 2); });
+    run.Do([](Progress progress) {
+        progress.Show(0, 0);  // of nothing
+        progress.Part(0, 0.5).Part(0.2, 0.4).Show(1, 2);
+    });
     EXPECT_TRUE(watcher.most == 100 && run.WasSuccessful());
 
     watcher.abortFrom = 15;  // half of 0.2 to 0.4 of the first half
@@ -126,6 +131,50 @@ TEST_F(LongRuns, AreProcessesThatHandlersWatchAndAbort) {
     EXPECT_EQ(test::Thrown<KxException>([&] { other.Do([](Progress) { throw new KxException(L"own"); }); }), "own");
     other.Do([](Progress progress) { progress.Done(); });  // and again
     EXPECT_TRUE(other.WasSuccessful());
+}
+
+/// Ends its thread.
+class End : public KxException {
+public:
+    End() : KxException(KxString(L"end")) {}
+    bool EndsThread() const override { return true; }
+};
+
+TEST_F(LongRuns, LetThroughWhatEndsTheirThread) {
+    Run("Synthesize plate FALSE 3000;");
+    Put("fit.mac", "FitPlane;\n");
+    for (std::string const& line :
+         {std::string("FitPlane;"), "Macro \"" + File("fit.mac").string() + "\";", std::string("Save kept * 64 TRUE;")})
+        for (int at = 1; at < 12; at += 5) {
+            int reports = 0;
+            session.progress.onReport = [&] {
+                if (++reports == at) throw new End;
+            };
+            std::string const outcome = Run(line);
+            EXPECT_TRUE(outcome == "end" || reports < at) << line << at << outcome;
+        }
+    EXPECT_EQ(session.Find(L"plate").stored.fit, FitKind::none);
+}
+
+TEST_F(LongRuns, ShowABarAfterAWhile) {
+    ProgressSettings settings;
+    settings.form = ProgressSettings::bar;
+    LongRun run(L"test", settings);
+    std::wstring const longest(90, L's');
+    testing::internal::CaptureStderr();
+    run.Do([&](Progress progress) {
+        progress.Show(0, 1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(450));
+        progress.Stage(longest.c_str(), 0, 1).Show(1, 2);
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    });
+    std::string const said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("\rtest ["), std::string::npos) << said;
+    EXPECT_NE(said.find("]   0 %\033[K"), std::string::npos) << said;
+    EXPECT_NE(said.find("\rtest: sssss"), std::string::npos) << said;
+    EXPECT_NE(said.find("]  50 %, "), std::string::npos) << said;
+    EXPECT_EQ(said.find(std::string(79, 's')), std::string::npos) << said;  // one line of a terminal
+    EXPECT_TRUE(said.ends_with("\r\033[K")) << said;
 }
 
 TEST_F(LongRuns, MacrosEndAtTheLineThatIsCancelled) {

@@ -42,7 +42,8 @@ TEST_F(Operators, AFailureTellsTheNameThatTheUserKnows) {
         rlim_t bytes = 1000;
     };
     for (Case const& c :
-         {Case{"Save a;", "out/a.tag"}, Case{"Save a * 64 TRUE;", "out/a.tag"}, Case{"Export a.ply;", "out/a.ply"},
+         {Case{"ExportConditions a;", "out/a.xml", 100}, Case{"Save a;", "out/a.tag"},
+          Case{"Save a * 64 TRUE;", "out/a.tag"}, Case{"Export a.ply;", "out/a.ply"},
           Case{"Export a.csv;", "out/a.csv"}, Case{"Pack a \"" + File("data.bin").string() + "\";", "out/a.zip", 50},
           Case{"Unpack \"" + zip + "\" b;", "out/b/data.bin"}, Case{"SaveSettings;", "out/set.ini"}}) {
         std::string outcome;
@@ -82,10 +83,14 @@ TEST_F(Operators, AMeasuredPlateFromTheScanToTheFiles) {
     EXPECT_NE(Get("out/aligned.svg").find("second against first"), std::string::npos);
     EXPECT_EQ(session.Find(L"*").name, L"plate");
     EXPECT_EQ(session.Deviations().size(), 2u);
+    Check({{"Language ENU;", "="},  // which is the program's affair
+           {"Remove first;", "="},
+           {"List;", "plate       40000"}});
     // Back where it was: with noise of 3 um the whole is found better than that.
     Scan const plate = MakeSyntheticPlate(40000);
     for (int i = 0; i < 20000; i += 1000)
         EXPECT_LT(ScanOf(L"second").points[i].Distance(plate.points[2 * i + 1]), 0.01) << i;
+    Check({{"Remove plate;", "="}, {"Remove *;", "="}, {"List;", "="}});
 }
 
 TEST_F(Operators, FailuresNameOperatorAndParameter) {
@@ -123,6 +128,7 @@ TEST_F(Operators, FailuresNameOperatorAndParameter) {
         {"Split * a b;", "Split       into a and b\n"},
         {"Align b a;", head + "Align\": Ausrichten braucht 200 Punkte von jedem Datensatz"},
         {"Align b a TRUE;", "Alignment   skipped"},
+        {"Save \"\";", about("Save", "File", "Es ist kein Dateiname angegeben")},
         {"Export scan.xyz;", about("Export", "File", "Die Endung von \"scan.xyz\" nennt kein Format")},
         {"Save /dev/null/x;", about("Save", "File", "Der Ordner \"/dev/null\" kann nicht angelegt werden")},
         {"Macro /dev/null/x;", head + "Macro\": Ausführung des Makros \"/dev/null/x.mac\", Zeile 1:"},
@@ -137,6 +143,8 @@ TEST_F(Operators, FailuresNameOperatorAndParameter) {
         else
             EXPECT_NE(outcome.find(c.outcome), std::string::npos) << c.line << '\n' << outcome;
     }
+    EXPECT_EQ(test::Thrown<KxException>([&] { session.OutputPath(L""); }), "Es ist kein Dateiname angegeben");
+    EXPECT_EQ(Session(L"").OutputPath(L"here"), L"here");
 }
 
 TEST_F(Operators, PointsGoAndMoveAsTheParametersSay) {
@@ -195,6 +203,16 @@ TEST_F(Operators, ExportsComeBackBitByBit) {
         EXPECT_EQ(std::memcmp(&scan.points[0], &stored.scan.points[0], sizeof(KxVec3d)), 0) << name;
         EXPECT_EQ(scan.notFinite[0][0], 1e300) << name;
     }
+    Run("Import \"" + File("out/points.csv").string() + "\" again mm;");
+    EXPECT_NE(Run("List;").find("again       1 points in mm"), std::string::npos);
+    stored.scan.name = L"a\nb";
+    stored.deviations.Edit().Add(0.5);  // of other points
+    Add(L"e", stored);
+    Run("Export points.dat e PLY;");
+    EXPECT_EQ(Get("out/points.dat").find("property double deviation"), std::string::npos);
+    EXPECT_NE(Get("out/points.dat").find(" a?b\n"), std::string::npos);
+    Run("Export points e CSV;");
+    EXPECT_EQ(Get("out/points.csv").substr(0, 6), "x,y,z\n");
     stored.DropFit();
     Add(L"e", stored);
     Run("Export bare.csv e \"by name\";");
@@ -208,11 +226,44 @@ TEST_F(Operators, ASphereIsFoundStoredAndLoaded) {
     EXPECT_NEAR(found.radius, 12.5, 3e-4);  // noise of 3 um in 20000 points
     EXPECT_LT(found.center.Distance(KxVec3d(40, -20, 15)), 3e-4);
     Run("Deviations *;");
+    EXPECT_NE(Run("List;").find(", synthetic, sphere, 20000 deviations"), std::string::npos);
     EXPECT_NE(Run("Save ball * 64 TRUE;").find("every bit the same"), std::string::npos);
     Run("Load \"" + File("out/ball.tag").string() + "\";");
     StoredScan const& loaded = session.Find(L"ball").stored;
     EXPECT_TRUE(loaded.fit == FitKind::sphere && IsSame(loaded, session.Find(L"sphere").stored));
     EXPECT_EQ(session.Fits().size(), 1u);
+}
+
+TEST_F(Operators, StandWhatHasNoPointAndNoExtent) {
+    StoredScan none, spot;
+    none.scan.Add(KxVec3d(std::nan(""), 1, 2));
+    spot.scan.unit = L"\u00b5m";
+    spot.scan.conditions.Edit().SetHidden();
+    for (int i = 0; i < 12; ++i) spot.scan.Add(KxVec3d(1, 2, 3));
+    Add(L"none", none);
+    Add(L"spot", spot);
+    Check({{"Transform none absolute 1;", "\": Der Datensatz \"none\" hat zu wenige Punkte"},
+           {"Filter none thinning 1;", "\": Kein Punkt des Datensatzes \"none\" bliebe"},
+           {"Save none none;", "/out/none.tag"},
+           {"Load \"" + File("out/none.tag").string() + "\";", "Points      0, in "},
+           {"FitPlane spot;", "Plane       of spot: "},
+           {"Deviations spot;", "sigma 0, "}});
+    Content next = session.Now();
+    KxHistogram two;
+    for (double const value : {1.0, 2.0}) two.Add(value);
+    KxTDynArray<KxVec3d> far;
+    far.Add(KxVec3d(1.7e308, 0, 0));
+    next.Add(DeviationSet(L"of no points", L"", two, far));
+    far.Add(KxVec3d(-1.7e308, 0, 0));
+    next.Add(DeviationSet(L"far", L"MM", two, far));
+    next.Add(DeviationSet(L"nothing", L"", two, {}));
+    EXPECT_TRUE(session.Change(L"Add", std::move(next)));
+    Check({{"Report;", "/out/report.html\n"}});
+    std::string const report = Get("out/report.html");
+    for (char const* part : {"{all: 12, unit: \"\",", "{all: 2, unit: \"\",", ">far<"})
+        EXPECT_NE(report.find(part), std::string::npos) << part;
+    for (char const* part : {"nan,", "inf,", "nothing", "Conditions of spot"})
+        EXPECT_EQ(report.find(part), std::string::npos) << part;
 }
 
 TEST(Sphere, HoldsForEveryUnitAndPlaceAndRefusesWhatIsNone) {
@@ -232,14 +283,19 @@ TEST(Sphere, HoldsForEveryUnitAndPlaceAndRefusesWhatIsNone) {
             EXPECT_NEAR(sphere.radius / scale, 1, 1e-12 + 1e-8 * (away > 0)) << scale << ' ' << away;
             EXPECT_LT(sphere.center.Distance(center) / scale, 1e-12 + 1e-8 * (away > 0));
         }
-    Scan flat, line, spot, few;
+    Scan exact;  // without any deviation
+    for (double const at : {-2.0, 2.0})
+        for (int axis = 0; axis < 3; ++axis) exact.Add(KxVec3d(at * (axis == 0), at * (axis == 1), at * (axis == 2)));
+    EXPECT_EQ(FitSphere(exact).radius, 2);
+    Scan flat, line, spot, few, shallow;
     for (int i = 0; i < 100; ++i) {
         flat.Add(KxVec3d(i % 10, 7.0 * i, 0.3 * (i % 10)));
         line.Add(KxVec3d(i, 2 * i, 3 * i));
         spot.Add(KxVec3d(1, 2, 3));
         if (i < 3) few.Add(KxVec3d(i, i * i, 1));
+        shallow.Add(KxVec3d(i % 10, i / 10, 1e-6 * ((i % 10) * (i % 10) + (i / 10) * (i / 10))));  // a radius of 500000
     }
-    for (Scan const* none : {&flat, &line, &spot, &few})
+    for (Scan const* none : {&flat, &line, &spot, &few, &shallow})
         EXPECT_EQ(test::Thrown<KxException>([&] { FitSphere(*none); }), "Die Punkte beschreiben keine Kugel");
     AfxSetResourceModule(nullptr);
 }

@@ -64,12 +64,15 @@ TEST_F(Pack, TakesWhatThePatternSaysAndBringsItBack) {
     for (Case const& c : cases) EXPECT_NE(c.outcome.find(c.reason), std::string::npos) << c.outcome;
     // Whatever stands beside it, and a name as long as may be.
     Put("out/good.unpacked", "");
+    std::string const meanwhile = "out/.unpack-" + std::to_string(std::hash<std::string>()("good"));
+    Put(meanwhile.c_str(), "of somebody");
     std::filesystem::create_directories(File("out/taken.unpacked"));
     std::string const longest(255, 'n');
     for (std::string const& name : {std::string("taken"), std::string("good"), longest, std::string("more/")}) {
         EXPECT_EQ(Unpack("out/other.zip", name.c_str()).substr(0, 20), "           2  d.csv\n") << name;
         EXPECT_EQ(Get("out/" + name + "/d.csv"), "dd");
     }
+    EXPECT_EQ(Get(meanwhile), "of somebody");
     EXPECT_TRUE(!std::filesystem::exists(File("out/new")) && Get("out/other.zip") == other);
 }
 

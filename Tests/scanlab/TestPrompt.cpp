@@ -19,6 +19,10 @@ TEST_F(Prompt, CompletesNamesEntriesScansAndFiles) {
     Put("a scan.ply", "");
     Put("b.txt", "");
     Put(".hidden.txt", "");
+    Put("qu\"ote.txt", "");  // which no line can name
+    Put("deep.tag", "");
+    auto const before = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder);
     std::filesystem::create_directory(File("deep"));
     Add(L"plate one", {});
     Add(L"plain", {});
@@ -42,8 +46,10 @@ TEST_F(Prompt, CompletesNamesEntriesScansAndFiles) {
         {"Align plain \"plate o", 12, "\"plate one\" ", "Fixed (string)", "\"plate one\""},
         {"Remove one two", 11, "", "", ""},
         {"nothing ", 8, "", "", ""},
-        {"Import " + at, 7, "\"" + at + "a scan.ply\" " + at + "b.txt " + at + "deep/ ", "File (file", ""},
-        {"Load " + at, 5, at + "deep/ ", "File (file", nullptr},
+        {"Import " + at, 7, "\"" + at + "a scan.ply\" " + at + "b.txt " + at + "deep.tag " + at + "deep/ ",
+         "File (file", ""},
+        {"Load " + at, 5, at + "deep.tag " + at + "deep/ ", "File (file", nullptr},
+        {"Load ", 5, "deep.tag deep/ ", "File (file", "deep"},
         {"Load " + at + "nowhere/", 5, "", "File (file", ""},
     };
     for (Case const& c : cases) {
@@ -58,6 +64,7 @@ TEST_F(Prompt, CompletesNamesEntriesScansAndFiles) {
             EXPECT_EQ(test::U(CommonBegin(completion.candidates)), c.common) << c.line;
         }
     }
+    std::filesystem::current_path(before);
 }
 
 TEST_F(Prompt, TheReferenceTellsOfEveryOperatorAndParameter) {
@@ -142,7 +149,8 @@ TEST_F(Prompt, SettingsOfAllOperatorsComeBackAllOrNone) {
     Put("lab.ini", "");  // what is missing has its default
     Run("LoadSettings " + settings + ";");
     EXPECT_EQ(operators.GetOperator(L"Synthesize")->GetParameterLong(3), 1000000);
-    EXPECT_NE(Run("SaveSettings /dev/full/x;").find("Operator \"SaveSettings\": "), std::string::npos);
+    for (std::string const& path : {std::string("/dev/full/x"), "\"" + m_folder.string() + "\""})
+        EXPECT_NE(Run("SaveSettings " + path + ";").find("Operator \"SaveSettings\": "), std::string::npos);
 }
 
 }  // namespace

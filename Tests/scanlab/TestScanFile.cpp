@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 #include "Conditions.h"
+#include "Operators/TextIds.h"
 #include "ScanFile.h"
 #include "ScanReader.h"
 #include "ScanWriter.h"
@@ -10,6 +11,7 @@
 #include "hbtools/base/syFault.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/diagnostics/syHandlers.h"
+#include "hbtools/persistence/syBinFileHeader.h"
 
 #include "../base/Support.h"
 
@@ -27,9 +29,9 @@ using namespace ScanLab;
 
 namespace {
 
-StoredScan Sample() {
+StoredScan Sample(int points = 3000) {
     StoredScan stored;
-    stored.scan = MakeSyntheticPlate(3000);
+    stored.scan = MakeSyntheticPlate(points);
     stored.scan.Add(KxVec3d(std::bit_cast<double>(0x7ff8dead0000beefULL), 1.0, 2.0));
     stored.scan.Add(KxVec3d(0.0, -std::numeric_limits<double>::infinity(), 2.0));
     stored.fit = FitKind::plane;
@@ -43,7 +45,7 @@ StoredScan Sample() {
 TEST(ScanFile, EveryBitComesBackInBothForms) {
     std::string const path =
         (std::filesystem::temp_directory_path() / ("hbtools-" + std::to_string(::getpid()) + ".tag")).string();
-    StoredScan stored = Sample();
+    StoredScan stored = Sample(180000);  // which are read in parts
     ASSERT_EQ(stored.scan.notFinite->Size(), 2);
     for (TagFormat format : {TagFormat32, TagFormat64}) {
         Store(KxString(path.c_str()), stored, format);
@@ -59,6 +61,32 @@ TEST(ScanFile, EveryBitComesBackInBothForms) {
         EXPECT_FALSE(IsSame(stored, loaded));
         EXPECT_EQ(ConditionsText(loaded.scan).View().find(L"Neighbours"), std::wstring_view::npos);
     }
+    StoredScan const whole = Sample();
+    void (*const changes[])(StoredScan&) = {[](StoredScan& s) { s.scan.name = L"?"; },
+                                            [](StoredScan& s) { s.scan.unit = L"m"; },
+                                            [](StoredScan& s) { s.scan.conditions.Edit().RemoveAll(); },
+                                            [](StoredScan& s) { s.scan.Add(KxVec3d(1, 2, 3)); },
+                                            [](StoredScan& s) { s.scan.notFinite.Edit()[0][1] = 2; },
+                                            [](StoredScan& s) { s.fit = FitKind::sphere; },
+                                            [](StoredScan& s) { s.plane.normal[0] = -s.plane.normal[0]; },
+                                            [](StoredScan& s) { s.sphere.radius = std::nextafter(s.sphere.radius, 2); },
+                                            [](StoredScan& s) { s.deviations.Edit().Add(1); },
+                                            [](StoredScan& s) {
+                                                s.deviations.Edit() = KxHistogram();
+                                                for (double const value : Sample().deviations->Values())
+                                                    s.deviations.Edit().Add(-value);
+                                            }};
+    for (auto const change : changes) {
+        StoredScan changed = Sample();
+        change(changed);
+        EXPECT_FALSE(IsSame(whole, changed) || IsSame(changed, whole)) << &change - changes;
+    }
+    // The head of another length is that of another program.
+    UseTexts();
+    KxBinHeader(1024).Write(KxString(path.c_str()));
+    EXPECT_EQ(test::Thrown<KxFileException>([&] { Load(KxString(path.c_str())); }),
+              path + " ist keine Datei mit einem Datensatz");
+    AfxSetResourceModule(nullptr);
     std::filesystem::remove(path);
 }
 
@@ -136,6 +164,8 @@ TEST(ScanFile, AScanMayHaveNoConditions) {
           L"\n        Unit         mm\n", L"\n        Date         "})
         EXPECT_NE(text.find(part), std::wstring::npos) << part;
     std::filesystem::remove(path);
+    stored.scan.conditions = ConditionsOfFile(KxString(path.c_str()), stored.scan);  // of a file that has no date
+    EXPECT_EQ(ConditionsText(stored.scan).View().find(L"Date"), std::wstring_view::npos);
 }
 
 TEST(ScanFile, ThePlaneIgnoresTheBores) {

@@ -101,7 +101,13 @@ TEST(ScanReader, Text) {
          {"CR alone", "1 2 3\r4 5 6\r", "2,0: 4 5 6"},
          {"remarks, blank lines, byte order mark", "\xef\xbb\xbf# scan\n\n// more\n1 2 3\n\n", "1,0: 1 2 3"},
          {"a count in front", "2\n1 2 3\n4 5 6\n", "2,0: 4 5 6"},
-         {"not finite", "nan 1 2\n1 2 3\n1 inf 2\n1.#IND 0 0\n-1.#INF 0 0\n", "1,4: 1 2 3"},
+         {"not finite", "nan 1 2\n1 2 3\n1 inf 2\n1 2 inf\n1.#IND 0 0\n-1.#INF 0 0\n", "1,5: 1 2 3"},
+         {"names in quotes", "\"z\",\"y\",\"x\",\"~\"\n3,2,1,0\n", "1,0: 1 2 3"},
+         {"units right behind the names", "z[mm],y(mm),x,~\n3,2,1,0\n", "1,0: 1 2 3"},
+         {"a header with y alone", "a,y,b\n1,2,3\n", "Zeile 1: es gibt keine Spalte x"},
+         {"a header with z alone", "a,b,z\n1,2,3\n", "Zeile 1: es gibt keine Spalte x"},
+         {"an endless decimal comma", "1,5;2,5;3,5\n1,5;2,5;" + std::string(70, '1') + ",5\n",
+          "Zeile 2: \"1111111111111111111111111111111111111111...\" ist keine Zahl"},
          {"plus signs and exponents", "+1.5e1 -2E-1 .5\n", "1,0: 15 -0.2 0.5"},
          {"a header without z", "x,y,i\n1,2,3\n", "Zeile 1: es gibt keine Spalte z"},
          {"a count that lies", "999999\n1 2 3\n", "999999 Punkte sind angekündigt und 1 sind da"},
@@ -134,6 +140,8 @@ TEST(ScanReader, Text) {
           "Zeile 2: 3 Spalten werden erwartet, hier steht \"2\""},
          {"empty field", "1,2,3\n4,,6\n", "Zeile 2: \"\" ist keine Zahl"},
          {"control characters", "1 2 3\n4 \x1b[31m 6\n", "Zeile 2: \"?[31m\" ist keine Zahl"},
+         {"what shows nothing", "1 2 3\n4 \xc2\x85\xd8\x9c\xe2\x80\x8e\xe2\x80\x8f\xe2\x81\xa6\xef\xbb\xbf 6\n",
+          "Zeile 2: \"??????\" ist keine Zahl"},
          {"writing that is turned",
           "1 2 3\n4 \xe2\x80\xae"
           "5 6\n",
@@ -153,10 +161,16 @@ TEST(ScanReader, Ply) {
         "ply\nformat binary_little_endian 1.0\nelement camera 2\nproperty list uchar short a\n"
         "element vertex 1\nproperty float x\nproperty float y\nproperty float z\nend_header\n";
     // CR alone ends the header's lines, and the first byte of the data is a line feed.
-    std::string carriage =
-        "ply\nformat binary_little_endian 1.0\nelement vertex 1\nproperty char x\nproperty char y\n"
-        "property char z\nend_header\n";
+    std::string const chars = "property char x\nproperty char y\nproperty char z\nend_header\n",
+                      little = "ply\nformat binary_little_endian 1.0\n";
+    std::string carriage = little + "element vertex 1\n" + chars, pairs;
+    for (char const c : little + "element camera 1\nproperty char a\nelement vertex 1\n" + chars)
+        pairs += c == '\n' ? "\r\n" : std::string(1, c);
+    pairs.pop_back();
     std::replace(carriage.begin(), carriage.end(), '\n', '\r');
+    auto const inFront = [&](char const* properties) {
+        return little + "element camera 5\n" + properties + "element vertex 1\n" + chars;
+    };
     Check(
         {{"text", PlyHeader("ascii", "2") + values, "2,0: 4 5 6"},
          {"a column too many", PlyHeader("ascii", "2") + "255 1.5 2.5 -3 9\n" + values,
@@ -166,6 +180,23 @@ TEST(ScanReader, Ply) {
           "property int i\nend_header\n1 2 3  \n",
           "Zeile 9: 4 Spalten werden erwartet, hier steht \"1 2 3  \""},
          {"CR and a line feed", carriage + "\n\1\2", "1,0: 10 1 2"},
+         {"CR alone behind CR LF", pairs + "\7\1\2\3", "1,0: 1 2 3"},
+         {"nothing behind it", pairs, "am Ende fehlen 1 Byte"},
+         {"numbers in front", inFront("property char a\n") + "abcde\1\2\3", "1,0: 1 2 3"},
+         {"nothing in what stands in front", inFront("") + "\1\2\3", "1,0: 1 2 3"},
+         {"a list of less than nothing", inFront("property list char char a\n") + "\xff",
+          "eine Liste ist länger als die PLY-Datei"},
+         {"a list of unknown count", "ply\nformat ascii 1.0\nelement face 1\nproperty list half int a\n",
+          "Zeile 4: unbekannte PLY-Eigenschaft \"property list half int a\""},
+         {"a list for x", little + "element vertex 1\nproperty list char char x\n" + chars.substr(16),
+          "die Punkte der PLY-Datei haben keine Eigenschaft x"},
+         {"a list in a point", little + "element vertex 1\nproperty list char char a\n" + chars,
+          "PLY-Punkte mit Listen werden nicht unterstützt"},
+         {"a property of nothing", little + "\nobj_info none\n" + chars,
+          "Zeile 5: unbekannte Zeile im Kopf der PLY-Datei: \"property char x\""},
+         {"a count with a tail", little + "element vertex 1x\n", "Zeile 3: \"1x\" ist keine Anzahl"},
+         {"no point", little + "element vertex 0\n" + chars, "es ist kein Punkt darin"},
+         {"a word", PlyHeader("ascii", "1") + "255 1.5 x -3\n", "Zeile 12: kein Punkt: \"255 1.5 x -3\""},
          {"surplus bytes", carriage + "\n\1\2\3", "hinter dem letzten angekündigten Punkt steht noch mehr"},
          {"little-endian", PlyHeader("binary_little_endian", "2") + binary(false), "1,1: 1.5 2.5 -3"},
          {"big-endian", PlyHeader("binary_big_endian", "2") + binary(true), "1,1: 1.5 2.5 -3"},
@@ -212,6 +243,10 @@ TEST(ScanReader, Ply) {
 
 TEST(ScanReader, Pcd) {
     std::string const point = std::string(2, '\1') + Bytes(1.5F, false) + Bytes(2.5, false) + Bytes<short>(-3, false);
+    std::string const fields = "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 4\nTYPE F F F\n";
+    for (char const* const number : {"x", "3x", "0", "-1", "99999999999999999999"})
+        EXPECT_EQ(Outcome(fields + "WIDTH " + number + "\n"),
+                  std::string("Zeile 5: \"") + number + "\" ist keine Zahl, die hier im Kopf einer PCD-Datei steht");
     Check(
         {{"text", PcdHeader("2", "ascii") + "1 1 1.5 2.5 -3\n0 0 nan 5 6\n", "1,1: 1.5 2.5 -3"},
          {"a column too many", PcdHeader("1", "ascii") + "1 1 1.5 2.5 -3 7\n",
@@ -233,6 +268,18 @@ TEST(ScanReader, Pcd) {
          {"sizes missing", "VERSION 0.7\nFIELDS x y z\nSIZE 4 4\n",
           "Zeile 3: der Kopf der PCD-Datei hat nicht so viele Einträge wie Felder"},
          {"no z", "VERSION 0.7\nFIELDS x y\nPOINTS 1\nDATA ascii\n1 2\n", "die Punkte der PCD-Datei haben kein Feld z"},
+         {"no count", fields + "WIDTH 1\n\nHEIGHT 2\nDATA ascii\n1 2 3\n\n4 5 6\n\n", "2,0: 4 5 6"},
+         {"one side", fields + "WIDTH 7\nPOINTS 1\nDATA ascii\n1 2 3\n", "1,0: 1 2 3"},
+         {"a side twice", fields + "WIDTH 1\nWIDTH 1\n", "Zeile 6: eine zweite Zeile mit WIDTH"},
+         {"sides beyond all counts", fields + "WIDTH 9000000000000000000\nHEIGHT 2\n",
+          "Zeile 6: das sind mehr Punkte, als in eine Datei passen"},
+         {"text behind the points", fields + "POINTS 1\nDATA ascii\n1 2 3\nend\n",
+          "hinter dem letzten angekündigten Punkt steht noch mehr"},
+         {"a word", fields + "POINTS 1\nDATA ascii\n1 two 3\n", "Zeile 7: kein Punkt: \"1 two 3\""},
+         {"no sign", "VERSION 0.7\nFIELDS x y z\nSIZE 1 1 1\nTYPE U U I\nPOINTS 1\nDATA binary\n\xff\1\xff",
+          "1,0: 255 1 -1"},
+         {"half a float", "VERSION 0.7\nFIELDS x y z\nSIZE 2 2 2\nTYPE F F F\nPOINTS 1\nDATA binary\n123456",
+          "eine Koordinate der PCD-Datei hat einen unbekannten Typ"},
          {"no end", "VERSION 0.7\nFIELDS x y z\n", "der Kopf der PCD-Datei hat kein Ende"},
          {"text cut", PcdHeader("3", "ascii") + "1 1 1.5 2.5 -3\n1 1 1.5 2.5 -3\n",
           "3 Punkte sind angekündigt und 2 sind da"}});

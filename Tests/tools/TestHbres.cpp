@@ -52,4 +52,63 @@ TEST_F(Hbres, DoesNotWaitForAPipe) {
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
+TEST_F(Hbres, SaysWhatIsWrongAndWritesNothing) {
+    struct Text {
+        char const* line;
+        char const* message = "";  // none: all is well
+    };
+    for (Text const& t :
+         {Text{"1\t\"a\"\t#\tfix\t"}, Text{"1 \"a\" #"}, Text{"1 \"a\" ; note"},
+          Text{"1 \"\xf0\x9f\x98\x80\xee\x80\x80\""}, Text{"1 \"\x80\"", "invalid UTF-8"},
+          Text{"1 \"\xc0\x80\"", "invalid UTF-8"}, Text{"1 \"\xf5\x80\x80\x80\"", "invalid UTF-8"},
+          Text{"1 \"\xc3(\"", "invalid UTF-8"}, Text{"1 \"\xe0\x80\x80\"", "invalid UTF-8"},
+          Text{"1 \"\xf4\x90\x80\x80\"", "invalid UTF-8"}, Text{"1 \"\xed\xa0\x80\"", "invalid UTF-8"}}) {
+        Write("texts", t.line);
+        Outcome const outcome = Call("./hbres " + Path("texts") + " symbol " + Path("out"));
+        EXPECT_EQ(outcome.code, *t.message ? 1 : 0) << t.line;
+        EXPECT_NE(outcome.output.find(t.message), std::string::npos) << t.line << outcome.output;
+        EXPECT_EQ(fs::remove(folder / "out"), !*t.message) << t.line;
+    }
+    Write("texts", "1 \"a\\n\\r\\t\\\"\\\\b\"  # fix\n");
+    EXPECT_EQ(Call("./hbres --pseudo " + Path("texts") + ' ' + Path("pseudo")).code, 0);
+    EXPECT_NE(Read("pseudo").find("\n1 \"a\\n\\r\\t\\\"\\\\b\"  # fix\n"), std::string::npos) << Read("pseudo");
+    fs::create_symlink("loop", folder / "loop");
+    std::string large;
+    for (int id = 1; id <= 70; ++id) large += std::to_string(id) + " \"" + std::string(1000000, 'x') + "\"\n";
+    Write("large", large);
+    std::string const texts = Path("texts"), out = " " + Path("out");
+    struct Case {
+        std::string arguments;
+        char const* message;  // none: it is written
+    };
+    for (Case const& c :
+         {Case{"", "usage: "},
+          Case{"--check", "usage: "},
+          Case{"--pack ENU" + out, "usage: "},
+          Case{"--pack a-b " + texts + out, "usage: "},
+          Case{"--pack a_b " + texts + out, "usage: "},
+          Case{"--pseudo" + out, "usage: "},
+          Case{"--version" + out, "usage: "},
+          Case{texts + out, "usage: "},
+          Case{texts + " a-b" + out, "usage: "},
+          Case{texts + " a:b" + out, "usage: "},
+          Case{texts + " 'a^b'" + out, "usage: "},
+          Case{texts + " 'a{b'" + out, "usage: "},
+          Case{texts + " ''" + out, "usage: "},
+          Case{"--pseudo " + texts + ' ' + Path("loop"), "cannot be written"},
+          Case{"--pack ENU " + Path("large") + out, "a pack of more than"},
+          Case{"--version" + out + " Comments", "no such setting: Comments\n"},
+          Case{"--version" + out + " Colour=red", "no such setting: Colour=red\n"},
+          Case{"--version" + out + " Language=1031", "no such setting: Language=1031\n"},
+          Case{"--version" + out + " FileVersion=1.x", "FileVersion is no version"},
+          Case{"--version" + out + " FileVersion=65536", "FileVersion is no version"},
+          Case{"--version" + out + " FileVersion=1 ProductVersion=1.2.3.4.5", "ProductVersion is no"},
+          Case{"--version" + out + " FileVersion=1.2 ProductVersion=3 Comments= Language=0x0407", ""}}) {
+        Outcome const outcome = Call("./hbres " + c.arguments);
+        EXPECT_EQ(outcome.code, *c.message ? 1 : 0) << c.arguments;
+        EXPECT_NE(outcome.output.find(c.message), std::string::npos) << c.arguments << outcome.output;
+        EXPECT_EQ(fs::remove(folder / "out"), !*c.message) << c.arguments;
+    }
+}
+
 }  // namespace

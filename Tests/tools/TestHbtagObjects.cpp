@@ -73,6 +73,29 @@ TEST_F(Programs, HbtagListsObjects) {
         KxPersistentObject::SupportCyclicReferences(0);
         KxPersistentObject::InitializeReferenceMap();
     }
+    // A tree with a hidden property, an empty list, one without a name, and texts and buffers of any length.
+    auto const store = [&](char const* name, std::initializer_list<KxN::KxProperty*> properties) {
+        KxN::CFile file(KxN::KxString((folder / name).wstring()), KxN::CFile::modeCreate | KxN::CFile::modeReadWrite);
+        KxN::CArchive archive(&file, KxN::CArchive::store);
+        for (KxN::KxProperty* const property : properties) property->Store(archive);
+    };
+    {
+        using namespace KxN;
+        KxPropertyList tree(L"", L"", 0), many(L"many", L"", 0);
+        tree.Insert(new KxTProperty<int>(L"a&b>c", L"", 1, KxProperty::hiddenBit));
+        KxPropertyList* inner = &tree;
+        for (int i = 0; i < 250; ++i) {
+            inner->Insert(new KxPropertyList(L"in", L"", 0));
+            inner = inner->GetProperty(L"in")->GetList();
+        }
+        tree.Insert(new KxStringProperty(L"text", L"", KxString(std::wstring(5000, L'x')), 0));
+        for (int i = 0; i < 50002; ++i) many.Insert(new KxTProperty<int>(KxxFormat(L"n%d", i), L"", i, 0));
+        KxTBuf1DProperty<short> none(L"none", L"", KxTBuf1D<short>(), 0);
+        store("tree", {&tree});
+        store("many", {&many, &none});
+        store("none", {&none});
+    }
+    Write("x<y.tag", RecordOf(list));
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += list.substr(0, 0x4e);
     Write("deep.tag", RecordOf(deep));
@@ -100,6 +123,20 @@ TEST_F(Programs, HbtagListsObjects) {
         {"dump " + Path("twice"), 0, "reference to object 1\n"},
         {"dump " + Path("twice"), 0, "buffer: short[12] 0 1 2 3"},
         {"dump --values 2 " + Path("twice"), 0, "buffer: short[12] 0 1 ... 10 more"},
+        {"dump --values -1 " + Path("twice"), 0, "buffer: short[12] 0 1 2 3 4 5 6 7 8 9 10 11, object 2\n"},
+        {"dump --values -1 --json " + Path("twice"), 0, "8, 9, 10, 11]"},
+        {"dump --values 0 " + Path("twice"), 0, "buffer: short[12] ... 12 more"},
+        {"dump " + Path("tree"), 0, "a&b>c: int 1, hidden\n"},
+        {"dump " + Path("tree"), 0, "xxx... 904 characters more\""},
+        {"dump --values -1 " + Path("tree"), 0, "xxx\"\n"},
+        {"ls " + Path("none"), 0, "           0  short[] \"none\"\n"},
+        {"tree --html " + Path("tree"), 0, "a&amp;b&gt;c: "},
+        {"tree --html " + Path("tree"), 0, "(no name): "},
+        {"tree --html " + Path("tree"), 0, "level 250: "},
+        {"tree --html " + Path("many"), 0, "<div class=\"leaf small\">... 3 objects more</div>"},
+        {"tree --html " + Path("many"), 0, "<div class=\"small\">1 more trees of objects are left out</div>"},
+        {"tree --html " + Path("count.tag"), 2, "<div class=\"fault\">impossible count at 92"},
+        {"tree --html " + Path("x<y.tag"), 0, "x\\u003cy.tag"},
         {"verify " + Path("cut"), 2,
          "a stream of 1 object, damaged\nshort payload: at 82: a class name at 82 promises"},
     };

@@ -9,6 +9,8 @@
 #include <hbtools/persistence/syGeometryTags.h>
 #include <hbtools/persistence/sySimpleTags.h>
 #include <hbtools/persistence/syTagArchive.h>
+#include <hbtools/properties/syPropertyList.h>
+#include <hbtools/properties/syPropertyTag.h>
 
 #include <cmath>
 #include <sstream>
@@ -36,7 +38,7 @@ protected:
         KxBinHeader(512).Write(FileName(name));
         CFile file(FileName(name), CFile::modeReadWrite);
         file.Seek(512, CFile::begin);
-        KxTArray<KxVec3d> points(6), gaps(2);
+        KxTArray<KxVec3d> points(7), gaps(2);
         KxTArray<KxVec3f> floats(3);
         KxHistogram deviations;
         for (int i = 0; i < points.Size(); ++i) {
@@ -44,7 +46,7 @@ protected:
             deviations.Add(i == 2 ? std::nan("") : 0.5 * i);
         }
         points[1].Invalidate();
-        points[5][1] = 1.7e308;
+        points[5][1] = points[6][2] = 1.7e308;
         for (KxVec3d& gap : gaps) gap.Invalidate();
         for (KxVec3f& point : floats) point = KxVec3f(1, 2, 3);
         KxVec3fArrayTag newer(3, floats);
@@ -67,6 +69,9 @@ protected:
         CFile file(FileName(name), CFile::modeCreate | CFile::modeReadWrite);
         KxTagArchive archive(&file, 0);
         for (int i = 0; i < count; ++i) archive << KxTTag<int>(2, i);
+        KxPropertyList tree(L"tree", L"", 0);
+        KxPropertyList* list = &tree;
+        archive << KxPropertyListTag(3, list);
     }
 
     /// Points of each kind, more than are drawn; arrays of a version that nobody reads, more than are named.
@@ -79,7 +84,14 @@ protected:
         for (KxVec3f& point : floats) point = KxVec3f(1, 2, 3);
         for (KxVec3d& point : doubles) point = KxVec3d(1, 2, 3);
         KxTagArchive archive(&file, 0);
-        for (int i = 0; i < 101; ++i) {
+        KxHistogram deviations;
+        for (int i = 0; i < 2; ++i) deviations.Add(i);
+        KxVec3d2dArrayTag newerGrid(9, doubles);
+        KxHistogramTag newerDeviations(9, deviations);
+        newerGrid.SetVersion(200);
+        newerDeviations.SetVersion(200);
+        archive << newerGrid << newerDeviations;
+        for (int i = 0; i < 100; ++i) {
             KxVec3iArrayTag newer(9, ints);
             newer.SetVersion(200);
             archive << newer;
@@ -102,16 +114,19 @@ TEST_F(HbtagPages, OpenWithoutAnErrorWhateverIsInTheFile) {
     };
     char const *const drawn = "--enable-unsafe-swiftshader", *const plain = "--disable-3d-apis";
     std::vector<std::string> const scan = {
-        "<td>version 100, ",    "<div class=\"fault\">record 3 at ", ">4 points, 2 gaps</span>",
+        "<td>version 100, ",    "<div class=\"fault\">record 3 at ", ">4 points, 3 gaps</span>",
         "<span id=\"least\">-", "<option value=\"deviation\">",      "\"center\": [2, 10, 20]"};
     Case const cases[] = {
         {"scan.tag", drawn, scan},
         {"scan.tag", plain, scan},
         {"deep.tag", drawn, {"level 999: <span class=\"id\">", "no points in this file"}},
-        {"many.tag", nullptr, {"<div class=\"fault\">3 records more are left out</div>", "\"recordCount\": 50003,"}},
+        {"many.tag",
+         nullptr,
+         {"<div class=\"fault\">4 records more are left out</div>", "\"recordCount\": 50004,",
+          "1 more trees of objects"}},
         {"kinds.tag",
          nullptr,
-         {"\"count\": 2,", "\"count\": 6,", "\"count\": 9,", "1 further records cannot be shown", "left out"}},
+         {"\"count\": 2,", "\"count\": 6,", "\"count\": 9,", "further records cannot be shown", "left out"}},
         {"none.tag", drawn, {"<td>whole</td>", "no points in this file"}},
     };
     std::string const page = (folder / "page.html").string();

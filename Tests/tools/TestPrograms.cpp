@@ -3,6 +3,7 @@
 //
 // The programs as their users call them: exit codes, one clear line, nothing left behind, JSON that parses.
 #include "Programs.h"
+#include "Terminal.h"
 
 #include <algorithm>
 
@@ -123,6 +124,37 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
     for (int i = 0; i < 60000; ++i) open += "PROFILE;0x0;12:00:00;enter;N" + std::to_string(i) + ";;;;\r\n";
     for (int i = 0; i < 60000; ++i) open += "PROFILE;0x0;12:00:00;mark;N" + std::to_string(i) + ";12:00:00;1;1;\r\n";
     Write("open", open);
+    // Lines that nearly are dates, places or separators, and what no terminal may get.
+    std::string odd = line + "DATUM: 31.12.2024, ZEIT: 12:00:00\r\n", oddLines;
+    for (char const* text :
+         {"12:00 begins with a digit", "DATUM: 31-12-2024, ZEIT: 12:00:00", "DATUM: 31.12.2024", "DATUM: 31.12.2024, ",
+          "DATUM: 31.12.2024, ZEIT: 12.00:00", "DATUM: 31.12.2024, ZEIT: 12:00:00 sharp", "DATEI: x.cpp",
+          "DATEI: x.cpp, ZEILE: 7a", "seventy characters, and no separator all the same: it takes underscore"}) {
+        odd += text + std::string("\r\n");
+        oddLines += (oddLines.empty() ? "2024-12-31 12:00:00  " : "\n    ") + std::string(text);
+    }
+    Write("odd.debug", odd + line + line + "DATUM: 31.12.2024, ZEIT: 12:00:01\r\n");
+    Write("marks.debug", "\xC2\x85\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F\xE2\x81\xA6\xEF\xBB\xBF\\\t\r.\r\n");
+    Write("half.debug", std::string("\xff\xfe\0\xd8.\0\r\0\n\0", 10));
+    Write("vast", "");
+    fs::resize_file(folder / "vast", (256u << 20) + 1);
+    // Each a line that makes no sense, but for the first.
+    std::string nonsense;
+    for (char const* fields :
+         {"0x1;12:00:00;enter;A;with;semicolons;;;;", "0x1;12:00:00;enter;A;;;", "0x1;12:00:00;enter;A;;;;rest",
+          "1;12:00:00;enter;A;;;;", "0x;12:00:00;enter;A;;;;", "0x11111111111111111;12:00:00;enter;A;;;;",
+          "0x1 2;12:00:00;enter;A;;;;", "0x1:2;12:00:00;enter;A;;;;", "0x1G2;12:00:00;enter;A;;;;",
+          "0x1;12:00:00;leave;A;12:00:00;x;1;", "0x1;12:00:00;leave;A;12:00:00;1234567890123456;1;",
+          "0x1;12:00:00;leave;A;12:00:00;;1;", "0x1;12:00:00;enter;A;12:00:00;5;1;", "0x1;12:00:00;leave;A;;;;",
+          "0x1;12:00:00;leave;never entered;12:00:00;5;5;"})
+        nonsense += std::string("PROFILE;") + fields + "\r\n";
+    Write("nonsense", nonsense);
+    std::string many = head + "x\n";
+    for (int i = 0; i < 200; ++i) many += "[" + std::to_string(i) + "]\nMessage=a\n";
+    Write("many.log", many);
+    Write("lines.log", head + "1\n[0]\nDate=20241231\nTime=1\nGroup=G\xEF\xBF\xBFH\nLevel=EXCEPT_USER\n" +
+                           "Message=a\\b\xEF\xBF\xBF\n[1]\nDate=20241231\nTime=1\nGroup=G\nMessage=b\n" +
+                           "[2]\nDate=20241231\nTime=1\nGroup=G\nLevel=USER\n");
     struct Case {
         std::string arguments;
         int code;
@@ -138,6 +170,14 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"log --last 0 " + Path("log"), 0, "$\n"},
         {"log " + Path("lying.log"), 2, "entry 2 has no date and time\n"},
         {"log " + Path("lying.log"), 2, "4294967293 of 4294967295 entries are missing\n"},
+        {"log --since 2024-01-01 --until 2026-01-01 --last 99 " + Path("lying.log"), 2, "are missing\n"},
+        {"log " + Path("many.log"), 2, "the number of entries cannot be read\n"},
+        {"log " + Path("many.log"), 2, " more\n"},
+        {"log " + Path("lines.log"), 2, "USER      G\\nH  a\\\\b\n20"},
+        {"log " + Path("lines.log"), 2, "entry 1 has no level\n"},
+        {"log " + Path("lines.log"), 2, "entry 2 has no message\n"},
+        {"log " + Path("lines.log"), 2, "entry 1 is beyond the number of entries\n"},
+        {"log --json " + Path("lines.log"), 2, "\"message\":\"a\\\\b\\u000a\"}"},
         {"log " + Path("unnamed.log"), 2, "the line that says what it is is missing\n"},
         {"log " + Path("dropped.log"), 2, "entry 0 has no group\n"},
         {"log " + Path("dropped.log"), 2, "entry 1 has no date and time\n"},
@@ -154,11 +194,25 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"log " + Path("foreign"), 3, "is not an exception log"},
         {"log " + Path("missing"), 1, "existiert nicht"},
         {"log " + Path("."), 1, "hblog: "},
+        {"log --json " + Path("foreign"), 3, "\"state\":\"foreign\""},
         {"log --level grave " + Path("log"), 1, "user, nonfatal or fatal"},
+        {"log --level FATAL " + Path("log"), 0, "$\n2025-01-01 00:00:00  FATAL     X  c\n"},
+        {"log --since yesterday " + Path("log"), 1, "a date is"},
+        {"log --since '2024-12-31 12' " + Path("log"), 1, "a date is"},
+        {"log --until 2024-12-31x " + Path("log"), 1, "a date is"},
+        {"log --until 31.13.2024 " + Path("log"), 1, "a date is"},
         {"log --since 31.13.2024 " + Path("log"), 1, "a date is"},
         {"debug --last 1 " + Path("debug"), 0,
          "$\n2024-12-31 12:00:02  PROFILE;0x1A2B;12:00:02;leave;Load;12:00:00;1650;838;  <x.cpp:7>\n"},
         {"debug --json --until '31.12.2024 12:00:00' " + Path("debug"), 0, "\"count\":3,\"entries\":[\n{\"line\":1,"},
+        {"debug " + Path("odd.debug"), 0, oddLines.c_str()},
+        {"debug --json " + Path("odd.debug"), 0, "\"count\":3,"},
+        {"debug " + Path("marks.debug"), 0, "  \\x85\\u061c\\u200e\\u200f\\u2066\\ufeff\\\\\\t\\r.\n"},
+        {"debug " + Path("half.debug"), 0, "  \\ud800.\n"},
+        {"debug " + Path("vast"), 1, "too long"},
+        {"profile " + Path("nonsense"), 2, "nonsense: 14 profile lines make no sense\n"},
+        {"profile --json " + Path("nonsense"), 2, "\"badLines\":14,"},
+        {"profile --json " + Path("interleaved"), 0, "},\n{\"name\":\"A\""},
         {"debug " + Path("cut.debug"), 2, "2024-12-31 12:00:00  \\x1b]0;cut\n"},
         {"debug " + Path("empty"), 0, "$\n"},
         {"debug " + Path("log"), 3, "is not a debug file"},
@@ -177,6 +231,12 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
             EXPECT_EQ("$\n" + outcome.output, c.output) << c.arguments;
         else
             EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
+    }
+    for (char const* setting : {"NO_COLOR=", "NO_COLOR=1"}) {
+        Terminal terminal({"/usr/bin/env", setting, HBTOOLS_BINARY_DIR "/bin/hblog", "log", (folder / "log").string()});
+        EXPECT_TRUE(terminal.Await("FATAL   ")) << terminal.Seen();
+        EXPECT_EQ(terminal.Last().ends_with("\x1b[31mFATAL   "), setting == std::string("NO_COLOR="));
+        EXPECT_EQ(terminal.Wait(), 0);
     }
     std::ifstream trace(folder / "trace.json");
     std::string const json(std::istreambuf_iterator<char>(trace), {});

@@ -112,6 +112,7 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
     Write("lines", "Synthesize plate FALSE 500;\r\n\n// none\nList;");
     Write("bad", "List;\nhelp\nNobody;\nSynthesize;\n");
     Write("odd", "List;\n\"List;\n");
+    Write("unfinished", "List;\nList\nNobody;\n");
     Write("wide", std::string((1 << 20) + 1, 'x'));
     struct Case {
         std::string arguments;
@@ -137,6 +138,8 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
         {"< " + Path("lines"), 0, "\nplate       500 points"},
         {"< " + Path("bad"), 1, "scanlab: Zeile 3: Kommandozeileninterpretation: Der Operator \"Nobody\" ist"},
         {"< " + Path("odd"), 1, "scanlab: Zeile 2: Kommandozeile: \"\"List;\" Schlie\u00dfende"},
+        {"< " + Path("unfinished"), 1, "=scanlab: beendet von einem Befehl ohne Semikolon, der nur Parameter setzt\n"},
+        {"do 'Nobody\x1b;'", 1, "Der Operator \"Nobody?\" ist"},
         {"< " + Path("wide"), 1, "=scanlab: Zeile 1: die Zeile ist zu lang\n"},
         {"< /dev/null", 0, "="},
         {"< " + Path("."), 1, "das Lesen ist fehlgeschlagen"},
@@ -158,6 +161,8 @@ TEST_F(Programs, ScanlabRunsMacrosLinesAndStandardInput) {
     EXPECT_NE(reference.output.find("\n## LoadSettings: "), std::string::npos);
     EXPECT_NE(Call("./scanlab --help-operators > /dev/full").code, 0);
 
+    for (char const* plain : {"env -u TERM ./scanlab do 'List;'", "trap '' INT TERM; TERM=dumb ./scanlab do 'List;'"})
+        EXPECT_EQ(Call(plain).code, 0) << plain;
     for (char const* folders : {"env -u HOME -u XDG_CONFIG_HOME", "env HOME=relative XDG_CONFIG_HOME=.."}) {
         Outcome const without = Call(std::string(folders) + " ./scanlab do 'List;'");
         EXPECT_TRUE(without.code == 0 && without.output.find("XDG_CONFIG_HOME") != without.output.npos)
@@ -184,6 +189,8 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
     std::string const program = std::string(HBTOOLS_BINARY_DIR) + "/bin/scanlab";
     fs::create_directories(folder / "deep one");
     Write("deep one/points.csv", "1,2,3\n");
+    fs::create_directories(folder / "plain");
+    Write("plain/q.csv", "1,2,3\n");
     struct Exchange {
         std::string keys;
         char const* answer;
@@ -211,6 +218,17 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
                         {"\t", "plate  sphere"},                                          // entries
                         {"", "Shape (list: plate, sphere), jetzt \"plate\": Das Teil."},  // and what they are for
                         {"pl\tTRUE 444;\r", "Points      444,"},
+                        {"fit\t", "FitPlane  FitSphere"},  // several, and nothing more to say of them
+                        {"Q\t\x15\r", "scanlab> "},        // none, and then an empty line
+                        {"", "scanlab> "},
+                        {"Synthesize plate TRUE \t", "Points (long"},  // only what it is for
+                        {"\x15"
+                         "FitPlane \"plate\t;\r",
+                         "Plane       of plate"},  // without the quotes
+                        {"", "scanlab> "},
+                        {"Import " + folder.string() + "/pla\tq\t;\r", "Scan        q: q"},
+                        {"", "scanlab> "},
+                        {"Remove q;\r", "scanlab> "},
                         {"FitPlane nobody;\r", "Parameter \"Scan\": Es gibt keinen Datensatz \"nobody\""},
                         {"FitPlane \t", "plate "},  // a scan of the session
                         {";\r", "Plane       of plate"},
@@ -233,6 +251,11 @@ TEST_F(Programs, ScanlabAsksAtATerminal) {
                     {"\x1b[A", "FitPlane plate"},
                     {"\x15quit\r", "\n"}});
     EXPECT_EQ(terminal.Wait(), 0);
+    // Where nothing can be kept, and on a terminal that can do nothing.
+    Terminal poor({"/usr/bin/env", "-u", "HOME", "-u", "XDG_CONFIG_HOME", "LC_ALL=C", "TERM=dumb", program});
+    ASSERT_TRUE(poor.Await("scanlab> ")) << poor.Seen();
+    talk(poor, {{"List;\r", "scanlab> "}, {"exit\r", "\n"}});
+    EXPECT_EQ(poor.Wait(), 0);
 }
 
 TEST_F(Programs, ScanlabReportsForABrowser) {

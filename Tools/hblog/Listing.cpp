@@ -13,8 +13,8 @@ using tool::Quoted;
 
 namespace {
 
+/// Of a valid one.
 std::string IsoText(KxDateTime const& moment) {
-    if (!moment.IsValid()) return "";
     return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:02}", moment.GetYear(), moment.GetMonth(),
                        moment.GetDay(), moment.GetHour(), moment.GetMinute(), moment.GetSecond(),
                        moment.GetHundredths());

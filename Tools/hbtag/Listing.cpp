@@ -26,8 +26,9 @@ char const* StateName(TagFileState state) {
     return state == TagFileWhole ? "whole" : state == TagFileDamaged ? "damaged" : "foreign";
 }
 
+/// Of what is neither a text nor a scalar.
 bool IsNumeric(TagPayloadKind kind) {
-    return kind <= PayloadEmptyArray && kind != PayloadText && kind != PayloadBytes && kind != PayloadScalar;
+    return kind <= PayloadEmptyArray && kind != PayloadBytes;
 }
 
 constexpr unsigned long objectId = 208001;  // of an object, unless the application gives another
