@@ -82,7 +82,7 @@ TEST(Alignment, RefusesWhatCannotBeAligned) {
               "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
     // Enough points in the strip to move by, and few of all.
     Scan const dense = MakeSyntheticPlate(40000);
-    touching = HalfOf(dense, 0, KxMatrix4::ATranslation(KxVec3d(154, 0, 0)));
+    touching = HalfOf(dense, 0, KxMatrix4::ATranslation(KxVec3d(146, 0, 0)));
     EXPECT_EQ(test::Thrown<KxException>([&] { Align(touching, dense); }),
               "Die beiden Datens\u00e4tze haben keine gemeinsame Fl\u00e4che");
     Scan flat;  // nothing holds it in its plane: it stays where it is
