@@ -80,7 +80,7 @@ public:
             Tell(part);
             got = CFile::Read(static_cast<BYTE*>(buffer) + done, part);
             done += got;
-        } while (got == most && done < count);
+        } while (done < count && got == most);
         return done;
     }
     void Write(void const* buffer, UINT count) override {

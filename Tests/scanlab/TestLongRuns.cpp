@@ -145,8 +145,8 @@ TEST_F(LongRuns, LetThroughWhatEndsTheirThread) {
     Put("fit.mac", "FitPlane;\n");
     for (std::string const& line :
          {std::string("FitPlane;"), "Macro \"" + File("fit.mac").string() + "\";", std::string("Save kept * 64 TRUE;")})
-        for (int at = 1; at < 12; at += 5) {
-            int reports = 0;
+        for (int at = 1, reports = at; reports >= at; at += 1 + at / 4) {
+            reports = 0;
             session.progress.onReport = [&] {
                 if (++reports == at) throw new End;
             };

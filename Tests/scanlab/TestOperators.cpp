@@ -239,6 +239,12 @@ TEST_F(Operators, StandWhatHasNoPointAndNoExtent) {
     none.scan.Add(KxVec3d(std::nan(""), 1, 2));
     spot.scan.unit = L"\u00b5m";
     spot.scan.conditions.Edit().SetHidden();
+    KxStringProperty const numbered(L"part", L"%s", L"7", 0);
+    for (wchar_t const* name : {L"a", L"b"}) {  // with one format
+        KxProperty* const copy = numbered.Clone();
+        copy->SetName(name);
+        spot.scan.conditions.Edit().Insert(copy);
+    }
     for (int i = 0; i < 12; ++i) spot.scan.Add(KxVec3d(1, 2, 3));
     Add(L"none", none);
     Add(L"spot", spot);

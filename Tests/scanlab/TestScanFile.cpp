@@ -72,8 +72,9 @@ TEST(ScanFile, EveryBitComesBackInBothForms) {
                                             [](StoredScan& s) { s.sphere.radius = std::nextafter(s.sphere.radius, 2); },
                                             [](StoredScan& s) { s.deviations.Edit().Add(1); },
                                             [](StoredScan& s) {
+                                                StoredScan const former = s;
                                                 s.deviations.Edit() = KxHistogram();
-                                                for (double const value : Sample().deviations->Values())
+                                                for (double const value : former.deviations->Values())
                                                     s.deviations.Edit().Add(-value);
                                             }};
     for (auto const change : changes) {

@@ -103,6 +103,7 @@ TEST(ScanReader, Text) {
          {"a count in front", "2\n1 2 3\n4 5 6\n", "2,0: 4 5 6"},
          {"not finite", "nan 1 2\n1 2 3\n1 inf 2\n1 2 inf\n1.#IND 0 0\n-1.#INF 0 0\n", "1,5: 1 2 3"},
          {"names in quotes", "\"z\",\"y\",\"x\",\"~\"\n3,2,1,0\n", "1,0: 1 2 3"},
+         {"half a quote", "\"ab,x,y,z\n0,1,2,3\n", "1,0: 1 2 3"},
          {"units right behind the names", "z[mm],y(mm),x,~\n3,2,1,0\n", "1,0: 1 2 3"},
          {"a header with y alone", "a,y,b\n1,2,3\n", "Zeile 1: es gibt keine Spalte x"},
          {"a header with z alone", "a,b,z\n1,2,3\n", "Zeile 1: es gibt keine Spalte x"},

@@ -100,7 +100,8 @@ TEST_F(Hbres, SaysWhatIsWrongAndWritesNothing) {
           Case{"--version" + out + " Comments", "no such setting: Comments\n"},
           Case{"--version" + out + " Colour=red", "no such setting: Colour=red\n"},
           Case{"--version" + out + " Language=1031", "no such setting: Language=1031\n"},
-          Case{"--version" + out + " FileVersion=1.x", "FileVersion is no version"},
+          Case{"--version" + out + " Language=0xG", "no such setting: Language=0xG\n"},
+          Case{"--version" + out + " FileVersion=1.2x", "FileVersion is no version"},
           Case{"--version" + out + " FileVersion=65536", "FileVersion is no version"},
           Case{"--version" + out + " FileVersion=1 ProductVersion=1.2.3.4.5", "ProductVersion is no"},
           Case{"--version" + out + " FileVersion=1.2 ProductVersion=3 Comments= Language=0x0407", ""}}) {

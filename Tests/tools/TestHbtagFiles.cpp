@@ -113,8 +113,9 @@ protected:
             archive << KxTTag<double>(7, number);
         else
             archive << KxTTag<int>(7, half);
+        tree.Remove(L"n0");
         archive.SetReplaceMode();
-        archive << KxVec3dArrayTag(4, one);
+        archive << KxVec3dArrayTag(4, one) << KxPropertyListTag(6, list);
     }
     /// Objects of graphs: without types and address; with more types than are shown, and a reference deep within.
     void WriteGraph(char const* name) const {
@@ -250,6 +251,12 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"ls {odd.tag}", 0, ", 1 element, 24 bytes left over behind it\n"},
         {"ls {odd.tag}", 0, "  no object\n"},
         {"ls {odd.tag}", 0, "matrix identity"},
+        {"ls --json {graph.tag}", 0, "\"types\": []"},
+        {"dump --json {bytes.tag}", 0, "\"values\": [\"61\", \"62\""},
+        {"ls {odd.tag}", 0, "list \"tree\", 2 objects, "},
+        {"ls {ring.tag} > /dev/full", 1, ""},
+        {"repair {number.tag} {out}", 0, "remark: at 22: ", true},
+        {"repair --json {behind.tag} {out}", 2, "{\"begin\": 1464, \"end\": 1472, \"text\": ", true},
         {"ls {graph.tag}", 0, "object of type unknown\n"},
         {"ls {graph.tag}", 0, "object of type 0 < "},
         {"ls {graph.tag}", 0, " < ..., address 0x1000\n"},
@@ -413,7 +420,7 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
         {"--json {32.tag} {64.tag}", 0, "\"differences\": []"},
         {"--json {less.tag} {32.tag}", 1, "\"change\": \"added\", \"path\": \"100/101\", \"b\": "},
         {"{odd.tag} {odd2.tag}", 1, "xxx...\" instead of \"yyy"},
-        {"{odd.tag} {odd2.tag}", 1, "changed 6: object 1: tree: list of 3"},
+        {"{odd.tag} {odd2.tag}", 1, "changed 6: object 1: tree: list of 2"},
         {"{odd.tag} {odd2.tag}", 1, "changed 7: scalar instead of scalar, 4 bytes instead of 8\n"},
         {"{bytes.tag} {bytes2.tag}", 1, "changed 1: 1 of 6 bytes differ, the first is 4: 78 instead of 65\n"},
         {"--bogus {32.tag} {64.tag}", 2, "bogus"},

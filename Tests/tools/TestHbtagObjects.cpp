@@ -96,6 +96,7 @@ TEST_F(Programs, HbtagListsObjects) {
         store("none", {&none});
     }
     Write("x<y.tag", RecordOf(list));
+    Write("probe1.tag", RecordOf(probe.substr(0, probe.size() - 4)));
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += list.substr(0, 0x4e);
     Write("deep.tag", RecordOf(deep));
@@ -128,6 +129,7 @@ TEST_F(Programs, HbtagListsObjects) {
         {"dump --values 0 " + Path("twice"), 0, "buffer: short[12] ... 12 more"},
         {"dump " + Path("tree"), 0, "a&b>c: int 1, hidden\n"},
         {"dump " + Path("tree"), 0, "xxx... 904 characters more\""},
+        {"dump " + Path("probe1.tag"), 0, "Lab::Probe, version 3: 1 byte that only"},
         {"dump --values -1 " + Path("tree"), 0, "xxx\"\n"},
         {"ls " + Path("none"), 0, "           0  short[] \"none\"\n"},
         {"tree --html " + Path("tree"), 0, "a&amp;b&gt;c: "},

@@ -145,13 +145,15 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
           "1;12:00:00;enter;A;;;;", "0x;12:00:00;enter;A;;;;", "0x11111111111111111;12:00:00;enter;A;;;;",
           "0x1 2;12:00:00;enter;A;;;;", "0x1:2;12:00:00;enter;A;;;;", "0x1G2;12:00:00;enter;A;;;;",
           "0x1;12:00:00;leave;A;12:00:00;x;1;", "0x1;12:00:00;leave;A;12:00:00;1234567890123456;1;",
-          "0x1;12:00:00;leave;A;12:00:00;;1;", "0x1;12:00:00;enter;A;12:00:00;5;1;", "0x1;12:00:00;leave;A;;;;",
-          "0x1;12:00:00;leave;never entered;12:00:00;5;5;"})
+          "0x1;12:00:00;leave;A;12:00:00;;1;", "0x1;12:00:00;leave;A;;5;5;", "0x1;12:00:00;enter;A;12:00:00;5;1;",
+          "0x1;12:00:00;leave;A;;;;", "0x1;12:00:00;leave;never entered;12:00:00;5;5;"})
         nonsense += std::string("PROFILE;") + fields + "\r\n";
     Write("nonsense", nonsense);
     std::string many = head + "x\n";
     for (int i = 0; i < 200; ++i) many += "[" + std::to_string(i) + "]\nMessage=a\n";
     Write("many.log", many);
+    Write("grave.log", head + "2\n[0]\nDate=20241231\nTime=1\nGroup=G\nLevel=EXCEPT_NONFATAL\nMessage=a\n" +
+                           "[1]\nDate=20241231\nTime=1\nGroup=G\nLevel=EXCEPT_FATAL\nMessage=b\n");
     Write("lines.log", head + "1\n[0]\nDate=20241231\nTime=1\nGroup=G\xEF\xBF\xBFH\nLevel=EXCEPT_USER\n" +
                            "Message=a\\b\xEF\xBF\xBF\n[1]\nDate=20241231\nTime=1\nGroup=G\nMessage=b\n" +
                            "[2]\nDate=20241231\nTime=1\nGroup=G\nLevel=USER\n");
@@ -171,6 +173,7 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"log " + Path("lying.log"), 2, "entry 2 has no date and time\n"},
         {"log " + Path("lying.log"), 2, "4294967293 of 4294967295 entries are missing\n"},
         {"log --since 2024-01-01 --until 2026-01-01 --last 99 " + Path("lying.log"), 2, "are missing\n"},
+        {"log --until 2026-01-01 " + Path("lying.log"), 2, "are missing\n"},
         {"log " + Path("many.log"), 2, "the number of entries cannot be read\n"},
         {"log " + Path("many.log"), 2, " more\n"},
         {"log " + Path("lines.log"), 2, "USER      G\\nH  a\\\\b\n20"},
@@ -185,7 +188,7 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"debug " + Path("interleaved"), 0, "leave;B;12:00:00;900;900;\n"},
         {"profile " + Path("interleaved"), 0, "B            0x0         1           900         900.0           900\n"},
         {"profile " + Path("interleaved"), 0, "A            0x0         2           817         408.5           812\n"},
-        {"profile " + Path("open"), 0, "total ms"},
+        {"profile -o " + Path("open.json") + ' ' + Path("open"), 0, "total ms"},
         {"log " + Path("turned.log"), 0, "G  a\\u202eb\n"},
         {"log " + Path("odd.log"), 0, "  a\"\\u202e\n"},
         {"log --json " + Path("odd.log"), 0, "\"message\":\"a\\\"\\u202e\"}"},
@@ -210,8 +213,8 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         {"debug " + Path("marks.debug"), 0, "  \\x85\\u061c\\u200e\\u200f\\u2066\\ufeff\\\\\\t\\r.\n"},
         {"debug " + Path("half.debug"), 0, "  \\ud800.\n"},
         {"debug " + Path("vast"), 1, "too long"},
-        {"profile " + Path("nonsense"), 2, "nonsense: 14 profile lines make no sense\n"},
-        {"profile --json " + Path("nonsense"), 2, "\"badLines\":14,"},
+        {"profile " + Path("nonsense"), 2, "nonsense: 15 profile lines make no sense\n"},
+        {"profile --json " + Path("nonsense"), 2, "\"badLines\":15,"},
         {"profile --json " + Path("interleaved"), 0, "},\n{\"name\":\"A\""},
         {"debug " + Path("cut.debug"), 2, "2024-12-31 12:00:00  \\x1b]0;cut\n"},
         {"debug " + Path("empty"), 0, "$\n"},
@@ -233,9 +236,12 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
             EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
     }
     for (char const* setting : {"NO_COLOR=", "NO_COLOR=1"}) {
-        Terminal terminal({"/usr/bin/env", setting, HBTOOLS_BINARY_DIR "/bin/hblog", "log", (folder / "log").string()});
-        EXPECT_TRUE(terminal.Await("FATAL   ")) << terminal.Seen();
-        EXPECT_EQ(terminal.Last().ends_with("\x1b[31mFATAL   "), setting == std::string("NO_COLOR="));
+        Terminal terminal(
+            {"/usr/bin/env", setting, HBTOOLS_BINARY_DIR "/bin/hblog", "log", (folder / "grave.log").string()});
+        for (char const* level : {"\x1b[33mNONFATAL", "\x1b[31mFATAL   "}) {
+            EXPECT_TRUE(terminal.Await(level + 5)) << terminal.Seen();
+            EXPECT_EQ(terminal.Last().ends_with(level), setting == std::string("NO_COLOR="));
+        }
         EXPECT_EQ(terminal.Wait(), 0);
     }
     std::ifstream trace(folder / "trace.json");

@@ -51,7 +51,7 @@ int Run(Arguments const& arguments, hblog::Options const& options) {
             if (profile.badLines > 0) code = tool::exitDamaged;
         }
         int const state = ExitCodeOf(file.state, path, "a debug file");
-        if (code != tool::exitDamaged || state == tool::exitForeign) code = state;
+        if (code != tool::exitDamaged) code = state;
     }
     return output.Finish() ? code : int{tool::exitUsage};
 }

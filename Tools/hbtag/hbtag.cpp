@@ -172,9 +172,7 @@ public:
                              record);
     }
     /// What goes wrong in a comparison is no difference.
-    int FailureCode(int argc, char const* const* argv) const {
-        return m_diff->parsed() || (argc > 1 && std::string_view(argv[1]) == "diff") ? 2 : exitUsage;
-    }
+    int FailureCode() const { return m_diff->parsed() ? 2 : exitUsage; }
 
 private:
     Arguments& m_arguments;
@@ -202,7 +200,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? 0 : files.FailureCode(argc, argv);
+        return app.exit(error) == 0 ? 0 : files.FailureCode();
     }
     try {
         return files.IsParsed() ? files.Run() : listings.Run();
@@ -212,5 +210,5 @@ int main(int argc, char** argv) {
     } catch (std::exception const& exception) {
         tool::Complain("hbtag: {}\n", exception.what());
     }
-    return files.FailureCode(argc, argv);
+    return files.FailureCode();
 }

@@ -60,7 +60,7 @@ struct LineEditor::State {
             common.pop_back();  // within the folder it goes on
         else if (isOne && !common.ends_with(L'/'))
             common += L' ';
-        if (common.size() > typed.size() || (isOne && common != typed)) {
+        if (common.size() > typed.size() || isOne) {
             el_deletestr(editor, static_cast<int>(typed.size()));
             return el_winsertstr(editor, common.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
         }
