@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -21,7 +20,8 @@ namespace test {
 /// When that process began, as the system counts; empty if there is none.
 inline std::string StartOf(std::string const& process) {
     std::ifstream in("/proc/" + process + "/stat");
-    std::string const all(std::istreambuf_iterator<char>(in), {});
+    std::string all;
+    std::getline(in, all, '\0');  // which fails where it ends meanwhile; an iterator would throw
     std::size_t const name = all.rfind(')');  // which may hold anything
     if (name == all.npos) return "";
     std::istringstream rest(all.substr(name + 1));

@@ -9,7 +9,8 @@
 // Steps are allocations, bytes through files, and calls of functions that the library is given; where valgrind is installed,
 // instructions besides, of n / 4. One line for each case tells them; a line "finding" follows where one of them grows too
 // fast. Where each of n calls may look at all of n, for the reason that its case states, instructions grow a hundred times and
-// all else ten times; a case that does better may not be listed so. --long takes ten times as many elements. Exit code 1 if there are findings. With a number the case is run once.
+// all else ten times; a case that does better may not be listed so. --long takes ten times as many elements. Exit code 1 if
+// there are findings. With a number the case is run once.
 #include "../Program.h"
 #include "../allocations/Memory.h"
 #include "Case.h"
@@ -19,11 +20,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
+#include <thread>
 #include <unistd.h>
 
 /// The only part that valgrind counts.
@@ -92,23 +96,35 @@ std::vector<Case> FaultyCases() {
 
 class Proof {
 public:
-    Proof(std::string program, int n) : m_program(std::move(program)), m_n(n) {
+    Proof(std::string program, int n) : m_program(std::move(program)), m_n(n), m_counted(std::max(30, n / 4)) {
         m_hasValgrind = std::system("valgrind --version >/dev/null 2>&1") == 0;
     }
 
+    /// Counts the instructions of these cases, several at a time: that takes longest, and each is a process of its own.
+    void Count(std::vector<Case const*> const& cases) {
+        if (!m_hasValgrind) return;
+        for (Case const* test : cases) m_instructions[test->name];
+        std::atomic<std::size_t> next = 0;
+        std::vector<std::jthread> workers(std::max(1U, std::thread::hardware_concurrency()));
+        for (std::jthread& worker : workers)
+            worker = std::jthread([&] {
+                for (std::size_t i; (i = next++) < 2 * cases.size();)
+                    m_instructions.at(cases[i / 2]->name)[i % 2] =
+                        Instructions(m_program, cases[i / 2]->name, i % 2 == 0 ? m_counted : 10 * m_counted);
+            });
+    }
     void Judge(Case const& test) {
         Steps few = Run(test, m_n), many = Run(test, 10 * m_n);
-        int const counted = std::max(30, m_n / 4);
         if (m_hasValgrind) {
-            few.instructions = Instructions(m_program, test.name, counted);
-            many.instructions = Instructions(m_program, test.name, 10 * counted);
+            few.instructions = m_instructions[test.name][0];
+            many.instructions = m_instructions[test.name][1];
             if (few.instructions <= 0 || many.instructions <= 0) Find(test, "instructions were not counted");
         }
         std::printf("%-36s", test.name);
         Compare(test, "allocations", few.allocations, many.allocations, m_n);
         Compare(test, "bytes", few.bytes, many.bytes, m_n);
         Compare(test, "calls", few.calls, many.calls, m_n);
-        Compare(test, "instructions", few.instructions, many.instructions, counted);
+        Compare(test, "instructions", few.instructions, many.instructions, m_counted);
         if (test.isLinearPerCall) std::printf("  each call looks at all: %s", test.isLinearPerCall);
         std::printf("\n");
         for (std::string const& finding : m_findings) std::printf("finding: %s\n", finding.c_str());
@@ -134,7 +150,8 @@ private:
     }
 
     std::string m_program;
-    int m_n;
+    int m_n, m_counted;
+    std::map<std::string, std::array<long long, 2>> m_instructions;
     bool m_hasValgrind = false;
     std::vector<std::string> m_findings;
     int m_numFindings = 0;
@@ -170,13 +187,16 @@ int main(int argc, char** argv) {
         bool const isOne = options.arguments.size() == 2;
         if (options.isSelfCheck) cases = faulty;
         if (isOne) cases.insert(cases.end(), faulty.begin(), faulty.end());
-        for (Case const& test : cases) {
-            if (!options.only.empty() && options.only != test.name) continue;
-            ++numRun;
+        std::vector<Case const*> wanted;
+        for (Case const& test : cases)
+            if (options.only.empty() || options.only == test.name) wanted.push_back(&test);
+        numRun = static_cast<int>(wanted.size());
+        if (!isOne) proof.Count(wanted);
+        for (Case const* test : wanted) {
             if (isOne)
-                Run(test, std::atoi(options.arguments[1].c_str()));
+                Run(*test, std::atoi(options.arguments[1].c_str()));
             else
-                proof.Judge(test);
+                proof.Judge(*test);
         }
         findings = proof.CountFindings();
     } catch (KxN::CException* exception) {
