@@ -169,7 +169,7 @@ BENCHMARK(ZipOurs)->Name("zip pack/hbtools")->Arg(payload)->UseRealTime()->Unit(
 /// The archive that all unpack.
 fs::path const& Packed() {
     static fs::path const path = [] {
-        fs::path const archive = Folder() / "packed.zip";
+        fs::path archive = Folder() / "packed.zip";
         fs::remove(archive);
         KxZipHelper::CompressFile(Wide(Measured()), Wide(archive), L"", L"");
         return archive;

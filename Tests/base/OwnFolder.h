@@ -21,7 +21,7 @@ namespace test {
 inline std::string StartOf(std::string const& process) {
     std::ifstream in("/proc/" + process + "/stat");
     std::string all;
-    std::getline(in, all, '\0');  // which fails where it ends meanwhile; an iterator would throw
+    std::getline(in, all, '\0');              // which fails where it ends meanwhile; an iterator would throw
     std::size_t const name = all.rfind(')');  // which may hold anything
     if (name == all.npos) return "";
     std::istringstream rest(all.substr(name + 1));

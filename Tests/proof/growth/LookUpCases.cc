@@ -57,10 +57,11 @@ std::function<void()> Disconnect(int n, bool isFalling) {
 }
 
 std::function<void()> RemoveReceivers(int n) {
-    auto all = std::make_shared<std::vector<KxMsgCommunicator>>(static_cast<std::size_t>(n));
+    struct Receiver final : KxMsgCommunicator {};
+    auto all = std::make_shared<std::vector<Receiver>>(static_cast<std::size_t>(n));
     return [all] {
         KxMsgCommunicator sender;
-        for (KxMsgCommunicator& one : *all) sender.AddMsgReceiver(&one);
+        for (Receiver& one : *all) sender.AddMsgReceiver(&one);
         for (std::size_t i = all->size(); i-- > 0;) {
             Must(sender.IsMsgReceiver(&(*all)[i]));
             sender.RemoveMsgReceiver(&(*all)[i]);
