@@ -11,7 +11,7 @@
 // what that led to; a line "finding" follows for whatever must not be. Exit code 1 if there are findings.
 //
 // A step that fails has thrown std::bad_alloc, a memory exception, or what its scenario documents; what else must be stands
-// in scenarios/Runner.h. Nothing has leaked, but for one block of at most 64 bytes where the C library was itself refused
+// in scenarios/Runner.h. Nothing has leaked, but for one block of at most 128 bytes where the C library was itself refused
 // memory for the first time: glibc loses one of its list of locales then.
 #include "../Program.h"
 #include "Memory.h"
@@ -83,7 +83,7 @@ void RunChild(Kind const& kind, fs::path const& folder, int number, bool isLasti
         RunFailing(kind, folder, failures, number, isLasting, states, outcome);
     if (isCold) RunBehind(kind, folder);
     Live const after = Settled(kind, from);
-    bool const isOfLibC = isCold && memory::HasFailedInLibC() && after.bytes - from.bytes <= 64;
+    bool const isOfLibC = isCold && memory::HasFailedInLibC() && after.bytes - from.bytes <= 128;
     long long const allowed = repeats - 1 + (isOfLibC ? 1 : 0);
     // A block's usable bytes may vary with what is free beside it.
     if (after.blocks - from.blocks > allowed && outcome.finding.IsEmpty())
