@@ -299,7 +299,8 @@ TEST(Sphere, HoldsForEveryUnitAndPlaceAndRefusesWhatIsNone) {
         line.Add(KxVec3d(i, 2 * i, 3 * i));
         spot.Add(KxVec3d(1, 2, 3));
         if (i < 3) few.Add(KxVec3d(i, i * i, 1));
-        shallow.Add(KxVec3d(i % 10, i / 10, 1e-6 * ((i % 10) * (i % 10) + (i / 10) * (i / 10))));  // a radius of 500000
+        int const column = i % 10, row = i / 10;
+        shallow.Add(KxVec3d(column, row, 1e-6 * (column * column + row * row)));  // a radius of 500000
     }
     for (Scan const* none : {&flat, &line, &spot, &few, &shallow})
         EXPECT_EQ(test::Thrown<KxException>([&] { FitSphere(*none); }), "Die Punkte beschreiben keine Kugel");

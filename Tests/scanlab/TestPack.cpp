@@ -65,7 +65,7 @@ TEST_F(Pack, TakesWhatThePatternSaysAndBringsItBack) {
     // Whatever stands beside it, and a name as long as may be.
     Put("out/good.unpacked", "");
     std::string const meanwhile = "out/.unpack-" + std::to_string(std::hash<std::string>()("good"));
-    Put(meanwhile.c_str(), "of somebody");
+    Put(meanwhile, "of somebody");
     std::filesystem::create_directories(File("out/taken.unpacked"));
     std::string const longest(255, 'n');
     for (std::string const& name : {std::string("taken"), std::string("good"), longest, std::string("more/")}) {

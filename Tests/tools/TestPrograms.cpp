@@ -235,9 +235,9 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         else
             EXPECT_NE(outcome.output.find(c.output), std::string::npos) << c.arguments << '\n' << outcome.output;
     }
+    std::string const program = HBTOOLS_BINARY_DIR "/bin/hblog";
     for (char const* setting : {"NO_COLOR=", "NO_COLOR=1"}) {
-        Terminal terminal(
-            {"/usr/bin/env", setting, HBTOOLS_BINARY_DIR "/bin/hblog", "log", (folder / "grave.log").string()});
+        Terminal terminal({"/usr/bin/env", setting, program, "log", (folder / "grave.log").string()});
         for (char const* level : {"\x1b[33mNONFATAL", "\x1b[31mFATAL   "}) {
             EXPECT_TRUE(terminal.Await(level + 5)) << terminal.Seen();
             EXPECT_EQ(terminal.Last().ends_with(level), setting == std::string("NO_COLOR="));
