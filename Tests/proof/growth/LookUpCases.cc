@@ -57,14 +57,13 @@ std::function<void()> Disconnect(int n, bool isFalling) {
 }
 
 std::function<void()> RemoveReceivers(int n) {
-    struct Receiver final : KxMsgCommunicator {};
-    auto all = std::make_shared<std::vector<Receiver>>(static_cast<std::size_t>(n));
-    return [all] {
+    std::shared_ptr<KxMsgCommunicator[]> const all = std::make_unique<KxMsgCommunicator[]>(static_cast<std::size_t>(n));
+    return [all, n] {
         KxMsgCommunicator sender;
-        for (Receiver& one : *all) sender.AddMsgReceiver(&one);
-        for (std::size_t i = all->size(); i-- > 0;) {
-            Must(sender.IsMsgReceiver(&(*all)[i]));
-            sender.RemoveMsgReceiver(&(*all)[i]);
+        for (int i = 0; i < n; ++i) sender.AddMsgReceiver(&all[i]);
+        for (int i = n; i-- > 0;) {
+            Must(sender.IsMsgReceiver(&all[i]) != 0);
+            sender.RemoveMsgReceiver(&all[i]);
         }
     };
 }
