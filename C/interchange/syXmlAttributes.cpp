@@ -58,9 +58,11 @@ int XmlAttributes::Find(pugi::xml_node node, std::string_view name) {
     return none;
 }
 
-int XmlAttributes::At(pugi::xml_node node, std::size_t place) {
-    if (HasIndex(node)) return place < m_all.size() ? m_all[place].number : none;
-    return place < Count(node) ? static_cast<int>(place) : none;
+int XmlAttributes::At(pugi::xml_node node, int place) {
+    if (place < 0) return none;
+    auto const at = static_cast<std::size_t>(place);
+    if (HasIndex(node)) return at < m_all.size() ? m_all[at].number : none;
+    return at < Count(node) ? place : none;
 }
 
 std::size_t XmlAttributes::Count(pugi::xml_node node) const {
@@ -132,7 +134,7 @@ KxString const& XML_PARSER::Get_Attribute_Name(int index) {
     static KxString const noName;
     pugi::xml_node const node = m_document->current;
     XmlAttributes& attributes = m_document->attributes;
-    int const number = index < 0 ? XmlAttributes::none : attributes.At(node, static_cast<std::size_t>(index));
+    int const number = attributes.At(node, index);
     if (number != XmlAttributes::none) return attributes.NameOf(node, number);
     Fail(L"XML_PARSER::Get_Attribute_Name(int) failed");
     return noName;
@@ -145,7 +147,7 @@ CComVariant const g_noValue;
 CComVariant const& XML_PARSER::Get_Attribute_Value(int index) {
     pugi::xml_node const node = m_document->current;
     XmlAttributes& attributes = m_document->attributes;
-    int const number = index < 0 ? XmlAttributes::none : attributes.At(node, static_cast<std::size_t>(index));
+    int const number = attributes.At(node, index);
     if (number != XmlAttributes::none) return attributes.ValueOf(node, number);
     Fail(L"XML_PARSER::Get_Attribute_Value(int) failed");
     return g_noValue;

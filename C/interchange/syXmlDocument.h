@@ -23,7 +23,7 @@ public:
 
     /// The number of the attribute of that name, or of that place among them; none if there is none.
     int Find(pugi::xml_node node, std::string_view name);
-    int At(pugi::xml_node node, std::size_t place);
+    int At(pugi::xml_node node, int place);
     std::size_t Count(pugi::xml_node node) const;
     pugi::xml_attribute Of(pugi::xml_node node, int number) const;
     /// Name and value as they were shown; they stay until the attribute changes.

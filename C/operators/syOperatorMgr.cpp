@@ -6,8 +6,10 @@
 #include "hbtools/operators/syOperator.h"
 #include "operators/syOperatorParts.h"
 
+#include <functional>
 #include <new>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -24,9 +26,14 @@ namespace {
 }  // namespace
 
 struct KxOperatorMgr::Index {
+    struct NameHash : std::hash<std::wstring_view> {
+        using is_transparent = void;  // looking up copies no name
+    };
+
     std::unordered_map<unsigned short, KxOperator*> byId;
-    std::unordered_map<std::wstring, std::vector<KxOperator*>> byName;  // of one name in their order
-    unsigned long long renamings = detail::CountRenamings();            // when it was made
+    // Those of one name in their order.
+    std::unordered_map<std::wstring, std::vector<KxOperator*>, NameHash, std::equal_to<>> byName;
+    unsigned long long renamings = detail::CountRenamings();  // when it was made
 
     bool IsRight() const { return renamings == detail::CountRenamings(); }
     void Add(KxOperator* listed) {
@@ -35,7 +42,7 @@ struct KxOperatorMgr::Index {
     }
     void Remove(KxOperator* listed) {
         byId.erase(listed->GetId());
-        auto const found = byName.find(std::wstring(listed->GetFixName().View()));
+        auto const found = byName.find(listed->GetFixName().View());
         if (std::erase(found->second, listed) > 0 && found->second.empty()) byName.erase(found);
     }
 };
@@ -98,7 +105,7 @@ KxOperator* KxOperatorMgr::Find(unsigned short id) const {
 
 KxOperator* KxOperatorMgr::Find(KxString const& fixName) const {
     if (HasIndex()) {
-        auto const found = m_index->byName.find(std::wstring(fixName.View()));
+        auto const found = m_index->byName.find(fixName.View());
         return found == m_index->byName.end() ? nullptr : found->second.front();
     }
     for (KxOperator* listed : m_operators)

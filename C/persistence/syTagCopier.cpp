@@ -278,7 +278,7 @@ std::size_t KxTagCopier::Plan::FindDifference(CFile& target) {
 void KxTagCopier::Plan::Drop(std::size_t number) {
     int record = m_items[number].record;
     TagPayloadKind const kind = RecordOf(m_items[number]).kind;
-    if (kind == PayloadNone || kind == PayloadGraphObject) {
+    if (detail::IsMarker(kind)) {
         for (int child = m_firstChild[static_cast<std::size_t>(record) + 1]; child >= 0;
              child = m_nextSibling[static_cast<std::size_t>(child)]) {
             if (!IsKept(child)) continue;

@@ -18,10 +18,6 @@ constexpr ULONGLONG fileHeaderSize = 512;
 constexpr std::uint16_t fileHeaderMark = 0x4949;
 constexpr std::size_t mostIds = 1 << 16;  // that are remembered
 
-bool IsMarker(TagPayloadKind kind) {
-    return kind == PayloadNone || kind == PayloadGraphObject;
-}
-
 }  // namespace
 
 TagFileState KxTagInspector::Walk::Inspect(bool isRecovering) {
@@ -323,7 +319,7 @@ void KxTagInspector::Walk::TakePayload(int number, ULONGLONG end) {
 // never written, or is lost.
 bool KxTagInspector::Walk::MayHaveLevel(SxTagRecord const& record) {
     constexpr std::uint32_t mostNumerated = 1 << 24;  // nobody counts up to there; floats are greater
-    if (IsMarker(record.kind)) return true;
+    if (detail::IsMarker(record.kind)) return true;
     if (m_levelIds.contains(record.image.id)) return true;
     if (m_plainIds.contains(record.image.id)) return false;
     std::uint32_t number = mostNumerated;
@@ -358,7 +354,7 @@ void KxTagInspector::Walk::GoOnUnlinked(int number, ULONGLONG position) {
     for (std::size_t i = open; i > outermost && m_levels[i].parent >= 0 && m_levels[i - 1].next == chainEnd; --i) {
         SxTagRecord const& parent = m_records[m_levels[i].parent];
         if (parent.image.nextTag != 0 || next.id == m_records[number].image.id) break;
-        if (next.id != parent.image.id && !(isNextMarker && IsMarker(parent.kind))) continue;
+        if (next.id != parent.image.id && !(isNextMarker && detail::IsMarker(parent.kind))) continue;
         open = i - 1;
         break;
     }

@@ -42,6 +42,11 @@ inline bool IsCollection(TagPayloadKind kind) {
     return kind >= PayloadVec2sArray && kind <= PayloadEmptyArray;
 }
 
+/// No payload of its own, but a level.
+inline bool IsMarker(TagPayloadKind kind) {
+    return kind == PayloadNone || kind == PayloadGraphObject;
+}
+
 /// True if a whole head stands at `position` in front of `end` and its dataAddress leads to where its payload must be.
 bool IsRecordAt(CFile& file, ULONGLONG position, ULONGLONG end);
 
