@@ -2,8 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "Lab.h"
 
+#include "Devices/Driver.h"
 #include "ScanReader.h"
 #include "SyntheticPlate.h"
+
+#include "hbtools/operators/syParamDouble.h"
+#include "hbtools/operators/syParamList.h"
+#include "hbtools/operators/syParamLong.h"
+#include "hbtools/operators/syParamString.h"
 
 using namespace KxN;
 using namespace ScanLab;
@@ -305,6 +311,22 @@ TEST(Sphere, HoldsForEveryUnitAndPlaceAndRefusesWhatIsNone) {
     for (Scan const* none : {&flat, &line, &spot, &few, &shallow})
         EXPECT_EQ(test::Thrown<KxException>([&] { FitSphere(*none); }), "Die Punkte beschreiben keine Kugel");
     AfxSetResourceModule(nullptr);
+}
+
+// A driver of another maker may have settings of any kind.
+TEST_F(Operators, ASettingTellsItsValueAndItsRange) {
+    KxParameterLong const lines(1, 200, 200, {1, 5000}, 1);
+    KxParameterDouble const noise(2, 3, 3, {0, 100}, 0.1, 1);
+    KxParameterList const gauge(3, L"steps", L"plane", L"plane", L"steps");
+    KxParameterString const note(4, L"by hand", L"");
+    struct Case {
+        KxParameter const* setting;
+        std::string text;
+    };
+    std::string const names(34, ' ');  // none
+    for (Case const& c : {Case{&lines, "200        1 - 5000"}, Case{&noise, "3.0        0 - 100"},
+                          Case{&gauge, "plane      steps, plane"}, Case{&note, "by hand    "}})
+        EXPECT_EQ(test::U(SettingText(*c.setting)), names + c.text);
 }
 
 TEST_F(Operators, MacrosNameFileAndLine) {
