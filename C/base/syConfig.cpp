@@ -91,9 +91,7 @@ private:
         std::string bytes;
         int error = KxN::detail::ReadWholeFile(m_systemPath, KxN::KxxLimits().textFileBytes, bytes);
         if (error == ENOENT) error = 0;
-        // Each line takes many times the byte that it may consist of.
-        auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
-        if (lineFeeds > KxN::KxxLimits().configLines) error = EFBIG;
+        if (KxN::detail::ExceededLimit(bytes)) error = EFBIG;
         if (error != 0) {
             bytes = {};
             m_readError = error;

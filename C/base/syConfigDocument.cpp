@@ -3,6 +3,7 @@
 #include "base/syConfigDocument.h"
 
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syLimits.h"
 
 #include <algorithm>
 
@@ -23,6 +24,13 @@ bool IsUtf16(KxTextEncoding encoding) {
 }
 
 }  // namespace
+
+wchar_t const* ExceededLimit(std::string_view bytes) {
+    if (bytes.size() > KxxLimits().textFileBytes) return L"textFileBytes";
+    // Each line takes many times the byte that it may consist of.
+    auto const lineFeeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+    return lineFeeds > KxxLimits().configLines ? L"configLines" : nullptr;
+}
 
 void ConfigDocument::Parse(std::string read) {
     m_sections.clear();

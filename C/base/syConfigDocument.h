@@ -17,6 +17,9 @@
 
 namespace KxN::detail {
 
+/// The name of the member of KxLimits that a file of these bytes exceeds, so that KxConfig would refuse it; null if none.
+wchar_t const* ExceededLimit(std::string_view bytes);
+
 class ConfigDocument {
 public:
     ConfigDocument() { Parse({}); }

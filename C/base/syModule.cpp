@@ -37,7 +37,7 @@ KxModuleHold::~KxModuleHold() {
 [[gnu::noinline]] KxDll::KxDll(KxString const& name, KxVersion required)
     : m_name(name), m_version(0), m_hold(detail::LoadBeside(name, __builtin_return_address(0))) {
     if (auto* const version = KxxGetFunction<unsigned short()>(GetModule(), "KxxModuleVersion")) m_version = version();
-    if (m_version < required) throw new KxVersionException(__FILE__, __LINE__, name, m_version, required);
+    if (m_version < required) throw new KxVersionException(L"syModule", __LINE__, name, m_version, required);
 }
 
 KxDll::KxDll(KxDll const& other)

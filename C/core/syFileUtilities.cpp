@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
+#include "base/syNameHash.h"
 #include "core/syTextIds.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
@@ -60,7 +61,7 @@ void KxSharedFileException::BuildMessage() {
 
 namespace {
 
-/// Whether the name matches; in time bounded by the product of the lengths, without recursion.
+/// Whether the name matches a pattern in upper case; in time bounded by the product of the lengths, without recursion.
 bool Matches(std::wstring_view name, std::wstring_view pattern) {
     if (pattern == L"*.*") return true;
     std::size_t n = 0, p = 0, star = pattern.npos, afterStar = 0;
@@ -68,7 +69,7 @@ bool Matches(std::wstring_view name, std::wstring_view pattern) {
         if (p < pattern.size() && pattern[p] == L'*') {
             star = p++;
             afterStar = n;
-        } else if (p < pattern.size() && (pattern[p] == L'?' || pattern[p] == name[n])) {
+        } else if (p < pattern.size() && (pattern[p] == L'?' || pattern[p] == detail::UpperOfName(name[n]))) {
             ++n;
             ++p;
         } else if (star != pattern.npos) {
@@ -96,7 +97,7 @@ int KxFileSpec::First(KxString const& pattern) {
     m_search.reset();
     KxDirEntry folder(pattern);
     auto search = std::make_unique<SSearch>();
-    search->pattern = folder.CutName().View();
+    search->pattern = KxString(folder.CutName()).Upper().View();
     KxString const path(folder.GetFull());
     std::error_code error;
     search->at = std::filesystem::directory_iterator(path.Len() > 0 ? KxxToSystemPath(path.View()) : std::string("."),

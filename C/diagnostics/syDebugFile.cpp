@@ -109,11 +109,9 @@ void DebugFile::SetInfo(KxString const& info) {
 
 std::string DebugFile::Compose(DebugEntry const& entry) {
     std::shared_ptr<Prefixes const> prefixes;
-    std::string info;
     {
         std::lock_guard const lock(m_composeLock);
         prefixes = m_prefixes;
-        info.swap(m_info);
     }
     std::string bytes;
     bytes.reserve(160 + static_cast<std::size_t>(entry.text.Len()));
@@ -128,31 +126,36 @@ std::string DebugFile::Compose(DebugEntry const& entry) {
         bytes.append((*prefixes)[2]).append(KxxToUtf8(entry.sourceFile->View()));
         bytes.append((*prefixes)[3]).append(std::to_string(entry.line)).append(lineEnd);
     }
-    if (!info.empty()) bytes.append(info).append(lineEnd);
     return bytes;
 }
 
 void DebugFile::Write(DebugEntry const& entry) {
     if (m_isSuppressed) return;
-    std::string const bytes = Compose(entry);
+    std::string bytes = Compose(entry);
     int error = 0;
     {
         Holding const lock(m_lock);
         if (m_isSuppressed) return;  // since then
-        error = Keep(bytes);
+        error = Keep(std::move(bytes));
     }
     Tell(error);
 }
 
-/// Takes in an entry. Returns a failure that has to be told.
-int DebugFile::Keep(std::string const& bytes) {
-    // Both or none, before anything reaches the file.
-    m_entries.push_back({bytes.size(), false});
-    try {
-        m_bytes += bytes;
-    } catch (...) {
-        m_entries.pop_back();
-        throw;
+/// Takes in an entry, with the pending text at its end: what is not taken in leaves that to the next one. Returns a
+/// failure that has to be told.
+int DebugFile::Keep(std::string bytes) {
+    {
+        std::lock_guard const lock(m_composeLock);
+        if (!m_info.empty()) bytes.append(m_info).append(lineEnd);
+        // Both or none, before anything reaches the file.
+        m_entries.push_back({bytes.size(), false});
+        try {
+            m_bytes += bytes;
+        } catch (...) {
+            m_entries.pop_back();
+            throw;
+        }
+        m_info.clear();
     }
     int written = 0;
     if (!m_isDelayed) {
@@ -281,24 +284,24 @@ void DebugFile::Reset() {
 // one step for every other thread.
 void DebugFile::Suppress(bool suppress) {
     if (suppress && m_isSuppressed) return;
-    std::string const notice = Compose({KxString(KxResId(suppress ? text::SuppressOn : text::SuppressOff))});
+    std::string notice = Compose({KxString(KxResId(suppress ? text::SuppressOn : text::SuppressOff))});
     int error = 0;
     {
         Holding const lock(m_lock);
         if (suppress && m_isSuppressed) return;
-        error = Keep(notice);
+        error = Keep(std::move(notice));
         m_isSuppressed = suppress;
     }
     Tell(error);
 }
 
 void DebugFile::Delay(bool delay) {
-    std::string const notice = Compose({KxString(KxResId(delay ? text::DelayOn : text::DelayOff))});
+    std::string notice = Compose({KxString(KxResId(delay ? text::DelayOn : text::DelayOff))});
     int error = 0;
     {
         Holding const lock(m_lock);
         if (!delay) m_isDelayed = false;
-        if (!m_isSuppressed) error = Keep(notice);
+        if (!m_isSuppressed) error = Keep(std::move(notice));
         if (delay) m_isDelayed = true;
     }
     Tell(error);

@@ -60,7 +60,7 @@ private:
     static std::shared_ptr<Prefixes const> ReadPrefixes();
     std::string Compose(DebugEntry const& entry);
     // With the lock held; they tell failures by their system error number, 0 if there was none.
-    int Keep(std::string const& bytes);
+    int Keep(std::string bytes);
     int WriteBytes(std::string const& bytes);
     int Reopen(int mode);
     int LimitSize();
@@ -85,7 +85,7 @@ private:
     bool m_isFailureTold = false;
     std::atomic<bool> m_isSuppressed = false;
     std::atomic<bool> m_isDelayed = false;
-    Mutex m_composeLock;  // guards what composing an entry needs
+    Mutex m_composeLock;  // guards the two below; may be taken with m_lock held, never the other way round
     std::shared_ptr<Prefixes const> m_prefixes;
     std::string m_info;  // pending
 };

@@ -14,12 +14,14 @@
 //     Group=Scanner
 //     Level=EXCEPT_FATAL
 //     Message=first line<U+FFFF>second line
+#include "base/syConfigDocument.h"
 #include "diagnostics/syGroupQueues.h"
 #include "diagnostics/syLogText.h"
 #include "diagnostics/syTextIds.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/sySafeFile.h"
 #include "hbtools/diagnostics/syExceptionMgr.h"
@@ -75,6 +77,7 @@ std::string KxExceptionManager::ComposeLog() const {
     AppendMoment(bytes, KxDateTime::Now(), false);
     unsigned long number = 0;
     m_queues->ForEach([&](KxException* entry) {
+        if (bytes.size() > KxxLimits().textFileBytes) return;  // it will not be saved
         bytes.append(1, '[').append(std::to_string(number++)).append("]\n");
         AppendMoment(bytes, entry->GetDateTime().IsValid() ? entry->GetDateTime() : KxDateTime::Now(), true);
         AppendField(bytes, "Group", entry->GetExceptionGroup());
@@ -87,7 +90,13 @@ std::string KxExceptionManager::ComposeLog() const {
 void KxExceptionManager::SaveExcGrpLst() {
     if (m_backupTiming > SAVE_ON_DEMAND) return;
     detail::LogUse const use(*m_queues);
-    KxxSaveFile(m_logFileName, ComposeLog());
+    std::string const bytes = ComposeLog();
+    if (wchar_t const* const limit = detail::ExceededLimit(bytes)) {
+        KxString message;
+        message.SPrintf(KxString(KxResId(text::LogTooLarge)), m_logFileName, limit);
+        throw new KxFileException(L"syExceptionLog", __LINE__, message);
+    }
+    KxxSaveFile(m_logFileName, bytes);
 }
 
 void KxExceptionManager::LoadExcGrpLst() {

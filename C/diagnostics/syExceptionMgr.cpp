@@ -64,11 +64,11 @@ void TellDebugFile(KxString const& line) {
 
 constexpr BackupTiming noBackup = static_cast<BackupTiming>(3);
 
-/// The place of the text among the names, or `otherwise`.
+/// The place of the text among the names, which are compared exactly, or `otherwise`.
 int IndexOf(KxString const& text, std::initializer_list<wchar_t const*> names, int otherwise) {
     int index = 0;
     for (wchar_t const* name : names) {
-        if (text.ICompare(name) == 0) return index;
+        if (text == name) return index;
         ++index;
     }
     return otherwise;
@@ -117,7 +117,6 @@ struct KxExceptionManager::Settings {
     KxString debugFile;
     KxString maxEntries;
     KxString errorCount;
-    KxString blockedReading, blockedWriting;
     ErrorLevel readMinLevel, writeMinLevel;
     SortOrder sortOrder;
     BackupTiming backupTiming;
@@ -156,8 +155,6 @@ KxExceptionManager::Settings KxExceptionManager::ReadSettings(KxString const& in
     settings.debugFile = detail::BesideIniFile(path, detail::FileNameKey(config, L"DebugFileName", L"Debug.log"));
     settings.maxEntries = config.ReadKey(L"MaxEntries", L"10000");
     settings.errorCount = config.ReadKey(L"ErrorCount");
-    settings.blockedReading = config.ReadKey(L"BlockGroupReading");
-    settings.blockedWriting = config.ReadKey(L"BlockGroupWriting");
     settings.readMinLevel = detail::LevelOf(config.ReadKey(L"BlockLevelReading"));
     settings.writeMinLevel = detail::LevelOf(config.ReadKey(L"BlockLevelWriting"));
     settings.sortOrder = static_cast<SortOrder>(
@@ -179,14 +176,11 @@ void KxExceptionManager::Apply(Settings const& settings) {
     ClearExceptionGroupList();
     m_maxErrorCount = settings.errorCount;  // 0 if there is no such key
     m_isActive = m_maxErrorCount != 0;
-    // The lists of the ini file empty the lists and add nothing, since nothing is blocked while this runs. It has
-    // always been so, and files rely on it; blocking is asked for afterwards.
+    // The ini file may name groups in BlockGroupReading and BlockGroupWriting. They empty the lists and add nothing,
+    // since nothing is blocked while this runs. It has always been so, and files rely on it; blocking is asked for
+    // afterwards.
     PassAllGroupsReading();
-    for (int i = 0; i < settings.blockedReading.GetTokenCount(L','); ++i)
-        BlockGroupReading(settings.blockedReading.GetToken(i, L','));
     PassAllGroupsWriting();
-    for (int i = 0; i < settings.blockedWriting.GetTokenCount(L','); ++i)
-        BlockGroupWriting(settings.blockedWriting.GetToken(i, L','));
     m_readMinLevel = settings.readMinLevel;
     m_writeMinLevel = settings.writeMinLevel;
     m_sortOrder = settings.sortOrder;

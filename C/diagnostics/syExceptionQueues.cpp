@@ -25,7 +25,7 @@ int FindName(KxTList<KxString> const& names, KxString const& name) {
 }
 
 void Block(KxTList<KxString>& names, KxString const& name) {
-    if (name.Len() > 0 && FindName(names, name) < 0) names.AddTail(name);
+    if (FindName(names, name) < 0) names.AddTail(name);
 }
 
 void Pass(KxTList<KxString>& names, KxString const& name) {

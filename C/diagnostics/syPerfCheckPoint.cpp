@@ -67,6 +67,7 @@ void KxPerfCheckPoint::CreateCounterFromINIFile(KxString const& file) {
     KxDirEntry entry(file);
     if (!entry.ToAbs() || !entry.Exists(1)) throw new KxFileNotExistException(sourceName, __LINE__, file);
     KxConfig config(file);
+    config.BeginUpdate();  // one look at the file for all counters
     config.ProofRead();
     config.SetGroup(L"PerformanceCounter");
     unsigned short const count = config.GetKeyCount();

@@ -18,6 +18,7 @@ enum DiagnosticsId : unsigned short {
     BadKey = 2309,
     FileInUse = 2310,
     NoLog = 2311,
+    LogTooLarge = 2312,
     DatePrefix = 6040,
     TimePrefix = 6041,
     FilePrefix = 6042,

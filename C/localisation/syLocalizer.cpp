@@ -99,6 +99,7 @@ void KxLocalizer::Init(KxString const& fileName, KxString const& group) {
     m_languages.RemoveAll();
     m_languages[L"AUTO"] = KxLanguage();
     KxConfiguration config(fileName, 0);
+    config.BeginUpdate();  // one look at the file for all languages
     config.SetGroup(group);
     unsigned short const count = config.GetKeyCount();
     for (unsigned short i = 0; i < count; ++i) {
@@ -201,7 +202,7 @@ bool KxLocalizer::CheckVersion(KxString const& modulePath, KxString const& satel
     if (versionCheck == 0) return true;
     unsigned short const module = VersionOf(modulePath), satellite = VersionOf(satellitePath);
     if (module == satellite) return true;
-    auto wrong = std::make_unique<KxWrongSatelliteVersionException>(__FILE__, __LINE__, modulePath, module,
+    auto wrong = std::make_unique<KxWrongSatelliteVersionException>(L"syLocalizer", __LINE__, modulePath, module,
                                                                     satellitePath, satellite);
     if (versionCheck == 2) throw wrong.release();
     detail::SetModuleError(ENOEXEC, CException::TextOf(*wrong).GetStr());

@@ -30,20 +30,26 @@ struct KxOperatorMgr::Index {
         using is_transparent = void;  // looking up copies no name
     };
 
-    std::unordered_map<unsigned short, KxOperator*> byId;
-    // Those of one name in their order.
+    // Those of one id, and of one name, in their order: SetId gives a listed one any of them.
+    std::unordered_map<unsigned short, std::vector<KxOperator*>> byId;
     std::unordered_map<std::wstring, std::vector<KxOperator*>, NameHash, std::equal_to<>> byName;
     unsigned long long renamings = detail::CountRenamings();  // when it was made
 
     bool IsRight() const { return renamings == detail::CountRenamings(); }
     void Add(KxOperator* listed) {
-        byId.emplace(listed->GetId(), listed);
+        byId[listed->GetId()].push_back(listed);
         byName[std::wstring(listed->GetFixName().View())].push_back(listed);
     }
     void Remove(KxOperator* listed) {
-        byId.erase(listed->GetId());
-        auto const found = byName.find(listed->GetFixName().View());
-        if (std::erase(found->second, listed) > 0 && found->second.empty()) byName.erase(found);
+        Remove(byId, byId.find(listed->GetId()), listed);
+        Remove(byName, byName.find(listed->GetFixName().View()), listed);
+    }
+
+private:
+    template <class MAP>
+    static void Remove(MAP& map, typename MAP::iterator found, KxOperator* listed) {
+        std::erase(found->second, listed);
+        if (found->second.empty()) map.erase(found);
     }
 };
 
@@ -96,7 +102,7 @@ bool KxOperatorMgr::HasIndex() const {
 KxOperator* KxOperatorMgr::Find(unsigned short id) const {
     if (HasIndex()) {
         auto const found = m_index->byId.find(id);
-        return found == m_index->byId.end() ? nullptr : found->second;
+        return found == m_index->byId.end() ? nullptr : found->second.front();
     }
     for (KxOperator* listed : m_operators)
         if (listed->GetId() == id) return listed;

@@ -15,6 +15,12 @@ KxTMem<SxFileFilter> Listed(std::initializer_list<SxFileFilter> filters) {
     return {filters.begin(), filters.size()};
 }
 
+/// A name without extension gets that of the filter.
+KxTools::String FullName(KxDirEntry path, SxFileFilter const& filter) {
+    if (!path.GetExtension() && !!filter.Extension && !(filter.Extension == L"*")) path.SetExtension(filter.Extension);
+    return path.GetFull();
+}
+
 }  // namespace
 
 KxParameterFile::KxParameterFile(unsigned short id, KxTMem<SxFileFilter> const& filters, int isFileOpenDialog,
@@ -108,24 +114,35 @@ void KxParameterFile::SetFilterList(KxTMem<SxFileFilter> const& filters) {
     SignalAttributesChanged.Emit(*this);
 }
 
-void KxParameterFile::SelectFilterFromExtension(KxString const& extension) {
+/// The index of the filter that an extension selects; `none` if it selects none.
+unsigned long KxParameterFile::FilterOf(KxString const& extension) const {
     SxFileFilter const* const found = std::find_if(m_filters.begin(), m_filters.end(), [&](SxFileFilter const& filter) {
         return extension.ICompare(filter.Extension) == 0;
     });
-    if (found != m_filters.end()) SelectFilter(found->Name);
+    return found == m_filters.end() ? none : Known(found->Name, KxString(), __LINE__);
 }
 
+void KxParameterFile::SelectFilterFromExtension(KxString const& extension) {
+    unsigned long const filter = FilterOf(extension);
+    if (filter == none) return;
+    m_selectedFilter = filter;
+    SignalAttributesChanged.Emit(*this);
+}
+
+// Both are in place before anybody hears of either: a slot that throws leaves them.
 void KxParameterFile::SetFileName(KxString const& name) {
-    KxDirEntry const given(name);  // a slot that hears of the filter may change what was passed
-    SelectFilterFromExtension(given.GetExtension());
-    SetFileNameWithoutChangingFilter(given.GetFull());
+    KxDirEntry const path(name);
+    unsigned long const filter = FilterOf(path.GetExtension());
+    m_fileName = FullName(path, FilterAt(filter == none ? m_selectedFilter : filter));
+    if (filter != none) {
+        m_selectedFilter = filter;
+        SignalAttributesChanged.Emit(*this);
+    }
+    SignalValueChanged.Emit(*this);
 }
 
 void KxParameterFile::SetFileNameWithoutChangingFilter(KxString const& name) {
-    KxDirEntry path(name);
-    SxFileFilter const& filter = GetSelectedFilter();
-    if (!path.GetExtension() && !!filter.Extension && !(filter.Extension == L"*")) path.SetExtension(filter.Extension);
-    m_fileName = path.GetFull();
+    m_fileName = FullName(KxDirEntry(name), GetSelectedFilter());
     SignalValueChanged.Emit(*this);
 }
 

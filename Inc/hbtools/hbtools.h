@@ -8,6 +8,7 @@
 #include "hbtools/base/syArchive.h"
 #include "hbtools/base/syBitmap.h"
 #include "hbtools/base/syClassName.h"
+#include "hbtools/base/syCmdTarget.h"
 #include "hbtools/base/syCollections.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syDateTime.h"

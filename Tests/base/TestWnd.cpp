@@ -231,6 +231,37 @@ TEST(Wnd, NamesHaveNumbers) {
     EXPECT_EXIT(useUp(), testing::ExitedWithCode(7), "");
 }
 
+TEST(Wnd, WaitingIsCounted) {
+    static std::vector<int> heard;
+    heard.clear();
+    WaitCursorHandler const handler = [](int isWaiting) {
+        heard.push_back(isWaiting);
+        CCmdTarget again;  // what the handler does counts too
+        again.BeginWaitCursor();
+        again.EndWaitCursor();
+    };
+    KxWinApp app;
+    Window window;
+    window.BeginWaitCursor();  // nobody shows it
+    EXPECT_EQ(AfxSetWaitCursorHandler(handler), nullptr);
+    window.EndWaitCursor();
+    EXPECT_EQ(heard, (std::vector{0}));
+    window.EndWaitCursor();
+    std::jthread([&] { window.BeginWaitCursor(); }).join();
+    app.BeginWaitCursor();
+    EXPECT_EQ(heard, (std::vector{0, 1}));
+    window.EndWaitCursor();
+    window.EndWaitCursor();
+    EXPECT_EQ(heard, (std::vector{0, 1, 0}));
+    EXPECT_EQ(AfxSetWaitCursorHandler([](int) { throw 7; }), handler);
+    EXPECT_THROW(window.BeginWaitCursor(), int);
+    EXPECT_THROW(window.EndWaitCursor(), int);
+    EXPECT_NE(AfxSetWaitCursorHandler(handler), nullptr);
+    window.EndWaitCursor();
+    EXPECT_EQ(heard.size(), 3U);
+    AfxSetWaitCursorHandler(nullptr);
+}
+
 TEST(Wnd, MessageBoxesGoToTheHandler) {
     static std::wstring shown;
     MessageBoxHandler const handler = [](wchar_t const* text, unsigned int type, unsigned int helpId) {

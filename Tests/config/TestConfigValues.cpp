@@ -106,6 +106,9 @@ TYPED_TEST(ConfigValues, Numbers) {
     EXPECT_EQ(this->template As<float>("0.5", KxTFloatRange<float>(0.5F, 1)), "0.5");
     EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0.1F, 1)), "0.10000000149011612");  // as a float
     EXPECT_EQ(this->template As<float>("0.1", KxTFloatRange<float>(0, std::nextafter(0.1F, 0.0F))), "-");
+    EXPECT_EQ(
+        this->template As<double>("1", KxTRange<double>(0, 1)) + this->template As<float>("1", KxTRange<float>(2, 3)),
+        "1-");  // the other type of range serves too
     EXPECT_EQ(this->template As<unsigned long>("5", KxTRange<unsigned long>(~0UL, ~0UL)),
               "-");  // beyond all signed ones
     // The finite range of the type is the widest: its largest number as printed, and the next power of ten.
@@ -229,6 +232,15 @@ TYPED_TEST(ConfigValues, FailuresSayWhatIsWrong) {
         {"1.5", [&](Config& c) { return c.Read(doubles, L"k", 1); },
          tooFew + "2 mit Semikolon getrennte Zahlen erwartet"},
         {" 1.5; 2mm", [&](Config& c) { return c.Read(doubles, L"k", 1); }, "1"},
+        {"1.5;2", [&](Config& c) { return c.Read(doubles, L"k", KxTRange<double>(1, 1.5), KxTRange<double>(2, 3), 1); },
+         "1"},
+        {"1.5;2",
+         [&](Config& c) {
+             return c.Read(doubles, L"k", {1.5, 1.6}, {2, 2}, 1);
+         },
+         "1"},
+        {"1.5;2", [&](Config& c) { return c.Read(doubles, L"k", KxTRange<double>(0, 1), KxTRange<double>(2, 3), 1); },
+         range + "1.5;2'. Erlaubt ist der Bereich von 0 bis 1"},
         {"1;2;3", readRectangle, tooFew + "4 mit Semikolon getrennte Zahlen erwartet"},
         {"1;2;3;x", readRectangle, refused},
         {"1;2;10;4", readRectangle, refused},

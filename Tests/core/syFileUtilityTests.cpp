@@ -96,10 +96,11 @@ TEST_F(FileUtilities, PatternsFindTheirFiles) {
         wchar_t const* pattern;
         std::set<std::string> names;
     };
-    for (Case const& c :
-         {Case{L"*.tag", {"a.tag", "ab.tag", "b.tag", ".tag", "\xc3\xa4.tag", "d.tag"}},
-          Case{L"?.tag", {"a.tag", "b.tag", "\xc3\xa4.tag", "d.tag"}}, Case{L"a*", {"a.tag", "ab.tag", "a.tag.bak"}},
-          Case{L"a*b*g*", {"ab.tag"}}, Case{L"b.tag", {"b.tag"}}, Case{L"[ab].tag", {}}, Case{L"nothing*", {}}}) {
+    for (Case const& c : {Case{L"*.tag", {"a.tag", "ab.tag", "b.tag", "b.TAG", ".tag", "\xc3\xa4.tag", "d.tag"}},
+                          Case{L"?.Tag", {"a.tag", "b.tag", "b.TAG", "\xc3\xa4.tag", "d.tag"}},
+                          Case{L"a*", {"a.tag", "ab.tag", "a.tag.bak"}}, Case{L"a*b*g*", {"ab.tag"}},
+                          Case{L"B.tag", {"b.tag", "b.TAG"}}, Case{L"\xc4.*", {"\xc3\xa4.tag"}}, Case{L"[ab].tag", {}},
+                          Case{L"nothing*", {}}}) {
         std::set<std::string> names;
         KxFileSpec files;
         for (int found = files.First(Path("") + L"/" + c.pattern); found; found = files.Next()) {

@@ -100,6 +100,8 @@ TEST(Guid, ReadsAndWritesItsForms) {
               "Ein Bezeichner hat 16 Byte, nicht 15");
 }
 
+static_assert(std::is_convertible_v<int, KxAngle> && !std::is_constructible_v<KxAngle, double>);  // 0.5 is no 0
+
 TEST(Angle, KnowsThreeUnits) {
     KxAngle angle(180);
     EXPECT_EQ(angle.GetDegMin(), 10800);

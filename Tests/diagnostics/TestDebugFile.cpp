@@ -70,6 +70,7 @@ TEST_F(DebugFile, Modes) {
     Initialize(m_manager, base);
     auto const write = [&](wchar_t const* text) { m_manager.WriteToDebugFile(text, 0, 0); };
     m_manager.SuppressWritingToDebugFile(1);
+    m_manager.AddInfo(L"Info");  // for the next entry that is not lost
     write(L"lost");
     m_manager.SuppressWritingToDebugFile(1);  // tells nothing twice
     m_manager.DelayedWritingToDebugFile(1);
@@ -77,7 +78,7 @@ TEST_F(DebugFile, Modes) {
     m_manager.SuppressWritingToDebugFile(0);
     std::string const suppressed =
         dated + "Registrierung der Debug-Eintr\xC3\xA4ge deaktiviert. Alle Ausgaben gehen verloren.\r\n" + dated +
-        "Registrierung der Debug-Eintr\xC3\xA4ge aktiviert.\r\n";
+        "Registrierung der Debug-Eintr\xC3\xA4ge aktiviert.\r\nInfo\r\n";
     EXPECT_EQ(Debug(), suppressed);
     m_manager.DelayedWritingToDebugFile(1);
     std::string const delayed = suppressed + dated +

@@ -4,11 +4,13 @@
 // The log file: its bytes, what comes back, what damaged files give, and what survives failures and ends by force.
 #include "ManagerTest.h"
 #include "hbtools/base/syConfig.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/diagnostics/syExceptionQueueOutput.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <random>
+#include <utility>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -143,9 +145,9 @@ TEST_F(ExceptionLog, SavesWhenItIsTold) {
         ErrorLevel level;
         bool atOnce, atEnd;
     } const cases[] = {
-        {"SAVE_ALL_CHANGES", EXCEPT_USER, true, true},  {"save_after_fatal", EXCEPT_NONFATAL, false, true},
+        {"SAVE_ALL_CHANGES", EXCEPT_USER, true, true},  {"SAVE_AFTER_FATAL", EXCEPT_NONFATAL, false, true},
         {"SAVE_AFTER_FATAL", EXCEPT_FATAL, true, true}, {"SAVE_ON_DEMAND", EXCEPT_FATAL, false, true},
-        {"sometimes", EXCEPT_FATAL, false, false},
+        {"sometimes", EXCEPT_FATAL, false, false},      {"save_after_fatal", EXCEPT_FATAL, false, false},
     };
     for (auto const& c : cases) {
         std::filesystem::remove(File("my.log"));
@@ -197,6 +199,38 @@ TEST_F(ExceptionLog, FailuresLeaveTheFormerLog) {
     KxExceptionManager other;
     Thrown<KxFileException>([&] { Initialize(other, onDemand + "FileName=folder\n"); });
     EXPECT_EQ(other.GetBackupTiming(), 3);
+}
+
+// What no start could read again is not saved, until it is smaller.
+TEST_F(ExceptionLog, TheLimitsOfConfigurationFilesAreItsOwn) {
+    struct {
+        std::size_t KxLimits::*limit;
+        std::size_t value;
+        char const* name;
+    } const cases[] = {{&KxLimits::textFileBytes, 200, "KxLimits::textFileBytes"},  // one entry: some 150
+                       {&KxLimits::configLines, 11, "KxLimits::configLines"}};
+    for (auto const& c : cases) {
+        Put("syexcmgr.bas", "");
+        KxExceptionManager manager;
+        Initialize(manager, "ErrorCount=9\nBackupTiming=SAVE_ALL_CHANGES\n");
+        std::size_t const former = std::exchange(KxxLimits().*c.limit, c.value);
+        Add(manager, L"G", EXCEPT_USER, L"first");
+        std::string const saved = Get("syexcmgr.bas");
+        EXPECT_NE(saved.find("Message=first\n"), std::string::npos);
+        for (wchar_t const* const message : {L"second", L"third"}) {
+            std::string const told = Thrown<KxFileException>([&] { Add(manager, L"G", EXCEPT_USER, message, 2); });
+            EXPECT_NE(told.find(File("syexcmgr.bas").string()), std::string::npos) << told;
+            EXPECT_NE(told.find(c.name), std::string::npos) << told;
+        }
+        EXPECT_EQ(Get("syexcmgr.bas"), saved);
+        EXPECT_EQ(Messages(manager.ExtractAllExceptions()), "first second third");
+        manager.SetMaxErrorCount(1);
+        manager.SaveExcGrpLst();
+        KxExceptionManager next;
+        next.Initialize(Path("app.ini"));
+        EXPECT_EQ(Messages(next.ExtractAllExceptions()), "third");
+        KxxLimits().*c.limit = former;
+    }
 }
 
 TEST_F(ExceptionLog, AKilledSaveLeavesAWholeLog) {

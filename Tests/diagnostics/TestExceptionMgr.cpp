@@ -39,7 +39,8 @@ TEST_F(ExceptionMgr, SettingsOfTheIniFile) {
         {one + "BlockLevelReading=except_user\nBlockLevelWriting=EXCEPT_FATAL\n", 1, 1, 3, 1, 3, 1, 10000, 19110101, 0},
         {one + "BlockLevelReading=EXCEPT_NONFATAL\nBlockLevelWriting=fatal\n", 1, 2, 0, 1, 3, 1, 10000, 19110101, 0},
         {one + "SortOrder=SORT_LEV_GRP\nBackupTiming=SAVE_ON_DEMAND\n", 1, 0, 0, 2, 2, 1, 10000, 19110101, 0},
-        {one + "SortOrder=sort_grp_tim\nBackupTiming=SAVE_AFTER_FATAL\n", 1, 0, 0, 0, 1, 1, 10000, 19110101, 0},
+        {one + "SortOrder=SORT_GRP_TIM\nBackupTiming=SAVE_AFTER_FATAL\n", 1, 0, 0, 0, 1, 1, 10000, 19110101, 0},
+        {one + "SortOrder=sort_grp_tim\nBackupTiming=save_all_changes\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, 0},
         {one + "SortOrder=3\nBackupTiming=SAVE_ALL_CHANGES\n", 1, 0, 0, 1, 0, 1, 10000, 19110101, 0},
         {one + "MinWriteDays=7\nMinReadDate=20240229\n", 1, 0, 0, 1, 3, 1, 10000, weekAgo, 20240229},
         {one + "MinWriteDate=20230229\nMinReadDays=7\nMinReadDate=1\n", 1, 0, 0, 1, 3, 1, 10000, 19110101, weekAgo},
@@ -115,10 +116,12 @@ TEST_F(ExceptionMgr, WriteFilters) {
     manager.BlockGroupWriting(L"Laut");
     manager.BlockGroupWriting(L"LAUT");
     manager.BlockGroupWriting(L"");
-    EXPECT_EQ(manager.BlockGroupNamesWriting().Size(), 1u);
+    manager.BlockGroupWriting(L"");
+    EXPECT_EQ(manager.BlockGroupNamesWriting().Size(), 2u);
     Add(manager, L"G", EXCEPT_USER, L"level", 9);
     Add(manager, L"G", EXCEPT_NONFATAL, L"date", 4);
     Add(manager, L"laut", EXCEPT_FATAL, L"group", 9);
+    Add(manager, L"", EXCEPT_FATAL, L"nameless", 9);
     KxExceptionManagerException undated(KxDateTime(), L"G", EXCEPT_FATAL, L"undated");
     manager.AddExceptionToLog(undated);
     Add(manager, L"g", EXCEPT_NONFATAL, L"passes", 5, 0);
@@ -127,10 +130,13 @@ TEST_F(ExceptionMgr, WriteFilters) {
     Add(manager, L"G", EXCEPT_FATAL, L"inactive", 9);
     manager.SetActive();
     manager.PassGroupWriting(L"lAUT");
+    manager.PassGroupWriting(L"");
     Add(manager, L"laut", EXCEPT_FATAL, L"group", 9);
-    EXPECT_EQ(manager.GetTotalCount(), 3u);
+    Add(manager, L"", EXCEPT_FATAL, L"nameless", 9);
+    EXPECT_EQ(manager.GetTotalCount(), 4u);
 
     manager.BlockGroupWriting(L"laut");
+    manager.BlockGroupWriting(L"");
     manager.PurgeExceptionsByGroup();
     EXPECT_EQ(Messages(manager.ExtractAllExceptions()), "undated passes");
     manager.SetOldestPurgeDateTime(KxDateTime(2025, 1, 1, 0, 0, 0));
@@ -230,14 +236,16 @@ TEST_F(ExceptionMgr, SortedAndFilteredExtracts) {
     manager.BlockGroupReading(L"C");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9 b3");
     manager.BlockGroupReading(L"b");
+    Add(manager, L"", EXCEPT_FATAL, L"nameless", 9);
+    manager.BlockGroupReading(L"");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9");
     manager.PassGroupReading(L"nobody");
     manager.PassGroupReading(L"B");
     EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "A2 a9 b3");
     manager.ChangeReadMinLevel(EXCEPT_NONFATAL);
     manager.PassAllGroupsReading();
-    EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "c3 a9 b3");
-    EXPECT_EQ(manager.GetTotalCount(), 6u);
+    EXPECT_EQ(Messages(manager.ExtractSpecifiedExceptions()), "c3 nameless a9 b3");
+    EXPECT_EQ(manager.GetTotalCount(), 7u);
 }
 
 struct CountingLess : std::less<> {

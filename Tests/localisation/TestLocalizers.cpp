@@ -229,6 +229,7 @@ TEST_F(Localizers, SingleModule) {
     localizer.SetActiveLanguage(0x040CUL);
     std::string const told = Thrown<KxWrongSatelliteVersionException>([&] { localizer.DoLocalization(2); });
     EXPECT_NE(told.find("Version 9.99 des Satellite"), std::string::npos) << told;
+    EXPECT_EQ(told.find(".cpp"), std::string::npos) << told;
 
     KxxSetFileVersionReader(ReadVersion);
     struct {

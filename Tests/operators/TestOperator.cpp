@@ -189,6 +189,23 @@ TEST(OperatorMgr, InsertFindRemove) {
     EXPECT_EQ(g_destroyed, "o5 o7 o1 ");  // the stranger is not the manager's
 }
 
+// A listed operator may get the id of another one: they are found in their order.
+TEST(OperatorMgr, OperatorsOfOneId) {
+    for (unsigned long const removed : {0UL, 1UL}) {
+        KxOperatorMgr manager;
+        KxOperator* const both[] = {new Operator(5), new Operator(6)};
+        for (KxOperator* each : both) manager.Insert(each);
+        both[1]->SetId(5, Id(200));
+        EXPECT_EQ(manager.GetOperator(5), both[0]);
+        manager.Remove(both[removed]);
+        EXPECT_EQ(manager.GetOperator(5), both[1 - removed]);
+        Operator third(5);
+        EXPECT_NE(Thrown<KxOperatorMgrException>([&] { manager.Insert(&third); }), "");
+        manager.Remove(5);
+        EXPECT_FALSE(manager.Exists(5) || manager.Exists(L"Filter"));
+    }
+}
+
 TEST(OperatorMgr, CopiesShareOperatorsThatDieOnce) {
     g_destroyed.clear();
     auto source = std::make_unique<KxOperatorMgr>();

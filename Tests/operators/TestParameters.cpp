@@ -140,7 +140,7 @@ TEST(Parameter, TextForms) {
          "Die Zuweisung des Parameters \"Value\" vom Typ list mit dem Eintrag \"Green\" konnte nicht erfolgen, da der "
          "Eintrag unbekannt ist"},
         {Make::File, "dir//x", "V:dir/x.txt ", ""},
-        {Make::File, "x.PLy", "A:a.txt V:x.PLy ", ""},
+        {Make::File, "x.PLy", "A:x.PLy V:x.PLy ", ""},
         {Make::Color, "(255, 256,-1", "V:(255,0,255) ", ""},
         {Make::Color, "(1,2,99999999999999999999)", "V:(1,2,255) ", ""},
         {Make::Color, "(+1,2,3)", "V:(1,2,3) ", ""},
@@ -260,6 +260,16 @@ TEST(Parameter, Filters) {
         file.SetFileName(name);
         EXPECT_EQ(U(file.GetFileName()), U(KxString(name)));
     }
+}
+
+TEST(Parameter, ASlotThatThrowsLeavesNameAndFilter) {
+    KxParameterFile file(1, Id(100), textFilter, cloudFilter, 1, L"a.txt", L"");
+    struct {
+        void Throw(KxParameter&) { throw std::runtime_error("a slot"); }
+    } slot;
+    file.SignalAttributesChanged.Connect(&slot, &decltype(slot)::Throw);
+    EXPECT_THROW(file.SetFileName(L"b.ply"), std::runtime_error);
+    EXPECT_EQ(U(file.GetFileName()) + std::to_string(file.GetSelectedFilterIndex()), "b.ply1");
 }
 
 class ParameterFiles : public TempFolder {};

@@ -102,7 +102,7 @@ TEST(Proof, StepsGrowAsWhatIsGiven) {
     SKIP_SANITIZED();
     Result const result = Proof(HBTOOLS_PROOF_GROWTH, "growth");
     EXPECT_EQ(result.code, 0) << result.printed;
-    EXPECT_GE(result.Count("\n"), 97);
+    EXPECT_GE(result.Count("\n"), 98);
     Result const faulty = RunProgram(HBTOOLS_PROOF_GROWTH, "--self-check");
     EXPECT_EQ(faulty.code, 1);
     EXPECT_EQ(faulty.Count("square of calls: calls grow 100.0"), 1) << faulty.printed;

@@ -23,7 +23,7 @@
 // any thread while it lives.
 #pragma once
 
-#include "hbtools/base/syObject.h"
+#include "hbtools/base/syCmdTarget.h"
 #include "hbtools/base/sySync.h"
 
 #include <atomic>
@@ -65,7 +65,7 @@ using ThreadProc = UINT (*)(void* parameter);
 /// Ends the calling thread: its stack is unwound, its object deleted if it deletes itself and `deleteObject` is non-zero.
 [[noreturn]] KX_API void AfxEndThread(UINT exitCode, int deleteObject = 1);
 
-class KX_API CWinThread : public CObject {
+class KX_API CWinThread : public CCmdTarget {
 public:
     /// A thread that is still to be started. `proc` null: Run is called.
     explicit CWinThread(ThreadProc proc = nullptr, void* parameter = nullptr);

@@ -20,7 +20,7 @@ namespace detail {
 struct WindowState;
 }
 
-class KX_API CWnd : public CObject {
+class KX_API CWnd : public CCmdTarget {
 public:
     CWnd();
     CWnd(CWnd const&) = delete;

@@ -86,6 +86,10 @@ public:
         value = static_cast<T>(number);
         return 1;
     }
+    /// The same with the other type of range, which is deduced, so that braces remain those of a KxTFloatRange.
+    template <class T, std::same_as<KxTRange<T>> RANGE>
+    requires isFloat<T>
+    int Read(T& value, KxString const& key, RANGE const& range) const { return Read(value, key, Float(range)); }
 
     /// Two numbers; with `ordered` the first must not exceed the second.
     template <class T>
@@ -115,6 +119,11 @@ public:
         if (!ReadDoubles(numbers, key, Wide(first), Wide(second), std::same_as<T, float>, ordered)) return 0;
         value = KxTPair<T>(static_cast<T>(numbers.first), static_cast<T>(numbers.second));
         return 1;
+    }
+    template <class T, std::same_as<KxTRange<T>> RANGE>
+    requires isFloat<T>
+    int Read(KxTPair<T>& value, KxString const& key, RANGE const& first, RANGE const& second, int ordered) const {
+        return Read(value, key, Float(first), Float(second), ordered);
     }
 
     /// A rectangle inside the limit, edges included.
@@ -226,6 +235,10 @@ private:
     template <class T>
     static constexpr KxTFloatRange<T> WholeFloat() {
         return {std::numeric_limits<T>::lowest(), std::numeric_limits<T>::max()};
+    }
+    template <class T>
+    static constexpr KxTFloatRange<T> Float(KxTRange<T> const& range) {
+        return {range.minimum, range.maximum};
     }
     /// In the widest type, within what the stored form holds.
     template <class T>

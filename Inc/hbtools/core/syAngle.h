@@ -7,12 +7,17 @@
 
 #include "hbtools/base/syTypes.h"
 
+#include <concepts>
+
 namespace KxN {
 
 class KX_API KxAngle {
 public:
     KxAngle() = default;
     KxAngle(short degrees) : m_degrees(degrees) {}
+    /// Not offered, since it would cut the number: SetDeg takes it as it is.
+    template <std::floating_point NUMBER>
+    KxAngle(NUMBER) = delete;
     KxAngle(KxAngle const&) = default;
     KxAngle& operator=(KxAngle const&) = default;
     virtual ~KxAngle();

@@ -7,7 +7,8 @@
 //     for (int found = files.First(L"scans/*.tag"); found; found = files.Next()) Use(files.GetName());
 //
 // In the last component of the pattern "*" stands for any characters and "?" for one; "*.*" matches names without a point
-// too. The entries "." and ".." are never found. One thread at a time.
+// too. Case does not count, where a character has one upper case of one character: "*.tag" finds SCAN.TAG too. The folder
+// itself is found as the system finds it. The entries "." and ".." are never found. One thread at a time.
 #pragma once
 
 #include "hbtools/base/syString.h"

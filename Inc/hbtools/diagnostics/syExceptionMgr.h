@@ -73,7 +73,9 @@ public:
     virtual ~KxExceptionManager();
 
     /// Saves the log in one step; nothing when the backup timing is 3. So that loading skips nothing, an empty group or text
-    /// is saved as "-", and an impossible date as that of the moment. @throws KxFileException, the former log stays
+    /// is saved as "-", and an impossible date as that of the moment. A log beyond KxLimits::textFileBytes or configLines
+    /// could not be loaded again and is not saved; nor is any until SetMaxErrorCount or a purge makes it smaller.
+    /// @throws KxFileException, the former log stays
     virtual void SaveExcGrpLst();
     /// Adds the entries of the log file that pass the filters, up to the max error count, and saves at most once, at
     /// the end. Entries that lack a field, have an impossible date, or no group or text are skipped.
@@ -168,7 +170,8 @@ public:
     /// A lower count removes the oldest entries at once.
     void SetMaxErrorCount(unsigned long count);
 
-    // Blocked groups, without regard to case; an empty name, and any while Initialize runs, is not added.
+    // Blocked groups, without regard to case. The empty name is that of the exceptions without a group. While Initialize
+    // runs no name is added.
     void BlockGroupReading(KxString const& group);
     void BlockGroupWriting(KxString const& group);
     void PassGroupReading(KxString const& group);

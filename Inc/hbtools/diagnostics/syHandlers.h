@@ -11,7 +11,8 @@
 //         try { Measure(); } catch (KxN::KxException* exception) { Report(exception); exception->Delete(); }
 //     }
 //
-// A guard is a value: assigning or copying it copies the handler that it will put back. Making one never throws.
+// A guard is a value: assigning or copying it copies the handler that it will put back. A copy puts that back at its own
+// end, whatever the other still guards. Making one never throws.
 // What a fault must be like to become an exception is in Doc/faults.md.
 #pragma once
 

@@ -52,7 +52,8 @@ public:
     void Load(KxString const& fileName, KxString const& group) override;
 
     KxString const& GetFileName() const { return m_fileName; }
-    /// Selects the first filter of the name's extension, which fires SignalAttributesChanged, then as below.
+    /// Selects the first filter of the name's extension, if there is one, and stores the name as below. Then fires
+    /// SignalAttributesChanged if a filter was selected, and SignalValueChanged.
     void SetFileName(KxString const& name);
     /// Gives a name without extension that of the selected filter, unless that is "*", stores it and fires
     /// SignalValueChanged.
@@ -82,6 +83,7 @@ protected:
 private:
     static constexpr unsigned long none = 65535;
     SxFileFilter const& FilterAt(unsigned long index) const;
+    unsigned long FilterOf(KxString const& extension) const;
     unsigned long Known(KxString const& name, KxString const& prefix, unsigned long line) const;
 
     KxString m_fileName;

@@ -245,6 +245,19 @@ std::function<void()> RemoveFromLog(int n) {
     };
 }
 
+/// An ini file that names groups to block.
+std::function<void()> InitializeLog(int n) {
+    std::filesystem::path const folder = EmptyFolder();
+    std::string const groups(static_cast<std::size_t>(n), ',');
+    KxString const path = WriteFile(
+        folder / "app.ini", "[Initialization]\nBlockGroupReading=" + groups + "\nBlockGroupWriting=" + groups + "\n");
+    return [path] {
+        KxExceptionManager manager;
+        manager.Initialize(path);
+        Must(manager.BlockGroupNamesReading().Size() + manager.BlockGroupNamesWriting().Size() == 0);
+    };
+}
+
 struct Made : KxDynamicObject {};
 struct Maker final : KxAbstractFactory {
     KxDynamicObject* Create(KxString const&) override { return ++g_calls, new Made; }
@@ -282,6 +295,7 @@ std::vector<Case> LookUpCases() {
          "names are looked for in the order of the document"},
         {"fast configuration: delete each", DeleteFromConfig},
         {"log: remove the oldest", RemoveFromLog, true},
+        {"log: groups to block in the ini file", InitializeLog},
         {"factories: register, make, remove", Factories},
     };
 }
