@@ -315,14 +315,15 @@ TEST_F(Replacement, AnObjectGivesWayToNone) {
 
 // Each bit of the link and the payload is flipped; the payload reaches up to the next record.
 TEST_F(Replacement, DamageWidensAPayloadNowhere) {
-    for (Kind const& kind :
-         {ObjectWith(ObjectWith(CarryArray<KxVec3fArrayTag, KxVec3f>)), ObjectWith(CarryGrid), ObjectWith(CarryText)}) {
+    Kind const kinds[] = {ObjectWith(ObjectWith(CarryArray<KxVec3fArrayTag, KxVec3f>)), ObjectWith(CarryGrid),
+                          ObjectWith(CarryText), ObjectWith(CarryProperty), CarryProperty};
+    for (Kind const& kind : kinds) {
         CMemFile whole;
         WriteFile(whole, TagFormat32, {false, true}, [&](KxTagArchive& archive) { kind(archive, 2, 3, 1); });
         std::vector<BYTE> const bytes = BytesOf(whole);
         std::size_t const link = levelBegin + 14;
         std::size_t const next = bytes[link] | bytes[link + 1] << 8U;
-        ASSERT_TRUE(next > link + 100 && next < bytes.size());
+        ASSERT_TRUE(next > link + 50 && next < bytes.size());
         for (std::size_t bit = link * 8; bit < next * 8; ++bit) {
             std::vector<BYTE> damaged = bytes;
             damaged[bit / 8] = static_cast<BYTE>(damaged[bit / 8] ^ (1U << (bit % 8)));
