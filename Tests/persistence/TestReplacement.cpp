@@ -322,7 +322,7 @@ TEST_F(Replacement, DamageWidensAPayloadNowhere) {
         WriteFile(whole, TagFormat32, {false, true}, [&](KxTagArchive& archive) { kind(archive, 2, 3, 1); });
         std::vector<BYTE> const bytes = BytesOf(whole);
         std::size_t const link = levelBegin + 14;
-        std::size_t const next = bytes[link] | bytes[link + 1] << 8U;
+        std::size_t const next = std::size_t{bytes[link]} | std::size_t{bytes[link + 1]} << 8U;
         ASSERT_TRUE(next > link + 50 && next < bytes.size());
         for (std::size_t bit = link * 8; bit < next * 8; ++bit) {
             std::vector<BYTE> damaged = bytes;
