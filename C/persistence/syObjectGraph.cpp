@@ -3,17 +3,21 @@
 #include "hbtools/persistence/syObjectGraph.h"
 
 #include "base/syNameHash.h"
+#include "hbtools/base/syException.h"
 #include "hbtools/base/syLimits.h"
+#include "hbtools/base/syResource.h"
 #include "hbtools/persistence/sySimpleTags.h"
 #include "hbtools/persistence/syTagArchive.h"
 #include "persistence/syInnerTags.h"
 #include "persistence/syTagRecord.h"
+#include "persistence/syTextIds.h"
 
 #include <algorithm>
 #include <memory>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 namespace KxN {
 
@@ -38,11 +42,15 @@ Addresses& TheAddresses() {
     return addresses;
 }
 
-/// Beside the repository: the first type of each id, so that hierarchies and files need no search. Made when it is
-/// needed after types came or went.
-std::optional<std::unordered_map<int, TypeInfo*>>& TypesById() {
-    static auto& types = *new std::optional<std::unordered_map<int, TypeInfo*>>;
-    return types;
+/// Beside the repository, so that hierarchies, files and objects need no search. Made when it is needed after types came or
+/// went.
+struct TypeIndex {
+    std::optional<std::unordered_map<int, TypeInfo*>> byId;  // the first of each id
+    std::optional<std::vector<TypeInfo*>> longestFirst;      // that can be made, those of one length as registered
+};
+TypeIndex& TheIndex() {
+    static auto& index = *new TypeIndex;
+    return index;
 }
 
 /// How many objects the outermost one that is being read from a file may still hold.
@@ -89,6 +97,28 @@ TypeInfo* LastThatCanBeMade(TypeInfo::KxRepository const& repository, Ids const&
     while (count-- > 0)
         if (TypeInfo* const type = repository.GetTypeInfo(ids[count]); type && !type->IsAbstract()) return type;
     return nullptr;
+}
+
+/// Those that objects can be made of and told to be, the longest hierarchies first.
+std::vector<TypeInfo*> LongestFirst(TypeInfo::KxRepository const& repository) {
+    std::vector<std::pair<int, TypeInfo*>> lengths;
+    for (TypeInfo* type : repository)
+        if (!type->IsAbstract() && type->TypeCast()) lengths.emplace_back(type->GetClassHierarchy().Count(), type);
+    std::stable_sort(lengths.begin(), lengths.end(), [](auto const& a, auto const& b) { return a.first > b.first; });
+    std::vector<TypeInfo*> types;
+    types.reserve(lengths.size());
+    for (auto const& [length, type] : lengths) types.push_back(type);
+    return types;
+}
+
+/// True if a payload stands behind the record's head. The last record of a level has no link: behind one without payload a
+/// record of an outer level follows, and none of the types. Searching for them would walk the whole outer chain, for each
+/// such object.
+bool HasPayload(CFile& file, STag const& header) {
+    if (header.nextTag == header.dataAddress || file.GetLength() <= header.dataAddress) return false;
+    STag first;
+    detail::ReadRecord(file, header.dataAddress, first);
+    return first.id == inner::objectTypes;
 }
 
 /// The new object while its data are read. It dies with them, unless somebody asked for its address and may hold it.
@@ -154,7 +184,7 @@ TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(int typeId) const {
             if (type->TypeId() == typeId) return type;
         return nullptr;
     }
-    auto& types = TypesById();
+    auto& types = TheIndex().byId;
     if (!types) {
         // Whole or not at all: types that are missing would be taken for unknown ones.
         std::unordered_map<int, TypeInfo*> made;
@@ -174,16 +204,15 @@ TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(KxTArray<int> const&
 }
 
 TypeInfo* KxSerializableTypeInfo::KxRepository::GetTypeInfo(KxDynamicObject* object) const {
-    TypeInfo* best = nullptr;
-    int longest = 0;
-    for (TypeInfo* type : *this) {
-        if (type->IsAbstract() || !type->TypeCast()->IsOfType(object)) continue;
-        int const length = type->GetClassHierarchy().Count();
-        if (length <= longest) continue;
-        best = type;
-        longest = length;
-    }
-    return best;
+    auto const firstOf = [object](std::vector<TypeInfo*> const& types) {
+        auto const found = std::find_if(types.begin(), types.end(),
+                                        [object](TypeInfo* type) { return type->TypeCast()->IsOfType(object); });
+        return found == types.end() ? nullptr : *found;
+    };
+    if (this != &TheRepository()) return firstOf(LongestFirst(*this));
+    auto& types = TheIndex().longestFirst;
+    if (!types) types = LongestFirst(*this);
+    return firstOf(*types);
 }
 
 KxSerializableTypeInfo::KxSerializableTypeInfo(int typeId, int baseTypeId, KxIDynamicObjectTypeCast* cast,
@@ -196,12 +225,12 @@ KxSerializableTypeInfo::~KxSerializableTypeInfo() {
     // Of two types of one id this one goes, and not the other.
     KxRepository& repository = TheRepository();
     if (int const index = repository.Find(this); index >= 0) repository.Remove(index);
-    TypesById().reset();
+    TheIndex() = {};
 }
 
 void KxSerializableTypeInfo::RegisterTypeInfo(KxSerializableTypeInfo* typeInfo) {
     TheRepository().AddTail(typeInfo);
-    TypesById().reset();
+    TheIndex() = {};
 }
 
 bool KxSerializableTypeInfo::UnregisterTypeInfo(int typeId) {
@@ -209,7 +238,7 @@ bool KxSerializableTypeInfo::UnregisterTypeInfo(int typeId) {
     KxSerializableTypeInfo* const type = repository.GetTypeInfo(typeId);
     if (!type) return false;
     repository.Remove(repository.Find(type));
-    TypesById().reset();
+    TheIndex() = {};
     return true;
 }
 
@@ -254,15 +283,24 @@ void KxDynamicObjectTag::RegisterAddress(long long oldAddress, long long newAddr
     Reading::Enter(oldAddress, newAddress, nullptr);
 }
 
+int KxDynamicObjectTag::Replace(CFile* file, ULONGLONG position) {
+    STag header;
+    bool const isNone = !m_object || !TheRepository().GetTypeInfo(m_object);
+    if (isNone && ReadTagHeader(file, position, header) && HasPayload(*file, header)) {
+        // No byte would be written, and readers would find the old object.
+        KxString message;
+        message.SPrintf(KxString(KxResId(text::ReplaceByNone)), KxxClassName(typeid(*this)), GetID(),
+                        file->GetFileName());
+        throw new KxException(L"syObjectGraph", __LINE__, message);
+    }
+    return KxTag::Replace(file, position);
+}
+
 int KxDynamicObjectTag::ReadData(CFile* file, STag const& header) {
-    // Where the next record of the level, or nothing, stands at once there is no payload.
-    if (header.nextTag == header.dataAddress || file->GetLength() <= header.dataAddress) return 1;
-    // The last record of a level has no link: behind one without payload a record of an outer level follows, and none of
-    // the types. Searching for them would walk the whole outer chain, for each such object.
-    STag first;
-    detail::ReadRecord(*file, header.dataAddress, first);
-    if (first.id != inner::objectTypes) return 1;
+    bool const hasPayload = HasPayload(*file, header);
+    // A level below begins there if it has none.
     file->Seek(static_cast<LONGLONG>(header.dataAddress), CFile::begin);
+    if (!hasPayload) return 1;
     Level const level(*file, true);
     KxTagArchive archive(file, 1);
     KxTArray<int> types;
@@ -272,6 +310,7 @@ int KxDynamicObjectTag::ReadData(CFile* file, STag const& header) {
     long long oldAddress = 0;
     archive >> KxTTag<long long>(inner::objectAddress, oldAddress);
     KxDynamicObject* const object = type->Factory()->Create();
+    if (!object) return 0;
     Reading reading(m_object, object, oldAddress);
     archive.SetOptionalTagsMode();
     if (type->Serializer()) type->Serializer()->ReadObject(archive, object);

@@ -52,7 +52,8 @@ int KxStringTag::ReadData(CFile* file, STag const& header) {
     constexpr ULONGLONG pieceSize = 1 << 20;
     std::string bytes;
     std::size_t end = std::string::npos;
-    for (ULONGLONG left = header.dataSize; left > 0 && end == std::string::npos;) {
+    ULONGLONG left = header.dataSize;
+    while (left > 0 && end == std::string::npos) {
         std::size_t const piece = static_cast<std::size_t>(std::min(left, pieceSize));
         std::size_t const done = bytes.size();
         bytes.resize(done + piece);
@@ -61,6 +62,8 @@ int KxStringTag::ReadData(CFile* file, STag const& header) {
         left -= piece;
     }
     if (end != std::string::npos) bytes.resize(end);
+    // A level below begins behind all of it.
+    if (left > 0) file->Seek(static_cast<LONGLONG>(left), CFile::current);
     m_text = KxString(KxxWidenNarrow(bytes));
     return 1;
 }
@@ -74,7 +77,9 @@ void KxStringTag::WriteData(CFile* file) {
 KxNumeratedTag::KxNumeratedTag(unsigned long id, unsigned long& number, KxVersion version)
     : KxTag(id, version, 4, 0, 0),
       m_onFile(static_cast<std::uint32_t>(number)),
-      m_wanted(static_cast<std::uint32_t>(number)) {}
+      m_wanted(static_cast<std::uint32_t>(number)) {
+    if (m_wanted != number) AfxThrowArchiveException(CArchiveException::badIndex);
+}
 
 KxNumeratedTag::~KxNumeratedTag() = default;
 

@@ -43,6 +43,10 @@ void SetGlobalTagFormat(TagFormat format) {
     g_tagFormat = format;
 }
 
+void KxTag::ThrowBadId() {
+    AfxThrowArchiveException(CArchiveException::badIndex);
+}
+
 int KxTag::Read(CFile* file, ULONGLONG position) {
     STag header;
     if (!ReadTagHeader(file, position, header)) return 0;

@@ -11,6 +11,7 @@ enum TagId : unsigned short {
     ReplaceTooLong = 2202,
     VersionNeeds32 = 2203,
     CopyDiffers = 2204,
+    ReplaceByNone = 2205,
     HeaderBigEndian = 6000,
     HeaderLength = 6001,
     FileTooLarge = 6002,

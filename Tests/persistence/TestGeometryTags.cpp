@@ -212,10 +212,10 @@ TEST(GeometryTags, ReplacedVectorsAndHistogramsReadTheirNewValue) {
     };
     reread(-1.0, 1);
 
-    // One value more than ever fitted: refused, and no byte changes.
+    // Longer than what stands there, though not than what once stood there: refused, and no byte changes.
     std::vector<BYTE> const now = BytesOf(file);
     KxHistogram longer(16);
-    for (int i = 0; i < 4; ++i) longer.Add(i);
+    for (int i = 0; i < 2; ++i) longer.Add(i);
     EXPECT_EQ(Thrown([&] { replacing << KxHistogramTag(2, longer); }), "KxException");
     EXPECT_EQ(BytesOf(file), now);
     reread(-1.0, 1);
@@ -276,6 +276,9 @@ TEST(CompactArray, InsertsInOrderOfTheIndex) {
     EXPECT_TRUE(wide.NumElements() == 5 && wide.Has(70) && !wide.Has(71 - 32));
     wide.Resize(200);
     EXPECT_FALSE(wide.Has(71));
+    EXPECT_THROW(wide.Resize(-1), std::bad_array_new_length);
+    EXPECT_THROW(KxCompactArray<KxVec3f>(-1), std::bad_array_new_length);
+    EXPECT_TRUE(wide.Size() == 200 && wide.Has(70));
     for (int i = 0; i < 200; ++i) wide[i][0] = static_cast<float>(i);  // all of them, in order
     EXPECT_EQ(wide.NumElements(), 200);
     for (int i = 0; i < 200; ++i) ASSERT_EQ(wide[i][0], static_cast<float>(i));

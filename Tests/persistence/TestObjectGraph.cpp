@@ -187,6 +187,8 @@ TEST(ObjectGraph, TheMostDerivedKnownTypeIsMade) {
     for (Type<A>* type : {&ring, &other}) own.AddTail(&type->Info());
     EXPECT_TRUE(own.GetTypeInfo(41) == &other.Info() && !own.GetTypeInfo(30));
     EXPECT_EQ(own.GetTypeInfo(ring.Info().GetClassHierarchy()), &ring.Info());
+    A object;
+    EXPECT_EQ(own.GetTypeInfo(&object), &ring.Info());
 }
 
 TEST(ObjectGraph, ReferencesLeadToTheNewObjects) {
@@ -229,6 +231,26 @@ TEST(ObjectGraph, NothingToReadLeavesTheObject) {
         archive >> tag;
         EXPECT_TRUE(archive.LastReadTagFound());
         EXPECT_EQ(tag.DynamicObject(), &held);
+    }
+    // A level below such a record is read, and so is what follows where the level ends with it.
+    for (TagFormat const format : {TagFormat32, TagFormat64}) {
+        FormatScope const scope(format);
+        CMemFile levels;
+        KxTagArchive writing(&levels, 0);
+        int below = 5, behind = 6, read[2] = {0, 0};
+        writing << KxDynamicObjectTag(1, nullptr);
+        writing.LevelDown();
+        writing << KxTTag<int>(2, below);
+        writing.LevelUp();
+        writing << KxTTag<int>(3, behind);
+        levels.Seek(0, CFile::begin);
+        KxTagArchive reading(&levels, 1);
+        reading >> KxDynamicObjectTag(1, nullptr);
+        reading.LevelDown();
+        reading >> KxTTag<int>(2, read[0]);
+        reading.LevelUp();
+        reading >> KxTTag<int>(3, read[1]);
+        EXPECT_TRUE(read[0] == 5 && read[1] == 6);
     }
 }
 
@@ -278,6 +300,26 @@ TEST(ObjectGraph, AnUnknownTypeBarsTheWay) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(ReadA(archive)->value, 1);
     EXPECT_EQ(Thrown([&] { ReadA(archive, 5); }), "missing");
     EXPECT_EQ(ReadA(archive, 6)->value, 0);
+}
+
+TEST(ObjectGraph, TypesThatCannotBeToldOrMadeAreUnknown) {
+    struct Nothing : KxIDynamicObjectFactory {
+        KxDynamicObject* Create() const override { return nullptr; }
+    } nothing;
+    KxDynamicObjectTypeCast<A> cast;
+    A object;
+    CMemFile file;
+    KxSerializableTypeInfo const without(20, 10, nullptr, &g_serializer, &nothing);
+    {
+        Type<A> const known(10, -1);
+        KxTagArchive(&file, 0) << KxDynamicObjectTag(1, &object);
+    }
+    KxSerializableTypeInfo const unmade(10, -1, &cast, &g_serializer, &nothing);
+    file.Seek(0, CFile::begin);
+    KxTagArchive archive(&file, 1);
+    KxDynamicObjectTag tag(1, &object);
+    EXPECT_EQ(Thrown([&] { archive >> tag; }), "missing");
+    EXPECT_EQ(tag.DynamicObject(), &object);
 }
 
 TEST(ObjectGraph, DepthIsBoundedAndEachFileHasItsObjects) {

@@ -201,3 +201,42 @@ TEST(TagBytes, TagArrayHasATagForEachElement) {
                                  "e92c0300 6400 08000000 3a000000 42000000 000000000000f03f"
                                  "e92c0300 6400 08000000 54000000 00000000 00000000000000c0"));
 }
+
+TEST(TagBytes, IdsAndNumbersHave32Bits) {
+    CMemFile file;
+    unsigned long number = 0xffffffff;
+    KxTagArchive(&file, 0) << KxNumeratedTag(0xffffffff, number);
+    EXPECT_EQ(HexOf(file), Plain("ffffffff 6400 04000000 12000000 00000000 ffffffff"));
+    KxNullTag tag(7);
+    struct {
+        char const* what;
+        unsigned long value;
+        char const* id;
+        char const* number;
+    } const cases[] = {
+        {"the last one", 0xffffffff, "", ""},
+        {"one bit more", 0x100000007, "archive 5", "archive 5"},
+        {"a negative int", static_cast<unsigned long>(-1), "", "archive 5"},
+        {"a negative number of more bits", static_cast<unsigned long>(-1L << 32), "archive 5", "archive 5"}};
+    for (auto const& c : cases) {
+        number = c.value;
+        EXPECT_EQ(Thrown([&] { KxNullTag other(c.value); }), c.id) << c.what;
+        EXPECT_EQ(Thrown([&] { tag.SetID(c.value); }), c.id) << c.what;
+        EXPECT_EQ(tag.GetID(), 0xffffffff) << c.what;
+        EXPECT_EQ(Thrown([&] { KxNumeratedTag other(7, number); }), c.number) << c.what;
+    }
+}
+
+TEST(TagBytes, BehindATextTheFileStandsAtItsEnd) {
+    ULONGLONG const size = (1 << 20) + 100;
+    CMemFile file;
+    KxString text(L"ab");
+    KxStringTag tag(1, text);
+    tag.SetDataSize(size);  // zeros up to there
+    KxTagArchive archive(&file, 0);
+    archive << tag;
+    file.Seek(0, CFile::begin);
+    KxTagArchive(&file, 1) >> KxStringTag(1, text);
+    EXPECT_EQ(file.GetPosition(), 18 + size);
+    EXPECT_TRUE(text == L"ab");
+}

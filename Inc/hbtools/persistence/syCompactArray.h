@@ -12,6 +12,7 @@
 
 #include <array>
 #include <bit>
+#include <new>
 
 namespace KxN {
 
@@ -66,7 +67,9 @@ public:
     T const& operator[](int index) const { return m_dense[DenseIndex(index)]; }
 
     /// Changes the number of positions; elements behind the new end go away.
+    /// @throws std::bad_array_new_length for a negative size, std::bad_alloc; unchanged then
     void Resize(int size) {
+        if (size < 0) throw std::bad_array_new_length();
         int const blocks = size / blockLength + (size % blockLength != 0);
         if (size < m_size) CutTo(size, blocks);
         m_blocks.Resize(blocks);

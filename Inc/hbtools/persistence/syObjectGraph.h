@@ -92,6 +92,8 @@ public:
     /// An abstract type. The ids are the application's; a root's base is an id that no type has.
     KxSerializableTypeInfo(int typeId, int baseTypeId, KxIDynamicObjectTypeCast* cast)
         : KxSerializableTypeInfo(typeId, baseTypeId, cast, nullptr, nullptr) {}
+    /// Without a cast no object is written as one of this type, without a serializer nothing of its content. A factory
+    /// that makes null is taken for a type that cannot be made.
     KxSerializableTypeInfo(int typeId, int baseTypeId, KxIDynamicObjectTypeCast* cast,
                            KxIDynamicObjectSerializer* serializer, KxIDynamicObjectFactory* factory);
     KxSerializableTypeInfo(KxSerializableTypeInfo const&) = delete;
@@ -101,7 +103,7 @@ public:
     int TypeId() const { return m_typeId; }
     int BaseTypeId() const { return m_baseTypeId; }
     bool IsAbstract() const { return !m_factory; }
-    KxIDynamicObjectTypeCast* TypeCast() const { return m_cast; }
+    KxIDynamicObjectTypeCast* TypeCast() const { return m_cast; }            ///< May be null.
     KxIDynamicObjectSerializer* Serializer() const { return m_serializer; }  ///< May be null.
     KxIDynamicObjectFactory* Factory() const { return m_factory; }           ///< Null for an abstract type.
     /// The types from the root down to this one. Ids that lead back to themselves end it.
@@ -145,6 +147,11 @@ public:
     ~KxDynamicObjectTag() override;
 
     KxDynamicObject* DynamicObject() const { return m_object; }
+
+    /// Null and objects of unknown types take the place of such ones only: nothing can make readers pass over an object
+    /// that is there.
+    /// @throws KxException, before a byte changes, for them in place of an object, and for an object that does not fit
+    int Replace(CFile* file, ULONGLONG position) override;
 
 protected:
     /// A record without payload leaves the object as it is. A record of which nobody knows a type that can be made counts

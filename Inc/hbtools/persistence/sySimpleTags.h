@@ -44,6 +44,7 @@ private:
 /// writing writes it, nothing is assigned back.
 class KX_API KxNumeratedTag : public KxTag {
 public:
+    /// @throws CArchiveException cause badIndex for a number beyond 32 bits, before anything is read or written
     KxNumeratedTag(unsigned long id, unsigned long& number, KxVersion version = KxVersion(100));
     ~KxNumeratedTag() override;
     /// Returns non-zero if a record of the id with the number stands in the chain from `position`.

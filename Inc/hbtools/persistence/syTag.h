@@ -73,16 +73,21 @@ public:
     /// to the end of the file it begins a new chain. Returns the position behind the payload.
     /// @throws CFileException; KxException where the 32-bit form is exceeded, before the record is written
     virtual ULONGLONG Append(CFile* file, ULONGLONG lastTagPosition);
-    /// Overwrites the payload of the tag's id in the chain from `position`; the record's header stays. Returns 0 if
-    /// the id is not there. Plain payloads overwrite whatever follows if they are longer than the old one; payloads
-    /// that are made of tags themselves, and images of persistent objects, must fit where the old one stood.
+    /// Overwrites the payload of the tag's id in the chain from `position`, once all of the new one is there; the record's
+    /// header stays. Returns 0 if the id is not there. Plain payloads overwrite whatever follows if they are longer than
+    /// the old one; payloads with tags in them, and images of persistent objects, must fit where the old one stood. What
+    /// stood there counts as far as both are made alike: they begin with a record of one id (behind equally many plain
+    /// bytes), and so do the payloads of their last records, down to a value whose length is known. Plain bytes of a kind
+    /// of the application's at the very end count only as far as their record declares them.
     /// @throws KxException, before a byte changes, if such a payload does not fit
     virtual int Replace(CFile* file, ULONGLONG position);
     virtual ~KxTag() = 0;
 
 protected:
+    /// @throws CArchiveException cause badIndex for an id that does not fit 32 bits, as a number or as a negative int, which
+    /// stands for its 32 bits
     KxTag(unsigned long id, KxVersion version, unsigned long dataSize, unsigned long dataAddress, unsigned long nextTag)
-        : m_image(static_cast<std::uint32_t>(id), version, dataSize, dataAddress, nextTag) {}
+        : m_image(IdOf(id), version, dataSize, dataAddress, nextTag) {}
     KxTag(KxTag const& other) : m_image(other.m_image), m_holdsObject(other.m_holdsObject) {}
     KxTag& operator=(KxTag const& other) {
         m_image = other.m_image;
@@ -90,7 +95,7 @@ protected:
         return *this;
     }
 
-    /// For constructors: the payload is the image of a persistent object. Replace then writes it only when it is whole.
+    /// For constructors: the payload is the image of a persistent object, and so is what Replace writes over.
     void SetHoldsObject() { m_holdsObject = true; }
 
     /// Reads the payload into the bound value; the file stands at its first byte. Returns non-zero on success.
@@ -115,7 +120,7 @@ protected:
 
 public:
     unsigned long GetID() const { return m_image.id; }
-    void SetID(unsigned long id) { m_image.id = static_cast<std::uint32_t>(id); }
+    void SetID(unsigned long id) { m_image.id = IdOf(id); }  ///< @throws as the constructor, the id as before
     KxVersion GetVersion() const { return m_image.GetVersion(); }
     void SetVersion(KxVersion version) { m_image.SetVersion(version); }
     ULONGLONG GetDataSize() const { return m_image.dataSize; }
@@ -127,6 +132,15 @@ public:
 private:
     friend class KxTagArchive;
     friend class KxNumeratedTag;
+
+    /// Ids are often given as int: negative ones arrive here with their sign in the upper half.
+    static std::uint32_t IdOf(unsigned long id) {
+        auto const stored = static_cast<std::uint32_t>(id);
+        if (stored != id && static_cast<unsigned long>(static_cast<std::int32_t>(stored)) != id) [[unlikely]]
+            ThrowBadId();
+        return stored;
+    }
+    [[noreturn]] static void ThrowBadId();
 
     STag m_image;
     bool m_holdsObject = false;
