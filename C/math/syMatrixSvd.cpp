@@ -265,6 +265,7 @@ bool KxMatrix::SVD(KxMatrix& U, KxVec& W, KxMatrix& V) const {
         Decomposition(*this).Give(U, W, V);
         return true;
     } catch (CException* exception) {
+        if (exception->EndsThread()) throw;
         exception->Delete();
         return false;
     }
