@@ -151,6 +151,7 @@ bool MessageQueue::RunPosted(unsigned long long end) {
     Entry entry = std::move(m_posted.front());
     m_posted.pop_front();
     lock.unlock();
+    if (auto const answer = std::move(entry.answer)) GiveAnswer(*answer);  // it waits no more
     Run(entry);
     return true;
 }

@@ -31,7 +31,8 @@ struct WindowState {
 /// The state of the window of that number; null if it is destroyed. A number is never used again.
 std::shared_ptr<WindowState> FindWindow(unsigned long number);
 
-/// The answer to a message that was sent, or what becomes of one that was posted: done once it is handled or dropped.
+/// The answer to a message that was sent, done once it is handled or dropped; or whether one that was posted still waits,
+/// done once it leaves the queue.
 struct Answer {
     std::shared_ptr<MessageQueue> sender;  // null for a posted one
     std::atomic<int> isDone = 0;
@@ -65,7 +66,7 @@ public:
     /// Puts it in front of all that was posted, and waits for the answer.
     static LRESULT Send(MessageQueue& to, Entry entry);
     void Signal();
-    /// Of a message that was sent to this queue, with its result set.
+    /// Of a message to this queue; if it was sent, with its result set.
     void GiveAnswer(Answer& answer);
 
     // For the thread itself:

@@ -154,7 +154,7 @@ CComVariant const& XML_PARSER::Get_Attribute_Value(int index) {
 }
 
 int XML_PARSER::Is_Having_Attribute(wchar_t const* name) {
-    int const number = name ? m_document->attributes.Find(m_document->current, KxxToUtf8(name)) : XmlAttributes::none;
+    int const number = m_document->attributes.Find(m_document->current, KxxToUtf8(GivenText(name)));
     if (number == XmlAttributes::none)
         return Fail(L"XML_PARSER::Is_Having_Attribute(LPCTSTR)   : There is no such attribute");
     m_chosenAttribute = number;
@@ -170,9 +170,9 @@ CComVariant const& XML_PARSER::Get_Attribute_Value() {
 
 int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
     pugi::xml_node const node = m_document->current;
-    if (node.type() != pugi::node_element || !IsXmlName(name) || !IsXmlText(value))
+    if (node.type() != pugi::node_element || !IsXmlName(GivenText(name)) || !IsXmlText(GivenText(value)))
         return Fail(L"XML_PARSER::Set_Attribute(LPCTSTR, LPCTSTR)   : Can't set this attribute");
-    std::string const key = KxxToUtf8(name), text = KxxToUtf8(value);
+    std::string const key = KxxToUtf8(GivenText(name)), text = KxxToUtf8(GivenText(value));
     XmlAttributes& attributes = m_document->attributes;
     int const number = attributes.Find(node, key);
     bool const isNew = number == XmlAttributes::none;
@@ -191,7 +191,7 @@ int XML_PARSER::Set_Attribute(wchar_t const* name, wchar_t const* value) {
 int XML_PARSER::Remove_Attribute(wchar_t const* name) {
     pugi::xml_node const node = m_document->current;
     if (!node) return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : Can't remove attribute on a NULL Node");
-    int const number = name ? m_document->attributes.Find(node, KxxToUtf8(name)) : XmlAttributes::none;
+    int const number = m_document->attributes.Find(node, KxxToUtf8(GivenText(name)));
     if (number == XmlAttributes::none)
         return Fail(L"XML_PARSER::Remove_Attribute(LPCTSTR)   : There is no such attribute");
     m_document->attributes.Remove(node, number);

@@ -80,6 +80,11 @@ bool WriteXml(pugi::xml_document const& document, std::string& bytes, KxString& 
 /// The text of a node, as UTF-8.
 std::string TextOfXml(pugi::xml_node node);
 
+/// A text that a caller gave: null is the empty one.
+inline std::wstring_view GivenText(wchar_t const* text) {
+    return text ? std::wstring_view(text) : std::wstring_view();
+}
+
 bool IsXmlName(std::wstring_view name);
 /// Whether all characters may stand in a document.
 bool IsXmlText(std::wstring_view text);

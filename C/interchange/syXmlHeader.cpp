@@ -7,7 +7,6 @@
 #include "interchange/syXmlDocument.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <new>
 #include <utility>
 #include <vector>
@@ -55,7 +54,7 @@ std::wstring InstructionText(pugi::xml_node node) {
     return Joined(pairs);
 }
 
-pugi::xml_node FindInstruction(pugi::xml_document const& tree, wchar_t const* header) {
+pugi::xml_node FindInstruction(pugi::xml_document const& tree, std::wstring_view header) {
     std::string const name = KxxToUtf8(header);
     for (pugi::xml_node const node : tree)
         if ((node.type() == pugi::node_pi || node.type() == pugi::node_declaration) && name == node.name()) return node;
@@ -75,10 +74,10 @@ bool Fill(pugi::xml_node node, std::string const& header, Pairs const& pairs) {
 
 int XML_PARSER::Get_Header(wchar_t const* header, wchar_t const* attribute, KxString& value) {
     if (!m_document) return Fail(L"XML_PARSER::Get_Header() : The XML Document is a null pointer");
-    pugi::xml_node const node = FindInstruction(m_document->tree, header);
+    pugi::xml_node const node = FindInstruction(m_document->tree, GivenText(header));
     if (!node) return Fail(L"XML_PARSER::Get_Header() : There is no such processing instruction");
     std::wstring const text = InstructionText(node);
-    std::size_t const at = text.find(attribute);
+    std::size_t const at = text.find(GivenText(attribute));
     if (at == text.npos) return Fail(L"XML_PARSER::Get_Header() : There is no such attribute");
     std::size_t const open = text.find_first_of(L"\"'", at);
     std::size_t const close = open == text.npos ? open : text.find(text[open], open + 1);
@@ -88,18 +87,19 @@ int XML_PARSER::Get_Header(wchar_t const* header, wchar_t const* attribute, KxSt
 }
 
 int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wchar_t const* value) {
-    bool const isDeclaration = std::wcscmp(header, L"xml") == 0;
+    std::wstring_view const target = GivenText(header), key = GivenText(attribute), content = GivenText(value);
+    bool const isDeclaration = target == L"xml";
     pugi::xml_document& tree = m_document->tree;
-    pugi::xml_node const old = FindInstruction(tree, header);
+    pugi::xml_node const old = FindInstruction(tree, target);
     Pairs pairs;
     if (old && !TakeApart(InstructionText(old), pairs)) return Fail(L"XML_PARSER::Set_Header() : bad value structure");
     bool isFound = false;
     for (auto& [name, present] : pairs) {
-        if (name != attribute) continue;
-        present = value;
+        if (name != key) continue;
+        present = content;
         isFound = true;
     }
-    if (!isFound) pairs.emplace_back(attribute, value);
+    if (!isFound) pairs.emplace_back(key, content);
     if (isDeclaration) {
         auto const place = [](std::wstring const& name) {
             return name == L"version" ? 0 : name == L"standalone" ? 2 : 1;
@@ -109,11 +109,10 @@ int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wcha
         if (pairs.front().first != L"version") pairs.emplace(pairs.begin(), L"version", L"1.0");
     }
     // Who reads it decides what the declaration may not hold, and which targets are reserved.
-    std::string const target = KxxToUtf8(header);
+    std::string const name = KxxToUtf8(target);
     std::wstring const text = Joined(pairs);
-    if (!IsXmlName(header) || !IsXmlName(attribute) || !IsXmlText(text) ||
-        std::wstring_view(value).find_first_of(L"\"\r") != std::wstring_view::npos || text.find(L"?>") != text.npos ||
-        !CheckXml("<?" + target + " " + KxxToUtf8(text) + "?><a/>"))
+    if (!IsXmlName(target) || !IsXmlName(key) || !IsXmlText(text) || content.find_first_of(L"\"\r") != content.npos ||
+        text.find(L"?>") != text.npos || !CheckXml("<?" + name + " " + KxxToUtf8(text) + "?><a/>"))
         return Fail(old ? L"XML_PARSER::Set_Header() : Can't create the new processing instruction node"
                         : L"PARSER_XML::SetHeader() : Can't create new Processing node");
     // Nothing stands before the declaration.
@@ -125,7 +124,7 @@ int XML_PARSER::Set_Header(wchar_t const* header, wchar_t const* attribute, wcha
                                                                    : tree.prepend_child(type);
     bool isFilled = false;
     try {
-        isFilled = made && Fill(made, target, pairs);
+        isFilled = made && Fill(made, name, pairs);
     } catch (...) {
         tree.remove_child(made);
         throw;

@@ -53,7 +53,7 @@ bool IsFound(pugi::xml_node& node, Step step) {
 }
 template <class Step>
 bool IsFound(pugi::xml_node& node, Step step, wchar_t const* name) {
-    for (std::string const wanted = KxxToUtf8(name); IsFound(node, step); node = step(node))
+    for (std::string const wanted = KxxToUtf8(GivenText(name)); IsFound(node, step); node = step(node))
         if (NameOf(node) == wanted) return true;
     return false;
 }
@@ -321,7 +321,7 @@ int XML_PARSER::Go_to_FirstSibling(wchar_t const* name) {
 }
 
 int XML_PARSER::Go_to_Descendant(wchar_t const* name) {
-    std::string const wanted = KxxToUtf8(name);
+    std::string const wanted = KxxToUtf8(GivenText(name));
     pugi::xml_node const found = m_document->current.find_node(
         [&](pugi::xml_node node) { return IsSeen(node.type()) && NameOf(node) == wanted; });
     return found ? MoveTo(found) : NotMoved();
@@ -346,7 +346,7 @@ int XML_PARSER::Is_Tag(wchar_t const* tag) const {
 }
 
 int XML_PARSER::Is_Child_of(wchar_t const* chain) const {
-    std::string const wanted = KxxToUtf8(chain);
+    std::string const wanted = KxxToUtf8(GivenText(chain));
     return !wanted.empty() && ChainOf(m_document->current, wanted.size()).ends_with(wanted);
 }
 
@@ -373,7 +373,8 @@ int XML_PARSER::HasChildren() const {
 int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t const* failureAtRoot) {
     pugi::xml_node const at = m_document->current;
     bool const isInside = place == Place::firstChild || place == Place::lastChild;
-    if (isCData ? !IsXmlText(content) : !IsXmlName(content))
+    std::wstring_view const given = GivenText(content);
+    if (isCData ? !IsXmlText(given) : !IsXmlName(given))
         return Fail(isCData ? L"XML_PARSER : The text holds a character that XML does not have"
                             : L"XML_PARSER : The name is none that XML has");
     if (!isInside && Is_Root()) return Fail(failureAtRoot);
@@ -381,7 +382,7 @@ int XML_PARSER::Add(wchar_t const* content, bool isCData, Place place, wchar_t c
     if (!at && (isCData || !isInside || m_document->tree.document_element()))
         return Fail(L"XML_PARSER : There is no node");
     if (DepthOf(at) + isInside > KxxLimits().nestingDepth) return Fail(L"XML_PARSER : nested too deep");
-    std::string const text = KxxToUtf8(content);  // before anything changes
+    std::string const text = KxxToUtf8(given);  // before anything changes
     pugi::xml_node_type const type = isCData ? pugi::node_cdata : pugi::node_element;
     pugi::xml_node into = at ? isInside ? at : at.parent() : pugi::xml_node(m_document->tree);
     pugi::xml_node made;
@@ -437,9 +438,10 @@ int XML_PARSER::Add_CDataAfter(wchar_t const* text) {
 int XML_PARSER::Set_TextValue(wchar_t const* text) {
     pugi::xml_node node = m_document->current;
     if (!node) return Fail(L"XML_PARSER::Set_TextValue(LPCTSTR)   : Can't set a Text on a NULL Node");
-    if (!IsXmlText(text))
+    std::wstring_view const given = GivenText(text);
+    if (!IsXmlText(given))
         return Fail(L"XML_PARSER::Set_TextValue(LPCTSTR)   : The text holds a character that XML does not have");
-    std::string const utf8 = KxxToUtf8(text);
+    std::string const utf8 = KxxToUtf8(given);
     pugi::xml_node into = node;
     if (node.type() == pugi::node_element) {
         into = utf8.empty() ? pugi::xml_node() : node.append_child(pugi::node_pcdata);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Archives beneath KxZipHelper. What is written goes through the zip library, over a CFile, so that every failure of the
-// medium is seen. What is read comes from anywhere: its directory is read here, strictly, since the library believes it.
+// Archives beneath KxZipHelper. Content is packed and unpacked by zlib; the records of an archive are written and read here,
+// over a CFile: every failure of the medium is seen, and the directory of what comes from anywhere is believed in nothing.
 #pragma once
 
 #include "hbtools/base/syException.h"

@@ -47,8 +47,6 @@ double Absolute(double x) {
     return x < 0.0 ? -x : x;
 }
 
-constexpr int parts = 16;  // of a sum
-
 HBTOOLS_BODY double SumOfParts(double const* p) {
     double eight[8];
     for (int i = 0; i < 8; ++i) eight[i] = p[i] + p[i + 8];
@@ -56,25 +54,45 @@ HBTOOLS_BODY double SumOfParts(double const* p) {
 }
 
 template <int lanes>
+using Sums = Several<typename Group<lanes>::Type, sumParts / lanes>;
+
+/// Adds the products of as many numbers as have all parts; returns how many these are.
+template <int lanes>
+HBTOOLS_BODY int AddProducts(Sums<lanes>& sums, double const* a, double const* b, int count) {
+    int i = 0;
+    for (; i + sumParts <= count; i += sumParts) {
+        HBTOOLS_UNROLL for (int g = 0; g < sumParts / lanes; ++g) {
+            typename Group<lanes>::Type x, y;
+            std::memcpy(&x, a + i + g * lanes, sizeof x);
+            std::memcpy(&y, b + i + g * lanes, sizeof y);
+            sums[g] += x * y;
+        }
+    }
+    return i;
+}
+
+template <int lanes>
 HBTOOLS_BODY double DotBody(double const* a, double const* b, int count) {
-    using V = typename Group<lanes>::Type;
-    constexpr int groups = parts / lanes;
     double sum = 0;
     int i = 0;
-    if (count >= parts) {
-        Several<V, groups> sums = {};
-        for (; i + parts <= count; i += parts) {
-            HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) {
-                V x, y;
-                std::memcpy(&x, a + i + g * lanes, sizeof x);
-                std::memcpy(&y, b + i + g * lanes, sizeof y);
-                sums[g] += x * y;
-            }
-        }
-        double all[parts];
+    if (count >= sumParts) {
+        Sums<lanes> sums = {};
+        i = AddProducts<lanes>(sums, a, b, count);
+        double all[sumParts];
         std::memcpy(all, sums, sizeof all);
         sum = SumOfParts(all);
     }
+    for (; i < count; ++i) sum += a[i] * b[i];
+    return sum;
+}
+
+template <int lanes>
+HBTOOLS_BODY double ContinueDotBody(double* state, double const* a, double const* b, int count) {
+    Sums<lanes> sums;
+    std::memcpy(sums, state, sizeof sums);
+    int i = AddProducts<lanes>(sums, a, b, count);
+    std::memcpy(state, sums, sizeof sums);
+    double sum = SumOfParts(state);
     for (; i < count; ++i) sum += a[i] * b[i];
     return sum;
 }
@@ -226,16 +244,16 @@ HBTOOLS_BODY void AddRowsBody(double* __restrict sums, double const* rows, int s
 template <int lanes>
 HBTOOLS_BODY void SymmetricProductBody(double* product, double const* rows, int stride, double const* u, int count) {
     using V = typename Group<lanes>::Type;
-    constexpr int groups = parts / lanes;
+    constexpr int groups = sumParts / lanes;
     for (int r = 0; r < count; ++r) {
         // Each element of the triangle is used twice while it is at hand: in its row, and in that of its mirror image.
         double const* const row = rows + Offset(r, stride);
         double const factor = u[r];
         double sum = 0;
         int i = 0;
-        if (r >= parts) {
+        if (r >= sumParts) {
             Several<V, groups> sums = {};
-            for (; i + parts <= r; i += parts) {
+            for (; i + sumParts <= r; i += sumParts) {
                 HBTOOLS_UNROLL for (int g = 0; g < groups; ++g) {
                     V x, y, z;
                     std::memcpy(&x, row + i + g * lanes, sizeof x);
@@ -246,7 +264,7 @@ HBTOOLS_BODY void SymmetricProductBody(double* product, double const* rows, int 
                     std::memcpy(product + i + g * lanes, &z, sizeof z);
                 }
             }
-            double all[parts];
+            double all[sumParts];
             std::memcpy(all, sums, sizeof all);
             sum = SumOfParts(all);
         }
@@ -437,19 +455,33 @@ struct Compiled<body> {
 
 }  // namespace
 
-constexpr DenseKernels plainKernels = {Compiled<DotBody<2>>::Plain,           Compiled<AddScaledBody>::Plain,
-                                       Compiled<FirstLargestBody<2>>::Plain,  Product<PlainTile>,
-                                       Compiled<EliminateBody<2>>::Plain,     Compiled<SubtractRowsBody>::Plain,
-                                       Compiled<SolveTriangleBody<2>>::Plain, Compiled<ReflectRowsBody<2>>::Plain,
-                                       Compiled<AddRowsBody>::Plain,          Compiled<SymmetricProductBody<2>>::Plain,
-                                       Compiled<SymmetricUpdateBody>::Plain,  Compiled<RotateBody<2>>::Plain};
+constexpr DenseKernels plainKernels = {Compiled<DotBody<2>>::Plain,
+                                       Compiled<ContinueDotBody<2>>::Plain,
+                                       Compiled<AddScaledBody>::Plain,
+                                       Compiled<FirstLargestBody<2>>::Plain,
+                                       Product<PlainTile>,
+                                       Compiled<EliminateBody<2>>::Plain,
+                                       Compiled<SubtractRowsBody>::Plain,
+                                       Compiled<SolveTriangleBody<2>>::Plain,
+                                       Compiled<ReflectRowsBody<2>>::Plain,
+                                       Compiled<AddRowsBody>::Plain,
+                                       Compiled<SymmetricProductBody<2>>::Plain,
+                                       Compiled<SymmetricUpdateBody>::Plain,
+                                       Compiled<RotateBody<2>>::Plain};
 
-constexpr DenseKernels wideKernels = {Compiled<DotBody<4>>::Wide,           Compiled<AddScaledBody>::Wide,
-                                      Compiled<FirstLargestBody<4>>::Wide,  Product<WideTile>,
-                                      Compiled<EliminateBody<4>>::Wide,     Compiled<SubtractRowsBody>::Wide,
-                                      Compiled<SolveTriangleBody<4>>::Wide, Compiled<ReflectRowsBody<4>>::Wide,
-                                      Compiled<AddRowsBody>::Wide,          Compiled<SymmetricProductBody<4>>::Wide,
-                                      Compiled<SymmetricUpdateBody>::Wide,  Compiled<RotateBody<4>>::Wide};
+constexpr DenseKernels wideKernels = {Compiled<DotBody<4>>::Wide,
+                                      Compiled<ContinueDotBody<4>>::Wide,
+                                      Compiled<AddScaledBody>::Wide,
+                                      Compiled<FirstLargestBody<4>>::Wide,
+                                      Product<WideTile>,
+                                      Compiled<EliminateBody<4>>::Wide,
+                                      Compiled<SubtractRowsBody>::Wide,
+                                      Compiled<SolveTriangleBody<4>>::Wide,
+                                      Compiled<ReflectRowsBody<4>>::Wide,
+                                      Compiled<AddRowsBody>::Wide,
+                                      Compiled<SymmetricProductBody<4>>::Wide,
+                                      Compiled<SymmetricUpdateBody>::Wide,
+                                      Compiled<RotateBody<4>>::Wide};
 
 DenseKernels const& Kernels() {
     static DenseKernels const& best =

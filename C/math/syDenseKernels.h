@@ -27,8 +27,13 @@ struct Rotation {
     double c, s;
 };
 
+constexpr int sumParts = 16;  // that a dot product is added up in
+
 struct DenseKernels {
     double (*dot)(double const* a, double const* b, int count);
+    /// The same sum, made block after block: `state`, sumParts numbers that begin at 0, goes from one call to the next. All
+    /// blocks but the last have a multiple of sumParts numbers. Returns the sum so far.
+    double (*continueDot)(double* state, double const* a, double const* b, int count);
     /// y += factor * x
     void (*addScaled)(double* y, double factor, double const* x, int count);
     /// The place of the first of the largest absolute values above 0; -1 without one. NaN does not count.

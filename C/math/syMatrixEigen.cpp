@@ -11,6 +11,7 @@
 #include "math/syScratch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -42,7 +43,7 @@ int Tridiagonalize(double* q, int stride, int n, double* d, double* e) {
         double* const u = row(i);
         double scale = 0, h = 0;
         if (i > 1)
-            for (int k = 0; k < i; ++k) scale += KxMath::Abs(u[k]);
+            for (int k = 0; k < i; ++k) scale += std::abs(u[k]);
         d[i] = 0.0;
         if (i == 1 || scale == 0.0) {
             e[i] = u[i - 1];
@@ -88,8 +89,8 @@ bool ImplicitQl(double* q, int stride, int n, double* d, double* e) {
         for (int iteration = 0;; ++iteration) {
             int m = l;
             for (; m < n - 1; ++m) {
-                double const sum = KxMath::Abs(d[m]) + KxMath::Abs(d[m + 1]);
-                if (KxMath::Abs(e[m]) + sum == sum) break;
+                double const sum = std::abs(d[m]) + std::abs(d[m + 1]);
+                if (std::abs(e[m]) + sum == sum) break;
             }
             if (m == l) break;
             if (iteration == limit) {

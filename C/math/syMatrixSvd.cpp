@@ -11,6 +11,7 @@
 #include "math/syScratch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -44,7 +45,7 @@ double Reflect(double* u, int count, double scale, double& h) {
 
 double SumOfSizes(double const* u, int count) {
     double sum = 0;
-    for (int k = 0; k < count; ++k) sum += KxMath::Abs(u[k]);
+    for (int k = 0; k < count; ++k) sum += std::abs(u[k]);
     return sum;
 }
 
@@ -129,7 +130,7 @@ private:
                     }
                 }
             }
-            m_norm = KxMath::Max(m_norm, KxMath::Abs(m_w[i]) + KxMath::Abs(m_e[i]));
+            m_norm = KxMath::Max(m_norm, std::abs(m_w[i]) + std::abs(m_e[i]));
         }
     }
 
@@ -170,7 +171,7 @@ private:
         }
     }
 
-    bool IsSmall(double value) const { return KxMath::Abs(value) + m_norm == m_norm; }
+    bool IsSmall(double value) const { return std::abs(value) + m_norm == m_norm; }
 
     /// Iterates until singular value k has come off, or gives up and leaves it as it is. Then nothing needs m_e[k] any
     /// more: it gets the sign of the column of V.
@@ -264,6 +265,7 @@ bool KxMatrix::SVD(KxMatrix& U, KxVec& W, KxMatrix& V) const {
         Decomposition(*this).Give(U, W, V);
         return true;
     } catch (CException* exception) {
+        if (exception->EndsThread()) throw;
         exception->Delete();
         return false;
     }

@@ -18,11 +18,11 @@ inline double LargestSize(double const* values, int count) {
     if (count < 8) {  // as fast as a call of the kernel
         double largest = 0;
         for (int i = 0; i < count; ++i)
-            if (KxMath::Abs(values[i]) > largest) largest = KxMath::Abs(values[i]);
+            if (std::abs(values[i]) > largest) largest = std::abs(values[i]);
         return largest;
     }
     int const place = Kernels().firstLargest(values, count);
-    return place < 0 ? 0.0 : KxMath::Abs(values[place]);
+    return place < 0 ? 0.0 : std::abs(values[place]);
 }
 
 /// The exponent of that power for numbers of which `largest` is the largest, 0 if they need none. It leaves large numbers

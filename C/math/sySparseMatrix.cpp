@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/math/sySparseMatrix.h"
 
+#include "math/syDenseKernels.h"
 #include "math/sySparseGrowth.h"
 
 #include <algorithm>
@@ -32,20 +33,16 @@ public:
         }
     }
 
-    /// q = A p. Returns the dot product of p and q.
-    double Multiply(double const* p, double* q) const {
-        double const* value = m_values.Data();
-        int const* column = m_columns.Data();
-        double dot = 0;
-        int const size = m_begins.Size() - 1;
-        for (int r = 0; r < size; ++r) {
+    /// `count` elements of q = A p.
+    void Multiply(double const* p, double* q, int first, int count) const {
+        double const* value = m_values.Data() + m_begins[first];
+        int const* column = m_columns.Data() + m_begins[first];
+        for (int r = first; r < first + count; ++r) {
             double sum = 0;
             for (double const* const end = m_values.Data() + m_begins[r + 1]; value != end; ++value, ++column)
                 sum += p[*column] * *value;
             q[r] = sum;
-            dot += p[r] * sum;
         }
-        return dot;
     }
 
 private:
@@ -54,15 +51,25 @@ private:
     KxTArray<double> m_values;
 };
 
-/// Four sums side by side, so that the processor need not wait for the one before.
-class Sum {
+/// The sum of KxVec::Dot, to the bit, made block after block.
+class DotSum {
 public:
-    void Add(int i, double value) { m_parts[i & 3] += value; }
-    double Get() const { return (m_parts[0] + m_parts[1]) + (m_parts[2] + m_parts[3]); }
+    void Add(double const* a, double const* b, int count) {
+        m_sum = detail::Kernels().continueDot(m_state, a, b, count);
+    }
+    double Get() const { return m_sum; }
 
 private:
-    double m_parts[4] = {};
+    double m_state[detail::sumParts] = {};
+    double m_sum = 0;
 };
+
+/// Calls work(first, count) for each block of a vector: what is done to a block finds it in the nearest cache.
+template <class Work>
+void InBlocks(int size, Work work) {
+    constexpr int block = 64 * detail::sumParts;
+    for (int first = 0; first < size; first += block) work(first, std::min(block, size - first));
+}
 
 void SolveByRows(RowForm const& A, KxVec& x, KxVec const& b) {
     int const n = x.Size();
@@ -70,33 +77,41 @@ void SolveByRows(RowForm const& A, KxVec& x, KxVec const& b) {
     double* const r = residual.Data();
     double* const p = direction.Data();
     double* const q = image.Data();
+    auto const multiply = [&] {
+        DotSum pq;
+        InBlocks(n, [&](int first, int count) {
+            A.Multiply(p, q, first, count);
+            pq.Add(p + first, q + first, count);
+        });
+        return pq.Get();
+    };
 
-    A.Multiply(x.Data(), q);
-    Sum rpSum;
+    A.Multiply(x.Data(), q, 0, n);
     for (int i = 0; i < n; ++i) {
         r[i] = b[i] - q[i];
         p[i] = -r[i];
-        rpSum.Add(i, r[i] * p[i]);
     }
-    double pq = A.Multiply(p, q);
-    double alpha = rpSum.Get() / pq;
+    double pq = multiply();
+    double alpha = residual.Dot(direction) / pq;
     // The step along p is added to x in the loop that makes the next p, so that each vector is read once.
     for (int step = 0; step < n; ++step) {
-        Sum rr, rq;
-        for (int i = 0; i < n; ++i) {
-            r[i] -= alpha * q[i];
-            rr.Add(i, r[i] * r[i]);
-            rq.Add(i, r[i] * q[i]);
-        }
+        DotSum rr, rq;
+        InBlocks(n, [&](int first, int count) {
+            detail::Kernels().addScaled(r + first, -alpha, q + first, count);
+            rr.Add(r + first, r + first, count);
+            rq.Add(r + first, q + first, count);
+        });
         if (rr.Get() < smallResidual) break;
         double const beta = rq.Get() / pq;
-        Sum rp;
-        for (int i = 0; i < n; ++i) {
-            x[i] += alpha * p[i];
-            p[i] = beta * p[i] - r[i];
-            rp.Add(i, r[i] * p[i]);
-        }
-        pq = A.Multiply(p, q);
+        DotSum rp;
+        InBlocks(n, [&](int first, int count) {
+            for (int i = first; i < first + count; ++i) {
+                x[i] += alpha * p[i];
+                p[i] = beta * p[i] - r[i];
+            }
+            rp.Add(r + first, p + first, count);
+        });
+        pq = multiply();
         alpha = rp.Get() / pq;
     }
     for (int i = 0; i < n; ++i) x[i] += alpha * p[i];

@@ -67,18 +67,17 @@ void KxProcess::ExecuteAndWaitUntilReady() {
 
 void KxProcess::WaitUntilReady() const {
     while (!m_ready) {
-        KxWinApp& application = Application(__LINE__);
-        application.Reschedule();
-        if (m_ready) return;
-        if (AfxGetThread() == &application)
-            detail::MessageQueue::OfThisThread()->AwaitNext();
-        else
-            Sleep(1);  // another thread runs the loop
+        Application(__LINE__).Reschedule();
+        if (!m_ready) detail::MessageQueue::OfThisThread()->AwaitNext();
     }
 }
 
 long long KxProcess::StartHdl(void*) {
-    PostRun();
+    try {
+        PostRun();
+    } catch (CException* caught) {  // or who waits would wait for ever
+        Fail(caught);
+    }
     return 1;
 }
 
@@ -87,28 +86,34 @@ long long KxProcess::FrameProcess(void*) {
     try {
         Process();
     } catch (CException* caught) {
-        m_successful = 0;
-        m_ready = 1;
-        auto* failure = dynamic_cast<KxException*>(caught);
-        bool const isOwn = failure != nullptr;
-        if (!isOwn) {
-            failure = std::make_unique<KxException>(*caught).release();
-            caught->Delete();
-        }
-        // What is thrown on becomes the catcher's, so the process then keeps a copy.
-        bool const isKept = m_errorOutputHdl.IsSet() && !failure->EndsThread();
-        std::shared_ptr<KxException> const owned = Share(failure);  // a handler may throw too
-        m_exception = isKept ? owned : Share(new KxException(*failure));
-        EndProcessHdl();
-        ErrorOutputHdl();
-        if (isKept) return 1;
-        std::get_deleter<Releaser>(owned)->isOwner = false;
-        if (isOwn) throw;  // as what it was thrown
-        throw failure;
+        Fail(caught);
+        return 1;
     }
     m_ready = 1;
     EndProcessHdl();
     return 1;
+}
+
+/// The end of a run of which that came, which is being handled: it is kept, or thrown on.
+void KxProcess::Fail(CException* caught) {
+    m_successful = 0;
+    m_ready = 1;
+    auto* failure = dynamic_cast<KxException*>(caught);
+    bool const isOwn = failure != nullptr;
+    if (!isOwn) {
+        failure = std::make_unique<KxException>(*caught).release();
+        caught->Delete();
+    }
+    // What is thrown on becomes the catcher's, so the process then keeps a copy.
+    bool const isKept = m_errorOutputHdl.IsSet() && !failure->EndsThread();
+    std::shared_ptr<KxException> const owned = Share(failure);  // a handler may throw too
+    m_exception = isKept ? owned : Share(new KxException(*failure));
+    EndProcessHdl();
+    ErrorOutputHdl();
+    if (isKept) return;
+    std::get_deleter<Releaser>(owned)->isOwner = false;
+    if (isOwn) throw;  // as what it was thrown
+    throw failure;
 }
 
 void KxProcess::SetException(KxException& exception) {

@@ -67,9 +67,9 @@ void KxThreadSignal::Post(void* argument) {
 }
 
 void KxThreadSignal::PostUnlessWaiting(void* argument) {
-    if (m_waiting && !m_waiting->isDone) {
-        Argument = argument;
-        return;
+    if (m_waiting) {
+        Argument = argument;  // first, so that who takes the message after the look at it has this one
+        if (!m_waiting->isDone) return;
     }
     m_waiting = std::make_shared<detail::Answer>();
     if (!Post(argument, m_waiting)) m_waiting.reset();

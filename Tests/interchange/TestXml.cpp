@@ -195,6 +195,42 @@ TEST_F(Xml, ChangesShow) {
     EXPECT_EQ(Whole(), "<new/>");
 }
 
+TEST_F(Xml, NullTextsAreEmptyOnes) {
+    xml.Load_XML_From_Buffer(L"<?s h=\"1\"?><a k=\"v\">t</a>");
+    KxString value;
+    std::function<int()> const refused[] = {[&] { return xml.Load_XML_Document(nullptr); },
+                                            [&] { return xml.Save_XML_Document(nullptr); },
+                                            [&] { return xml.Get_Header(nullptr, L"h", value); },
+                                            [&] { return xml.Set_Header(nullptr, L"h", L"2"); },
+                                            [&] { return xml.Set_Header(L"s", nullptr, L"2"); },
+                                            [&] { return xml.Go_to_Child(nullptr); },
+                                            [&] { return xml.Go_to_Parent(nullptr); },
+                                            [&] { return xml.Go_Forward(nullptr); },
+                                            [&] { return xml.Go_Backward(nullptr); },
+                                            [&] { return xml.Go_to_FirstSibling(nullptr); },
+                                            [&] { return xml.Go_to_Descendant(nullptr); },
+                                            [&] { return xml.Is_Tag(nullptr); },
+                                            [&] { return xml.Is_Child_of(nullptr); },
+                                            [&] { return xml.Is_Having_Attribute(nullptr); },
+                                            [&] { return xml.Remove_Attribute(nullptr); },
+                                            [&] { return xml.Add_FirstChildNode(nullptr); },
+                                            [&] { return xml.Add_LastChildNode(nullptr); },
+                                            [&] { return xml.Set_Attribute(nullptr, L"v"); },
+                                            [&] { return xml.RemoveChild(nullptr); }};
+    for (auto const& call : refused) {
+        EXPECT_FALSE(call()) << &call - refused;
+        if (&call == refused) xml.Load_XML_From_Buffer(L"<?s h=\"1\"?><a k=\"v\">t</a>");
+        EXPECT_EQ(Whole(), "<?s h=\"1\"?><a k=\"v\">t</a>") << &call - refused;
+    }
+    EXPECT_TRUE(xml.Get_Header(L"s", nullptr, value) && xml.Set_Header(L"s", L"h", nullptr) &&
+                xml.Set_Attribute(L"k", nullptr) && xml.Set_TextValue(nullptr) && xml.Add_LastChildCData(nullptr));
+    EXPECT_EQ(Whole(), "<?s h=\"\" ?><a k=\"\"><![CDATA[]]></a>");
+    EXPECT_FALSE(xml.Add_NodeBefore(nullptr) || xml.Add_NodeAfter(nullptr));
+    EXPECT_TRUE(xml.Add_CDataBefore(nullptr) && xml.Add_CDataAfter(nullptr) && xml.Add_FirstChildCData(nullptr) == 0);
+    xml.Load_XML_From_Buffer(nullptr);
+    EXPECT_EQ(Whole(), "");
+}
+
 TEST_F(Xml, HeadersAreWritten) {
     KxString value;
     xml.Load_XML_From_Buffer(L"<a/>");

@@ -1,5 +1,7 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
+#include "math/syHypotenuse.h"
+
 #include "DenseMatrices.h"
 
 namespace {
@@ -27,6 +29,20 @@ void ExpectDecomposition(std::string const& name, KxMatrix const& a) {
     EXPECT_LE(Size(error), bound) << name;
     EXPECT_LE(Distance(scaled * V.Transpose(), a), bound * largest) << name;
     EXPECT_LE(Distance(V.Transpose() * V, Identity(n)), bound) << name;
+}
+
+TEST(Hypotenuse, IsTheLargerTimesTheRootOfOneAndTheSquaredRatio) {
+    double const cases[][3] = {{3, 4, 5},
+                               {-4, 3, 5},
+                               {5, 6, 0x1.f3db2174e746ap+2},  // the root of the sum of squares ends in 68
+                               {0, -7, 7},
+                               {0, -0.0, 0},
+                               {noNumber, 0, 0},
+                               {3e300, -4e300, 5e300},
+                               {3e-300, 4e-300, 5e-300},
+                               {infinity, 1, infinity}};
+    for (auto const& [a, b, expected] : cases) EXPECT_EQ(detail::Hypotenuse(a, b), expected) << a << ' ' << b;
+    EXPECT_TRUE(std::isnan(detail::Hypotenuse(0, noNumber)) && std::isnan(detail::Hypotenuse(noNumber, 1)));
 }
 
 TEST(Svd, Families) {

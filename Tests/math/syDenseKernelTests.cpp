@@ -53,7 +53,13 @@ TEST(DenseKernels, BothFormsHaveTheSameBits) {
                 list.push_back(std::move(numbers));
                 change(list.back().data());
             };
-            add({0}, [&](double* to) { *to = k->dot(x.data(), y.data(), n); });
+            add({0, 0}, [&](double* to) {
+                double const sum = to[0] = k->dot(x.data(), y.data(), n);
+                double state[sumParts] = {};
+                for (int i = 0; i < n; i += 32)
+                    to[1] = k->continueDot(state, x.data() + i, y.data() + i, std::min(32, n - i));
+                EXPECT_EQ(to[1], sum) << n;
+            });
             add({0}, [&](double* to) { *to = k->firstLargest(x.data(), n); });
             add(y, [&](double* to) { k->addScaled(to, 0.3, x.data(), n); });
             for (int const place : {0, n / 2, n - 1})

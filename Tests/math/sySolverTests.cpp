@@ -173,6 +173,7 @@ TEST(Solvers, NoSolutionAndOddSizes) {
                        {"no column", KxMatrix(0, 3), true},
                        {"no row", KxMatrix(3, 0), true},
                        {"wide", Random(3, 2), true},
+                       {"wide, with a value of zero", Matrix(3, {1, 0, 0, 0, 2, 0}), true},
                        {"high", Random(2, 12), true},
                        {"one column short", Random(8, 9), true},
                        {"too high for a square", Random(1, 70000), true},
@@ -210,8 +211,13 @@ TEST(Solvers, NoSolutionAndOddSizes) {
         KxVec W;
         EXPECT_TRUE(matrix.SVD(U, W, V)) << name;
         EXPECT_EQ(U.Height() * 1000 + W.Size(), matrix.Height() * 1000 + matrix.Width()) << name;
+        bool const hasZero = std::any_of(W.begin(), W.end(), [](double w) { return !(w > 0); });  // or NaN
         (void)matrix.EigenVectors(&W);
-        (void)KxMatrix::SolveEquationSystem(matrix, x, b);
+        if (!isSingular) continue;
+        KxMatrix bySVD = x = before;
+        bool const isSolved = KxMatrix::SolveEquationSystemSVD(matrix, bySVD, b);
+        EXPECT_EQ(KxMatrix::SolveEquationSystem(matrix, x, b), isSolved) << name;
+        EXPECT_TRUE(isSolved ? IsSame(x, bySVD) : hasZero && IsSame(x, before)) << name;
     }
 }
 

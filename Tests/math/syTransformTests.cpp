@@ -19,6 +19,12 @@ using namespace KxN;
 
 constexpr double pi = KxMath::Pi;
 
+template <class Vector>
+concept IsImaged = requires(KxMatrix4 const& matrix, Vector const& vector) {
+    matrix* vector;
+};
+static_assert(IsImaged<KxVec3d> && IsImaged<KxVec4f> && !IsImaged<KxVec4d>);  // which would lose its w
+
 template <class Matrix>
 double Difference(Matrix const& a, Matrix const& b, int size) {
     double most = 0;
@@ -72,6 +78,9 @@ TEST(Transform, Conventions) {
     EXPECT_TRUE(KxMatrix4(static_cast<KxTMatrix4x4<double>>(counted)) == counted);
     EXPECT_EQ(counted.L1Norm(), 120);
     EXPECT_DOUBLE_EQ(counted.L2Norm(), std::sqrt(1240));
+    KxMatrix3 three;
+    three.SetValues(1, 2, 3, 4, 5, 6, 7, 8, 9);
+    EXPECT_TRUE(three == KxMatrix3(1, 2, 3, 4, 5, 6, 7, 8, 9) && three[0][2] == 3 && three[2][0] == 7);
     KxMatrix4 m = counted;
     m.SetValues(2);
     EXPECT_TRUE(m + KxMatrix4::ZeroMatrix == m && !(m - KxMatrix4::Identity == m));

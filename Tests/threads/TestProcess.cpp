@@ -158,8 +158,19 @@ TEST(Process, WithoutApplicationOrRoomItDoesNotStart) {
     KxWinApp app;
     std::size_t const former = std::exchange(KxxLimits().postedCalls, 0);
     EXPECT_NE(test::Thrown<KxException>([&] { work.Start(0); }).find("eingereiht"), std::string::npos);
-    KxxLimits().postedCalls = former;
     EXPECT_EQ(work.notes, "S");
+    // When the time has come there is no room: the run has failed, and nobody waits for it.
+    Work late;
+    late.Start(1);
+    EXPECT_NE(test::Thrown<KxException>([&] { late.WaitUntilReady(); }).find("eingereiht"), std::string::npos);
+    late.WaitUntilReady();
+    late.ShowFailures();
+    late.Start(1);
+    late.WaitUntilReady();
+    KxxLimits().postedCalls = former;
+    EXPECT_EQ(late.notes, "SOESOEF");
+    EXPECT_EQ(late.WasSuccessful(), 0);
+    EXPECT_NE(U(late.GetException().GetMessage()).find("eingereiht"), std::string::npos);
 
     EXPECT_EQ(Work().IsAbortable(), 1);
     work.SetNotAbortable();

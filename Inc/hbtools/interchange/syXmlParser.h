@@ -13,7 +13,8 @@
 // US-ASCII and windows-1252; Save keeps the one that the document declares. Blank text between elements is dropped on load;
 // in mixed content it is kept. Nesting is bounded by KxLimits. The class throws nothing but std::bad_alloc and what hooks
 // throw; then too document and file are as before, or after a load empty. Prefixes are part of names: there are no
-// namespaces. One thread at a time.
+// namespaces. One thread at a time. A null
+// text that is given counts as an empty one.
 #pragma once
 
 #include "hbtools/base/syString.h"

@@ -10,8 +10,9 @@
 //     KxZipHelper::UncompressFiles(L"results.zip", L"out", files);
 //
 // Nothing is ever written outside the target folder, and no more than KxLimits::zipTotal and zipRatio allow. All functions
-// return true or throw a KxException whose text names the file, or std::bad_alloc. They keep no state: any thread, but one
-// call for an archive at a time.
+// return true or throw a KxException, or std::bad_alloc. Its text begins with what failed and the path of the file, as "Failed to
+// open file: /a/b", and may go on with a colon and the reason. They keep no state: any thread, but one call for an archive at
+// a time.
 //
 // Names that neither go in nor come out: absolute ones and those that lead out of the folder; with a component that names a
 // device of some system, that holds one of : * ? " < > |, a control character, one that shows nothing or turns the direction

@@ -33,6 +33,9 @@ public:
     /// Its rows 0 to 2 and columns 0 to 2, which must be there.
     explicit KxMatrix3(KxMatrix const& matrix);
     KxMatrix3& operator=(KxMatrix const& matrix) { return *this = KxMatrix3(matrix); }
+    void SetValues(double a, double b, double c, double d, double e, double f, double g, double h, double i) {
+        *this = KxMatrix3(a, b, c, d, e, f, g, h, i);
+    }
 
     constexpr Row& operator[](int row) { return m_rows[row]; }
     constexpr Row const& operator[](int row) const { return m_rows[row]; }

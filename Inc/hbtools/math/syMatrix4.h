@@ -83,6 +83,8 @@ public:
     // Images of homogeneous vectors, without a division. An affine matrix leaves w as it is in Transform, and sets it to
     // 1.0 in the product.
     KxVec4f operator*(KxVec4f const& v) const;
+    void operator*(KxVec4d const& v) const =
+        delete;  // it would be taken as the point that it converts to, without its w
     void Transform(KxVec4f const& in, KxVec4f& out) const;
     void Transform(KxVec4f& v) const { Transform(v, v); }
 

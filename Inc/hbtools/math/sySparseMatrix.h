@@ -39,7 +39,8 @@ public:
     KxVec operator*(KxVec const& vector) const;
 
     /// Solves A x = b. x holds the start value, of the size of b, and then the result: after x.Size() steps at most, or
-    /// when the squared length of the residual is below 1e-10. A start value that solves the system already gives a
+    /// when the squared length of the residual is below 1e-10. The result is that of the same steps made with operator* and
+    /// KxVec::Dot, to the last bit. A start value that solves the system already gives a
     /// result that is not finite.
     static void Solve(KxSparseMatrix const& A, KxVec& x, KxVec const& b);
     /// The same for each column of X and B.

@@ -29,7 +29,7 @@ public:
     KxProcess(KxProcess const& other);
     KxProcess& operator=(KxProcess const& other);
 
-    /// What the timer calls: posts the run. Returns 1. @throws KxException as Start
+    /// What the timer calls: posts the run. Returns 1. If the queue is full then, the run has failed as FrameProcess tells.
     virtual long long StartHdl(void* argument);
     /// The run: the body, its failure, the end process handler, after a CException the error output handler. Returns 1.
     /// @throws what the body throws, unless it is a CException that does not EndsThread() and there is an error output
@@ -45,7 +45,7 @@ public:
 
     /// Calls the process handler, arranges for the run in `delay` milliseconds, and calls the screen output handler. The
     /// run begins in the message loop, also for a delay of 0.
-    /// @throws KxException without an application, before anything else; or if its queue is full
+    /// @throws KxException without an application, before anything else; or if its queue is full for a delay of 0
     void Start(unsigned long delay);
     void Execute() { Start(100); }
     /// Start(0) and WaitUntilReady().
@@ -92,6 +92,7 @@ protected:
 
 private:
     void PostRun();
+    void Fail(CException* caught);
 
     int m_aborted = 0;
     int m_ready = 0;

@@ -39,7 +39,8 @@ public:
     KxThreadSignal& operator=(KxThreadSignal const&) = delete;
     ~KxThreadSignal();
 
-    /// Posts to the main window of the calling thread. Nothing if there is none.
+    /// Posts to the main window of the calling thread. Nothing happens, and nobody is told, if there is none or if
+    /// `KxLimits::postedCalls` messages wait for its thread already.
     void Post(void* argument);
     /// For receivers: emits on the calling thread if that address is a signal that lives, and that was posted once more than
     /// it was delivered; answers whether it was.
@@ -54,7 +55,7 @@ private:
     friend class KxThreadIdle;
 
     bool Post(void* argument, std::shared_ptr<detail::Answer> answer);
-    /// Only replaces the argument while the former message still waits.
+    /// Only replaces the argument while the former message still waits in the queue.
     void PostUnlessWaiting(void* argument);
 
     std::atomic<int> m_numPosted = 0;           // messages under way

@@ -10,7 +10,8 @@
 //     idle.Start();
 //
 // A tick that comes while the former one still waits in the queue is one with it: whoever pumps slowly gets fewer, never a
-// queue full of them. Errors, threads and lifetime as in syThreadDoOnce.h; an exception within ends the ticks without a
+// queue full of them. One that is being handled waits no more: what comes meanwhile is the next tick, which a slot that
+// pumps gets within itself. Errors, threads and lifetime as in syThreadDoOnce.h; an exception within ends the ticks without a
 // report, unless it EndsThread(). Settings are made before Start. The destructor takes up to 100 ms while ticks are under
 // way.
 #pragma once
@@ -24,7 +25,8 @@ public:
     KxThreadIdle();
     ~KxThreadIdle() override;
 
-    /// Milliseconds between ticks, in steps of 100, rounded down: below 100 there is no pause. 5000 unless set.
+    /// Milliseconds between ticks, in steps of 100, rounded down: below 100 there is no pause. 5000 unless set. Abort ends
+    /// the ticks there too, before the next one.
     void SetIdleTime(unsigned long milliseconds) { m_idleTime = milliseconds; }
     /// The number of ticks; -1 for no end. 0 unless set.
     void SetNumCycles(int cycles) { m_cycles = cycles; }
