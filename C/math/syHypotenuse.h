@@ -5,7 +5,7 @@
 #include "hbtools/math/syMath.h"
 
 #include <cmath>
-#include <emmintrin.h>
+#include <immintrin.h>
 
 namespace KxN::detail {
 

@@ -152,7 +152,8 @@ TEST(NewHandler, TellsTheSize) {
     auto const request = [] { return ::operator new(100); };
     auto const nest = [&](auto const& self, int depth) -> void {  // exceptions that live at the same time
         try {
-            request();
+            auto* const memory = request();
+            asm volatile("" ::"r"(memory));
         } catch (KxMemoryException* exception) {
             if (depth > 0) self(self, depth - 1);
             caught += exception->GetSize() == 100;
