@@ -174,6 +174,29 @@ TEST(PerfCounter, ATotalOutlivesItsProcesses) {
     EXPECT_GT(without, 1);
 }
 
+// A process may go between any two looks at it.
+TEST(PerfCounter, ProcessesGoWhileTheyAreCounted) {
+    KxPerfQuery query;
+    int count = -1;
+    double value = 0;
+    ASSERT_EQ(query.AddCounter(L"\\Process(_Total)\\Thread Count", count), PERF_SUCCESS);
+    pid_t const parent = ::fork();
+    if (parent == 0) {
+        ::alarm(20);  // whatever becomes of the test
+        for (;;) {
+            pid_t const child = ::fork();
+            if (child == 0) ::_exit(0);
+            ::waitpid(child, nullptr, 0);
+        }
+    }
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(query.Collect(), PERF_SUCCESS);
+        EXPECT_EQ(query.GetValue(count, value), PERF_SUCCESS);
+    }
+    ::kill(parent, SIGKILL);
+    ::waitpid(parent, nullptr, 0);
+}
+
 TEST(PerfCounter, FailuresNameTheCounter) {
     struct Case {
         wchar_t const* path;

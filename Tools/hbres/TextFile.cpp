@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 namespace {
 
@@ -54,7 +53,9 @@ bool TextFile::Read() {
     if (std::filesystem::is_regular_file(m_fileName, ignored))
         in.open(m_fileName, std::ios::binary);  // a pipe would wait
     std::string content;
-    if (in.is_open()) content.assign(std::istreambuf_iterator<char>(in), {});
+    char block[4096];
+    while (in.is_open() && (in.read(block, sizeof block) || in.gcount() > 0))
+        content.append(block, static_cast<std::size_t>(in.gcount()));
     if (in.is_open() && !in.bad()) return Parse(content);
     std::cerr << m_fileName << ": error: cannot be read\n";
     return false;

@@ -4,6 +4,7 @@
 // Every counter is one row of a table: where its number comes from under /proc, and how two readings make a value.
 #include "hbtools/base/syPerfCounter.h"
 
+#include "base/posix/syDescriptor.h"
 #include "base/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
@@ -13,7 +14,6 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -28,9 +28,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Empty if it cannot be read: a process may go between the opening of its file and the reading.
 std::string ReadProc(std::string const& path) {
-    std::ifstream in("/proc/" + path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    constexpr std::size_t most = 64 << 20;
+    std::string bytes;
+    if (detail::ReadWholeFile("/proc/" + path, most, bytes) != 0) bytes.clear();
+    return bytes;
 }
 
 double Number(std::string_view text) {
