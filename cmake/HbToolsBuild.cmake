@@ -16,17 +16,12 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
 endif()
 
-# Headers of others that most sources of a target take are compiled once, since they take longer than what stands in the
+# Headers of others that most sources of a program take are compiled once, since they take longer than what stands in the
 # sources; ccache must be told that it may trust them. Compilers that check or count see each source as it stands.
 set(HBTOOLS_PRECOMPILE OFF)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_CXX_FLAGS_RELEASE MATCHES "coverage")
   set(HBTOOLS_PRECOMPILE ON)
 endif()
-function(hbtools_precompile target)
-  if(HBTOOLS_PRECOMPILE)
-    target_precompile_headers(${target} ${ARGN})
-  endif()
-endfunction()
 
 find_program(HBTOOLS_CCACHE ccache)
 if(HBTOOLS_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
