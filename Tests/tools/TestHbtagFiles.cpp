@@ -40,6 +40,9 @@ protected:
         Write("cut.tag", sample32.substr(0, 350));        // in the third of the four points of record 108
         Write("histogram.tag", sample32.substr(0, 680));  // in the third value of record 112
         Write("behind.tag", sample32 + "\xff\xff\xff\xff\xff\xff\xff\xff");
+        std::string mended = sample64;
+        mended[625] = 2;  // in the link of the first number within record 111, which the links around it give again
+        Write("mended.tag", mended);
         Write("letter", "This is a letter, and no tag file at all.");
         Write("empty", "");
         // Two records 6 of the first level, the first of them with two more within.
