@@ -25,10 +25,6 @@ namespace {
 // What the file systems that matter take, in bytes; a new file has a few more than the name that it gets.
 constexpr std::size_t longestComponent = 255, longestPath = 4095 - 20;
 
-bool IsPath(wchar_t c) {
-    return c == L'\\' || c == L'/';
-}
-
 /// Names that mean a device to some system, whatever their extension.
 bool IsDevice(std::wstring_view component) {
     KxString const upper = KxString(component.substr(0, component.find(L'.'))).Upper();
@@ -55,7 +51,7 @@ bool IsDeceptive(wchar_t c) {
 }
 
 bool IsSafe(std::wstring_view component) {
-    constexpr std::wstring_view forbidden = L":*?\"<>|";
+    constexpr std::wstring_view forbidden = L"/:*?\"<>|";
     return KxxToSystemPath(component).size() <= longestComponent && component.back() != L'.' &&
            component.back() != L' ' && !IsDevice(component) && !KxxIsTemporaryName(KxString(component)) &&
            std::none_of(component.begin(), component.end(),
@@ -66,7 +62,7 @@ bool IsSafe(std::wstring_view component) {
 
 KxString ZipNames::PathOf(KxString const& name, std::size_t folder) {
     std::wstring_view rest = name.View();
-    if (rest.empty() || IsPath(rest.front())) return {};
+    if (rest.empty() || rest.front() == L'\\') return {};
     std::wstring path;
     int depth = 0;
     while (!rest.empty()) {

@@ -107,6 +107,7 @@ TEST(Format, TextsMisfitsAndHostileFormats) {
         {"A|  ;|65|41", Ours("%c|%3c|%d|%x", 'A', L';', L'A', 'A')},
         {"A", Ours("%c", 65)},
         {"100 %", Ours("100 %%")},
+        {"%I3d|5", Ours("%I3d|%I32d", 5)},
         {"(null) (null)", Ours("%s %s", static_cast<wchar_t const*>(nullptr), static_cast<char const*>(nullptr))},
         {"1 0 3.01", Ours("%d %d %s", true, false, KxVersion(301).GetText())},
         {"0x10 0x0", Ours("%p %p", reinterpret_cast<void*>(16), static_cast<void*>(nullptr))},

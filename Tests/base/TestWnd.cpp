@@ -336,6 +336,7 @@ TEST(WinApp, AHostsLoopDrivesIt) {
     app.PostCallLink(KxxMakeLink(&ticks, &Ticks::Tick), nullptr);
     pollfd loop{app.GetLoopDescriptor(), POLLIN, 0};
     auto const isDue = [&](int timeout) { return ::poll(&loop, 1, timeout) == 1; };
+    EXPECT_EQ(app.GetLoopDescriptor(), loop.fd);
     EXPECT_TRUE(isDue(0));  // what was posted before
     app.Reschedule();
     EXPECT_FALSE(isDue(0));

@@ -58,6 +58,7 @@ TEST_F(Xml, TheCursorMoves) {
 TEST_F(Xml, TextsAndAttributesAreRead) {
     EXPECT_EQ(xml.Get_Attribute_Count(), 2);
     EXPECT_EQ(test::U(xml.Get_Attribute_Name(0)) + "=" + test::U(xml.Get_Attribute_Value(0)), "name=Plate");
+    EXPECT_EQ(test::U(xml.Get_Attribute_Name(0)), "name");
     EXPECT_EQ(test::U(xml.Get_Attribute_Name(1)) + "=" + test::U(xml.Get_Attribute_Value(1)), "unit=mm");
     EXPECT_TRUE(xml.Is_Having_Attribute(L"name"));
     EXPECT_FALSE(xml.Is_Having_Attribute(L"Name"));
@@ -119,6 +120,8 @@ TEST_F(Xml, ManyAttributesAreReadAndChangedAsFew) {
         EXPECT_TRUE(xml.Set_Attribute(KxxFormat(L"n%d", count).c_str(), L"new") && xml.Set_Attribute(L"n1", L"other"));
         EXPECT_EQ(valueOf(count) + valueOf(1) + valueOf(count + 1), "newothernone") << count;
         EXPECT_EQ(xml.Get_Attribute_Count(), count + 1);
+        EXPECT_EQ(test::U(xml.Get_Attribute_Name(count)), "n" + std::to_string(count));
+        EXPECT_EQ(test::U(xml.Get_Attribute_Name(count + 1)), "");
         EXPECT_TRUE(xml.Remove_Attribute(L"n0"));
         EXPECT_EQ(valueOf(0) + valueOf(1) + valueOf(count), "noneothernew") << count;
         EXPECT_NE(Whole().find("<a n1=\"other\" "), std::string::npos);

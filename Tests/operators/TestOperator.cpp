@@ -184,6 +184,11 @@ TEST(OperatorMgr, InsertFindRemove) {
         manager.Remove(8);
         EXPECT_EQ(g_destroyed, "o5 o8 ");
         manager.Insert(new Operator(1));
+        auto* const changed = new Operator(2);
+        manager.Insert(changed);
+        changed->SetId(3, Id(220));
+        manager.Remove(changed);
+        EXPECT_FALSE(manager.Exists(2) || manager.Exists(3));
         g_destroyed.clear();
     }
     EXPECT_EQ(g_destroyed, "o5 o7 o1 ");  // the stranger is not the manager's

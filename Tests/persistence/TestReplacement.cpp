@@ -294,6 +294,19 @@ TEST_F(Replacement, ARecordWithoutPayloadHasNoRoom) {
             }
 }
 
+// Bytes of an application within an object: nobody can tell where they end.
+TEST_F(Replacement, AnObjectThatEndsInPlainBytesStays) {
+    auto const carry = ObjectWith(CarryOwn<true>);
+    for (TagFormat const format : {TagFormat32, TagFormat64})
+        for (Place const place : places) {
+            CMemFile file;
+            WriteFile(file, format, place, [&](KxTagArchive& archive) { carry(archive, 2, 5, 1); });
+            std::vector<BYTE> const before = BytesOf(file);
+            EXPECT_EQ(Replaced(file, format, [&](KxTagArchive& archive) { carry(archive, 2, 3, 2); }), "KxException");
+            EXPECT_EQ(BytesOf(file), before);
+        }
+}
+
 TEST_F(Replacement, AnObjectGivesWayToNone) {
     Stranger stranger;
     for (KxDynamicObject* const empty :

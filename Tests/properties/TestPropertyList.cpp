@@ -116,6 +116,12 @@ TEST(PropertyList, FiltersAndHidesWholeSubtrees) {
     list.SetNotHidden();
     list.GetProperty(L"sub")->SetHidden();
     EXPECT_EQ(Lines(list) + Lines(list, 1), "m|*a=1|*b=2|m|*a=1|*b=2|*sub|**c=3|**d=4|*e=5|");
+    for (int const showHidden : {0, 1}) {
+        KxTBlockMem<KxString*> messages;
+        list.GetAllMessageBufResized(messages, 0, showHidden, ' ', 0);
+        EXPECT_EQ(messages.Size(), showHidden ? 7 : 3);
+        for (KxString* message : messages) delete message;
+    }
 }
 
 TEST(PropertyList, CopiesAreDeepAlsoOfPartsOfItself) {
@@ -154,6 +160,10 @@ TEST(PropertyList, ManyNamesAreFoundInFewSteps) {
     KxProperty* const first = list.GetProperty(NameOf(1));
     list.GetProperty(NameOf(9))->SetName(NameOf(1));
     EXPECT_TRUE(list.GetProperty(NameOf(1)) == first && !list.Exists(NameOf(9)));
+    KxProperty* const third = list.GetProperty(NameOf(3));
+    third->SetName(NameOf(5));
+    EXPECT_EQ(list.GetProperty(NameOf(5)), third);
+    third->SetName(NameOf(3));
     list.Insert(Int(L"one too many"));
     EXPECT_EQ(CauseOf<CArchiveException>([&] { StoredBytes(list); }), 5);
     // What is removed is gone from the index, and nothing else: the second child of that name, too, is found then.

@@ -191,6 +191,24 @@ TEST_F(UndoRedo, AStateMayChangeTheHistoryWhileItIsWritten) {
         EXPECT_FALSE(undo.CanUndo() || undo.CanRedo());
     }
     EXPECT_EQ(g_alive, 0);
+    struct Adding : NumberState {
+        Adding(Data& data, KxUndoRedo& owner) : NumberState(data), own(data), history(owner) {}
+        void Write() override {
+            NumberState::Write();
+            history.Begin(L"added");
+            history.SaveState(new NumberState(own));
+            history.End(L"");
+        }
+        KxState* Clone() override { return new Adding(own, history); }
+        Data& own;
+        KxUndoRedo& history;
+    };
+    undo.Begin(L"adds");
+    undo.SaveState(new Adding(data, undo));
+    undo.End(L"");
+    undo.Undo();  // what was added stands behind the step and is undone first
+    EXPECT_EQ(Listed(undo.UndoNames()), L"adds added ");
+    EXPECT_FALSE(undo.CanRedo());
 }
 
 TEST_F(UndoRedo, BracketsMerge) {
@@ -326,6 +344,18 @@ TEST_F(UndoRedo, StaysUsableWhenAStateFails) {
     undo.Undo();
     EXPECT_EQ(data.value, 0);
     EXPECT_EQ(undo.UndoNames().Count(), 0);
+    Step(4);
+    undo.Undo();
+    data.fails = 'w';
+    EXPECT_EQ(test::Thrown<KxException>([&] { undo.Redo(); }), "failed");
+    data.fails = ' ';
+    data.value = 7;  // half of a redo
+    undo.Undo();
+    EXPECT_EQ(data.value, 0);
+    undo.Redo();
+    EXPECT_EQ(data.value, 7);
+    undo.Redo();
+    EXPECT_EQ(data.value, 4);
 }
 
 TEST_F(UndoRedo, CopiesShareStepsAndSlots) {

@@ -244,6 +244,10 @@ TEST_F(Programs, HblogShowsWhatIsThere) {
         }
         EXPECT_EQ(terminal.Wait(), 0);
     }
+    Terminal terminal({program, "log", (folder / "log").string()});
+    EXPECT_TRUE(terminal.Await("USER "));  // what is no failure has no colour
+    EXPECT_EQ(terminal.Last().find('\x1b'), std::string::npos) << terminal.Last();
+    EXPECT_EQ(terminal.Wait(), 0);
     std::ifstream trace(folder / "trace.json");
     std::string const json(std::istreambuf_iterator<char>(trace), {});
     EXPECT_EQ(json,
