@@ -22,6 +22,8 @@ struct Case {
     bool isLogarithmic = false;
     /// Each of the n calls may look at all, in instructions, for this reason, and is documented to do so.
     char const* isLinearPerCall = nullptr;
+    /// How many elements it takes; 0 if there is no bound.
+    int most = 0;
 };
 
 std::vector<Case> ContainerCases();

@@ -224,8 +224,9 @@ std::vector<Case> ContainerCases() {
         {"list: by rising index", Indexing<List, Order::rising>},
         {"list: by falling index", Indexing<List, Order::falling>},
         {"list: remove at both ends", Removing<List>},
-        {"growing array: append", Appending<KxTDynArray<int>>},
-        {"framework array: append", Appending<CArray<int, int>>},
+        // The last copy of what grows by factors is of anything between a part and all.
+        {"growing array: append", Appending<KxTDynArray<int>>, true},
+        {"framework array: append", Appending<CArray<int, int>>, true},
         {"framework list: append", Appending<CList<int, int>>},
         {"map: rising keys", [](int n) { return MapOf(n, Order::rising); }},
         {"map: mixed keys", [](int n) { return MapOf(n, Order::mixed); }},
@@ -283,7 +284,7 @@ std::vector<Case> ContainerCases() {
                  std::unique_ptr<KxProperty> const copy(list->Clone());
              };
          }},
-        {"texts: look up", LookUp, true},
+        {"texts: look up", LookUp, true, nullptr, 1 << 16},
     };
 }
 

@@ -7,6 +7,7 @@
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syEncryption.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/config/syConfigFast.h"
 #include "hbtools/core/syHashFunction.h"
@@ -475,6 +476,8 @@ std::vector<Case> FileCases() {
         for (int i = 0; i < std::min(n, 4000); ++i) open += "<a>", close += "</a>";
         return open + close;
     };
+    constexpr int properties = KxN::KxPropertyList::maximumCount;
+    int const xmlAttributes = static_cast<int>(KxN::KxxLimits().xmlAttributes);
     return {
         {"tags: store",
          [](int n) {
@@ -491,9 +494,10 @@ std::vector<Case> FileCases() {
         {"tags: the same, of many levels", [](int n) { return Inspecting(n, false, StoreLevels); }},
         {"tags: the same, of nested levels", [](int n) { return Inspecting(n / 2, false, StoreNested); }},
         {"tags: the same, of an array of tags", [](int n) { return Inspecting(n, false, StoreDoubles); }},
-        {"tags: the same, of properties", [](int n) { return Inspecting(n, false, StoreConditions); }},
+        {"tags: the same, of properties", [](int n) { return Inspecting(n, false, StoreConditions); }, false, nullptr,
+         properties},
         {"tags: the same, of lists in lists", [](int n) { return Inspecting(n / 4, false, StoreTree); }},
-        {"property list: load", [](int n) { return LoadConditions(n, StoreConditions); }},
+        {"property list: load", [](int n) { return LoadConditions(n, StoreConditions); }, false, nullptr, properties},
         {"property list: load lists in lists", [](int n) { return LoadConditions(n / 4, StoreTree); }},
         {"objects: store, refer, load", References},
         {"graph: store and load", Graph},
@@ -512,8 +516,8 @@ std::vector<Case> FileCases() {
         {"debug file: parse and add up", DebugFile},
         {"languages: look up", Languages},
         {"xml: siblings", [siblings](int n) { return Xml(n, siblings); }},
-        {"xml: attributes", [attributes](int n) { return Xml(n, attributes); }},
-        {"xml: attributes that are set", Attributes, true},
+        {"xml: attributes", [attributes](int n) { return Xml(n, attributes); }, false, nullptr, xmlAttributes},
+        {"xml: attributes that are set", Attributes, true, nullptr, xmlAttributes},
         {"xml: texts", [texts](int n) { return Xml(n, texts); }},
         {"xml: levels", [nested](int n) { return Xml(n / 2, nested); }},
         {"xml: edit", EditXml},

@@ -6,6 +6,7 @@
 #include "Case.h"
 
 #include "hbtools/base/syCollections.h"
+#include "hbtools/base/syLimits.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/config/syConfigFast.h"
 #include "hbtools/core/syList.h"
@@ -275,6 +276,7 @@ std::function<void()> Factories(int n) {
 }  // namespace
 
 std::vector<Case> LookUpCases() {
+    int const xmlAttributes = static_cast<int>(KxN::KxxLimits().xmlAttributes);
     char const* const fewSlots = "a signal has few slots; an index would cost memory and time at each connection";
     return {
         {"signal: disconnect all, first to last", [](int n) { return Disconnect(n / 2, false); }, false, fewSlots},
@@ -288,9 +290,10 @@ std::vector<Case> LookUpCases() {
         {"lists: find each value", FindValues, false, noOrder},
         {"arrays: insert in front", InsertInFront, false, "what stands behind moves"},
         {"list: by mixed index", ListByMixedIndex, false, "its cursor walks; a queue takes any order"},
-        {"xml: remove attributes, first to last", [](int n) { return RemoveAttributes(n, false); }, true},
+        {"xml: remove attributes, first to last", [](int n) { return RemoveAttributes(n, false); }, true, nullptr,
+         xmlAttributes},
         {"xml: remove attributes, last to first", [](int n) { return RemoveAttributes(n, true); }, false,
-         "the document walks to what it takes out; KxLimits bounds their number"},
+         "the document walks to what it takes out; KxLimits bounds their number", xmlAttributes},
         {"xml: children by name", [](int n) { return ChildrenByName(n / 4); }, false,
          "names are looked for in the order of the document"},
         {"fast configuration: delete each", DeleteFromConfig},

@@ -114,16 +114,17 @@ public:
             });
     }
     void Judge(Case const& test) {
-        Steps few = Run(test, m_n), many = Run(test, 10 * m_n);
+        int const n = test.most > 0 ? std::min(m_n, test.most / 10) : m_n;
+        Steps few = Run(test, n), many = Run(test, 10 * n);
         if (m_hasValgrind) {
             few.instructions = m_instructions[test.name][0];
             many.instructions = m_instructions[test.name][1];
             if (few.instructions <= 0 || many.instructions <= 0) Find(test, "instructions were not counted");
         }
         std::printf("%-36s", test.name);
-        Compare(test, "allocations", few.allocations, many.allocations, m_n);
-        Compare(test, "bytes", few.bytes, many.bytes, m_n);
-        Compare(test, "calls", few.calls, many.calls, m_n);
+        Compare(test, "allocations", few.allocations, many.allocations, n);
+        Compare(test, "bytes", few.bytes, many.bytes, n);
+        Compare(test, "calls", few.calls, many.calls, n);
         Compare(test, "instructions", few.instructions, many.instructions, m_counted);
         if (test.isLinearPerCall) std::printf("  each call looks at all: %s", test.isLinearPerCall);
         std::printf("\n");
