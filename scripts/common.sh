@@ -42,6 +42,7 @@ valgrind counting instructions, for what must not grow faster than its input
 zip archives by another program
 unzip the same
 p7zip-full the same
+libxml2-utils XML documents by another program
 binutils-mingw-w64-x86-64 a version block made by another program'
 packages_fuzz='
 clang the compiler with the fuzzing engine

@@ -21,7 +21,7 @@ unsigned long Single(unsigned long effects) {
 }  // namespace
 
 KxDragSession::KxDragSession(COleDataSource& data, COleDropSource& source, CWnd* window, unsigned long allowedEffects)
-    : m_data(data), m_allowed(allowedEffects) {
+    : m_data(data), m_begin(window), m_allowed(allowedEffects) {
     m_isActive = true;
     Guarded([&]() -> unsigned long {
         m_isActive = source.OnBeginDrag(window) != 0;
@@ -120,7 +120,8 @@ unsigned long KxDragSession::Drop(unsigned long keyState, CPoint point) {
             Leave();
             return DROPEFFECT_NONE;
         }
-        unsigned long const done = target->OnDrop(m_window, &m_data, m_effect, point) ? m_effect : DROPEFFECT_NONE;
+        int const isTaken = target->OnDrop(m_window, &m_data, m_effect, point);
+        unsigned long const done = isTaken && m_window != m_begin ? m_effect : DROPEFFECT_NONE;
         m_isActive = false;
         m_window = nullptr;
         return done;

@@ -370,6 +370,20 @@ TYPED_TEST(ConfigFast, ManyGroupsAndKeys) {
     EXPECT_EQ(config.GetGroupCount(), 0);
 }
 
+using ConfigFastLines = test::TempFolder;  // which both classes have beneath them
+
+TEST_F(ConfigFastLines, AMillionKeys) {
+    constexpr int many = 1000000;
+    std::string bytes = "[G]\n";
+    for (int i = 0; i < many; ++i) bytes += "k" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+    Put("f", bytes);
+    KxConfigFast config(Path("f"));
+    config.SetGroup(L"G");
+    for (int i = 0; i < many; i += 111) ASSERT_EQ(U(config.ReadKey(L"K" + std::to_wstring(i))), std::to_string(i));
+    EXPECT_EQ(U(config.ReadKey(L"k999999")), "999999");
+    EXPECT_EQ(config.GetKeyCount(), 65535);
+}
+
 // Each allocation of a change fails once: nothing is changed then, and what is written later is whole.
 TYPED_TEST(ConfigFast, WithoutMemoryNothingIsHalfDone) {
     using Config = TypeParam;

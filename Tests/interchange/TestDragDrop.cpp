@@ -205,10 +205,15 @@ TEST_F(Drag, EndsWithoutEffectWhereItMust) {
     KxDragSession nowhere(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
     EXPECT_EQ(nowhere.MoveTo(&target, 0, {1, 1}), DROPEFFECT_NONE);
     EXPECT_EQ(nowhere.Drop(0, {1, 1}), DROPEFFECT_NONE);
-    KxDragSession itself(source.dragDrop, source.dragDrop, &source, DROPEFFECT_COPY);
-    itself.MoveTo(&source, 0, {1, 1});
-    EXPECT_EQ(itself.Drop(0, {1, 1}), DROPEFFECT_COPY);  // the window's own affair; nothing is lost
+    source.effects = DROPEFFECT_MOVE;
+    source.log.clear();
+    KxDragSession itself(source.dragDrop, source.dragDrop, &source, DROPEFFECT_MOVE);
+    EXPECT_EQ(itself.MoveTo(&source, 0, {1, 1}), DROPEFFECT_MOVE);
+    EXPECT_EQ(itself.Drop(0, {2, 1}), DROPEFFECT_NONE);  // else it would remove what it has just taken back
+    EXPECT_FALSE(itself.IsActive());
+    EXPECT_EQ(source.log + test::U(itself.GetFailure()), "begin enter over2 drop2 ");
     EXPECT_EQ(source.points.Size(), 3);
+    source.effects = DROPEFFECT_COPY;
     target.dragDrop.EnableDrop(&target);
     for (std::string const& bytes :
          {std::string("abc"), std::string("\1\0\0\0\x64\0\xff\xff\xff\x7f\x12\0\0\0\0\0\0\0", 18)}) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "XmlTest.h"
 
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <tuple>
@@ -415,6 +416,34 @@ TEST_F(Xml, WhatIsSavedComesBack) {
     std::string const former = Get("b.xml");
     EXPECT_FALSE(xml.Save_XML_Document(Path("b.xml")));
     EXPECT_EQ(Get("b.xml"), former);
+}
+
+TEST_F(Xml, AnotherReaderSeesTheSame) {
+    auto const run = [&](std::string const& command) {
+        return std::system(("cd '" + m_folder.string() + "' && (" + command + ") >/dev/null 2>&1").c_str());
+    };
+    if (run("which xmllint") != 0) GTEST_SKIP() << "no other reader here";
+    std::string const head = "<?xml version=\"1.0\" encoding=\"";
+    for (std::string const& text :
+         {"<a k='&lt;&quot;&#9;&#10;&#13;' j=\"it's\"><b c='&#228;'/><!-- d --></a>"s,
+          "<a>one <b>two</b> <i>three</i> four &amp;amp; ]]&gt;</a>"s,
+          "<?x y?><a><![CDATA[a<b>&]]><b>\t&#13;\n-</b></a>"s,
+          "\xef\xbb\xbf<x:a xmlns:x='u:v' x:b='1'>\xf0\x9f\x98\x80</x:a>"s,
+          head + "ISO-8859-1\"?><\xe4>\xe4&#945;</\xe4>", head + "windows-1252\"?><a k='\x80'>&#128512;</a>",
+          head + "US-ASCII\"?><a>&#228;</a>", Utf16("\xfe\xff", head + "UTF-16\"?><a>\1</a>", true)}) {
+        Put("a.xml", text);
+        ASSERT_TRUE(xml.Load_XML_Document(Path("a.xml"))) << text << test::U(xml.Get_LoadFailure());
+        ASSERT_TRUE(xml.Save_XML_Document(Path("b.xml")));
+        EXPECT_EQ(run("for f in a b; do xmllint --noblanks --c14n $f.xml > $f || exit; done; cmp a b && test -s a"), 0)
+            << text << Get("b.xml");
+    }
+    // What is put in by the program is read there as well.
+    xml.Reset_XML_Document();
+    EXPECT_TRUE(xml.Add_FirstChildNode(L"a") && xml.Set_Attribute(L"k", L"<&\"'>\n\t\x1f600"));
+    EXPECT_TRUE(xml.Set_TextValue(L"]]>&lt;") && xml.Add_FirstChildCData(L"]]>") &&
+                xml.Save_XML_Document(Path("b.xml")));
+    EXPECT_EQ(run("xmllint --xpath 'string(/a)' b.xml > text && xmllint --xpath 'string(/a/@k)' b.xml > value"), 0);
+    EXPECT_EQ(Get("text") + Get("value"), "]]>]]>&lt;\n<&\"'>\n\t\xf0\x9f\x98\x80\n") << Get("b.xml");
 }
 
 }  // namespace

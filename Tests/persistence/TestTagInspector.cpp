@@ -210,6 +210,19 @@ TEST(TagInspector, WhatStandsBehindAFileHeader) {
         EXPECT_EQ(findings.state, c.state) << c.behind;
         EXPECT_EQ(findings.faults, c.faults) << c.behind;
     }
+    auto const record = FromHex("01000000 6400 00000000 12020000 00000000");
+    for (char const* version : {"0000", "ff7f", "ffff"}) {  // nobody judges it
+        auto bytes = FromHex(std::string("4949") + version + "0002");
+        bytes.resize(512);
+        bytes.insert(bytes.end(), record.begin(), record.end());
+        EXPECT_EQ(Inspect(bytes).state, TagFileWhole) << version;
+    }
+    auto twice = header;
+    twice.resize(512);
+    twice.insert(twice.end(), header.begin(), header.end());
+    twice.resize(1024);
+    twice.insert(twice.end(), record.begin(), record.end());
+    EXPECT_EQ(Inspect(twice).state, TagFileForeign);
 }
 
 TEST(TagInspector, BackwardLinksAndSharedTailsAreNamed) {

@@ -16,8 +16,9 @@
 // Writing changes that one value and nothing else: comments, blank and unknown lines, order, spelling, line ends
 // and the encoding of the file stay (see syTextEncoding.h). Each WriteKey saves the whole file in one safe step
 // (see sySafeFile.h), during which other threads and processes that do the same in that folder wait, for two seconds at
-// most; between BeginUpdate and EndUpdate many keys share one such step. A file that is there but
-// cannot be read is empty to readers, and refuses to be written. An object belongs to one thread at a time.
+// most; between BeginUpdate and EndUpdate many keys share one such step. Where the file system knows no locks nobody
+// waits, and of two that write at once one may lose keys of the other. A file that is there but cannot be read is empty
+// to readers, and refuses to be written. An object belongs to one thread at a time.
 #pragma once
 
 #include "hbtools/base/syString.h"

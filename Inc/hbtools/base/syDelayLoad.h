@@ -34,7 +34,8 @@ public:
 
     /// The exported function of that name in UTF-8; no module has one for a null pointer. Never null.
     /// @throws KxDllLoadException with ENOENT if the module is nowhere, ENOEXEC if it is there and cannot be loaded, or
-    /// lacks a module that it needs itself, each with the loader's own words; KxDllProcAddrException with ENOSYS if it has no such function
+    /// lacks a module that it needs itself, each with the loader's own words; KxDllProcAddrException with ENOSYS if it
+    /// has no such function
     void* GetFunction(char const* name);
     /// The function that the module exports as "Ordinal<number>", since numbers are no names to the system. Numbers
     /// beyond 16 bits are no function's.

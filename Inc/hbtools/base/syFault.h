@@ -8,8 +8,8 @@
 // had called it; what it throws is caught where the fault happened. A translator that returns lets the fault take its
 // course: it goes to the handler that the program had for the signal before, and ends the process if it had none.
 // The same happens in a thread without a translator, for a fault in a translator, for a stack that is used up, on a
-// stack that is not the thread's own, for a jump to nowhere, and within malloc and its kin. Code that faults must be compiled with
-// -fnon-call-exceptions, which the CMake target hbtools::hbtools brings along. See Doc/faults.md.
+// stack that is not the thread's own, for a jump to nowhere, and within malloc and its kin. Code that faults must be
+// compiled with -fnon-call-exceptions, which the CMake target hbtools::hbtools brings along. See Doc/faults.md.
 //
 // Translators and control words belong to the calling thread, the handlers for memory to the process.
 #pragma once

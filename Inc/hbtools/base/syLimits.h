@@ -11,9 +11,9 @@
 namespace KxN {
 
 struct KxLimits {
-    /// Levels of objects, property lists and elements within one another. Reading and storing objects are recursions: at
-    /// 4096 levels a thread needs 1 MiB of stack for property lists and 4 MiB for graphs of objects, and accordingly
-    /// more where this is set higher.
+    /// Levels of objects, property lists, elements and records within one another. Reading and storing objects are
+    /// recursions: at 4096 levels a thread needs 1 MiB of stack for property lists and 4 MiB for graphs of objects, and
+    /// accordingly more where this is set higher.
     int nestingDepth = 4096;
     /// Bytes of a configuration file, or of another text file that is read whole.
     std::size_t textFileBytes = 256u << 20;

@@ -15,7 +15,8 @@
 // An instance of Process is the name of a program without its folder and extension; name#1 is the second process of
 // that name in the order of their numbers, and so on; _Total is all there are at the moment of reading. A query is a set
 // of counters that are read one right after the other; what counts per second, and the times in percent, are means since
-// the reading before, the first since the counter was added. What a process did after its last reading is lost with it. Nothing here throws but std::bad_alloc; every operation results in a status. A query belongs to one thread.
+// the reading before, the first since the counter was added. What a process did after its last reading is lost with it.
+// Nothing here throws but std::bad_alloc; every operation results in a status. A query belongs to one thread.
 #pragma once
 
 #include "hbtools/base/syString.h"

@@ -11,6 +11,7 @@
 //
 // Every int result is 1 for success and 0 for failure. With the throw-on-error flag a failure throws
 // KxConfigurationException instead, whose text names key, group and file. The target keeps its value on failure.
+// An object belongs to one thread at a time.
 #pragma once
 
 #include "hbtools/base/syDirEntry.h"

@@ -16,8 +16,9 @@
 // The log on disk is always a whole one, the former or the new (see sySafeFile.h); a save that fails throws and
 // leaves the former. An entry of the debug file reaches the system in one write, whole or not at all; it is not forced
 // to the medium. A debug file that cannot be written throws nothing out of a report: one line on standard error says
-// so, and later entries try again. Both files belong to one manager of one process. Threads: what writes the debug file, AddInfo, and the switches and questions about the
-// debug file may be called from any thread at a time. All else (log, queues, filters) needs the caller's own order.
+// so, and later entries try again. Both files belong to one manager of one process. Threads: what writes the debug
+// file, AddInfo, and the switches and questions about the debug file may be called from any thread at a time. All else
+// (log, queues, filters) needs the caller's own order.
 #pragma once
 
 #include "hbtools/base/syException.h"

@@ -23,7 +23,8 @@ public:
     virtual ~KxExceptionQueueOutput();
 
     /// Takes the name of the output file from the ini file, against whose directory it is resolved; where the key is
-    /// missing or empty the present name is, if it is not absolute. @throws KxFileNotExistException, KxFileException if the ini file cannot be read
+    /// missing or empty the present name is, if it is not absolute. @throws KxFileNotExistException, KxFileException if
+    /// the ini file cannot be read
     virtual void Initialize(KxString const& iniFile);
     /// Writes the file anew: for each entry a line of date, group and level, and its message. The queue and the entries
     /// stay the caller's; a null queue is an empty one. @throws KxFileException if the file cannot be written

@@ -35,7 +35,8 @@ public:
     /// Adds a counter, shown by `name`. @throws KxException if there is none of that path
     void CreateCounter(KxString const& name, KxString const& path);
     /// Adds a counter for each key "Counter" with a number behind it of the group "PerformanceCounter", in the order of
-    /// the file; the value is the path, and the name. @throws KxFileNotExistException, KxFileException if it cannot be read, KxException
+    /// the file; the value is the path, and the name. @throws KxFileNotExistException, KxFileException if it cannot be
+    /// read, KxException
     void CreateCounterFromINIFile(KxString const& file);
 
     /// Read all counters. @throws KxException

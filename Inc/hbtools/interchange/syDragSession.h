@@ -10,6 +10,9 @@
 // source allows. If a target or the source throws, whatever it is, or the source dies, the session ends without an
 // effect, and the target is told that the pointer has left. Only what ends the thread passes through the operations,
 // after the same; the destructor lets no exception out. Belongs to the thread of the windows.
+//
+// The window where the drag began hears everything that a target hears. What it does with its own data in OnDrop is done
+// there: the source hears of no effect, and removes nothing that has just been put back.
 #pragma once
 
 #include "hbtools/interchange/syOleDragDrop.h"
@@ -29,6 +32,7 @@ public:
     /// The pointer is over this window, null for none. Returns the effect that a drop would have here.
     unsigned long MoveTo(CWnd* window, unsigned long keyState, CPoint point);
     /// Drops where the pointer is, and ends. Returns what was done, for the source: after DROPEFFECT_MOVE it removes its data.
+    /// Always DROPEFFECT_NONE over the window where the drag began.
     unsigned long Drop(unsigned long keyState, CPoint point);
     void Cancel();
 
@@ -42,6 +46,7 @@ private:
     void LeaveQuietly();
 
     COleDataObject m_data;
+    CWnd* m_begin;  // where it began
     unsigned long m_allowed;
     bool m_isActive = false;
     CWnd* m_window = nullptr;  // with a target below the pointer

@@ -60,10 +60,11 @@ public:
 
     /// Unpacks all into a folder, which is made if it is missing, replacing files of the same names. `files` gets every file:
     /// its name in the archive, with backslashes, and its path; of several entries of one name the last. Up to 64 KiB of other
-    /// bytes behind the archive are passed over, if they do not look like the end of one. An archive is refused before anything is written if its
-    /// directory is not right in itself, if its entries overlap, or for a name that must not be. Links become files with their
-    /// target as content. What is encrypted or packed in an unknown way, and a folder with content, is left out, and told by
-    /// the exception once all others are out. An empty `targetFolder` is the current one.
+    /// bytes behind the archive are passed over, if they do not look like the end of one. An archive is refused before
+    /// anything is written if its directory is not right in itself, if its entries overlap, or for a name that must not
+    /// be. Links become files with their target as content. What is encrypted or packed in an unknown way, and a folder
+    /// with content, is left out, and told by the exception once all others are out. An empty `targetFolder` is the
+    /// current one.
     static bool UncompressFiles(KxString const& zipFile, KxString const& targetFolder,
                                 KxTMap<KxString, KxString>& files);
     /// The same, watched. If it is ended the files that are whole stay, and stand in `files`. Files get their names in batches

@@ -6,7 +6,8 @@
 // DoExecute, and hands the object to a KxOperatorMgr, so that command lines and macros find it by its fix name.
 //
 // An operator takes three consecutive string resources: fix name, name for users, help. Errors are KxException; a call
-// that throws leaves the operator as it was, but for Load and for slots that throw. An operator belongs to one thread at a time, and so do its parameters.
+// that throws leaves the operator as it was, but for Load and for slots that throw. An operator belongs to one thread
+// at a time, and so do its parameters.
 #pragma once
 
 #include "hbtools/base/syBitmap.h"

@@ -5,8 +5,8 @@
 // and sets pOperatorMgr, by which command lines and macros find it; both stay the application's affair.
 //
 // A copy lists the same operators. Each is destroyed once, by the last manager that lets go of it: a copy never leaves
-// a pointer that dangles. Errors are KxOperatorMgrException, a null pointer CInvalidArgException, thrown before anything changes. A manager belongs to one
-// thread at a time, and so do its operators.
+// a pointer that dangles. Errors are KxOperatorMgrException, a null pointer CInvalidArgException, thrown before
+// anything changes. A manager belongs to one thread at a time, and so do its operators.
 #pragma once
 
 #include "hbtools/base/syException.h"

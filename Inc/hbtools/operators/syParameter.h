@@ -50,7 +50,8 @@ public:
     /// Writes the parameter's keys, each beginning with the fix name, into a group of a configuration file, in one safe
     /// step (see syConfig.h). @throws KxFileException if they cannot be stored, as a text with a line end
     virtual void Save(KxString const& fileName, KxString const& group) = 0;
-    /// Reads what Save wrote. A missing key or file gives the default value, which must be in range as its text. Fires no signal: KxOperator::Load does.
+    /// Reads what Save wrote. A missing key or file gives the default value, which must be in range as its text. Fires
+    /// no signal: KxOperator::Load does.
     /// @throws KxReadKeywordException naming key, group and file, if a value is none of the type or out of range; the
     /// parameter then keeps its value; KxFileException for a file that is there and cannot be read
     virtual void Load(KxString const& fileName, KxString const& group) = 0;

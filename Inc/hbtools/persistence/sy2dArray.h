@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // KxT2dArray: width times height elements in one block, row after row; element (column, row) has the index
-// width * row + column. A value: copies are deep. Access is unchecked.
+// width * row + column. A value: copies are deep. Access is unchecked. An array belongs to one thread at a time;
+// several may read one that nobody changes.
 #pragma once
 
 #include "hbtools/core/syArray.h"

@@ -5,6 +5,8 @@
 // constant-time for an element that is there; for one that is not it makes the element, with the invalid marker
 // in its first component and zero in the others, and moves the later ones. T is a vector of the library.
 // A value: copies are deep. Access is unchecked; even reading through operator[] may insert, so ask Has first.
+// An array belongs to one thread at a time. Several may read one that nobody changes, through a const reference only:
+// operator[] of one that is not const may insert.
 #pragma once
 
 #include "hbtools/base/syTypes.h"

@@ -6,7 +6,7 @@
 // move between file and memory in whole blocks. Coordinates are carried bit by bit, not-a-number included.
 //
 // Reading resizes the bound value. A count that is negative or promises more than the file holds raises
-// CArchiveException before the value changes.
+// CArchiveException before the value changes. A tag and its value belong to the thread of the archive.
 #pragma once
 
 #include "hbtools/core/syArray.h"

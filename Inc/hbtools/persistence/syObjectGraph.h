@@ -157,7 +157,8 @@ protected:
     /// A record without payload leaves the object as it is. A record of which nobody knows a type that can be made counts
     /// as a missing one: the read goes on at the begin of the level, gives the first object of this id once more if that
     /// is of a known type, and ends as for a missing tag otherwise. Further reads of the id do the same and come to no
-    /// object behind it: who writes types that readers may not know gives each object an id of its own. If the serializer throws, the new object is gone, unless somebody asked for its address meanwhile.
+    /// object behind it: who writes types that readers may not know gives each object an id of its own. If the
+    /// serializer throws, the new object is gone, unless somebody asked for its address meanwhile.
     int ReadData(CFile* file, STag const& header) override;
     /// Null and objects of unknown types have no payload.
     void WriteData(CFile* file) override;

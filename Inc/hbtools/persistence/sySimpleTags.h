@@ -6,6 +6,11 @@
 //
 //     KxString name(L"Platte 7");
 //     archive << KxStringTag(1001, name, KxVersion(100));
+//
+// What cannot be read raises CFileException (a file that ends too early), KxVersionException (a later version) or, for
+// arrays, CArchiveException (an impossible count) or KxTagArchiveException (an element that is missing), and the
+// variable keeps its value; an array of int is resized once its count is known to fit the file. A tag and its variable
+// belong to the thread of the archive.
 #pragma once
 
 #include "hbtools/base/syString.h"

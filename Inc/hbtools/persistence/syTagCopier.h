@@ -50,10 +50,10 @@ public:
 
     /// Writes all that is whole, each record in its own form. Of arrays that are cut the whole elements are kept; missing
     /// ones of the last row of a 2-D array become gaps (points that are not valid). Where bytes are missing within the source,
-    /// or too many, records behind are found all the same; positions are then those that their heads tell. An object of a graph that lost its
-    /// address is given another one. Returns what the source was, damaged too if records cover one another so that
-    /// not all can be kept; nothing is written if it is foreign. The target is whole,
-    /// or empty if no record is.
+    /// or too many, records behind are found all the same; positions are then those that their heads tell. An object of
+    /// a graph that lost its address is given another one. Returns what the source was, damaged too if records cover
+    /// one another so that not all can be kept; nothing is written if it is foreign. The target is whole, or empty if
+    /// no record is.
     /// @throws CFileException; KxException if a 32-bit record cannot stand where it comes to stand
     TagFileState Repair(CFile& target);
 

@@ -8,7 +8,8 @@
 //
 // Reading sets the bound pointer to a new object, which is the caller's; what it pointed to before stays the caller's too.
 // Objects that were stored with SupportCyclicReferences are made once in a run: two tags may then give the same object,
-// unless the caller begins a new run for each. What a list owns is never given out.
+// unless the caller begins a new run for each. What a list owns is never given out. Tag and pointer belong to the thread
+// of the archive, and the map of references to the process: one run at a time.
 #pragma once
 
 #include "hbtools/persistence/syTag.h"

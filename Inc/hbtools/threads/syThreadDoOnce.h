@@ -10,10 +10,11 @@
 //     loader.Start();
 //
 // Errors: a CException of Process is kept, see GetException; one that EndsThread() then ends the thread silently. Anything
-// else ends the run without success or signal and is reported as by a KxThreadLauncher. Threads: operations on the owner's thread but for those said to be the worker's; what describes a
-// run is to be asked after WaitUntilReady. Lifetime: the destructor waits without limit for the end of Process; a derived
-// class waits in its own destructor (Abort, WaitUntilReady), since Process uses it. Without a main window, or
-// once it is destroyed, no signal is delivered.
+// else ends the run without success or signal and is reported as by a KxThreadLauncher. Threads: operations on the
+// owner's thread but for those said to be the worker's; what describes a run is to be asked after WaitUntilReady.
+// Lifetime: the destructor waits without limit for the end of Process; a derived class waits in its own destructor
+// (Abort, WaitUntilReady), since Process uses it. Without a main window, or once it is destroyed, no signal is
+// delivered.
 #pragma once
 
 #include "hbtools/base/syException.h"
