@@ -113,6 +113,9 @@ TEST(PropertyList, FiltersAndHidesWholeSubtrees) {
     list.Remove(L"none");
     list.SetHidden();
     EXPECT_EQ(Lines(list), "");
+    KxTBlockMem<KxString*> none;
+    list.GetAllMessageBufResized(none, 0, 0, ' ', 0);
+    EXPECT_EQ(none.Size(), 0);
     list.SetNotHidden();
     list.GetProperty(L"sub")->SetHidden();
     EXPECT_EQ(Lines(list) + Lines(list, 1), "m|*a=1|*b=2|m|*a=1|*b=2|*sub|**c=3|**d=4|*e=5|");

@@ -201,6 +201,10 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
          "66 bytes are there\"}\n  ],\n  \"faults\": [\n    {\"kind\": \"dangling link\", \"position\": 0, ",
          true},
         {"repair {histogram.tag} {out}", 2, "1 of them cut, 12 of 12 points and 8 of 9 values of their arrays, ", true},
+        {"repair {mended.tag} {out}", 2,
+         "24 of 24 records, 25 of 25 points and 11 of 11 values of their arrays, 0 bytes lost\nmended: record 111 at "
+         "568, array of double tags, bytes 746 to 746, 3 of 3 elements kept: ",
+         true},
         {"repair {huge.tag} {out}", 2, "lost: record 1 at 0, unknown, bytes 0 to 26"},
         {"repair {huge.tag} {out}", 2, "holds nothing that is whole; "},
         {"repair {ring.tag} {out}", 2, "5000 of 5000 records", true},
