@@ -135,7 +135,7 @@ TEST_F(FileUtilities, PatternsFindTheirFiles) {
 
 TEST_F(FileUtilities, SearchesLoseNothingWhenMemoryFails) {
     std::set<std::string> const all = {"a long name that needs memory of its own.tag", "b.tag"};
-    for (std::string const& name : all) Put(name.c_str(), "12");
+    for (std::string const& name : all) Put(name, "12");
     KxString const pattern = Path("*.tag");
     int const failures = test::FailEachAllocation(
         [&] {

@@ -178,9 +178,14 @@ TEST_F(LargeTagFiles, PointsBeyond32BitsAreWhereTheyWereWritten) {
     if (!Extend(payload + count * sizeof(KxVec3f))) GTEST_SKIP() << "no sparse files here";
     // All else is a hole: reading 48 GiB of zeros takes minutes on many file systems.
     constexpr LONGLONG borders[] = {0, 1LL << 31, 1LL << 32, count - 1};
+    auto const pointOf = [](LONGLONG number) {
+        LONGLONG const row = number / width;
+        return KxVec3f(static_cast<float>(row), static_cast<float>(number % width), 1);
+    };
     for (LONGLONG const border : borders)
         for (LONGLONG number = std::max(border - 1, 0LL); number <= std::min(border + 1, count - 1); ++number) {
-            float const point[] = {static_cast<float>(number / width), static_cast<float>(number % width), 1};
+            KxVec3f const made = pointOf(number);
+            float const point[] = {made[0], made[1], made[2]};
             file.Seek(static_cast<LONGLONG>(payload) + number * LONGLONG{sizeof point}, CFile::begin);
             file.Write(point, sizeof point);
         }
@@ -202,9 +207,7 @@ TEST_F(LargeTagFiles, PointsBeyond32BitsAreWhereTheyWereWritten) {
         for (LONGLONG i = 0; i < wanted; ++i) {
             LONGLONG const number = first + i;
             bool const isWritten = number >= border - 1 && number <= border + 1;
-            KxVec3f const expected =
-                isWritten ? KxVec3f(static_cast<float>(number / width), static_cast<float>(number % width), 1)
-                          : KxVec3f(0, 0, 0);
+            KxVec3f const expected = isWritten ? pointOf(number) : KxVec3f(0, 0, 0);
             EXPECT_TRUE(part[static_cast<std::size_t>(i)] == expected) << number;
         }
     }
