@@ -3,6 +3,7 @@
 #include "config/syConfigLines.h"
 
 #include "base/posix/syDescriptor.h"
+#include "base/syCaught.h"
 #include "base/syTextIds.h"
 #include "config/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
@@ -275,8 +276,8 @@ ConfigLines::Made ConfigLines::Make(ConfigLine::Kind kind, std::wstring_view gro
         else
             text.append(L"=").append(made.encryption.EncryptValue(value, ConfigContext(group, name.View())).View());
     } catch (KxEncryptionException* exception) {
+        std::unique_ptr<CException, ExceptionReleaser> const owner(exception);
         KxString const reason = exception->GetMessage();
-        exception->Delete();
         throw new KxEncryptionException(L"syConfigLines", __LINE__, NotStored(groupName.View(), key, reason));
     }
 
@@ -412,8 +413,7 @@ void ReportLoss(KxString const& path) noexcept {
         try {
             throw;
         } catch (CException* exception) {
-            reason = KxxToUtf8(CException::TextOf(*exception).View());
-            exception->Delete();
+            reason = KxxToUtf8(TakeText(exception).View());
         } catch (std::exception const& exception) {
             reason = exception.what();
         }

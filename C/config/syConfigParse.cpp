@@ -3,6 +3,7 @@
 //
 // From bytes to lines.
 #include "base/posix/syDescriptor.h"
+#include "base/syCaught.h"
 #include "base/syTextIds.h"
 #include "config/syConfigLines.h"
 #include "hbtools/base/syEncoding.h"
@@ -198,8 +199,8 @@ KxString ConfigLines::ValueOrEmpty(ConfigLine& line) const {
 }
 
 void ConfigLines::ThrowNotDecrypted(KxException* reason, std::wstring_view group, std::wstring_view key) const {
+    std::unique_ptr<CException, ExceptionReleaser> const owner(reason);
     KxString const cause = reason->GetMessage();
-    reason->Delete();
     KxString message;
     message.SPrintf(KxString(KxResId(text::DecryptionFailedInFile)), KxString(key), KxString(group), m_path, cause);
     throw new KxEncryptionException(L"syConfigParse", __LINE__, message);

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
+#include "base/posix/syFolderNames.h"
 #include "base/syNameHash.h"
 #include "core/syTextIds.h"
 #include "hbtools/base/syDirEntry.h"
@@ -86,7 +87,11 @@ bool Matches(std::wstring_view name, std::wstring_view pattern) {
 }  // namespace
 
 struct KxFileSpec::SSearch {
-    std::filesystem::directory_iterator at;
+    explicit SSearch(std::string const& path) : names(path.empty() ? "." : path.c_str()), folder(path) {}
+
+    detail::FolderNames names;
+    char const* name = nullptr;  // that is looked at
+    std::filesystem::path folder;
     std::wstring pattern;
 };
 
@@ -96,29 +101,27 @@ KxFileSpec::~KxFileSpec() = default;
 int KxFileSpec::First(KxString const& pattern) {
     m_search.reset();
     KxDirEntry folder(pattern);
-    auto search = std::make_unique<SSearch>();
-    search->pattern = KxString(folder.CutName()).Upper().View();
-    KxString const path(folder.GetFull());
-    std::error_code error;
-    search->at = std::filesystem::directory_iterator(path.Len() > 0 ? KxxToSystemPath(path.View()) : std::string("."),
-                                                     std::filesystem::directory_options::skip_permission_denied, error);
-    if (error) return 0;
+    KxString const name(folder.CutName());
+    auto search = std::make_unique<SSearch>(KxxToSystemPath(KxString(folder.GetFull()).View()));
+    search->pattern = name.Upper().View();
+    if (!search->names.IsOpen()) return 0;
     m_search = std::move(search);
     return Next();
 }
 
 int KxFileSpec::Next() {
-    std::error_code error;
-    for (; m_search && m_search->at != std::filesystem::directory_iterator();) {
-        std::filesystem::directory_entry const entry = *m_search->at;
-        m_search->at.increment(error);
-        if (error) m_search->at = std::filesystem::directory_iterator();
-        KxString name(KxxFromSystemPath(entry.path().filename().string()));
+    if (!m_search) return 0;
+    // A name that memory was missing for is the next one again.
+    for (char const*& entry = m_search->name; entry || (entry = m_search->names.Next()); entry = nullptr) {
+        KxString name(KxxFromSystemPath(entry));
         if (!Matches(name.View(), m_search->pattern)) continue;
+        std::filesystem::path const path = m_search->folder / entry;
+        std::error_code error;
         m_name = std::move(name);
-        m_isDirectory = entry.is_directory(error);
-        std::uintmax_t const size = m_isDirectory ? 0 : entry.file_size(error);
+        m_isDirectory = std::filesystem::is_directory(path, error);
+        std::uintmax_t const size = m_isDirectory ? 0 : std::filesystem::file_size(path, error);
         m_size = error ? 0 : size;
+        entry = nullptr;
         return 1;
     }
     return 0;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/interchange/syDragSession.h"
 
+#include "base/syCaught.h"
 #include "hbtools/base/syClassName.h"
 #include "hbtools/base/syObject.h"
 
@@ -49,8 +50,7 @@ __attribute__((no_sanitize("null"))) unsigned long KxDragSession::Guarded(Call c
             LeaveQuietly();
             throw;
         }
-        m_failure = CException::TextOf(*exception);
-        exception->Delete();
+        m_failure = detail::TakeText(exception);
         Leave();
     } catch (CException& exception) {
         m_failure = CException::TextOf(exception);

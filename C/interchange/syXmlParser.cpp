@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/interchange/syXmlParser.h"
 
+#include "base/syCaught.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syFile.h"
 #include "hbtools/base/syLimits.h"
@@ -136,8 +137,7 @@ int XML_PARSER::Load_XML_Document(wchar_t const* path) {
         bytes.resize(got);
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
-        m_loadFailure = CException::TextOf(*exception);
-        exception->Delete();
+        m_loadFailure = detail::TakeText(exception);
         return Fail(L"XML Document FAILED to load");
     }
     return Load(bytes, nullptr);
@@ -197,8 +197,7 @@ int XML_PARSER::Save_XML_Document(wchar_t const* path) {
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
         m_failure = nullptr;
-        m_lastError = CException::TextOf(*exception);
-        exception->Delete();
+        m_lastError = detail::TakeText(exception);
         return 0;
     }
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/interchange/syZipHelper.h"
 
+#include "base/syCaught.h"
 #include "base/sySafeFiles.h"
 #include "hbtools/base/syDirEntry.h"
 #include "hbtools/base/syEncoding.h"
@@ -40,8 +41,7 @@ auto OrThrow(unsigned long line, wchar_t const* format, KxString const& path, Ca
         return call();
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
-        KxString const reason = CException::TextOf(*exception);
-        exception->Delete();
+        KxString const reason = TakeText(exception);
         KxString text;
         text.SPrintf(format, path);
         throw new KxException(L"syZipHelper", line, text + L": " + reason);

@@ -5,6 +5,7 @@
 // exceptions, and the settings file of a parameter.
 #pragma once
 
+#include "base/syCaught.h"
 #include "hbtools/base/syConfig.h"
 #include "hbtools/base/syException.h"
 #include "hbtools/base/syResource.h"
@@ -35,10 +36,6 @@ unsigned long long CountRenamings();
 
 /// The text does not have the form of the parameter's type.
 [[noreturn]] void ThrowWrongType(KxString const& value, KxString const& fixName, unsigned short typeWord);
-
-struct ExceptionReleaser {
-    void operator()(CException* exception) const { exception->Delete(); }
-};
 
 /// The text of a caught exception, which is released whatever happens, behind a prefix. What ends the thread passes on
 /// instead: for handlers only.

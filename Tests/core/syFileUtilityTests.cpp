@@ -6,12 +6,14 @@
 #include "hbtools/core/syFileSpec.h"
 #include "hbtools/core/syMemFiles.h"
 
+#include "../base/Allocations.h"
 #include "../base/Support.h"
 
 #include <cstdlib>
 #include <limits>
 #include <set>
 #include <string>
+#include <utility>
 
 using namespace KxN;
 
@@ -129,6 +131,35 @@ TEST_F(FileUtilities, PatternsFindTheirFiles) {
     KxString stars(Path("") + L"/");
     for (int i = 0; i < 3000; ++i) stars += L"*a";
     EXPECT_EQ(files.First(stars), 0);
+}
+
+TEST_F(FileUtilities, SearchesLoseNothingWhenMemoryFails) {
+    std::set<std::string> const all = {"a long name that needs memory of its own.tag", "b.tag"};
+    for (std::string const& name : all) Put(name, "12");
+    KxString const pattern = Path("*.tag");
+    int const failures = test::FailEachAllocation(
+        [&] {
+            KxFileSpec files;
+            for (int found = files.First(pattern); found; found = files.Next()) {}
+        },
+        [] {});
+    EXPECT_GT(failures, 10);
+    // What a call failed for is found by the next one.
+    for (int n = 0; n < failures; ++n) {
+        KxFileSpec files;
+        std::set<std::string> names;
+        bool hasBegun = false;
+        test::g_allocationsLeft = n;
+        for (int found = 1; found;) try {
+                found = hasBegun ? files.Next() : files.First(pattern);
+                hasBegun = true;
+                int const left = std::exchange(test::g_allocationsLeft, -1);
+                if (found) names.insert(test::U(files.GetName()));
+                test::g_allocationsLeft = left;
+            } catch (std::bad_alloc const&) {}
+        test::g_allocationsLeft = -1;
+        EXPECT_EQ(names, all) << n;
+    }
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ std::wstring DumpConfig(CONFIG& config) {
             });
             if (!isRead) continue;  // encrypted, and damaged
             Survive([&] {
-                if (config.ReadKey(key, L"\n") == L"\n") std::abort();  // what is told must be found
+                if (config.ReadKey(key, L"\n") == L"\n") Broken();  // what is told must be found
             });
         }
     }
@@ -75,7 +75,7 @@ bool ChangeConfig(std::string const& before, CHANGE change, SAVE save) {
     }
     if (!isSaved) return false;
     CONFIG again(FuzzPath());
-    if (DumpConfig(again) != changed) std::abort();
+    if (DumpConfig(again) != changed) Broken();
     return true;
 }
 
@@ -131,7 +131,7 @@ void FuzzConfig(std::uint8_t const* data, std::size_t size, SAVE save) {
     bool const isSaved = ChangeConfig<CONFIG>(before, writeFirst, save);
     std::string const after = FuzzBytes();
     if (!isSaved) {
-        if (after != before) std::abort();
+        if (after != before) Broken();
         return;
     }
     KxN::KxTextEncoding const encoding = KxN::KxxDetectEncoding(before);
@@ -141,5 +141,5 @@ void FuzzConfig(std::uint8_t const* data, std::size_t size, SAVE save) {
     auto const [b, a] = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
     auto const [be, ae] =
         std::mismatch(before.rbegin(), std::make_reverse_iterator(b), after.rbegin(), std::make_reverse_iterator(a));
-    if (std::count(b, be.base(), '\n') > 1) std::abort();
+    if (std::count(b, be.base(), '\n') > 1) Broken();
 }

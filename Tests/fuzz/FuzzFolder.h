@@ -9,6 +9,8 @@
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syString.h"
 
+#include "FuzzMemory.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -31,9 +33,11 @@ public:
     }
     KxN::KxString File(char const* name) const { return KxN::KxxFromSystemPath((path / name).string()); }
     void Write(char const* name, std::string const& bytes) const {
+        memory::Safe const safe;
         std::ofstream(path / name, std::ios::binary | std::ios::trunc) << bytes;
     }
     std::string Read(char const* name) const {
+        memory::Safe const safe;
         std::ifstream in(path / name, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), {});
     }

@@ -6,7 +6,10 @@
 
 #include "hbtools/base/syFile.h"
 
+#include "FuzzMemory.h"
+
 #include <cstdint>
+#include <memory>
 
 /// A memory file that holds the input and stands at its begin.
 class FuzzInput : public KxN::CMemFile {
@@ -17,13 +20,18 @@ public:
     }
 };
 
-/// Members of the exception tree are the documented answer to bad input; anything else ends the run.
+/// Members of the exception tree are the documented answer to bad input; anything else ends the run. If it was memory that
+/// failed, it is told and the target ends.
 template <class Action>
 void Survive(Action action) {
     try {
         action();
     } catch (KxN::CException* exception) {
+        struct Deleter {
+            void operator()(KxN::CException* caught) const { caught->Delete(); }
+        };
+        std::unique_ptr<KxN::CException, Deleter> const owner(exception);
         KxN::CException::TextOf(*exception);
-        exception->Delete();
+        if (memory::g_hasFailed) throw std::bad_alloc();
     }
 }

@@ -20,7 +20,6 @@
 #include "FuzzInput.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 
 using namespace KxN;
@@ -104,10 +103,18 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     std::string const bytes(reinterpret_cast<char const*>(data), size);
     Folder().Write("macro", bytes);
     KxOperatorMgr manager;
-    auto* const all = new All;
-    manager.Insert(all);
-    manager.Insert(new Self);
-    pOperatorMgr = &manager;
+    All* all = nullptr;
+    {
+        memory::Safe const safe;
+        manager.Insert(all = new All);
+        manager.Insert(new Self);
+    }
+    struct Managing {
+        explicit Managing(KxOperatorMgr& known) { pOperatorMgr = &known; }
+        Managing(Managing const&) = delete;
+        Managing& operator=(Managing const&) = delete;
+        ~Managing() { pOperatorMgr = nullptr; }
+    } const managing(manager);
     KxxLimits().macroDepth = 4;
     Survive([] { KxMacro(nullptr).Start(MacroPath()); });
 
@@ -122,12 +129,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         begin = end + 1;
         Survive([&] {
             parser.Parse(line);
-            if (Joined(parser) != Normal(line)) std::abort();
+            if (Joined(parser) != Normal(line)) Broken();
             if (parser.GetOperatorName() == L"Self") return;
             interpreter.Interprete(parser.GetOperatorName(), parser.GetAllParameterStrings(), parser.IsWithExecution());
         });
     }
-    pOperatorMgr = nullptr;
 
     Survive([&] {
         KxString const settings = MacroPath() + L".ini";
@@ -142,7 +148,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         };
         std::wstring const before = values();
         all->Load(settings);
-        if (values() != before) std::abort();
+        if (values() != before) Broken();
     });
     return 0;
 }

@@ -13,8 +13,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     FuzzConfig<KxN::KxConfigFast>(data, size, [](auto& config) { config.Flush(); });
     FuzzConfig<KxN::KxConfigFastMT>(data, size, [](auto& config) { config.Flush(); });
     static bool const hasPassword = (KxTools::SetEncryptionPassword("fuzz"), true);
-    KxTools::EncryptionOn();
+    struct Encrypting {
+        Encrypting() { KxTools::EncryptionOn(); }
+        Encrypting(Encrypting const&) = delete;
+        Encrypting& operator=(Encrypting const&) = delete;
+        ~Encrypting() { KxTools::EncryptionOff(); }
+    } const encrypting;
     if (hasPassword) Survive([&] { FuzzConfig<KxN::KxConfigFast>(data, size, [](auto& config) { config.Flush(); }); });
-    KxTools::EncryptionOff();
     return 0;
 }

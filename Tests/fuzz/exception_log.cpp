@@ -11,8 +11,6 @@
 #include "FuzzInput.h"
 #include "Profile.h"
 
-#include <cstdlib>
-
 using namespace KxN;
 
 namespace {
@@ -43,9 +41,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     Survive([&] { hblog::ReadLogFile(folder.File("log")); });
     Survive([&] {
         unsigned long const count = LoadAndSave(folder);
-        if (LoadAndSave(folder) != count) std::abort();
+        if (LoadAndSave(folder) != count) Broken();
         hblog::LogFile const log = hblog::ReadLogFile(folder.File("log"));
-        if (log.state != hblog::State::whole || log.entries.size() != count) std::abort();
+        if (log.state != hblog::State::whole || log.entries.size() != count) Broken();
     });
     KxTextEncoding const encoding = KxxDetectEncoding(bytes);
     hblog::DebugFile const file =

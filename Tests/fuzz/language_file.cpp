@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         KxSingleDLLLocalizer localizer;
         localizer.Init(FuzzPath(), group);
         for (wchar_t const* name : {L"AUTO", L"GERMAN", L"english"})
-            if (!localizer.SetActiveLanguage(name)) std::abort();
+            if (!localizer.SetActiveLanguage(name)) Broken();
         config.SetGroup(group);
         if (config.GetKeyCount() > 0) localizer.SetActiveLanguage(config.GetKeyName(0));
         localizer.SetSourceModule(L"/nowhere/App.exe");

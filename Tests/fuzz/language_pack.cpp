@@ -13,7 +13,7 @@ static void Load(std::string const& bytes) {
     ConfigFolder().Write("f", bytes);
     HINSTANCE const satellite = KxxLoadSatellite(FuzzPath());
     if (!satellite) {
-        if (KxxGetModuleError().text.Len() == 0) std::abort();
+        if (KxxGetModuleError().text.Len() == 0) Broken();
         return;
     }
     // For each input anew, since a module keeps every source that it ever had.
@@ -22,10 +22,10 @@ static void Load(std::string const& bytes) {
     module.SetResourceHandle(satellite);
     for (unsigned id = 0; id < 65536; id += id < 2100 ? 1 : 61) {
         KxString const text = module.LoadText(static_cast<unsigned short>(id));
-        if (KxxWidenUtf8(module.FindText(static_cast<unsigned short>(id))) != text.View()) std::abort();
+        if (KxxWidenUtf8(module.FindText(static_cast<unsigned short>(id))) != text.View()) Broken();
         if (text.Len() > 0) KxxFormat(text.View(), L"a", 7, 2.5);
     }
-    if (!AfxFreeLibrary(satellite)) std::abort();
+    if (!AfxFreeLibrary(satellite)) Broken();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {

@@ -9,6 +9,7 @@
 #include "FuzzInput.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 using namespace KxN;
@@ -21,6 +22,10 @@ struct Node : KxDynamicObject {
 struct Derived : Node {};
 
 std::vector<std::unique_ptr<KxDynamicObject>> g_objects;
+void Keep(KxDynamicObject* object) {
+    std::unique_ptr<KxDynamicObject> owner(object);
+    if (owner) g_objects.push_back(std::move(owner));
+}
 
 template <class T>
 struct Factory : KxIDynamicObjectFactory {
@@ -33,7 +38,7 @@ struct Serializer : KxDynamicObjectSerializer {
         for (unsigned long id = 2; id <= 3; ++id) {
             KxDynamicObjectTag child(id, nullptr);
             archive >> child;
-            if (child.DynamicObject()) g_objects.emplace_back(child.DynamicObject());
+            Keep(child.DynamicObject());
         }
     }
 };
@@ -57,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         KxTagArchive archive(&file, 1);
         KxDynamicObjectTag tag(nullptr);
         archive >> tag;
-        if (tag.DynamicObject()) g_objects.emplace_back(tag.DynamicObject());
+        Keep(tag.DynamicObject());
     });
     for (auto const& object : g_objects)
         if (auto const* const node = dynamic_cast<Node const*>(object.get()))

@@ -28,7 +28,7 @@ ULONGLONG InspectAll(CFile& file) {
             inspector.Values(object, 0, 9, L" ");
         }
         if (inspector.HasFault() || inspector.IsUnknownBehind()) break;
-        if (inspector.GetPosition() <= position || inspector.GetPosition() > size) __builtin_trap();
+        if (inspector.GetPosition() <= position || inspector.GetPosition() > size) Broken();
         if (position == 0) first = inspector.GetPosition();
     }
     return first;
@@ -53,6 +53,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     FuzzInput file(data, size);
     ULONGLONG inspected = 0;
     Survive([&] { inspected = InspectAll(file); });
-    if (inspected != LoadFirst(file)) __builtin_trap();
+    if (inspected != LoadFirst(file)) Broken();
     return 0;
 }

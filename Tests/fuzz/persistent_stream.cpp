@@ -45,9 +45,12 @@ KxTFactory<Link> const g_linkFactory;
 namespace {
 
 void Use(KxProperty& property) {
-    KxTBlockMem<KxString*> messages;
+    struct Messages : KxTBlockMem<KxString*> {
+        ~Messages() {
+            for (KxString* message : *this) delete message;
+        }
+    } messages;
     property.GetAllMessageBufResized(messages, 0, 1, '.', 0);
-    for (KxString* message : messages) delete message;
     std::unique_ptr<KxProperty> const copy(property.Clone());
     CMemFile file(4096);
     CArchive storing(&file, CArchive::store);
@@ -57,7 +60,7 @@ void Use(KxProperty& property) {
     CArchive loading(&file, CArchive::load);
     std::unique_ptr<KxPersistentObject> const again(KxPersistentObject::Load(loading));
     KxPersistentObject const& loaded = *again;
-    if (typeid(loaded) != typeid(property)) __builtin_trap();
+    if (typeid(loaded) != typeid(property)) Broken();
 }
 
 }  // namespace
@@ -73,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
             auto const* const property = dynamic_cast<KxProperty*>(object);
             bool isNew = property && !property->GetParent();
             for (auto const& former : loaded) isNew = isNew && former.get() != object;
-            if (isNew) loaded.emplace_back(object);
+            if (isNew) loaded.push_back(std::unique_ptr<KxPersistentObject>(object));
         }
     });
     // Numbers of the input are not those of the copies.
@@ -81,7 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     for (auto const& object : loaded) Survive([&] { Use(dynamic_cast<KxProperty&>(*object)); });
     for (KxPersistentObject* object : fuzz::g_links)
         for (fuzz::Link* target : dynamic_cast<fuzz::Link&>(*object).targets)
-            if (target && !fuzz::g_links.contains(target)) __builtin_trap();
+            if (target && !fuzz::g_links.contains(target)) Broken();
     while (!fuzz::g_links.empty()) delete *fuzz::g_links.begin();
     return 0;
 }

@@ -13,7 +13,6 @@
 #include "FuzzFolder.h"
 #include "FuzzInput.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 
@@ -39,13 +38,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     // Three coordinates of at least one byte each.
     auto const count =
         static_cast<std::size_t>(scan->points->Size()) + static_cast<std::size_t>(scan->notFinite->Size());
-    if (count > size / 3) std::abort();
+    if (count > size / 3) Broken();
     ScanLab::StoredScan stored;
     stored.scan = *scan;
     ScanLab::Store(folder.File("scan.tag"), stored, TagFormat64);
-    if (!ScanLab::IsSame(stored, ScanLab::Load(folder.File("scan.tag")))) std::abort();
+    if (!ScanLab::IsSame(stored, ScanLab::Load(folder.File("scan.tag")))) Broken();
     ScanLab::WritePly(folder.File("scan.ply"), stored);
     ScanLab::Scan const again = ScanLab::ReadScan(folder.File("scan.ply"));
-    if (!IsSame(scan->points, again.points) || !IsSame(scan->notFinite, again.notFinite)) std::abort();
+    if (!IsSame(scan->points, again.points) || !IsSame(scan->notFinite, again.notFinite)) Broken();
     return 0;
 }

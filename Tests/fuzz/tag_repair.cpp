@@ -8,7 +8,6 @@
 
 #include "FuzzInput.h"
 
-#include <cstdlib>
 #include <string>
 
 using namespace KxN;
@@ -23,7 +22,7 @@ std::string BytesOf(CFile& file) {
 }
 
 void Require(bool isTrue) {
-    if (!isTrue) std::abort();
+    if (!isTrue) Broken();
 }
 
 }  // namespace

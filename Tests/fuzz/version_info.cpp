@@ -15,6 +15,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     folder.Write("module", bytes);
     KxFileVersionInfo info;
     int const isRead = info.Create(folder.File("module"));
-    if (!isRead && (info.GetFileVersion(0) || KxString(info.GetProductName()).Len() > 0)) std::abort();
+    if (!isRead && (info.GetFileVersion(0) || KxString(info.GetProductName()).Len() > 0)) Broken();
     return 0;
 }

@@ -29,8 +29,8 @@ KxString Content(XML_PARSER& xml) {
 /// What was saved comes back.
 void SaveAndLoad(XML_PARSER& xml, FuzzFolder const& folder) {
     KxString const before = Content(xml);
-    if (!xml.Save_XML_Document(folder.File("saved"))) std::abort();
-    if (!xml.Load_XML_Document(folder.File("saved")) || !(Content(xml) == before)) std::abort();
+    if (!xml.Save_XML_Document(folder.File("saved"))) Broken();
+    if (!xml.Load_XML_Document(folder.File("saved")) || !(Content(xml) == before)) Broken();
 }
 
 /// Counts what the hook is shown.
@@ -75,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     folder.Write("document", bytes);
     Counting xml;
     if (!xml.Load_XML_Document(folder.File("document"))) return 0;
-    if (Walk(xml) != xml.count) std::abort();
+    if (Walk(xml) != xml.count) Broken();
     KxString const whole = Whole(xml), declared = [&] {
         KxString encoding;
         xml.Get_Header(L"xml", L"encoding", encoding);
@@ -87,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         std::u16string const wide = u'\ufeff' + KxxToUtf16(KxxWidenUtf8(text));
         folder.Write("document", std::string(reinterpret_cast<char const*>(wide.data()), 2 * wide.size()));
         XML_PARSER other;
-        if (!other.Load_XML_Document(folder.File("document")) || !(Whole(other) == whole)) std::abort();
+        if (!other.Load_XML_Document(folder.File("document")) || !(Whole(other) == whole)) Broken();
     }
     SaveAndLoad(xml, folder);
     Change(xml, folder);

@@ -16,18 +16,22 @@ namespace fs = std::filesystem;
 namespace {
 
 long CountOf(fs::path const& folder) {
+    memory::Safe const safe;
     return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
 }
 
 /// Whether all came out.
 bool Unpack(FuzzFolder const& folder, KxTMap<KxString, KxString>& files) {
     bool isDone = false;
-    fs::remove_all(folder.path / "in");
-    fs::create_directories(folder.path / "in" / "out");
+    {
+        memory::Safe const safe;
+        fs::remove_all(folder.path / "in");
+        fs::create_directories(folder.path / "in" / "out");
+    }
     Survive([&] { isDone = KxZipHelper::UncompressFiles(folder.File("a.zip"), folder.File("in/out"), files); });
-    if (CountOf(folder.path / "in") != 1 || CountOf(folder.path) != 3) std::abort();
+    if (CountOf(folder.path / "in") != 1 || CountOf(folder.path) != 3) Broken();
     for (auto const& element : files)
-        if (!fs::is_regular_file(KxxToSystemPath(element.value.View()))) std::abort();
+        if (!fs::is_regular_file(KxxToSystemPath(element.value.View()))) Broken();
     return isDone;
 }
 
@@ -46,14 +50,14 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     bool isAdded = false;
     Survive([&] { isAdded = KxZipHelper::CompressFile(folder.File("new"), folder.File("a.zip"), L"x/y", L"c"); });
     if (!isAdded) {
-        if (folder.Read("a.zip") != bytes) std::abort();
+        if (folder.Read("a.zip") != bytes) Broken();
         return 0;
     }
     if (!isWhole) return 0;
     KxTMap<KxString, KxString> again;
     KxxLimits().zipTotal = 2 << 20;
     // One more, unless there was one of that name.
-    if (!Unpack(folder, again) || again.Count() < files.Count() || again.Count() > files.Count() + 1) std::abort();
-    if (folder.Read("in/out/x/y/new") != "points") std::abort();
+    if (!Unpack(folder, again) || again.Count() < files.Count() || again.Count() > files.Count() + 1) Broken();
+    if (folder.Read("in/out/x/y/new") != "points") Broken();
     return 0;
 }

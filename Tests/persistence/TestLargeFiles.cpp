@@ -168,6 +168,53 @@ TEST(LargeArrays, PointsBeyond32BitsAreReadInPartsAndAllCounted) {
     }
 }
 
+TEST_F(LargeTagFiles, PointsBeyond32BitsAreWhereTheyWereWritten) {
+    FormatScope const scope(TagFormat64);
+    KxTagArchive(&file, 0) << KxNullTag(7);
+    constexpr LONGLONG width = 65536, height = 65537, count = width * height;
+    int const sides[] = {width, height};
+    file.Write(sides, sizeof sides);
+    ULONGLONG const payload = file.GetLength();
+    if (!Extend(payload + count * sizeof(KxVec3f))) GTEST_SKIP() << "no sparse files here";
+    // All else is a hole: reading 48 GiB of zeros takes minutes on many file systems.
+    constexpr LONGLONG borders[] = {0, 1LL << 31, 1LL << 32, count - 1};
+    auto const pointOf = [](LONGLONG number) {
+        LONGLONG const row = number / width;
+        return KxVec3f(static_cast<float>(row), static_cast<float>(number % width), 1);
+    };
+    for (LONGLONG const border : borders)
+        for (LONGLONG number = std::max(border - 1, 0LL); number <= std::min(border + 1, count - 1); ++number) {
+            KxVec3f const made = pointOf(number);
+            float const point[] = {made[0], made[1], made[2]};
+            file.Seek(static_cast<LONGLONG>(payload) + number * LONGLONG{sizeof point}, CFile::begin);
+            file.Write(point, sizeof point);
+        }
+    file.Close();
+
+    CFile reading(KxString(path.c_str()), CFile::modeRead);
+    KxTagInspector inspector(&reading);
+    ASSERT_EQ(inspector.Inspect(), TagFileWhole);
+    ASSERT_EQ(inspector.Records().Size(), 1);
+    SxTagRecord const& record = inspector.Records()[0];
+    ASSERT_EQ(record.kind, PayloadVec3f2dArray);
+    EXPECT_EQ(KxTagInspector::NumElements(record), 4295032832);
+    for (LONGLONG const border : borders) {
+        constexpr LONGLONG half = 1000;
+        LONGLONG const first = std::max(border - half, 0LL), wanted = std::min(border + half, count) - first;
+        std::vector<KxVec3f> part(2 * half);
+        // More than there are at the end of the array.
+        ASSERT_EQ(inspector.ReadElements(record, first, border + half - first, part.data()), wanted);
+        for (LONGLONG i = 0; i < wanted; ++i) {
+            LONGLONG const number = first + i;
+            bool const isWritten = number >= border - 1 && number <= border + 1;
+            KxVec3f const expected = isWritten ? pointOf(number) : KxVec3f(0, 0, 0);
+            EXPECT_TRUE(part[static_cast<std::size_t>(i)] == expected) << number;
+        }
+    }
+    KxVec3f none;
+    EXPECT_EQ(inspector.ReadElements(record, count, 1, &none), 0);
+}
+
 TEST_F(LargeTagFiles, TheShortFormRefusesBeforeItDamagesAnything) {
     KxTagArchive archive(&file, 0);
     int value = 7;

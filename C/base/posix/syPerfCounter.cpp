@@ -5,6 +5,7 @@
 #include "hbtools/base/syPerfCounter.h"
 
 #include "base/posix/syDescriptor.h"
+#include "base/posix/syFolderNames.h"
 #include "base/syTextIds.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syResource.h"
@@ -81,9 +82,9 @@ double ProcessorCount() {
 
 std::vector<int> AllProcesses() {
     std::vector<int> numbers;
-    std::error_code error;
-    for (fs::directory_iterator i("/proc", error), end; !error && i != end; i.increment(error))
-        if (int const number = static_cast<int>(Number(i->path().filename().native()))) numbers.push_back(number);
+    detail::FolderNames processes("/proc");
+    while (char const* const name = processes.Next())
+        if (int const number = static_cast<int>(Number(name))) numbers.push_back(number);
     std::sort(numbers.begin(), numbers.end());
     return numbers;
 }
@@ -252,10 +253,11 @@ bool ReadOneProcess(Process const& process, int what, double& value) {
         case processFaults: value = field(minorFaults) + field(majorFaults); return true;
         case processThreads: value = field(threads); return true;
         case processHandles: {
-            std::error_code error;
-            fs::directory_iterator const open("/proc/" + folder + "/fd", error);
-            if (error) return false;
-            value = static_cast<double>(std::distance(open, fs::directory_iterator()));
+            detail::FolderNames open(("/proc/" + folder + "/fd").c_str());
+            if (!open.IsOpen()) return false;
+            int count = 0;
+            while (open.Next()) ++count;
+            value = count;
             return true;
         }
         case processNumber: value = process.number; return true;

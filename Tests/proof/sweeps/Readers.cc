@@ -172,12 +172,6 @@ int ReadEncrypted(std::uint8_t const* bytes, std::size_t size) {
     return 0;
 }
 
-int ReadConditions(std::uint8_t const* bytes, std::size_t size) {
-    ConfigFolder().Write("f", std::string(reinterpret_cast<char const*>(bytes), size));
-    Survive([] { ScanLab::LoadConditions(FuzzPath()); });
-    return 0;
-}
-
 template <class Action>
 bool Succeeds(Action action) {
     bool isDone = false;
@@ -223,12 +217,13 @@ std::vector<Reader> const& Readers() {
             {"tag_values", ReadTagFile, OpensTag},
             {"graph_values", ReadGraph},
             {"encrypted_values", ReadEncrypted},
-            {"conditions", ReadConditions, OpensConditions},
             {"xml_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensXml},
             {"zip_whole", [](std::uint8_t const*, std::size_t) { return 0; }, OpensZip},
         };
-        for (Reader& reader : all)
+        for (Reader& reader : all) {
             if (std::string_view(reader.name) == "scans") reader.opens = OpensScan;
+            if (std::string_view(reader.name) == "conditions") reader.opens = OpensConditions;
+        }
         return all;
     }();
     return readers;

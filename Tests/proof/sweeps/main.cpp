@@ -168,6 +168,7 @@ std::vector<std::string> ReadersOf(fs::path const& file) {
     };
     auto const known = byExtension.find(file.extension());
     std::vector<std::string> readers = known == byExtension.end() ? std::vector<std::string>{} : known->second;
+    if (file.filename() == "header.tag") readers.emplace_back("bin_header");
     if (file.filename() == "graph.tag") readers.emplace_back("graph_values");
     if (file.filename() == "encrypted.ini") readers.emplace_back("encrypted_values");
     return readers;

@@ -2,3 +2,4 @@
         int answer = 42;
         int other;
     }
+char const file[] = "answer=\"41\"\n";
