@@ -18,7 +18,7 @@ struct Case {
     char const* name;
     /// Makes what is needed for n elements; what comes back is the operation itself.
     std::function<std::function<void()>(int n)> prepare;
-    /// The documentation allows n log n.
+    /// Sorts, or looks up in what is sorted: n log n.
     bool isLogarithmic = false;
     /// Each of the n calls may look at all, in instructions, for this reason, and is documented to do so.
     char const* isLinearPerCall = nullptr;

@@ -486,8 +486,8 @@ std::vector<Case> FileCases() {
                  StoreNumbers(file, n);
              };
          }},
-        {"tags: read backward", [](int n) { return ReadNumbers(n, false); }},
-        {"tags: read mixed", [](int n) { return ReadNumbers(n, true); }},
+        {"tags: read backward", [](int n) { return ReadNumbers(n, false); }, true},
+        {"tags: read mixed", [](int n) { return ReadNumbers(n, true); }, true},
         {"tags: replace and append backward", ReplaceNumbers, true},
         {"tags: inspect and repair", [](int n) { return Inspecting(n, false, StoreNumbers); }},
         {"tags: the same, damaged", [](int n) { return Inspecting(n, true, StoreNumbers); }},

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: hbTools developers
 // SPDX-License-Identifier: MIT
 //
-// Counts the steps of an operation for n and for 10 n elements: they grow ten times, and by a logarithm more where the
-// documentation says so. What takes the square of n shows without a clock.
+// Counts the steps of an operation for n and for 10 n elements: they grow ten times, and by a logarithm more where
+// something is sorted or looked up in what is sorted. What takes the square of n shows without a clock.
 //
 //     proof_growth [--long] [--self-check] [CASE [NUMBER]]
 //
