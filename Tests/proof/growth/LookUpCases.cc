@@ -25,6 +25,9 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
+#include <random>
+#include <vector>
 
 using namespace KxN;
 
@@ -184,8 +187,11 @@ std::function<void()> InsertInFront(int n) {
 std::function<void()> ListByMixedIndex(int n) {
     auto list = std::make_shared<KxTList<int>>();
     for (int i = 0; i < n; ++i) list->AddTail(i);
-    return [n, list] {
-        for (int i = 0; i < n; ++i) Must((*list)[static_cast<int>(i * 7919LL % n)] >= 0);
+    std::vector<int> order(static_cast<std::size_t>(n));
+    std::iota(order.begin(), order.end(), 0);
+    std::shuffle(order.begin(), order.end(), std::mt19937(7));
+    return [order, list] {
+        for (int const i : order) Must((*list)[i] == i);
     };
 }
 
