@@ -3,6 +3,7 @@
 #include "hbtools/threads/syThreadDoOnce.h"
 
 #include "base/posix/syMutex.h"
+#include "base/syCaught.h"
 #include "base/syMessageQueue.h"
 #include "base/syThreadAccess.h"
 #include "hbtools/base/syLink.h"
@@ -47,10 +48,6 @@ UINT ArrivedMessage() {
     static UINT const message = RegisterWindowMessage(L"SIGNAL_ARRIVED");
     return message;
 }
-
-struct Releaser {
-    void operator()(CException* exception) const { exception->Delete(); }
-};
 
 }  // namespace
 
@@ -157,7 +154,7 @@ void KxThreadDoOnce::FrameProcess() {
     try {
         Process();
     } catch (CException* caught) {
-        std::unique_ptr<CException, Releaser> owner(caught);
+        std::unique_ptr<CException, detail::ExceptionReleaser> owner(caught);
         m_successful = 0;
         if (auto* const exception = dynamic_cast<KxException*>(caught)) {
             m_exception = *exception;
