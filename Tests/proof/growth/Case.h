@@ -53,6 +53,10 @@ public:
 std::filesystem::path EmptyFolder();
 KxN::KxString WriteFile(std::filesystem::path const& path, std::string const& bytes);
 
+/// 0 to n - 1: rising, falling, or mixed.
+enum class Order { rising, falling, mixed };
+std::vector<int> Numbers(int n, Order order);
+
 /// As many digits for each number: longer texts take memory of their own.
 inline std::string Digits(int i) {
     return std::to_string(10000000 + i);

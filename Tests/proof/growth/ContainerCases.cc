@@ -29,16 +29,6 @@ namespace proof {
 
 namespace {
 
-/// 0 to n - 1: rising, falling, or mixed.
-enum class Order { rising, falling, mixed };
-std::vector<int> Numbers(int n, Order order) {
-    std::vector<int> numbers(static_cast<std::size_t>(n));
-    std::iota(numbers.begin(), numbers.end(), 0);
-    if (order == Order::falling) std::reverse(numbers.begin(), numbers.end());
-    if (order == Order::mixed) std::shuffle(numbers.begin(), numbers.end(), std::mt19937(7));
-    return numbers;
-}
-
 template <class Sequence>
 void Append(Sequence& sequence, int value) {
     if constexpr (requires { sequence.Append(value); })
@@ -202,6 +192,14 @@ std::function<void()> LookUp(int n) {
     };
 }
 }  // namespace
+
+std::vector<int> Numbers(int n, Order order) {
+    std::vector<int> numbers(static_cast<std::size_t>(n));
+    std::iota(numbers.begin(), numbers.end(), 0);
+    if (order == Order::falling) std::reverse(numbers.begin(), numbers.end());
+    if (order == Order::mixed) std::shuffle(numbers.begin(), numbers.end(), std::mt19937(7));
+    return numbers;
+}
 
 std::vector<Case> ContainerCases() {
     /// Inserting moves at most one block, which is full soon.

@@ -25,9 +25,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <numeric>
-#include <random>
-#include <vector>
 
 using namespace KxN;
 
@@ -187,10 +184,7 @@ std::function<void()> InsertInFront(int n) {
 std::function<void()> ListByMixedIndex(int n) {
     auto list = std::make_shared<KxTList<int>>();
     for (int i = 0; i < n; ++i) list->AddTail(i);
-    std::vector<int> order(static_cast<std::size_t>(n));
-    std::iota(order.begin(), order.end(), 0);
-    std::shuffle(order.begin(), order.end(), std::mt19937(7));
-    return [order, list] {
+    return [order = Numbers(n, Order::mixed), list] {
         for (int const i : order) Must((*list)[i] == i);
     };
 }
