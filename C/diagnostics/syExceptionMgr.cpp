@@ -6,6 +6,7 @@
 #include "hbtools/diagnostics/syExceptionMgr.h"
 
 #include "base/posix/syMutex.h"
+#include "base/syCaught.h"
 #include "diagnostics/syDebugFile.h"
 #include "diagnostics/syGroupQueues.h"
 #include "diagnostics/syLogText.h"
@@ -197,9 +198,8 @@ void KxExceptionManager::Initialize(KxString const& iniFile) {
     try {
         m_debugFile->Open(settings.debugFile, maxEntries);
     } catch (KxException* exception) {
-        KxString const reason = exception->GetMessage();
-        exception->Delete();
-        BadKey(L"DebugFileName", settings.iniFile, reason);
+        std::unique_ptr<KxException, detail::ExceptionReleaser> const owner(exception);
+        BadKey(L"DebugFileName", settings.iniFile, exception->GetMessage());
     }
     Told::Get().Enter(this);
     KxxSetTextReporter(TellDebugFile);

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "hbtools/diagnostics/syUnitTest.h"
 
+#include "base/syCaught.h"
 #include "hbtools/base/syEncoding.h"
 #include "hbtools/base/syException.h"
 
@@ -29,8 +30,7 @@ bool KxUnitTest::Execute() {
     try {
         return Body();
     } catch (CException* exception) {
-        m_errorMsg = CException::TextOf(*exception);
-        exception->Delete();
+        m_errorMsg = detail::TakeText(exception);
         return false;
     }
 }

@@ -3,6 +3,7 @@
 #include "hbtools/threads/syProcess.h"
 
 #include "base/posix/sySystemThread.h"
+#include "base/syCaught.h"
 #include "base/syMessageQueue.h"
 #include "hbtools/base/syResource.h"
 #include "hbtools/base/syWinApp.h"
@@ -101,8 +102,8 @@ void KxProcess::Fail(CException* caught) {
     auto* failure = dynamic_cast<KxException*>(caught);
     bool const isOwn = failure != nullptr;
     if (!isOwn) {
+        std::unique_ptr<CException, detail::ExceptionReleaser> const owner(caught);
         failure = std::make_unique<KxException>(*caught).release();
-        caught->Delete();
     }
     // What is thrown on becomes the catcher's, so the process then keeps a copy.
     bool const isKept = m_errorOutputHdl.IsSet() && !failure->EndsThread();

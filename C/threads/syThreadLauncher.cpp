@@ -3,6 +3,7 @@
 #include "hbtools/threads/syThreadLauncher.h"
 
 #include "base/posix/sySystemThread.h"
+#include "base/syCaught.h"
 #include "base/syThreadAccess.h"
 #include "hbtools/base/syClassName.h"
 #include "hbtools/base/syException.h"
@@ -76,10 +77,7 @@ __attribute__((no_sanitize("null"))) void CallGuarded(KxTools::Link const& link,
     } catch (KxThreadFinalizeException2* exception) {
         exception->Delete();
     } catch (CException* exception) {
-        struct Deleting {
-            CException* exception;
-            ~Deleting() { exception->Delete(); }
-        } const deleting{exception};
+        std::unique_ptr<CException, ExceptionReleaser> const owner(exception);
         Report(exception);
     } catch (...) {
         Report(nullptr);

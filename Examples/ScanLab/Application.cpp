@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Application.h"
 
+#include "Caught.h"
 #include "Operators/Operators.h"
 #include "Operators/Settings.h"
 #include "Operators/TextIds.h"
@@ -99,8 +100,7 @@ Application::Application(KxString const& iniFile, KxString const& folder, KxStri
             static_cast<void>(CException::TextOf(*exception));  // composed while its language is here
             throw;
         }
-        PrintError(FormatOf(Text::WithoutSettings, CException::TextOf(*exception)));
-        exception->Delete();
+        PrintError(FormatOf(Text::WithoutSettings, TakeText(exception)));
     }
     pExceptionMgr = m_manager.get();
     pOperatorMgr = &m_operators;
@@ -124,8 +124,7 @@ void Application::Report(CException& exception) {
         m_manager->WriteToDebugFile(failure, 1);
         m_manager->AddExceptionToLog(failure);
     } catch (CException* second) {
-        PrintError(CException::TextOf(*second));
-        second->Delete();
+        PrintError(TakeText(second));
     }
 }
 

@@ -4,7 +4,8 @@
 // What is written under another name first fails under that name, which nobody has heard of.
 #pragma once
 
-#include <hbtools/base/syException.h>
+#include "Caught.h"
+
 #include <hbtools/base/syString.h>
 
 namespace ScanLab {
@@ -16,9 +17,13 @@ auto UnderName(KxN::KxString const& known, KxN::KxString const& temporary, Work 
     try {
         return work();
     } catch (KxN::CException* exception) {
+        if (exception->EndsThread()) throw;
+        CaughtException owner(exception);
         KxN::KxString text = KxN::CException::TextOf(*exception);
-        if (exception->EndsThread() || text.SearchAndReplace(temporary, known, 0) == 0) throw;
-        exception->Delete();
+        if (text.SearchAndReplace(temporary, known, 0) == 0) {
+            static_cast<void>(owner.release());
+            throw;
+        }
         throw new KxN::KxException(L"ScanLab", __LINE__, text);
     }
 }

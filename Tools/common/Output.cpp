@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace tool {
 
@@ -50,6 +51,12 @@ std::string Escaped(KxN::KxString const& text) {
         }
     }
     return out;
+}
+
+std::string Reason(KxN::CException* caught) {
+    auto const release = [](KxN::CException* exception) { exception->Delete(); };
+    std::unique_ptr<KxN::CException, decltype(release)> const owner(caught);
+    return Escaped(KxN::CException::TextOf(*caught));
 }
 
 std::string Quoted(KxN::KxString const& text) {

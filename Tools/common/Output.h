@@ -5,6 +5,7 @@
 // escaped, so that a hostile name cannot steer a terminal or break a JSON text.
 #pragma once
 
+#include <hbtools/base/syException.h>
 #include <hbtools/base/syString.h>
 
 #include <fmt/format.h>
@@ -54,6 +55,8 @@ void Complain(fmt::format_string<Arguments...> format, Arguments&&... arguments)
 std::string Escaped(KxN::KxString const& text);
 /// UTF-8 of a text as a JSON string, with its quotes.
 std::string Quoted(KxN::KxString const& text);
+/// The text of a caught exception, escaped; the exception is destroyed.
+std::string Reason(KxN::CException* caught);
 /// A number for JSON; what is no number there (nan, inf) as a string, and a negative zero so that readers keep its sign.
 std::string JsonNumber(std::string_view digits);
 

@@ -121,8 +121,7 @@ int main(int argc, char** argv) {
     try {
         return Run(arguments, options);
     } catch (KxN::CException* exception) {
-        tool::Complain("hblog: {}\n", Escaped(KxN::CException::TextOf(*exception)));
-        exception->Delete();
+        tool::Complain("hblog: {}\n", tool::Reason(exception));
     } catch (std::exception const& exception) {
         tool::Complain("hblog: {}\n", exception.what());
     }

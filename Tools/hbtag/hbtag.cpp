@@ -205,8 +205,7 @@ int main(int argc, char** argv) {
     try {
         return files.IsParsed() ? files.Run() : listings.Run();
     } catch (KxN::CException* exception) {
-        tool::Complain("hbtag: {}\n", Escaped(KxN::CException::TextOf(*exception)));
-        exception->Delete();
+        tool::Complain("hbtag: {}\n", tool::Reason(exception));
     } catch (std::exception const& exception) {
         tool::Complain("hbtag: {}\n", exception.what());
     }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Driver.h"
 
+#include "../Caught.h"
 #include "../Operators/TextIds.h"
 #include "../Progress.h"
 
@@ -60,8 +61,7 @@ void ScannerDriver::ThrowOwn() {
         throw;
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
-        text = CException::TextOf(*exception);
-        exception->Delete();
+        text = TakeText(exception);
     } catch (std::exception const& exception) {
         text = KxString(exception.what());
     } catch (...) {

@@ -3,6 +3,7 @@
 #include "Command.h"
 
 #include "../Application.h"
+#include "../Caught.h"
 #include "../Interrupts.h"
 
 #include <hbtools/base/syException.h>
@@ -25,9 +26,7 @@ constexpr unsigned short operatorPrefix = 7211;  // of the library's texts: Oper
 /// A new exception with the text in front of that of the caught one, which is destroyed.
 KxException* WithPrefix(KxString const& prefix, CException* exception) {
     if (exception->EndsThread()) throw;
-    auto* const named = new KxException(L"ScanLab", __LINE__, prefix + CException::TextOf(*exception));
-    exception->Delete();
-    return named;
+    return new KxException(L"ScanLab", __LINE__, prefix + TakeText(exception));
 }
 
 KxTMem<KxString> Listed(std::initializer_list<wchar_t const*> texts) {

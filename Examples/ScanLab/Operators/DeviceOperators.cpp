@@ -3,6 +3,7 @@
 //
 // Measuring devices behind their drivers: Devices, SetDevice, Measure. A driver is loaded for one operator at a time; what is
 // set of its device stands in the file of settings.
+#include "../Caught.h"
 #include "../Devices/Driver.h"
 #include "../Print.h"
 #include "Command.h"
@@ -66,8 +67,7 @@ protected:
                 });
             } catch (CException* exception) {
                 if (names.size() == 1 || exception->EndsThread()) throw;
-                Print(L"%s  %s\n", name, CException::TextOf(*exception));
-                exception->Delete();
+                Print(L"%s  %s\n", name, TakeText(exception));
             }
         }
         return OPERATOR_OK;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "Prompt.h"
 
+#include "../Caught.h"
 #include "../Interrupts.h"
 #include "../Operators/TextIds.h"
 #include "../Print.h"
@@ -67,9 +68,9 @@ void Prompt::Interact() {
                 Print(L"The command ended with %d.\n", static_cast<int>(result));
         } catch (CException* exception) {
             if (exception->EndsThread()) throw;
+            CaughtException const owner(exception);
             std::fflush(stdout);
             m_application.Report(*exception);
-            exception->Delete();
         }
     }
     if (!m_hasQuit) Print(L"\n");
@@ -86,10 +87,7 @@ OperatorReturnCode Prompt::RunInput() {
         }
     } catch (CException* exception) {
         if (exception->EndsThread()) throw;
-        auto* const named = new KxException(L"Prompt", __LINE__,
-                                            FormatOf(Text::AtLine, lines.Number(), CException::TextOf(*exception)));
-        exception->Delete();
-        throw named;
+        throw new KxException(L"Prompt", __LINE__, FormatOf(Text::AtLine, lines.Number(), TakeText(exception)));
     }
     return OPERATOR_OK;
 }
