@@ -6,11 +6,14 @@
 #include "hbtools/threads/syProcess.h"
 #include "hbtools/threads/syProgressAlgorithm.h"
 
+#define HBTOOLS_ALLOCATIONS_ELSEWHERE
+#include "../base/Allocations.h"
 #include "ThreadTest.h"
 
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -149,6 +152,33 @@ TEST(Process, FailuresAreKeptOrThrownOn) {
     KxException set(KxString(L"gesetzt"));
     work.SetException(set);
     EXPECT_EQ(U(work.GetException().GetMessage()), "gesetzt");
+}
+
+// What a process cannot keep it destroys, and whoever waits hears of it.
+TEST(Process, FailuresOfOthersAreNotLostWithoutMemory) {
+    KxWinApp app;
+    static int alive = 0;
+    struct Foreign : CException {
+        Foreign() { ++alive; }
+        ~Foreign() override { --alive; }
+    };
+    bool isKept = false;
+    int const failures = test::FailEachAllocation(
+        [&] {
+            int const n = std::exchange(test::g_allocationsLeft, -1);
+            Work failing([n](Work&) {
+                auto* const exception = new Foreign;
+                test::g_allocationsLeft = n;
+                throw exception;
+            });
+            failing.ShowFailures();
+            failing.ExecuteAndWaitUntilReady();
+            isKept = failing.notes == "SOBEF";
+        },
+        [] { EXPECT_EQ(alive, 0); });
+    EXPECT_GT(failures, 1);
+    EXPECT_TRUE(isKept);
+    EXPECT_EQ(alive, 0);
 }
 
 TEST(Process, WithoutApplicationOrRoomItDoesNotStart) {
