@@ -54,6 +54,10 @@ clang-tidy the checks of the sources
 python3 running them'
 packages_coverage='
 gcovr figures and pages from the counters'
+packages_packages='
+debootstrap a fresh Debian
+dpkg-dev what the packages depend on
+file the same'
 packages_conditions='
 llvm reading the counters of clang'
 packages_bench='
