@@ -54,8 +54,19 @@ protected:
         std::ofstream(folder / name, std::ios::binary) << bytes;
     }
 
+    /// The document of a page when its scripts have run, and with such options what the browser said meanwhile.
+    std::string InBrowser(std::string const& page, std::string const& options = "") const {
+        return Call("timeout 300 chromium --headless=new --no-sandbox --virtual-time-budget=5000 " + options +
+                    " --user-data-dir=" + Path("profile") + " --dump-dom 'file://" + page + "'")
+            .output;
+    }
+
     fs::path folder;
 };
+
+inline bool HasBrowser() {
+    return std::system("chromium --version >/dev/null 2>&1") == 0;
+}
 
 inline bool HasPython() {
     return std::system("python3 -c '' >/dev/null 2>&1") == 0;

@@ -52,7 +52,7 @@ public:
     }
     /// Waits until the program reads key by key: before that, the terminal takes control keys for itself and may drop others.
     bool AwaitEditor() const {
-        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
         termios mode{};
         while (::tcgetattr(m_terminal, &mode) == 0 && (mode.c_lflag & ICANON)) {
             if (std::chrono::steady_clock::now() > deadline) return false;
@@ -62,7 +62,7 @@ public:
     }
     /// Reads until the text has come; false if it does not. What stands before it is gone then.
     bool Await(std::string const& text) {
-        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
         std::size_t at = 0;
         while ((at = m_seen.find(text)) == std::string::npos) {
             if (std::chrono::steady_clock::now() > deadline || !More()) return false;

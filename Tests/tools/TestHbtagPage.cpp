@@ -130,7 +130,7 @@ TEST_F(HbtagPages, OpenWithoutAnErrorWhateverIsInTheFile) {
         {"none.tag", drawn, {"<td>whole</td>", "no points in this file"}},
     };
     std::string const page = (folder / "page.html").string();
-    bool const hasBrowser = std::system("chromium --version >/dev/null 2>&1") == 0;
+    bool const hasBrowser = HasBrowser();
     for (Case const& c : cases) {
         ASSERT_EQ(Call("./hbtag tree --html " + Path(c.file) + " > '" + page + "'").code, 0) << c.file;
         std::ifstream in(page, std::ios::binary);
@@ -139,10 +139,7 @@ TEST_F(HbtagPages, OpenWithoutAnErrorWhateverIsInTheFile) {
             EXPECT_EQ(text.find(word), std::string::npos) << c.file << word;
         if (c.option) {
             if (!hasBrowser) continue;
-            text = Call(std::string("timeout 60 chromium --headless=new --no-sandbox --enable-logging=stderr ") +
-                        c.option + " --virtual-time-budget=5000 --user-data-dir=" + Path("profile") +
-                        " --dump-dom 'file://" + page + "'")
-                       .output;
+            text = InBrowser(page, std::string("--enable-logging=stderr ") + c.option);
             EXPECT_EQ(ConsoleMessages(text), "") << c.file;
         }
         for (std::string const& part : c.parts)
