@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -35,8 +36,10 @@ inline Outcome Call(std::string const& command) {
     return outcome;
 }
 
-/// The user of all programs speaks German, whatever the one of the tests does. Of LANG no shell complains.
+/// The user of all programs speaks German, whatever the one of the tests does. Of LANG no shell complains. And the programs
+/// can be interrupted, also where a shell runs the tests in the background, with that signal ignored.
 inline int const g_user = [] {
+    std::signal(SIGINT, SIG_DFL);
     for (char const* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"}) ::unsetenv(name);
     return ::setenv("LANG", "de_DE.UTF-8", 1);
 }();
