@@ -112,13 +112,16 @@ TEST(PropertyList, FiltersAndHidesWholeSubtrees) {
     EXPECT_EQ(Lines(list), "m|*a=1|*b=2|*sub|**c=3|**d=4|*none|");
     list.Remove(L"none");
     list.SetHidden();
-    EXPECT_EQ(Lines(list), "");
+    unsigned long const both[] = {1, 2};
+    KxTMem<unsigned long> const groups(both, 2);
+    EXPECT_EQ(Lines(list) + Lines(list, 0, &groups), "");
     KxTBlockMem<KxString*> none;
     list.GetAllMessageBufResized(none, 0, 0, ' ', 0);
     EXPECT_EQ(none.Size(), 0);
     list.SetNotHidden();
     list.GetProperty(L"sub")->SetHidden();
     EXPECT_EQ(Lines(list) + Lines(list, 1), "m|*a=1|*b=2|m|*a=1|*b=2|*sub|**c=3|**d=4|*e=5|");
+    EXPECT_EQ(Lines(list, 0, &groups) + Lines(list, 1, &groups), "m|*b=2|m|*b=2|*sub|**d=4|*e=5|");
     for (int const showHidden : {0, 1}) {
         KxTBlockMem<KxString*> messages;
         list.GetAllMessageBufResized(messages, 0, showHidden, ' ', 0);
