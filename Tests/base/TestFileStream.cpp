@@ -113,7 +113,12 @@ TEST_F(FileStream, BytesGoAsTheyAre) {
         out.close();
         EXPECT_TRUE(out.good());
     }
-    EXPECT_TRUE(Get("b") == "\xFF\x81" + all + "\n");
+    std::string const written = Get("b");
+    EXPECT_TRUE(written == "\xFF\x81" + all + "\n");
+    KxiFileStream characters(Path("b"), 33);
+    std::wstring const read(std::istreambuf_iterator<wchar_t>(characters), {});
+    EXPECT_TRUE(std::equal(read.begin(), read.end(), written.begin(), written.end(),
+                           [](wchar_t c, char byte) { return c == static_cast<unsigned char>(byte); }));
     KxiFileStream in(Path("b"), 33);
     EXPECT_EQ(in.get(), 0xFF);
     EXPECT_EQ(in.peek(), 0x81);

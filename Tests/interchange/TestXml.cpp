@@ -54,6 +54,11 @@ TEST_F(Xml, TheCursorMoves) {
     EXPECT_TRUE(xml.Is_Child_of(L"<filter>") && xml.Is_Child_of(L"<scan><filter>"));
     EXPECT_FALSE(xml.Is_Child_of(L"<scan>") || xml.Is_Child_of(L"") || xml.Is_Tag(L"size") || xml.Is_TextNode());
     EXPECT_TRUE(xml.Is_Tag(L"<size>") && xml.Go_to_Child() && xml.Is_TextNode());
+    // Of the shortest names, which are looked at only as far up as the given chain reaches.
+    xml.Load_XML_From_Buffer(L"<a><b><c><d><e><f><g/></f></e></d></c></b></a>");
+    ASSERT_TRUE(xml.Go_to_Descendant(L"g"));
+    for (wchar_t const* chain : {L"<f>", L"<d><e><f>", L"<a><b><c><d><e><f>"}) EXPECT_TRUE(xml.Is_Child_of(chain));
+    EXPECT_FALSE(xml.Is_Child_of(L"<x><b><c><d><e><f>"));
 }
 
 TEST_F(Xml, TextsAndAttributesAreRead) {

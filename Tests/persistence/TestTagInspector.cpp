@@ -20,10 +20,10 @@ struct Findings {
     int numRemarks = 0;
 };
 
-Findings Inspect(std::vector<BYTE> const& bytes) {
+Findings Inspect(std::vector<BYTE> const& bytes, bool recovers = false) {
     auto const file = FileOf(bytes);
     KxTagInspector inspector(file.get());
-    Findings findings{inspector.Inspect(), "", ""};
+    Findings findings{recovers ? inspector.Recover() : inspector.Inspect(), "", ""};
     findings.numRemarks = inspector.Remarks().Size();
     for (SxTagFault const& fault : inspector.Faults()) {
         KxString line;
@@ -186,10 +186,30 @@ TEST(TagInspector, NamesEachKindOfDamage) {
         EXPECT_EQ(findings.state, c.state) << c.what;
         EXPECT_EQ(findings.faults, c.faults) << c.what;
     }
+    KxT2dArray<KxVec3f> grid(2, 9);
+    for (KxVec3f& cell : grid) cell = KxVec3f(1.0F, 2.0F, 3.0F);
+    CMemFile file;
+    KxTagArchive(&file, 0) << KxVec3f2dArrayTag(1, grid);
+    std::vector<BYTE> cut = BytesOf(file);
+    cut.resize(18 + 8 + 8 * 12);  // of 18 points
+    EXPECT_EQ(Inspect(cut).faults, "short payload@0>0-104 ");
     std::vector<BYTE> header = FromHex("4949 6400 0002");  // of a file that goes on otherwise
     header.resize(512);
     header.insert(header.end(), 40, BYTE{'a'});
     EXPECT_EQ(Inspect(header).state, TagFileForeign);
+}
+
+TEST(TagInspector, RecoveryBeginsAtTheFirstRecordThatIsThere) {
+    for (char const* before : {"ffffffff ffffffff ffffffff ffffffff ffffffff",
+                               "ffff 01000000 6400 00000000 14000000 ff000000"}) {  // a head whose link leads nowhere
+        Findings const findings =
+            Inspect(FromHex(before + std::string("02000000 6400 00000000 26000000 00000000"
+                                                 "03000000 6400 02000000 38000000 00000000 0500")),
+                    true);
+        EXPECT_EQ(findings.state, TagFileDamaged) << before;
+        EXPECT_EQ(findings.faults, "link to no record@0>20-20 ") << before;
+        EXPECT_EQ(findings.records, "2:marker:0 3:scalar:1 ") << before;
+    }
 }
 
 TEST(TagInspector, WhatStandsBehindAFileHeader) {

@@ -48,9 +48,14 @@ TEST(ScanFile, EveryBitComesBackInBothForms) {
     StoredScan stored = Sample(180000);  // which are read in parts
     ASSERT_EQ(stored.scan.notFinite->Size(), 2);
     for (TagFormat format : {TagFormat32, TagFormat64}) {
+        KxDateTime before = KxDateTime::Now();
+        before.SetTime(before.GetHour(), before.GetMinute(), before.GetSecond());  // the file has no milliseconds
         Store(KxString(path.c_str()), stored, format);
         StoredScan loaded = Load(KxString(path.c_str()));
         EXPECT_TRUE(IsSame(stored, loaded));
+        KxBinHeader header(512);
+        header.Read(KxString(path.c_str()));
+        EXPECT_TRUE(before <= header.GetDateTime() && header.GetDateTime() <= KxDateTime::Now());
         EXPECT_EQ(GetGlobalTagFormat(), TagFormat32);
         // The comparison sees one bit.
         loaded.scan.points.Edit()[7][1] = std::nextafter(loaded.scan.points[7][1], 1e9);

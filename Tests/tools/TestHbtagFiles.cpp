@@ -40,6 +40,7 @@ protected:
         Write("cut.tag", sample32.substr(0, 350));        // in the third of the four points of record 108
         Write("histogram.tag", sample32.substr(0, 680));  // in the third value of record 112
         Write("behind.tag", sample32 + "\xff\xff\xff\xff\xff\xff\xff\xff");
+        Write("byte.tag", sample32 + "\xff");
         std::string mended = sample64;
         mended[625] = 2;  // in the link of the first number within record 111, which the links around it give again
         Write("mended.tag", mended);
@@ -213,6 +214,8 @@ TEST_F(HbtagFiles, WriteOutOrLeaveNothing) {
         {"repair {deep.tag} {out}", 2, "4096 of 4096 records", true},
         {"repair {behind.tag} {out}", 2, "lost: bytes 1464 to 1472", true},
         {"repair {behind.tag} {out}", 2, "8 bytes lost; what stood in 8 of them is not known, and not counted\n", true},
+        {"repair {byte.tag} {out}", 2, "1 bytes lost; what stood in 1 of them is not known, and not counted\n", true},
+        {"repair --json {behind.tag} {out}", 2, "\"copied\": 24, \"lost\": 0, \"cut\": 0}", true},
         {"repair {64.tag} {out} > /dev/full", 1, "", true},
         {"convert --form 64 {64.tag} {out} > /dev/full", 1, "", true},
         {"verify {float.tag}", 2,
@@ -405,6 +408,8 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
     headed[100] = 1;
     Write("headed2.tag", headed);
     Write("less.tag", "\x64\0\0\0\x64\0\0\0\0\0\x12\0\0\0\x12\0\0\0\x65\0\0\0\x64\0\2\0\0\0\x24\0\0\0\0\0\0\0\7\0"s);
+    std::string const longest =
+        "\"" + std::string(200, 'x') + "...\" instead of \"" + std::string(200, 'y') + "...\"\n";
     Case const cases[] = {
         {"{32.tag} {64.tag}", 0, ""},
         {"{32.tag} {link.tag}", 0, ""},
@@ -426,7 +431,7 @@ TEST_F(HbtagFiles, DiffByLevelsAndIds) {
         {"{less.tag} {32.tag}", 1, "added 100/101: text\nadded 100/102: scalar\n"},
         {"--json {32.tag} {64.tag}", 0, "\"differences\": []"},
         {"--json {less.tag} {32.tag}", 1, "\"change\": \"added\", \"path\": \"100/101\", \"b\": "},
-        {"{odd.tag} {odd2.tag}", 1, "xxx...\" instead of \"yyy"},
+        {"{odd.tag} {odd2.tag}", 1, longest.c_str()},
         {"{odd.tag} {odd2.tag}", 1, "changed 6: object 1: tree: list of 2"},
         {"{odd.tag} {odd2.tag}", 1, "changed 7: scalar instead of scalar, 4 bytes instead of 8\n"},
         {"{bytes.tag} {bytes2.tag}", 1, "changed 1: 1 of 6 bytes differ, the first is 4: 78 instead of 65\n"},
