@@ -4,11 +4,12 @@
 // Cuts every golden file at each byte and flips each of its bits, and reads what is left with the readers of its format and
 // with the tools; the inputs that the fuzz targets start from besides.
 //
-//     proof_sweeps [--long] [--self-check] [FILE READER cut|flip NUMBER]
+//     proof_sweeps [--long] [--self-check] [TOOL | FILE READER cut|flip NUMBER]
 //
 // Without --long there are bounds for each file, the cuts and flips are taken in strides, and the tools see few of them, at
 // both ends, in the middle and at borders of records and lines. Of files beyond 16 KiB windows are swept: the first, the last
-// and some between. With a number that one input is read in this process, for a debugger. One line for each file and reader
+// and some between. With a tool only those inputs are made that it reads. With a number that one input is read in this
+// process, for a debugger. One line for each file and reader
 // tells how many there were and how much memory the worst took; a line "finding" follows for whatever must not be. Exit code
 // 1 if there are findings.
 //
@@ -32,12 +33,23 @@
 #include <map>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+int HbtagMain(int argc, char** argv);  // in a child: it is a whole program
+
+// What a sanitizer finds must not look like a documented exit code.
+extern "C" char const* __asan_default_options() {
+    return "exitcode=99";
+}
+extern "C" char const* __ubsan_default_options() {
+    return "exitcode=99";
+}
 
 namespace proof {
 
@@ -182,7 +194,7 @@ Reader const* FindReader(std::string const& name) {
 
 class Proof {
 public:
-    explicit Proof(bool isLong) : m_isLong(isLong) {
+    explicit Proof(bool isLong, std::string onlyTool = {}) : m_isLong(isLong), m_onlyTool(std::move(onlyTool)) {
         void* const shared =
             ::mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (shared == MAP_FAILED) throw std::bad_alloc();
@@ -246,6 +258,7 @@ public:
     void Tool(fs::path const& file, std::vector<std::string> const& arguments, fs::path const& folder,
               fs::path const& out = {}) {
         if (isSanitized && arguments.front() == HBTAG_PY) return;  // whose interpreter is not
+        if (!m_onlyTool.empty() && fs::path(arguments.front()).filename() != m_onlyTool) return;
         std::string const bytes = ReadFile(file);
         std::string name = file.filename().string() + " by";
         if (bytes.empty()) return Find(name + " " + arguments.front() + ": there is nothing to sweep");
@@ -300,6 +313,7 @@ public:
             int const null = ::open("/dev/null", O_RDWR);
             for (int i = 0; i < 3; ++i) ::dup2(null, i);
             ::alarm(g_hangAfter);
+            if (words[0] == "hbtag") std::exit(HbtagMain(static_cast<int>(words.size()), arguments.data()));
             std::string const program = words[0].starts_with('/') ? words[0] : HBTOOLS_TOOLS "/" + words[0];
             ::execv(program.c_str(), arguments.data());
             ::_exit(127);
@@ -372,6 +386,7 @@ private:
     }
 
     bool m_isLong;
+    std::string m_onlyTool;  // empty: all
     Progress* m_progress;
     Total m_all;
     int m_numFindings = 0;
@@ -485,16 +500,18 @@ int main(int argc, char** argv) {
         std::printf("%lld bytes of memory\n", memory::PeakBytes());
         return 0;
     }
-    Proof proof(options.isLong);
+    Proof proof(options.isLong, arguments.size() == 1 ? arguments[0] : "");
     if (options.isSelfCheck) {
         g_hangAfter = 1;
         for (Reader const& reader : FaultyReaders()) proof.Faulty(reader);
         return proof.TellAll() > 0 ? 1 : 0;
     }
-    for (fs::path const& version : FilesIn(data / "golden"))
-        for (fs::path const& file : FilesIn(version)) proof.Golden(file);
-    for (fs::path const& folder : FilesIn(data))
-        if (fs::is_directory(folder) && folder.filename() != "golden") proof.Seeds(folder);
+    if (arguments.empty()) {
+        for (fs::path const& version : FilesIn(data / "golden"))
+            for (fs::path const& file : FilesIn(version)) proof.Golden(file);
+        for (fs::path const& folder : FilesIn(data))
+            if (fs::is_directory(folder) && folder.filename() != "golden") proof.Seeds(folder);
+    }
     for (fs::path const& version : FilesIn(data / "golden")) RunTools(proof, version);
     return proof.TellAll() > 0 ? 1 : 0;
 }
