@@ -110,6 +110,10 @@ TEST_F(Encryption, ThePasswordIsKeptAsItsKey) {
     EXPECT_EQ(U(KxxDecryptString("pass", secret, 0)), "text");
     SetEncryptionPassword(key);
     EXPECT_TRUE(GetEncryptedEncryptionPassword() == key);
+    // What only begins like a key is a password as any other.
+    KxTools::String const own = KxxEncryptString("{hbkey1}!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!", L"text", 0);
+    EXPECT_TRUE(IsRefused(own, 0, "{hbkey1}********************************", nullptr));
+    EXPECT_FALSE(IsRefused(own, 0, "{hbkey1}!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!!", nullptr));
     auto const work = [&] {
         for (int i = 0; i < 100; ++i) {
             SetEncryptionPassword(i % 2 ? "pass" : "other");
