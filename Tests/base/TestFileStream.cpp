@@ -172,6 +172,8 @@ TEST_F(FileStream, TheFirstFailureStays) {
         EXPECT_EQ(out.sgetc(), WEOF);
         EXPECT_EQ(out.pubseekoff(0, std::ios_base::beg), std::streampos(isOpen ? 0 : -1));
     }
+    EXPECT_TRUE(out.IsOpen() && out.Close());
+    EXPECT_FALSE(out.IsOpen() || out.Close());
     ASSERT_TRUE(out.Open(Path("out"), KxFileModeOut | KxFileModeBinary));
     out.sputc(L'€');
     EXPECT_FALSE(out.WriteWhole("x", 1, isTorn));

@@ -181,7 +181,7 @@ TEST_F(Xml, ChangesShow) {
     EXPECT_TRUE(xml.RemoveChild(L"between") && !xml.RemoveChild(L"between"));
     EXPECT_FALSE(xml.Remove_Attribute(L"k"));
     EXPECT_EQ(Whole(), "<a><first/><second/><b/></a>");
-    for (wchar_t const* name : {L"", L"1a", L"a b", L"a/><x", L"a=\"1\"", L"<", L"a\x1", L"a>b"})
+    for (wchar_t const* name : {L"", L"1a", L"a b", L"a b='1'", L"a/><x", L"a=\"1\"", L"<", L"a\x1", L"a>b"})
         EXPECT_FALSE(xml.Add_LastChildNode(name) || xml.Set_Attribute(name, L"v")) << test::U(KxString(name));
     EXPECT_TRUE(xml.Add_LastChildNode(L"_A-1.z") && xml.Set_TextValue(L"\xe000\xfffd") && xml.Remove());
     EXPECT_FALSE(xml.Set_TextValue(L"\x1") || xml.Set_TextValue(L"\x110000") || xml.Set_Attribute(L"a", L"\xffff") ||

@@ -147,6 +147,7 @@ TEST(ScanReader, Text) {
           "1 2 3\n4 \xe2\x80\xae"
           "5 6\n",
           "Zeile 2: \"?5\" ist keine Zahl"},
+         {"the last byte alone behind a block", Times(174762, "1 2 3\n") + "4 5 6", "174763,0: 4 5 6"},
          {"empty", "", "es ist kein Punkt darin"},
          {"only a header", "x,y,z\n", "es ist kein Punkt darin"},
          {"a very long line", std::string(1 << 20, '7'), "Zeile 1: die Zeile ist zu lang für eine Liste von Punkten"}});
