@@ -16,7 +16,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#ifdef HBTOOLS_TEST_GLIB
+#if __has_include(<glib.h>)
 #include <glib-unix.h>
 #endif
 
@@ -353,7 +353,7 @@ TEST(WinApp, AHostsLoopDrivesIt) {
     EXPECT_FALSE(isDue(0));
 }
 
-#ifdef HBTOOLS_TEST_GLIB
+#if __has_include(<glib.h>)
 TEST(WinApp, AGlibLoopDrivesIt) {
     KxWinApp app;
     struct Host {

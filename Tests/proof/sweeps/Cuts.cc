@@ -4,6 +4,7 @@
 
 #include "../../fuzz/FuzzInput.h"
 
+#include "hbtools/persistence/syObjectInspector.h"
 #include "hbtools/persistence/syTagInspector.h"
 
 #include <algorithm>
@@ -42,9 +43,22 @@ bool IsInLastPayload(std::string const& whole, std::size_t length) {
     return rest.Records().Size() == 0;  // all behind a header, as if nothing had been stored yet
 }
 
+/// Nothing tells how many objects a stream has.
+bool IsBetweenObjects(std::string const& whole, std::size_t length) {
+    FuzzInput file(reinterpret_cast<std::uint8_t const*>(whole.data()), whole.size());
+    KxTagInspector inspector(&file);
+    inspector.Inspect();
+    KxObjectInspector& objects = inspector.Objects();
+    objects.Begin(0, whole.size());
+    for (SxObject object; objects.Next(object);)
+        if (object.depth == 0 && object.position == length) return true;
+    return false;
+}
+
 constexpr Format formats[] = {
     {" .tag ", "no checksum: a level may have ended there, and the payload of the last record has no declared end",
      IsInLastPayload},
+    {" .stream ", "objects that stand for themselves", IsBetweenObjects},
     {" .ini .macro .txt .csv .xyz .debug ", "lines that stand for themselves, the last one without an end", Always},
     {" .texts ", "the last text may have had more words; that others are missing is told by a strict check",
      IsInLastLine},

@@ -3,4 +3,4 @@
 //
 // The inspector of tag files as a function: starting it as a process takes longer than all that it does with a small file.
 #define main HbtagMain
-#include "hbtag.cpp"
+#include "hbtag.cpp"  // NOLINT(bugprone-suspicious-include): its entry has another name here

@@ -43,11 +43,11 @@
 
 int HbtagMain(int argc, char** argv);  // in a child: it is a whole program
 
-// What a sanitizer finds must not look like a documented exit code.
-extern "C" char const* __asan_default_options() {
+// What a sanitizer finds must not look like a documented exit code. The names are the sanitizers'.
+extern "C" char const* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
     return "exitcode=99";
 }
-extern "C" char const* __ubsan_default_options() {
+extern "C" char const* __ubsan_default_options() {  // NOLINT(bugprone-reserved-identifier)
     return "exitcode=99";
 }
 
