@@ -46,13 +46,14 @@ bool IsInLastPayload(std::string const& whole, std::size_t length) {
 /// Nothing tells how many objects a stream has.
 bool IsBetweenObjects(std::string const& whole, std::size_t length) {
     FuzzInput file(reinterpret_cast<std::uint8_t const*>(whole.data()), whole.size());
-    KxTagInspector inspector(&file);
-    inspector.Inspect();
-    KxObjectInspector& objects = inspector.Objects();
-    objects.Begin(0, whole.size());
-    for (SxObject object; objects.Next(object);)
-        if (object.depth == 0 && object.position == length) return true;
-    return false;
+    KxObjectInspector objects(&file);
+    ULONGLONG end = 0;
+    do {
+        objects.Begin(end, whole.size());
+        for (SxObject object; objects.Next(object);) {}
+        end = objects.GetPosition();
+    } while (end < length && !objects.HasFault());
+    return end == length;
 }
 
 constexpr Format formats[] = {
