@@ -159,9 +159,10 @@ public:
             return true;
         } catch (CException* exception) {
             // The texts of many records must not make the page unreadable.
-            std::string const reason = tool::Reason(exception);
             if (++m_numFailures <= mostFailures)
-                Add(fmt::format("record {} at {}: {}", record.image.id, record.position, reason));
+                Add(fmt::format("record {} at {}: {}", record.image.id, record.position, tool::Reason(exception)));
+            else
+                exception->Delete();
         }
         return false;
     }
